@@ -1,0 +1,68 @@
+#pragma once
+
+#include <base/containers/vector.h>
+#include <base/qvBaseApi.h>
+
+#include <typeinfo>
+
+namespace Qv {
+
+class InVariableBase;
+
+/// Root of the package objects; what the frame knows of a package.
+class QV_BASE_API InPackageInitBase {
+public:
+    InPackageInitBase() = default;
+    InPackageInitBase( const InPackageInitBase& ) = default;
+    InPackageInitBase& operator=( const InPackageInitBase& ) = default;
+    virtual ~InPackageInitBase();
+
+    /// The package's configuration variables enter and leave here; the frame resolves them before
+    /// `initializePackage` runs.
+    virtual void addDependency( InVariableBase* variable ) = 0;
+    virtual void removeDependency( InVariableBase* variable ) = 0;
+    virtual const char* getName() const = 0;
+    virtual void preInitializePackage() = 0;
+    virtual void postInitializePackage() = 0;
+    virtual void initializePackage() = 0;
+    virtual void finalizePackage() = 0;
+    /// Tells the package whether it is started.
+    virtual void setPackageState( bool isStarted ) = 0;
+};
+
+/// A package with a name and declared dependencies, known to the frame from its construction on.
+///
+/// Threads: built on the loading thread by static initialisers; started and stopped on one thread,
+///          never in parallel.
+class QV_BASE_API InPackageInit : public InPackageInitBase {
+public:
+    /// `name` is kept, not copied.
+    explicit InPackageInit( const char* name );
+    InPackageInit( const InPackageInit& ) = delete;
+    InPackageInit& operator=( const InPackageInit& ) = delete;
+    /// Takes the package out of the frame.
+    ~InPackageInit() override;
+
+    void addDependency( InVariableBase* variable ) override;
+    void removeDependency( InVariableBase* variable ) override;
+    const char* getName() const override;
+
+    /// The identities of the packages that must have started before this one.
+    const Vector<const std::type_info*>& getDependencies() const { return _dependencies; }
+    /// The package's configuration variables that are alive, in order of construction.
+    const Vector<InVariableBase*>& getVariables() const { return _variables; }
+    /// The package's own identity.
+    virtual const std::type_info* getIdentity() const = 0;
+
+protected:
+    /// Makes the package known to the frame.
+    void registerPackage();
+    void addDependency( const std::type_info* package );
+
+private:
+    const char* const _name;
+    Vector<const std::type_info*> _dependencies;
+    Vector<InVariableBase*> _variables;
+};
+
+} // namespace Qv

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <base/locks/lkGuard.h>
+#if defined( _WIN32 )
+#    include <base/locks/lkLockWindows.h>
+#else
+#    include <base/locks/lkLockPosix.h>
+#endif
+
+#include <iosfwd>
+
+namespace Qv {
+
+#if defined( _WIN32 )
+using LkLockPlatform = LkLockWindows;
+#else
+using LkLockPlatform = LkLockPosix;
+#endif
+
+/// The plain lock; held through LkGuard<const LkLock>.
+///
+/// Nesting:  a holder that locks again isn't blocked; the inner guard gives nothing back.
+/// Fairness: none.
+/// Const:    locking is const, so that const accessors can lock.
+/// Cost:     one atomic operation each way without contention; then a short spin, then sleep.
+class QV_BASE_API QV_CAPABILITY( "mutex" ) LkLock {
+public:
+    /// `name` is kept, not copied: it must outlive this object.
+    explicit LkLock( const char* name ) noexcept : _name( name ) {}
+    LkLock( const LkLock& ) = delete;
+    LkLock& operator=( const LkLock& ) = delete;
+
+    const char* getName() const noexcept { return _name; }
+    /// Name and holder on one line.
+    void dump( std::ostream& stream ) const;
+
+    /// For what waits on a condition and gives the lock up meanwhile.
+    const LkLockPlatform& getImp() const noexcept { return _imp; }
+
+private:
+    friend class LkGuard<LkLock>;
+    friend class LkGuard<const LkLock>;
+
+    bool lock() const QV_ACQUIRE() QV_NO_THREAD_SAFETY_ANALYSIS { return _imp.lock(); }
+    void unlock() const QV_RELEASE() QV_NO_THREAD_SAFETY_ANALYSIS { _imp.unlock(); }
+
+    const char* _name;
+    LkLockPlatform _imp;
+};
+
+} // namespace Qv

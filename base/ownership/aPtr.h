@@ -1,0 +1,61 @@
+#pragma once
+
+#include <base/ownership/ownershipDelete.h>
+
+#include <cstddef>
+#include <utility>
+
+namespace Qv {
+
+template <class T>
+class APtr;
+
+/// The form in which a function returns an APtr.
+template <class T>
+class [[nodiscard]] APtrRet {
+public:
+    APtrRet( APtrRet&& other ) noexcept : _array( std::exchange( other._array, nullptr ) ) {}
+    APtrRet( APtr<T> owner ) noexcept : _array( owner.release() ) {}
+    APtrRet& operator=( const APtrRet& ) = delete;
+    ~APtrRet() { Ownership::destroyArray( _array ); }
+
+    T* release() noexcept { return std::exchange( _array, nullptr ); }
+
+private:
+    T* _array;
+};
+
+/// Sole owner of a heap array, deleted with the array form. Copying and assigning move the
+/// ownership and leave the source null.
+template <class T>
+class APtr {
+public:
+    APtr() noexcept : _array( nullptr ) {}
+    explicit APtr( T* array ) noexcept : _array( array ) {}
+    APtr( APtr& other ) noexcept : _array( other.release() ) {}
+    APtr( APtr&& other ) noexcept : _array( other.release() ) {}
+    APtr( APtrRet<T>&& other ) noexcept : _array( other.release() ) {}
+    ~APtr() { Ownership::destroyArray( _array ); }
+
+    APtr& operator=( APtr& other ) noexcept { return reset( other.release() ); }
+    APtr& operator=( APtr&& other ) noexcept { return reset( other.release() ); }
+    APtr& operator=( APtrRet<T>&& other ) noexcept { return reset( other.release() ); }
+
+    APtr& reset( T* array = nullptr ) noexcept {
+        if( array != _array ) {
+            Ownership::destroyArray( std::exchange( _array, array ) );
+        }
+        return *this;
+    }
+    [[nodiscard]] T* release() noexcept { return std::exchange( _array, nullptr ); }
+
+    T* get() const noexcept { return _array; }
+    T& operator[]( std::size_t index ) const noexcept { return _array[index]; }
+    bool isNull() const noexcept { return _array == nullptr; }
+    explicit operator bool() const noexcept { return _array != nullptr; }
+
+private:
+    T* _array;
+};
+
+} // namespace Qv

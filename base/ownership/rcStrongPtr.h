@@ -1,0 +1,95 @@
+#pragma once
+
+#include <base/ownership/rcSWCount.h>
+
+namespace Qv {
+
+template <class T, class Counter>
+class RCWeakBasePtr;
+
+/// Strong pointer to an object derived from `RCSWBase<Counter>`: the object is deleted when its
+/// last strong pointer goes, whatever weak pointers are left.
+template <class T, class Counter>
+class RCStrongBasePtr {
+public:
+    RCStrongBasePtr() noexcept = default;
+    explicit RCStrongBasePtr( T* pointee ) : _pointee( pointee ) {
+        if( _pointee != nullptr ) {
+            _counter = _pointee->getCounter();
+            _counter->addStrong();
+        }
+    }
+    RCStrongBasePtr( const RCStrongBasePtr& other ) noexcept
+        : _pointee( other._pointee )
+        , _counter( other._counter ) {
+        addStrong();
+    }
+    template <class U>
+        requires std::is_convertible_v<U*, T*>
+    RCStrongBasePtr( const RCStrongBasePtr<U, Counter>& other ) noexcept
+        : _pointee( other.get() )
+        , _counter( other.getCounter() ) {
+        addStrong();
+    }
+    /// Null if the object is gone.
+    explicit( false ) RCStrongBasePtr( const RCWeakBasePtr<T, Counter>& weak ) noexcept;
+    ~RCStrongBasePtr() { removeStrong(); }
+
+    RCStrongBasePtr& operator=( const RCStrongBasePtr& other ) noexcept {
+        assign( other );
+        return *this;
+    }
+    /// Does nothing when both words are equal already.
+    void assign( const RCStrongBasePtr& other ) noexcept {
+        if( _pointee != other._pointee || !( _counter == other._counter ) ) {
+            RCStrongBasePtr( other ).swap( *this );
+        }
+    }
+
+    T& operator*() const { return *checked(); }
+    T* operator->() const { return checked(); }
+    T* get() const noexcept { return _pointee; }
+    bool isNull() const noexcept { return _pointee == nullptr; }
+    explicit operator bool() const noexcept { return _pointee != nullptr; }
+    bool operator==( const RCStrongBasePtr& other ) const noexcept {
+        return _pointee == other._pointee;
+    }
+    bool operator<( const RCStrongBasePtr& other ) const noexcept {
+        return _pointee < other._pointee;
+    }
+    const RCShdPtr<RCSWCount<Counter>>& getCounter() const noexcept { return _counter; }
+
+    void swap( RCStrongBasePtr& other ) noexcept {
+        std::swap( _pointee, other._pointee );
+        _counter.swap( other._counter );
+    }
+
+private:
+    T* checked() const {
+        if( _pointee == nullptr ) {
+            RCExUtil::throwExNullPtr( typeid( T ).name() );
+        }
+        return _pointee;
+    }
+    void addStrong() const noexcept {
+        if( _pointee != nullptr ) {
+            _counter->addStrong();
+        }
+    }
+    void removeStrong() const noexcept {
+        if( _pointee != nullptr && _counter->removeStrong() ) {
+            Ownership::destroy( _pointee );
+        }
+    }
+
+    T* _pointee = nullptr;
+    RCShdPtr<RCSWCount<Counter>> _counter;
+};
+
+/// Strong pointer to an object that crosses threads.
+template <class T>
+using RCStrongPtr = RCStrongBasePtr<T, LkCounter<int>>;
+
+} // namespace Qv
+
+#include <base/ownership/rcWeakPtr.h>

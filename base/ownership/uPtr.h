@@ -1,0 +1,24 @@
+#pragma once
+
+namespace Qv {
+
+/// A pointer that may stand in the library's containers, as in `List<UPtr<XmlAttribute>>`. It is a
+/// plain value; the pointee belongs to whoever owns the container.
+template <class T>
+class UPtr {
+public:
+    UPtr() noexcept = default;
+    explicit( false ) UPtr( T* pointee ) noexcept : _pointee( pointee ) {}
+
+    T* get() const noexcept { return _pointee; }
+    T& operator*() const noexcept { return *_pointee; }
+    T* operator->() const noexcept { return _pointee; }
+    bool isNull() const noexcept { return _pointee == nullptr; }
+    explicit operator bool() const noexcept { return _pointee != nullptr; }
+    bool operator==( const UPtr& ) const noexcept = default;
+
+private:
+    T* _pointee = nullptr;
+};
+
+} // namespace Qv

@@ -1,0 +1,38 @@
+# Language, warnings and sanitizers, the same for every target of the project.
+
+set( CMAKE_CXX_STANDARD 20 )
+set( CMAKE_CXX_STANDARD_REQUIRED ON )
+set( CMAKE_CXX_EXTENSIONS OFF )
+set( CMAKE_CXX_VISIBILITY_PRESET hidden )
+set( CMAKE_VISIBILITY_INLINES_HIDDEN ON )
+set( CMAKE_POSITION_INDEPENDENT_CODE ON )
+
+find_package( Threads REQUIRED )
+
+# Carries what every target of the project is compiled with; never installed.
+add_library( qv_build INTERFACE )
+target_include_directories( qv_build INTERFACE "${CMAKE_SOURCE_DIR}" )
+target_link_libraries( qv_build INTERFACE Threads::Threads )
+target_compile_options( qv_build INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+    -Wold-style-cast
+    # Exceptions name their source file from the source root.
+    -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/= )
+if( QV_WARNINGS_AS_ERRORS )
+    target_compile_options( qv_build INTERFACE -Werror )
+endif()
+if( CMAKE_CXX_COMPILER_ID MATCHES "Clang" )
+    target_compile_options( qv_build INTERFACE -Wthread-safety )
+endif()
+
+if( QV_SANITIZE STREQUAL "address" )
+    set( qv_sanitizer -fsanitize=address,undefined -fno-sanitize-recover=undefined )
+elseif( QV_SANITIZE STREQUAL "thread" )
+    set( qv_sanitizer -fsanitize=thread )
+elseif( NOT QV_SANITIZE STREQUAL "" )
+    message( FATAL_ERROR "QV_SANITIZE is '${QV_SANITIZE}': it takes address, thread or nothing" )
+endif()
+if( qv_sanitizer )
+    target_compile_options( qv_build INTERFACE ${qv_sanitizer} -fno-omit-frame-pointer )
+    target_link_options( qv_build INTERFACE ${qv_sanitizer} )
+endif()

@@ -1,0 +1,159 @@
+# qv_package( <name> [USES <package>...] [HEADERS ...] [SOURCES ...] [POSIX ...] [WINDOWS ...] [TESTS ...] )
+#
+# Declares one package of the library whose folder holds the calling CMakeLists.txt: base,
+# pluginAPI, or a folder of resmgt. The package is compiled once, as an object library. The
+# library that it belongs to and its white-box tests take those objects.
+#
+#   USES     the packages whose public headers it may include, nothing more; the build checks it
+#   HEADERS  public headers, relative to the package's folder; each compiles alone
+#   SOURCES  portable sources
+#   POSIX, WINDOWS  the sources of one port; the build takes those of the platform
+#   TESTS    sources of the one white-box test program, <name>Test
+#
+# qv_test_environment( <package> <suffix> VARIABLE=value... ) runs the package's test program a
+# second time, under these environment variables.
+#
+# qv_finish_libraries() makes the shared libraries once all packages are declared, and
+# qv_finish_package_tests() the test programs.
+
+define_property( GLOBAL PROPERTY QV_PACKAGES )
+
+function( qv_package name )
+    cmake_parse_arguments( PARSE_ARGV 1 arg "" "" "USES;HEADERS;SOURCES;POSIX;WINDOWS;TESTS" )
+    if( arg_UNPARSED_ARGUMENTS )
+        message( FATAL_ERROR "qv_package( ${name} ): '${arg_UNPARSED_ARGUMENTS}' belongs to no list" )
+    endif()
+    file( RELATIVE_PATH folder "${CMAKE_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}" )
+    string( REGEX REPLACE "/.*" "" library "${folder}" )
+    if( WIN32 )
+        set( port ${arg_WINDOWS} )
+    else()
+        set( port ${arg_POSIX} )
+    endif()
+
+    add_library( ${name}_objects OBJECT ${arg_SOURCES} ${port} )
+    target_link_libraries( ${name}_objects PRIVATE qv_build )
+    string( TOUPPER "${library}" upper )
+    target_compile_definitions( ${name}_objects PRIVATE QV_BUILDING_${upper} )
+    if( arg_HEADERS )
+        target_sources( ${name}_objects PUBLIC FILE_SET HEADERS
+            BASE_DIRS "${CMAKE_SOURCE_DIR}" FILES ${arg_HEADERS} )
+        set_target_properties( ${name}_objects PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON )
+        # The header check compiles with the interface's options alone.
+        target_link_libraries( ${name}_objects INTERFACE qv_build )
+    endif()
+
+    set( tests )
+    foreach( test IN LISTS arg_TESTS )
+        list( APPEND tests "${CMAKE_CURRENT_SOURCE_DIR}/${test}" )
+    endforeach()
+    set( headers )
+    foreach( header IN LISTS arg_HEADERS )
+        list( APPEND headers "${folder}/${header}" )
+    endforeach()
+    set_property( GLOBAL APPEND PROPERTY QV_PACKAGES ${name} )
+    set_property( GLOBAL PROPERTY QV_${name}_LIBRARY ${library} )
+    set_property( GLOBAL PROPERTY QV_${name}_FOLDER ${folder} )
+    set_property( GLOBAL PROPERTY QV_${name}_USES ${arg_USES} )
+    set_property( GLOBAL PROPERTY QV_${name}_TESTS ${tests} )
+    set_property( GLOBAL PROPERTY QV_${name}_HEADERS ${headers} )
+endfunction()
+
+function( qv_test_environment package suffix )
+    set_property( GLOBAL APPEND PROPERTY QV_${package}_ENVIRONMENTS ${suffix} )
+    set_property( GLOBAL PROPERTY QV_${package}_ENVIRONMENT_${suffix} ${ARGN} )
+endfunction()
+
+# The packages that `package` uses, itself last, each after those that it uses.
+function( qv_package_closure package result )
+    set( closure ${${result}} )
+    if( NOT package IN_LIST closure )
+        get_property( known GLOBAL PROPERTY QV_PACKAGES )
+        get_property( uses GLOBAL PROPERTY QV_${package}_USES )
+        foreach( used IN LISTS uses )
+            if( NOT used IN_LIST known )
+                message( FATAL_ERROR "Package ${package} uses '${used}', which is no package" )
+            endif()
+            qv_package_closure( ${used} closure )
+        endforeach()
+        list( APPEND closure ${package} )
+    endif()
+    set( ${result} ${closure} PARENT_SCOPE )
+endfunction()
+
+function( qv_add_library target library )
+    cmake_parse_arguments( PARSE_ARGV 2 arg "" "" "LINKS" )
+    add_library( ${target} SHARED )
+    add_library( QVresmgt::${target} ALIAS ${target} )
+    set_target_properties( ${target} PROPERTIES
+        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX )
+    target_include_directories( ${target} INTERFACE
+        $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/qvresmgt> )
+    target_compile_features( ${target} PUBLIC cxx_std_20 )
+    target_link_libraries( ${target} PUBLIC ${arg_LINKS}
+        PRIVATE $<BUILD_INTERFACE:qv_build> Threads::Threads ${CMAKE_DL_LIBS} )
+    get_property( packages GLOBAL PROPERTY QV_PACKAGES )
+    foreach( package IN LISTS packages )
+        get_property( owner GLOBAL PROPERTY QV_${package}_LIBRARY )
+        if( owner STREQUAL library )
+            target_sources( ${target} PRIVATE $<TARGET_OBJECTS:${package}_objects> )
+        endif()
+    endforeach()
+endfunction()
+
+function( qv_finish_libraries )
+    qv_add_library( QVbase base )
+    qv_add_library( QVpluginAPI pluginAPI LINKS QVbase )
+    qv_add_library( QVresmgt resmgt LINKS QVpluginAPI QVbase )
+    qv_write_include_rules()
+endfunction()
+
+# The rules that tests/checks/includes.py holds the sources against.
+function( qv_write_include_rules )
+    get_property( packages GLOBAL PROPERTY QV_PACKAGES )
+    set( text "" )
+    foreach( package IN LISTS packages )
+        get_property( folder GLOBAL PROPERTY QV_${package}_FOLDER )
+        get_property( uses GLOBAL PROPERTY QV_${package}_USES )
+        get_property( headers GLOBAL PROPERTY QV_${package}_HEADERS )
+        string( APPEND text "package ${package} ${folder}\nuses ${uses}\nheaders ${headers}\n" )
+    endforeach()
+    file( WRITE "${CMAKE_BINARY_DIR}/include-rules.txt" "${text}" )
+endfunction()
+
+function( qv_finish_package_tests )
+    find_package( GTest REQUIRED )
+    include( GoogleTest )
+    get_property( packages GLOBAL PROPERTY QV_PACKAGES )
+    foreach( package IN LISTS packages )
+        get_property( tests GLOBAL PROPERTY QV_${package}_TESTS )
+        if( tests )
+            qv_add_package_test( ${package} ${tests} )
+        endif()
+    endforeach()
+endfunction()
+
+# Tests are discovered when ctest runs, so that building needs no test to start.
+function( qv_discover_tests program )
+    cmake_parse_arguments( PARSE_ARGV 1 arg "" "SUFFIX" "ENVIRONMENT" )
+    gtest_discover_tests( ${program} TEST_SUFFIX "${arg_SUFFIX}" TEST_LIST ${program}${arg_SUFFIX}
+        DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 600 ENVIRONMENT "${arg_ENVIRONMENT}" )
+endfunction()
+
+function( qv_add_package_test package )
+    add_executable( ${package}Test ${ARGN} )
+    target_link_libraries( ${package}Test PRIVATE qv_build qv_test_support GTest::gmock ${CMAKE_DL_LIBS} )
+    set( closure )
+    qv_package_closure( ${package} closure )
+    foreach( used IN LISTS closure )
+        target_sources( ${package}Test PRIVATE $<TARGET_OBJECTS:${used}_objects> )
+    endforeach()
+    # Tests of a package may look into its src folder.
+    qv_discover_tests( ${package}Test )
+    get_property( suffixes GLOBAL PROPERTY QV_${package}_ENVIRONMENTS )
+    foreach( suffix IN LISTS suffixes )
+        get_property( environment GLOBAL PROPERTY QV_${package}_ENVIRONMENT_${suffix} )
+        qv_discover_tests( ${package}Test SUFFIX ".${suffix}" ENVIRONMENT "${environment}" )
+    endforeach()
+endfunction()

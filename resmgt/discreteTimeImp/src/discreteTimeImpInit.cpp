@@ -1,0 +1,22 @@
+#include <base/init/inInit.h>
+#include <resmgt/discreteTimeImp/discreteTimeImpPackage.h>
+#include <resmgt/osal/osalPackage.h>
+#include <resmgt/profiling/profilingPackage.h>
+
+namespace Qv {
+
+template <>
+InInit<QvInit::discreteTimeImp>::InInit() : InPackageInit( "discreteTimeImp" ) {
+    registerPackage();
+    addDependency( InInit<QvInit::osal>::getType() );
+    addDependency( InInit<QvInit::profiling>::getType() );
+    addDependency( InInit<QvInit::base>::getType() );
+}
+
+namespace {
+
+InInit<QvInit::discreteTimeImp> package;
+
+} // namespace
+
+} // namespace Qv

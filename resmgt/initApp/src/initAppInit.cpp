@@ -1,0 +1,24 @@
+#include <base/init/inInit.h>
+#include <resmgt/initApp/initAppPackage.h>
+#include <resmgt/initInstallDir/initInstallDirPackage.h>
+#include <resmgt/initVars/initVarsPackage.h>
+#include <resmgt/osal/osalPackage.h>
+
+namespace Qv {
+
+template <>
+InInit<QvInit::initApp>::InInit() : InPackageInit( "initApp" ) {
+    registerPackage();
+    addDependency( InInit<QvInit::initInstallDir>::getType() );
+    addDependency( InInit<QvInit::initVars>::getType() );
+    addDependency( InInit<QvInit::osal>::getType() );
+    addDependency( InInit<QvInit::base>::getType() );
+}
+
+namespace {
+
+InInit<QvInit::initApp> package;
+
+} // namespace
+
+} // namespace Qv

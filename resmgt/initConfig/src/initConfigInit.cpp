@@ -1,0 +1,26 @@
+#include <base/init/inInit.h>
+#include <resmgt/initApp/initAppPackage.h>
+#include <resmgt/initConfig/initConfigPackage.h>
+#include <resmgt/initInstallDir/initInstallDirPackage.h>
+#include <resmgt/initVars/initVarsPackage.h>
+#include <resmgt/osal/osalPackage.h>
+
+namespace Qv {
+
+template <>
+InInit<QvInit::initConfig>::InInit() : InPackageInit( "initConfig" ) {
+    registerPackage();
+    addDependency( InInit<QvInit::initApp>::getType() );
+    addDependency( InInit<QvInit::initInstallDir>::getType() );
+    addDependency( InInit<QvInit::initVars>::getType() );
+    addDependency( InInit<QvInit::osal>::getType() );
+    addDependency( InInit<QvInit::base>::getType() );
+}
+
+namespace {
+
+InInit<QvInit::initConfig> package;
+
+} // namespace
+
+} // namespace Qv

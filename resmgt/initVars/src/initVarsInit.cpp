@@ -1,0 +1,22 @@
+#include <base/init/inInit.h>
+#include <resmgt/initVars/initVarsPackage.h>
+#include <resmgt/osSupport/osSupportPackage.h>
+#include <resmgt/osal/osalPackage.h>
+
+namespace Qv {
+
+template <>
+InInit<QvInit::initVars>::InInit() : InPackageInit( "initVars" ) {
+    registerPackage();
+    addDependency( InInit<QvInit::osSupport>::getType() );
+    addDependency( InInit<QvInit::osal>::getType() );
+    addDependency( InInit<QvInit::base>::getType() );
+}
+
+namespace {
+
+InInit<QvInit::initVars> package;
+
+} // namespace
+
+} // namespace Qv

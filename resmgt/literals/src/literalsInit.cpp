@@ -1,0 +1,22 @@
+#include <base/init/inInit.h>
+#include <resmgt/literals/literalsPackage.h>
+#include <resmgt/locks/locksPackage.h>
+#include <resmgt/osal/osalPackage.h>
+
+namespace Qv {
+
+template <>
+InInit<QvInit::literals>::InInit() : InPackageInit( "literals" ) {
+    registerPackage();
+    addDependency( InInit<QvInit::osal>::getType() );
+    addDependency( InInit<QvInit::locks>::getType() );
+    addDependency( InInit<QvInit::base>::getType() );
+}
+
+namespace {
+
+InInit<QvInit::literals> package;
+
+} // namespace
+
+} // namespace Qv
