@@ -52,7 +52,7 @@ public:
     const T* operator->() const { return checked(); }
     ConstIterator& operator++() {
         checked();
-        if ( _engine->getRefCount() > 1 ) {
+        if( _engine->getRefCount() > 1 ) {
             _engine = RCPvtEngPtr<IteratorEng<T>>( _engine->clone() );
         }
         _engine->advance();
@@ -68,7 +68,7 @@ protected:
     /// The element; raises IteratorEx::ExOutOfRange at the end.
     const T* checked() const {
         const T* const element = current();
-        if ( element == nullptr ) {
+        if( element == nullptr ) {
             IteratorUtil::throwExOutOfRange();
         }
         return element;

@@ -45,11 +45,11 @@ namespace Assertions {
 #define QV_ASSERT( expression ) QV_ASSERT_TEXT( expression, #expression )
 
 /// The same with a text that differs from the source.
-#define QV_ASSERT_TEXT( condition, text )                                                         \
-    ( ( condition ) ? static_cast<void>( 0 )                                                      \
+#define QV_ASSERT_TEXT( condition, text )                                                          \
+    ( ( condition ) ? static_cast<void>( 0 )                                                       \
                     : ::Qv::Assertions::throwAssertionFailed( QV_HERE, text ) )
 
 /// The same for a system call: `error` is the error code, such as errno, read after the failure.
-#define QV_SYS_ASSERT( expression, error )                                                        \
-    ( ( expression ) ? static_cast<void>( 0 )                                                     \
+#define QV_SYS_ASSERT( expression, error )                                                         \
+    ( ( expression ) ? static_cast<void>( 0 )                                                      \
                      : ::Qv::Assertions::throwSysAssertionFailed( QV_HERE, #expression, error ) )

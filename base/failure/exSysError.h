@@ -24,6 +24,10 @@ public:
 
     ExBase* clone() const override;
     [[noreturn]] void raise() const override;
+
+private:
+    ExSysErrorWindows( const char* file, int line, int error, const char* context,
+                       const char* detail );
 };
 
 /// The same from errno, on every platform.
@@ -35,6 +39,10 @@ public:
 
     ExBase* clone() const override;
     [[noreturn]] void raise() const override;
+
+private:
+    ExSysErrorANSI( const char* file, int line, int error, const char* context,
+                    const char* detail );
 };
 
 /// The same with a reason that the caller gives.

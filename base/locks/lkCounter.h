@@ -12,8 +12,10 @@ namespace Qv {
 template <class T>
 class LkCounter {
 public:
-    LkCounter() noexcept : _value( 0 ) {}
-    explicit LkCounter( T value ) noexcept : _value( value ) {}
+    LkCounter() noexcept
+        : _value( 0 ) {}
+    explicit LkCounter( T value ) noexcept
+        : _value( value ) {}
     LkCounter( const LkCounter& ) = delete;
     LkCounter& operator=( const LkCounter& ) = delete;
 

@@ -12,7 +12,9 @@ namespace Qv {
 template <class T>
 class QV_SCOPED_CAPABILITY LkGuard {
 public:
-    explicit LkGuard( T& lock ) QV_ACQUIRE( lock ) : _lock( lock ), _mustUnlock( lock.lock() ) {}
+    explicit LkGuard( T& lock ) QV_ACQUIRE( lock )
+        : _lock( lock )
+        , _mustUnlock( lock.lock() ) {}
     LkGuard( const LkGuard& ) = delete;
     LkGuard& operator=( const LkGuard& ) = delete;
     ~LkGuard() QV_RELEASE() {

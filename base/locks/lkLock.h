@@ -2,9 +2,9 @@
 
 #include <base/locks/lkGuard.h>
 #if defined( _WIN32 )
-#    include <base/locks/lkLockWindows.h>
+#include <base/locks/lkLockWindows.h>
 #else
-#    include <base/locks/lkLockPosix.h>
+#include <base/locks/lkLockPosix.h>
 #endif
 
 #include <iosfwd>
@@ -26,7 +26,8 @@ using LkLockPlatform = LkLockPosix;
 class QV_BASE_API QV_CAPABILITY( "mutex" ) LkLock {
 public:
     /// `name` is kept, not copied: it must outlive this object.
-    explicit LkLock( const char* name ) noexcept : _name( name ) {}
+    explicit constexpr LkLock( const char* name ) noexcept
+        : _name( name ) {}
     LkLock( const LkLock& ) = delete;
     LkLock& operator=( const LkLock& ) = delete;
 

@@ -24,7 +24,7 @@ namespace Qv {
 /// Order: taking acquires, giving back releases; the word orders all that the lock guards.
 class QV_BASE_API LkLockPosix {
 public:
-    LkLockPosix() noexcept = default;
+    constexpr LkLockPosix() noexcept = default;
     LkLockPosix( const LkLockPosix& ) = delete;
     LkLockPosix& operator=( const LkLockPosix& ) = delete;
 

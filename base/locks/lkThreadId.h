@@ -40,17 +40,18 @@ public:
     /// Identities that no thread has.
     enum ReservedId { NO_THREAD = 0 };
 
-    explicit LkThreadId( ReservedId id = NO_THREAD ) noexcept : _number( id ) {}
-    explicit LkThreadId( unsigned long number ) noexcept : _number( number ) {}
-    LkThreadId( const LkThreadId& other ) noexcept : _number( other.getNum() ) {}
+    explicit constexpr LkThreadId( ReservedId id = NO_THREAD ) noexcept
+        : _number( id ) {}
+    explicit LkThreadId( unsigned long number ) noexcept
+        : _number( number ) {}
+    LkThreadId( const LkThreadId& other ) noexcept
+        : _number( other.getNum() ) {}
 
     LkThreadId& operator=( const LkThreadId& other ) noexcept {
         _number.store( other.getNum(), std::memory_order_relaxed );
         return *this;
     }
-    bool operator==( const LkThreadId& other ) const noexcept {
-        return getNum() == other.getNum();
-    }
+    bool operator==( const LkThreadId& other ) const noexcept { return getNum() == other.getNum(); }
     bool operator<( const LkThreadId& other ) const noexcept { return getNum() < other.getNum(); }
 
     bool isCurrentThread() const noexcept { return getNum() == ThreadNumber::get(); }

@@ -14,8 +14,10 @@ class APtr;
 template <class T>
 class [[nodiscard]] APtrRet {
 public:
-    APtrRet( APtrRet&& other ) noexcept : _array( std::exchange( other._array, nullptr ) ) {}
-    APtrRet( APtr<T> owner ) noexcept : _array( owner.release() ) {}
+    APtrRet( APtrRet&& other ) noexcept
+        : _array( std::exchange( other._array, nullptr ) ) {}
+    APtrRet( APtr<T> owner ) noexcept
+        : _array( owner.release() ) {}
     APtrRet& operator=( const APtrRet& ) = delete;
     ~APtrRet() { Ownership::destroyArray( _array ); }
 
@@ -30,11 +32,16 @@ private:
 template <class T>
 class APtr {
 public:
-    APtr() noexcept : _array( nullptr ) {}
-    explicit APtr( T* array ) noexcept : _array( array ) {}
-    APtr( APtr& other ) noexcept : _array( other.release() ) {}
-    APtr( APtr&& other ) noexcept : _array( other.release() ) {}
-    APtr( APtrRet<T>&& other ) noexcept : _array( other.release() ) {}
+    APtr() noexcept
+        : _array( nullptr ) {}
+    explicit APtr( T* array ) noexcept
+        : _array( array ) {}
+    APtr( APtr& other ) noexcept
+        : _array( other.release() ) {}
+    APtr( APtr&& other ) noexcept
+        : _array( other.release() ) {}
+    APtr( APtrRet<T>&& other ) noexcept
+        : _array( other.release() ) {}
     ~APtr() { Ownership::destroyArray( _array ); }
 
     APtr& operator=( APtr& other ) noexcept { return reset( other.release() ); }

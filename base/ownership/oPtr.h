@@ -13,10 +13,13 @@ class OPtr;
 template <class T>
 class [[nodiscard]] OPtrRet {
 public:
-    OPtrRet( OPtrRet&& other ) noexcept : _pointee( std::exchange( other._pointee, nullptr ) ) {}
-    OPtrRet( OPtr<T> owner ) noexcept : _pointee( owner.release() ) {}
+    OPtrRet( OPtrRet&& other ) noexcept
+        : _pointee( std::exchange( other._pointee, nullptr ) ) {}
+    OPtrRet( OPtr<T> owner ) noexcept
+        : _pointee( owner.release() ) {}
     template <class U>
-    OPtrRet( OPtr<U> owner ) noexcept : _pointee( owner.release() ) {}
+    OPtrRet( OPtr<U> owner ) noexcept
+        : _pointee( owner.release() ) {}
     OPtrRet& operator=( const OPtrRet& ) = delete;
     ~OPtrRet() { Ownership::destroy( _pointee ); }
 
@@ -33,16 +36,23 @@ private:
 template <class T>
 class OPtr {
 public:
-    OPtr() noexcept : _pointee( nullptr ) {}
-    explicit OPtr( T* pointee ) noexcept : _pointee( pointee ) {}
-    OPtr( OPtr& other ) noexcept : _pointee( other.release() ) {}
-    OPtr( OPtr&& other ) noexcept : _pointee( other.release() ) {}
+    OPtr() noexcept
+        : _pointee( nullptr ) {}
+    explicit OPtr( T* pointee ) noexcept
+        : _pointee( pointee ) {}
+    OPtr( OPtr& other ) noexcept
+        : _pointee( other.release() ) {}
+    OPtr( OPtr&& other ) noexcept
+        : _pointee( other.release() ) {}
     template <class U>
-    OPtr( OPtr<U>& other ) noexcept : _pointee( other.release() ) {}
+    OPtr( OPtr<U>& other ) noexcept
+        : _pointee( other.release() ) {}
     template <class U>
-    OPtr( OPtr<U>&& other ) noexcept : _pointee( other.release() ) {}
+    OPtr( OPtr<U>&& other ) noexcept
+        : _pointee( other.release() ) {}
     template <class U>
-    OPtr( OPtrRet<U>&& other ) noexcept : _pointee( other.release() ) {}
+    OPtr( OPtrRet<U>&& other ) noexcept
+        : _pointee( other.release() ) {}
     ~OPtr() { Ownership::destroy( _pointee ); }
 
     OPtr& operator=( OPtr& other ) noexcept { return reset( other.release() ); }

@@ -42,13 +42,22 @@ struct DestroyLast {
 template <class T, class LastDrop>
 class RCPtr {
 public:
-    RCPtr() noexcept : _pointee( nullptr ) {}
-    explicit RCPtr( T* pointee ) noexcept : _pointee( pointee ) { addReference(); }
-    RCPtr( const RCPtr& other ) noexcept : _pointee( other._pointee ) { addReference(); }
-    RCPtr( RCPtr&& other ) noexcept : _pointee( std::exchange( other._pointee, nullptr ) ) {}
+    RCPtr() noexcept
+        : _pointee( nullptr ) {}
+    explicit RCPtr( T* pointee ) noexcept
+        : _pointee( pointee ) {
+        addReference();
+    }
+    RCPtr( const RCPtr& other ) noexcept
+        : _pointee( other._pointee ) {
+        addReference();
+    }
+    RCPtr( RCPtr&& other ) noexcept
+        : _pointee( std::exchange( other._pointee, nullptr ) ) {}
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    RCPtr( const RCPtr<U, LastDrop>& other ) noexcept : _pointee( other.get() ) {
+    requires std::is_convertible_v<U*, T*> RCPtr( const RCPtr<U, LastDrop>& other )
+    noexcept
+        : _pointee( other.get() ) {
         addReference();
     }
     ~RCPtr() { removeReference(); }

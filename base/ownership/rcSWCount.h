@@ -17,7 +17,7 @@ public:
 
     /// Takes a strong reference if there still is one; answers whether it did.
     [[nodiscard]] bool tryAddStrong() noexcept {
-        if constexpr( requires( Counter& c, int& e ) { c.compareExchange( e, e ); } ) {
+        if constexpr( requires( Counter & c, int& e ) { c.compareExchange( e, e ); } ) {
             int seen = _strongCount.get();
             while( seen != 0 ) {
                 if( _strongCount.compareExchange( seen, seen + 1 ) ) {
@@ -43,9 +43,11 @@ public:
     const RCShdPtr<RCSWCount<Counter>>& getCounter() const noexcept { return _counter; }
 
 protected:
-    RCSWBase() : _counter( new RCSWCount<Counter> ) {}
+    RCSWBase()
+        : _counter( new RCSWCount<Counter> ) {}
     /// A copy is an object of its own.
-    RCSWBase( const RCSWBase& ) : RCSWBase() {}
+    RCSWBase( const RCSWBase& )
+        : RCSWBase() {}
     RCSWBase& operator=( const RCSWBase& ) noexcept { return *this; }
 
 private:

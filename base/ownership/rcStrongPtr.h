@@ -13,7 +13,8 @@ template <class T, class Counter>
 class RCStrongBasePtr {
 public:
     RCStrongBasePtr() noexcept = default;
-    explicit RCStrongBasePtr( T* pointee ) : _pointee( pointee ) {
+    explicit RCStrongBasePtr( T* pointee )
+        : _pointee( pointee ) {
         if( _pointee != nullptr ) {
             _counter = _pointee->getCounter();
             _counter->addStrong();
@@ -25,8 +26,9 @@ public:
         addStrong();
     }
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    RCStrongBasePtr( const RCStrongBasePtr<U, Counter>& other ) noexcept
+    requires std::is_convertible_v<U*, T*>
+    RCStrongBasePtr( const RCStrongBasePtr<U, Counter>& other )
+    noexcept
         : _pointee( other.get() )
         , _counter( other.getCounter() ) {
         addStrong();

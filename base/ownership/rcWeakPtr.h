@@ -22,9 +22,7 @@ public:
         return _counter < other._counter;
     }
     /// Whether the object is gone, or there never was one. True stays true.
-    bool isExpired() const noexcept {
-        return _counter.isNull() || _counter->getStrongCount() == 0;
-    }
+    bool isExpired() const noexcept { return _counter.isNull() || _counter->getStrongCount() == 0; }
 
 private:
     friend class RCStrongBasePtr<T, Counter>;
@@ -49,7 +47,8 @@ RCStrongBasePtr<T, Counter>::RCStrongBasePtr( const RCWeakBasePtr<T, Counter>& w
 template <class T>
 class RCWeakAccessor {
 public:
-    explicit RCWeakAccessor( const RCWeakPtr<T>& weak ) noexcept : _strong( weak ) {}
+    explicit RCWeakAccessor( const RCWeakPtr<T>& weak ) noexcept
+        : _strong( weak ) {}
 
     bool isNull() const noexcept { return _strong.isNull(); }
     explicit operator bool() const noexcept { return !isNull(); }

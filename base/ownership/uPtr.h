@@ -8,7 +8,8 @@ template <class T>
 class UPtr {
 public:
     UPtr() noexcept = default;
-    explicit( false ) UPtr( T* pointee ) noexcept : _pointee( pointee ) {}
+    explicit( false ) UPtr( T* pointee ) noexcept
+        : _pointee( pointee ) {}
 
     T* get() const noexcept { return _pointee; }
     T& operator*() const noexcept { return *_pointee; }

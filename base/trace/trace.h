@@ -66,18 +66,21 @@ public:
     static TraceLevel* registerLevel( const char* name, const char* file );
     static bool isEnabled( const TraceLevel& level ) noexcept { return level.isEnabled(); }
 
-    /// Writes the text that the caller put into a string stream, as one line.
+    /// Writes the text that the caller put into a string stream, as one line. A stream of another
+    /// kind is an assertion.
     void log( std::ostream& text, const char* file, int line );
-    /// Reports an exception, whatever levels are open.
-    void printException( const ExBase& exception, const char* file, int line );
+    /// Reports an exception, whatever levels are open. A failure to report it ends here.
+    void printException( const ExBase& exception, const char* file, int line ) noexcept;
     /// One line a level: name, file, on or off.
     static void printLevels( std::ostream& stream );
 
 protected:
-    /// Where the finished text goes; by default to standard error, in one write.
-    virtual void print( const std::string& text );
+    /// Where the finished line goes, its end included; by default to standard error, in one write.
+    virtual void print( const std::string& line );
 
 private:
+    void printLine( const std::string& text, const char* file, int line );
+
     int _depth = 0;
 };
 
@@ -91,7 +94,7 @@ public:
     ~Entry();
 
 private:
-    void write( const char* what ) noexcept;
+    void write( const char* mark ) noexcept;
 
     Trace* const _trace;
     const char* const _functionName;

@@ -4,8 +4,10 @@
 
 namespace Qv {
 
-/// Gives each thread its Trace. There is always a manager; a derived one takes the place of the
-/// former by its construction, and gives it back by its destruction.
+/// Gives each thread its Trace.
+///
+/// There is always a manager. A derived one takes the place of the former by its construction and
+/// gives it back by its destruction, which nobody may use it during.
 class QV_BASE_API TraceManager {
 public:
     /// The manager in force, from any thread and before `main`.
@@ -27,7 +29,7 @@ private:
     friend class TraceManagerChain;
 
     const int _priority;
-    TraceManager* _next;
+    TraceManager* _next = nullptr;
 };
 
 } // namespace Qv

@@ -4,7 +4,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::pluginAPI>::InInit() : InPackageInit( "pluginAPI" ) {
+InInit<QvInit::pluginAPI>::InInit()
+    : InPackageInit( "pluginAPI" ) {
     registerPackage();
     addDependency( InInit<QvInit::base>::getType() );
 }

@@ -15,7 +15,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::content>::InInit() : InPackageInit( "content" ) {
+InInit<QvInit::content>::InInit()
+    : InPackageInit( "content" ) {
     registerPackage();
     addDependency( InInit<QvInit::testing>::getType() );
     addDependency( InInit<QvInit::threadExtensions>::getType() );

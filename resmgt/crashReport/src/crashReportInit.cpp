@@ -4,7 +4,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::crashReport>::InInit() : InPackageInit( "crashReport" ) {
+InInit<QvInit::crashReport>::InInit()
+    : InPackageInit( "crashReport" ) {
     registerPackage();
     addDependency( InInit<QvInit::base>::getType() );
 }

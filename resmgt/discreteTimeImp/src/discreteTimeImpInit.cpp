@@ -6,7 +6,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::discreteTimeImp>::InInit() : InPackageInit( "discreteTimeImp" ) {
+InInit<QvInit::discreteTimeImp>::InInit()
+    : InPackageInit( "discreteTimeImp" ) {
     registerPackage();
     addDependency( InInit<QvInit::osal>::getType() );
     addDependency( InInit<QvInit::profiling>::getType() );

@@ -12,7 +12,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::dynamicAllocation>::InInit() : InPackageInit( "dynamicAllocation" ) {
+InInit<QvInit::dynamicAllocation>::InInit()
+    : InPackageInit( "dynamicAllocation" ) {
     registerPackage();
     addDependency( InInit<QvInit::locks>::getType() );
     addDependency( InInit<QvInit::testing>::getType() );

@@ -13,7 +13,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::fileLocks>::InInit() : InPackageInit( "fileLocks" ) {
+InInit<QvInit::fileLocks>::InInit()
+    : InPackageInit( "fileLocks" ) {
     registerPackage();
     addDependency( InInit<QvInit::threads>::getType() );
     addDependency( InInit<QvInit::threadExtensions>::getType() );

@@ -12,7 +12,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::fileMonitoring>::InInit() : InPackageInit( "fileMonitoring" ) {
+InInit<QvInit::fileMonitoring>::InInit()
+    : InPackageInit( "fileMonitoring" ) {
     registerPackage();
     addDependency( InInit<QvInit::threads>::getType() );
     addDependency( InInit<QvInit::literals>::getType() );

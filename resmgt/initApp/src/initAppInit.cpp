@@ -7,7 +7,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::initApp>::InInit() : InPackageInit( "initApp" ) {
+InInit<QvInit::initApp>::InInit()
+    : InPackageInit( "initApp" ) {
     registerPackage();
     addDependency( InInit<QvInit::initInstallDir>::getType() );
     addDependency( InInit<QvInit::initVars>::getType() );

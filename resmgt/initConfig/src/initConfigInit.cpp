@@ -8,7 +8,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::initConfig>::InInit() : InPackageInit( "initConfig" ) {
+InInit<QvInit::initConfig>::InInit()
+    : InPackageInit( "initConfig" ) {
     registerPackage();
     addDependency( InInit<QvInit::initApp>::getType() );
     addDependency( InInit<QvInit::initInstallDir>::getType() );

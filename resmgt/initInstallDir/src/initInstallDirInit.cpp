@@ -6,7 +6,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::initInstallDir>::InInit() : InPackageInit( "initInstallDir" ) {
+InInit<QvInit::initInstallDir>::InInit()
+    : InPackageInit( "initInstallDir" ) {
     registerPackage();
     addDependency( InInit<QvInit::initVars>::getType() );
     addDependency( InInit<QvInit::osal>::getType() );

@@ -6,7 +6,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::initVars>::InInit() : InPackageInit( "initVars" ) {
+InInit<QvInit::initVars>::InInit()
+    : InPackageInit( "initVars" ) {
     registerPackage();
     addDependency( InInit<QvInit::osSupport>::getType() );
     addDependency( InInit<QvInit::osal>::getType() );

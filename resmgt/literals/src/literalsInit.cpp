@@ -6,7 +6,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::literals>::InInit() : InPackageInit( "literals" ) {
+InInit<QvInit::literals>::InInit()
+    : InPackageInit( "literals" ) {
     registerPackage();
     addDependency( InInit<QvInit::osal>::getType() );
     addDependency( InInit<QvInit::locks>::getType() );

@@ -7,7 +7,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::locks>::InInit() : InPackageInit( "locks" ) {
+InInit<QvInit::locks>::InInit()
+    : InPackageInit( "locks" ) {
     registerPackage();
     addDependency( InInit<QvInit::osal>::getType() );
     addDependency( InInit<QvInit::logger>::getType() );

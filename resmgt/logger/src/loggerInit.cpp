@@ -9,7 +9,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::logger>::InInit() : InPackageInit( "logger" ) {
+InInit<QvInit::logger>::InInit()
+    : InPackageInit( "logger" ) {
     registerPackage();
     addDependency( InInit<QvInit::osSupport>::getType() );
     addDependency( InInit<QvInit::initVars>::getType() );

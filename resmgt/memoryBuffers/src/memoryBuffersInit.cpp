@@ -10,7 +10,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::memoryBuffers>::InInit() : InPackageInit( "memoryBuffers" ) {
+InInit<QvInit::memoryBuffers>::InInit()
+    : InPackageInit( "memoryBuffers" ) {
     registerPackage();
     addDependency( InInit<QvInit::random>::getType() );
     addDependency( InInit<QvInit::logger>::getType() );

@@ -9,7 +9,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::messages>::InInit() : InPackageInit( "messages" ) {
+InInit<QvInit::messages>::InInit()
+    : InPackageInit( "messages" ) {
     registerPackage();
     addDependency( InInit<QvInit::osSupport>::getType() );
     addDependency( InInit<QvInit::osal>::getType() );

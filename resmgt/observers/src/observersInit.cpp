@@ -13,7 +13,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::observers>::InInit() : InPackageInit( "observers" ) {
+InInit<QvInit::observers>::InInit()
+    : InPackageInit( "observers" ) {
     registerPackage();
     addDependency( InInit<QvInit::testing>::getType() );
     addDependency( InInit<QvInit::profiling>::getType() );

@@ -4,7 +4,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::osSupport>::InInit() : InPackageInit( "osSupport" ) {
+InInit<QvInit::osSupport>::InInit()
+    : InPackageInit( "osSupport" ) {
     registerPackage();
     addDependency( InInit<QvInit::base>::getType() );
 }

@@ -7,7 +7,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::osal>::InInit() : InPackageInit( "osal" ) {
+InInit<QvInit::osal>::InInit()
+    : InPackageInit( "osal" ) {
     registerPackage();
     addDependency( InInit<QvInit::osSupport>::getType() );
     addDependency( InInit<QvInit::profiling>::getType() );

@@ -5,7 +5,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::predicate>::InInit() : InPackageInit( "predicate" ) {
+InInit<QvInit::predicate>::InInit()
+    : InPackageInit( "predicate" ) {
     registerPackage();
     addDependency( InInit<QvInit::locks>::getType() );
     addDependency( InInit<QvInit::base>::getType() );

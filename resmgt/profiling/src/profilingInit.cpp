@@ -5,7 +5,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::profiling>::InInit() : InPackageInit( "profiling" ) {
+InInit<QvInit::profiling>::InInit()
+    : InPackageInit( "profiling" ) {
     registerPackage();
     addDependency( InInit<QvInit::osSupport>::getType() );
     addDependency( InInit<QvInit::base>::getType() );

@@ -4,7 +4,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::random>::InInit() : InPackageInit( "random" ) {
+InInit<QvInit::random>::InInit()
+    : InPackageInit( "random" ) {
     registerPackage();
     addDependency( InInit<QvInit::base>::getType() );
 }

@@ -33,7 +33,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::resmgt>::InInit() : InPackageInit( "resmgt" ) {
+InInit<QvInit::resmgt>::InInit()
+    : InPackageInit( "resmgt" ) {
     registerPackage();
     addDependency( InInit<QvInit::pluginAPI>::getType() );
     addDependency( InInit<QvInit::base>::getType() );

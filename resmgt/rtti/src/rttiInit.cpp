@@ -5,7 +5,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::rtti>::InInit() : InPackageInit( "rtti" ) {
+InInit<QvInit::rtti>::InInit()
+    : InPackageInit( "rtti" ) {
     registerPackage();
     addDependency( InInit<QvInit::locks>::getType() );
     addDependency( InInit<QvInit::base>::getType() );

@@ -11,7 +11,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::testing>::InInit() : InPackageInit( "testing" ) {
+InInit<QvInit::testing>::InInit()
+    : InPackageInit( "testing" ) {
     registerPackage();
     addDependency( InInit<QvInit::locks>::getType() );
     addDependency( InInit<QvInit::logger>::getType() );

@@ -14,7 +14,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::threadExtensions>::InInit() : InPackageInit( "threadExtensions" ) {
+InInit<QvInit::threadExtensions>::InInit()
+    : InPackageInit( "threadExtensions" ) {
     registerPackage();
     addDependency( InInit<QvInit::messages>::getType() );
     addDependency( InInit<QvInit::osal>::getType() );

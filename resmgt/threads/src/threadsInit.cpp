@@ -13,7 +13,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::threads>::InInit() : InPackageInit( "threads" ) {
+InInit<QvInit::threads>::InInit()
+    : InPackageInit( "threads" ) {
     registerPackage();
     addDependency( InInit<QvInit::testing>::getType() );
     addDependency( InInit<QvInit::profiling>::getType() );

@@ -11,7 +11,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::tooltips>::InInit() : InPackageInit( "tooltips" ) {
+InInit<QvInit::tooltips>::InInit()
+    : InPackageInit( "tooltips" ) {
     registerPackage();
     addDependency( InInit<QvInit::literals>::getType() );
     addDependency( InInit<QvInit::osSupport>::getType() );

@@ -4,7 +4,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::usageMetrics>::InInit() : InPackageInit( "usageMetrics" ) {
+InInit<QvInit::usageMetrics>::InInit()
+    : InPackageInit( "usageMetrics" ) {
     registerPackage();
     addDependency( InInit<QvInit::base>::getType() );
 }

@@ -7,7 +7,8 @@
 namespace Qv {
 
 template <>
-InInit<QvInit::xml>::InInit() : InPackageInit( "xml" ) {
+InInit<QvInit::xml>::InInit()
+    : InPackageInit( "xml" ) {
     registerPackage();
     addDependency( InInit<QvInit::osal>::getType() );
     addDependency( InInit<QvInit::literals>::getType() );

@@ -1,0 +1,31 @@
+#include <base/init/inSingletonEx.h>
+
+#include <cstdio>
+
+namespace Qv {
+
+InSingletonEx::InSingletonEx( const char* file, int line, const char* singletonName,
+                              const char* state )
+    : ExBase( file, line ) {
+    char text[256];
+    std::snprintf( text, sizeof( text ), "Singleton %s %s.", singletonName, state );
+    setReason( text );
+}
+
+InSingletonEx::ExNotInitialized::ExNotInitialized( const char* file, int line,
+                                                   const char* singletonName )
+    : ExCloneable( file, line, singletonName, "isn't initialized" ) {}
+
+InSingletonEx::ExAlreadyInitialized::ExAlreadyInitialized( const char* file, int line,
+                                                           const char* singletonName )
+    : ExCloneable( file, line, singletonName, "is already initialized" ) {}
+
+InSingletonEx::ExAlreadyDestroyed::ExAlreadyDestroyed( const char* file, int line,
+                                                       const char* singletonName )
+    : ExCloneable( file, line, singletonName, "is already destroyed" ) {}
+
+InSingletonEx::ExNotDestroyed::ExNotDestroyed( const char* file, int line,
+                                               const char* singletonName )
+    : ExCloneable( file, line, singletonName, "isn't destroyed" ) {}
+
+} // namespace Qv
