@@ -13,8 +13,8 @@
 # qv_test_environment( <package> <suffix> VARIABLE=value... ) runs the package's test program a
 # second time, under these environment variables.
 #
-# qv_finish_libraries() makes the shared libraries once all packages are declared, and
-# qv_finish_package_tests() the test programs.
+# qv_finish_libraries() makes the shared libraries once all packages are declared. The test programs
+# are made by qv_finish_package_tests() of QvTest.cmake.
 
 define_property( GLOBAL PROPERTY QV_PACKAGES )
 
@@ -120,40 +120,4 @@ function( qv_write_include_rules )
         string( APPEND text "package ${package} ${folder}\nuses ${uses}\nheaders ${headers}\n" )
     endforeach()
     file( WRITE "${CMAKE_BINARY_DIR}/include-rules.txt" "${text}" )
-endfunction()
-
-function( qv_finish_package_tests )
-    find_package( GTest REQUIRED )
-    include( GoogleTest )
-    get_property( packages GLOBAL PROPERTY QV_PACKAGES )
-    foreach( package IN LISTS packages )
-        get_property( tests GLOBAL PROPERTY QV_${package}_TESTS )
-        if( tests )
-            qv_add_package_test( ${package} ${tests} )
-        endif()
-    endforeach()
-endfunction()
-
-# Tests are discovered when ctest runs, so that building needs no test to start.
-function( qv_discover_tests program )
-    cmake_parse_arguments( PARSE_ARGV 1 arg "" "SUFFIX" "ENVIRONMENT" )
-    gtest_discover_tests( ${program} TEST_SUFFIX "${arg_SUFFIX}" TEST_LIST ${program}${arg_SUFFIX}
-        DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 600 ENVIRONMENT "${arg_ENVIRONMENT}" )
-endfunction()
-
-function( qv_add_package_test package )
-    add_executable( ${package}Test ${ARGN} )
-    target_link_libraries( ${package}Test PRIVATE qv_build qv_test_support GTest::gmock ${CMAKE_DL_LIBS} )
-    set( closure )
-    qv_package_closure( ${package} closure )
-    foreach( used IN LISTS closure )
-        target_sources( ${package}Test PRIVATE $<TARGET_OBJECTS:${used}_objects> )
-    endforeach()
-    # Tests of a package may look into its src folder.
-    qv_discover_tests( ${package}Test )
-    get_property( suffixes GLOBAL PROPERTY QV_${package}_ENVIRONMENTS )
-    foreach( suffix IN LISTS suffixes )
-        get_property( environment GLOBAL PROPERTY QV_${package}_ENVIRONMENT_${suffix} )
-        qv_discover_tests( ${package}Test SUFFIX ".${suffix}" ENVIRONMENT "${environment}" )
-    endforeach()
 endfunction()

@@ -1,0 +1,75 @@
+# Test programs: those of the packages, made of their objects, and those over the shared libraries.
+#
+# qv_test_program( <name> [NOT_RUN] SOURCES ... [LINKS ...] ) makes a test program over the shared
+# libraries, for what several packages do together, and has ctest run each of its tests. One that is
+# NOT_RUN is started by other tests.
+#
+# qv_finish_package_tests() makes the white-box test programs once all packages are declared.
+
+find_package( GTest REQUIRED )
+include( GoogleTest )
+
+# GCC's thread sanitizer can't place its shadow memory when the kernel moves mappings about too
+# widely; then the tests run without that.
+set( qv_test_launcher )
+if( QV_SANITIZE STREQUAL "thread" AND EXISTS /proc/sys/vm/mmap_rnd_bits )
+    file( READ /proc/sys/vm/mmap_rnd_bits qv_random_bits )
+    if( qv_random_bits GREATER 28 )
+        set( qv_test_launcher setarch -R )
+    endif()
+endif()
+
+# A test that hangs is ended by its own watchdog; ctest's limit stands behind that. The list of
+# tests is made when ctest runs, so that building needs no test to start.
+function( qv_discover_tests program )
+    cmake_parse_arguments( PARSE_ARGV 1 arg "" "SUFFIX" "ENVIRONMENT" )
+    gtest_discover_tests( ${program} TEST_SUFFIX "${arg_SUFFIX}" TEST_LIST ${program}${arg_SUFFIX}
+        DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
+        PROPERTIES TIMEOUT 1200 ENVIRONMENT "${arg_ENVIRONMENT}" )
+endfunction()
+
+# Makes the program, and tells the check of the tests' registration its sources.
+function( qv_add_test_program name )
+    add_executable( ${name} ${ARGN} )
+    target_link_libraries( ${name} PRIVATE
+        qv_build qv_test_support GTest::gmock ${CMAKE_DL_LIBS} )
+    set_target_properties( ${name} PROPERTIES CROSSCOMPILING_EMULATOR "${qv_test_launcher}" )
+    foreach( source IN LISTS ARGN )
+        cmake_path( ABSOLUTE_PATH source )
+        set_property( GLOBAL APPEND PROPERTY QV_TEST_SOURCES "${source}" )
+    endforeach()
+endfunction()
+
+function( qv_test_program name )
+    cmake_parse_arguments( PARSE_ARGV 1 arg "NOT_RUN" "" "SOURCES;LINKS" )
+    qv_add_test_program( ${name} ${arg_SOURCES} )
+    target_link_libraries( ${name} PRIVATE QVresmgt QVpluginAPI QVbase ${arg_LINKS} )
+    if( NOT arg_NOT_RUN )
+        qv_discover_tests( ${name} )
+    endif()
+endfunction()
+
+function( qv_add_package_test package )
+    qv_add_test_program( ${package}Test ${ARGN} )
+    set( closure )
+    qv_package_closure( ${package} closure )
+    foreach( used IN LISTS closure )
+        target_sources( ${package}Test PRIVATE $<TARGET_OBJECTS:${used}_objects> )
+    endforeach()
+    qv_discover_tests( ${package}Test )
+    get_property( suffixes GLOBAL PROPERTY QV_${package}_ENVIRONMENTS )
+    foreach( suffix IN LISTS suffixes )
+        get_property( environment GLOBAL PROPERTY QV_${package}_ENVIRONMENT_${suffix} )
+        qv_discover_tests( ${package}Test SUFFIX ".${suffix}" ENVIRONMENT "${environment}" )
+    endforeach()
+endfunction()
+
+function( qv_finish_package_tests )
+    get_property( packages GLOBAL PROPERTY QV_PACKAGES )
+    foreach( package IN LISTS packages )
+        get_property( tests GLOBAL PROPERTY QV_${package}_TESTS )
+        if( tests )
+            qv_add_package_test( ${package} ${tests} )
+        endif()
+    endforeach()
+endfunction()

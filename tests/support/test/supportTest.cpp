@@ -1,0 +1,144 @@
+#include <tests/support/deadline.h>
+#include <tests/support/gate.h>
+#include <tests/support/processCounts.h>
+#include <tests/support/scopedEnvironment.h>
+#include <tests/support/script.h>
+#include <tests/support/tempDirectory.h>
+#include <tests/support/testSettings.h>
+#include <tests/support/testThread.h>
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <sys/wait.h>
+
+namespace Qv {
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+struct Outcome {
+    int exitCode;
+    std::string output;
+};
+
+// Runs one test of the program beside this one whose tests are meant to fail.
+Outcome runOddTest( const std::string& name, const std::string& environment ) {
+    const std::filesystem::path here = std::filesystem::read_symlink( "/proc/self/exe" );
+    const std::string program = here.parent_path() / "supportTestOddTests";
+    const std::string command =
+        environment + " '" + program + "' --gtest_filter=OddTest." + name + " 2>&1";
+    FILE* const pipe = ::popen( command.c_str(), "r" );
+    Outcome outcome = { -1, "" };
+    std::array<char, 4096> part = {};
+    while( const std::size_t size = std::fread( part.data(), 1, part.size(), pipe ) ) {
+        outcome.output.append( part.data(), size );
+    }
+    const int status = ::pclose( pipe );
+    outcome.exitCode = WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
+    return outcome;
+}
+
+TEST( WatchdogTest, hangBecomesAFailureThatShowsTheStacksOfAllThreads ) {
+    const Outcome outcome = runOddTest( "sleepingAndSpinning", "QV_TEST_DEADLINE=1" );
+    EXPECT_EQ( outcome.exitCode, 3 );
+    EXPECT_THAT( outcome.output,
+                 AllOf( HasSubstr( "OddTest.sleepingAndSpinning" ),
+                        HasSubstr( "sleepAtAGateThatNobodyOpens" ), HasSubstr( "spinForEver" ),
+                        HasSubstr( "TestThread::join" ) ) );
+}
+
+TEST( TestThreadTest, exceptionThatNobodyJoinsForFailsTheTest ) {
+    const Outcome outcome = runOddTest( "threadsException", "" );
+    EXPECT_EQ( outcome.exitCode, 1 );
+    EXPECT_THAT( outcome.output, HasSubstr( "from the thread" ) );
+}
+
+TEST( TestThreadTest, blockedIsSeenOnlyOnceTheThreadSleeps ) {
+    Gate gate( "the sleeper's" );
+    TestThread thread( [&] { gate.wait(); } );
+    thread.waitUntilBlocked();
+    EXPECT_FALSE( thread.isDone() );
+    gate.open();
+    thread.join();
+    EXPECT_TRUE( thread.isDone() );
+}
+
+TEST( ScriptTest, stepsOfTwoThreadsRunInTheirNumbersOrder ) {
+    Script script( "two threads" );
+    std::vector<int> order;
+    const auto note = [&]( int number ) {
+        script.step( number, [&order, number] { order.push_back( number ); } );
+    };
+    TestThread even( [&] {
+        note( 2 );
+        note( 4 );
+    } );
+    note( 1 );
+    note( 3 );
+    even.join();
+    EXPECT_THAT( order, ElementsAre( 1, 2, 3, 4 ) );
+}
+
+TEST( TempDirectoryTest, goesWithAllThatItHolds ) {
+    std::filesystem::path path;
+    {
+        const TempDirectory directory;
+        path = directory.path();
+        std::filesystem::create_directories( path / "a" / "b" );
+        std::ofstream( path / "a" / "b" / "file" ) << "text";
+        EXPECT_TRUE( std::filesystem::exists( path / "a" / "b" / "file" ) );
+    }
+    EXPECT_FALSE( std::filesystem::exists( path ) );
+}
+
+TEST( ScopedEnvironmentTest, valueBeforeComesBack ) {
+    const ScopedEnvironment outer( "QV_SUPPORT_TEST", "outer" );
+    {
+        const ScopedEnvironment inner( "QV_SUPPORT_TEST" );
+        EXPECT_EQ( std::getenv( "QV_SUPPORT_TEST" ), nullptr );
+    }
+    EXPECT_STREQ( std::getenv( "QV_SUPPORT_TEST" ), "outer" );
+}
+
+TEST( ProcessCountsTest, threadAndDescriptorAreCountedWhileTheyLive ) {
+    const int nbThreads = countThreads();
+    const int nbDescriptors = countDescriptors();
+    Gate gate( "the counted thread's" );
+    {
+        TestThread thread( [&] { gate.wait(); } );
+        const std::ifstream file( "/proc/self/exe" );
+        EXPECT_EQ( countThreads(), nbThreads + 1 );
+        EXPECT_EQ( countDescriptors(), nbDescriptors + 1 );
+        gate.open();
+    }
+    waitUntil( [&] { return countThreads() == nbThreads; }, "the end of the counted thread" );
+    EXPECT_EQ( countDescriptors(), nbDescriptors );
+}
+
+TEST( TestSettingsTest, seedComesFromTheEnvironmentAndIsPrinted ) {
+    const Outcome outcome = runOddTest( "printSeed", "QV_TEST_SEED=1234567890123" );
+    EXPECT_EQ( outcome.exitCode, 0 );
+    EXPECT_THAT( outcome.output, HasSubstr( "\nQV_TEST_SEED=1234567890123\n" ) );
+}
+
+TEST( TestSettingsTest, nonsenseInTheEnvironmentIsRefused ) {
+    const Outcome outcome = runOddTest( "printSeed", "QV_TEST_SEED=12x" );
+    EXPECT_EQ( outcome.exitCode, 2 );
+    EXPECT_THAT( outcome.output, HasSubstr( "QV_TEST_SEED is '12x'" ) );
+}
+
+} // namespace
+
+} // namespace Qv
