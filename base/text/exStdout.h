@@ -1,0 +1,24 @@
+#pragma once
+
+#include <base/qvBaseApi.h>
+
+/// The standard output as the library's messages use it.
+///
+/// Threads: all operations are for any thread, also before `main`.
+/// Errors:  a failed system call raises ExSysErrorANSI.
+namespace Qv::ExStdout {
+
+/// From now on `printAtomically` appends to the file `path`, UTF-8, which is created if need be.
+/// What the application itself writes to its standard output isn't touched. On failure everything
+/// stays as before. A further call changes the file.
+QV_BASE_API void initialize( const char* path );
+
+/// Writes the whole text, not interleaved with another thread's, at once and past the buffers of
+/// the language's own output streams. Blocks until all is written.
+QV_BASE_API void printAtomically( const char* text );
+
+/// Whether what is printed goes to a regular file, be it that of `initialize` or one that the
+/// process was started with.
+QV_BASE_API bool isRedirectedToAFile();
+
+} // namespace Qv::ExStdout

@@ -1,0 +1,9 @@
+#include <base/text/langUtil.h>
+
+namespace Qv {
+
+const std::locale& LangUtil::getLocale() {
+    return std::locale::classic();
+}
+
+} // namespace Qv

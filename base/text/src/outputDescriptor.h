@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string_view>
+
+/// Output through the operating system's file descriptors. A failed call raises ExSysErrorANSI.
+namespace Qv::OutputDescriptor {
+
+constexpr int STANDARD_OUTPUT = 1;
+
+/// Opens the file for appending, creating it if need be.
+int open( const char* path );
+void close( int descriptor ) noexcept;
+/// Writes all of `text`, in one call if the system takes it so.
+void write( int descriptor, std::string_view text );
+bool isRegularFile( int descriptor );
+
+} // namespace Qv::OutputDescriptor
