@@ -12,8 +12,9 @@ namespace Qv {
 template <class Counter>
 class RCBase {
 public:
-    /// A derived class's destructor may assert; the last pointer then reports the failure.
-    virtual ~RCBase() noexcept( false ) = default;
+    /// Never throws: a derived class's destructor that asserts reports the failure itself, with
+    /// Ownership::reportFailedDestructor.
+    virtual ~RCBase() = default;
 
     void addReference() const noexcept { ++_refCount; }
     /// Answers whether this was the last reference.

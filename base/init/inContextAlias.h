@@ -1,0 +1,78 @@
+#pragma once
+
+#include <base/init/inContextAliasBase.h>
+#include <base/init/inUtils.h>
+
+#include <memory>
+#include <set>
+
+namespace Qv {
+
+/// The keys that the living aliases of one source bear. Each key has one alias, its copies apart.
+///
+/// Threads: as package objects, used on the thread that loads libraries and starts packages.
+class QV_BASE_API InContextAliasKeys {
+public:
+    using Set = std::set<const char*, InUtils::LtStr>;
+    class Entry;
+
+    /// Enters `key`, which is copied and not empty; it stays until the last copy of the result is
+    /// gone. A key that is there already raises InEx::ExContextAliasAlreadyDefined.
+    std::shared_ptr<const Entry> add( const char* key );
+    const Set& get() const noexcept { return _keys; }
+
+private:
+    Set _keys;
+};
+
+/// The environment; the key is the variable's name.
+struct QV_BASE_API InInitEnv {
+    static constexpr int getPriority() noexcept { return 6; }
+    static constexpr const char* getSourceString() noexcept { return "InInitEnv"; }
+    static void initialize( InContextAliasBase& alias );
+};
+
+/// A built-in default: the key is the value.
+struct QV_BASE_API InInitDef {
+    static constexpr int getPriority() noexcept { return 0; }
+    static constexpr const char* getSourceString() noexcept { return "InInitDef"; }
+    static void initialize( InContextAliasBase& alias );
+};
+
+/// The command line: with the key "log:" the argument "log:/tmp", or "log:" and "/tmp" after it.
+struct QV_BASE_API InInitArg {
+    static constexpr int getPriority() noexcept { return 7; }
+    static constexpr const char* getSourceString() noexcept { return "InInitArg"; }
+    static void initialize( InContextAliasBase& alias );
+    static InContextAliasKeys& getKeys();
+};
+
+/// An alias of the source `Source`. `N` is 1 for a source that tracks its keys, so that a second
+/// alias with a key that is taken raises InEx::ExContextAliasAlreadyDefined; else 0.
+///
+/// A source is a class with the static operations of InInitEnv, and with `getKeys` when it tracks.
+///
+///     const InContextAlias<InInitEnv, 0> env( "QV_LOG_DIR", "Log directory" );
+template <class Source, int N>
+class InContextAlias final : public InContextAliasBase {
+public:
+    InContextAlias( const char* key, const char* description )
+        : InContextAliasBase( key, description ) {
+        if constexpr( N == 1 ) {
+            _entry = Source::getKeys().add( key );
+        }
+    }
+
+    int getPriority() const override { return Source::getPriority(); }
+    InContextAliasBase* clone() const override { return new InContextAlias( *this ); }
+    void lookUp() override { Source::initialize( *this ); }
+    /// The source's name, for dumps.
+    static const char* initSourceString() noexcept { return Source::getSourceString(); }
+
+private:
+    static_assert( N == 0 || N == 1 );
+
+    std::shared_ptr<const InContextAliasKeys::Entry> _entry;
+};
+
+} // namespace Qv

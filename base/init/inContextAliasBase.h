@@ -1,0 +1,53 @@
+#pragma once
+
+#include <base/qvBaseApi.h>
+
+#include <memory>
+
+namespace Qv {
+
+/// One source of a configuration value: where to look, and what was found there.
+///
+/// States:  uninitialized, until `initialize` tells what was found; then initialized, and valid
+///          when there was a value; uninitialized again by `finalize`.
+/// Copying: a copy has the same key, description and state, and goes its own way.
+/// Threads: any may read an alias that nobody changes; variables change theirs while packages
+///          start.
+class QV_BASE_API InContextAliasBase {
+public:
+    /// Both texts are copied.
+    explicit InContextAliasBase( const char* key, const char* description = "" );
+    InContextAliasBase( const InContextAliasBase& other );
+    InContextAliasBase& operator=( const InContextAliasBase& ) = delete;
+    virtual ~InContextAliasBase();
+
+    /// What the value stands under in its source.
+    virtual const char* getKey() const;
+    /// Where a source stands that isn't named by the variable: before those with a lower number.
+    virtual int getPriority() const = 0;
+    /// A new copy with this object's dynamic type, owned by the caller.
+    virtual InContextAliasBase* clone() const = 0;
+    /// Looks the value up, and calls `initialize` with it.
+    virtual void lookUp() = 0;
+
+    /// Copies `value`; null says that the source has none.
+    void initialize( const char* value );
+    void finalize() noexcept;
+    /// Null unless valid; stays until the next `initialize` or `finalize`.
+    const char* getValue() const noexcept { return _value.get(); }
+    const char* getDescription() const noexcept { return _description.get(); }
+    bool isValid() const noexcept { return _value != nullptr; }
+    bool isInitialized() const noexcept { return _isInitialized; }
+
+protected:
+    /// For the place holder, which must exist before any code runs.
+    constexpr InContextAliasBase() noexcept = default;
+
+private:
+    std::unique_ptr<char[]> _key;
+    std::unique_ptr<char[]> _description;
+    std::unique_ptr<char[]> _value;
+    bool _isInitialized = false;
+};
+
+} // namespace Qv

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <base/init/inContextAliasBase.h>
+
+#include <initializer_list>
+#include <memory>
+#include <vector>
+
+namespace Qv {
+
+class InContextAliasBuilder;
+class InPackageInitBase;
+
+/// A configuration variable without its type.
+///
+/// Sources:  the aliases that the variable names, in that order; the first with a value wins. An
+///           alias that a builder makes stands before the first named one with a lower priority:
+///           behind the command line and the environment, before a built-in default.
+/// Bad text: a value that isn't of the variable's type is reported through Trace, with variable,
+///           source and text, and passed over: the next source is tried.
+/// Lifetime: between construction and the start of its package a variable isn't valid; the package
+///           outlives it.
+/// Threads:  built, resolved and destroyed where packages are; read from any thread after that.
+class QV_BASE_API InVariableBase {
+public:
+    InVariableBase( const InVariableBase& ) = delete;
+    InVariableBase& operator=( const InVariableBase& ) = delete;
+    virtual ~InVariableBase();
+
+    const char* getKey() const noexcept { return _key; }
+    /// Whether a source had a value.
+    bool isValid() const noexcept { return _isValid; }
+    /// Asks the sources; the frame calls it before the package's `initializePackage`. Each start
+    /// asks anew.
+    void resolve();
+
+    /// Builders serve the variables that are resolved from now on. They stay the caller's, who
+    /// unregisters them before their end. Where priorities are the same, the user's come first.
+    static void registerAppContextAliasBuilders( InContextAliasBuilder* builder );
+    static void registerUserContextAliasBuilders( InContextAliasBuilder* builder );
+    /// Take all builders of the kind away; variables keep what they have.
+    static void unregisterAppContextAliasBuilders();
+    static void unregisterUserContextAliasBuilders();
+
+    /// Stands in the places for aliases that a variable doesn't need.
+    static const InContextAliasBase& _dummy;
+
+protected:
+    /// `key` is kept; the aliases are copied.
+    InVariableBase( const char* key, InPackageInitBase& package,
+                    std::initializer_list<const InContextAliasBase*> aliases );
+
+    /// Takes a value from its text, which stays until the next `resolve`; answers whether it can.
+    virtual bool setValue( const char* text ) = 0;
+    /// Back to the value of a variable that isn't valid.
+    virtual void resetValue() noexcept = 0;
+
+private:
+    using Aliases = std::vector<std::unique_ptr<InContextAliasBase>>;
+
+    Aliases buildAliases() const;
+    bool takeValue( InContextAliasBase& alias );
+
+    const char* const _key;
+    InPackageInitBase& _package;
+    Aliases _namedAliases;
+    Aliases _builtAliases;
+    bool _isValid = false;
+};
+
+} // namespace Qv

@@ -1,0 +1,185 @@
+#include <base/failure/assertions.h>
+#include <base/init/inContextAliasBuilder.h>
+#include <base/init/inPackageInit.h>
+#include <base/init/inVariable.h>
+#include <base/trace/traceManager.h>
+
+#include <algorithm>
+#include <charconv>
+#include <sstream>
+#include <string_view>
+
+namespace Qv {
+
+namespace {
+
+class NoAlias final : public InContextAliasBase {
+public:
+    constexpr NoAlias() noexcept = default;
+
+    int getPriority() const override { return 0; }
+    InContextAliasBase* clone() const override { return new NoAlias( *this ); }
+    void lookUp() override { initialize( nullptr ); }
+};
+
+// Variables of other libraries are built, and compare with it, before this file's code may run.
+constinit const NoAlias noAlias;
+
+using Builders = std::vector<InContextAliasBuilder*>;
+
+struct BuilderKinds {
+    Builders _user;
+    Builders _app;
+};
+
+BuilderKinds& builderKinds() {
+    static BuilderKinds kinds;
+    return kinds;
+}
+
+std::string_view trim( std::string_view text ) {
+    constexpr std::string_view blanks = " \t\n\v\f\r";
+    const std::size_t begin = text.find_first_not_of( blanks );
+    if( begin == std::string_view::npos ) {
+        return {};
+    }
+    return text.substr( begin, text.find_last_not_of( blanks ) - begin + 1 );
+}
+
+/// How far a whole text could be read as an int.
+std::errc parseInt( std::string_view text, int& value ) noexcept {
+    if( text.starts_with( '+' ) && !text.starts_with( "+-" ) ) {
+        text.remove_prefix( 1 );
+    }
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars( text.data(), end, value );
+    return result.ptr != end ? std::errc::invalid_argument : result.ec;
+}
+
+bool equalsIgnoringCase( std::string_view text, std::string_view lowerCaseWord ) noexcept {
+    return std::ranges::equal( text, lowerCaseWord, {}, []( char c ) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>( c - 'A' + 'a' ) : c;
+    } );
+}
+
+void reportBadText( const InVariableBase& variable, const InContextAliasBase& alias ) {
+    std::ostringstream text;
+    text << "Configuration variable " << variable.getKey() << ": the value \"" << alias.getValue()
+         << "\" of its source " << alias.getKey() << " can't be read, the source is passed over.";
+    TraceManager::getInstance().getTrace().log( text, QV_HERE );
+}
+
+} // namespace
+
+bool InVariableText::parse( const char* text, bool& value ) noexcept {
+    const std::string_view word = trim( text );
+    const bool isTrue = equalsIgnoringCase( word, "true" );
+    if( isTrue || equalsIgnoringCase( word, "false" ) ) {
+        value = isTrue;
+        return true;
+    }
+    int number = 0;
+    const std::errc error = parseInt( word, number );
+    if( error == std::errc::invalid_argument ) {
+        return false;
+    }
+    value = number != 0 || error == std::errc::result_out_of_range;
+    return true;
+}
+
+bool InVariableText::parse( const char* text, int& value ) noexcept {
+    return parseInt( trim( text ), value ) == std::errc();
+}
+
+bool InVariableText::parse( const char* text, const char*& value ) noexcept {
+    value = text;
+    return true;
+}
+
+constinit const InContextAliasBase& InVariableBase::_dummy = noAlias;
+
+InVariableBase::InVariableBase( const char* key, InPackageInitBase& package,
+                                std::initializer_list<const InContextAliasBase*> aliases )
+    : _key( key )
+    , _package( package ) {
+    for( const InContextAliasBase* const alias : aliases ) {
+        if( alias != &_dummy ) {
+            _namedAliases.emplace_back( alias->clone() );
+        }
+    }
+    _package.addDependency( this );
+}
+
+InVariableBase::~InVariableBase() {
+    _package.removeDependency( this );
+}
+
+void InVariableBase::resolve() {
+    _isValid = false;
+    resetValue();
+    // The former ones must be gone first: a source may track its keys.
+    _builtAliases.clear();
+    _builtAliases = buildAliases();
+
+    std::vector<InContextAliasBase*> order;
+    for( const auto& alias : _namedAliases ) {
+        order.push_back( alias.get() );
+    }
+    for( const auto& alias : _builtAliases ) {
+        order.insert( std::ranges::find_if( order,
+                                            [&]( const InContextAliasBase* other ) {
+                                                return other->getPriority() < alias->getPriority();
+                                            } ),
+                      alias.get() );
+    }
+    for( InContextAliasBase* const alias : order ) {
+        alias->finalize();
+    }
+    _isValid = std::ranges::any_of(
+        order, [this]( InContextAliasBase* alias ) { return takeValue( *alias ); } );
+}
+
+InVariableBase::Aliases InVariableBase::buildAliases() const {
+    Aliases aliases;
+    for( const Builders& builders : { builderKinds()._user, builderKinds()._app } ) {
+        for( InContextAliasBuilder* const builder : builders ) {
+            OPtr<InContextAliasBase> alias = builder->build( *this );
+            if( alias ) {
+                aliases.emplace_back( alias.release() );
+            }
+        }
+    }
+    return aliases;
+}
+
+bool InVariableBase::takeValue( InContextAliasBase& alias ) {
+    alias.lookUp();
+    if( !alias.isValid() ) {
+        return false;
+    }
+    if( !setValue( alias.getValue() ) ) {
+        reportBadText( *this, alias );
+        return false;
+    }
+    return true;
+}
+
+void InVariableBase::registerAppContextAliasBuilders( InContextAliasBuilder* builder ) {
+    QV_ASSERT( builder != 0 );
+    builderKinds()._app.push_back( builder );
+}
+
+void InVariableBase::registerUserContextAliasBuilders( InContextAliasBuilder* builder ) {
+    QV_ASSERT( builder != 0 );
+    builderKinds()._user.push_back( builder );
+}
+
+void InVariableBase::unregisterAppContextAliasBuilders() {
+    builderKinds()._app.clear();
+}
+
+void InVariableBase::unregisterUserContextAliasBuilders() {
+    builderKinds()._user.clear();
+}
+
+} // namespace Qv

@@ -1,0 +1,153 @@
+#include <base/failure/assertions.h>
+#include <base/init/inInit.h>
+#include <base/init/inSingleton.imp>
+#include <base/init/src/inPackageFrame.h>
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+namespace Qv {
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+struct A {};
+struct B {};
+struct C {};
+
+using Events = std::vector<std::string>;
+
+/// A package outside the process's frame, which tells what is done with it.
+template <class Tag>
+class FakePackage : public InPackageInit {
+public:
+    FakePackage( Events& events, const char* name, std::vector<const std::type_info*> uses )
+        : InPackageInit( name )
+        , _events( events ) {
+        for( const std::type_info* const used : uses ) {
+            InPackageInit::addDependency( used );
+        }
+    }
+
+    void preInitializePackage() override {}
+    void postInitializePackage() override {}
+    void initializePackage() override {
+        _events.push_back( std::string( "start " ) + getName() );
+        if( _failsToStart ) {
+            throw ExInternalError( QV_HERE, "won't start" );
+        }
+    }
+    void finalizePackage() override {
+        _events.push_back( std::string( "stop " ) + getName() );
+        if( _failsToStop ) {
+            throw ExInternalError( QV_HERE, "won't stop" );
+        }
+    }
+    void setPackageState( bool isStarted ) override { _isStarted = isStarted; }
+    const std::type_info* getIdentity() const override { return &typeid( Tag ); }
+
+    bool _failsToStart = false;
+    bool _failsToStop = false;
+    bool _isStarted = false;
+
+private:
+    Events& _events;
+};
+
+/// Three packages of which a uses b and c, and b uses c, in a frame of their own.
+struct InPackageFrameTest : ::testing::Test {
+    InPackageFrameTest() {
+        _frame.add( _a );
+        _frame.add( _b );
+        _frame.add( _c );
+    }
+
+    std::string startFailure() {
+        try {
+            _frame.start();
+        } catch( const ExBase& exception ) {
+            return exception.getReason();
+        }
+        return {};
+    }
+
+    Events _events;
+    FakePackage<A> _a{ _events, "a", { &typeid( B ), &typeid( C ) } };
+    FakePackage<B> _b{ _events, "b", { &typeid( C ) } };
+    FakePackage<C> _c{ _events, "c", {} };
+    InPackageFrame _frame;
+};
+
+struct Single {
+    static const char* getSingletonName() { return "Single"; }
+};
+
+} // namespace
+
+TEST_F( InPackageFrameTest, startsInDependencyOrderAndStopsInReverse ) {
+    _frame.start();
+    EXPECT_TRUE( _a._isStarted );
+    EXPECT_THROW( _frame.start(), ExAssertionFailed );
+    _frame.stop();
+    EXPECT_FALSE( _a._isStarted );
+    EXPECT_THAT( _events,
+                 ElementsAre( "start c", "start b", "start a", "stop a", "stop b", "stop c" ) );
+    _frame.start();
+    _frame.stop();
+    EXPECT_EQ( _events.size(), 12u );
+}
+
+TEST_F( InPackageFrameTest, aFailedStartStopsWhatHadStartedAndGoesOn ) {
+    _a._failsToStart = true;
+    EXPECT_EQ( startFailure(), "won't start" );
+    EXPECT_THAT( _events, ElementsAre( "start c", "start b", "start a", "stop b", "stop c" ) );
+    EXPECT_FALSE( _b._isStarted );
+    EXPECT_FALSE( _frame.isStarted() );
+}
+
+TEST_F( InPackageFrameTest, aFailedStopIsReportedAndDoesNotKeepOthersFromStopping ) {
+    _b._failsToStop = true;
+    _frame.start();
+    ::testing::internal::CaptureStderr();
+    _frame.stop();
+    EXPECT_THAT( ::testing::internal::GetCapturedStderr(), HasSubstr( "won't stop" ) );
+    EXPECT_EQ( _events.back(), "stop c" );
+}
+
+TEST_F( InPackageFrameTest, anUnknownDependencyIsNamedAndNothingStarts ) {
+    _frame.remove( _c );
+    EXPECT_THAT( startFailure(), HasSubstr( "Package b depends on a package that isn't there" ) );
+    EXPECT_TRUE( _events.empty() );
+}
+
+TEST_F( InPackageFrameTest, aCycleIsNamedWholeAndNothingStarts ) {
+    Events events;
+    FakePackage<C> closing( events, "c", { &typeid( A ) } );
+    _frame.remove( _c );
+    _frame.add( closing );
+    EXPECT_THAT( startFailure(), HasSubstr( "a -> b -> c -> a" ) );
+    EXPECT_TRUE( _events.empty() );
+}
+
+TEST_F( InPackageFrameTest, anIdentityIsTakenOnce ) {
+    FakePackage<A> second( _events, "second a", {} );
+    EXPECT_THROW( _frame.add( second ), ExAssertionFailed );
+}
+
+TEST( InSingletonTest, tellsBeforeTheStartFromAfterTheStop ) {
+    using Access = InSingleton<Single>;
+    EXPECT_THROW( Access::getInstance(), InSingletonEx::ExNotInitialized );
+    Access::initialize( OPtr<Single>( new Single ) );
+    EXPECT_THROW( Access::initialize( OPtr<Single>( new Single ) ),
+                  InSingletonEx::ExAlreadyInitialized );
+    EXPECT_TRUE( Access::isInitialized() );
+    Access::getInstance();
+    Access::finalize();
+    EXPECT_THROW( Access::getInstance(), InSingletonEx::ExAlreadyDestroyed );
+}
+
+} // namespace Qv
