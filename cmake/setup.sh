@@ -1,0 +1,70 @@
+# shellcheck shell=bash
+# Sourced by ./demo, ./check and .ci/run: sets up what building needs, and builds.
+
+# What is needed: how it is looked for, and the Debian package that brings it.
+QV_NEEDS=(
+    "command:g++ g++"
+    "command:cmake cmake"
+    "command:ninja ninja-build"
+    "command:pkg-config pkg-config"
+    "command:python3 python3"
+    "module:gtest libgtest-dev"
+    "module:gmock libgmock-dev"
+    "module:benchmark libbenchmark-dev"
+    "module:OpenEXR libopenexr-dev"
+    "module:libpng libpng-dev"
+)
+
+qv_fail() {
+    echo "$1" >&2
+    exit 1
+}
+
+qv_has() {
+    case "$1" in
+        command:*) command -v "${1#command:}" >/dev/null 2>&1 ;;
+        module:*) pkg-config --exists "${1#module:}" >/dev/null 2>&1 ;;
+    esac
+}
+
+# Prints the Debian packages of the needs that aren't met.
+qv_missing_packages() {
+    local need
+    for need in "${QV_NEEDS[@]}"; do
+        qv_has "${need% *}" || echo -n "${need#* } "
+    done
+}
+
+# Installs what is missing, as root or by sudo; does nothing when all is there.
+qv_setup() {
+    local missing as_root=()
+    missing=$( qv_missing_packages )
+    [ -n "$missing" ] || return 0
+    command -v apt-get >/dev/null 2>&1 || qv_fail \
+        "Building needs what Debian calls ${missing% }: install it with your system's package manager."
+    if [ "$( id -u )" != 0 ]; then
+        as_root=( sudo )
+        # Without a terminal nobody can type a password.
+        { [ -t 0 ] && command -v sudo >/dev/null 2>&1; } || sudo -n true 2>/dev/null || qv_fail \
+            "Building needs packages that only root can install: run 'apt-get install ${missing% }' as root."
+    fi
+    echo "Installing $missing"
+    "${as_root[@]}" apt-get update -qq || echo "The package lists couldn't be brought up to date." >&2
+    # shellcheck disable=SC2086
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends $missing >/dev/null ||
+        qv_fail "The packages ${missing% } couldn't be installed: see the lines above."
+    missing=$( qv_missing_packages )
+    [ -z "$missing" ] || qv_fail "Still missing after their installation: ${missing% }."
+}
+
+# qv_build <preset> <target>... configures the preset and builds the targets.
+qv_build() {
+    local preset=$1 launcher=
+    shift
+    command -v ccache >/dev/null 2>&1 && launcher=ccache
+    cmake --preset "$preset" -DCMAKE_CXX_COMPILER_LAUNCHER="$launcher" --log-level=WARNING ||
+        qv_fail "The preset '$preset' couldn't be configured: see the lines above."
+    cmake --build "build/$preset" --parallel "$( nproc )" --target "$@" ||
+        qv_fail "The preset '$preset' didn't build: see the lines above."
+}
