@@ -23,8 +23,8 @@ public:
     /// InInitGuard calls it before the packages start.
     ///
     /// An argument is taken whose beginning is the key of an alias, the longest when several are.
-    /// What follows the key is the value; when nothing does, the next argument is. A key at the very
-    /// end has no value and stays. When a key comes again the last value holds.
+    /// What follows the key is the value; when nothing does, the next argument is. A key at the
+    /// very end has no value and stays. When a key comes again the last value holds.
     static void bindArguments( int& argc, const char* const*& argv );
 };
 

@@ -17,8 +17,9 @@ QV_BASE_API bool parse( const char* text, const char*& value ) noexcept;
 
 } // namespace InVariableText
 
-/// A configuration value with ordered sources, defined at file level after the package object, which
-/// the frame resolves before that package's `initializePackage`. `T` is bool, int or const char*.
+/// A configuration value with ordered sources, defined at file level after the package object,
+/// which the frame resolves before that package's `initializePackage`. `T` is bool, int or const
+/// char*.
 ///
 ///     InInit<QvInit::logger> package;
 ///     const InContextAlias<InInitArg, 1> logArg( "log:", "Log directory." );
@@ -29,17 +30,13 @@ QV_BASE_API bool parse( const char* text, const char*& value ) noexcept;
 template <class T>
 class InVariable final : public InVariableBase {
 public:
-    InVariable( const char* key, InPackageInitBase& package,
-                const InContextAliasBase& alias0 = _dummy,
-                const InContextAliasBase& alias1 = _dummy,
-                const InContextAliasBase& alias2 = _dummy,
-                const InContextAliasBase& alias3 = _dummy,
-                const InContextAliasBase& alias4 = _dummy,
-                const InContextAliasBase& alias5 = _dummy,
-                const InContextAliasBase& alias6 = _dummy,
-                const InContextAliasBase& alias7 = _dummy,
-                const InContextAliasBase& alias8 = _dummy,
-                const InContextAliasBase& alias9 = _dummy )
+    InVariable(
+        const char* key, InPackageInitBase& package, const InContextAliasBase& alias0 = _dummy,
+        const InContextAliasBase& alias1 = _dummy, const InContextAliasBase& alias2 = _dummy,
+        const InContextAliasBase& alias3 = _dummy, const InContextAliasBase& alias4 = _dummy,
+        const InContextAliasBase& alias5 = _dummy, const InContextAliasBase& alias6 = _dummy,
+        const InContextAliasBase& alias7 = _dummy, const InContextAliasBase& alias8 = _dummy,
+        const InContextAliasBase& alias9 = _dummy )
         : InVariableBase( key, package,
                           { &alias0, &alias1, &alias2, &alias3, &alias4, &alias5, &alias6, &alias7,
                             &alias8, &alias9 } ) {}

@@ -1,4 +1,5 @@
 #include <base/failure/assertions.h>
+#include <base/init/inVariableBase.h>
 #include <base/init/src/inPackageFrame.h>
 #include <base/ownership/ownershipDelete.h>
 
@@ -89,6 +90,9 @@ void InPackageFrame::start() {
 }
 
 void InPackageFrame::startPackage( InPackageInit& package ) {
+    for( InVariableBase* const variable : package.getVariables() ) {
+        variable->resolve();
+    }
     package.preInitializePackage();
     package.initializePackage();
     package.postInitializePackage();

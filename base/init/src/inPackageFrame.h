@@ -27,6 +27,10 @@ public:
     /// Reports what a package raises and goes on.
     void stop() noexcept;
     bool isStarted() const noexcept { return _isStarted; }
+    /// In the order of their start.
+    const std::vector<InPackageInit*>& getStartedPackages() const noexcept {
+        return _startedPackages;
+    }
 
 private:
     std::vector<InPackageInit*> orderByDependency() const;

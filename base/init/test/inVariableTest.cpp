@@ -1,0 +1,402 @@
+#include <base/init/inContextAlias.h>
+#include <base/init/inContextAliasBuilder.h>
+#include <base/init/inContextAliasMgrBase.h>
+#include <base/init/inEx.h>
+#include <base/init/inPackageInit.h>
+#include <base/init/inVariable.h>
+#include <tests/support/scopedEnvironment.h>
+
+#include <gmock/gmock.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Qv {
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+using EnvAlias = InContextAlias<InInitEnv, 0>;
+using DefAlias = InContextAlias<InInitDef, 0>;
+using ArgAlias = InContextAlias<InInitArg, 1>;
+
+struct PackageTag {};
+
+class TestPackage : public InPackageInit {
+public:
+    TestPackage()
+        : InPackageInit( "variables" ) {}
+
+    void preInitializePackage() override {}
+    void postInitializePackage() override {}
+    void initializePackage() override {}
+    void finalizePackage() override {}
+    void setPackageState( bool ) override {}
+    const std::type_info* getIdentity() const override { return &typeid( PackageTag ); }
+};
+
+/// A command line that is bound; the former one is bound again at the end.
+class CommandLine {
+public:
+    explicit CommandLine( std::vector<const char*> args ) {
+        args.insert( args.begin(), "program" );
+        args.push_back( nullptr );
+        _argc = static_cast<int>( args.size() ) - 1;
+        _argv = args.data();
+        InContextAliasMgrBase::bindArguments( _argc, _argv );
+    }
+    ~CommandLine() {
+        const char* name[] = { "program", nullptr };
+        int argc = 1;
+        const char* const* argv = name;
+        InContextAliasMgrBase::bindArguments( argc, argv );
+    }
+
+    std::vector<std::string> kept() const { return { _argv, _argv + _argc }; }
+    bool isTerminated() const { return _argv[_argc] == nullptr; }
+
+private:
+    int _argc;
+    const char* const* _argv;
+};
+
+std::vector<std::string> unboundArgs() {
+    const Vector<char*>& args = InContextAliasMgrBase::getUnboundArgs();
+    return { args.begin(), args.end() };
+}
+
+/// A source whose values a test sets, tracked by key as the init files' sources are.
+template <int Priority>
+struct FileSource {
+    static constexpr int getPriority() { return Priority; }
+    static constexpr const char* getSourceString() { return "FileSource"; }
+    static void initialize( InContextAliasBase& alias ) {
+        const auto i = values().find( alias.getKey() );
+        alias.initialize( i != values().end() ? i->second.c_str() : nullptr );
+    }
+    static InContextAliasKeys& getKeys() {
+        static InContextAliasKeys keys;
+        return keys;
+    }
+    static std::map<std::string, std::string>& values() {
+        static std::map<std::string, std::string> instance;
+        return instance;
+    }
+};
+using AppFile = FileSource<2>;
+using UserFile = FileSource<3>;
+
+template <class Source>
+class FileBuilder : public InContextAliasBuilder {
+public:
+    OPtrRet<InContextAliasBase> build( const InVariableBase& variable ) override {
+        return OPtr<InContextAliasBase>(
+            new InContextAlias<Source, 1>( variable.getKey(), "A file" ) );
+    }
+};
+
+class InVariableTest : public ::testing::Test {
+protected:
+    TestPackage _package;
+};
+
+TEST_F( InVariableTest, TheFirstSourceInDeclaredOrderThatHasAValueWins ) {
+    struct Case {
+        std::vector<const char*> _args;
+        const char* _environment;
+        const char* _expected;
+    };
+    const Case cases[] = {
+        { {}, nullptr, "default" },
+        { {}, "from env", "from env" },
+        { {}, "", "" },
+        { { "tst:from arg" }, "from env", "from arg" },
+        { { "t:second arg" }, "from env", "second arg" },
+        { { "t:second arg", "tst:from arg" }, nullptr, "from arg" },
+    };
+    const ArgAlias longArg( "tst:", "" );
+    const ArgAlias shortArg( "t:", "" );
+    InVariable<const char*> variable( "ombra::test::text", _package, longArg, shortArg,
+                                      EnvAlias( "QV_TEST_TEXT", "" ), DefAlias( "default", "" ) );
+    for( const Case& c : cases ) {
+        const CommandLine line( c._args );
+        const ScopedEnvironment environment =
+            c._environment != nullptr ? ScopedEnvironment( "QV_TEST_TEXT", c._environment )
+                                      : ScopedEnvironment( "QV_TEST_TEXT" );
+        variable.resolve();
+        EXPECT_TRUE( variable.isValid() );
+        EXPECT_STREQ( variable.getValue(), c._expected );
+    }
+}
+
+TEST_F( InVariableTest, TenSourcesAreAllAsked ) {
+    const EnvAlias none( "QV_TEST_NOT_SET", "" );
+    InVariable<int> variable( "ombra::test::ten", _package, none, none, none, none, none, none,
+                              none, none, none, DefAlias( "10", "" ) );
+    variable.resolve();
+    EXPECT_EQ( variable.getValue(), 10 );
+}
+
+TEST_F( InVariableTest, WithoutAnyValueAVariableIsInvalidAndZero ) {
+    InVariable<const char*> text( "ombra::test::text", _package );
+    InVariable<int> number( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
+    InVariable<bool> flag( "ombra::test::flag", _package );
+    {
+        const ScopedEnvironment environment( "QV_TEST_NUMBER", "7" );
+        number.resolve();
+        EXPECT_EQ( number.getValue(), 7 );
+    }
+    for( InVariableBase* const variable : _package.getVariables() ) {
+        variable->resolve();
+        EXPECT_FALSE( variable->isValid() ) << variable->getKey();
+    }
+    EXPECT_EQ( text.getValue(), nullptr );
+    EXPECT_EQ( number.getValue(), 0 );
+    EXPECT_FALSE( flag.getValue() );
+}
+
+TEST_F( InVariableTest, IntTextIsAWholeNumberOrNoValue ) {
+    struct Case {
+        const char* _text;
+        std::optional<int> _expected;
+    };
+    const Case cases[] = {
+        { "0", 0 },
+        { "42", 42 },
+        { "-17", -17 },
+        { "+5", 5 },
+        { " 8 \t", 8 },
+        { "2147483647", 2147483647 },
+        { "-2147483648", -2147483647 - 1 },
+        { "2147483648", std::nullopt },
+        { "", std::nullopt },
+        { "  ", std::nullopt },
+        { "12abc", std::nullopt },
+        { "1 2", std::nullopt },
+        { "+-3", std::nullopt },
+        { "++3", std::nullopt },
+        { "0x10", std::nullopt },
+        { "four", std::nullopt },
+        { "1.5", std::nullopt },
+    };
+    for( const Case& c : cases ) {
+        int value = -99;
+        EXPECT_EQ( InVariableText::parse( c._text, value ), c._expected.has_value() ) << c._text;
+        EXPECT_EQ( value, c._expected.value_or( -99 ) ) << c._text;
+    }
+}
+
+TEST_F( InVariableTest, BoolTextIsANumberOrAWordOrNoValue ) {
+    struct Case {
+        const char* _text;
+        std::optional<bool> _expected;
+    };
+    const Case cases[] = {
+        { "0", false },
+        { "1", true },
+        { "-1", true },
+        { "2", true },
+        { "00", false },
+        { "99999999999999999999", true },
+        { "true", true },
+        { "TRUE", true },
+        { " True ", true },
+        { "false", false },
+        { "False", false },
+        { "", std::nullopt },
+        { "truely", std::nullopt },
+        { "tru", std::nullopt },
+        { "yes", std::nullopt },
+        { "1x", std::nullopt },
+    };
+    for( const Case& c : cases ) {
+        for( const bool before : { false, true } ) {
+            bool value = before;
+            EXPECT_EQ( InVariableText::parse( c._text, value ), c._expected.has_value() )
+                << c._text;
+            EXPECT_EQ( value, c._expected.value_or( before ) ) << c._text;
+        }
+    }
+}
+
+TEST_F( InVariableTest, MalformedTextIsReportedAndTheNextSourceIsTried ) {
+    const ScopedEnvironment environment( "QV_TEST_NUMBER", "many" );
+    InVariable<int> variable( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ),
+                              DefAlias( "3", "" ) );
+    ::testing::internal::CaptureStderr();
+    variable.resolve();
+    const std::string report = ::testing::internal::GetCapturedStderr();
+    EXPECT_TRUE( variable.isValid() );
+    EXPECT_EQ( variable.getValue(), 3 );
+    for( const char* part : { "ombra::test::number", "QV_TEST_NUMBER", "many" } ) {
+        EXPECT_THAT( report, HasSubstr( part ) );
+    }
+}
+
+TEST_F( InVariableTest, TemporaryAliasesMayDieBeforeTheVariable ) {
+    OPtr<InVariable<const char*>> variable;
+    {
+        std::string name = "QV_TEST_TEXT";
+        const EnvAlias alias( name.c_str(), "" );
+        variable.reset( new InVariable<const char*>( "ombra::test::text", _package, alias ) );
+        name.assign( name.size(), 'x' );
+    }
+    const ScopedEnvironment environment( "QV_TEST_TEXT", "value" );
+    variable->resolve();
+    EXPECT_STREQ( variable->getValue(), "value" );
+}
+
+TEST_F( InVariableTest, AVariableLeavesItsPackageWhenItDies ) {
+    InVariable<int> first( "ombra::test::first", _package );
+    { const InVariable<int> second( "ombra::test::second", _package ); }
+    EXPECT_THAT( _package.getVariables(), ElementsAre( &first ) );
+}
+
+class InVariableBuilderTest : public InVariableTest {
+protected:
+    void SetUp() override {
+        InVariableBase::registerAppContextAliasBuilders( &_appBuilder );
+        InVariableBase::registerUserContextAliasBuilders( &_userBuilder );
+    }
+    void TearDown() override {
+        InVariableBase::unregisterAppContextAliasBuilders();
+        InVariableBase::unregisterUserContextAliasBuilders();
+        AppFile::values().clear();
+        UserFile::values().clear();
+    }
+
+    FileBuilder<AppFile> _appBuilder;
+    FileBuilder<UserFile> _userBuilder;
+};
+
+TEST_F( InVariableBuilderTest, BuiltSourcesStandBetweenTheEnvironmentAndTheDefault ) {
+    InVariable<const char*> variable( "ombra::test::dir", _package,
+                                      EnvAlias( "QV_TEST_DIR_VALUE", "" ),
+                                      DefAlias( "default", "" ) );
+    const auto resolved = [&] {
+        variable.resolve();
+        return std::string( variable.getValue() );
+    };
+    EXPECT_EQ( resolved(), "default" );
+    AppFile::values()["ombra::test::dir"] = "app";
+    EXPECT_EQ( resolved(), "app" );
+    UserFile::values()["ombra::test::dir"] = "user";
+    EXPECT_EQ( resolved(), "user" );
+    const ScopedEnvironment environment( "QV_TEST_DIR_VALUE", "env" );
+    EXPECT_EQ( resolved(), "env" );
+}
+
+TEST_F( InVariableBuilderTest, UnregisteringStopsOneKindAndKeepsValues ) {
+    AppFile::values()["ombra::test::dir"] = "app";
+    UserFile::values()["ombra::test::dir"] = "user";
+    InVariable<const char*> variable( "ombra::test::dir", _package );
+    variable.resolve();
+    InVariableBase::unregisterUserContextAliasBuilders();
+    EXPECT_STREQ( variable.getValue(), "user" );
+    variable.resolve();
+    EXPECT_STREQ( variable.getValue(), "app" );
+    InVariableBase::unregisterAppContextAliasBuilders();
+    variable.resolve();
+    EXPECT_FALSE( variable.isValid() );
+}
+
+TEST( InContextAliasTest, ATrackedKeyIsTakenUntilItsLastCopyDies ) {
+    OPtr<InContextAliasBase> copy;
+    {
+        const ArgAlias alias( "twice:", "" );
+        copy.reset( alias.clone() );
+    }
+    try {
+        const ArgAlias second( "twice:", "" );
+        FAIL() << "the key is taken";
+    } catch( const InEx& exception ) {
+        EXPECT_STREQ( exception.getReason(), "Registering twice: twice." );
+        EXPECT_NE( dynamic_cast<const InEx::ExContextAliasAlreadyDefined*>( &exception ), nullptr );
+    }
+    copy.reset();
+    EXPECT_NO_THROW( ArgAlias( "twice:", "" ) );
+}
+
+TEST( InContextAliasTest, UntrackedKeysMayRepeat ) {
+    const EnvAlias first( "QV_TEST_SAME", "" );
+    EXPECT_NO_THROW( EnvAlias( "QV_TEST_SAME", "" ) );
+}
+
+TEST( InContextAliasTest, StatesFollowInitializeAndFinalize ) {
+    DefAlias alias( "key", "what it is" );
+    EXPECT_STREQ( alias.getKey(), "key" );
+    EXPECT_STREQ( alias.getDescription(), "what it is" );
+    EXPECT_FALSE( alias.isInitialized() );
+    alias.initialize( nullptr );
+    EXPECT_TRUE( alias.isInitialized() );
+    EXPECT_FALSE( alias.isValid() );
+    EXPECT_EQ( alias.getValue(), nullptr );
+    alias.initialize( "value" );
+    const DefAlias copy( alias );
+    alias.finalize();
+    EXPECT_FALSE( alias.isInitialized() || alias.isValid() );
+    EXPECT_TRUE( copy.isInitialized() && copy.isValid() );
+    EXPECT_STREQ( copy.getValue(), "value" );
+}
+
+TEST( InContextAliasMgrBaseTest, TakesWhatAliasesNameAndKeepsTheRestInOrder ) {
+    struct Case {
+        std::vector<const char*> _args;
+        const char* _path;
+        const char* _p;
+        std::vector<std::string> _rest;
+    };
+    const Case cases[] = {
+        { {}, nullptr, nullptr, {} },
+        { { "a", "path:/x", "b" }, "/x", nullptr, { "a", "b" } },
+        { { "a", "path:", "/x", "b" }, "/x", nullptr, { "a", "b" } },
+        { { "path:1", "path:2" }, "2", nullptr, {} },
+        { { "path:", "p:1" }, "p:1", nullptr, {} },
+        { { "p:1", "path:2" }, "2", "1", {} },
+        { { "p:ath:2" }, nullptr, "ath:2", {} },
+        { { "p:x:2" }, nullptr, nullptr, {} },
+        { { "a", "path:" }, nullptr, nullptr, { "a", "path:" } },
+        { { "mypath:1", "Path:1", "" }, nullptr, nullptr, { "mypath:1", "Path:1", "" } },
+        { { "path:", "" }, "", nullptr, {} },
+    };
+    const ArgAlias path( "path:", "" );
+    const ArgAlias p( "p:", "" );
+    const ArgAlias longer( "p:x:", "" );
+    for( const Case& c : cases ) {
+        const CommandLine line( c._args );
+        EXPECT_STREQ( InContextAliasMgrBase::getArgument( "path:" ), c._path );
+        EXPECT_STREQ( InContextAliasMgrBase::getArgument( "p:" ), c._p );
+        EXPECT_EQ( unboundArgs(), c._rest );
+        EXPECT_STREQ( InContextAliasMgrBase::getApplicationName(), "program" );
+        std::vector<std::string> kept = c._rest;
+        kept.insert( kept.begin(), "program" );
+        EXPECT_EQ( line.kept(), kept );
+        EXPECT_TRUE( line.isTerminated() );
+    }
+}
+
+TEST( InContextAliasMgrBaseTest, AnEmptyCommandLineHasNoName ) {
+    int argc = 0;
+    const char* none[] = { nullptr };
+    const char* const* argv = none;
+    InContextAliasMgrBase::bindArguments( argc, argv );
+    EXPECT_EQ( argc, 0 );
+    EXPECT_EQ( argv[0], nullptr );
+    EXPECT_STREQ( InContextAliasMgrBase::getApplicationName(), "" );
+}
+
+TEST( InUtilsTest, CStringsSortByUnsignedCharacters ) {
+    const InUtils::LtStr less;
+    EXPECT_TRUE( less( "a", "b" ) );
+    EXPECT_TRUE( less( "", "a" ) );
+    EXPECT_TRUE( less( "z", "\xc3\xa4" ) );
+    EXPECT_FALSE( less( "a", "a" ) );
+}
+
+} // namespace
+
+} // namespace Qv
