@@ -88,7 +88,12 @@ bool InVariableText::parse( const char* text, bool& value ) noexcept {
 }
 
 bool InVariableText::parse( const char* text, int& value ) noexcept {
-    return parseInt( trim( text ), value ) == std::errc();
+    int number = 0;
+    if( parseInt( trim( text ), number ) != std::errc() ) {
+        return false;
+    }
+    value = number;
+    return true;
 }
 
 bool InVariableText::parse( const char* text, const char*& value ) noexcept {
