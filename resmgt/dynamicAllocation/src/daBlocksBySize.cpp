@@ -1,0 +1,171 @@
+#include <resmgt/dynamicAllocation/src/daBlocksBySize.h>
+
+#include <bit>
+
+namespace Qv {
+
+DaBlocksBySize::DaBlocksBySize( DaBlockPool& pool )
+    : _pool( pool ) {
+    _roots.fill( noBlock );
+}
+
+unsigned DaBlocksBySize::classOf( std::uint64_t size ) {
+    if( size < 32 ) {
+        return static_cast<unsigned>( size );
+    }
+    const auto shift = static_cast<unsigned>( std::bit_width( size ) ) - 6;
+    return ( shift + 1 ) * 32 + ( static_cast<unsigned>( size >> shift ) & 31 );
+}
+
+void DaBlocksBySize::insert( DaBlockIndex block ) {
+    const std::uint64_t size = _pool[block]._size;
+    const std::uint32_t priority = _pool[block]._priority;
+    const unsigned sizeClass = classOf( size );
+    DaBlockIndex* link = &_roots[sizeClass];
+    DaBlockIndex parent = noBlock;
+    while( *link != noBlock && _pool[*link]._priority >= priority ) {
+        parent = *link;
+        link = size < _pool[parent]._size ? &_pool[parent]._smaller : &_pool[parent]._larger;
+    }
+    const DaBlockIndex below = *link;
+    *link = block;
+    _pool[block]._parent = parent;
+    split( below, block );
+    _usedClasses[sizeClass / 64] |= std::uint64_t( 1 ) << sizeClass % 64;
+    _usedWords |= 1u << sizeClass / 64;
+    ++_size;
+}
+
+// Makes the blocks of `tree` the two subtrees of `block`.
+void DaBlocksBySize::split( DaBlockIndex tree, DaBlockIndex block ) {
+    const std::uint64_t size = _pool[block]._size;
+    DaBlockIndex* smaller = &_pool[block]._smaller;
+    DaBlockIndex* larger = &_pool[block]._larger;
+    DaBlockIndex smallerParent = block;
+    DaBlockIndex largerParent = block;
+    while( tree != noBlock ) {
+        DaBlock& node = _pool[tree];
+        if( size < node._size ) {
+            *larger = tree;
+            node._parent = largerParent;
+            largerParent = tree;
+            larger = &node._smaller;
+            tree = *larger;
+        } else {
+            *smaller = tree;
+            node._parent = smallerParent;
+            smallerParent = tree;
+            smaller = &node._larger;
+            tree = *smaller;
+        }
+    }
+    *smaller = noBlock;
+    *larger = noBlock;
+}
+
+// The field that holds `block`'s place in its tree.
+DaBlockIndex& DaBlocksBySize::linkTo( DaBlockIndex block ) {
+    const DaBlockIndex parent = _pool[block]._parent;
+    if( parent == noBlock ) {
+        return _roots[classOf( _pool[block]._size )];
+    }
+    DaBlock& node = _pool[parent];
+    return node._smaller == block ? node._smaller : node._larger;
+}
+
+void DaBlocksBySize::erase( DaBlockIndex block ) {
+    DaBlockIndex* link = &linkTo( block );
+    DaBlockIndex parent = _pool[block]._parent;
+    DaBlockIndex smaller = _pool[block]._smaller;
+    DaBlockIndex larger = _pool[block]._larger;
+    // The two subtrees grow together in the block's place.
+    while( smaller != noBlock && larger != noBlock ) {
+        const bool isSmallerAbove = _pool[smaller]._priority > _pool[larger]._priority;
+        DaBlockIndex& above = isSmallerAbove ? smaller : larger;
+        *link = above;
+        DaBlock& node = _pool[above];
+        node._parent = parent;
+        parent = above;
+        link = isSmallerAbove ? &node._larger : &node._smaller;
+        above = *link;
+    }
+    const DaBlockIndex rest = smaller != noBlock ? smaller : larger;
+    *link = rest;
+    if( rest != noBlock ) {
+        _pool[rest]._parent = parent;
+    } else if( parent == noBlock ) {
+        const unsigned sizeClass = classOf( _pool[block]._size );
+        std::uint64_t& word = _usedClasses[sizeClass / 64];
+        word &= ~( std::uint64_t( 1 ) << sizeClass % 64 );
+        if( word == 0 ) {
+            _usedWords &= ~( 1u << sizeClass / 64 );
+        }
+    }
+    --_size;
+}
+
+DaBlockIndex DaBlocksBySize::lowerBound( std::uint64_t size ) const {
+    const unsigned sizeClass = classOf( size );
+    DaBlockIndex found = noBlock;
+    DaBlockIndex node = _roots[sizeClass];
+    while( node != noBlock ) {
+        if( _pool[node]._size >= size ) {
+            found = node;
+            node = _pool[node]._smaller;
+        } else {
+            node = _pool[node]._larger;
+        }
+    }
+    return found != noBlock ? found : firstOfNextClass( sizeClass );
+}
+
+DaBlockIndex DaBlocksBySize::firstOfNextClass( unsigned sizeClass ) const {
+    unsigned word = sizeClass / 64;
+    // Two shifts: one by 64 has no defined result.
+    std::uint64_t classes = _usedClasses[word] >> sizeClass % 64 >> 1 << 1 << sizeClass % 64;
+    if( classes == 0 ) {
+        const std::uint32_t words = _usedWords >> word >> 1 << 1 << word;
+        if( words == 0 ) {
+            return noBlock;
+        }
+        word = static_cast<unsigned>( std::countr_zero( words ) );
+        classes = _usedClasses[word];
+    }
+    DaBlockIndex node = _roots[word * 64 + static_cast<unsigned>( std::countr_zero( classes ) )];
+    while( _pool[node]._smaller != noBlock ) {
+        node = _pool[node]._smaller;
+    }
+    return node;
+}
+
+DaBlockIndex DaBlocksBySize::next( DaBlockIndex block ) const {
+    DaBlockIndex node = _pool[block]._larger;
+    if( node != noBlock ) {
+        while( _pool[node]._smaller != noBlock ) {
+            node = _pool[node]._smaller;
+        }
+        return node;
+    }
+    node = block;
+    DaBlockIndex parent = _pool[node]._parent;
+    while( parent != noBlock && _pool[parent]._larger == node ) {
+        node = parent;
+        parent = _pool[node]._parent;
+    }
+    return parent != noBlock ? parent : firstOfNextClass( classOf( _pool[block]._size ) );
+}
+
+DaBlockIndex DaBlocksBySize::last() const {
+    if( _usedWords == 0 ) {
+        return noBlock;
+    }
+    const auto word = static_cast<unsigned>( std::bit_width( _usedWords ) ) - 1;
+    const auto bit = static_cast<unsigned>( std::bit_width( _usedClasses[word] ) ) - 1;
+    DaBlockIndex node = _roots[word * 64 + bit];
+    while( _pool[node]._larger != noBlock ) {
+        node = _pool[node]._larger;
+    }
+    return node;
+}
+
+} // namespace Qv

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <resmgt/dynamicAllocation/src/daBlock.h>
+
+#include <array>
+#include <cstddef>
+
+namespace Qv {
+
+/// The free blocks in order of size, equal sizes in order of insertion.
+///
+/// A size falls into a class: sizes below 64 are a class each, larger ones have 32 classes for each
+/// power of two. A bit map finds the next class in use. The blocks of a class are a treap: a binary
+/// search tree by size, equal ones to the right, that is also a heap by the blocks' fixed
+/// pseudo-random priorities, and so has a depth logarithmic in its number of blocks. (Aragon and
+/// Seidel, Randomized Search Trees, 1989.) Classes hold few blocks, unless many have nearly one
+/// size. No operation needs memory.
+class DaBlocksBySize {
+public:
+    explicit DaBlocksBySize( DaBlockPool& pool );
+
+    /// The block goes behind all others of its size.
+    void insert( DaBlockIndex block );
+    /// REQUIRES: inserted, its size unchanged since then.
+    void erase( DaBlockIndex block );
+
+    /// The first block of at least `size`, or noBlock.
+    DaBlockIndex lowerBound( std::uint64_t size ) const;
+    /// The block behind `block` in the order, or noBlock.
+    DaBlockIndex next( DaBlockIndex block ) const;
+    /// The last block, or noBlock.
+    DaBlockIndex last() const;
+    std::size_t size() const { return _size; }
+
+private:
+    static constexpr unsigned nbClasses = 32 * 60;
+    static constexpr unsigned nbWords = nbClasses / 64;
+
+    static unsigned classOf( std::uint64_t size );
+    DaBlockIndex firstOfNextClass( unsigned sizeClass ) const;
+    void split( DaBlockIndex tree, DaBlockIndex block );
+    DaBlockIndex& linkTo( DaBlockIndex block );
+
+    DaBlockPool& _pool;
+    std::size_t _size = 0;
+    // A bit each: the words that aren't 0, and the classes with blocks.
+    std::uint32_t _usedWords = 0;
+    std::array<std::uint64_t, nbWords> _usedClasses{};
+    std::array<DaBlockIndex, nbClasses> _roots;
+};
+
+} // namespace Qv

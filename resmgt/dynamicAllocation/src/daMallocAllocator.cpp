@@ -1,0 +1,69 @@
+#include <resmgt/dynamicAllocation/daMallocAllocator.h>
+
+#include <algorithm>
+#include <new>
+
+namespace Qv {
+
+namespace {
+
+// Bytes. One very large request may not be satisfiable as a whole.
+constexpr std::size_t largestPiece = 0x20000000;
+// Bytes: the size of the last piece, and what must be missing for another one.
+constexpr std::size_t lastPiece = 0x4000000;
+// Bytes. Where not even this is to be had, halving on would only take the process's last memory.
+constexpr std::size_t smallestPiece = 4096;
+
+} // namespace
+
+OPtrRet<DaMallocAllocator> DaMallocAllocator::create() {
+    return OPtr<DaMallocAllocator>( new DaMallocAllocator );
+}
+
+DaArenaAllocator::Pieces DaMallocAllocator::allocate( std::size_t size ) {
+    Pieces result;
+    std::size_t remaining = size;
+    std::size_t piece = std::min( size, largestPiece );
+    while( remaining >= lastPiece && piece >= smallestPiece ) {
+        if( !appendPiece( result, piece ) ) {
+            piece /= 2;
+            continue;
+        }
+        remaining -= piece;
+        if( remaining == 0 ) {
+            return result;
+        }
+        piece = std::min( remaining, largestPiece );
+    }
+    appendPiece( result, lastPiece );
+    return result;
+}
+
+bool DaMallocAllocator::appendPiece( Pieces& pieces, std::size_t size ) {
+    try {
+        // First the place in the list: with the piece in hand nothing may fail.
+        if( pieces.size() == pieces.capacity() ) {
+            pieces.reserve( pieces.size() * 2 + 8 );
+        }
+        pieces.emplace_back( allocatePiece( size ), size );
+        return true;
+    } catch( const std::bad_alloc& ) {
+        return false;
+    }
+}
+
+void DaMallocAllocator::deallocate( const Pieces& pieces, std::size_t ) {
+    for( const auto& piece : pieces ) {
+        deallocatePiece( piece.first );
+    }
+}
+
+void* DaMallocAllocator::allocatePiece( std::size_t size ) {
+    return ::operator new[]( size );
+}
+
+void DaMallocAllocator::deallocatePiece( void* piece ) noexcept {
+    ::operator delete[]( piece );
+}
+
+} // namespace Qv

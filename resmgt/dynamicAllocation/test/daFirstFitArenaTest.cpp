@@ -1,0 +1,281 @@
+#include <base/failure/assertions.h>
+#include <resmgt/dynamicAllocation/daFirstFitArena.h>
+#include <resmgt/dynamicAllocation/test/failingNew.h>
+#include <resmgt/dynamicAllocation/test/plainArena.h>
+#include <tests/support/testSettings.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <new>
+#include <random>
+#include <sstream>
+#include <vector>
+
+namespace Qv {
+namespace {
+
+using ::testing::HasSubstr;
+
+// Addresses that nothing is mapped to: touching the arena's memory ends the test.
+constexpr std::uint64_t base = 0x10000000;
+
+void* at( std::uint64_t address ) {
+    return reinterpret_cast<void*>( static_cast<std::uintptr_t>( address ) );
+}
+
+std::uint64_t addressOf( void* memory ) {
+    return reinterpret_cast<std::uintptr_t>( memory );
+}
+
+void expectAssertion( const std::function<void()>& action, const char* text ) {
+    try {
+        action();
+        ADD_FAILURE() << "no assertion " << text;
+    } catch( const ExAssertionFailed& exception ) {
+        EXPECT_THAT( exception.getReason(), HasSubstr( text ) );
+    }
+}
+
+TEST( DaFirstFitArena, EveryBlockHasAMultipleOfEightBytesAndItsOwnAddress ) {
+    for( const auto& [asked, taken] :
+         { std::pair{ 0u, 8u }, { 1u, 8u }, { 8u, 8u }, { 9u, 16u } } ) {
+        DaFirstFitArena arena( at( base ), 64, nullptr );
+        EXPECT_EQ( addressOf( arena.allocate( asked, 0 ) ), base );
+        EXPECT_EQ( arena.getFreeBytes(), 64 - taken ) << asked;
+        EXPECT_EQ( addressOf( arena.allocate( asked, 0 ) ), base + taken ) << asked;
+    }
+}
+
+// An arena with free blocks of 100 bytes at 0x1000001c and of 200 bytes at 0x10000100, a live block
+// between them.
+class GappedArena : public ::testing::Test {
+protected:
+    GappedArena()
+        : _arena( at( base + 0x1c ), 100 + 128 + 200, "gapped" ) {
+        EXPECT_EQ( addressOf( _arena.allocate( 128, 128 ) ), base + 128 );
+    }
+
+    DaFirstFitArena _arena;
+};
+
+TEST_F( GappedArena, TheSmallestBlockThatFitsIsTakenAndItsRestStaysFree ) {
+    EXPECT_EQ( addressOf( _arena.allocate( 90, 0 ) ), base + 0x1c );
+    EXPECT_EQ( _arena.getFreeBytes(), 204u );
+    std::ostringstream text;
+    EXPECT_THROW( _arena.dump( text ), ExAssertionFailed ) << "428 bytes are no multiple of 8";
+    EXPECT_EQ( text.str(), "DaFirstFitArena: gapped\n  free block map:\n"
+                           "    0x1000007c  4\n    0x10000100  200\n" );
+}
+
+TEST_F( GappedArena, ABlockThatCantMeetTheAlignmentIsPassedOver ) {
+    EXPECT_EQ( addressOf( _arena.allocate( 96, 64 ) ), base + 0x100 );
+}
+
+TEST_F( GappedArena, AnOddSizeIsManagedWholeButFailsTheInvariant ) {
+    EXPECT_EQ( _arena.getFreeBytes(), 300u );
+    expectAssertion( [this] { _arena.getStatistics(); }, "allocBytes + freeBytes == _poolSize" );
+}
+
+TEST( DaFirstFitArena, AnAlignedBlockLeavesTheGapInFrontAndTheTailFree ) {
+    DaFirstFitArena arena( at( base + 8 ), 1024, nullptr );
+    EXPECT_EQ( addressOf( arena.allocate( 100, 256 ) ), base + 256 );
+    const auto statistics = arena.getStatistics();
+    EXPECT_EQ( statistics.getNbFreeBlocks(), 2u );
+    EXPECT_EQ( statistics.getSmallestFreeBlock(), 248u );
+    EXPECT_EQ( statistics.getLargestFreeBlock(), 1024u - 248 - 104 );
+}
+
+TEST( DaFirstFitArena, NeighboursFreedInAnyOrderBecomeOneFreeBlock ) {
+    std::array<int, 3> order = { 0, 1, 2 };
+    do {
+        DaFirstFitArena arena( at( base ), 96, nullptr );
+        std::array<void*, 3> blocks{};
+        for( void*& block : blocks ) {
+            block = arena.allocate( 32, 0 );
+        }
+        for( int i : order ) {
+            EXPECT_TRUE( arena.free( blocks.at( static_cast<std::size_t>( i ) ) ) );
+        }
+        EXPECT_EQ( arena.getStatistics().getNbFreeBlocks(), 1u );
+        EXPECT_EQ( arena.getStatistics().getLargestFreeBlock(), 96u );
+    } while( std::next_permutation( order.begin(), order.end() ) );
+}
+
+TEST( DaFirstFitArena, FreeingWhatIsNoLiveBlockChangesNothing ) {
+    DaFirstFitArena arena( at( base ), 96, nullptr );
+    void* const block = arena.allocate( 32, 0 );
+    EXPECT_FALSE( arena.free( nullptr ) );
+    EXPECT_FALSE( arena.free( at( base + 8 ) ) );
+    EXPECT_FALSE( arena.free( at( base + 96 ) ) );
+    EXPECT_EQ( arena.getFreeBytes(), 64u );
+    EXPECT_TRUE( arena.free( block ) );
+    EXPECT_FALSE( arena.free( block ) );
+    EXPECT_EQ( arena.getFreeBytes(), 96u );
+}
+
+TEST( DaFirstFitArena, RequestsNearTheEndOfTheNumberRangeAreRefused ) {
+    constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
+    constexpr std::uint64_t high = largest - 4096 + 1;
+    DaFirstFitArena arena( at( high + 8 ), 4080, nullptr );
+    EXPECT_EQ( arena.allocate( largest, 0 ), nullptr );
+    EXPECT_EQ( arena.allocate( largest - 7, 0 ), nullptr );
+    EXPECT_EQ( arena.allocate( largest - 7, 4096 ), nullptr );
+    EXPECT_EQ( arena.allocate( 8, 4096 ), nullptr ) << "rounded up, the address wraps";
+    EXPECT_EQ( arena.allocate( 8, std::uint64_t( 1 ) << 63 ), nullptr );
+    EXPECT_EQ( addressOf( arena.allocate( 4080, 8 ) ), high + 8 );
+}
+
+TEST( DaFirstFitArena, WithoutAFreeBlockTheStatisticsSaySo ) {
+    DaFirstFitArena empty( at( base ), 0, nullptr );
+    DaFirstFitArena full( at( base ), 16, nullptr );
+    full.allocate( 16, 0 );
+    for( DaFirstFitArena* arena : { &empty, &full } ) {
+        EXPECT_EQ( arena->allocate( 1, 0 ), nullptr );
+        EXPECT_EQ( arena->getStatistics().getNbFreeBlocks(), 0u );
+        EXPECT_EQ( arena->getStatistics().getSmallestFreeBlock(), ~std::uint64_t( 0 ) );
+        EXPECT_EQ( arena->getStatistics().getLargestFreeBlock(), 0u );
+    }
+}
+
+TEST( DaFirstFitArena, TheDumpShowsFreeBlocksInOrderOfAddressAndTheStatistics ) {
+    DaFirstFitArena arena( at( base ), 400, nullptr );
+    void* const first = arena.allocate( 100, 0 );
+    arena.allocate( 96, 0 );
+    arena.free( first );
+    std::ostringstream text;
+    arena.dump( text );
+    EXPECT_EQ( text.str(), "DaFirstFitArena: <Unnamed arena>\n"
+                           "  free block map:\n"
+                           "    0x10000000  104\n"
+                           "    0x100000c8  200\n"
+                           "  alignment         : 8 bytes\n"
+                           "  size              : 400 bytes\n"
+                           "  alloc bytes       : 96 bytes (24%)\n"
+                           "  free  bytes       : 304 bytes (76%)\n"
+                           "  nb alloc blks     : 1\n"
+                           "  nb free  blks     : 2\n"
+                           "  smallest free blk : 104\n"
+                           "  largest free blk  : 200\n" );
+}
+
+TEST( DaFirstFitArena, StatisticsOfSeveralArenasAddUp ) {
+    DaFirstFitArena small( at( base ), 64, nullptr );
+    DaFirstFitArena large( at( base ), 640, nullptr );
+    large.allocate( 40, 0 );
+    DaFirstFitArena::Statistics sum;
+    expectAssertion( [&] { sum += DaFirstFitArena::Statistics(); }, "_alignment != 0" );
+    sum += small.getStatistics();
+    sum += large.getStatistics();
+    EXPECT_EQ( sum.getAlignment(), 8u );
+    EXPECT_EQ( sum.getSize(), 704u );
+    EXPECT_EQ( sum.getAllocBytes(), 40u );
+    EXPECT_EQ( sum.getFreeBytes(), 664u );
+    EXPECT_EQ( sum.getNbAllocBlocks(), 1u );
+    EXPECT_EQ( sum.getNbFreeBlocks(), 2u );
+    EXPECT_EQ( sum.getSmallestFreeBlock(), 64u );
+    EXPECT_EQ( sum.getLargestFreeBlock(), 600u );
+    expectAssertion( [&] { sum += DaFirstFitArena::Statistics(); },
+                     "_alignment == rhs._alignment" );
+}
+
+TEST( DaFirstFitArena, RoundingUpNeedsAnAlignment ) {
+    EXPECT_EQ( DaFirstFitArena::roundUp( 17, 16 ), 32u );
+    EXPECT_EQ( DaFirstFitArena::roundUp( 32, 16 ), 32u );
+    expectAssertion( [] { DaFirstFitArena::roundUp( 17, 0 ); }, "alignment != 0" );
+}
+
+// What a random run is made of.
+struct Traffic {
+    const char* _name;
+    std::uint64_t _base;
+    std::uint64_t _size;
+    std::vector<std::uint64_t> _sizes;
+    std::uint64_t _sizeJitter;
+    std::vector<std::uint64_t> _alignments;
+};
+
+class RandomTraffic : public ::testing::TestWithParam<Traffic> {};
+
+TEST_P( RandomTraffic, ChoosesTheVeryBlocksThatThePlainIndexesChoose ) {
+    const Traffic& traffic = GetParam();
+    std::mt19937_64 random( testSeed() );
+    DaFirstFitArena arena( at( traffic._base ), traffic._size, nullptr );
+    PlainArena plain( traffic._base, traffic._size );
+    std::vector<std::uint64_t> live;
+    const auto below = [&]( std::uint64_t limit ) { return random() % limit; };
+    for( long step = 0; step < scaledCount( 60000 ); ++step ) {
+        // It fills up and drains, again and again.
+        const std::uint64_t toAllocate = step / 3000 % 2 == 0 ? 6 : 4;
+        if( live.empty() || below( 10 ) < toAllocate ) {
+            const std::uint64_t size =
+                traffic._sizes[below( traffic._sizes.size() )] + below( traffic._sizeJitter + 1 );
+            const std::uint64_t alignment =
+                traffic._alignments[below( traffic._alignments.size() )];
+            const std::uint64_t block = addressOf( arena.allocate( size, alignment ) );
+            ASSERT_EQ( block, plain.allocate( size, alignment ) ) << "step " << step;
+            if( block != 0 ) {
+                live.push_back( block );
+            }
+        } else {
+            std::swap( live[below( live.size() )], live.back() );
+            ASSERT_TRUE( arena.free( at( live.back() ) ) );
+            ASSERT_TRUE( plain.free( live.back() ) );
+            live.pop_back();
+        }
+        ASSERT_EQ( arena.getFreeBytes(), plain.getFreeSpace() ) << "step " << step;
+        if( step % 1000 == 0 && plain.getNbFree() != 0 ) {
+            const auto statistics = arena.getStatistics();
+            ASSERT_EQ( statistics.getNbFreeBlocks(), plain.getNbFree() );
+            ASSERT_EQ( statistics.getNbAllocBlocks(), plain.getNbLive() );
+            ASSERT_EQ( statistics.getSmallestFreeBlock(), plain.getSmallestFree() );
+            ASSERT_EQ( statistics.getLargestFreeBlock(), plain.getLargestFree() );
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DaFirstFitArena, RandomTraffic,
+    ::testing::Values(
+        Traffic{ "images", base, 0x40000000, { 1024, 8192, 65536, 524288 }, 524288, { 128 } },
+        Traffic{ "oneSize", base, 64 * 4096, { 4096 - 7 }, 7, { 0, 8 } },
+        Traffic{ "tinySizes", base + 8, 65536, { 1 }, 200, { 0, 8, 16, 64, 4096 } },
+        Traffic{ "oddBase", base + 3, 40000, { 1, 100, 1000 }, 3, { 0, 1, 2, 4, 8, 32 } },
+        Traffic{ "fewSizes", base, 1 << 20, { 64, 128, 192, 1024 }, 0, { 0, 256 } } ),
+    []( const auto& instance ) { return instance.param._name; } );
+
+TEST( DaFirstFitArena, WithoutMemoryForItsBookKeepingTheArenaStaysAsItWas ) {
+    DaFirstFitArena arena( at( base ), 1 << 20, nullptr );
+    PlainArena plain( base, 1 << 20 );
+    std::array<int, 3> nbFailures{};
+    for( int i = 0; i < 3000; ++i ) {
+        const auto before = arena.getStatistics();
+        for( std::size_t nbSucceeding = 0; nbSucceeding < nbFailures.size(); ++nbSucceeding ) {
+            try {
+                std::uint64_t block = 0;
+                {
+                    const FailingNew failing( static_cast<int>( nbSucceeding ) );
+                    block = addressOf( arena.allocate( 24, 64 ) );
+                }
+                ASSERT_EQ( block, plain.allocate( 24, 64 ) );
+                break;
+            } catch( const std::bad_alloc& ) {
+                ++nbFailures[nbSucceeding];
+                ASSERT_EQ( arena.getStatistics().getNbFreeBlocks(), before.getNbFreeBlocks() );
+                ASSERT_EQ( arena.getFreeBytes(), before.getFreeBytes() );
+            }
+        }
+    }
+    EXPECT_GT( nbFailures[0], 3 ) << "the book-keeping never grew";
+    EXPECT_EQ( nbFailures[2], 0 );
+    for( std::uint64_t block = base; block < base + ( 1 << 20 ); block += 64 ) {
+        const bool isLive = plain.free( block );
+        const FailingNew failing( 0 );
+        ASSERT_EQ( arena.free( at( block ) ), isLive );
+    }
+    EXPECT_EQ( arena.getStatistics().getNbFreeBlocks(), 1u );
+}
+
+} // namespace
+} // namespace Qv
