@@ -32,8 +32,8 @@ void failHang( const char* text ) {
 
 void waitUntil( const std::function<bool()>& condition, const char* what ) {
     const auto deadline = deadlineFromNow();
-    while ( !condition() ) {
-        if ( std::chrono::steady_clock::now() > deadline ) {
+    while( !condition() ) {
+        if( std::chrono::steady_clock::now() > deadline ) {
             failHang( ( std::string( "This never came: " ) + what ).c_str() );
         }
         std::this_thread::sleep_for( POLL_INTERVAL );

@@ -17,7 +17,7 @@ void Gate::open() {
 
 void Gate::wait() {
     std::unique_lock lock( _mutex );
-    if ( !_opened.wait_until( lock, deadlineFromNow(), [this] { return _isOpen; } ) ) {
+    if( !_opened.wait_until( lock, deadlineFromNow(), [this] { return _isOpen; } ) ) {
         failHang( ( std::string( "Nobody opened the gate: " ) + _name ).c_str() );
     }
 }

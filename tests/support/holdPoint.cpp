@@ -13,15 +13,14 @@ void HoldPoint::pass() {
     std::unique_lock lock( _mutex );
     ++_nbReached;
     _changed.notify_all();
-    if ( !_changed.wait_until( lock, deadlineFromNow(), [this] { return _isReleased; } ) ) {
+    if( !_changed.wait_until( lock, deadlineFromNow(), [this] { return _isReleased; } ) ) {
         failHang( ( std::string( "Nobody released the hold point: " ) + _name ).c_str() );
     }
 }
 
 void HoldPoint::waitUntilReached( int nbThreads ) {
     std::unique_lock lock( _mutex );
-    if ( !_changed.wait_until( lock, deadlineFromNow(),
-                               [&] { return _nbReached >= nbThreads; } ) ) {
+    if( !_changed.wait_until( lock, deadlineFromNow(), [&] { return _nbReached >= nbThreads; } ) ) {
         failHang( ( std::string( "Too few threads came to the hold point: " ) + _name ).c_str() );
     }
 }

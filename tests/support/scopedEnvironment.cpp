@@ -8,7 +8,7 @@ namespace Qv {
 
 ScopedEnvironment::ScopedEnvironment( const char* name )
     : _name( name ) {
-    if ( const char* const value = std::getenv( name ) ) {
+    if( const char* const value = std::getenv( name ) ) {
         _before = value;
     }
     ::unsetenv( name );
@@ -20,7 +20,7 @@ ScopedEnvironment::ScopedEnvironment( const char* name, const char* value )
 }
 
 ScopedEnvironment::~ScopedEnvironment() {
-    if ( _before ) {
+    if( _before ) {
         ::setenv( _name.c_str(), _before->c_str(), 1 );
     } else {
         ::unsetenv( _name.c_str() );

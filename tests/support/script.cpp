@@ -24,7 +24,7 @@ void Script::step( int number, const std::function<void()>& body ) {
 
 void Script::waitFor( int number ) {
     std::unique_lock lock( _mutex );
-    if ( !_stepDone.wait_until( lock, deadlineFromNow(), [&] { return _nbDone >= number; } ) ) {
+    if( !_stepDone.wait_until( lock, deadlineFromNow(), [&] { return _nbDone >= number; } ) ) {
         failHang( ( std::string( "Script '" ) + _name + "' stands after step " +
                     std::to_string( _nbDone ) + "; waited for step " + std::to_string( number ) )
                       .c_str() );

@@ -11,7 +11,7 @@ namespace Qv {
 
 TempDirectory::TempDirectory() {
     std::string pattern = ( std::filesystem::temp_directory_path() / "qvtest-XXXXXX" ).string();
-    if ( !::mkdtemp( pattern.data() ) ) {
+    if( !::mkdtemp( pattern.data() ) ) {
         throw std::system_error( errno, std::generic_category(), "mkdtemp " + pattern );
     }
     _path = pattern;
@@ -20,7 +20,7 @@ TempDirectory::TempDirectory() {
 TempDirectory::~TempDirectory() {
     std::error_code error;
     std::filesystem::remove_all( _path, error );
-    if ( error ) {
+    if( error ) {
         std::fprintf( stderr, "%s stays behind: %s\n", _path.c_str(), error.message().c_str() );
     }
 }

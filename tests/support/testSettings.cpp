@@ -28,12 +28,12 @@ constexpr double SLOWDOWN = 1.0;
 
 double readScale() {
     const char* const text = std::getenv( "QV_TEST_SCALE" );
-    if ( !text ) {
+    if( !text ) {
         return 1.0;
     }
     char* end = nullptr;
     const double scale = std::strtod( text, &end );
-    if ( end == text || *end != '\0' || !( scale > 0.0 && scale <= 1.0e6 ) ) {
+    if( end == text || *end != '\0' || !( scale > 0.0 && scale <= 1.0e6 ) ) {
         refuse( "QV_TEST_SCALE", text, "a number above 0, such as 10 or 0.1" );
     }
     return scale;
@@ -46,10 +46,10 @@ double environmentScale() {
 
 std::uint64_t chooseSeed() {
     std::uint64_t seed = 0;
-    if ( const char* const text = std::getenv( "QV_TEST_SEED" ) ) {
+    if( const char* const text = std::getenv( "QV_TEST_SEED" ) ) {
         char* end = nullptr;
         seed = std::strtoull( text, &end, 10 );
-        if ( end == text || *end != '\0' ) {
+        if( end == text || *end != '\0' ) {
             refuse( "QV_TEST_SEED", text, "a whole number" );
         }
     } else {

@@ -35,7 +35,7 @@ TestThread::TestThread( std::function<void()> body )
         _started.open();
         try {
             run();
-        } catch ( ... ) {
+        } catch( ... ) {
             _failure = std::current_exception();
         }
         _ended.open();
@@ -46,19 +46,19 @@ TestThread::TestThread( std::function<void()> body )
 TestThread::~TestThread() {
     try {
         join();
-    } catch ( const std::exception& failure ) {
+    } catch( const std::exception& failure ) {
         ADD_FAILURE() << "A test thread raised: " << failure.what();
-    } catch ( ... ) {
+    } catch( ... ) {
         ADD_FAILURE() << "A test thread raised an exception";
     }
 }
 
 void TestThread::join() {
     _ended.wait();
-    if ( _thread.joinable() ) {
+    if( _thread.joinable() ) {
         _thread.join();
     }
-    if ( _failure ) {
+    if( _failure ) {
         std::rethrow_exception( std::exchange( _failure, nullptr ) );
     }
 }

@@ -50,12 +50,12 @@ void onAsked( int ) {
 bool askThread( int kernelId ) {
     asked.kernelId = kernelId;
     answered.store( false, std::memory_order_relaxed );
-    if ( ::syscall( SYS_tgkill, ::getpid(), kernelId, SIGRTMAX ) != 0 ) {
+    if( ::syscall( SYS_tgkill, ::getpid(), kernelId, SIGRTMAX ) != 0 ) {
         return false;
     }
     const auto deadline = std::chrono::steady_clock::now() + ANSWER_TIME;
-    while ( !answered.load( std::memory_order_acquire ) ) {
-        if ( std::chrono::steady_clock::now() > deadline ) {
+    while( !answered.load( std::memory_order_acquire ) ) {
+        if( std::chrono::steady_clock::now() > deadline ) {
             return false;
         }
         std::this_thread::sleep_for( POLL_INTERVAL );
@@ -72,7 +72,7 @@ std::string threadName( int kernelId ) {
 
 std::vector<int> threadIds() {
     std::vector<int> ids;
-    for ( const auto& entry : std::filesystem::directory_iterator( "/proc/self/task" ) ) {
+    for( const auto& entry : std::filesystem::directory_iterator( "/proc/self/task" ) ) {
         ids.push_back( std::stoi( entry.path().filename().string() ) );
     }
     return ids;
@@ -81,7 +81,7 @@ std::vector<int> threadIds() {
 // One call of addr2line for the neighbouring frames of one module.
 void printSourceLines( const std::string& module, const std::string& offsets ) {
     const std::string command = "addr2line -Cfipe '" + module + "'" + offsets + " >&2";
-    if ( std::system( command.c_str() ) != 0 ) {
+    if( std::system( command.c_str() ) != 0 ) {
         std::fprintf( stderr, "    %s%s\n", module.c_str(), offsets.c_str() );
     }
 }
@@ -89,13 +89,13 @@ void printSourceLines( const std::string& module, const std::string& offsets ) {
 void printSourceLines( const Stack& stack ) {
     std::string module;
     std::string offsets;
-    for ( int frame = 0; frame < stack.nbFrames; ++frame ) {
+    for( int frame = 0; frame < stack.nbFrames; ++frame ) {
         void* const address = stack.frames[static_cast<std::size_t>( frame )];
         Dl_info info = {};
-        if ( ::dladdr( address, &info ) == 0 || !info.dli_fname ) {
+        if( ::dladdr( address, &info ) == 0 || !info.dli_fname ) {
             continue;
         }
-        if ( info.dli_fname != module && !offsets.empty() ) {
+        if( info.dli_fname != module && !offsets.empty() ) {
             printSourceLines( module, offsets );
             offsets.clear();
         }
@@ -107,7 +107,7 @@ void printSourceLines( const Stack& stack ) {
         std::snprintf( text.data(), text.size(), " 0x%zx", static_cast<std::size_t>( offset ) );
         offsets += text.data();
     }
-    if ( !offsets.empty() ) {
+    if( !offsets.empty() ) {
         printSourceLines( module, offsets );
     }
 }
@@ -121,9 +121,9 @@ void printThreadStacks() {
     ::__sigaction( SIGRTMAX, &action, nullptr );
 
     std::vector<Stack> stacks;
-    for ( const int id : threadIds() ) {
+    for( const int id : threadIds() ) {
         std::fprintf( stderr, "Thread %d '%s':\n", id, threadName( id ).c_str() );
-        if ( !askThread( id ) ) {
+        if( !askThread( id ) ) {
             std::fprintf( stderr, "    no answer\n" );
             continue;
         }
@@ -131,7 +131,7 @@ void printThreadStacks() {
         stacks.push_back( asked );
     }
     std::fprintf( stderr, "\nThe same as source lines:\n" );
-    for ( const Stack& stack : stacks ) {
+    for( const Stack& stack : stacks ) {
         std::fprintf( stderr, "Thread %d:\n", stack.kernelId );
         printSourceLines( stack );
     }

@@ -42,10 +42,10 @@ void Watchdog::enterPhase( const std::string& name ) {
 
 void Watchdog::watch() {
     std::unique_lock lock( _mutex );
-    while ( !_isOver ) {
+    while( !_isOver ) {
         const auto deadline = _deadline;
         _changed.wait_until( lock, deadline );
-        if ( !_isOver && std::chrono::steady_clock::now() >= _deadline ) {
+        if( !_isOver && std::chrono::steady_clock::now() >= _deadline ) {
             failHang( ( _phase + " lasts longer than its deadline" ).c_str() );
         }
     }

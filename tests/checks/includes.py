@@ -1,0 +1,90 @@
+"""A file includes only what its place allows: public headers of the packages that its package uses,
+private headers of its own package, and system headers in the folder of a port alone."""
+
+import tree
+
+STANDARD_HEADERS = set(
+    """algorithm any array atomic barrier bit bitset charconv chrono codecvt compare complex concepts
+    condition_variable coroutine deque exception execution filesystem format forward_list fstream
+    functional future initializer_list iomanip ios iosfwd iostream istream iterator latch limits list
+    locale map memory memory_resource mutex new numbers numeric optional ostream queue random ranges
+    ratio regex scoped_allocator semaphore set shared_mutex source_location span sstream stack
+    stdexcept stop_token streambuf string string_view syncstream system_error thread tuple type_traits
+    typeindex typeinfo unordered_map unordered_set utility valarray variant vector version
+    cassert cctype cerrno cfenv cfloat cinttypes climits clocale cmath csetjmp csignal cstdarg cstddef
+    cstdint cstdio cstdlib cstring ctime cuchar cwchar cwctype""".split()
+)
+LIBRARY_FOLDERS = ("base", "pluginAPI", "resmgt")
+PORT_FOLDERS = ("/src/posix/", "/src/windows/")
+
+
+def is_private(path):
+    return "/src/" in path or "/test/" in path
+
+
+def check_own_place(tree_, path, package):
+    """A public header is named by its package, so that it is compiled alone and installed."""
+    if path.endswith(".h") and not is_private(path) and path not in package.headers:
+        yield (
+            f"{path}:1: no HEADERS list of package {package.name} names this public header: "
+            f"add it in {package.folder}/CMakeLists.txt, or move it to src/"
+        )
+
+
+def check_project_include(tree_, path, package, included):
+    if not (tree_.root / included).exists():
+        # A header chosen by the platform belongs to the port that isn't written.
+        return None if included.endswith("Windows.h") else f"<{included}> doesn't exist"
+    owner = tree_.package_of(included)
+    if is_private(included):
+        # A white-box test is made of the objects of all that its package reaches.
+        if "/test/" in path and owner and owner.name in tree_.closure(package):
+            return None
+        if owner is not package:
+            return f"<{included}> is private to package {owner.name if owner else '?'}"
+        if not is_private(path):
+            return f"a public header includes the private <{included}>: move one of the two"
+        return None
+    # What stands beside the packages, such as the export macros, is the whole library's.
+    if owner is None or owner is package:
+        return None
+    if "/" not in included[len(LIBRARY_FOLDERS[-1]) + 1 :] and included.startswith("resmgt/"):
+        return None
+    allowed = tree_.closure(package) if "/test/" in path else package.uses
+    if owner.name not in allowed:
+        return (
+            f"<{included}> belongs to package {owner.name}, which package {package.name} doesn't "
+            f"use: do without, or add {owner.name} to USES in {package.folder}/CMakeLists.txt and "
+            f"to the dependencies of its package object"
+        )
+    return None
+
+
+def check_include(tree_, path, package, quote, included):
+    if quote == '"':
+        return f'"{included}": write it as <path from the source root>'
+    if included.split("/")[0] in LIBRARY_FOLDERS:
+        return check_project_include(tree_, path, package, included)
+    if "/test/" in path or included in STANDARD_HEADERS:
+        return None
+    if (tree_.root / included).exists():
+        return f"<{included}> is no part of the libraries: move what is needed of it"
+    if not any(port in path for port in PORT_FOLDERS):
+        return f"<{included}> is a system header: only files in src/posix/ or src/windows/ include such"
+    return None
+
+
+def check(tree_):
+    for path in tree_.sources():
+        package = tree_.package_of(path)
+        if package is None:
+            continue
+        yield from check_own_place(tree_, path, package)
+        for number, quote, included in tree_.includes(path):
+            finding = check_include(tree_, path, package, quote, included)
+            if finding:
+                yield f"{path}:{number}: {finding}"
+
+
+if __name__ == "__main__":
+    tree.run(check, __doc__)
