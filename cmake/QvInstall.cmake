@@ -1,1 +1,45 @@
+# What `cmake --install` gives: headers, libraries, commands, and the configuration by which CMake's
+# find_package( QVresmgt ) and pkg-config find them. All of it can be moved to another place.
 
+include( CMakePackageConfigHelpers )
+
+set( qv_libraries QVbase QVpluginAPI QVresmgt )
+set( qv_config_folder "${CMAKE_INSTALL_LIBDIR}/cmake/QVresmgt" )
+
+# tests/checks proves that all that stands outside src/ and test/ is named as public.
+install( DIRECTORY base pluginAPI resmgt
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/qvresmgt"
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.imp" PATTERN "*.inline"
+    PATTERN src EXCLUDE PATTERN test EXCLUDE )
+
+set_target_properties( ${qv_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN" )
+install( TARGETS ${qv_libraries} EXPORT QVresmgtTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" )
+if( TARGET qvcomp )
+    file( RELATIVE_PATH from_bin_to_lib
+        "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}" )
+    set_target_properties( qvcomp PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}" )
+    install( TARGETS qvcomp RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" )
+endif()
+install( FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" )
+
+install( EXPORT QVresmgtTargets NAMESPACE QVresmgt:: DESTINATION "${qv_config_folder}" )
+# Before 1.0 a minor version may change the interface.
+write_basic_package_version_file( "${CMAKE_BINARY_DIR}/QVresmgtConfigVersion.cmake"
+    COMPATIBILITY SameMinorVersion )
+install( FILES cmake/QVresmgtConfig.cmake "${CMAKE_BINARY_DIR}/QVresmgtConfigVersion.cmake"
+    DESTINATION "${qv_config_folder}" )
+
+# qv_install_pc( <library> <description> [REQUIRES <library>...] )
+function( qv_install_pc library description )
+    cmake_parse_arguments( PARSE_ARGV 2 arg "" "" "REQUIRES" )
+    list( JOIN arg_REQUIRES ", " requires )
+    set( pc_folder "${CMAKE_INSTALL_LIBDIR}/pkgconfig" )
+    file( RELATIVE_PATH prefix "/${pc_folder}" "/" )
+    configure_file( cmake/library.pc.in "${library}.pc" @ONLY )
+    install( FILES "${CMAKE_BINARY_DIR}/${library}.pc" DESTINATION "${pc_folder}" )
+endfunction()
+
+qv_install_pc( QVbase "Failure, ownership, containers, values and the package frame" )
+qv_install_pc( QVpluginAPI "The seams where an application plugs in" REQUIRES QVbase )
+qv_install_pc( QVresmgt "${PROJECT_DESCRIPTION}" REQUIRES QVpluginAPI QVbase )

@@ -1,0 +1,89 @@
+"""The installed copy serves an outside project, by find_package and by pkg-config, after it was moved
+to another place."""
+
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+OUTSIDE = Path(__file__).resolve().parent / "outside"
+# Set from the command line: the build folder, the compiler, and the flags of its sanitizer.
+BUILD, COMPILER, FLAGS = Path(), "", []
+
+
+def run(*command, **environment):
+    result = subprocess.run(
+        [str(word) for word in command],
+        env={**os.environ, **environment},
+        capture_output=True,
+        text=True,
+    )
+    if result.returncode != 0:
+        raise AssertionError(f"{command} failed:\n{result.stdout}{result.stderr}")
+    return result.stdout
+
+
+class InstallTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = Path(tempfile.mkdtemp(prefix="qvinstall-"))
+        cls.addClassCleanup(shutil.rmtree, cls.folder)
+        run("cmake", "--install", BUILD, "--prefix", cls.folder / "first")
+        cls.prefix = cls.folder / "moved"
+        (cls.folder / "first").rename(cls.prefix)
+
+    def only(self, pattern):
+        found = list(self.prefix.glob(pattern))
+        self.assertEqual(len(found), 1, f"{pattern}: {found}")
+        return found[0]
+
+    def test_find_package_serves_an_outside_project(self):
+        build = self.folder / "cmake"
+        run(
+            "cmake", "-S", OUTSIDE, "-B", build, "-G", "Ninja",
+            f"-DCMAKE_PREFIX_PATH={self.prefix}",
+            f"-DCMAKE_CXX_COMPILER={COMPILER}",
+            f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}",
+        )
+        run("cmake", "--build", build)
+        self.assertEqual(run(build / "outside"), "caught\n")
+
+    def test_pkg_config_serves_an_outside_project(self):
+        pc_folder = self.only("**/QVresmgt.pc").parent
+        flags = run(
+            "pkg-config", "--cflags", "--libs", "QVresmgt", PKG_CONFIG_PATH=str(pc_folder)
+        ).split()
+        program = self.folder / "outside"
+        run(COMPILER, "-std=c++20", *FLAGS, OUTSIDE / "main.cpp", *flags, "-o", program)
+        libraries = str(self.only("**/libQVresmgt.so").parent)
+        self.assertEqual(run(program, LD_LIBRARY_PATH=libraries), "caught\n")
+
+    def test_library_carries_its_interface_version(self):
+        for name in ("QVbase", "QVpluginAPI", "QVresmgt"):
+            library = self.only(f"**/lib{name}.so")
+            self.assertIn(f"lib{name}.so.0", run("objdump", "-p", library).split())
+
+    def test_installed_headers_are_the_public_ones(self):
+        headers = self.prefix / "include" / "qvresmgt"
+        self.assertTrue((headers / "base" / "init" / "inSingleton.imp").exists())
+        private = [path for path in headers.rglob("*") if path.parent.name in ("src", "test")]
+        self.assertEqual(private, [])
+
+    def test_no_trace_of_the_build_is_left(self):
+        source = str(OUTSIDE.parents[2])
+        for path in [*self.prefix.glob("**/*.cmake"), *self.prefix.glob("**/*.pc")]:
+            text = path.read_text()
+            for word in (source, str(BUILD), str(self.folder), "qv_build"):
+                self.assertNotIn(word, text, path)
+
+    def test_command_starts_from_the_installed_copy(self):
+        self.assertIn("qvcomp", run(self.only("bin/qvcomp"), "--version"))
+
+
+if __name__ == "__main__":
+    BUILD, COMPILER = Path(sys.argv[1]), sys.argv[2]
+    FLAGS = sys.argv[3:]
+    unittest.main(argv=sys.argv[:1])
