@@ -1,0 +1,161 @@
+#include <base/containers/deque.h>
+#include <base/containers/hashMap.h>
+#include <base/containers/list.h>
+#include <base/containers/map.h>
+#include <base/containers/set.h>
+#include <base/containers/vector.h>
+
+#include <gmock/gmock.h>
+
+#include <set>
+#include <string>
+
+namespace Qv {
+
+namespace {
+
+// What a static initialiser of any file may do with containers before `main`.
+const int sumBeforeMain = [] {
+    Vector<int> numbers;
+    numbers.push_back( 3 );
+    numbers.push_back( 4 );
+    int sum = 0;
+    for( Iterator<int> it = numbers.getIterator(); it; ++it ) {
+        sum += *it;
+    }
+    return sum;
+}();
+
+template <class Container>
+Container make( std::initializer_list<int> values ) {
+    Container result;
+    for( int value : values ) {
+        if constexpr( requires { typename Container::mapped_type; } ) {
+            result[value] = std::to_string( value );
+        } else {
+            result.insert( result.end(), value );
+        }
+    }
+    return result;
+}
+
+int keyOf( int element ) {
+    return element;
+}
+int keyOf( const std::pair<const int, std::string>& element ) {
+    return element.first;
+}
+
+} // namespace
+
+template <class Container>
+class CheckedContainerTest : public testing::Test {};
+
+using Containers = testing::Types<Vector<int>, List<int>, Deque<int>, Set<int>,
+                                  Map<int, std::string>, HashMap<int, std::string>>;
+TYPED_TEST_SUITE( CheckedContainerTest, Containers );
+
+TYPED_TEST( CheckedContainerTest, HandleVisitsEachElementOnceAndRaisesAtTheEnd ) {
+    const auto container = make<TypeParam>( { 5, 1, 9 } );
+    std::multiset<int> seen;
+    auto it = container.getIterator();
+    for( ; !it.isAtEnd(); ++it ) {
+        seen.insert( keyOf( *it ) );
+    }
+    EXPECT_EQ( seen, ( std::multiset<int>{ 1, 5, 9 } ) );
+    EXPECT_THROW( *it, IteratorEx::ExOutOfRange );
+    EXPECT_THROW( ++it, IteratorEx::ExOutOfRange );
+    EXPECT_TRUE( it.isAtEnd() );
+}
+
+TYPED_TEST( CheckedContainerTest, HandleOfAnEmptyContainerRaisesAtOnce ) {
+    TypeParam container;
+    EXPECT_TRUE( container.isEmpty() );
+    auto it = container.getIterator();
+    EXPECT_FALSE( it );
+    EXPECT_THROW( *it, IteratorEx::ExOutOfRange );
+    EXPECT_THROW( ++it, IteratorEx::ExOutOfRange );
+}
+
+TYPED_TEST( CheckedContainerTest, CopiedHandlesMoveIndependently ) {
+    const auto container = make<TypeParam>( { 1, 2, 3 } );
+    auto it = container.getIterator();
+    const auto start = it;
+    EXPECT_TRUE( it == start );
+    const int first = keyOf( *it );
+    ++it;
+    EXPECT_EQ( keyOf( *start ), first );
+    EXPECT_NE( keyOf( *it ), first );
+    EXPECT_FALSE( it == start );
+    auto behind = start;
+    ++behind;
+    EXPECT_TRUE( it == behind );
+}
+
+TEST( Containers, HandleGivesWriteAccessOnlyWhereTheContainerDoes ) {
+    Vector<int> numbers{ 1, 2 };
+    Iterator<int> it = numbers.getIterator();
+    *it = 7;
+    EXPECT_EQ( numbers.front(), 7 );
+
+    HashMap<std::string, std::string> texts{ { "key", "old" } };
+    texts.getIterator()->second = "new";
+    EXPECT_EQ( texts["key"], "new" );
+
+    using OfConst = decltype( std::as_const( numbers ).getIterator() );
+    using OfSet = decltype( std::declval<Set<int>&>().getIterator() );
+    static_assert( std::is_same_v<OfConst, ConstIterator<int>> );
+    static_assert( std::is_same_v<OfSet, ConstIterator<int>> );
+    static_assert( !std::is_convertible_v<ConstIterator<int>, Iterator<int>> );
+}
+
+TEST( Containers, ReadOnlyHandleMadeOfAWritableOneStandsAtTheSameElement ) {
+    List<int> numbers{ 1, 2 };
+    Iterator<int> it = numbers.getIterator();
+    ++it;
+    const ConstIterator<int> readOnly = it;
+    EXPECT_EQ( &*readOnly, &numbers.back() );
+    EXPECT_EQ( readOnly.operator->(), it.operator->() );
+}
+
+TEST( Containers, HandleWithoutContainerIsAtTheEnd ) {
+    ConstIterator<int> none;
+    EXPECT_TRUE( none.isAtEnd() );
+    EXPECT_THROW( *none, IteratorEx::ExOutOfRange );
+    EXPECT_THROW( ++none, IteratorEx::ExOutOfRange );
+
+    const Vector<int> empty;
+    EXPECT_TRUE( none == empty.getIterator() );
+}
+
+TEST( Containers, AreStandardContainersInAllElse ) {
+    Vector<std::string> names( 2, "a" );
+    names = { "x", "y" };
+    names.insert( names.begin(), "w" );
+    EXPECT_THAT( names, testing::ElementsAre( "w", "x", "y" ) );
+    EXPECT_EQ( names, Vector<std::string>( names.begin(), names.end() ) );
+
+    struct ByLength {
+        bool operator()( const std::string& lhs, const std::string& rhs ) const {
+            return lhs.size() < rhs.size();
+        }
+    };
+    const Set<std::string, ByLength> lengths{ "ccc", "a", "b", "dd" };
+    EXPECT_THAT( lengths, testing::ElementsAre( "a", "dd", "ccc" ) );
+}
+
+TEST( Containers, WorkBeforeMain ) {
+    EXPECT_EQ( sumBeforeMain, 7 );
+}
+
+TEST( Containers, EndErrorIsCaughtByItsFamilyAndCanBeRaisedAgain ) {
+    try {
+        *ConstIterator<int>();
+        FAIL() << "dereferencing at the end didn't raise";
+    } catch( const IteratorEx& error ) {
+        EXPECT_STREQ( error.getReason(), "Iterator out of range." );
+        EXPECT_THROW( error.raise(), IteratorEx::ExOutOfRange );
+    }
+}
+
+} // namespace Qv

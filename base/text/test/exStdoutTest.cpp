@@ -1,0 +1,202 @@
+#include <base/failure/exSysError.h>
+#include <base/text/exStdout.h>
+#include <base/text/langUtil.h>
+#include <base/text/src/outputDescriptor.h>
+#include <tests/support/tempDirectory.h>
+#include <tests/support/testThread.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <deque>
+#include <fstream>
+#include <iterator>
+#include <locale>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+namespace Qv {
+
+namespace {
+
+constexpr int NB_THREADS = 4;
+/// More than a pipe takes at once, so that each text needs several calls.
+constexpr std::size_t LONG_TEXT = 200'000;
+
+struct Pipe {
+    Pipe() { EXPECT_EQ( ::pipe( ends ), 0 ); }
+    ~Pipe() {
+        ::close( ends[0] );
+        ::close( ends[1] );
+    }
+
+    std::string writerPath() const { return "/dev/fd/" + std::to_string( ends[1] ); }
+    std::string read( std::size_t size ) const {
+        std::string result( size, '\0' );
+        std::size_t filled = 0;
+        while( filled < size ) {
+            const ssize_t count = ::read( ends[0], result.data() + filled, size - filled );
+            if( count <= 0 ) {
+                break;
+            }
+            filled += static_cast<std::size_t>( count );
+        }
+        result.resize( filled );
+        return result;
+    }
+
+    int ends[2] = { -1, -1 };
+};
+
+/// Prints lines of one letter a thread, of different lengths, from several threads at once.
+void printFromManyThreads( int nbLines, std::size_t length ) {
+    std::deque<TestThread> threads;
+    for( int i = 0; i < NB_THREADS; ++i ) {
+        threads.emplace_back( [i, nbLines, length] {
+            const std::string line( length + static_cast<std::size_t>( i ),
+                                    static_cast<char>( 'a' + i ) );
+            for( int n = 0; n < nbLines; ++n ) {
+                ExStdout::printAtomically( ( line + "\n" ).c_str() );
+            }
+        } );
+    }
+}
+
+std::size_t sizeFromManyThreads( int nbLines, std::size_t length ) {
+    std::size_t size = 0;
+    for( int i = 0; i < NB_THREADS; ++i ) {
+        size +=
+            static_cast<std::size_t>( nbLines ) * ( length + static_cast<std::size_t>( i ) + 1 );
+    }
+    return size;
+}
+
+void expectWholeLines( const std::string& text, int nbLines, std::size_t length ) {
+    std::map<std::string, int> counts;
+    std::istringstream stream( text );
+    for( std::string line; std::getline( stream, line ); ) {
+        ++counts[line];
+    }
+    EXPECT_EQ( counts.size(), std::size_t( NB_THREADS ) );
+    for( int i = 0; i < NB_THREADS; ++i ) {
+        const std::string line( length + static_cast<std::size_t>( i ),
+                                static_cast<char>( 'a' + i ) );
+        EXPECT_EQ( counts[line], nbLines ) << "lines of thread " << i << " are torn or lost";
+    }
+}
+
+std::string contentOf( const std::filesystem::path& path ) {
+    std::ifstream file( path, std::ios::binary );
+    return std::string( std::istreambuf_iterator<char>( file ), {} );
+}
+
+class ExStdoutTest : public testing::Test {
+protected:
+    ~ExStdoutTest() override { ExStdout::initialize( "/dev/null" ); }
+};
+
+} // namespace
+
+TEST_F( ExStdoutTest, TextsOfManyThreadsStayWholeInAFile ) {
+    const TempDirectory directory;
+    const auto path = directory.path() / "out.txt";
+    ExStdout::initialize( path.c_str() );
+    EXPECT_TRUE( ExStdout::isRedirectedToAFile() );
+    printFromManyThreads( 500, 1000 );
+    expectWholeLines( contentOf( path ), 500, 1000 );
+}
+
+TEST_F( ExStdoutTest, TextsLongerThanAPipeHoldsStayWholeAcrossThreads ) {
+    const Pipe pipe;
+    ExStdout::initialize( pipe.writerPath().c_str() );
+    EXPECT_FALSE( ExStdout::isRedirectedToAFile() );
+    std::string text;
+    TestThread reader( [&] { text = pipe.read( sizeFromManyThreads( 5, LONG_TEXT ) ); } );
+    printFromManyThreads( 5, LONG_TEXT );
+    reader.join();
+    expectWholeLines( text, 5, LONG_TEXT );
+}
+
+TEST_F( ExStdoutTest, SignalsInTheMiddleOfATextLoseNothing ) {
+    struct sigaction action = {};
+    struct sigaction former = {};
+    action.sa_handler = []( int ) {};
+    ASSERT_EQ( sigaction( SIGUSR1, &action, &former ), 0 );
+
+    const Pipe pipe;
+    ExStdout::initialize( pipe.writerPath().c_str() );
+    std::string written;
+    for( std::size_t i = 0; i < LONG_TEXT; ++i ) {
+        written += static_cast<char>( 'a' + i % 26 );
+    }
+    pthread_t writerId = {};
+    {
+        TestThread writer( [&] {
+            writerId = pthread_self();
+            ExStdout::printAtomically( written.c_str() );
+        } );
+        // The first signal ends the call after a part, the second one that wrote nothing.
+        for( int i = 0; i < 2; ++i ) {
+            writer.waitUntilBlocked();
+            pthread_kill( writerId, SIGUSR1 );
+        }
+        writer.waitUntilBlocked();
+        EXPECT_EQ( pipe.read( written.size() ), written );
+    }
+    sigaction( SIGUSR1, &former, nullptr );
+}
+
+TEST( OutputDescriptor, TextIsWrittenWholeToANonBlockingPipe ) {
+    const Pipe pipe;
+    ASSERT_EQ( fcntl( pipe.ends[1], F_SETFL, O_NONBLOCK ), 0 );
+    const std::string written( LONG_TEXT, 'x' );
+    TestThread writer( [&] { OutputDescriptor::write( pipe.ends[1], written ); } );
+    writer.waitUntilBlocked();
+    EXPECT_EQ( pipe.read( written.size() ), written );
+}
+
+TEST_F( ExStdoutTest, FailureToRedirectRaisesAndLeavesTheOutputAsItWas ) {
+    const TempDirectory directory;
+    const auto path = directory.path() / "out.txt";
+    ExStdout::initialize( path.c_str() );
+    EXPECT_THROW( ExStdout::initialize( ( directory.path() / "none" / "x" ).c_str() ),
+                  ExSysErrorANSI );
+    ExStdout::printAtomically( "still here" );
+    EXPECT_EQ( contentOf( path ), "still here" );
+}
+
+TEST_F( ExStdoutTest, RedirectingToAnExistingFileAppends ) {
+    const TempDirectory directory;
+    const auto path = directory.path() / "out.txt";
+    std::ofstream( path ) << "old ";
+    ExStdout::initialize( path.c_str() );
+    ExStdout::printAtomically( "new" );
+    EXPECT_EQ( contentOf( path ), "old new" );
+}
+
+TEST_F( ExStdoutTest, FullDeviceRaises ) {
+    ExStdout::initialize( "/dev/full" );
+    EXPECT_THROW( ExStdout::printAtomically( "text" ), ExSysErrorANSI );
+}
+
+TEST( LangUtil, NumbersLookTheSameWhateverTheGlobalLocaleIs ) {
+    struct Punctuation : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+        char do_thousands_sep() const override { return '.'; }
+        std::string do_grouping() const override { return "\3"; }
+    };
+    const std::locale former =
+        std::locale::global( std::locale( std::locale::classic(), new Punctuation ) );
+    std::ostringstream text;
+    text.imbue( LangUtil::getLocale() );
+    text << 1234567 << " " << 1.5;
+    std::locale::global( former );
+    EXPECT_EQ( text.str(), "1234567 1.5" );
+}
+
+} // namespace Qv

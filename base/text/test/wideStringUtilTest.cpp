@@ -1,0 +1,186 @@
+#include <base/text/src/utf.h>
+#include <base/text/wideStringUtil.h>
+#include <tests/support/testSettings.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+namespace Qv {
+
+namespace {
+
+std::string escaped( const std::string& text ) {
+    std::string result;
+    for( char c : text ) {
+        char digits[8];
+        std::snprintf( digits, sizeof( digits ), "\\x%02x", static_cast<unsigned char>( c ) );
+        result += digits;
+    }
+    return result;
+}
+
+/// The UTF-8 form as its definition tells: by ranges, in bits.
+std::string encode( char32_t code ) {
+    const auto byte = []( unsigned value ) { return static_cast<char>( value ); };
+    const unsigned c = code;
+    if( c <= 0x7f ) {
+        return { byte( c ) };
+    }
+    if( c <= 0x7ff ) {
+        return { byte( 0xc0 + c / 64 ), byte( 0x80 + c % 64 ) };
+    }
+    if( c <= 0xffff ) {
+        return { byte( 0xe0 + c / 4096 ), byte( 0x80 + c / 64 % 64 ), byte( 0x80 + c % 64 ) };
+    }
+    return { byte( 0xf0 + c / 262144 ), byte( 0x80 + c / 4096 % 64 ), byte( 0x80 + c / 64 % 64 ),
+             byte( 0x80 + c % 64 ) };
+}
+
+/// Bytes that are often, but not always, well-formed.
+std::string randomNarrow( std::mt19937_64& random ) {
+    constexpr unsigned char LIKELY[] = { 0x00, 0x41, 0x7f, 0x80, 0x9f, 0xa0, 0xbf, 0xc0, 0xc2,
+                                         0xdf, 0xe0, 0xed, 0xef, 0xf0, 0xf4, 0xf5, 0xff };
+    std::string result;
+    for( auto pieces = random() % 12; pieces > 0; --pieces ) {
+        switch( random() % 4 ) {
+        case 0:
+            result += encode( static_cast<char32_t>( random() % 0x110000 ) );
+            break;
+        case 1:
+            result += static_cast<char>( random() );
+            break;
+        default:
+            result += static_cast<char>( LIKELY[random() % sizeof( LIKELY )] );
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+template <class Unit>
+class UtfTest : public testing::Test {};
+
+using Units = testing::Types<char16_t, char32_t, wchar_t>;
+TYPED_TEST_SUITE( UtfTest, Units );
+
+TYPED_TEST( UtfTest, EveryCharacterHasItsStandardFormsInBothDirections ) {
+    for( char32_t code = 0; code <= 0x10ffff; ++code ) {
+        if( code == 0xd800 ) {
+            code = 0xe000;
+        }
+        std::basic_string<TypeParam> wide;
+        if( sizeof( TypeParam ) == 2 && code > 0xffff ) {
+            wide += static_cast<TypeParam>( 0xd7c0 + code / 1024 );
+            wide += static_cast<TypeParam>( 0xdc00 + code % 1024 );
+        } else {
+            wide += static_cast<TypeParam>( code );
+        }
+        const std::string narrow = encode( code );
+        ASSERT_EQ( Utf::widen<TypeParam>( narrow ), wide ) << std::hex << unsigned( code );
+        ASSERT_EQ( Utf::narrowRestoring<TypeParam>( wide ), narrow )
+            << std::hex << unsigned( code );
+    }
+}
+
+TYPED_TEST( UtfTest, AnyBytesComeBackUnchanged ) {
+    std::mt19937_64 random( testSeed() );
+    for( long i = scaledCount( 300'000 ); i > 0; --i ) {
+        const std::string text = randomNarrow( random );
+        const auto wide = Utf::widen<TypeParam>( text );
+        ASSERT_EQ( Utf::narrowRestoring<TypeParam>( wide ), text ) << escaped( text );
+    }
+}
+
+TYPED_TEST( UtfTest, EachMalformedByteIsEscapedAloneAndTheRestIsRead ) {
+    struct Case {
+        std::string narrow;
+        std::u32string wide;
+    };
+    const Case cases[] = {
+        { "\x80", { 0xdc80 } },
+        { "a\xff"
+          "b",
+          { 'a', 0xdcff, 'b' } },
+        // Overlong forms of "/" and of the smallest characters of each length.
+        { "\xc0\xaf", { 0xdcc0, 0xdcaf } },
+        { "\xc1\xbf", { 0xdcc1, 0xdcbf } },
+        { "\xe0\x9f\xbf", { 0xdce0, 0xdc9f, 0xdcbf } },
+        { "\xf0\x8f\xbf\xbf", { 0xdcf0, 0xdc8f, 0xdcbf, 0xdcbf } },
+        // Surrogates, also the escapes themselves.
+        { "\xed\xa0\x80", { 0xdced, 0xdca0, 0xdc80 } },
+        { "\xed\xb2\x80", { 0xdced, 0xdcb2, 0xdc80 } },
+        { "\xed\xbf\xbf", { 0xdced, 0xdcbf, 0xdcbf } },
+        // Beyond the last character.
+        { "\xf4\x90\x80\x80", { 0xdcf4, 0xdc90, 0xdc80, 0xdc80 } },
+        { "\xf5\x80\x80\x80", { 0xdcf5, 0xdc80, 0xdc80, 0xdc80 } },
+        // Cut short, at the end and by the next character.
+        { "\xe2\x82", { 0xdce2, 0xdc82 } },
+        { "\xf0\x9f\x98", { 0xdcf0, 0xdc9f, 0xdc98 } },
+        { "\xe2\x82\xe2\x82\xac", { 0xdce2, 0xdc82, 0x20ac } },
+        { "\xc3\xc3\xa9", { 0xdcc3, 0xe9 } },
+    };
+    for( const Case& c : cases ) {
+        const std::basic_string<TypeParam> expected( c.wide.begin(), c.wide.end() );
+        EXPECT_EQ( Utf::widen<TypeParam>( c.narrow ), expected ) << escaped( c.narrow );
+    }
+}
+
+TYPED_TEST( UtfTest, WideUnitsThatAreNoCharactersBecomeTheReplacementCharacter ) {
+    const auto narrow = []( std::initializer_list<char32_t> units ) {
+        const std::basic_string<TypeParam> wide( units.begin(), units.end() );
+        return Utf::narrowRestoring<TypeParam>( wide );
+    };
+    const std::string replacement = encode( 0xfffd );
+    EXPECT_EQ( narrow( { 'a', 0xd800, 'b' } ), "a" + replacement + "b" );
+    EXPECT_EQ( narrow( { 0xdbff } ), replacement );
+    // Not the escape of any byte: low ones need no escape.
+    EXPECT_EQ( narrow( { 0xdc7f } ), replacement );
+    EXPECT_EQ( narrow( { 0xdd00 } ), replacement );
+    if( sizeof( TypeParam ) == 4 ) {
+        EXPECT_EQ( narrow( { 0x110000 } ), replacement );
+        EXPECT_EQ( narrow( { 0xffffffff } ), replacement );
+        EXPECT_EQ( narrow( { 0xd83d, 0xde00 } ), replacement + replacement );
+    }
+}
+
+TEST( WideStringUtil, ReplacingGivesWellFormedTextWhateverTheWideTextIs ) {
+    std::mt19937_64 random( testSeed() );
+    for( long i = scaledCount( 100'000 ); i > 0; --i ) {
+        std::wstring wide;
+        for( auto units = random() % 8; units > 0; --units ) {
+            wide += static_cast<wchar_t>( random() >> ( 32 + random() % 32 ) );
+        }
+        wide += static_cast<wchar_t>( 0xdc80 + random() % 0x80 );
+        const std::string narrow = WideStringUtil::narrowReplace( wide );
+        ASSERT_EQ( narrow.back(), WideStringUtil::_defaultReplaceChar );
+        for( const wchar_t unit : WideStringUtil::widen( narrow ) ) {
+            ASSERT_FALSE( Utf::isEscapedByte( static_cast<char32_t>( unit ) ) )
+                << escaped( narrow );
+        }
+    }
+    EXPECT_EQ( WideStringUtil::narrowReplace( L"\u00e9\xdcff!", '#' ), "\xc3\xa9#!" );
+}
+
+TEST( WideStringUtil, TakesAllFormsOfTextWithWhatTheyHold ) {
+    const std::string zero( "a\0b", 3 );
+    EXPECT_EQ( WideStringUtil::widen( zero ), std::wstring( L"a\0b", 3 ) );
+    EXPECT_EQ( WideStringUtil::narrowMB( std::wstring( L"a\0b", 3 ) ), zero );
+    EXPECT_EQ( WideStringUtil::widen( "\xe2\x82\xac" ), L"\u20ac" );
+    EXPECT_EQ( WideStringUtil::widen( u"\U0001f600" ), L"\U0001f600" );
+    EXPECT_EQ( WideStringUtil::widen( std::u16string( u"\u20ac" ) ), L"\u20ac" );
+    EXPECT_EQ( WideStringUtil::narrowMB( L"\U0001f600" ), "\xf0\x9f\x98\x80" );
+    EXPECT_EQ( WideStringUtil::narrowMB( u"\U0001f600" ), "\xf0\x9f\x98\x80" );
+    EXPECT_EQ( WideStringUtil::narrowMB( std::u16string( u"\u20ac" ) ), "\xe2\x82\xac" );
+    EXPECT_EQ( WideStringUtil::narrowMB( L"" ), "" );
+}
+
+TEST( WideStringUtil, MalformedBytesSurviveAlsoBy16BitText ) {
+    const std::u16string wide = Utf::widen<char16_t>( "\xf0\x9f\x98\x80\x80" );
+    const std::wstring joined = WideStringUtil::widen( wide );
+    EXPECT_EQ( WideStringUtil::narrowMB( joined ), "\xf0\x9f\x98\x80\x80" );
+}
+
+} // namespace Qv

@@ -1,0 +1,237 @@
+#include <base/values/rational.h>
+#include <base/values/rationalEx.h>
+#include <base/values/rationalUtil.h>
+#include <tests/support/testSettings.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace Qv {
+
+namespace {
+
+__extension__ typedef __int128 Int128;
+
+constexpr int MIN = std::numeric_limits<int>::min();
+constexpr int MAX = std::numeric_limits<int>::max();
+
+int signOf( Int128 value ) {
+    return ( value > 0 ) - ( value < 0 );
+}
+
+/// -1, 0 or 1, for denominators that aren't 0.
+int referenceOrder( const Rational& a, const Rational& b ) {
+    const Int128 difference = Int128( a.getNumerator() ) * b.getDenominator() -
+                              Int128( b.getNumerator() ) * a.getDenominator();
+    return signOf( difference ) * signOf( a.getDenominator() ) * signOf( b.getDenominator() );
+}
+
+int order( const Rational& a, const Rational& b ) {
+    EXPECT_EQ( a == b, !( a != b ) );
+    EXPECT_LE( ( a < b ) + ( b < a ) + ( a == b ), 1 );
+    return a < b ? -1 : a == b ? 0 : 1;
+}
+
+std::string toString( const Rational& value ) {
+    return std::to_string( value.getNumerator() ) + "/" + std::to_string( value.getDenominator() );
+}
+
+} // namespace
+
+TEST( Rational, OrderIsThatOfTheValuesUpToTheLargestParts ) {
+    std::mt19937_64 random( testSeed() );
+    const std::vector<int> extremes{ MIN, MIN + 1, MIN / 2, -1, 0, 1, 2, MAX / 2, MAX - 1, MAX };
+    const auto part = [&] {
+        const auto bits = static_cast<int>( random() >> ( 32 + random() % 32 ) );
+        return random() % 4 == 0 ? extremes[random() % extremes.size()]
+                                 : ( random() % 2 == 0 ? bits : -bits );
+    };
+    const auto fraction = [&] {
+        const int numerator = part();
+        const int denominator = part();
+        return Rational( numerator, denominator == 0 ? 1 : denominator );
+    };
+    for( long i = scaledCount( 500'000 ); i > 0; --i ) {
+        const Rational a = fraction();
+        const Rational b = fraction();
+        ASSERT_EQ( order( a, b ), referenceOrder( a, b ) ) << toString( a ) << " " << toString( b );
+    }
+}
+
+TEST( Rational, FractionsAreEqualByValueWhateverTheirParts ) {
+    EXPECT_EQ( Rational( 30000, 1001 ), Rational( 60000, 2002 ) );
+    EXPECT_EQ( Rational( -1, -2 ), Rational( 1, 2 ) );
+    EXPECT_EQ( Rational( 0, -7 ), Rational( 0, 1 ) );
+    EXPECT_EQ( Rational( MIN, MIN ), Rational( 1, 1 ) );
+    EXPECT_NE( Rational( 2997, 100 ), Rational( 30000, 1001 ) );
+    EXPECT_NE( Rational( MAX, MAX - 1 ), Rational( MAX - 1, MAX - 2 ) );
+}
+
+TEST( Rational, KeepsThePartsThatItWasGiven ) {
+    Rational rate( 50, 2 );
+    EXPECT_EQ( toString( rate ), "50/2" );
+    rate.setValue( 24, -1 );
+    EXPECT_EQ( toString( rate ), "24/-1" );
+    EXPECT_EQ( rate.getDouble(), -24.0 );
+}
+
+// Zero denominators included, any fractions can be keys of an ordered container.
+TEST( Rational, AllFractionsAreStrictlyWeaklyOrdered ) {
+    const std::vector<int> parts{ MIN, -2, -1, 0, 1, 2, MAX };
+    std::vector<Rational> all;
+    for( int numerator : parts ) {
+        for( int denominator : parts ) {
+            all.emplace_back( numerator, denominator );
+        }
+    }
+    for( const Rational& a : all ) {
+        EXPECT_EQ( order( a, a ), 0 ) << toString( a );
+        for( const Rational& b : all ) {
+            ASSERT_EQ( order( a, b ), -order( b, a ) ) << toString( a ) << " " << toString( b );
+            for( const Rational& c : all ) {
+                if( order( a, b ) <= 0 && order( b, c ) <= 0 ) {
+                    ASSERT_EQ( order( a, c ), std::min( order( a, b ), order( b, c ) ) )
+                        << toString( a ) << " " << toString( b ) << " " << toString( c );
+                }
+            }
+        }
+    }
+}
+
+TEST( Rational, ZeroDenominatorsStandBeyondAllNumbers ) {
+    EXPECT_LT( Rational( MAX, 1 ), Rational( 1, 0 ) );
+    EXPECT_LT( Rational( -1, 0 ), Rational( MIN, 1 ) );
+    EXPECT_LT( Rational( 0, 0 ), Rational( -1, 0 ) );
+    EXPECT_EQ( Rational( 1, 0 ), Rational( 7, 0 ) );
+    EXPECT_EQ( Rational( 0, 0 ), Rational( 0, 0 ) );
+    EXPECT_NE( Rational( 0, 0 ), Rational( 0, 1 ) );
+}
+
+TEST( RationalUtil, ReadsDecimalNumbersExactlyOrAsTheNearestFraction ) {
+    struct Case {
+        const char* text;
+        int numerator;
+        int denominator;
+    };
+    const Case cases[] = {
+        { "29.97", 2997, 100 },
+        { "23.976", 2997, 125 },
+        { "24", 24, 1 },
+        { "-1.50", -3, 2 },
+        { "+.5", 1, 2 },
+        { "7.", 7, 1 },
+        { "0", 0, 1 },
+        { "-0.000", 0, 1 },
+        { "24e3", 24000, 1 },
+        { "4.8E+4", 48000, 1 },
+        { "1e-9", 1, 1000000000 },
+        { "2147483647", MAX, 1 },
+        { "-2147483647", -MAX, 1 },
+        { "000000000000000000000000025", 25, 1 },
+        { "25.000000000000000000000000000", 25, 1 },
+        { "0.00000000000000000000000025e26", 25, 1 },
+        { "250000000000000000000000000e-25", 25, 1 },
+        { "1e-30", 0, 1 },
+        { "1e-99999999999999999999", 0, 1 },
+        { "0e99999999999999999999", 0, 1 },
+        // What follows doesn't fit; found by trying all denominators.
+        { "23.976023976023976", 24000, 1001 },
+        { "0.123456789012345678", 97393689, 788888888 },
+        { "1234567.891234567", 1929629614, 1563 },
+        { "99999.999999999", 100000, 1 },
+        { "0.333333333333333333", 1, 3 },
+        { "4.7e-10", 1, 2127659574 },
+        { "0.0000000003", 1, MAX },
+        { "0.0000000002", 0, 1 },
+        { "2147483646.7", MAX, 1 },
+    };
+    for( const Case& c : cases ) {
+        EXPECT_EQ( toString( RationalUtil::fromFloatString( c.text ) ),
+                   toString( Rational( c.numerator, c.denominator ) ) )
+            << c.text;
+    }
+}
+
+TEST( RationalUtil, EveryFractionComesBackFromItsDecimals ) {
+    std::mt19937_64 random( testSeed() );
+    for( long i = scaledCount( 50'000 ); i > 0; --i ) {
+        // 16 decimals tell fractions of this size from all others.
+        const int denominator = static_cast<int>( random() % 30'000 ) + 1;
+        const int numerator = static_cast<int>( random() % 30'000 );
+        const Int128 scaled = Int128( numerator ) * 10'000'000'000'000'000 / denominator;
+        char text[64];
+        std::snprintf( text, sizeof( text ), "%lld.%016lld",
+                       static_cast<long long>( scaled / 10'000'000'000'000'000 ),
+                       static_cast<long long>( scaled % 10'000'000'000'000'000 ) );
+        const Rational read = RationalUtil::fromFloatString( text );
+        ASSERT_EQ( read, Rational( numerator, denominator ) ) << text << " " << toString( read );
+    }
+}
+
+TEST( RationalUtil, RefusesMalformedDecimalsAndThoseOutOfRange ) {
+    for( const char* text :
+         { "",   "-",  "+",   ".",     "-.",  "e5",   ".e5", "1e",  "1e+", "1e5.0",
+           " 1", "1 ", "1,5", "1.5.2", "--1", "0x10", "inf", "nan", "1f",  "1_0" } ) {
+        EXPECT_THROW( RationalUtil::fromFloatString( text ), RationalEx::ExBadFormat ) << text;
+    }
+    EXPECT_THROW( RationalUtil::fromFloatString( nullptr ), RationalEx::ExBadFormat );
+    for( const char* text : { "2147483648", "-2147483648", "2147483647.1", "1e10",
+                              "1e99999999999999999999", "123456789012345678901234567890" } ) {
+        EXPECT_THROW( RationalUtil::fromFloatString( text ), RationalEx::ExOutOfRange ) << text;
+    }
+}
+
+TEST( RationalUtil, ReadsFractionsAsTheyAreWritten ) {
+    struct Case {
+        const char* text;
+        char separator;
+        int numerator;
+        int denominator;
+    };
+    const Case cases[] = {
+        { "30000/1001", '/', 30000, 1001 },
+        { "50/2", '/', 50, 2 },
+        { "16:9", ':', 16, 9 },
+        { "-1/+2", '/', -1, 2 },
+        { "+1/-2", '/', 1, -2 },
+        { "-4--2", '-', -4, -2 },
+        { "0/5", '/', 0, 5 },
+        { "-2147483648/2147483647", '/', MIN, MAX },
+    };
+    for( const Case& c : cases ) {
+        EXPECT_EQ( toString( RationalUtil::fromFractionString( c.text, c.separator ) ),
+                   toString( Rational( c.numerator, c.denominator ) ) )
+            << c.text;
+    }
+}
+
+TEST( RationalUtil, RefusesMalformedFractionsAndThoseOutOfRange ) {
+    for( const char* text : { "", "/", "1", "1/", "/2", "1/0", "1/2/3", "1 /2", "1/ 2", "1:2",
+                              "1.0/2", "+-1/2", "a/2", "1/2 " } ) {
+        EXPECT_THROW( RationalUtil::fromFractionString( text, '/' ), RationalEx::ExBadFormat )
+            << text;
+    }
+    EXPECT_THROW( RationalUtil::fromFractionString( nullptr, '/' ), RationalEx::ExBadFormat );
+    for( const char* text : { "2147483648/1", "1/-2147483649", "99999999999999999999/1" } ) {
+        EXPECT_THROW( RationalUtil::fromFractionString( text, '/' ), RationalEx::ExOutOfRange )
+            << text;
+    }
+}
+
+TEST( RationalUtil, ErrorNamesTheTextHoweverLongItIs ) {
+    const std::string text = "9" + std::string( 5000, 'x' );
+    try {
+        RationalUtil::fromFloatString( text.c_str() );
+        FAIL() << "malformed text was read";
+    } catch( const RationalEx& error ) {
+        EXPECT_TRUE( std::string( error.getReason() ).starts_with( "\"9xxx" ) )
+            << error.getReason();
+    }
+}
+
+} // namespace Qv
