@@ -6,6 +6,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
+import documents
 import formatting
 import includes
 import packages
@@ -41,6 +42,8 @@ GOOD = {
     "tests/install/outside/main.cpp": "int  main() {}\n",
     "tests/checks/againstStartOrder.txt": "# comment\n",
     ".clang-format": "BasedOnStyle: LLVM\n",
+    "docs/page.md": "[start](../README.md#anchor), [outside](https://example.org/x)\n",
+    "README.md": "<!-- resmgt/low/src/posix/event.cpp -->\n```cpp\n    #include <unistd.h>\n```\n",
 }
 
 
@@ -72,7 +75,7 @@ class ChecksTest(unittest.TestCase):
         self.assertIn(part, findings[0])
 
     def test_good_tree_has_no_findings(self):
-        for check in (includes.check, packages.check, registration.check):
+        for check in (includes.check, packages.check, registration.check, documents.check):
             self.assertEqual(self.findings(check), [])
 
     def test_forbidden_includes_are_found(self):
@@ -148,6 +151,17 @@ class ChecksTest(unittest.TestCase):
     def test_tests_that_ctest_does_not_run_are_found(self):
         found = self.findings(registration.check, registered=[])
         self.assert_one(found, "resmgt/high/test/highTest.cpp:1: ", "aren't run")
+
+    def test_link_that_leads_nowhere_is_found(self):
+        found = self.findings(documents.check, {"docs/page.md": "\n[gone](gone.md)\n"})
+        self.assert_one(found, "docs/page.md:2: ", "gone.md")
+
+    def test_quoted_code_that_the_source_has_not_is_found(self):
+        for quoted in ("#include <unistd.hpp>\n", ""):
+            with self.subTest(quoted):
+                text = f"<!-- resmgt/low/src/posix/event.cpp -->\n```cpp\n{quoted}```\n"
+                found = self.findings(documents.check, {"README.md": text})
+                self.assert_one(found, "README.md:1: ", "copy it anew")
 
     @unittest.skipUnless(os.environ.get("CLANG_FORMAT"), "the formatting check has no clang-format")
     def test_unformatted_source_is_found(self):
