@@ -24,7 +24,7 @@ endif()
 function( qv_discover_tests program )
     cmake_parse_arguments( PARSE_ARGV 1 arg "" "SUFFIX" "ENVIRONMENT" )
     gtest_discover_tests( ${program} TEST_SUFFIX "${arg_SUFFIX}" TEST_LIST ${program}${arg_SUFFIX}
-        DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
+        NO_PRETTY_TYPES NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
         PROPERTIES TIMEOUT 1200 ENVIRONMENT "${arg_ENVIRONMENT}" )
 endfunction()
 
