@@ -1,6 +1,6 @@
 #include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/daArenaPool.h>
-#include <resmgt/dynamicAllocation/test/failingNew.h>
+#include <tests/support/failingNew.h>
 
 #include <gmock/gmock.h>
 

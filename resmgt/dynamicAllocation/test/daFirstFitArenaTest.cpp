@@ -1,6 +1,6 @@
 #include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/daFirstFitArena.h>
-#include <resmgt/dynamicAllocation/test/failingNew.h>
+#include <tests/support/failingNew.h>
 #include <resmgt/dynamicAllocation/test/plainArena.h>
 #include <tests/support/testSettings.h>
 

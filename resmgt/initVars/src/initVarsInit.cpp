@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/initVars/envVarRegistry.h>
 #include <resmgt/initVars/initVarsPackage.h>
 #include <resmgt/osSupport/osSupportPackage.h>
 #include <resmgt/osal/osalPackage.h>
@@ -12,6 +13,16 @@ InInit<QvInit::initVars>::InInit()
     addDependency( InInit<QvInit::osSupport>::getType() );
     addDependency( InInit<QvInit::osal>::getType() );
     addDependency( InInit<QvInit::base>::getType() );
+}
+
+template <>
+void InInit<QvInit::initVars>::initializePackage() {
+    EnvVarRegistry::initialize();
+}
+
+template <>
+void InInit<QvInit::initVars>::finalizePackage() {
+    EnvVarRegistry::finalize();
 }
 
 namespace {

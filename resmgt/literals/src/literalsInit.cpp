@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/literals/liStringUtil.h>
 #include <resmgt/literals/literalsPackage.h>
 #include <resmgt/locks/locksPackage.h>
 #include <resmgt/osal/osalPackage.h>
@@ -12,6 +13,11 @@ InInit<QvInit::literals>::InInit()
     addDependency( InInit<QvInit::osal>::getType() );
     addDependency( InInit<QvInit::locks>::getType() );
     addDependency( InInit<QvInit::base>::getType() );
+}
+
+template <>
+void InInit<QvInit::literals>::initializePackage() {
+    LiStringUtil::initialize();
 }
 
 namespace {

@@ -1,4 +1,4 @@
-#include <resmgt/dynamicAllocation/test/failingNew.h>
+#include <tests/support/failingNew.h>
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,0 +1,214 @@
+#include <base/failure/assertions.h>
+#include <resmgt/initVars/envVar.h>
+#include <resmgt/initVars/envVarRegistry.h>
+#include <tests/support/failingNew.h>
+#include <tests/support/scopedEnvironment.h>
+
+#include <gmock/gmock.h>
+
+#include <clocale>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <sstream>
+#include <string>
+
+namespace Qv {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+// As library code has them: built before any package has started.
+const EnvIntVar fileLevelVariable( "fileLevel.cpp", "QV_TEST_FILE_LEVEL", 3 );
+
+constexpr const char* name = "QV_TEST_VARIABLE";
+
+template <class T>
+std::string textOf( const T& object ) {
+    std::ostringstream stream;
+    stream << object;
+    return stream.str();
+}
+
+std::string registryHtml() {
+    std::ostringstream stream;
+    EnvVarRegistry::getInstance().dumpHtml( stream );
+    return stream.str();
+}
+
+TEST( EnvVar, TheEnvironmentsTextWinsOverTheDefault ) {
+    const ScopedEnvironment unset( name );
+    EXPECT_STREQ( EnvVar( "a.cpp", name, "default" ).getValue(), "default" );
+    EXPECT_EQ( EnvVar( "a.cpp", name, nullptr ).getValue(), nullptr );
+    const ScopedEnvironment empty( name, "" );
+    EXPECT_STREQ( EnvVar( "a.cpp", name, "default" ).getValue(), "" );
+    const ScopedEnvironment set( name, "text" );
+    EXPECT_STREQ( EnvVar( "a.cpp", name, "default" ).getValue(), "text" );
+}
+
+TEST( EnvVar, IntegersAreReadAsFarAsTheyGo ) {
+    const std::pair<const char*, int> cases[] = {
+        { "", 0 },
+        { "12abc", 12 },
+        { " \t-7", -7 },
+        { "+5", 5 },
+        { "abc", 0 },
+        { "0x10", 0 },
+        { "2147483647", std::numeric_limits<int>::max() },
+        { "2147483648", std::numeric_limits<int>::max() },
+        { "-2147483649", std::numeric_limits<int>::min() },
+        { "99999999999999999999999999", std::numeric_limits<int>::max() },
+        { "-99999999999999999999999999", std::numeric_limits<int>::min() },
+    };
+    for( const auto& [text, expected] : cases ) {
+        const ScopedEnvironment environment( name, text );
+        EXPECT_EQ( EnvIntVar( "a.cpp", name, 42 ).getValue(), expected ) << text;
+    }
+    const ScopedEnvironment unset( name );
+    EXPECT_EQ( EnvIntVar( "a.cpp", name, 42 ).getValue(), 42 );
+}
+
+TEST( EnvVar, UnsignedNumbersAreReadAsAStreamDoes ) {
+    constexpr unsigned long long largest = std::numeric_limits<unsigned long long>::max();
+    const std::pair<const char*, unsigned long long> cases[] = {
+        { "", 0 },
+        { " 12abc", 12 },
+        { "abc", 0 },
+        { "-1", largest },
+        { "18446744073709551615", largest },
+        { "18446744073709551616", largest },
+    };
+    for( const auto& [text, expected] : cases ) {
+        const ScopedEnvironment environment( name, text );
+        EXPECT_EQ( EnvUInt64Var( "a.cpp", name, 42 ).getValue(), expected ) << text;
+    }
+    const ScopedEnvironment unset( name );
+    EXPECT_EQ( EnvUInt64Var( "a.cpp", name, largest ).getValue(), largest );
+}
+
+TEST( EnvVar, DoublesAreReadWithADecimalPointInEveryLocale ) {
+    const std::pair<const char*, double> cases[] = {
+        { "", 0 },       { "1.5", 1.5 },  { " -2.25e1x", -22.5 }, { "1e", 1 },
+        { "abc", 0 },    { "0x1p4", 16 }, { "1e999", HUGE_VAL },  { "-1e999", -HUGE_VAL },
+        { "1e-999", 0 },
+    };
+    for( const char* locale : { "C", "de_DE.UTF-8" } ) {
+        // Where the locale isn't installed, the second round is as the first.
+        std::setlocale( LC_NUMERIC, locale );
+        for( const auto& [text, expected] : cases ) {
+            const ScopedEnvironment environment( name, text );
+            EXPECT_EQ( EnvDoubleVar( "a.cpp", name, 42 ).getValue(), expected ) << text;
+        }
+    }
+    std::setlocale( LC_NUMERIC, "C" );
+    const ScopedEnvironment unset( name );
+    EXPECT_EQ( EnvDoubleVar( "a.cpp", name, 0.1 ).getValue(), 0.1 );
+}
+
+TEST( EnvVar, AChangeOfTheEnvironmentShowsAfterRefresh ) {
+    const ScopedEnvironment before( name, "1" );
+    EnvVar text( "a.cpp", name, nullptr );
+    EnvIntVar integer( "a.cpp", name, -1 );
+    EnvUInt64Var large( "a.cpp", name, 10 );
+    EnvDoubleVar real( "a.cpp", name, -1 );
+    const auto values = [&] {
+        return std::string( text.getValue() != nullptr ? text.getValue() : "none" ) + ' ' +
+               std::to_string( integer.getValue() ) + ' ' + std::to_string( large.getValue() ) +
+               ' ' + std::to_string( std::lround( real.getValue() * 10 ) );
+    };
+    const auto refresh = [&] {
+        for( EnvVar* variable :
+             { &text, static_cast<EnvVar*>( &integer ), static_cast<EnvVar*>( &large ),
+               static_cast<EnvVar*>( &real ) } ) {
+            variable->refresh();
+        }
+        return values();
+    };
+    std::string assignment = std::string( name ) + "=2";
+    EXPECT_EQ( EnvVar::putEnv( assignment.c_str() ), 0 );
+    EXPECT_EQ( values(), "1 1 1 10" );
+    EXPECT_EQ( refresh(), "2 2 2 20" );
+    assignment.back() = '3';
+    EXPECT_EQ( refresh(), "2 2 2 20" ) << "putEnv copies";
+    EXPECT_EQ( EnvVar::putEnv( ( std::string( name ) + "=" ).c_str() ), 0 );
+    EXPECT_EQ( refresh(), " 0 0 0" );
+    EXPECT_EQ( EnvVar::putEnv( name ), 0 );
+    EXPECT_EQ( refresh(), "none -1 10 -10" );
+    EXPECT_NE( EnvVar::putEnv( "=1" ), 0 );
+}
+
+TEST( EnvVar, DumpsNameValueAndDefault ) {
+    const ScopedEnvironment environment( name, "1" );
+    const std::string head = "name          QV_TEST_VARIABLE ";
+    EXPECT_EQ( textOf( EnvVar( "a.cpp", name, nullptr ) ), head + "value \"1\" default \"NIL\"" );
+    EXPECT_EQ( textOf( EnvIntVar( "a.cpp", name, 2 ) ), head + "value 1 default 2" );
+    EXPECT_EQ( textOf( EnvUInt64Var( "a.cpp", name, 2 ) ), head + "value 1 default 2" );
+    EXPECT_EQ( textOf( EnvDoubleVar( "a.cpp", name, 2.5 ) ), head + "value 1 default 2.5" );
+    const ScopedEnvironment unset( name );
+    EXPECT_EQ( textOf( EnvVar( "a.cpp", name, "x" ) ), head + "value \"NIL\" default \"x\"" );
+}
+
+TEST( EnvVarRegistry, ListsEachVariableThatIsAlive ) {
+    EXPECT_THAT( registryHtml(), HasSubstr( "QV_TEST_FILE_LEVEL" ) );
+    {
+        const EnvVar one( "one.cpp", name, nullptr );
+        const EnvVar other( "other.cpp", name, nullptr );
+        const std::string html = registryHtml();
+        EXPECT_THAT( html, HasSubstr( "<td align=left>one.cpp</td>" ) );
+        EXPECT_THAT( html, HasSubstr( "<td align=left>other.cpp</td>" ) );
+        const std::string line = textOf( one ) + '\n';
+        EXPECT_THAT( textOf( EnvVarRegistry::getInstance() ), HasSubstr( line + line ) );
+    }
+    EXPECT_THAT( registryHtml(), Not( HasSubstr( name ) ) );
+}
+
+TEST( EnvVarRegistry, ThePageStaysWellFormedWhateverTheEnvironmentHolds ) {
+    const ScopedEnvironment environment( name, "<b>&\"\x01\xff\xc3\xa9" );
+    EnvVarRegistry::finalize();
+    EnvVarRegistry::initialize();
+    const EnvVar variable( "a<b.cpp", name, nullptr );
+    const ScopedEnvironment unset( "QV_TEST_UNSET" );
+    EXPECT_EQ( registryHtml(), "<html>\n<body>\n<table border=1>\n<tr>\n"
+                               "<th colspan=3>Environnement Variables</th>\n</tr>\n<tr>\n"
+                               "<td align=center><font size=+1>Name</font></td>\n"
+                               "<td align=center><font size=+1>Value</font></td>\n"
+                               "<td align=center><font size=+1>File</font></td>\n</tr>\n<tr>\n"
+                               "<td align=left>QV_TEST_VARIABLE</td>\n"
+                               "<td align=left>&lt;b&gt;&amp;&quot;??\xc3\xa9</td>\n"
+                               "<td align=left>a&lt;b.cpp</td>\n</tr>\n"
+                               "</table>\n</body>\n</html>\n" );
+    const EnvIntVar number( "a.cpp", "QV_TEST_UNSET", 5 );
+    EXPECT_THAT( registryHtml(), HasSubstr( "<td align=left>(null)</td>" ) );
+}
+
+TEST( EnvVarRegistry, AVariableBuiltAfterTheStopWorksUnlisted ) {
+    const EnvVarRegistry& stale = EnvVarRegistry::getInstance();
+    EnvVarRegistry::finalize();
+    EXPECT_THROW( EnvVarRegistry::getInstance(), ExAssertionFailed );
+    EXPECT_THROW( textOf( stale ), ExAssertionFailed );
+    const ScopedEnvironment environment( name, "8" );
+    {
+        const EnvIntVar late( "late.cpp", name, 1 );
+        EXPECT_EQ( late.getValue(), 8 );
+        EXPECT_THROW( EnvVarRegistry::getInstance(), ExAssertionFailed ) << "it came back";
+        EnvVarRegistry::initialize();
+        EXPECT_EQ( textOf( EnvVarRegistry::getInstance() ), "" );
+    }
+    EXPECT_EQ( textOf( EnvVarRegistry::getInstance() ), "" );
+}
+
+TEST( EnvVarRegistry, WithoutMemoryForItsPlaceAVariableWorksUnlisted ) {
+    const ScopedEnvironment environment( name, "8" );
+    EnvVarRegistry::finalize();
+    EnvVarRegistry::initialize();
+    {
+        const FailingNew failing( 0 );
+        const EnvIntVar unlisted( "a.cpp", name, 1 );
+        EXPECT_EQ( unlisted.getValue(), 8 );
+    }
+    EXPECT_EQ( textOf( EnvVarRegistry::getInstance() ), "" );
+}
+
+} // namespace
+} // namespace Qv

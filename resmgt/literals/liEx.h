@@ -1,0 +1,23 @@
+#pragma once
+
+#include <base/failure/exBase.h>
+#include <resmgt/resmgtApi.h>
+
+namespace Qv {
+
+/// The family of the errors of literals.
+class QV_RESMGT_API LiEx : public ExBase {
+public:
+    class ExConversionError;
+
+    using ExBase::ExBase;
+};
+
+/// A text isn't what was to be read.
+class QV_RESMGT_API LiEx::ExConversionError : public ExCloneable<LiEx::ExConversionError, LiEx> {
+public:
+    /// The reason quotes `text`; `expected` describes what it should have been.
+    ExConversionError( const char* file, int line, const char* text, const char* expected );
+};
+
+} // namespace Qv

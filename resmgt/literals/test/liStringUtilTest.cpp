@@ -1,0 +1,213 @@
+#include <resmgt/literals/liEx.h>
+#include <resmgt/literals/liStringUtil.h>
+#include <tests/support/testSettings.h>
+
+#include <gmock/gmock.h>
+
+#include <bit>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <random>
+
+namespace Qv {
+namespace {
+
+using ::testing::HasSubstr;
+
+// "Grün" and a byte that is no UTF-8.
+const std::string umlaut = "Gr\xc3\xbcn\xff";
+
+template <class T>
+constexpr T largest = std::numeric_limits<T>::max();
+template <class T>
+constexpr T lowest = std::numeric_limits<T>::lowest();
+
+TEST( LiStringUtil, NumbersBecomeTheirShortestText ) {
+    EXPECT_EQ( LiStringUtil::convertNb( lowest<int> ), "-2147483648" );
+    EXPECT_EQ( LiStringUtil::convertNb( largest<unsigned int> ), "4294967295" );
+    EXPECT_EQ( LiStringUtil::convertNb( lowest<long long> ), "-9223372036854775808" );
+    EXPECT_EQ( LiStringUtil::convertNb( largest<unsigned long long> ), "18446744073709551615" );
+    EXPECT_EQ( LiStringUtil::convertNb( 0.1f ), "0.1" );
+    EXPECT_EQ( LiStringUtil::convertNb( 0.1 ), "0.1" );
+    EXPECT_EQ( LiStringUtil::convertNb( -1e20 ), "-1e+20" );
+    EXPECT_EQ( LiStringUtil::convertNbW( -12 ), L"-12" );
+    EXPECT_EQ( LiStringUtil::convertNbW( 2.5 ), L"2.5" );
+}
+
+TEST( LiStringUtil, EveryFloatingPointNumberSurvivesItsText ) {
+    std::mt19937_64 random( testSeed() );
+    for( long i = 0; i < scaledCount( 20000 ); ++i ) {
+        const auto number = std::bit_cast<double>( random() );
+        const double same = LiStringUtil::convertToDouble( LiStringUtil::convertNb( number ) );
+        ASSERT_TRUE( same == number || ( std::isnan( same ) && std::isnan( number ) ) ) << number;
+        const auto single = std::bit_cast<float>( static_cast<std::uint32_t>( random() ) );
+        const float sameSingle =
+            LiStringUtil::convertToFloatW( LiStringUtil::convertNbW( single ) );
+        ASSERT_TRUE( sameSingle == single || ( std::isnan( sameSingle ) && std::isnan( single ) ) )
+            << single;
+    }
+    for( const double number : { lowest<double>, largest<double>, HUGE_VAL, -HUGE_VAL,
+                                 std::numeric_limits<double>::denorm_min() } ) {
+        EXPECT_EQ( LiStringUtil::convertToDouble( LiStringUtil::convertNb( number ) ), number );
+    }
+}
+
+TEST( LiStringUtil, TextIsANumberWithBlanksAroundIt ) {
+    EXPECT_EQ( LiStringUtil::convertToInt( " \t-2147483648\n" ), lowest<int> );
+    EXPECT_EQ( LiStringUtil::convertToInt( "+7" ), 7 );
+    EXPECT_EQ( LiStringUtil::convertToUInt( "4294967295" ), largest<unsigned int> );
+    EXPECT_EQ( LiStringUtil::convertToLong( "-9223372036854775808" ), lowest<long long> );
+    EXPECT_EQ( LiStringUtil::convertToULong( "18446744073709551615" ),
+               largest<unsigned long long> );
+    EXPECT_EQ( LiStringUtil::convertToFloat( "1e-3" ), 1e-3f );
+    EXPECT_EQ( LiStringUtil::convertToDouble( " -.5 " ), -.5 );
+    EXPECT_EQ( LiStringUtil::convertToIntW( L" 12 " ), 12 );
+    EXPECT_EQ( LiStringUtil::convertToUIntW( L"12" ), 12u );
+    EXPECT_EQ( LiStringUtil::convertToLongW( L"-12" ), -12 );
+    EXPECT_EQ( LiStringUtil::convertToULongW( L"12" ), 12u );
+    EXPECT_EQ( LiStringUtil::convertToDoubleW( L"1.5" ), 1.5 );
+    EXPECT_EQ( LiStringUtil::convertToRational( " 30000/1001 " ), Rational( 30000, 1001 ) );
+    EXPECT_EQ( LiStringUtil::convertToRational( "29.97" ), Rational( 2997, 100 ) );
+}
+
+TEST( LiStringUtil, TextThatIsNoNumberIsQuotedInTheError ) {
+    using Conversion = std::function<void( const std::string& )>;
+    const Conversion conversions[] = {
+        []( const std::string& text ) { LiStringUtil::convertToInt( text ); },
+        []( const std::string& text ) { LiStringUtil::convertToUInt( text ); },
+        []( const std::string& text ) { LiStringUtil::convertToLong( text ); },
+        []( const std::string& text ) { LiStringUtil::convertToULong( text ); },
+        []( const std::string& text ) { LiStringUtil::convertToFloat( text ); },
+        []( const std::string& text ) { LiStringUtil::convertToDouble( text ); },
+        []( const std::string& text ) { LiStringUtil::convertToRational( text ); },
+    };
+    const auto expectRefused = []( const Conversion& convert, const std::string& text ) {
+        try {
+            convert( text );
+            ADD_FAILURE() << text << " was taken";
+        } catch( const LiEx::ExConversionError& exception ) {
+            EXPECT_THAT( exception.getReason(), HasSubstr( '"' + text + '"' ) );
+        }
+    };
+    for( const char* text :
+         { "", " ", "abc", "12abc", "1 2", "+-1", "--1", "1,5", "0x10", "1e999" } ) {
+        for( const Conversion& convert : conversions ) {
+            expectRefused( convert, text );
+        }
+    }
+    const std::pair<std::size_t, const char*> outOfRange[] = {
+        { 0, "2147483648" },
+        { 0, "-2147483649" },
+        { 1, "4294967296" },
+        { 1, "-1" },
+        { 2, "9223372036854775808" },
+        { 2, "1.0" },
+        { 3, "18446744073709551616" },
+        { 3, "-1" },
+        { 4, "1e39" },
+        { 5, "1e-999" },
+        { 6, "1/0" },
+        { 6, "2147483648/1" },
+    };
+    for( const auto& [conversion, text] : outOfRange ) {
+        expectRefused( conversions[conversion], text );
+    }
+    EXPECT_THROW( LiStringUtil::convertToInt( std::string( "1\0", 2 ) ), LiEx::ExConversionError );
+    EXPECT_THROW( LiStringUtil::convertToRational( std::string( "1\0", 2 ) ),
+                  LiEx::ExConversionError );
+    EXPECT_THROW( LiStringUtil::convertToIntW( L"1\x661" ), LiEx::ExConversionError );
+}
+
+TEST( LiStringUtil, CaseOfNarrowTextIsThatOfAscii ) {
+    EXPECT_EQ( LiStringUtil::toLowerCase( "AZ[az " + umlaut ), "az[az gr\xc3\xbcn\xff" );
+    EXPECT_EQ( LiStringUtil::toUpperCase( "AZ{az " + umlaut ), "AZ{AZ GR\xc3\xbcN\xff" );
+    EXPECT_EQ( LiStringUtil::toMixedCase( "the qUICK\tbROWN  4x4 FOX-hunt" ),
+               "The Quick\tBrown  4x4 Fox-hunt" );
+    EXPECT_EQ( LiStringUtil::toLowerCaseW( L"AbC" ), L"abc" );
+    EXPECT_EQ( LiStringUtil::toUpperCaseW( L"AbC" ), L"ABC" );
+    EXPECT_EQ( LiStringUtil::toMixedCaseW( L" tWO wORDS" ), L" Two Words" );
+}
+
+TEST( LiStringUtil, ComparesWithoutCase ) {
+    EXPECT_EQ( LiStringUtil::compareNoCase( "Tile_A", "tILE_a" ), 0 );
+    EXPECT_LT( LiStringUtil::compareNoCase( "a", "B" ), 0 );
+    EXPECT_GT( LiStringUtil::compareNoCase( "Ab", "a" ), 0 );
+    EXPECT_LT( LiStringUtil::compareNoCase( "z", "\xc3\xbc" ), 0 );
+    EXPECT_EQ( LiStringUtil::compareNoCaseW( L"Tile", L"tILE" ), 0 );
+    EXPECT_GT( LiStringUtil::compareNoCaseW( L"b", L"A" ), 0 );
+}
+
+TEST( LiStringUtil, TrimmingTakesTheBlanksOfAscii ) {
+    const std::string text = " \t\xc2\xa0 x y\n\v\f\r ";
+    EXPECT_EQ( LiStringUtil::trimLeadingSpaces( text ), "\xc2\xa0 x y\n\v\f\r " );
+    EXPECT_EQ( LiStringUtil::trimTrailingSpaces( text ), " \t\xc2\xa0 x y" );
+    EXPECT_EQ( LiStringUtil::trimLeadingAndTrailingSpaces( text ), "\xc2\xa0 x y" );
+    EXPECT_EQ( LiStringUtil::trimLeadingAndTrailingSpaces( " \n " ), "" );
+    EXPECT_EQ( LiStringUtil::trimLeadingSpacesW( L" x " ), L"x " );
+    EXPECT_EQ( LiStringUtil::trimTrailingSpacesW( L" x " ), L" x" );
+    EXPECT_EQ( LiStringUtil::trimLeadingAndTrailingSpacesW( L" x " ), L"x" );
+}
+
+TEST( LiStringUtil, SubstitutesEveryOccurrenceOnce ) {
+    const struct {
+        std::string _text, _from, _to, _expected;
+    } cases[] = {
+        { "a-b-c", "-", "--", "a--b--c" }, { "aaa", "aa", "b", "ba" }, { "abc", "", "x", "abc" },
+        { "abc", "abc", "", "" },          { "", "a", "b", "" },
+    };
+    for( const auto& one : cases ) {
+        std::string text = one._text;
+        LiStringUtil::substitute( text, one._from, one._to );
+        EXPECT_EQ( text, one._expected ) << one._text;
+    }
+    std::string own = "ab";
+    LiStringUtil::substitute( own, own, own );
+    EXPECT_EQ( own, "ab" );
+    std::wstring wide = L"x.y.";
+    LiStringUtil::substituteW( wide, L".", L"::" );
+    EXPECT_EQ( wide, L"x::y::" );
+    EXPECT_EQ( LiStringUtil::escapeBackslashes( "C:\\a\\\\b" ), "C:\\\\a\\\\\\\\b" );
+}
+
+TEST( LiStringUtil, SanitisingReplacesWholeCharacters ) {
+    EXPECT_EQ( LiStringUtil::sanitise( " a/b" + umlaut, "/x" ), " a_b" + umlaut );
+    EXPECT_EQ( LiStringUtil::sanitise( "\xc3\xbc\xc3\xa4", "\xc3\xbc" ), "_\xc3\xa4" );
+    EXPECT_EQ( LiStringUtil::sanitiseW( L"a/b", L"/" ), L"a_b" );
+    EXPECT_EQ( LiStringUtil::getReplacementChar(), '_' );
+    EXPECT_EQ( LiStringUtil::getReplacementCharW(), L'_' );
+}
+
+TEST( LiStringUtil, ComponentNamesAreOnesThatEveryFileSystemTakes ) {
+    const std::pair<std::string, std::string> cases[] = {
+        { " \tname\n", "name" },
+        { "a\\b/c:d*e?f\"g<h>i|j", "a_b_c_d_e_f_g_h_i_j" },
+        { std::string( "a\0b\x1f\x7f", 5 ), "a_b__" },
+        { "two words." + umlaut, "two words." + umlaut },
+        { "   ", "" },
+        { "", "" },
+    };
+    for( const auto& [name, expected] : cases ) {
+        EXPECT_EQ( LiStringUtil::sanitizeComponentName( name ), expected );
+        EXPECT_EQ( LiStringUtil::checkComponentNameValidity( name ), name == expected ) << name;
+        EXPECT_TRUE( LiStringUtil::checkComponentNameValidity( expected ) ) << name;
+    }
+}
+
+TEST( LiStringUtil, UniqueNamesCountUpUntilOneIsFree ) {
+    std::vector<std::string> asked;
+    const auto freeAfter = [&asked]( std::size_t nbRefused ) {
+        asked.clear();
+        return [&asked, nbRefused]( const std::string& name ) {
+            asked.push_back( name );
+            return asked.size() > nbRefused;
+        };
+    };
+    EXPECT_EQ( LiStringUtil::createUniqueName( "clip", freeAfter( 0 ) ), "clip" );
+    EXPECT_EQ( LiStringUtil::createUniqueName( "clip", freeAfter( 3 ) ), "clip (3)" );
+    EXPECT_THAT( asked, ::testing::ElementsAre( "clip", "clip (1)", "clip (2)", "clip (3)" ) );
+    EXPECT_EQ( LiStringUtil::createUniqueName( "clip", freeAfter( 1 ), 9 ), "clip (9)" );
+}
+
+} // namespace
+} // namespace Qv
