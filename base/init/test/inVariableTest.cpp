@@ -104,7 +104,7 @@ protected:
     TestPackage _package;
 };
 
-TEST_F( InVariableTest, TheFirstSourceInDeclaredOrderThatHasAValueWins ) {
+TEST_F( InVariableTest, theFirstSourceInDeclaredOrderThatHasAValueWins ) {
     struct Case {
         std::vector<const char*> _args;
         const char* _environment;
@@ -133,7 +133,7 @@ TEST_F( InVariableTest, TheFirstSourceInDeclaredOrderThatHasAValueWins ) {
     }
 }
 
-TEST_F( InVariableTest, TenSourcesAreAllAsked ) {
+TEST_F( InVariableTest, tenSourcesAreAllAsked ) {
     const EnvAlias none( "QV_TEST_NOT_SET", "" );
     InVariable<int> variable( "ombra::test::ten", _package, none, none, none, none, none, none,
                               none, none, none, DefAlias( "10", "" ) );
@@ -141,7 +141,7 @@ TEST_F( InVariableTest, TenSourcesAreAllAsked ) {
     EXPECT_EQ( variable.getValue(), 10 );
 }
 
-TEST_F( InVariableTest, WithoutAnyValueAVariableIsInvalidAndZero ) {
+TEST_F( InVariableTest, withoutAnyValueAVariableIsInvalidAndZero ) {
     InVariable<const char*> text( "ombra::test::text", _package );
     InVariable<int> number( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
     InVariable<bool> flag( "ombra::test::flag", _package );
@@ -159,7 +159,7 @@ TEST_F( InVariableTest, WithoutAnyValueAVariableIsInvalidAndZero ) {
     EXPECT_FALSE( flag.getValue() );
 }
 
-TEST_F( InVariableTest, IntTextIsAWholeNumberOrNoValue ) {
+TEST_F( InVariableTest, intTextIsAWholeNumberOrNoValue ) {
     struct Case {
         const char* _text;
         std::optional<int> _expected;
@@ -190,7 +190,7 @@ TEST_F( InVariableTest, IntTextIsAWholeNumberOrNoValue ) {
     }
 }
 
-TEST_F( InVariableTest, BoolTextIsANumberOrAWordOrNoValue ) {
+TEST_F( InVariableTest, boolTextIsANumberOrAWordOrNoValue ) {
     struct Case {
         const char* _text;
         std::optional<bool> _expected;
@@ -223,7 +223,7 @@ TEST_F( InVariableTest, BoolTextIsANumberOrAWordOrNoValue ) {
     }
 }
 
-TEST_F( InVariableTest, MalformedTextIsReportedAndTheNextSourceIsTried ) {
+TEST_F( InVariableTest, malformedTextIsReportedAndTheNextSourceIsTried ) {
     const ScopedEnvironment environment( "QV_TEST_NUMBER", "many" );
     InVariable<int> variable( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ),
                               DefAlias( "3", "" ) );
@@ -237,7 +237,7 @@ TEST_F( InVariableTest, MalformedTextIsReportedAndTheNextSourceIsTried ) {
     }
 }
 
-TEST_F( InVariableTest, TemporaryAliasesMayDieBeforeTheVariable ) {
+TEST_F( InVariableTest, temporaryAliasesMayDieBeforeTheVariable ) {
     OPtr<InVariable<const char*>> variable;
     {
         std::string name = "QV_TEST_TEXT";
@@ -250,7 +250,7 @@ TEST_F( InVariableTest, TemporaryAliasesMayDieBeforeTheVariable ) {
     EXPECT_STREQ( variable->getValue(), "value" );
 }
 
-TEST_F( InVariableTest, AVariableLeavesItsPackageWhenItDies ) {
+TEST_F( InVariableTest, aVariableLeavesItsPackageWhenItDies ) {
     InVariable<int> first( "ombra::test::first", _package );
     { const InVariable<int> second( "ombra::test::second", _package ); }
     EXPECT_THAT( _package.getVariables(), ElementsAre( &first ) );
@@ -273,7 +273,7 @@ protected:
     FileBuilder<UserFile> _userBuilder;
 };
 
-TEST_F( InVariableBuilderTest, BuiltSourcesStandBetweenTheEnvironmentAndTheDefault ) {
+TEST_F( InVariableBuilderTest, builtSourcesStandBetweenTheEnvironmentAndTheDefault ) {
     InVariable<const char*> variable( "ombra::test::dir", _package,
                                       EnvAlias( "QV_TEST_DIR_VALUE", "" ),
                                       DefAlias( "default", "" ) );
@@ -290,7 +290,7 @@ TEST_F( InVariableBuilderTest, BuiltSourcesStandBetweenTheEnvironmentAndTheDefau
     EXPECT_EQ( resolved(), "env" );
 }
 
-TEST_F( InVariableBuilderTest, UnregisteringStopsOneKindAndKeepsValues ) {
+TEST_F( InVariableBuilderTest, unregisteringStopsOneKindAndKeepsValues ) {
     AppFile::values()["ombra::test::dir"] = "app";
     UserFile::values()["ombra::test::dir"] = "user";
     InVariable<const char*> variable( "ombra::test::dir", _package );
@@ -304,7 +304,7 @@ TEST_F( InVariableBuilderTest, UnregisteringStopsOneKindAndKeepsValues ) {
     EXPECT_FALSE( variable.isValid() );
 }
 
-TEST( InContextAliasTest, ATrackedKeyIsTakenUntilItsLastCopyDies ) {
+TEST( InContextAliasTest, aTrackedKeyIsTakenUntilItsLastCopyDies ) {
     OPtr<InContextAliasBase> copy;
     {
         const ArgAlias alias( "twice:", "" );
@@ -321,12 +321,12 @@ TEST( InContextAliasTest, ATrackedKeyIsTakenUntilItsLastCopyDies ) {
     EXPECT_NO_THROW( ArgAlias( "twice:", "" ) );
 }
 
-TEST( InContextAliasTest, UntrackedKeysMayRepeat ) {
+TEST( InContextAliasTest, untrackedKeysMayRepeat ) {
     const EnvAlias first( "QV_TEST_SAME", "" );
     EXPECT_NO_THROW( EnvAlias( "QV_TEST_SAME", "" ) );
 }
 
-TEST( InContextAliasTest, StatesFollowInitializeAndFinalize ) {
+TEST( InContextAliasTest, statesFollowInitializeAndFinalize ) {
     DefAlias alias( "key", "what it is" );
     EXPECT_STREQ( alias.getKey(), "key" );
     EXPECT_STREQ( alias.getDescription(), "what it is" );
@@ -343,7 +343,7 @@ TEST( InContextAliasTest, StatesFollowInitializeAndFinalize ) {
     EXPECT_STREQ( copy.getValue(), "value" );
 }
 
-TEST( InContextAliasMgrBaseTest, TakesWhatAliasesNameAndKeepsTheRestInOrder ) {
+TEST( InContextAliasMgrBaseTest, takesWhatAliasesNameAndKeepsTheRestInOrder ) {
     struct Case {
         std::vector<const char*> _args;
         const char* _path;
@@ -379,7 +379,7 @@ TEST( InContextAliasMgrBaseTest, TakesWhatAliasesNameAndKeepsTheRestInOrder ) {
     }
 }
 
-TEST( InContextAliasMgrBaseTest, AnEmptyCommandLineHasNoName ) {
+TEST( InContextAliasMgrBaseTest, anEmptyCommandLineHasNoName ) {
     int argc = 0;
     const char* none[] = { nullptr };
     const char* const* argv = none;
@@ -389,7 +389,7 @@ TEST( InContextAliasMgrBaseTest, AnEmptyCommandLineHasNoName ) {
     EXPECT_STREQ( InContextAliasMgrBase::getApplicationName(), "" );
 }
 
-TEST( InUtilsTest, CStringsSortByUnsignedCharacters ) {
+TEST( InUtilsTest, cStringsSortByUnsignedCharacters ) {
     const InUtils::LtStr less;
     EXPECT_TRUE( less( "a", "b" ) );
     EXPECT_TRUE( less( "", "a" ) );

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <base/callbacks/cbEmptyType.h>
+#include <base/locks/lkCounter.h>
+#include <base/ownership/rcBase.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace Qv {
+
+class CbDispatcherBase;
+
+/// A handler without its argument type: it knows the dispatchers that know it.
+class QV_BASE_API CbHandlerBase : public RCBase<LkCounter<int>>, public CbEmptyType::NoArgCallBase {
+public:
+    /// A copy would have to be known to no dispatcher.
+    CbHandlerBase( const CbHandlerBase& ) = delete;
+    CbHandlerBase& operator=( const CbHandlerBase& ) = delete;
+    /// Leaves all dispatchers.
+    ~CbHandlerBase() noexcept override;
+
+protected:
+    CbHandlerBase() noexcept = default;
+
+private:
+    friend class CbDispatcherBase;
+
+    std::vector<CbDispatcherBase*> _dispatchers;
+};
+
+/// A dispatcher without its argument type: it knows its handlers.
+class QV_BASE_API CbDispatcherBase : public RCBase<LkCounter<int>> {
+public:
+    CbDispatcherBase( const CbDispatcherBase& ) = delete;
+    CbDispatcherBase& operator=( const CbDispatcherBase& ) = delete;
+    /// Lets all handlers go.
+    ~CbDispatcherBase() noexcept override;
+
+    bool isEmpty() const noexcept { return _links.empty(); }
+
+protected:
+    /// The handlers of one dispatch, in order; those that leave before their turn are passed over,
+    /// and all when the dispatcher ends. Lives on the stack.
+    class QV_BASE_API Round;
+
+    CbDispatcherBase() noexcept = default;
+
+    void add( CbHandlerBase& handler );
+    void remove( CbHandlerBase& handler ) noexcept;
+    bool contains( const CbHandlerBase& handler ) const noexcept;
+
+private:
+    friend class CbHandlerBase;
+
+    /// `_id` tells a handler that left and came back, or another at the same address, from the one
+    /// that was there when a dispatch began. Links stand in the order of their ids.
+    struct Link {
+        CbHandlerBase* _handler;
+        std::uint64_t _id;
+    };
+
+    std::vector<Link> _links;
+    std::uint64_t _nextId = 0;
+    Round* _rounds = nullptr;
+};
+
+class QV_BASE_API CbDispatcherBase::Round {
+public:
+    explicit Round( CbDispatcherBase& dispatcher );
+    Round( const Round& ) = delete;
+    Round& operator=( const Round& ) = delete;
+    ~Round();
+
+    /// The handler whose turn it is; null at the end.
+    CbHandlerBase* next() noexcept;
+
+private:
+    friend class CbDispatcherBase;
+
+    CbDispatcherBase* _dispatcher;
+    Round* const _outerRound;
+    const std::vector<Link> _snapshot;
+    std::size_t _position = 0;
+};
+
+} // namespace Qv

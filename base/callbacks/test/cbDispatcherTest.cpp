@@ -1,0 +1,292 @@
+#include <base/callbacks/cbDispatcher.h>
+#include <base/callbacks/cbFunction.h>
+#include <base/callbacks/cbMethod.h>
+#include <base/failure/assertions.h>
+#include <base/ownership/rcShdPtr.h>
+#include <tests/support/testSettings.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Qv {
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// Writes its name into the log that is dispatched, then does what the test asks for.
+using Log = std::vector<std::string>;
+
+class Recorder : public CbHandler<Log> {
+public:
+    explicit Recorder( std::string name, std::function<void()> action = {} )
+        : _name( std::move( name ) )
+        , _action( std::move( action ) ) {}
+
+    void call( Log& log ) override {
+        log.push_back( _name );
+        // The action may destroy this handler.
+        const std::function<void()> action = _action;
+        if( action ) {
+            action();
+        }
+    }
+
+private:
+    const std::string _name;
+    const std::function<void()> _action;
+};
+
+class CbDispatcherTest : public ::testing::Test {
+protected:
+    Log dispatched() {
+        Log log;
+        _dispatcher->dispatch( log );
+        return log;
+    }
+
+    std::unique_ptr<CbDispatcher<Log>> _dispatcher = std::make_unique<CbDispatcher<Log>>();
+};
+
+TEST_F( CbDispatcherTest, handlersAreCalledOnceInOrderOfRegistration ) {
+    Recorder a( "a" );
+    Recorder b( "b" );
+    for( Recorder* const handler : { &b, &a, &b } ) {
+        _dispatcher->add( *handler );
+    }
+    EXPECT_THAT( dispatched(), ElementsAre( "b", "a" ) );
+    _dispatcher->remove( b );
+    _dispatcher->remove( b );
+    EXPECT_FALSE( _dispatcher->contains( b ) );
+    EXPECT_THAT( dispatched(), ElementsAre( "a" ) );
+}
+
+TEST_F( CbDispatcherTest, eitherSidesDestructionRemovesTheLink ) {
+    CbDispatcher<Log> other;
+    Recorder survivor( "survivor" );
+    {
+        Recorder handler( "gone" );
+        for( CbDispatcher<Log>* const dispatcher : { _dispatcher.get(), &other } ) {
+            dispatcher->add( handler );
+            dispatcher->add( survivor );
+        }
+    }
+    EXPECT_THAT( dispatched(), ElementsAre( "survivor" ) );
+    _dispatcher.reset();
+    Log log;
+    other.dispatch( log );
+    EXPECT_THAT( log, ElementsAre( "survivor" ) );
+}
+
+TEST_F( CbDispatcherTest, aHandlerMayRemoveOrDestroyItselfAndOthersDuringDispatch ) {
+    struct Case {
+        const char* _what;
+        std::vector<std::size_t> _destroyed;
+        std::vector<std::size_t> _removed;
+        Log _called;
+        Log _calledNext;
+    };
+    const Case cases[] = {
+        { "itself removed", {}, { 1 }, { "0", "1", "2" }, { "0", "2" } },
+        { "itself destroyed", { 1 }, {}, { "0", "1", "2" }, { "0", "2" } },
+        { "next removed", {}, { 2 }, { "0", "1" }, { "0", "1" } },
+        { "next destroyed", { 2 }, {}, { "0", "1" }, { "0", "1" } },
+        { "former destroyed", { 0 }, {}, { "0", "1", "2" }, { "1", "2" } },
+        { "all destroyed", { 0, 1, 2 }, {}, { "0", "1" }, {} },
+    };
+    for( const Case& c : cases ) {
+        std::vector<std::unique_ptr<Recorder>> handlers( 3 );
+        bool isArmed = true;
+        const auto act = [&] {
+            if( !std::exchange( isArmed, false ) ) {
+                return;
+            }
+            for( const std::size_t i : c._removed ) {
+                _dispatcher->remove( *handlers[i] );
+            }
+            for( const std::size_t i : c._destroyed ) {
+                handlers[i].reset();
+            }
+        };
+        for( std::size_t i = 0; i < 3; ++i ) {
+            handlers[i] = std::make_unique<Recorder>( std::to_string( i ),
+                                                      i == 1 ? act : std::function<void()>() );
+            _dispatcher->add( *handlers[i] );
+        }
+        EXPECT_EQ( dispatched(), c._called ) << c._what;
+        EXPECT_EQ( dispatched(), c._calledNext ) << c._what;
+    }
+}
+
+TEST_F( CbDispatcherTest, whoComesOrComesBackDuringADispatchWaitsForTheNext ) {
+    Recorder late( "late" );
+    Recorder returner( "returner" );
+    Recorder first( "first", [&] {
+        _dispatcher->add( late );
+        _dispatcher->remove( returner );
+        _dispatcher->add( returner );
+    } );
+    _dispatcher->add( first );
+    _dispatcher->add( returner );
+    EXPECT_THAT( dispatched(), ElementsAre( "first" ) );
+    EXPECT_THAT( dispatched(), ElementsAre( "first", "late" ) );
+}
+
+TEST_F( CbDispatcherTest, aHandlerMayDestroyTheDispatcherItIsCalledFrom ) {
+    Recorder inner( "inner", [&] { _dispatcher.reset(); } );
+    Log log;
+    Recorder outer( "outer", [&] {
+        if( _dispatcher != nullptr && _dispatcher->contains( inner ) ) {
+            Log nested;
+            _dispatcher->remove( outer );
+            _dispatcher->dispatch( nested );
+            EXPECT_THAT( nested, ElementsAre( "inner" ) );
+        }
+    } );
+    Recorder after( "after" );
+    for( Recorder* const handler : { &outer, &inner, &after } ) {
+        _dispatcher->add( *handler );
+    }
+    CbDispatcher<Log>& dispatcher = *_dispatcher;
+    dispatcher.dispatch( log );
+    EXPECT_THAT( log, ElementsAre( "outer" ) );
+}
+
+TEST_F( CbDispatcherTest, anExceptionEndsTheDispatchAndLeavesTheDispatcherUsable ) {
+    bool isThrowing = true;
+    Recorder thrower( "thrower", [&] {
+        if( isThrowing ) {
+            throw ExInternalError( QV_HERE, "handler" );
+        }
+    } );
+    Recorder after( "after" );
+    _dispatcher->add( thrower );
+    _dispatcher->add( after );
+    Log log;
+    EXPECT_THROW( _dispatcher->dispatch( log ), ExInternalError );
+    EXPECT_THAT( log, ElementsAre( "thrower" ) );
+    isThrowing = false;
+    EXPECT_THAT( dispatched(), ElementsAre( "thrower", "after" ) );
+}
+
+TEST_F( CbDispatcherTest, randomTrafficAgreesWithAPlainModel ) {
+    std::mt19937_64 random( testSeed() );
+    const auto below = [&]( std::size_t end ) { return random() % end; };
+    std::vector<std::unique_ptr<Recorder>> handlers( 8 );
+    Log model;
+    Log expected;
+    const auto change = [&] {
+        const std::size_t i = below( handlers.size() );
+        const std::string name = std::to_string( i );
+        const auto forget = [&] {
+            std::erase( model, name );
+            std::erase( expected, name );
+        };
+        switch( below( 3 ) ) {
+        case 0:
+            handlers[i] = std::make_unique<Recorder>( name );
+            forget();
+            break;
+        case 1:
+            if( handlers[i] != nullptr ) {
+                _dispatcher->remove( *handlers[i] );
+            }
+            forget();
+            break;
+        default:
+            if( handlers[i] != nullptr && !_dispatcher->contains( *handlers[i] ) ) {
+                _dispatcher->add( *handlers[i] );
+                model.push_back( name );
+            }
+        }
+    };
+    Recorder changer( "changer", [&] {
+        for( std::size_t nb = below( 6 ); nb > 0; --nb ) {
+            change();
+        }
+    } );
+    _dispatcher->add( changer );
+    for( long round = scaledCount( 20000 ); round > 0; --round ) {
+        change();
+        expected = model;
+        Log log = dispatched();
+        ASSERT_EQ( log.front(), "changer" );
+        log.erase( log.begin() );
+        ASSERT_EQ( log, expected );
+    }
+}
+
+void append( std::string& text ) {
+    text += "f";
+}
+
+int nbPlainCalls = 0;
+
+class Counter {
+public:
+    void add( const int& amount ) { _sum += amount; }
+    void increment() { ++_sum; }
+
+    int _sum = 0;
+};
+
+TEST( CbFunctionTest, eachKindOfHandlerCallsWhatItWasMadeOf ) {
+    CbDispatcher<std::string> texts;
+    CbFunction<std::string> function( &append );
+    CbDataFunction<std::string, std::string> data(
+        []( std::string& text, const std::string& value ) { text += value; }, "data" );
+    texts.add( function );
+    texts.add( data );
+    std::string text = ">";
+    texts.dispatch( text );
+    EXPECT_EQ( text, ">fdata" );
+
+    Counter counter;
+    CbDispatcher<const int> numbers;
+    CbMethod<Counter, const int> method( counter, &Counter::add );
+    numbers.add( method );
+    numbers.dispatch( 7 );
+    EXPECT_EQ( counter._sum, 7 );
+
+    CbDispatcher<CbEmptyType> signals;
+    CbFunction<CbEmptyType> plain( [] { ++nbPlainCalls; } );
+    CbDataFunction<CbEmptyType, Counter*> withData( []( Counter* const& c ) { c->increment(); },
+                                                    &counter );
+    CbMethod<Counter> noArgument( counter, &Counter::increment );
+    for( CbHandler<CbEmptyType>* const handler :
+         std::initializer_list<CbHandler<CbEmptyType>*>{ &plain, &withData, &noArgument } ) {
+        signals.add( *handler );
+    }
+    signals.dispatch();
+    EXPECT_EQ( nbPlainCalls, 1 );
+    EXPECT_EQ( counter._sum, 9 );
+}
+
+TEST( CbFunctionTest, aCallWithoutTheArgumentThatAHandlerNeedsIsReported ) {
+    CbFunction<std::string> needsArgument( &append );
+    CbEmptyType::NoArgCallBase& base = needsArgument;
+    EXPECT_THROW( base.callNoArg(), ExProgramAborted );
+}
+
+TEST( CbFunctionTest, aSharedHandlerLeavesWithItsLastReference ) {
+    CbDispatcher<std::string> texts;
+    RCShdPtr<CbHandler<std::string>> first( new CbFunction<std::string>( &append ) );
+    RCShdPtr<CbHandler<std::string>> second = first;
+    texts.add( *first );
+    first = RCShdPtr<CbHandler<std::string>>();
+    EXPECT_FALSE( texts.isEmpty() );
+    second = first;
+    EXPECT_TRUE( texts.isEmpty() );
+}
+
+} // namespace
+
+} // namespace Qv

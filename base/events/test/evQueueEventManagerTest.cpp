@@ -1,0 +1,167 @@
+#include <base/events/evQueueEventManager.h>
+#include <base/events/evRequestEvent.h>
+#include <base/failure/assertions.h>
+#include <base/init/inSingletonEx.h>
+#include <tests/support/gate.h>
+#include <tests/support/testSettings.h>
+#include <tests/support/testThread.h>
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+namespace Qv {
+
+namespace {
+
+using ::testing::ElementsAre;
+
+class TestEvent : public EvRequestEvent {
+public:
+    explicit TestEvent( std::function<void()> action, int* nbAlive = nullptr )
+        : _action( std::move( action ) )
+        , _alive( nbAlive, []( int* count ) {
+            if( count != nullptr ) {
+                --*count;
+            }
+        } ) {}
+
+    OPtrRet<EvEvent> clone() const override { return OPtr<EvEvent>( new TestEvent( *this ) ); }
+    const char* getClassName() const override { return "TestEvent"; }
+    void execute() override { _action(); }
+
+private:
+    const std::function<void()> _action;
+    const std::shared_ptr<int> _alive;
+};
+
+void post( std::function<void()> action ) {
+    EvEventManager::getInstance().post( OPtr<EvEvent>( new TestEvent( std::move( action ) ) ) );
+}
+
+std::atomic<int> nbWakeUps = 0;
+
+TEST( EvEventManagerTest, oneIsInstalledAtATime ) {
+    EXPECT_FALSE( EvEventManager::isInitialized() );
+    EXPECT_THROW( EvEventManager::getInstance(), InSingletonEx::ExNotInitialized );
+    {
+        EvQueueEventManager events;
+        EXPECT_TRUE( EvEventManager::isInitialized() );
+        EXPECT_EQ( &EvEventManager::getInstance(), &events );
+        EXPECT_THROW( EvQueueEventManager(), InSingletonEx::ExAlreadyInitialized );
+        EXPECT_EQ( &EvEventManager::getInstance(), &events );
+    }
+    EXPECT_FALSE( EvEventManager::isInitialized() );
+}
+
+TEST( EvQueueEventManagerTest, eventsPostedByAnEventWaitForTheNextDrain ) {
+    EvQueueEventManager events;
+    std::vector<int> order;
+    post( [&] {
+        order.push_back( 1 );
+        post( [&] { order.push_back( 3 ); } );
+    } );
+    post( [&] { order.push_back( 2 ); } );
+    EXPECT_EQ( events.drain(), 2 );
+    EXPECT_THAT( order, ElementsAre( 1, 2 ) );
+    EXPECT_EQ( events.drain(), 1 );
+    EXPECT_THAT( order, ElementsAre( 1, 2, 3 ) );
+    EXPECT_EQ( events.drain(), 0 );
+}
+
+TEST( EvQueueEventManagerTest, anEventMayDrainTheQueueItself ) {
+    EvQueueEventManager events;
+    std::vector<int> order;
+    post( [&] {
+        EXPECT_EQ( events.drain(), 1 );
+        order.push_back( 1 );
+    } );
+    post( [&] { order.push_back( 2 ); } );
+    EXPECT_EQ( events.drain(), 1 );
+    EXPECT_THAT( order, ElementsAre( 2, 1 ) );
+}
+
+TEST( EvQueueEventManagerTest, anEventsExceptionReachesTheDrainerAndLosesNoOtherEvent ) {
+    nbWakeUps = 0;
+    EvQueueEventManager events( [] { ++nbWakeUps; } );
+    std::vector<int> order;
+    post( [&] { throw ExInternalError( QV_HERE, "event" ); } );
+    post( [&] { order.push_back( 2 ); } );
+    EXPECT_THROW( events.drain(), ExInternalError );
+    EXPECT_EQ( nbWakeUps, 2 );
+    EXPECT_EQ( events.drain(), 1 );
+    EXPECT_THAT( order, ElementsAre( 2 ) );
+}
+
+TEST( EvQueueEventManagerTest, theMainLoopIsWokenOnceForEachDrainThatIsDue ) {
+    nbWakeUps = 0;
+    EvQueueEventManager events( [] { ++nbWakeUps; } );
+    post( [] {} );
+    post( [] {} );
+    EXPECT_EQ( nbWakeUps, 1 );
+    // Behind a drain that has begun: others are still in the queue, yet this one needs a new one.
+    post( [] { post( [] {} ); } );
+    post( [] {} );
+    events.drain();
+    EXPECT_EQ( nbWakeUps, 2 );
+    events.drain();
+    EXPECT_EQ( nbWakeUps, 2 );
+}
+
+TEST( EvQueueEventManagerTest, eventsThatAreLeftDieUnexecuted ) {
+    int nbAlive = 1;
+    {
+        EvQueueEventManager events;
+        events.post( OPtr<EvEvent>( new TestEvent( [] { FAIL(); }, &nbAlive ) ) );
+    }
+    EXPECT_EQ( nbAlive, 0 );
+}
+
+TEST( EvQueueEventManagerTest, eachThreadsEventsArriveAllAndInItsOrder ) {
+    EvQueueEventManager events;
+    const long nbEvents = scaledCount( 20000 );
+    constexpr int nbThreads = 4;
+    std::vector<long> nextOf( nbThreads, 0 );
+    Gate start( "start" );
+    const auto produce = [&]( std::size_t thread ) {
+        start.wait();
+        for( long i = 0; i < nbEvents; ++i ) {
+            post( [&nextOf, thread, i] { EXPECT_EQ( nextOf[thread]++, i ); } );
+        }
+    };
+    long nbExecuted = 0;
+    {
+        std::vector<std::unique_ptr<TestThread>> threads;
+        for( std::size_t thread = 0; thread < nbThreads; ++thread ) {
+            threads.push_back( std::make_unique<TestThread>( [&, thread] { produce( thread ); } ) );
+        }
+        start.open();
+        while( nbExecuted < nbEvents * nbThreads ) {
+            nbExecuted += events.drain();
+        }
+    }
+    EXPECT_EQ( events.drain(), 0 );
+    EXPECT_THAT( nextOf, ::testing::Each( nbEvents ) );
+}
+
+TEST( EvRequestEventTest, whatDumpWritesReadTakesAndNothingElse ) {
+    TestEvent event( [] {} );
+    std::stringstream stream;
+    event.dump( stream );
+    EXPECT_EQ( stream.str(), "TestEvent" );
+    event.read( stream );
+    EXPECT_FALSE( stream.fail() );
+    for( const char* text : { "OtherEvent", "" } ) {
+        std::istringstream other( text );
+        event.read( other );
+        EXPECT_TRUE( other.fail() ) << text;
+    }
+}
+
+} // namespace
+
+} // namespace Qv

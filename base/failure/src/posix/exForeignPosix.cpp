@@ -1,0 +1,15 @@
+#include <base/failure/src/exForeign.h>
+#include <base/failure/src/exStack.h>
+
+#include <cxxabi.h>
+
+#include <typeinfo>
+
+namespace Qv {
+
+std::string currentExceptionType() {
+    const std::type_info* const type = abi::__cxa_current_exception_type();
+    return type != nullptr ? readableTypeName( type->name() ) : "unknown type";
+}
+
+} // namespace Qv
