@@ -1,5 +1,6 @@
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
+#include <pluginAPI/src/piPackageThread.h>
 
 namespace Qv {
 
@@ -8,6 +9,16 @@ InInit<QvInit::pluginAPI>::InInit()
     : InPackageInit( "pluginAPI" ) {
     registerPackage();
     addDependency( InInit<QvInit::base>::getType() );
+}
+
+template <>
+void InInit<QvInit::pluginAPI>::initializePackage() {
+    PiPackageThread::setCurrent();
+}
+
+template <>
+void InInit<QvInit::pluginAPI>::finalizePackage() {
+    PiPackageThread::reset();
 }
 
 namespace {

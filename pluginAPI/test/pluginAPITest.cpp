@@ -1,0 +1,104 @@
+#include <base/init/inSingletonEx.h>
+#include <pluginAPI/piAppThread.h>
+#include <pluginAPI/piHelp.h>
+#include <pluginAPI/pxRequestMgr.h>
+#include <pluginAPI/src/piPackageThread.h>
+#include <tests/support/testThread.h>
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+namespace Qv {
+
+namespace {
+
+using ::testing::HasSubstr;
+
+class TestAppThread : public PiAppThread {
+public:
+    explicit TestAppThread( int& nbAlive )
+        : _nbAlive( nbAlive ) {
+        ++_nbAlive;
+    }
+    ~TestAppThread() override { --_nbAlive; }
+
+    using PiAppThread::finalize;
+    using PiAppThread::initialize;
+
+private:
+    int& _nbAlive;
+};
+
+bool isCurrentInOtherThread() {
+    bool isCurrent = false;
+    TestThread( [&] { isCurrent = PiAppThread::isCurrent(); } ).join();
+    return isCurrent;
+}
+
+TEST( PiAppThreadTest, theThreadThatStartedThePackagesIsTheDefaultWhileTheyRun ) {
+    EXPECT_TRUE( PiAppThread::isCurrent() );
+    EXPECT_FALSE( isCurrentInOtherThread() );
+    PiPackageThread::reset();
+    EXPECT_FALSE( PiAppThread::isCurrent() );
+    PiPackageThread::setCurrent();
+    EXPECT_TRUE( PiAppThread::isCurrent() );
+}
+
+TEST( PiAppThreadTest, anInstalledObjectsThreadTakesTheDefaultsPlace ) {
+    int nbAlive = 0;
+    TestThread application( [&] {
+        TestAppThread::initialize( OPtr<PiAppThread>( new TestAppThread( nbAlive ) ) );
+        EXPECT_TRUE( PiAppThread::isCurrent() );
+    } );
+    application.join();
+    EXPECT_FALSE( PiAppThread::isCurrent() );
+    EXPECT_THROW( TestAppThread::initialize( OPtr<PiAppThread>( new TestAppThread( nbAlive ) ) ),
+                  InSingletonEx::ExAlreadyInitialized );
+    EXPECT_EQ( nbAlive, 1 );
+    TestAppThread::finalize();
+    TestAppThread::finalize();
+    EXPECT_EQ( nbAlive, 0 );
+    EXPECT_TRUE( PiAppThread::isCurrent() );
+}
+
+std::string opened;
+
+TEST( PiHelpTest, theInstalledOpenerGetsTheLinkAndItsAbsenceIsTold ) {
+    const PiHelp::Opener opener = []( const std::string& link ) { opened = link; };
+    EXPECT_EQ( PiHelp::setOpener( opener ), nullptr );
+    PiHelp::openLink( "help:tiles" );
+    EXPECT_EQ( opened, "help:tiles" );
+    EXPECT_EQ( PiHelp::setOpener( nullptr ), opener );
+    ::testing::internal::CaptureStderr();
+    PiHelp::openLink( "help:locks" );
+    EXPECT_THAT( ::testing::internal::GetCapturedStderr(), HasSubstr( "help:locks" ) );
+    EXPECT_EQ( opened, "help:tiles" );
+}
+
+class TestRequestMgr : public PxRequestMgr {
+public:
+    TestRequestMgr() { initialize( this ); }
+    ~TestRequestMgr() override { finalize(); }
+
+    void drain() override { ++_nbDrains; }
+
+    int _nbDrains = 0;
+};
+
+TEST( PxRequestMgrTest, theApplicationsManagerIsReachedWhileItIsInstalled ) {
+    EXPECT_FALSE( PxRequestMgr::isInitialized() );
+    EXPECT_THROW( PxRequestMgr::getInstance(), InSingletonEx::ExNotInitialized );
+    {
+        TestRequestMgr manager;
+        EXPECT_TRUE( PxRequestMgr::isInitialized() );
+        EXPECT_THROW( TestRequestMgr(), InSingletonEx::ExAlreadyInitialized );
+        PxRequestMgr::getInstance().drain();
+        EXPECT_EQ( manager._nbDrains, 1 );
+    }
+    EXPECT_FALSE( PxRequestMgr::isInitialized() );
+}
+
+} // namespace
+
+} // namespace Qv
