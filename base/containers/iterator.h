@@ -18,7 +18,7 @@ namespace IteratorUtil {
 
 /// A position in a range of `T`; hides which container the range is of.
 template <class T>
-class QV_BASE_API IteratorEng : public RCBase<LkCounter<int>> {
+class IteratorEng : public RCBase<LkCounter<int>> {
 public:
     /// Null at the end.
     virtual const T* getCurrent() const = 0;
@@ -97,7 +97,7 @@ public:
 
 /// The engine over a standard container's range.
 template <class Position, class T>
-class QV_BASE_API RangeIteratorEng final : public IteratorEng<T> {
+class RangeIteratorEng final : public IteratorEng<T> {
 public:
     RangeIteratorEng( Position begin, Position end )
         : _current( begin )

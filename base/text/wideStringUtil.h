@@ -8,8 +8,8 @@
 /// Conversion between narrow and wide text.
 ///
 /// Narrow text is UTF-8 on this platform. Wide text is UTF-16 or UTF-32, as wchar_t has 16 or 32
-/// bits; 16-bit text is UTF-16. The locale plays no part. Arguments may be C strings or strings,
-/// and strings may hold zero characters.
+/// bits; 16-bit text is UTF-16. The locale plays no part. Arguments may be C strings, which aren't
+/// null, or strings, which may hold zero characters.
 ///
 /// Malformed narrow text, such as a file's name in an old encoding, survives: `widen` turns each
 /// byte b that belongs to no well-formed sequence (stray or missing continuation, overlong form,

@@ -24,6 +24,7 @@ public:
     const Rational& getResolution() const noexcept { return _resolution; }
     virtual std::uint64_t getCount() const = 0;
 
+    /// The name in the errors of DtRefTimeFactory.
     static const char* getSingletonName() noexcept { return "DtRefClockSource"; }
 
 private:

@@ -5,7 +5,7 @@
 #include <base/containers/set.h>
 #include <base/containers/vector.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <set>
 #include <string>
@@ -126,22 +126,6 @@ TEST( Containers, HandleWithoutContainerIsAtTheEnd ) {
 
     const Vector<int> empty;
     EXPECT_TRUE( none == empty.getIterator() );
-}
-
-TEST( Containers, AreStandardContainersInAllElse ) {
-    Vector<std::string> names( 2, "a" );
-    names = { "x", "y" };
-    names.insert( names.begin(), "w" );
-    EXPECT_THAT( names, testing::ElementsAre( "w", "x", "y" ) );
-    EXPECT_EQ( names, Vector<std::string>( names.begin(), names.end() ) );
-
-    struct ByLength {
-        bool operator()( const std::string& lhs, const std::string& rhs ) const {
-            return lhs.size() < rhs.size();
-        }
-    };
-    const Set<std::string, ByLength> lengths{ "ccc", "a", "b", "dd" };
-    EXPECT_THAT( lengths, testing::ElementsAre( "a", "dd", "ccc" ) );
 }
 
 TEST( Containers, WorkBeforeMain ) {

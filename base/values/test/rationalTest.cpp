@@ -223,15 +223,4 @@ TEST( RationalUtil, RefusesMalformedFractionsAndThoseOutOfRange ) {
     }
 }
 
-TEST( RationalUtil, ErrorNamesTheTextHoweverLongItIs ) {
-    const std::string text = "9" + std::string( 5000, 'x' );
-    try {
-        RationalUtil::fromFloatString( text.c_str() );
-        FAIL() << "malformed text was read";
-    } catch( const RationalEx& error ) {
-        EXPECT_TRUE( std::string( error.getReason() ).starts_with( "\"9xxx" ) )
-            << error.getReason();
-    }
-}
-
 } // namespace Qv
