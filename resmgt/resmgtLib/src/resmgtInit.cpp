@@ -1,3 +1,4 @@
+#include <base/init/inBuildInfoUtil.h>
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
 #include <resmgt/content/contentPackage.h>
@@ -66,6 +67,33 @@ InInit<QvInit::resmgt>::InInit()
     addDependency( InInit<QvInit::fileLocks>::getType() );
     addDependency( InInit<QvInit::crashReport>::getType() );
     addDependency( InInit<QvInit::usageMetrics>::getType() );
+}
+
+namespace {
+
+/// The build's values come from the build file.
+class LibraryBuildInfo final : public InBuildInfo {
+public:
+    const char* getProductName() const override { return "Tessaroc Ombra Library"; }
+    const char* getLibraryName() const override { return "libQVresmgt"; }
+    const char* getVersion() const override { return QV_VERSION_YEAR; }
+    const char* getVersionNumber() const override { return QV_VERSION_NUMBER; }
+    const char* getBuildSuffix() const override {
+        return getBuildKind() == DEVELOPMENT_BUILD ? "dev" : "";
+    }
+    int getMajor() const override { return QV_VERSION_MAJOR; }
+    int getMinor() const override { return QV_VERSION_MINOR; }
+    int getBuildKind() const override { return QV_BUILD_KIND; }
+    const char* getBuildNumber() const override { return QV_BUILD_NUMBER; }
+    const char* getBuildDate() const override { return QV_BUILD_DATE; }
+    const char* getBuildFlavour() const override { return QV_BUILD_FLAVOUR; }
+};
+
+} // namespace
+
+template <>
+void InInit<QvInit::resmgt>::initializePackage() {
+    InBuildInfoUtil::registerInfo( OPtr<InBuildInfo>( new LibraryBuildInfo ) );
 }
 
 namespace {
