@@ -1,0 +1,118 @@
+#include <tools/qvcomp/failure.h>
+#include <tools/qvcomp/options.h>
+
+#include <gmock/gmock.h>
+
+namespace Qv::Comp {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+Options parse( std::vector<const char*> arguments ) {
+    return parseOptions( arguments );
+}
+
+std::string getRefusal( std::vector<const char*> arguments ) {
+    try {
+        parseOptions( arguments );
+    } catch( const UsageFailure& e ) {
+        return e.what();
+    }
+    return "accepted";
+}
+
+TEST( QvcompOptions, TakeEffect ) {
+    const Options options = parse(
+        { "--size",    "640x480",   "-o",        "out.exr",     "--memory=3M", "--tile",
+          "64",        "--threads", "3",         "--strategy",  "random",      "--policy=strict",
+          "--manager", "arena",     "--scratch", "/some/where", "--report",    "json",
+          "--verify",  "--preview", "p.png",     "a.exr" } );
+    EXPECT_EQ( options.width, 640 );
+    EXPECT_EQ( options.height, 480 );
+    EXPECT_EQ( options.output, "out.exr" );
+    EXPECT_EQ( options.memory, 3U << 20 );
+    EXPECT_EQ( options.tileSide, 64 );
+    EXPECT_EQ( options.threads, 3 );
+    EXPECT_EQ( options.strategy, Strategy::RANDOM );
+    EXPECT_EQ( options.policy, Policy::STRICT );
+    EXPECT_EQ( options.manager, Manager::ARENA );
+    EXPECT_EQ( options.scratch, "/some/where" );
+    EXPECT_EQ( options.report, ReportForm::JSON );
+    EXPECT_TRUE( options.mustVerify );
+    EXPECT_EQ( options.preview, "p.png" );
+    EXPECT_THAT( options.layers, ElementsAre( "a.exr" ) );
+}
+
+TEST( QvcompOptions, AfterTwoDashesAllAreLayers ) {
+    const Options options =
+        parse( { "first.exr", "--size", "8x8", "-o", "out.exr", "--", "--verify", "-o" } );
+    EXPECT_THAT( options.layers, ElementsAre( "first.exr", "--verify", "-o" ) );
+    EXPECT_FALSE( options.mustVerify );
+    EXPECT_EQ( options.output, "out.exr" );
+}
+
+TEST( QvcompOptions, HelpAndVersionNeedNothingElse ) {
+    EXPECT_TRUE( parse( { "--help" } ).wantsHelp );
+    EXPECT_TRUE( parse( { "-h" } ).wantsHelp );
+    EXPECT_TRUE( parse( { "--version" } ).wantsVersion );
+}
+
+struct Refused {
+    const char* name;
+    std::vector<const char*> arguments;
+    const char* text;
+};
+
+class QvcompOptionsRefused : public ::testing::TestWithParam<Refused> {};
+
+TEST_P( QvcompOptionsRefused, SayWhatIsWrong ) {
+    EXPECT_THAT( getRefusal( GetParam().arguments ), HasSubstr( GetParam().text ) );
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, QvcompOptionsRefused,
+    ::testing::Values(
+        Refused{ "Nothing", {}, "--size" },
+        Refused{ "NoOutput", { "--size", "8x8", "a" }, "-o OUT.exr is missing" },
+        Refused{ "NoLayer", { "--size", "8x8", "-o", "b" }, "there is no layer" },
+        Refused{ "ZeroWidth", { "--size", "0x8" }, "not '0'" },
+        Refused{ "ZeroHeight", { "--size", "8x0" }, "not '0'" },
+        Refused{ "NegativeSize", { "--size", "-8x8" }, "not '-8'" },
+        Refused{ "SizeTooLarge", { "--size", "8x65537" }, "1 to 65536" },
+        Refused{ "SizeOverflows", { "--size", "99999999999999999999x8" }, "1 to 65536" },
+        Refused{ "SizeWithoutCross", { "--size", "640" }, "WIDTHxHEIGHT" },
+        Refused{ "SizeWithRest", { "--size", "8x8x8" }, "not '8x8'" },
+        Refused{ "NoValue", { "--size" }, "--size needs a value" },
+        Refused{ "EmptyValue", { "-o", "" }, "-o needs a value" },
+        Refused{ "Unknown", { "--fast" }, "no option '--fast'" },
+        Refused{ "FlagWithValue", { "--verify=yes" }, "no option '--verify=yes'" },
+        Refused{ "OddStrategy", { "--strategy", "fifo" }, "lru or random, not 'fifo'" },
+        Refused{ "OddPolicy", { "--policy", "lax" }, "relaxed or strict" },
+        Refused{ "OddManager", { "--manager", "pool" }, "heap or arena" },
+        Refused{ "OddReport", { "--report", "xml" }, "text or json" },
+        Refused{ "TinyTile", { "--tile", "15" }, "16 to 4096" },
+        Refused{ "HugeTile", { "--tile", "4097" }, "16 to 4096" },
+        Refused{ "NoThread", { "--threads", "0" }, "1 to 256" },
+        Refused{ "SameOutputs",
+                 { "--size", "8x8", "-o", "x", "--preview", "x", "a" },
+                 "the same file" } ),
+    []( const auto& suite ) { return suite.param.name; } );
+
+TEST( QvcompMemorySize, CountsInPowersOf1024 ) {
+    EXPECT_EQ( parseByteCount( "300" ), 300U );
+    EXPECT_EQ( parseByteCount( "64K" ), 65536U );
+    EXPECT_EQ( parseByteCount( "5M" ), 5242880U );
+    EXPECT_EQ( parseByteCount( "2G" ), std::uint64_t{ 1 } << 31 );
+    EXPECT_EQ( parseByteCount( "4294967296G" ), std::uint64_t{ 1 } << 62 );
+}
+
+TEST( QvcompMemorySize, RefusesWhatIsNoSize ) {
+    for( const char* text : { "", "0", "0M", "M", "12T", "1.5G", "-1", " 1", "0x10", "4294967297G",
+                              "18446744073709551615", "99999999999999999999999" } ) {
+        EXPECT_THROW( parseByteCount( text ), UsageFailure ) << '"' << text << '"';
+    }
+}
+
+} // namespace
+} // namespace Qv::Comp

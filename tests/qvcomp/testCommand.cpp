@@ -1,0 +1,135 @@
+#include <tests/qvcomp/testCommand.h>
+
+#include <tests/support/deadline.h>
+#include <tools/qvcomp/command.h>
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Qv::Comp {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<const char*> toPointers( const std::vector<std::string>& texts ) {
+    std::vector<const char*> pointers;
+    for( const std::string& text : texts ) {
+        pointers.push_back( text.c_str() );
+    }
+    return pointers;
+}
+
+/// Becomes the program. Only what is allowed between fork and exec of a process with threads.
+[[noreturn]] void becomeProgram( const std::vector<const char*>& arguments, int output,
+                                 int errors ) {
+    ::dup2( output, STDOUT_FILENO );
+    ::dup2( errors, STDERR_FILENO );
+    ::execv( arguments[0], const_cast<char* const*>( arguments.data() ) );
+    ::_exit( 127 );
+}
+
+std::string readAll( int descriptor ) {
+    std::string text;
+    std::array<char, 4096> buffer;
+    for( ssize_t count; ( count = ::read( descriptor, buffer.data(), buffer.size() ) ) > 0; ) {
+        text.append( buffer.data(), static_cast<std::size_t>( count ) );
+    }
+    return text;
+}
+
+bool hasFileIn( pid_t process, const fs::path& folder ) {
+    std::error_code error;
+    const fs::directory_iterator descriptors( "/proc/" + std::to_string( process ) + "/fd", error );
+    for( const fs::directory_entry& entry : descriptors ) {
+        const fs::path target = fs::read_symlink( entry.path(), error );
+        if( target.string().starts_with( folder.string() + '/' ) ) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+Outcome runInside( const std::vector<std::string>& arguments ) {
+    std::ostringstream output;
+    std::ostringstream errors;
+    const int status = runCommand( toPointers( arguments ), output, errors, false );
+    return { status, output.str(), errors.str(), 0 };
+}
+
+ChildCommand::ChildCommand( const std::vector<std::string>& arguments ) {
+    std::array<int, 2> output;
+    std::array<int, 2> errors;
+    if( ::pipe2( output.data(), O_CLOEXEC ) != 0 || ::pipe2( errors.data(), O_CLOEXEC ) != 0 ) {
+        std::abort();
+    }
+    std::vector<const char*> pointers = toPointers( arguments );
+    pointers.push_back( nullptr );
+    _pid = ::fork();
+    if( _pid == 0 ) {
+        becomeProgram( pointers, output[1], errors[1] );
+    }
+    ::close( output[1] );
+    ::close( errors[1] );
+    _output = output[0];
+    _errors = errors[0];
+}
+
+ChildCommand::~ChildCommand() {
+    if( _pid > 0 ) {
+        ::kill( _pid, SIGKILL );
+        finish();
+    }
+    ::close( _output );
+    ::close( _errors );
+}
+
+void ChildCommand::waitForFileIn( const fs::path& folder ) const {
+    waitUntil( [&] { return hasFileIn( _pid, folder ); }, "qvcomp to open its scratch file" );
+}
+
+void ChildCommand::send( int signal ) const {
+    ::kill( _pid, signal );
+}
+
+Outcome ChildCommand::finish() {
+    std::string errors;
+    std::thread reader( [&] { errors = readAll( _errors ); } );
+    std::string output = readAll( _output );
+    reader.join();
+    int status = 0;
+    rusage usage{};
+    ::wait4( std::exchange( _pid, -1 ), &status, 0, &usage );
+    return { WIFSIGNALED( status ) ? -WTERMSIG( status ) : WEXITSTATUS( status ), output, errors,
+             static_cast<std::uint64_t>( usage.ru_maxrss ) * 1024 };
+}
+
+std::uint64_t getNumber( const std::string& report, const std::string& key ) {
+    const std::string label = '"' + key + "\": ";
+    const std::size_t place = report.find( label );
+    if( place == std::string::npos ) {
+        ADD_FAILURE() << "no " << key << " in " << report;
+        return 0;
+    }
+    return std::strtoull( report.c_str() + place + label.size(), nullptr, 10 );
+}
+
+std::string readFile( const fs::path& path ) {
+    std::ifstream stream( path, std::ios::binary );
+    return { std::istreambuf_iterator<char>( stream ), std::istreambuf_iterator<char>() };
+}
+
+} // namespace Qv::Comp

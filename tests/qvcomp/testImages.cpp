@@ -1,0 +1,120 @@
+#include <tests/qvcomp/testImages.h>
+
+#include <ImfChannelList.h>
+#include <ImfFrameBuffer.h>
+#include <ImfHeader.h>
+#include <ImfInputFile.h>
+#include <ImfOutputFile.h>
+#include <ImfTiledOutputFile.h>
+
+#include <cmath>
+
+namespace Qv::Comp {
+
+namespace {
+
+float TestPixel::*getMember( char channel ) {
+    switch( channel ) {
+    case 'G':
+        return &TestPixel::g;
+    case 'B':
+        return &TestPixel::b;
+    case 'A':
+        return &TestPixel::a;
+    default:
+        return &TestPixel::r;
+    }
+}
+
+Imf::FrameBuffer makeBuffer( std::vector<TestPixel>& pixels, const std::string& channels,
+                             const Imath::Box2i& window ) {
+    const std::int64_t width = window.max.x - window.min.x + 1;
+    const std::int64_t height = window.max.y - window.min.y + 1;
+    Imf::FrameBuffer buffer;
+    for( const char channel : channels ) {
+        buffer.insert(
+            std::string( 1, channel ),
+            Imf::Slice::Make( Imf::FLOAT, &( pixels[0].*getMember( channel ) ), window.min, width,
+                              height, sizeof( TestPixel ),
+                              sizeof( TestPixel ) * static_cast<std::size_t>( width ) ) );
+    }
+    return buffer;
+}
+
+} // namespace
+
+void writeImage( const std::filesystem::path& path, const TestImage& image ) {
+    std::vector<TestPixel> pixels;
+    for( int y = 0; y < image.height; ++y ) {
+        for( int x = 0; x < image.width; ++x ) {
+            pixels.push_back( image.paint( x, y ) );
+        }
+    }
+    const Imath::Box2i window(
+        { image.originX, image.originY },
+        { image.originX + image.width - 1, image.originY + image.height - 1 } );
+    Imf::Header header( window, window );
+    for( const char channel : image.channels ) {
+        header.channels().insert( std::string( 1, channel ), Imf::Channel( Imf::FLOAT ) );
+    }
+    const Imf::FrameBuffer buffer = makeBuffer( pixels, image.channels, window );
+    if( image.isTiled ) {
+        header.setTileDescription( Imf::TileDescription( 16, 8, Imf::ONE_LEVEL ) );
+        Imf::TiledOutputFile file( path.c_str(), header );
+        file.setFrameBuffer( buffer );
+        file.writeTiles( 0, file.numXTiles() - 1, 0, file.numYTiles() - 1 );
+    } else {
+        Imf::OutputFile file( path.c_str(), header );
+        file.setFrameBuffer( buffer );
+        file.writePixels( image.height );
+    }
+}
+
+std::vector<TestPixel> readImage( const std::filesystem::path& path ) {
+    Imf::InputFile file( path.c_str() );
+    const Imath::Box2i window = file.header().dataWindow();
+    const auto width = static_cast<std::size_t>( window.max.x - window.min.x + 1 );
+    const auto height = static_cast<std::size_t>( window.max.y - window.min.y + 1 );
+    std::vector<TestPixel> pixels( width * height );
+    file.setFrameBuffer( makeBuffer( pixels, "RGBA", window ) );
+    file.readPixels( window.min.y, window.max.y );
+    return pixels;
+}
+
+std::vector<std::string> writeLayers( const std::filesystem::path& folder ) {
+    TestImage lights;
+    lights.width = 120;
+    lights.height = 70;
+    lights.originX = -7;
+    lights.originY = 12;
+    lights.paint = []( int x, int y ) {
+        const float noise = static_cast<float>( ( x * 7919 + y * 104729 ) % 97 ) / 97.0F;
+        const float lamp = x % 37 == 5 && y % 29 == 7 ? 400.0F : 0.0F;
+        return TestPixel{ noise + lamp, 0.5F * noise + lamp, 1.0F - noise, 1.0F };
+    };
+    TestImage disc;
+    disc.width = 50;
+    disc.height = 45;
+    disc.channels = "RGBA";
+    disc.isTiled = true;
+    disc.paint = []( int x, int y ) {
+        const float alpha =
+            std::hypot( static_cast<float>( x - 25 ), static_cast<float>( y - 22 ) ) < 15.0F ? 0.75F
+                                                                                             : 0.0F;
+        return TestPixel{ 3.0F * alpha, 0.25F * alpha, 0.125F * alpha, alpha };
+    };
+    TestImage grey;
+    grey.channels = "Y";
+    grey.paint = []( int x, int y ) {
+        const float light = static_cast<float>( x + y ) / 35.0F;
+        return TestPixel{ light, 0.0F, 0.0F, 0.0F };
+    };
+    const std::vector<std::string> paths{ folder / "lights.exr", folder / "disc.exr",
+                                          folder / "grey.exr" };
+    writeImage( paths[0], lights );
+    writeImage( paths[1], disc );
+    writeImage( paths[2], grey );
+    return paths;
+}
+
+} // namespace Qv::Comp

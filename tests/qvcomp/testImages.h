@@ -1,0 +1,41 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Qv::Comp {
+
+/// A pixel of a test image: red, green, blue, alpha.
+struct TestPixel {
+    float r;
+    float g;
+    float b;
+    float a;
+};
+
+/// An OpenEXR image to be made; `channels` is "RGB", "RGBA" or "Y".
+struct TestImage {
+    int width = 40;
+    int height = 30;
+    std::string channels = "RGB";
+    bool isTiled = false;
+    /// Where the data window begins.
+    int originX = 0;
+    int originY = 0;
+    /// Colours of the pixel `x`, `y`, counted from the image's corner.
+    std::function<TestPixel( int x, int y )> paint;
+};
+
+/// Writes 32-bit float channels.
+void writeImage( const std::filesystem::path& path, const TestImage& image );
+
+/// The pixels of an image with the channels R, G, B and A, line by line.
+std::vector<TestPixel> readImage( const std::filesystem::path& path );
+
+/// Three layers of different kinds and sizes, bottom first: photograph-like noise with lights, one
+/// with alpha in tiles, a grey one.
+std::vector<std::string> writeLayers( const std::filesystem::path& folder );
+
+} // namespace Qv::Comp

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <tools/qvcomp/progress.h>
+#include <tools/qvcomp/tileStore.h>
+
+namespace Qv::Comp {
+
+/// What the head of a layer's file tells.
+struct LayerInfo {
+    std::string path;
+    /// Of the data window, which is the layer; the display window isn't looked at.
+    int width;
+    int height;
+    bool hasAlpha;
+};
+
+/// Looks at the file's head: an OpenEXR image of scan lines or tiles, with the channels R, G, B or
+/// Y, not subsampled, up to MAX_SIDE pixels a side.
+///
+/// Errors: Failure that names the file and what is wrong with it.
+LayerInfo probeLayer( const std::string& path );
+
+/// Reads the image into a new plane, as lines of full width, some megabytes at a time.
+///
+/// Values that are no number become 0, those beyond the range of a half float its ends; missing
+/// alpha is 1, alpha lies in 0 to 1.
+///
+/// Errors: as for probeLayer, also when the file has changed since.
+std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store,
+                                      Progress& progress );
+
+} // namespace Qv::Comp

@@ -1,0 +1,258 @@
+#include <tools/qvcomp/failure.h>
+#include <tools/qvcomp/options.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <string_view>
+#include <thread>
+
+namespace Qv::Comp {
+
+namespace {
+
+using Arguments = std::span<const char* const>;
+
+/// Takes all of `text` as a decimal number; nothing when it isn't one or is too large.
+std::optional<std::uint64_t> toNumber( std::string_view text ) {
+    std::uint64_t value = 0;
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars( text.data(), end, value );
+    if( result.ec != std::errc() || result.ptr != end ) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+int parseInt( const std::string& option, const std::string& text, int least, int most ) {
+    const std::optional<std::uint64_t> value = toNumber( text );
+    if( !value || *value < static_cast<std::uint64_t>( least ) ||
+        *value > static_cast<std::uint64_t>( most ) ) {
+        throw UsageFailure( option + " takes a number from " + std::to_string( least ) + " to " +
+                            std::to_string( most ) + ", not '" + text + "'" );
+    }
+    return static_cast<int>( *value );
+}
+
+void parseSize( const std::string& text, Options& options ) {
+    const std::size_t cross = text.find( 'x' );
+    if( cross == std::string::npos ) {
+        throw UsageFailure( "--size takes WIDTHxHEIGHT, such as 1920x1080, not '" + text + "'" );
+    }
+    options.width = parseInt( "--size", text.substr( 0, cross ), 1, MAX_SIDE );
+    options.height = parseInt( "--size", text.substr( cross + 1 ), 1, MAX_SIDE );
+}
+
+/// A word of an option and what it stands for.
+template <class T>
+struct Word {
+    std::string_view text;
+    T value;
+};
+
+template <class T, std::size_t N>
+T parseWord( const std::string& option, const std::string& text,
+             const std::array<Word<T>, N>& words ) {
+    const auto word =
+        std::find_if( words.begin(), words.end(), [&]( auto& w ) { return w.text == text; } );
+    if( word == words.end() ) {
+        throw UsageFailure( option + " takes " + std::string( words[0].text ) + " or " +
+                            std::string( words[1].text ) + ", not '" + text + "'" );
+    }
+    return word->value;
+}
+
+constexpr std::array<Word<Strategy>, 2> STRATEGIES{
+    { { "lru", Strategy::LRU }, { "random", Strategy::RANDOM } } };
+constexpr std::array<Word<Policy>, 2> POLICIES{
+    { { "relaxed", Policy::RELAXED }, { "strict", Policy::STRICT } } };
+constexpr std::array<Word<Manager>, 2> MANAGERS{
+    { { "heap", Manager::HEAP }, { "arena", Manager::ARENA } } };
+constexpr std::array<Word<ReportForm>, 2> REPORTS{
+    { { "text", ReportForm::TEXT }, { "json", ReportForm::JSON } } };
+
+template <class T, std::size_t N>
+const char* findText( T value, const std::array<Word<T>, N>& words ) {
+    return std::find_if( words.begin(), words.end(), [&]( auto& w ) { return w.value == value; } )
+        ->text.data();
+}
+
+/// An option that takes a value; `apply` gets the option's name and the value.
+struct ValueOption {
+    std::string_view name;
+    void ( *apply )( Options&, const std::string& name, const std::string& value );
+};
+
+using Text = const std::string&;
+
+constexpr std::array<ValueOption, 11> VALUE_OPTIONS{ {
+    { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
+    { "-o", []( Options& o, Text, Text v ) { o.output = v; } },
+    { "--memory", []( Options& o, Text, Text v ) { o.memory = parseByteCount( v ); } },
+    { "--tile", []( Options& o, Text n,
+                    Text v ) { o.tileSide = parseInt( n, v, MIN_TILE_SIDE, MAX_TILE_SIDE ); } },
+    { "--threads",
+      []( Options& o, Text n, Text v ) { o.threads = parseInt( n, v, 1, MAX_THREADS ); } },
+    { "--strategy",
+      []( Options& o, Text n, Text v ) { o.strategy = parseWord( n, v, STRATEGIES ); } },
+    { "--policy", []( Options& o, Text n, Text v ) { o.policy = parseWord( n, v, POLICIES ); } },
+    { "--manager", []( Options& o, Text n, Text v ) { o.manager = parseWord( n, v, MANAGERS ); } },
+    { "--report", []( Options& o, Text n, Text v ) { o.report = parseWord( n, v, REPORTS ); } },
+    { "--preview", []( Options& o, Text, Text v ) { o.preview = v; } },
+    { "--scratch", []( Options& o, Text, Text v ) { o.scratch = v; } },
+} };
+
+struct FlagOption {
+    std::string_view name;
+    bool Options::*flag;
+};
+
+constexpr std::array<FlagOption, 4> FLAG_OPTIONS{ { { "--verify", &Options::mustVerify },
+                                                    { "--help", &Options::wantsHelp },
+                                                    { "-h", &Options::wantsHelp },
+                                                    { "--version", &Options::wantsVersion } } };
+
+bool applyFlag( Options& options, std::string_view argument ) {
+    const auto found = std::find_if( FLAG_OPTIONS.begin(), FLAG_OPTIONS.end(),
+                                     [&]( auto& o ) { return o.name == argument; } );
+    if( found == FLAG_OPTIONS.end() ) {
+        return false;
+    }
+    options.*found->flag = true;
+    return true;
+}
+
+/// Applies the option at `index`, written as "--name value" or "--name=value", and returns how many
+/// arguments it took.
+std::size_t applyValue( Options& options, Arguments arguments, std::size_t index ) {
+    const std::string argument = arguments[index];
+    const std::size_t equals =
+        argument.starts_with( "--" ) ? argument.find( '=' ) : std::string::npos;
+    const std::string name = argument.substr( 0, equals );
+    const auto found = std::find_if( VALUE_OPTIONS.begin(), VALUE_OPTIONS.end(),
+                                     [&]( auto& o ) { return o.name == name; } );
+    if( found == VALUE_OPTIONS.end() ) {
+        throw UsageFailure( "there is no option '" + argument + "'" );
+    }
+    const bool isJoined = equals != std::string::npos;
+    if( !isJoined && index + 1 == arguments.size() ) {
+        throw UsageFailure( name + " needs a value" );
+    }
+    const std::string value = isJoined ? argument.substr( equals + 1 ) : arguments[index + 1];
+    if( value.empty() ) {
+        throw UsageFailure( name + " needs a value that isn't empty" );
+    }
+    found->apply( options, name, value );
+    return isJoined ? 1 : 2;
+}
+
+void checkComplete( const Options& options ) {
+    if( options.width == 0 ) {
+        throw UsageFailure( "--size WIDTHxHEIGHT is missing" );
+    }
+    if( options.output.empty() ) {
+        throw UsageFailure( "-o OUT.exr is missing" );
+    }
+    if( options.layers.empty() ) {
+        throw UsageFailure( "there is no layer; name at least one OpenEXR image" );
+    }
+    if( options.preview == options.output ) {
+        throw UsageFailure( "-o and --preview name the same file" );
+    }
+}
+
+/// /var/tmp rather than /tmp, which is often held in the memory that this command is to spare.
+std::string getDefaultScratch() {
+    const char* folder = std::getenv( "TMPDIR" );
+    return folder != nullptr && *folder != '\0' ? folder : "/var/tmp";
+}
+
+int getDefaultThreads() {
+    return std::clamp( static_cast<int>( std::thread::hardware_concurrency() ), 1, MAX_THREADS );
+}
+
+} // namespace
+
+Options parseOptions( Arguments arguments ) {
+    Options options;
+    options.threads = getDefaultThreads();
+    options.scratch = getDefaultScratch();
+    bool areOptionsOver = false;
+    for( std::size_t i = 0; i < arguments.size(); ) {
+        const std::string_view argument = arguments[i];
+        if( areOptionsOver || argument.size() < 2 || argument[0] != '-' ) {
+            options.layers.emplace_back( argument );
+            ++i;
+        } else if( argument == "--" ) {
+            areOptionsOver = true;
+            ++i;
+        } else if( applyFlag( options, argument ) ) {
+            ++i;
+        } else {
+            i += applyValue( options, arguments, i );
+        }
+        if( options.wantsHelp || options.wantsVersion ) {
+            return options;
+        }
+    }
+    checkComplete( options );
+    return options;
+}
+
+std::uint64_t parseByteCount( const std::string& text ) {
+    constexpr std::string_view UNITS = "KMG";
+    // Sums of two such counts still fit 64 bits.
+    constexpr std::uint64_t MOST = std::uint64_t{ 1 } << 62;
+    const std::size_t unit = text.empty() ? std::string_view::npos : UNITS.find( text.back() );
+    const bool hasUnit = unit != std::string_view::npos;
+    const std::size_t shift = hasUnit ? 10 * ( unit + 1 ) : 0;
+    const auto count = toNumber( std::string_view( text ).substr( 0, text.size() - hasUnit ) );
+    if( !count || *count == 0 || *count > MOST >> shift ) {
+        throw UsageFailure( "--memory takes a number of bytes such as 64M or 2G, not '" + text +
+                            "'" );
+    }
+    return *count << shift;
+}
+
+const char* toText( Strategy value ) {
+    return findText( value, STRATEGIES );
+}
+
+const char* toText( Policy value ) {
+    return findText( value, POLICIES );
+}
+
+const char* toText( Manager value ) {
+    return findText( value, MANAGERS );
+}
+
+std::string getHelp() {
+    return R"(Usage: qvcomp [options] --size WxH -o OUT.exr LAYER.exr...
+
+Composites the layers, bottom first, over each other into a frame of W by H pixels, adds a glow
+around the bright parts, and writes a tiled half-float OpenEXR image. All images in between are
+held in tiles; those that the memory limit has no room for wait in a scratch file.
+
+  --size WxH            size of the frame in pixels
+  -o FILE               the picture to write
+  --preview FILE        also write a tone-mapped PNG picture
+  --memory N            memory for tiles, such as 64M or 2G (K, M, G); no limit by default
+  --tile N              side of a tile in pixels, 16 to 4096; 256 by default
+  --threads N           computing threads; as many as there are processors by default
+  --strategy lru|random which tile leaves memory first; lru by default
+  --policy relaxed|strict
+                        whether a tile may have several writers; relaxed by default
+  --manager heap|arena  where tiles come from; heap by default
+  --scratch DIR         folder of the scratch file; $TMPDIR or /var/tmp by default
+  --report text|json    form of the report on standard output; text by default
+  --verify              do the same in plain memory and compare bit for bit
+  --help, -h            show this text
+  --version             show the version
+  --                    all that follows are layers
+
+Exit status: 0 when the picture is written, 1 when it can't be, 2 for a wrong command line.
+)";
+}
+
+} // namespace Qv::Comp

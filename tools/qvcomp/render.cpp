@@ -1,0 +1,61 @@
+#include <tools/qvcomp/composite.h>
+#include <tools/qvcomp/glow.h>
+#include <tools/qvcomp/render.h>
+#include <tools/qvcomp/resample.h>
+
+#include <filesystem>
+
+namespace Qv::Comp {
+
+namespace {
+
+std::optional<Matte> makeMatte( const Scene& scene, std::size_t layer ) {
+    if( scene.layers[layer].hasAlpha ) {
+        return std::nullopt;
+    }
+    return Matte( static_cast<int>( layer ), static_cast<int>( scene.layers.size() ), scene.width,
+                  scene.height );
+}
+
+std::unique_ptr<TilePlane> renderLayer( const Scene& scene, std::size_t layer, TileStore& store,
+                                        PassRunner& runner ) {
+    const LayerInfo& info = scene.layers[layer];
+    const auto source = readLayer( info, store, runner.getProgress() );
+    return Resampling( runner, store, makeMatte( scene, layer ) )
+        .run( *source, std::filesystem::path( info.path ).filename().string(), scene.width,
+              scene.height );
+}
+
+} // namespace
+
+std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) noexcept {
+    const std::size_t frame = countTiles( scene.width, scene.height, tileSide );
+    const std::size_t atWork = std::min( frame, static_cast<std::size_t>( threads ) );
+    std::size_t done = 0;
+    std::size_t most = 2 * frame + atWork; // the glow: each picture's tile replaces one
+    for( const LayerInfo& layer : scene.layers ) {
+        const std::size_t source = countTiles( layer.width, layer.height, tileSide );
+        const std::size_t widened = countTiles( scene.width, layer.height, tileSide );
+        most = std::max( most, done + source + widened + frame );
+        done += frame;
+    }
+    return std::max( most, done + atWork ); // each composite tile replaces those of the layers
+}
+
+int countPhases( const Scene& scene ) noexcept {
+    return 3 * static_cast<int>( scene.layers.size() ) + 3;
+}
+
+std::unique_ptr<TilePlane> renderScene( const Scene& scene, TileStore& store, PassRunner& runner ) {
+    std::unique_ptr<TilePlane> composite;
+    {
+        std::vector<std::unique_ptr<TilePlane>> layers;
+        for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
+            layers.push_back( renderLayer( scene, i, store, runner ) );
+        }
+        composite = compositeLayers( runner, store, layers );
+    }
+    return addGlow( runner, store, *composite );
+}
+
+} // namespace Qv::Comp

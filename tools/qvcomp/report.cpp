@@ -1,0 +1,110 @@
+#include <tools/qvcomp/report.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+namespace Qv::Comp {
+
+namespace {
+
+std::string format( const char* form, double value ) {
+    char text[64];
+    std::snprintf( text, sizeof text, form, value );
+    return text;
+}
+
+std::string toMebibytes( std::uint64_t bytes ) {
+    return format( "%.1f MiB", static_cast<double>( bytes ) / ( 1024.0 * 1024.0 ) );
+}
+
+void writeText( std::ostream& stream, const Report& report ) {
+    const Options& options = report.options;
+    const std::string limit = options.memory ? toMebibytes( *options.memory ) : "none";
+    stream << "Picture         " << options.output << ", " << options.width << " x "
+           << options.height << ", " << options.layers.size() << " layers\n"
+           << "Tiles           " << report.tiles << " of " << options.tileSide << " x "
+           << options.tileSide << " pixels\n"
+           << "Evictions       " << report.evictions << '\n'
+           << "Reloads         " << report.reloads << ", " << report.prefetches
+           << " of them ahead of need\n"
+           << "Written         " << toMebibytes( report.bytesWritten ) << '\n'
+           << "Read            " << toMebibytes( report.bytesRead ) << '\n'
+           << "Working set     " << toMebibytes( report.workingSet ) << '\n'
+           << "Memory limit    " << limit << '\n'
+           << "Peak of tiles   " << toMebibytes( report.peakTiles ) << '\n'
+           << "Peak of process " << toMebibytes( report.peakProcess ) << '\n'
+           << "Time            " << format( "%.2f s", report.seconds ) << '\n';
+    if( options.mustVerify ) {
+        stream << "Verified        identical to the picture made in plain memory\n";
+    }
+}
+
+std::string quote( const std::string& text ) {
+    std::string quoted = "\"";
+    for( const char c : text ) {
+        if( c == '"' || c == '\\' ) {
+            quoted += '\\';
+            quoted += c;
+        } else if( static_cast<unsigned char>( c ) < 0x20 ) {
+            char code[8];
+            std::snprintf( code, sizeof code, "\\u%04x", static_cast<unsigned>( c ) );
+            quoted += code;
+        } else {
+            quoted += c;
+        }
+    }
+    return quoted + '"';
+}
+
+void writeJson( std::ostream& stream, const Report& report ) {
+    const Options& options = report.options;
+    stream << "{\n"
+           << "  \"output\": " << quote( options.output ) << ",\n"
+           << "  \"width\": " << options.width << ",\n"
+           << "  \"height\": " << options.height << ",\n"
+           << "  \"layers\": " << options.layers.size() << ",\n"
+           << "  \"tileSide\": " << options.tileSide << ",\n"
+           << "  \"threads\": " << options.threads << ",\n"
+           << "  \"strategy\": \"" << toText( options.strategy ) << "\",\n"
+           << "  \"policy\": \"" << toText( options.policy ) << "\",\n"
+           << "  \"manager\": \"" << toText( options.manager ) << "\",\n"
+           << "  \"tiles\": " << report.tiles << ",\n"
+           << "  \"evictions\": " << report.evictions << ",\n"
+           << "  \"reloads\": " << report.reloads << ",\n"
+           << "  \"prefetches\": " << report.prefetches << ",\n"
+           << "  \"bytesWritten\": " << report.bytesWritten << ",\n"
+           << "  \"bytesRead\": " << report.bytesRead << ",\n"
+           << "  \"workingSetBytes\": " << report.workingSet << ",\n"
+           << "  \"limitBytes\": "
+           << ( options.memory ? std::to_string( *options.memory ) : "null" ) << ",\n"
+           << "  \"peakTileBytes\": " << report.peakTiles << ",\n"
+           << "  \"peakProcessBytes\": " << report.peakProcess << ",\n"
+           << "  \"seconds\": " << format( "%.3f", report.seconds ) << ",\n"
+           << "  \"verified\": " << ( options.mustVerify ? "true" : "null" ) << "\n"
+           << "}\n";
+}
+
+} // namespace
+
+void writeReport( std::ostream& stream, const Report& report ) {
+    if( report.options.report == ReportForm::JSON ) {
+        writeJson( stream, report );
+    } else {
+        writeText( stream, report );
+    }
+}
+
+std::uint64_t getPeakProcessMemory() {
+    // The high-water mark of this program alone; the kernel's resource usage also counts what the
+    // process was before it became this program.
+    std::ifstream status( "/proc/self/status" );
+    for( std::string line; std::getline( status, line ); ) {
+        if( line.starts_with( "VmHWM:" ) ) {
+            return std::stoull( line.substr( 6 ) ) * 1024;
+        }
+    }
+    return 0;
+}
+
+} // namespace Qv::Comp

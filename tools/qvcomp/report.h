@@ -1,0 +1,30 @@
+#pragma once
+
+#include <tools/qvcomp/options.h>
+
+#include <ostream>
+
+namespace Qv::Comp {
+
+/// What a run did. Sizes are in bytes.
+struct Report {
+    Options options;
+    std::uint64_t workingSet = 0;
+    std::uint64_t peakTiles = 0;
+    std::uint64_t peakProcess = 0;
+    std::uint64_t tiles = 0;
+    std::uint64_t evictions = 0;
+    std::uint64_t reloads = 0;
+    std::uint64_t prefetches = 0;
+    std::uint64_t bytesWritten = 0;
+    std::uint64_t bytesRead = 0;
+    double seconds = 0.0;
+};
+
+/// Lines for a person, or one JSON object.
+void writeReport( std::ostream& stream, const Report& report );
+
+/// The most memory that this process has had so far, in bytes.
+std::uint64_t getPeakProcessMemory();
+
+} // namespace Qv::Comp

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Qv::Comp {
+
+/// One file without a name, cut into slots of equal size, that holds the tiles which memory has no
+/// room for. It goes with the process however that ends.
+///
+/// Threads: all operations from any thread; each slot has one user at a time.
+/// Errors:  Failure that names the folder and what the system said.
+class ScratchFile {
+public:
+    ScratchFile( const std::string& folder, std::size_t slotBytes );
+    ScratchFile( const ScratchFile& ) = delete;
+    ScratchFile& operator=( const ScratchFile& ) = delete;
+    ~ScratchFile();
+
+    /// A slot with undefined content.
+    std::size_t takeSlot();
+    void giveSlotBack( std::size_t slot ) noexcept;
+
+    /// All of a slot at a time.
+    void write( std::size_t slot, const void* bytes );
+    void read( std::size_t slot, void* bytes );
+
+private:
+    std::uint64_t getOffset( std::size_t slot ) const noexcept {
+        return std::uint64_t{ slot } * _slotBytes;
+    }
+
+    std::string _folder;
+    std::size_t _slotBytes;
+    int _descriptor;
+    std::mutex _lock;
+    /// Slots of the file that nobody has; room for all slots, so that giving back can't fail.
+    std::vector<std::size_t> _freeSlots;
+    std::size_t _slots = 0;
+};
+
+} // namespace Qv::Comp

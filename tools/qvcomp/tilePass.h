@@ -1,0 +1,44 @@
+#pragma once
+
+#include <tools/qvcomp/progress.h>
+#include <tools/qvcomp/tileStore.h>
+
+#include <functional>
+
+namespace Qv::Comp {
+
+/// One step of the work: something done for each tile of a plane, tile by tile independent.
+struct TilePass {
+    std::string name;
+    /// The tiles in the order in which they are begun.
+    std::vector<TilePos> order;
+    /// The tiles that the work for one tile will read, in that order.
+    std::function<std::vector<TileRef>( TilePos )> getInputs;
+    std::function<void( TilePos )> work;
+};
+
+/// Runs passes on several threads, the calling one among them.
+///
+/// Prefetching: before a thread works on a tile, while it has access to none, it asks for the
+///              inputs of the tile that comes up after those now in work.
+/// Errors:      the first error of any thread; the others stop at their next tile. All threads are
+///              gone when `run` returns or raises.
+class PassRunner {
+public:
+    PassRunner( int threads, std::size_t prefetchDepth, Progress& progress );
+
+    void run( const TilePass& pass );
+    Progress& getProgress() noexcept { return _progress; }
+
+private:
+    int _threads;
+    std::size_t _prefetchDepth;
+    Progress& _progress;
+};
+
+/// All tiles of `plane`, row by row.
+std::vector<TilePos> orderByRows( const TilePlane& plane );
+/// All tiles of `plane`, column by column.
+std::vector<TilePos> orderByColumns( const TilePlane& plane );
+
+} // namespace Qv::Comp

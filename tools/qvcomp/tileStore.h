@@ -1,0 +1,137 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Qv::Comp {
+
+/// Floats a pixel: red, green, blue, alpha, the colours multiplied by alpha.
+inline constexpr int CHANNELS = 4;
+
+/// Pixels from `x0`, `y0` up to, not including, `x1`, `y1`.
+struct PixelArea {
+    int x0;
+    int y0;
+    int x1;
+    int y1;
+
+    int getWidth() const noexcept { return x1 - x0; }
+    int getHeight() const noexcept { return y1 - y0; }
+};
+
+/// Column and row of a tile in its plane.
+struct TilePos {
+    int column;
+    int row;
+};
+
+/// Access to the pixels of one tile, which stays in memory as long as a copy of this lives.
+template <class Float>
+class TileAccess {
+public:
+    TileAccess( const PixelArea& area, int tileSide, std::shared_ptr<Float> pixels )
+        : _area( area )
+        , _tileSide( tileSide )
+        , _pixels( std::move( pixels ) ) {}
+
+    /// The pixels of the plane that the tile holds.
+    const PixelArea& getArea() const noexcept { return _area; }
+
+    /// The pixel at plane position `x`, `y`, inside of the area; the rest of its row follows it.
+    Float* at( int x, int y ) const noexcept {
+        const auto row = static_cast<std::size_t>( y - _area.y0 );
+        const auto column = static_cast<std::size_t>( x - _area.x0 );
+        return _pixels.get() + ( row * static_cast<std::size_t>( _tileSide ) + column ) * CHANNELS;
+    }
+
+private:
+    PixelArea _area;
+    int _tileSide;
+    std::shared_ptr<Float> _pixels;
+};
+
+using TileReader = TileAccess<const float>;
+using TileWriter = TileAccess<float>;
+
+/// An image cut into square tiles, which may be out of memory while nobody has access to them.
+///
+/// Threads: all operations from any thread. Who writes a tile is alone with it: passes are made so.
+/// Memory:  `read`, `write` and `prefetch` may block until another thread gives a tile up. A thread
+///          has access to at most one tile when it calls `read` or `write`, and to none when it
+///          calls `prefetch`, `finish` or `discard`.
+/// Errors:  what the storage behind the plane raises.
+class TilePlane {
+public:
+    TilePlane( int width, int height, int tileSide );
+    TilePlane( const TilePlane& ) = delete;
+    TilePlane& operator=( const TilePlane& ) = delete;
+    virtual ~TilePlane() = default;
+
+    int getWidth() const noexcept { return _width; }
+    int getHeight() const noexcept { return _height; }
+    int getTileSide() const noexcept { return _tileSide; }
+    int getColumns() const noexcept { return _columns; }
+    int getRows() const noexcept { return _rows; }
+    std::size_t getTileCount() const noexcept;
+    /// The tile that holds pixel `x`, `y`.
+    TilePos getPos( int x, int y ) const noexcept { return { x / _tileSide, y / _tileSide }; }
+    PixelArea getArea( TilePos pos ) const noexcept;
+
+    TileReader read( TilePos pos ) {
+        return { getArea( pos ), _tileSide, performRead( toIndex( pos ) ) };
+    }
+    /// A tile that was never written has undefined content.
+    TileWriter write( TilePos pos ) {
+        return { getArea( pos ), _tileSide, performWrite( toIndex( pos ) ) };
+    }
+    /// Starts to bring a tile in that will be read soon.
+    void prefetch( TilePos pos ) { performPrefetch( toIndex( pos ) ); }
+    /// The tile is complete: its content may be put away.
+    void finish( TilePos pos ) { performFinish( toIndex( pos ) ); }
+    /// The tile's content isn't needed any more.
+    void discard( TilePos pos ) { performDiscard( toIndex( pos ) ); }
+
+private:
+    virtual std::shared_ptr<const float> performRead( std::size_t index ) = 0;
+    virtual std::shared_ptr<float> performWrite( std::size_t index ) = 0;
+    virtual void performPrefetch( std::size_t index ) = 0;
+    virtual void performFinish( std::size_t index ) = 0;
+    virtual void performDiscard( std::size_t index ) = 0;
+
+    std::size_t toIndex( TilePos pos ) const noexcept;
+
+    int _width;
+    int _height;
+    int _tileSide;
+    int _columns;
+    int _rows;
+};
+
+/// A tile of some plane.
+struct TileRef {
+    TilePlane* plane;
+    TilePos pos;
+};
+
+/// Makes planes; they must be gone before it.
+class TileStore {
+public:
+    TileStore() = default;
+    TileStore( const TileStore& ) = delete;
+    TileStore& operator=( const TileStore& ) = delete;
+    virtual ~TileStore() = default;
+
+    /// All tiles have the side that the store was made with. `name` is for messages.
+    virtual std::unique_ptr<TilePlane> createPlane( const std::string& name, int width,
+                                                    int height ) = 0;
+    /// How many tiles each computing thread may ask for ahead of need.
+    virtual std::size_t getPrefetchDepth() const = 0;
+};
+
+/// Tiles that a plane of this size has.
+std::size_t countTiles( int width, int height, int tileSide ) noexcept;
+
+} // namespace Qv::Comp
