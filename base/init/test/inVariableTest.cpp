@@ -1,9 +1,12 @@
+#include <base/failure/assertions.h>
 #include <base/init/inContextAlias.h>
 #include <base/init/inContextAliasBuilder.h>
 #include <base/init/inContextAliasMgrBase.h>
 #include <base/init/inEx.h>
-#include <base/init/inPackageInit.h>
+#include <base/init/inInit.h>
+#include <base/init/inInitGuard.h>
 #include <base/init/inVariable.h>
+#include <base/init/src/inPackageFrame.h>
 #include <tests/support/scopedEnvironment.h>
 
 #include <gmock/gmock.h>
@@ -15,7 +18,38 @@
 
 namespace Qv {
 
+namespace QvInit {
+
+struct variableTest {};
+
+} // namespace QvInit
+
+template <>
+InInit<QvInit::variableTest>::InInit()
+    : InPackageInit( "variableTest" ) {
+    registerPackage();
+    addDependency( InInit<QvInit::base>::getType() );
+}
+
 namespace {
+
+std::string valueAtStart;
+
+extern InVariable<const char*> startVariable;
+
+} // namespace
+
+template <>
+void InInit<QvInit::variableTest>::initializePackage() {
+    valueAtStart = startVariable.getValue();
+}
+
+namespace {
+
+InInit<QvInit::variableTest> startPackage;
+const InContextAlias<InInitArg, 1> startArg( "startArg:", "" );
+InVariable<const char*> startVariable( "ombra::test::start", startPackage, startArg,
+                                       InContextAlias<InInitDef, 0>( "built in", "" ) );
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -248,6 +282,26 @@ TEST_F( InVariableTest, temporaryAliasesMayDieBeforeTheVariable ) {
     const ScopedEnvironment environment( "QV_TEST_TEXT", "value" );
     variable->resolve();
     EXPECT_STREQ( variable->getValue(), "value" );
+}
+
+TEST_F( InVariableTest, theGuardBindsTheCommandLineAndResolvesBeforeAPackageStarts ) {
+    EXPECT_EQ( valueAtStart, "built in" );
+    InPackageFrame::getInstance().stop();
+    {
+        const char* args[] = { "program", "a", "startArg:given", "b", nullptr };
+        int argc = 4;
+        const char* const* argv = args;
+        const InInitGuard packages( argc, argv );
+        EXPECT_EQ( valueAtStart, "given" );
+        EXPECT_THAT( std::vector<std::string>( argv, argv + argc ),
+                     ElementsAre( "program", "a", "b" ) );
+        const char* const* secondArgv = args;
+        int secondArgc = 4;
+        EXPECT_THROW( InInitGuard( secondArgc, secondArgv ), ExAssertionFailed );
+        EXPECT_EQ( secondArgc, 4 );
+        EXPECT_STREQ( InContextAliasMgrBase::getUnboundArgs().back(), "b" );
+    }
+    InPackageFrame::getInstance().start();
 }
 
 TEST_F( InVariableTest, aVariableLeavesItsPackageWhenItDies ) {
