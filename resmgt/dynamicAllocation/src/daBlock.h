@@ -20,11 +20,14 @@ struct alignas( 64 ) DaBlock {
     DaBlockIndex _previous;
     DaBlockIndex _next;
 
-    // Free blocks: the tree of DaBlocksBySize.
+    // Free blocks: DaBlocksBySize's ring of equal sizes, and of its head the place in the tree.
+    DaBlockIndex _previousOfSize;
+    DaBlockIndex _nextOfSize;
     DaBlockIndex _parent;
     DaBlockIndex _smaller;
     DaBlockIndex _larger;
     std::uint32_t _priority;
+    bool _isHead;
 
     // Live blocks: the bucket's next in DaBlocksByAddress.
     DaBlockIndex _nextInBucket;

@@ -1,6 +1,7 @@
 #include <resmgt/dynamicAllocation/src/daBlocksBySize.h>
 
 #include <bit>
+#include <utility>
 
 namespace Qv {
 
@@ -18,22 +19,46 @@ unsigned DaBlocksBySize::classOf( std::uint64_t size ) {
 }
 
 void DaBlocksBySize::insert( DaBlockIndex block ) {
+    DaBlock& inserted = _pool[block];
+    const unsigned sizeClass = classOf( inserted._size );
+    const DaBlockIndex head = find( sizeClass, inserted._size );
+    inserted._isHead = head == noBlock;
+    if( inserted._isHead ) {
+        inserted._previousOfSize = block;
+        inserted._nextOfSize = block;
+        insertHead( block, sizeClass );
+    } else {
+        const DaBlockIndex tail = _pool[head]._previousOfSize;
+        inserted._previousOfSize = tail;
+        inserted._nextOfSize = head;
+        _pool[tail]._nextOfSize = block;
+        _pool[head]._previousOfSize = block;
+    }
+    ++_size;
+}
+
+DaBlockIndex DaBlocksBySize::find( unsigned sizeClass, std::uint64_t size ) const {
+    DaBlockIndex node = _roots[sizeClass];
+    while( node != noBlock && _pool[node]._size != size ) {
+        node = size < _pool[node]._size ? _pool[node]._smaller : _pool[node]._larger;
+    }
+    return node;
+}
+
+void DaBlocksBySize::insertHead( DaBlockIndex block, unsigned sizeClass ) {
     const std::uint64_t size = _pool[block]._size;
     const std::uint32_t priority = _pool[block]._priority;
-    const unsigned sizeClass = classOf( size );
     DaBlockIndex* link = &_roots[sizeClass];
     DaBlockIndex parent = noBlock;
     while( *link != noBlock && _pool[*link]._priority >= priority ) {
         parent = *link;
         link = size < _pool[parent]._size ? &_pool[parent]._smaller : &_pool[parent]._larger;
     }
-    const DaBlockIndex below = *link;
-    *link = block;
+    const DaBlockIndex below = std::exchange( *link, block );
     _pool[block]._parent = parent;
     split( below, block );
     _usedClasses[sizeClass / 64] |= std::uint64_t( 1 ) << sizeClass % 64;
     _usedWords |= 1u << sizeClass / 64;
-    ++_size;
 }
 
 // Makes the blocks of `tree` the two subtrees of `block`.
@@ -74,6 +99,37 @@ DaBlockIndex& DaBlocksBySize::linkTo( DaBlockIndex block ) {
 }
 
 void DaBlocksBySize::erase( DaBlockIndex block ) {
+    const DaBlockIndex previous = _pool[block]._previousOfSize;
+    const DaBlockIndex next = _pool[block]._nextOfSize;
+    _pool[previous]._nextOfSize = next;
+    _pool[next]._previousOfSize = previous;
+    if( _pool[block]._isHead ) {
+        if( next != block ) {
+            replaceHead( block, next );
+        } else {
+            eraseHead( block );
+        }
+    }
+    --_size;
+}
+
+void DaBlocksBySize::replaceHead( DaBlockIndex former, DaBlockIndex block ) {
+    linkTo( former ) = block;
+    DaBlock& head = _pool[block];
+    head._isHead = true;
+    head._parent = _pool[former]._parent;
+    head._smaller = _pool[former]._smaller;
+    head._larger = _pool[former]._larger;
+    // The place in the heap goes with the place in the tree.
+    std::swap( head._priority, _pool[former]._priority );
+    for( const DaBlockIndex child : { head._smaller, head._larger } ) {
+        if( child != noBlock ) {
+            _pool[child]._parent = block;
+        }
+    }
+}
+
+void DaBlocksBySize::eraseHead( DaBlockIndex block ) {
     DaBlockIndex* link = &linkTo( block );
     DaBlockIndex parent = _pool[block]._parent;
     DaBlockIndex smaller = _pool[block]._smaller;
@@ -101,7 +157,6 @@ void DaBlocksBySize::erase( DaBlockIndex block ) {
             _usedWords &= ~( 1u << sizeClass / 64 );
         }
     }
-    --_size;
 }
 
 DaBlockIndex DaBlocksBySize::lowerBound( std::uint64_t size ) const {
@@ -131,22 +186,24 @@ DaBlockIndex DaBlocksBySize::firstOfNextClass( unsigned sizeClass ) const {
         word = static_cast<unsigned>( std::countr_zero( words ) );
         classes = _usedClasses[word];
     }
-    DaBlockIndex node = _roots[word * 64 + static_cast<unsigned>( std::countr_zero( classes ) )];
-    while( _pool[node]._smaller != noBlock ) {
-        node = _pool[node]._smaller;
+    return firstIn( _roots[word * 64 + static_cast<unsigned>( std::countr_zero( classes ) )] );
+}
+
+DaBlockIndex DaBlocksBySize::firstIn( DaBlockIndex tree ) const {
+    while( _pool[tree]._smaller != noBlock ) {
+        tree = _pool[tree]._smaller;
     }
-    return node;
+    return tree;
 }
 
 DaBlockIndex DaBlocksBySize::next( DaBlockIndex block ) const {
-    DaBlockIndex node = _pool[block]._larger;
-    if( node != noBlock ) {
-        while( _pool[node]._smaller != noBlock ) {
-            node = _pool[node]._smaller;
-        }
+    DaBlockIndex node = _pool[block]._nextOfSize;
+    if( !_pool[node]._isHead ) {
         return node;
     }
-    node = block;
+    if( _pool[node]._larger != noBlock ) {
+        return firstIn( _pool[node]._larger );
+    }
     DaBlockIndex parent = _pool[node]._parent;
     while( parent != noBlock && _pool[parent]._larger == node ) {
         node = parent;
@@ -155,9 +212,9 @@ DaBlockIndex DaBlocksBySize::next( DaBlockIndex block ) const {
     return parent != noBlock ? parent : firstOfNextClass( classOf( _pool[block]._size ) );
 }
 
-DaBlockIndex DaBlocksBySize::last() const {
+std::uint64_t DaBlocksBySize::largestSize() const {
     if( _usedWords == 0 ) {
-        return noBlock;
+        return 0;
     }
     const auto word = static_cast<unsigned>( std::bit_width( _usedWords ) ) - 1;
     const auto bit = static_cast<unsigned>( std::bit_width( _usedClasses[word] ) ) - 1;
@@ -165,7 +222,7 @@ DaBlockIndex DaBlocksBySize::last() const {
     while( _pool[node]._larger != noBlock ) {
         node = _pool[node]._larger;
     }
-    return node;
+    return _pool[node]._size;
 }
 
 } // namespace Qv

@@ -9,12 +9,12 @@ namespace Qv {
 
 /// The free blocks in order of size, equal sizes in order of insertion.
 ///
-/// A size falls into a class: sizes below 64 are a class each, larger ones have 32 classes for each
-/// power of two. A bit map finds the next class in use. The blocks of a class are a treap: a binary
-/// search tree by size, equal ones to the right, that is also a heap by the blocks' fixed
-/// pseudo-random priorities, and so has a depth logarithmic in its number of blocks. (Aragon and
-/// Seidel, Randomized Search Trees, 1989.) Classes hold few blocks, unless many have nearly one
-/// size. No operation needs memory.
+/// Blocks of one size are a ring, in order of insertion; its head stands for the size. A size falls
+/// into a class: sizes below 64 are a class each, larger ones have 32 classes for each power of
+/// two. A bit map finds the next class in use. The sizes of a class are a treap: a binary search
+/// tree that is also a heap by pseudo-random priorities, and so has a depth logarithmic in the
+/// number of its sizes. (Aragon and Seidel, Randomized Search Trees, 1989.) Most trees hold a few
+/// sizes only. No operation needs memory.
 class DaBlocksBySize {
 public:
     explicit DaBlocksBySize( DaBlockPool& pool );
@@ -28,8 +28,8 @@ public:
     DaBlockIndex lowerBound( std::uint64_t size ) const;
     /// The block behind `block` in the order, or noBlock.
     DaBlockIndex next( DaBlockIndex block ) const;
-    /// The last block, or noBlock.
-    DaBlockIndex last() const;
+    /// 0 without a block.
+    std::uint64_t largestSize() const;
     std::size_t size() const { return _size; }
 
 private:
@@ -38,7 +38,12 @@ private:
 
     static unsigned classOf( std::uint64_t size );
     DaBlockIndex firstOfNextClass( unsigned sizeClass ) const;
+    DaBlockIndex firstIn( DaBlockIndex tree ) const;
+    DaBlockIndex find( unsigned sizeClass, std::uint64_t size ) const;
+    void insertHead( DaBlockIndex block, unsigned sizeClass );
     void split( DaBlockIndex tree, DaBlockIndex block );
+    void replaceHead( DaBlockIndex former, DaBlockIndex block );
+    void eraseHead( DaBlockIndex block );
     DaBlockIndex& linkTo( DaBlockIndex block );
 
     DaBlockPool& _pool;

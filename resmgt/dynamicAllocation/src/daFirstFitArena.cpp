@@ -138,8 +138,7 @@ DaFirstFitArena::Statistics DaFirstFitArena::getStatistics() const {
     }
     QV_ASSERT_TEXT( result._nbFreeBlocks == freeBlocksBySize.size(),
                     "_freeBlockMap.size() == _freeBlocksBySize.size()" );
-    QV_ASSERT_TEXT( freeBlocksBySize.size() == 0 ||
-                        maxFreeBlk == _blocks->_pool[freeBlocksBySize.last()]._size,
+    QV_ASSERT_TEXT( maxFreeBlk == freeBlocksBySize.largestSize(),
                     "maxFreeBlk == _freeBlocksBySize.rbegin()->first" );
     QV_ASSERT( _poolFreeSpace == freeBytes );
     QV_ASSERT( allocBytes + freeBytes == _poolSize );
