@@ -36,6 +36,13 @@ public:
                                               std::memory_order_relaxed ) ||
                lockContended( expected );
     }
+    /// Takes the lock if it is free, and never waits. False if anybody holds it, the caller
+    /// included.
+    bool tryLock() const {
+        std::uint32_t expected = FREE;
+        return _word.compare_exchange_strong(
+            expected, ThreadNumber::get(), std::memory_order_acquire, std::memory_order_relaxed );
+    }
     /// REQUIRES: the caller holds the lock.
     void unlock() const {
         if( ( _word.exchange( FREE, std::memory_order_release ) & CONTENDED ) != 0 ) {

@@ -1,5 +1,6 @@
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
+#include <resmgt/locks/lkSingletonRegistry.h>
 #include <resmgt/locks/locksPackage.h>
 #include <resmgt/logger/loggerPackage.h>
 #include <resmgt/osal/osalPackage.h>
@@ -14,6 +15,16 @@ InInit<QvInit::locks>::InInit()
     addDependency( InInit<QvInit::logger>::getType() );
     addDependency( InInit<QvInit::pluginAPI>::getType() );
     addDependency( InInit<QvInit::base>::getType() );
+}
+
+template <>
+void InInit<QvInit::locks>::initializePackage() {
+    LkSingletonRegistry::init();
+}
+
+template <>
+void InInit<QvInit::locks>::finalizePackage() {
+    LkSingletonRegistry::fini();
 }
 
 namespace {

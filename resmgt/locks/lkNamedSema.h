@@ -1,0 +1,55 @@
+#pragma once
+
+#include <resmgt/locks/lkSemaTypes.h>
+#include <resmgt/resmgtApi.h>
+#if defined( _WIN32 )
+#include <resmgt/locks/lkNamedSemaWindows.h>
+#else
+#include <resmgt/locks/lkNamedSemaPosix.h>
+#endif
+
+namespace Qv {
+
+#if defined( _WIN32 )
+using LkNamedSemaPlatform = LkNamedSemaWindows;
+#else
+using LkNamedSemaPlatform = LkNamedSemaPosix;
+#endif
+
+/// Counting semaphore that processes share by a name.
+///
+/// Name:     any text; back-slashes count as forward slashes. See LkSemaHandlePosix for what the
+///           system sees. Without a name (null) it is this object's alone.
+/// Existing: the semaphore exists as long as some process has it open; a process that is killed
+///           closes what it had. The last one to close takes the name and the count away.
+/// Errors:   a constructor that fails doesn't throw: `isValid` turns false and `getErrno` tells
+///           why. An invalid one ignores `post` and `wait`; `tryWait` on it is an assertion.
+/// Threads:  any; assignment needs outer order.
+/// Lifetime: the name given for display is kept, not copied; the other is copied.
+class QV_RESMGT_API LkNamedSema {
+public:
+    /// `initialCount` is for the one who makes it, at most 0x7FFFFFFF. `displayName` may be null:
+    /// then `systemName` is shown, and kept.
+    LkNamedSema( const char* systemName, unsigned int initialCount, LkSemaTypes::CreateFlag flag,
+                 const char* displayName );
+    LkNamedSema( const LkNamedSema& ) = delete;
+    /// Closes what it had, and shares the other's.
+    LkNamedSema& operator=( const LkNamedSema& other ) = default;
+
+    void post() { _imp.post(); }
+    void wait() { _imp.wait(); }
+    /// Takes one if it is there; answers whether it did.
+    bool tryWait() { return _imp.tryWait(); }
+    bool isValid() const noexcept { return _imp.isValid(); }
+    /// The system's error number, 0 when all is well.
+    int getErrno() const noexcept { return _imp.getErrno(); }
+    /// How many times the semaphore is open now, over all processes; objects that share by
+    /// assignment count once. 0 when invalid, 1 without a name.
+    unsigned long getRefCount() const { return _imp.getRefCount(); }
+    const char* getName() const noexcept { return _imp.getName(); }
+
+private:
+    LkNamedSemaPlatform _imp;
+};
+
+} // namespace Qv

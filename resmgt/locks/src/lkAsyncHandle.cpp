@@ -1,0 +1,7 @@
+#include <resmgt/locks/lkAsyncHandle.h>
+
+namespace Qv {
+
+LkAsyncHandle::~LkAsyncHandle() = default;
+
+} // namespace Qv

@@ -1,0 +1,202 @@
+#include <base/failure/assertions.h>
+#include <resmgt/locks/lkUnnamedSema.h>
+#include <resmgt/locks/src/posix/lkSemaHandlePosix.h>
+#include <tests/support/processCounts.h>
+#include <tests/support/testSettings.h>
+#include <tests/support/testThread.h>
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Qv {
+namespace {
+
+using enum LkSemaTypes::CreateFlag;
+
+class LkNamedSemaTest : public ::testing::Test {
+protected:
+    std::unique_ptr<LkNamedSema> open( LkSemaTypes::CreateFlag flag, unsigned int count = 0 ) {
+        return std::make_unique<LkNamedSema>( _name.c_str(), count, flag, "display" );
+    }
+    /// Another process that does `body` and then waits to be killed.
+    class Process {
+    public:
+        explicit Process( const std::function<void()>& body ) {
+            int ends[2] = {};
+            EXPECT_EQ( ::pipe( ends ), 0 );
+            _id = ::fork();
+            if( _id == 0 ) {
+                body();
+                static_cast<void>( !::write( ends[1], "x", 1 ) );
+                ::pause();
+                ::_exit( 1 );
+            }
+            ::close( ends[1] );
+            char ready = 0;
+            EXPECT_EQ( ::read( ends[0], &ready, 1 ), 1 ) << "the process died early";
+            ::close( ends[0] );
+        }
+        ~Process() { kill(); }
+        void kill() {
+            if( _id > 0 ) {
+                ::kill( _id, SIGKILL );
+                ::waitpid( _id, nullptr, 0 );
+                _id = 0;
+            }
+        }
+
+    private:
+        pid_t _id = 0;
+    };
+
+    const std::string _name = "qv\\test/" + std::to_string( ::getpid() );
+};
+
+TEST_F( LkNamedSemaTest, FlagsDecideWhatAnExistingOrMissingOneMeans ) {
+    EXPECT_EQ( open( OPEN_ONLY )->getErrno(), ENOENT );
+    const auto made = open( CREATE_ONLY, 2 );
+    ASSERT_TRUE( made->isValid() ) << std::strerror( made->getErrno() );
+    const int nbDescriptors = countDescriptors();
+    {
+        const auto second = open( CREATE_ONLY );
+        EXPECT_FALSE( second->isValid() );
+        EXPECT_EQ( second->getErrno(), EEXIST );
+        EXPECT_EQ( second->getRefCount(), 0u );
+        EXPECT_THROW( second->tryWait(), ExAssertionFailed );
+        second->post();
+        second->wait();
+    }
+    EXPECT_EQ( countDescriptors(), nbDescriptors );
+    const auto opened = open( OPEN_ONLY );
+    EXPECT_TRUE( opened->tryWait() );
+    EXPECT_TRUE( open( OPEN_OR_CREATE, 7 )->tryWait() );
+    EXPECT_FALSE( made->tryWait() );
+    EXPECT_STREQ( made->getName(), "display" );
+    EXPECT_STREQ( LkNamedSema( "x", 0, OPEN_ONLY, nullptr ).getName(), "x" );
+}
+
+TEST_F( LkNamedSemaTest, BackslashesAndSlashesNameTheSame ) {
+    const auto made = open( CREATE_ONLY, 1 );
+    std::string other = _name;
+    other[2] = '/';
+    LkNamedSema same( other.c_str(), 0, OPEN_ONLY, nullptr );
+    EXPECT_TRUE( same.tryWait() );
+    EXPECT_FALSE( made->tryWait() );
+}
+
+TEST_F( LkNamedSemaTest, AnyNameIsLegalAndDifferentNamesStayDifferent ) {
+    const std::vector<std::string> names{ "",
+                                          "/",
+                                          "a",
+                                          "/a",
+                                          "a%2F",
+                                          "Global/\xC3\xA9\n\t *?",
+                                          std::string( 5000, 'x' ),
+                                          std::string( 5000, 'x' ) + "y",
+                                          std::string( 300, '/' ) };
+    std::vector<std::string> seen;
+    for( const std::string& name : names ) {
+        const std::string unique = name + "-" + std::to_string( ::getpid() );
+        LkNamedSema sema( unique.c_str(), 0, CREATE_ONLY, nullptr );
+        EXPECT_TRUE( sema.isValid() ) << name << std::strerror( sema.getErrno() );
+        seen.push_back( LkSemaHandlePosix::toSystemName( name.c_str() ) );
+    }
+    std::sort( seen.begin(), seen.end() );
+    EXPECT_EQ( std::adjacent_find( seen.begin(), seen.end() ), seen.end() );
+}
+
+TEST_F( LkNamedSemaTest, ProcessesShareTheCountAndTheOpeningsAreCounted ) {
+    const auto here = open( CREATE_ONLY );
+    EXPECT_EQ( here->getRefCount(), 1u );
+    Process other( [this] {
+        const auto there = open( OPEN_ONLY ).release();
+        there->post();
+    } );
+    here->wait();
+    EXPECT_EQ( here->getRefCount(), 2u );
+    const auto again = open( OPEN_ONLY );
+    EXPECT_EQ( here->getRefCount(), 3u );
+    other.kill();
+    EXPECT_EQ( here->getRefCount(), 2u );
+    EXPECT_EQ( again->getRefCount(), 2u );
+}
+
+TEST_F( LkNamedSemaTest, KilledProcessLeavesNoSemaphoreBehind ) {
+    {
+        const Process other( [this] { open( CREATE_ONLY, 5 ).release(); } );
+        EXPECT_EQ( open( CREATE_ONLY )->getErrno(), EEXIST );
+    }
+    EXPECT_EQ( open( OPEN_ONLY )->getErrno(), ENOENT );
+    {
+        const Process other( [this] { open( CREATE_ONLY, 5 ).release(); } );
+    }
+    const auto fresh = open( CREATE_ONLY, 1 );
+    ASSERT_TRUE( fresh->isValid() );
+    EXPECT_TRUE( fresh->tryWait() );
+    EXPECT_FALSE( fresh->tryWait() ) << "the dead process's count";
+}
+
+TEST_F( LkNamedSemaTest, ForkedChildsCopyDoesntTakeTheNameAway ) {
+    const auto made = open( CREATE_ONLY, 1 );
+    const pid_t child = ::fork();
+    if( child == 0 ) {
+        const_cast<std::unique_ptr<LkNamedSema>&>( made ).reset();
+        ::_exit( 0 );
+    }
+    ::waitpid( child, nullptr, 0 );
+    EXPECT_TRUE( open( OPEN_ONLY )->isValid() );
+}
+
+TEST_F( LkNamedSemaTest, AssignedOnesShareUntilTheLastIsGone ) {
+    auto made = open( CREATE_ONLY, 1 );
+    {
+        LkNamedSema other( nullptr, 0, OPEN_OR_CREATE, "other" );
+        other = *made;
+        made.reset();
+        EXPECT_TRUE( other.tryWait() );
+        EXPECT_EQ( other.getRefCount(), 1u );
+    }
+    EXPECT_EQ( open( OPEN_ONLY )->getErrno(), ENOENT );
+}
+
+TEST_F( LkNamedSemaTest, ThreadsThatOpenAndCloseTogetherNeverMeetAHalfMadeOne ) {
+    std::vector<std::unique_ptr<TestThread>> threads;
+    for( int i = 0; i < 4; ++i ) {
+        threads.push_back( std::make_unique<TestThread>( [this] {
+            for( long round = scaledCount( 2000 ); round > 0; --round ) {
+                const auto sema = open( OPEN_OR_CREATE, 1 );
+                ASSERT_TRUE( sema->isValid() ) << std::strerror( sema->getErrno() );
+                if( sema->tryWait() ) {
+                    sema->post();
+                }
+            }
+        } ) );
+    }
+    threads.clear();
+    EXPECT_EQ( open( OPEN_ONLY )->getErrno(), ENOENT );
+}
+
+TEST( LkUnnamedSema, CountsAndRefusesAnImpossibleCount ) {
+    LkUnnamedSema sema( "sema", 1, LkSemaTypes::SHARED );
+    EXPECT_TRUE( sema.tryWait() );
+    EXPECT_FALSE( sema.tryWait() );
+    TestThread waiter( [&] { sema.wait(); } );
+    waiter.waitUntilBlocked();
+    sema.post();
+    waiter.join();
+    EXPECT_STREQ( sema.getName(), "sema" );
+    EXPECT_EQ( LkUnnamedSema( "sema", 0x80000000u, LkSemaTypes::NOT_SHARED ).getErrno(), EINVAL );
+    EXPECT_EQ( LkNamedSema( nullptr, 0, OPEN_ONLY, "sema" ).getErrno(), EINVAL );
+}
+
+} // namespace
+} // namespace Qv

@@ -1,0 +1,78 @@
+#include <resmgt/locks/lkRecLock.h>
+#include <tests/support/testSettings.h>
+#include <tests/support/testThread.h>
+
+#include <gmock/gmock.h>
+
+#include <list>
+#include <sstream>
+
+namespace Qv {
+
+class LkRecLockTest : public ::testing::Test {
+protected:
+    using Guard = LkGuard<LkRecLock>;
+
+    // The analysis can't follow a lock that is tried and given back in two places.
+    bool tryLock() QV_NO_THREAD_SAFETY_ANALYSIS { return _lock.tryLock(); }
+    void unlock() QV_NO_THREAD_SAFETY_ANALYSIS { _lock.unlock(); }
+    std::string dump() const {
+        std::ostringstream text;
+        _lock.dump( text );
+        return text.str();
+    }
+
+    LkRecLock _lock{ "name" };
+};
+
+TEST_F( LkRecLockTest, HolderNestsAndOthersSeeItLockedUntilTheLastUnlock ) {
+    const std::string self = std::to_string( ThreadNumber::get() );
+    const auto inOther = [this]( bool isLocked ) {
+        TestThread( [&] {
+            EXPECT_EQ( _lock.isLocked(), isLocked );
+            EXPECT_FALSE( _lock.isLockedByThread() );
+            EXPECT_EQ( tryLock(), !isLocked );
+            if( !isLocked ) {
+                unlock();
+            }
+        } ).join();
+    };
+    inOther( false );
+    {
+        const Guard outer( _lock );
+        EXPECT_EQ( dump(), "name name holder " + self + " count 1" );
+        EXPECT_TRUE( tryLock() );
+        EXPECT_EQ( dump(), "name name holder " + self + " count 2" );
+        inOther( true );
+        unlock();
+        EXPECT_EQ( dump(), "name name holder 0 count 1" );
+        EXPECT_TRUE( _lock.isLockedByThread() );
+        inOther( true );
+    }
+    EXPECT_FALSE( _lock.isLocked() );
+    EXPECT_FALSE( _lock.isLockedByThread() );
+    EXPECT_EQ( dump(), "name name holder 0 count 0" );
+    inOther( false );
+}
+
+TEST_F( LkRecLockTest, NestedSectionsOfManyThreadsExcludeEachOther ) {
+    constexpr int NB_THREADS = 4;
+    const long nbRounds = scaledCount( 50'000 );
+    long count = 0;
+    {
+        std::list<TestThread> threads;
+        for( int i = 0; i < NB_THREADS; ++i ) {
+            threads.emplace_back( [&] {
+                for( long round = 0; round < nbRounds; ++round ) {
+                    const Guard outer( _lock );
+                    ++count;
+                    const Guard inner( _lock );
+                    ++count;
+                }
+            } );
+        }
+    }
+    EXPECT_EQ( count, 2 * NB_THREADS * nbRounds );
+}
+
+} // namespace Qv

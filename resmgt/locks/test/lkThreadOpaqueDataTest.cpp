@@ -1,0 +1,257 @@
+#include <base/failure/assertions.h>
+#include <resmgt/locks/lkEx.h>
+#include <resmgt/locks/lkThreadOpaqueDataFactory.h>
+#include <resmgt/locks/mtThreadDataRegistry.h>
+#include <resmgt/locks/src/lkWaitEntry.h>
+#include <tests/support/holdPoint.h>
+#include <tests/support/testThread.h>
+
+#include <gmock/gmock.h>
+#include <pthread.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Qv {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using enum LkThreadDataTypes::DeleteAction;
+
+/// One of some slots whose values are names in a log; creators and deleters are plain functions,
+/// so what they do more is told here.
+struct Slot {
+    RCShdPtr<LkThreadOpaqueData> data;
+    std::function<void()> whileCreating;
+    std::function<void()> whileDeleting;
+    bool isCreatorEmpty = false;
+    int nbCreated = 0;
+};
+
+constexpr int NB_SLOTS = 8;
+
+class LkThreadOpaqueDataTest : public ::testing::Test {
+protected:
+    LkThreadOpaqueDataTest() { makeSlots( std::make_index_sequence<NB_SLOTS>() ); }
+    ~LkThreadOpaqueDataTest() override { slots.clear(); }
+
+    template <std::size_t... Index>
+    void makeSlots( std::index_sequence<Index...> ) {
+        slots = std::vector<Slot>( NB_SLOTS );
+        deleted.clear();
+        ( ( slots[Index].data =
+                LkThreadOpaqueDataFactory::create( "slot", &create<Index>, &destroy<Index> ) ),
+          ... );
+    }
+    template <std::size_t Index>
+    static void* create() {
+        Slot& slot = slots[Index];
+        ++slot.nbCreated;
+        if( slot.whileCreating ) {
+            slot.whileCreating();
+        }
+        return slot.isCreatorEmpty ? nullptr : new int( static_cast<int>( Index ) );
+    }
+    template <std::size_t Index>
+    static void destroy( void* value ) {
+        deleted.push_back( *static_cast<int*>( value ) );
+        delete static_cast<int*>( value );
+        if( slots[Index].whileDeleting ) {
+            slots[Index].whileDeleting();
+        }
+    }
+    static int* use( std::size_t index ) {
+        return static_cast<int*>( slots[index].data->getPointee() );
+    }
+    static MtThreadDataRegistry& registry() { return MtThreadDataRegistry::getInstance(); }
+    static void expectInternalError( const std::function<void()>& body, const char* text ) {
+        try {
+            body();
+            ADD_FAILURE() << "didn't raise: " << text;
+        } catch( const ExInternalError& ex ) {
+            EXPECT_THAT( ex.getReason(), HasSubstr( text ) );
+        }
+    }
+
+    static inline std::vector<Slot> slots;
+    static inline std::vector<int> deleted;
+};
+
+constexpr const char* RECURSION = "Recursion in the creation of thread-local data";
+
+TEST_F( LkThreadOpaqueDataTest, EachThreadBuildsItsOwnValueOnce ) {
+    int* inThread = nullptr;
+    int* const here = use( 0 );
+    TestThread( [&] {
+        EXPECT_FALSE( registry().hasThreadData() );
+        inThread = use( 0 );
+        EXPECT_EQ( use( 0 ), inThread );
+        EXPECT_NE( inThread, here );
+        EXPECT_TRUE( registry().hasThreadData() );
+    } ).join();
+    EXPECT_EQ( use( 0 ), here );
+    EXPECT_EQ( slots[0].nbCreated, 2 );
+    registry().removeThreadData( slots[0].data.get(), DELETE_AND_CLEAR );
+}
+
+TEST_F( LkThreadOpaqueDataTest, CreatorMayUseOtherSlotsButNotItsOwn ) {
+    TestThread( [] {
+        slots[0].whileCreating = [] { use( 1 ); };
+        use( 0 );
+        slots[2].whileCreating = [] { use( 2 ); };
+        expectInternalError( [] { use( 2 ); }, RECURSION );
+        slots[2].whileCreating = nullptr;
+        EXPECT_EQ( *use( 2 ), 2 ) << "a failed creation blocks the slot";
+    } ).join();
+    EXPECT_THAT( deleted, ElementsAre( 1, 0, 2 ) );
+}
+
+TEST_F( LkThreadOpaqueDataTest, CreatorWithoutResultIsRaisedAndTriedAgain ) {
+    slots[0].isCreatorEmpty = true;
+    TestThread( [] {
+        for( int nbCalls = 1; nbCalls <= 2; ++nbCalls ) {
+            try {
+                use( 0 );
+                FAIL() << "found a value";
+            } catch( const LkEx::ExNoContent& ex ) {
+                EXPECT_THAT( ex.getReason(), HasSubstr( "LkThreadOpaqueData" ) );
+                EXPECT_THAT( ex.getReason(), HasSubstr( "slot" ) );
+            }
+            EXPECT_EQ( slots[0].nbCreated, nbCalls );
+        }
+        EXPECT_FALSE( registry().hasThreadData() );
+    } ).join();
+}
+
+TEST_F( LkThreadOpaqueDataTest, RemovalClearsOrMarksAllSlotsInOrderOfFirstUse ) {
+    TestThread( [] {
+        use( 3 );
+        use( 1 );
+        use( 2 );
+        registry().removeThreadData( DELETE_AND_CLEAR );
+        EXPECT_THAT( deleted, ElementsAre( 3, 1, 2 ) );
+        EXPECT_FALSE( registry().hasThreadData() );
+        EXPECT_EQ( *use( 1 ), 1 );
+        registry().removeThreadData( DELETE_AND_MARK );
+        expectInternalError( [] { use( 1 ); }, RECURSION );
+        EXPECT_EQ( *use( 2 ), 2 ) << "was empty, and can't have been marked";
+    } ).join();
+    EXPECT_THAT( deleted, ElementsAre( 3, 1, 2, 1, 2 ) );
+}
+
+TEST_F( LkThreadOpaqueDataTest, RemovalOfOneSlotLeavesTheOthers ) {
+    TestThread( [] {
+        use( 0 );
+        use( 1 );
+        registry().removeThreadData( slots[0].data.get(), DELETE_AND_CLEAR );
+        registry().removeThreadData( slots[0].data.get(), DELETE_AND_CLEAR );
+        EXPECT_THAT( deleted, ElementsAre( 0 ) );
+        EXPECT_TRUE( registry().hasThreadData() );
+    } ).join();
+}
+
+TEST_F( LkThreadOpaqueDataTest, BusySlotIsntFreed ) {
+    TestThread( [] {
+        slots[0].whileCreating = [] {
+            registry().registerThreadData( slots[0].data.get() );
+            registry().removeThreadData( DELETE_AND_CLEAR );
+        };
+        expectInternalError( [] { use( 0 ); }, "Double delete of thread-local data." );
+        expectInternalError( [] { registry().registerThreadData( nullptr ); }, "dataImp != 0" );
+        use( 1 );
+        expectInternalError(
+            [] {
+                registry().removeThreadData( static_cast<LkThreadDataTypes::DeleteAction>( 2 ) );
+            },
+            "action == " );
+    } ).join();
+    EXPECT_THAT( deleted, ElementsAre( 1 ) );
+}
+
+TEST_F( LkThreadOpaqueDataTest, DeleterMayUseSlotsAndTheRegistryAgain ) {
+    TestThread( [] {
+        use( 0 );
+        use( 1 );
+        slots[1].whileDeleting = [] {
+            slots[1].whileDeleting = nullptr;
+            EXPECT_EQ( *use( 0 ), 0 );
+            EXPECT_TRUE( registry().hasThreadData() );
+        };
+        registry().removeThreadData( DELETE_AND_CLEAR );
+        EXPECT_FALSE( registry().hasThreadData() );
+    } ).join();
+    EXPECT_THAT( deleted, ElementsAre( 0, 1, 0 ) );
+}
+
+TEST_F( LkThreadOpaqueDataTest, ThreadThatJustEndsLeavesNothingBehind ) {
+    LkThreadId id;
+    TestThread( [&] {
+        id.setCurrentThread();
+        for( std::size_t i = 0; i < NB_SLOTS; ++i ) {
+            use( i );
+        }
+        slots[2].whileDeleting = [] { throw ExInternalError( QV_HERE, "wanted by the test" ); };
+        slots[5].whileDeleting = [] {
+            slots[5].whileDeleting = nullptr;
+            use( 0 );
+        };
+    } ).join();
+    EXPECT_THAT( deleted, ElementsAre( 0, 1, 2, 3, 4, 5, 6, 7, 0 ) );
+    EXPECT_FALSE( registry().hasThreadData( id ) );
+}
+
+TEST_F( LkThreadOpaqueDataTest, DataUsedByAnothersEndOfThreadIsFreedToo ) {
+    // A foreign library's notice of the thread's end, which comes three times and uses a slot.
+    static pthread_key_t foreignKey;
+    static int nbNotices;
+    nbNotices = 0;
+    ASSERT_EQ( ::pthread_key_create( &foreignKey,
+                                     []( void* value ) {
+                                         use( 1 );
+                                         if( ++nbNotices < 3 ) {
+                                             ::pthread_setspecific( foreignKey, value );
+                                         }
+                                     } ),
+               0 );
+    LkThreadId id;
+    TestThread( [&] {
+        id.setCurrentThread();
+        use( 0 );
+        ::pthread_setspecific( foreignKey, &foreignKey );
+    } ).join();
+    ::pthread_key_delete( foreignKey );
+    EXPECT_EQ( nbNotices, 3 );
+    EXPECT_FALSE( registry().hasThreadData( id ) );
+    EXPECT_EQ( deleted.size(),
+               static_cast<std::size_t>( slots[0].nbCreated + slots[1].nbCreated ) );
+}
+
+TEST_F( LkThreadOpaqueDataTest, SlotOutlivesItsOwnerWhileAThreadHasAValue ) {
+    HoldPoint filled( "filled" );
+    TestThread thread( [&] {
+        use( 0 );
+        filled.pass();
+    } );
+    filled.waitUntilReached();
+    LkThreadOpaqueData* const data = slots[0].data.get();
+    EXPECT_EQ( data->getRefCount(), 2 );
+    slots[0].data.reset();
+    EXPECT_EQ( data->getRefCount(), 1 );
+    filled.release();
+    thread.join();
+    EXPECT_THAT( deleted, ElementsAre( 0 ) );
+}
+
+TEST( LkWaitEntry, MemoryOfAnEndedThreadsEntryServesALaterThread ) {
+    const LkWaitEntry* entries[2] = {};
+    for( const LkWaitEntry*& entry : entries ) {
+        TestThread( [&] { entry = &LkWaitEntry::getEntry(); } ).join();
+    }
+    EXPECT_NE( entries[0], nullptr );
+    EXPECT_EQ( entries[0], entries[1] );
+}
+
+} // namespace
+} // namespace Qv
