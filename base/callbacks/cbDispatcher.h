@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/callbacks/cbDispatcherBase.h>
 #include <base/callbacks/cbHandler.h>
 
 #include <type_traits>

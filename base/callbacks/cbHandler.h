@@ -1,6 +1,6 @@
 #pragma once
 
-#include <base/callbacks/cbLink.h>
+#include <base/callbacks/cbHandlerBase.h>
 
 namespace Qv {
 

@@ -13,8 +13,8 @@ struct QV_BASE_API LtStr {
     bool operator()( const char* lhs, const char* rhs ) const noexcept;
 };
 
-/// Whether any of `bits` is set in the number that the environment variable QV_INIT_DEBUG holds;
-/// it is read once.
+/// Whether any of `bits` is set in the number that the environment variable QV_INIT_DEBUG holds
+/// now. Bit 1 traces where each configuration variable takes its value from.
 QV_BASE_API bool isDebuggingEnabled( unsigned int bits );
 
 } // namespace Qv::InUtils

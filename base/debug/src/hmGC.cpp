@@ -4,6 +4,7 @@
 #include <base/failure/src/exStack.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 
@@ -49,8 +50,8 @@ void HmGC::report( std::ptrdiff_t growth ) const {
     if( _output == nullptr || ( growth <= 0 && !_isSummaryForced ) ) {
         return;
     }
-    *_output << "Heap: " << ( isMemDebugLoaded() ? "" : "about " ) << growth
-             << " bytes more in use than at the start.\n";
+    *_output << "Heap: " << ( isMemDebugLoaded() ? "" : "about " ) << std::abs( growth )
+             << " bytes " << ( growth < 0 ? "less" : "more" ) << " in use than at the start.\n";
     if( growth > 0 && _isStackDumped ) {
         *_output << stackText( captureStack() );
     }

@@ -6,19 +6,6 @@
 
 namespace Qv {
 
-namespace {
-
-unsigned int readDebugBits() {
-    const char* const text = std::getenv( "QV_INIT_DEBUG" );
-    int bits = 0;
-    if( text != nullptr ) {
-        InVariableText::parse( text, bits );
-    }
-    return static_cast<unsigned int>( bits );
-}
-
-} // namespace
-
 APtrRet<char> InUtils::strdup( const char* text ) {
     const std::size_t size = std::strlen( text ) + 1;
     APtr<char> copy( new char[size] );
@@ -31,8 +18,10 @@ bool InUtils::LtStr::operator()( const char* lhs, const char* rhs ) const noexce
 }
 
 bool InUtils::isDebuggingEnabled( unsigned int bits ) {
-    static const unsigned int enabledBits = readDebugBits();
-    return ( enabledBits & bits ) != 0;
+    const char* const text = std::getenv( "QV_INIT_DEBUG" );
+    int enabledBits = 0;
+    return text != nullptr && InVariableText::parse( text, enabledBits ) &&
+           ( static_cast<unsigned int>( enabledBits ) & bits ) != 0;
 }
 
 } // namespace Qv

@@ -1,6 +1,7 @@
 #include <base/failure/assertions.h>
 #include <base/init/inContextAliasBuilder.h>
 #include <base/init/inPackageInit.h>
+#include <base/init/inUtils.h>
 #include <base/init/inVariable.h>
 #include <base/trace/traceManager.h>
 
@@ -24,6 +25,8 @@ public:
 
 // Variables of other libraries are built, and compare with it, before this file's code may run.
 constinit const NoAlias noAlias;
+
+constexpr unsigned int TRACE_SOURCES_BIT = 1;
 
 using Builders = std::vector<InContextAliasBuilder*>;
 
@@ -62,10 +65,11 @@ bool equalsIgnoringCase( std::string_view text, std::string_view lowerCaseWord )
     } );
 }
 
-void reportBadText( const InVariableBase& variable, const InContextAliasBase& alias ) {
+void report( const InVariableBase& variable, const InContextAliasBase& alias,
+             const char* whatHappens ) {
     std::ostringstream text;
     text << "Configuration variable " << variable.getKey() << ": the value \"" << alias.getValue()
-         << "\" of its source " << alias.getKey() << " can't be read, the source is passed over.";
+         << "\" of its source " << alias.getKey() << ' ' << whatHappens << '.';
     TraceManager::getInstance().getTrace().log( text, QV_HERE );
 }
 
@@ -163,8 +167,11 @@ bool InVariableBase::takeValue( InContextAliasBase& alias ) {
         return false;
     }
     if( !setValue( alias.getValue() ) ) {
-        reportBadText( *this, alias );
+        report( *this, alias, "can't be read, the source is passed over" );
         return false;
+    }
+    if( InUtils::isDebuggingEnabled( TRACE_SOURCES_BIT ) ) {
+        report( *this, alias, "is taken" );
     }
     return true;
 }

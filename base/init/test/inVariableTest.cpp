@@ -271,6 +271,19 @@ TEST_F( InVariableTest, malformedTextIsReportedAndTheNextSourceIsTried ) {
     }
 }
 
+TEST_F( InVariableTest, theDebugBitTellsWhichSourceGaveTheValue ) {
+    const ScopedEnvironment environment( "QV_TEST_NUMBER", "5" );
+    InVariable<int> variable( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
+    for( const bool isEnabled : { false, true } ) {
+        const ScopedEnvironment debug( "QV_INIT_DEBUG", isEnabled ? "3" : "2" );
+        ::testing::internal::CaptureStderr();
+        variable.resolve();
+        EXPECT_EQ( ::testing::internal::GetCapturedStderr().find( "QV_TEST_NUMBER" ) !=
+                       std::string::npos,
+                   isEnabled );
+    }
+}
+
 TEST_F( InVariableTest, temporaryAliasesMayDieBeforeTheVariable ) {
     OPtr<InVariable<const char*>> variable;
     {

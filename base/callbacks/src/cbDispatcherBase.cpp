@@ -1,3 +1,4 @@
+#include <base/callbacks/cbDispatcherBase.h>
 #include <base/callbacks/cbHandler.h>
 #include <base/failure/assertions.h>
 
