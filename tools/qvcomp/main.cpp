@@ -1,5 +1,6 @@
 #include <tools/qvcomp/command.h>
 
+#include <base/failure/exBase.h>
 #include <base/init/inInitGuard.h>
 
 #include <iostream>
@@ -13,6 +14,9 @@ int main( int argc, char** argv ) {
         return Qv::Comp::runCommand(
             std::span( arguments, static_cast<std::size_t>( argc ) ).subspan( 1 ), std::cout,
             std::cerr, ::isatty( STDERR_FILENO ) != 0 );
+    } catch( const Qv::ExBase& e ) {
+        std::cerr << "qvcomp: " << e.getReason() << '\n';
+        return 1;
     } catch( const std::exception& e ) {
         std::cerr << "qvcomp: " << e.what() << '\n';
         return 1;

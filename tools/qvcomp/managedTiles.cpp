@@ -72,9 +72,9 @@ RCShdPtr<MbManager> makeManager( const ManagedTiles::Settings& settings, std::ui
 }
 
 const MbState* getInitialState( Policy policy ) {
-    return MbStateMachine::getInstance( MbStateMachine::TRACE_OFF, policy == Policy::RELAXED
-                                                                       ? MbStateMachine::RELAXED
-                                                                       : MbStateMachine::STRICT )
+    return MbStateMachine::getInstance( MbStateMachine::UNTRACED, policy == Policy::RELAXED
+                                                                      ? MbStateMachine::RELAXED
+                                                                      : MbStateMachine::STRICT )
         .getInitialState();
 }
 
@@ -161,9 +161,9 @@ std::uint64_t ManagedTiles::getLeastMemory( int tileSide, int threads ) noexcept
 }
 
 MbBuffer ManagedTiles::createBuffer( const std::string& name ) {
-    return _factory->create(
-        LiString( name.c_str() ), OPtr<MbProtocol>( new TileProtocol( _spill ) ),
-        static_cast<int>( getTileBytes( _tileSide ) ), MbAlignment( ALIGNMENT - 1, 0, 0 ) );
+    return _factory->create( LiString( name ), OPtr<MbProtocol>( new TileProtocol( _spill ) ),
+                             static_cast<int>( getTileBytes( _tileSide ) ),
+                             MbAlignment( ALIGNMENT - 1, 0, 0 ) );
 }
 
 void ManagedTiles::notePeak() {

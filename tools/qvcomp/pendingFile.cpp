@@ -41,9 +41,9 @@ PendingFile::PendingFile( const std::string& path )
     if( fs::exists( status ) && !fs::is_regular_file( status ) ) {
         throw Failure( "'" + path + "' is there and is not a file that can be replaced" );
     }
-    const fs::path target( _path );
-    _temporary =
-        ( target.parent_path() / ( "." + target.filename().string() + ".XXXXXX" ) ).string();
+    fs::path temporary( _path );
+    temporary.replace_filename( '.' + temporary.filename().string() + ".XXXXXX" );
+    _temporary = temporary.string();
     _descriptor = ::mkostemp( _temporary.data(), O_CLOEXEC );
     if( _descriptor < 0 ) {
         fail( errno );
