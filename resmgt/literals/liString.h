@@ -3,7 +3,9 @@
 #include <base/ownership/aPtr.h>
 #include <resmgt/resmgtApi.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <string>
 
@@ -22,7 +24,7 @@ public:
     /// Takes the array over and frees it. Null gives the empty text.
     explicit LiString( APtr<char> text );
 
-    /// For hash containers. The same in all processes and on all platforms.
+    /// What hash containers use. The same in all processes and on all platforms.
     std::uint64_t hashFunc() const noexcept;
     /// Takes the next line, without its end, for its text. The answer is `stream`, which tells of a
     /// failure; the text is empty then.
@@ -30,3 +32,10 @@ public:
 };
 
 } // namespace Qv
+
+template <>
+struct std::hash<Qv::LiString> {
+    std::size_t operator()( const Qv::LiString& text ) const noexcept {
+        return static_cast<std::size_t>( text.hashFunc() );
+    }
+};

@@ -94,6 +94,10 @@ void* DaFirstFitArena::carve( std::uint32_t block, std::uint64_t address, std::u
 }
 
 bool DaFirstFitArena::free( void* block ) {
+    // A pool asks each of its arenas: most of them needn't look further.
+    if( toAddress( block ) - toAddress( _base ) >= _poolSize ) {
+        return false;
+    }
     DaArenaBlocks& blocks = *_blocks;
     DaBlockIndex freed = blocks._live.remove( toAddress( block ) );
     if( freed == noBlock ) {

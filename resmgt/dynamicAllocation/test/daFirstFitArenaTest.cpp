@@ -1,13 +1,14 @@
 #include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/daFirstFitArena.h>
-#include <tests/support/failingNew.h>
 #include <resmgt/dynamicAllocation/test/plainArena.h>
+#include <tests/support/failingNew.h>
 #include <tests/support/testSettings.h>
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <new>
 #include <random>
 #include <sstream>

@@ -26,6 +26,7 @@ TEST( LiString, HashesAreTheSameEverywhere ) {
     EXPECT_EQ( LiString( "" ).hashFunc(), 0xcbf29ce484222325u );
     EXPECT_EQ( LiString( "a" ).hashFunc(), 0xaf63dc4c8601ec8cu );
     EXPECT_EQ( LiString( "foobar" ).hashFunc(), 0x85944171f73967e8u );
+    EXPECT_EQ( std::hash<LiString>()( "a" ), 0xaf63dc4c8601ec8cu );
 }
 
 TEST( LiString, ReadsALineAtATime ) {
