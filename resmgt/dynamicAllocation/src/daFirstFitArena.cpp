@@ -21,20 +21,13 @@ void* toMemory( std::uint64_t address ) {
     return reinterpret_cast<void*>( static_cast<std::uintptr_t>( address ) );
 }
 
-bool wrapsWhenRounded( std::uint64_t value, std::uint64_t alignment ) {
-    return value > largestValue - ( alignment - 1 );
-}
-
 // Whether `block` holds `size` bytes at `alignment`, and if so where.
 bool fits( const DaBlock& block, std::uint64_t size, std::uint64_t alignment,
            std::uint64_t& address ) {
-    address = block._address;
-    if( alignment != 0 ) {
-        if( wrapsWhenRounded( address, alignment ) ) {
-            return false;
-        }
-        address = DaFirstFitArena::roundUp( address, alignment );
-    }
+    address =
+        alignment == 0 ? block._address : DaFirstFitArena::roundUp( block._address, alignment );
+    // Right also where the address wraps: the gap is the one to the end of the address space then,
+    // and no block reaches that far.
     const std::uint64_t gap = address - block._address;
     return gap <= block._size && size <= block._size - gap;
 }
@@ -62,7 +55,7 @@ std::uint64_t DaFirstFitArena::roundUp( std::uint64_t value, std::uint64_t align
 }
 
 void* DaFirstFitArena::allocate( std::size_t size, std::size_t alignment ) {
-    if( wrapsWhenRounded( size, granularity ) ) {
+    if( size > largestValue - ( granularity - 1 ) ) {
         return nullptr;
     }
     // A request for nothing is one for a block of its own, too.
