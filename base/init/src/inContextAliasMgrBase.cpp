@@ -29,8 +29,9 @@ CommandLine& commandLine() {
 /// The longest key that `argument` begins with; empty when there is none.
 std::string_view findKey( std::string_view argument ) {
     std::string_view found;
+    // Keys are sorted: of those that match, the longest comes last.
     for( const std::string_view key : InInitArg::getKeys().get() ) {
-        if( key.size() > found.size() && argument.starts_with( key ) ) {
+        if( argument.starts_with( key ) ) {
             found = key;
         }
     }

@@ -194,65 +194,42 @@ TEST_F( InVariableTest, withoutAnyValueAVariableIsInvalidAndZero ) {
 }
 
 TEST_F( InVariableTest, intTextIsAWholeNumberOrNoValue ) {
-    struct Case {
-        const char* _text;
-        std::optional<int> _expected;
-    };
-    const Case cases[] = {
-        { "0", 0 },
-        { "42", 42 },
-        { "-17", -17 },
-        { "+5", 5 },
-        { " 8 \t", 8 },
-        { "2147483647", 2147483647 },
-        { "-2147483648", -2147483647 - 1 },
-        { "2147483648", std::nullopt },
-        { "", std::nullopt },
-        { "  ", std::nullopt },
-        { "12abc", std::nullopt },
-        { "1 2", std::nullopt },
-        { "+-3", std::nullopt },
-        { "++3", std::nullopt },
-        { "0x10", std::nullopt },
-        { "four", std::nullopt },
-        { "1.5", std::nullopt },
-    };
-    for( const Case& c : cases ) {
+    const std::map<const char*, int> accepted{ { "0", 0 },
+                                               { "-17", -17 },
+                                               { "+5", 5 },
+                                               { " 8 \t", 8 },
+                                               { "2147483647", 2147483647 },
+                                               { "-2147483648", -2147483647 - 1 } };
+    for( const auto& [text, expected] : accepted ) {
         int value = -99;
-        EXPECT_EQ( InVariableText::parse( c._text, value ), c._expected.has_value() ) << c._text;
-        EXPECT_EQ( value, c._expected.value_or( -99 ) ) << c._text;
+        EXPECT_TRUE( InVariableText::parse( text, value ) ) << text;
+        EXPECT_EQ( value, expected );
+    }
+    for( const char* text :
+         { "2147483648", "", "  ", "12abc", "1 2", "+-3", "++3", "0x10", "four", "1.5" } ) {
+        int value = -99;
+        EXPECT_FALSE( InVariableText::parse( text, value ) ) << text;
+        EXPECT_EQ( value, -99 ) << text;
     }
 }
 
 TEST_F( InVariableTest, boolTextIsANumberOrAWordOrNoValue ) {
-    struct Case {
-        const char* _text;
-        std::optional<bool> _expected;
+    const auto parsed = []( const char* text, bool before ) {
+        bool value = before;
+        const bool isRead = InVariableText::parse( text, value );
+        EXPECT_TRUE( isRead || value == before ) << text;
+        return isRead ? std::optional( value ) : std::nullopt;
     };
-    const Case cases[] = {
-        { "0", false },
-        { "1", true },
-        { "-1", true },
-        { "2", true },
-        { "00", false },
-        { "99999999999999999999", true },
-        { "true", true },
-        { "TRUE", true },
-        { " True ", true },
-        { "false", false },
-        { "False", false },
-        { "", std::nullopt },
-        { "truely", std::nullopt },
-        { "tru", std::nullopt },
-        { "yes", std::nullopt },
-        { "1x", std::nullopt },
-    };
-    for( const Case& c : cases ) {
-        for( const bool before : { false, true } ) {
-            bool value = before;
-            EXPECT_EQ( InVariableText::parse( c._text, value ), c._expected.has_value() )
-                << c._text;
-            EXPECT_EQ( value, c._expected.value_or( before ) ) << c._text;
+    for( const bool before : { false, true } ) {
+        for( const char* text :
+             { "1", "-1", "2", "99999999999999999999", "true", "TRUE", " True " } ) {
+            EXPECT_EQ( parsed( text, before ), true ) << text;
+        }
+        for( const char* text : { "0", "00", "-0", "false", "False" } ) {
+            EXPECT_EQ( parsed( text, before ), false ) << text;
+        }
+        for( const char* text : { "", "truely", "tru", "yes", "1x" } ) {
+            EXPECT_EQ( parsed( text, before ), std::nullopt ) << text;
         }
     }
 }
