@@ -5,6 +5,7 @@
 #include <resmgt/locks/locksPackage.h>
 #include <resmgt/logger/loggerPackage.h>
 #include <resmgt/memoryBuffers/memoryBuffersPackage.h>
+#include <resmgt/memoryBuffers/src/mbBufferFactoryRegistryImp.h>
 #include <resmgt/random/randomPackage.h>
 
 namespace Qv {
@@ -20,6 +21,17 @@ InInit<QvInit::memoryBuffers>::InInit()
     addDependency( InInit<QvInit::locks>::getType() );
     addDependency( InInit<QvInit::initVars>::getType() );
     addDependency( InInit<QvInit::base>::getType() );
+}
+
+template <>
+void InInit<QvInit::memoryBuffers>::initializePackage() {
+    InSingleton<MbBufferFactoryRegistryImp>::initialize(
+        OPtr<MbBufferFactoryRegistryImp>( new MbBufferFactoryRegistryImp ) );
+}
+
+template <>
+void InInit<QvInit::memoryBuffers>::finalizePackage() {
+    InSingleton<MbBufferFactoryRegistryImp>::finalize();
 }
 
 namespace {

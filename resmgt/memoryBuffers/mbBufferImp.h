@@ -1,0 +1,146 @@
+#pragma once
+
+#include <base/locks/lkAnnotations.h>
+#include <base/locks/lkCounter.h>
+#include <base/locks/lkLock.h>
+#include <base/locks/lkThreadId.h>
+#include <base/ownership/oPtr.h>
+#include <base/ownership/rcBase.h>
+#include <base/ownership/rcShdPtr.h>
+#include <resmgt/literals/liString.h>
+#include <resmgt/locks/lkAsyncHandle.h>
+#include <resmgt/locks/lkCondVar.h>
+#include <resmgt/memoryBuffers/mbAlignment.h>
+#include <resmgt/memoryBuffers/mbRegion.h>
+
+#include <cstdint>
+#include <exception>
+
+namespace Qv {
+
+class MbManager;
+class MbProtocol;
+class MbState;
+
+/// The buffer behind MbBuffer and the guards: for them, for factories and for managers. Clients
+/// only pass it on.
+///
+/// Events:   each operation of the first group is an event to the buffer's state, handled under the
+///           buffer's lock, which is released while the protocol works. Then whoever waits for a
+///           change of state is woken: after the lock is given back, except for completions. The
+///           states tell what an event does and raises; docs/buffer-states.md has the tables.
+/// Lifetime: the caller of an event holds a handle, or a pin, until it returns. The handles
+///           together hold one pin, which the event gives back that ends in the destruction: the
+///           last handle's, or the one whose protocol call dropped the last handle. Whoever gives
+///           back the last pin deletes the buffer.
+///           A completion needs neither: as long as one is to come the destruction waits for it.
+///           It wakes the waiters before it gives the lock back, and touches nothing after that.
+/// Threads:  any.
+class QV_RESMGT_API MbBufferImp final : public RCBaseWithDestroy<LkCounter<int>>,
+                                        public LkAsyncHandle {
+public:
+    /// A null protocol stands for a plain one. Raises MbEx::ExInvalidArgument for a negative size.
+    MbBufferImp( const LiString& name, const MbState* initialState,
+                 const RCShdPtr<MbManager>& manager, OPtr<MbProtocol> protocol, int size,
+                 const MbAlignment& alignment );
+    ~MbBufferImp() override;
+
+    void rdlock();
+    void wrlock();
+    void wrdup();
+    void wr2rd();
+    void prefetch();
+    void asyncSync();
+    void sync();
+    void unlock();
+    void unload();
+    void free();
+    /// The last handle is gone.
+    void destroy() override;
+    void asyncSucceeded() override;
+    void asyncFailed() override;
+    /// Moves the memory of `source`, another buffer, into this one. Where sizes or alignment don't
+    /// fit, and after any other failure of this buffer, `source` has lost its content.
+    void grab( MbBufferImp& source );
+
+    const char* getName() const;
+    /// In bytes.
+    int getSize() const noexcept { return _size; }
+    const MbAlignment& getAlignment() const noexcept { return _alignment; }
+    const MbProtocol* getProtocol() const;
+    /// Deletes the former protocol; null stands for a plain one. A call of it that is under way
+    /// ends first; no asynchronous operation of it may be running.
+    void setProtocol( OPtr<MbProtocol> protocol );
+    bool isLoaded() const;
+    /// REQUIRES: the caller has a lock of the buffer, which keeps the memory where it is.
+    void* getMemory() const noexcept QV_NO_THREAD_SAFETY_ANALYSIS { return _region._memory; }
+
+    /// For managers: keeps the buffer alive.
+    /// REQUIRES: the buffer is alive by other means.
+    void pin() noexcept { ++_pins; }
+    /// Deletes the buffer if this was the last pin.
+    void unpin() noexcept;
+    /// For managers, which are called with the buffer's lock held.
+    const MbRegion& getRegion() const noexcept {
+        assumeLocked();
+        return _region;
+    }
+    void setRegion( const MbRegion& region ) {
+        assumeLocked();
+        _region = region;
+    }
+
+    const LkLock& getLock() const noexcept QV_RETURN_CAPABILITY( _lock ) { return _lock; }
+
+private:
+    friend class MbStateImp;
+    friend struct MbTestAccess;
+
+    /// How an event ended, for what is left to do without the lock.
+    struct Outcome {
+        bool isChanged = false;
+        bool isDestroyed = false;
+        std::exception_ptr failure;
+    };
+
+    /// In `_pendingEvents`: the exception that is on its way out of an event comes from a
+    /// transition, so the state has changed. Set by the transition, and cleared by whoever catches
+    /// the exception, without the lock being given back in between.
+    static constexpr std::uint32_t TRANSITION_FAILED = 0x80000000u;
+
+    template <unsigned EVENT>
+    int dispatch() QV_REQUIRES( _lock );
+    int dispatch( unsigned event ) QV_REQUIRES( _lock );
+    template <class Operation>
+    Outcome attempt( Operation operation ) QV_REQUIRES( _lock );
+    template <unsigned EVENT>
+    void send();
+    template <unsigned EVENT>
+    void sendCompletion();
+    void end( const Outcome& outcome );
+    bool takeFailureMark() QV_REQUIRES( _lock );
+    MbRegion releaseRegion();
+    std::uint64_t getMemorySize() const QV_REQUIRES( _lock ) { return _region.getMemorySize(); }
+    /// Waits until the state may have changed.
+    /// REQUIRES: the caller isn't in the middle of a transition of this buffer.
+    void waitForChange() const QV_REQUIRES( _lock );
+    /// For states, which are entered with the lock held.
+    void assumeLocked() const noexcept QV_THREAD_ATTRIBUTE( assert_capability( _lock ) ) {}
+
+    const LiString _name;
+    const int _size;
+    const MbAlignment _alignment;
+    MbRegion _region QV_GUARDED_BY( _lock );
+    const LkLock _lock;
+    const LkCondVar _stateChanged;
+    // Its own thread may compare without the lock.
+    LkThreadId _transientStateOwner;
+    LkCounter<int> _pins;
+    const MbState* _state QV_GUARDED_BY( _lock );
+    std::uint32_t _lockCount QV_GUARDED_BY( _lock ) = 0;
+    std::uint32_t _pendingEvents QV_GUARDED_BY( _lock ) = 0;
+    const RCShdPtr<MbManager> _manager;
+    OPtr<MbProtocol> _protocol QV_GUARDED_BY( _lock );
+};
+
+} // namespace Qv

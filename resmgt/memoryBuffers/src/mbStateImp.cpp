@@ -1,0 +1,269 @@
+#include <base/failure/exStandard.h>
+#include <base/failure/qvHere.h>
+#include <base/trace/traceManager.h>
+#include <resmgt/memoryBuffers/mbEx.h>
+#include <resmgt/memoryBuffers/mbManager.h>
+#include <resmgt/memoryBuffers/mbProtocol.h>
+#include <resmgt/memoryBuffers/src/mbStateImp.h>
+#include <resmgt/memoryBuffers/src/mbTypeName.h>
+
+#include <ostream>
+#include <typeinfo>
+#include <utility>
+
+namespace Qv {
+
+// What no state accepts.
+
+void MbStateImp::raiseIllegal( const MbBufferImp* buffer, const char* event ) const {
+    throw MbEx::ExIllegalTransition( QV_HERE, buffer->_name.c_str(),
+                                     ( std::string( event ) + "()" ).c_str(),
+                                     mbTypeName( typeid( *this ) ).c_str() );
+}
+
+int MbStateImp::rdlock( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "rdlock" );
+}
+
+int MbStateImp::wrlock( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "wrlock" );
+}
+
+int MbStateImp::wrdup( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "wrdup" );
+}
+
+int MbStateImp::wr2rd( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "wr2rd" );
+}
+
+int MbStateImp::prefetch( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "prefetch" );
+}
+
+int MbStateImp::asyncSync( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "asyncSync" );
+}
+
+int MbStateImp::sync( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "sync" );
+}
+
+int MbStateImp::unlock( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "unlock" );
+}
+
+int MbStateImp::unload( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "unload" );
+}
+
+int MbStateImp::free( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "free" );
+}
+
+int MbStateImp::destroy( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "destroy" );
+}
+
+int MbStateImp::asyncOpSucceeded( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "asyncOpSucceeded" );
+}
+
+int MbStateImp::asyncOpFailed( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "asyncOpFailed" );
+}
+
+MbRegion MbStateImp::release( MbBufferImp* buffer ) const {
+    raiseIllegal( buffer, "release" );
+}
+
+void MbStateImp::grab( MbBufferImp* buffer, MbRegion ) const {
+    raiseIllegal( buffer, "grab" );
+}
+
+// A buffer's fields.
+
+void MbStateImp::describe( std::ostream& stream, const MbBufferImp& buffer ) {
+    buffer.assumeLocked();
+    const std::ios_base::fmtflags flags = stream.flags();
+    stream << "MbBuffer : " << buffer._name.c_str() << " (0x" << std::hex
+           << reinterpret_cast<std::uintptr_t>( &buffer );
+    stream.flags( flags );
+    stream << ") [ Lock count = " << buffer._lockCount << " ]";
+}
+
+const MbState* MbStateImp::currentState( const MbBufferImp* b ) {
+    b->assumeLocked();
+    return b->_state;
+}
+
+void MbStateImp::waitForChange( const MbBufferImp* b ) {
+    b->assumeLocked();
+    b->waitForChange();
+}
+
+void MbStateImp::notePending( MbBufferImp* b, MbEvent event ) {
+    b->assumeLocked();
+    b->_pendingEvents |= eventBit( event );
+}
+
+bool MbStateImp::isOwnTransition( const MbBufferImp* b ) {
+    return b->_transientStateOwner.isCurrentThread();
+}
+
+void MbStateImp::addLock( MbBufferImp* b ) {
+    b->assumeLocked();
+    ++b->_lockCount;
+}
+
+bool MbStateImp::removeLock( MbBufferImp* b ) {
+    b->assumeLocked();
+    return --b->_lockCount == 0;
+}
+
+void MbStateImp::allocate( MbBufferImp* b ) {
+    b->assumeLocked();
+    b->_manager->allocateRegion( b );
+}
+
+void MbStateImp::deallocate( MbBufferImp* b ) {
+    b->assumeLocked();
+    b->_manager->deallocateRegion( b );
+}
+
+void MbStateImp::deallocate( MbBufferImp* b, const MbRegion& region ) {
+    b->_manager->deallocateRegion( region );
+}
+
+void MbStateImp::setRegion( MbBufferImp* b, const MbRegion& region ) {
+    b->assumeLocked();
+    b->setRegion( region );
+}
+
+MbRegion MbStateImp::takeRegion( MbBufferImp* b ) {
+    b->assumeLocked();
+    const MbRegion region = b->_region;
+    b->_region = MbRegion();
+    return region;
+}
+
+void MbStateImp::addToManager( MbBufferImp* b ) {
+    b->_manager->bufferUnloadable( b );
+}
+
+void MbStateImp::removeFromManager( MbBufferImp* b ) {
+    b->_manager->bufferNotUnloadable( b );
+}
+
+void MbStateImp::call( MbBufferImp* b, void ( MbProtocol::*operation )() ) {
+    b->assumeLocked();
+    MbProtocol* const protocol = b->_protocol.get();
+    const Unlocked unlocked( b->_lock );
+    ( protocol->*operation )();
+}
+
+// Transitions.
+
+namespace {
+
+/// Reports the exception that is being handled.
+void report() noexcept {
+    Trace& trace = TraceManager::getInstance().getTrace();
+    try {
+        try {
+            throw;
+        } catch( const ExBase& exception ) {
+            trace.printException( exception, QV_HERE );
+        } catch( const std::exception& exception ) {
+            trace.printException( ExCaughtException( QV_HERE, "Replay of a buffer's events",
+                                                     typeid( exception ).name(), exception.what() ),
+                                  QV_HERE );
+        } catch( ... ) {
+            trace.printException(
+                ExCaughtException( QV_HERE, "Replay of a buffer's events", nullptr, nullptr ),
+                QV_HERE );
+        }
+    } catch( ... ) {
+        // Out of memory for the report itself; the failure that counts is on its way already.
+    }
+}
+
+/// Keeps the exception that is being handled if it is the first, and reports it otherwise.
+void keepFirst( std::exception_ptr& failure ) noexcept {
+    if( failure ) {
+        report();
+    } else {
+        failure = std::current_exception();
+    }
+}
+
+} // namespace
+
+void MbStateImp::begin( MbBufferImp* b, const MbState& current, const MbState& transient ) {
+    b->assumeLocked();
+    b->_transientStateOwner.setCurrentThread();
+    current.exit( b );
+    b->_state = &transient;
+    transient.enter( b );
+}
+
+int MbStateImp::end( MbBufferImp* b, const MbState& transient, const MbState& target,
+                     std::exception_ptr failure ) {
+    b->assumeLocked();
+    transient.exit( b );
+    b->_state = &target;
+    try {
+        target.enter( b );
+    } catch( ... ) {
+        keepFirst( failure );
+    }
+    b->_transientStateOwner.reset();
+    if( b->_pendingEvents != 0 ) {
+        replay( b, failure );
+    }
+    if( failure ) {
+        b->_pendingEvents |= MbBufferImp::TRANSITION_FAILED;
+        std::rethrow_exception( failure );
+    }
+    return CHANGED;
+}
+
+void MbStateImp::replay( MbBufferImp* b, std::exception_ptr& failure ) {
+    constexpr std::uint32_t COMPLETIONS =
+        eventBit( ASYNC_OP_SUCCEEDED ) | eventBit( ASYNC_OP_FAILED );
+    constexpr std::uint32_t WAITERS = eventBit( FREE ) | eventBit( DESTROY );
+    b->assumeLocked();
+    b->_stateChanged.broadcast();
+    const std::uint32_t events = std::exchange( b->_pendingEvents, 0u );
+    const std::uint32_t last = ( events & COMPLETIONS ) != 0 ? events & WAITERS : 0;
+    replay( b, events & ~last, failure );
+    replay( b, last, failure );
+}
+
+void MbStateImp::replay( MbBufferImp* b, std::uint32_t events, std::exception_ptr& failure ) {
+    b->assumeLocked();
+    for( unsigned event = 0; event < NB_EVENTS; ++event ) {
+        if( ( events & eventBit( event ) ) != 0 ) {
+            try {
+                b->dispatch( event );
+            } catch( ... ) {
+                b->takeFailureMark();
+                keepFirst( failure );
+            }
+        }
+    }
+}
+
+void MbStateImp::giveUpLock( MbBufferImp* b ) {
+    b->assumeLocked();
+    b->takeFailureMark();
+    try {
+        b->dispatch( UNLOCK );
+    } catch( ... ) {
+        b->takeFailureMark();
+        report();
+    }
+    b->_pendingEvents |= MbBufferImp::TRANSITION_FAILED;
+}
+
+} // namespace Qv

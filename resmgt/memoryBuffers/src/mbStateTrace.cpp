@@ -1,0 +1,42 @@
+#include <base/failure/qvHere.h>
+#include <base/trace/traceManager.h>
+#include <resmgt/memoryBuffers/src/mbStateImp.h>
+#include <resmgt/memoryBuffers/src/mbStateTrace.h>
+#include <resmgt/memoryBuffers/src/mbTypeName.h>
+
+#include <sstream>
+#include <typeinfo>
+
+namespace Qv::MbStateTrace {
+
+namespace {
+
+/// "Loaded" of "Qv::MbStates::Loaded<false, true>".
+std::string shortName( const MbState& state ) {
+    std::string name = mbTypeName( typeid( state ) );
+    name.erase( std::min( name.find( '<' ), name.size() ) );
+    const std::size_t scope = name.rfind( ':' );
+    return scope == std::string::npos ? name : name.substr( scope + 1 );
+}
+
+} // namespace
+
+TraceLevel* const level = Trace::registerLevel( "MbStateMachine", "mbStateTrace.cpp" );
+
+void logLine( const MbState& state, const MbBufferImp& buffer, const char* suffix ) {
+    std::ostringstream text;
+    MbStateImp::describe( text, buffer );
+    text << " -->  " << shortName( state ) << suffix;
+    TraceManager::getInstance().getTrace().log( text, QV_HERE );
+}
+
+Scope::Entry::Entry( const MbState& state, const char* operation )
+    : name( shortName( state ) + "::" + operation )
+    , entry( TraceManager::getInstance().getTrace(), *level, name.c_str(), QV_HERE ) {}
+
+void Scope::open( const MbState& state, const MbBufferImp& buffer, const char* operation ) {
+    _entry = std::make_unique<Entry>( state, operation );
+    logLine( state, buffer, "" );
+}
+
+} // namespace Qv::MbStateTrace

@@ -1,0 +1,205 @@
+#pragma once
+
+#include <resmgt/memoryBuffers/mbProtocol.h>
+#include <resmgt/memoryBuffers/src/mbStateImp.h>
+#include <resmgt/memoryBuffers/src/mbStateTrace.h>
+
+#include <array>
+
+namespace Qv::MbStates {
+
+enum StateId : unsigned {
+    FREED,
+    UNLOADED,
+    SYNCHED,
+    LOADED,
+    DESTROYED,
+    LOCKED,
+    LOCKED_DIRTY,
+    LOCKED_FREED,
+    LOCKED_FREED_DIRTY,
+    RD_LOCKED,
+    RD_LOCKED_DIRTY,
+    RD_LOCKED_FREED,
+    WR_LOCKED,
+    WR_LOCKED_FREED,
+    WAIT_ASYNC_SYNCHED_RD_LOCKED,
+    TRANSIENT,
+    WAIT_ASYNC_LOADED,
+    WAIT_ASYNC_RELOADED,
+    WAIT_ASYNC_SYNCHED,
+    WAIT_ASYNC_SYNCHED_LOADED,
+    NB_STATES
+};
+
+/// The states of one machine.
+using StateTable = std::array<const MbState*, NB_STATES>;
+
+/// Adds to MbStateImp what depends on the machine's two flags.
+///
+/// UNTRACED compiles the trace lines out; nothing else differs. RELAXED chooses which lock states
+/// are entered: Locked and LockedDirty for any number of readers and writers together, or RdLocked,
+/// RdLockedDirty and the exclusive WrLocked.
+template <bool UNTRACED, bool RELAXED>
+class States : public MbStateImp {
+public:
+    /// `states` is filled once all states are built.
+    explicit States( const StateTable& states )
+        : _states( states ) {}
+
+    int unload( MbBufferImp* b ) const override {
+        if constexpr( !UNTRACED ) {
+            if( MbStateTrace::isEnabled() ) {
+                MbStateTrace::logLine( *this, *b, " unload (ignored)" );
+            }
+        }
+        return UNCHANGED;
+    }
+    void enter( MbBufferImp* b ) const override {
+        if constexpr( !UNTRACED ) {
+            if( MbStateTrace::isEnabled() ) {
+                MbStateTrace::logLine( *this, *b, "::entering" );
+            }
+        }
+    }
+    void exit( MbBufferImp* b ) const override { static_cast<void>( trace( b, "exit" ) ); }
+
+protected:
+    using Target = const MbState*;
+
+    struct NoTrace {};
+    using TraceScope = std::conditional_t<UNTRACED, NoTrace, MbStateTrace::Scope>;
+
+    [[nodiscard]] TraceScope trace( [[maybe_unused]] const MbBufferImp* b,
+                                    [[maybe_unused]] const char* operation ) const {
+        if constexpr( UNTRACED ) {
+            return {};
+        } else {
+            return TraceScope( *this, *b, operation );
+        }
+    }
+    [[nodiscard]] TraceScope trace( const MbBufferImp* b, MbEvent event ) const {
+        return trace( b, MB_EVENTS[event].name );
+    }
+
+    const MbState* state( StateId id ) const { return _states[id]; }
+    const MbState* cleanLock() const { return state( RELAXED ? LOCKED : RD_LOCKED ); }
+    const MbState* dirtyRead() const { return state( RELAXED ? LOCKED_DIRTY : RD_LOCKED_DIRTY ); }
+    const MbState* dirtyWrite() const { return state( RELAXED ? LOCKED_DIRTY : WR_LOCKED ); }
+
+    // The answers that many states share.
+
+    int none( MbBufferImp* b, MbEvent event ) const {
+        [[maybe_unused]] const auto scope = trace( b, event );
+        return UNCHANGED;
+    }
+    int wait( MbBufferImp* b, MbEvent event ) const {
+        [[maybe_unused]] const auto scope = trace( b, event );
+        waitForChange( b );
+        return AGAIN;
+    }
+    int defer( MbBufferImp* b, MbEvent event ) const {
+        [[maybe_unused]] const auto scope = trace( b, event );
+        notePending( b, event );
+        return UNCHANGED;
+    }
+    int countLock( MbBufferImp* b, MbEvent event ) const {
+        [[maybe_unused]] const auto scope = trace( b, event );
+        addLock( b );
+        return UNCHANGED;
+    }
+    [[noreturn]] int illegal( MbBufferImp* b, MbEvent event ) const {
+        [[maybe_unused]] const auto scope = trace( b, event );
+        raiseIllegal( b, MB_EVENTS[event].name );
+    }
+    MbRegion waitAndRelease( MbBufferImp* b ) const;
+    void waitAndGrab( MbBufferImp* b, const MbRegion& region ) const;
+
+    template <class Work>
+    int transition( MbBufferImp* b, MbEvent event, Work work ) const {
+        [[maybe_unused]] const auto scope = trace( b, event );
+        return transit( b, *state( TRANSIENT ), work );
+    }
+    int transition( MbBufferImp* b, MbEvent event, StateId id ) const {
+        return transition( b, event, [&]( Target& target ) { target = state( id ); } );
+    }
+    template <class Work>
+    int lockTransition( MbBufferImp* b, MbEvent event, Work work ) const {
+        [[maybe_unused]] const auto scope = trace( b, event );
+        return transitToLock( b, *state( TRANSIENT ), work );
+    }
+
+    /// Gets memory and has it filled by `work`; gives it back where that raises.
+    template <class Work>
+    static void allocateFor( MbBufferImp* b, Work work ) {
+        allocate( b );
+        try {
+            work();
+        } catch( ... ) {
+            deallocate( b );
+            throw;
+        }
+    }
+    /// Tells the protocol that the content is abandoned, and gives the memory back in any case.
+    static void freeForGood( MbBufferImp* b ) {
+        try {
+            call( b, &MbProtocol::free );
+        } catch( ... ) {
+            deallocate( b );
+            throw;
+        }
+        deallocate( b );
+    }
+    /// Makes `region` the buffer's, and has the protocol take it; gives it back where that raises.
+    static void takeOver( MbBufferImp* b, const MbRegion& region ) {
+        setRegion( b, region );
+        try {
+            call( b, &MbProtocol::grab, b );
+        } catch( ... ) {
+            deallocate( b );
+            throw;
+        }
+    }
+    /// Runs `work`, which takes the buffer's region, as a transition. An event that is replayed at
+    /// its end may raise when the region is the caller's already; it goes back then.
+    template <class Work>
+    MbRegion releaseBy( MbBufferImp* b, Work work ) const {
+        [[maybe_unused]] const auto scope = trace( b, "release" );
+        MbRegion region;
+        bool isTaken = false;
+        try {
+            transit( b, *state( TRANSIENT ), [&]( Target& target ) {
+                work( target );
+                call( b, &MbProtocol::free );
+                region = takeRegion( b );
+                isTaken = true;
+                target = state( FREED );
+            } );
+        } catch( ... ) {
+            if( isTaken ) {
+                deallocate( b, region );
+            }
+            throw;
+        }
+        return region;
+    }
+
+private:
+    const StateTable& _states;
+};
+
+template <bool UNTRACED, bool RELAXED>
+MbRegion States<UNTRACED, RELAXED>::waitAndRelease( MbBufferImp* b ) const {
+    [[maybe_unused]] const auto scope = trace( b, "release" );
+    waitForChange( b );
+    return currentState( b )->release( b );
+}
+
+template <bool UNTRACED, bool RELAXED>
+void States<UNTRACED, RELAXED>::waitAndGrab( MbBufferImp* b, const MbRegion& region ) const {
+    [[maybe_unused]] const auto scope = trace( b, "grab" );
+    waitForChange( b );
+    currentState( b )->grab( b, region );
+}
+
+} // namespace Qv::MbStates

@@ -1,0 +1,135 @@
+#pragma once
+
+#include <resmgt/memoryBuffers/src/mbStates.h>
+
+namespace Qv::MbStates {
+
+/// Something is under way; most events wait for its end or are noted for it.
+template <bool UNTRACED, bool RELAXED>
+class TransientStates : public States<UNTRACED, RELAXED> {
+public:
+    using States<UNTRACED, RELAXED>::States;
+
+    int rdlock( MbBufferImp* b ) const override { return this->wait( b, RDLOCK ); }
+    int wrlock( MbBufferImp* b ) const override { return this->wait( b, WRLOCK ); }
+    int prefetch( MbBufferImp* b ) const override { return this->defer( b, PREFETCH ); }
+    int asyncSync( MbBufferImp* b ) const override { return this->defer( b, ASYNC_SYNC ); }
+    int sync( MbBufferImp* b ) const override { return this->wait( b, SYNC ); }
+    int unlock( MbBufferImp* b ) const override { return this->wait( b, UNLOCK ); }
+    int free( MbBufferImp* b ) const override { return this->wait( b, FREE ); }
+    int destroy( MbBufferImp* b ) const override { return this->wait( b, DESTROY ); }
+    MbRegion release( MbBufferImp* b ) const override { return this->waitAndRelease( b ); }
+    void grab( MbBufferImp* b, MbRegion region ) const override { this->waitAndGrab( b, region ); }
+};
+
+/// A thread is in the middle of a transition. A protocol that frees the buffer or drops its last
+/// handle from inside its call has that done at the transition's end; so has one that completes an
+/// asynchronous operation before the thread that started it has left its transition.
+template <bool UNTRACED, bool RELAXED>
+class TransientState final : public TransientStates<UNTRACED, RELAXED> {
+public:
+    using TransientStates<UNTRACED, RELAXED>::TransientStates;
+
+    int free( MbBufferImp* b ) const override { return waitUnlessOwn( b, FREE ); }
+    int destroy( MbBufferImp* b ) const override { return waitUnlessOwn( b, DESTROY ); }
+    int asyncOpSucceeded( MbBufferImp* b ) const override {
+        return this->defer( b, ASYNC_OP_SUCCEEDED );
+    }
+    int asyncOpFailed( MbBufferImp* b ) const override { return this->defer( b, ASYNC_OP_FAILED ); }
+
+private:
+    int waitUnlessOwn( MbBufferImp* b, MbEvent event ) const {
+        return this->isOwnTransition( b ) ? this->defer( b, event ) : this->wait( b, event );
+    }
+};
+
+/// What the states with a running asynchronous operation have in common. Its end has happened
+/// whatever the protocol says to it: where the notification raises, the target stands.
+template <bool UNTRACED, bool RELAXED>
+class WaitActions : public TransientStates<UNTRACED, RELAXED> {
+protected:
+    using Base = TransientStates<UNTRACED, RELAXED>;
+    using Base::Base;
+    using typename Base::Target;
+    using Notification = void ( MbProtocol::* )();
+
+    int complete( MbBufferImp* b, MbEvent event, Notification notification, StateId id ) const {
+        return this->transition( b, event, [&]( Target& target ) {
+            target = this->state( id );
+            this->call( b, notification );
+        } );
+    }
+    int failLoad( MbBufferImp* b, Notification notification, StateId id ) const {
+        return this->transition( b, ASYNC_OP_FAILED, [&]( Target& target ) {
+            target = this->state( id );
+            this->deallocate( b );
+            this->call( b, notification );
+        } );
+    }
+};
+
+template <bool UNTRACED, bool RELAXED>
+class WaitAsyncLoaded final : public WaitActions<UNTRACED, RELAXED> {
+public:
+    using WaitActions<UNTRACED, RELAXED>::WaitActions;
+
+    int asyncOpSucceeded( MbBufferImp* b ) const override {
+        return this->complete( b, ASYNC_OP_SUCCEEDED, &MbProtocol::asyncLoadSucceeded, SYNCHED );
+    }
+    int asyncOpFailed( MbBufferImp* b ) const override {
+        return this->failLoad( b, &MbProtocol::asyncLoadFailed, FREED );
+    }
+};
+
+template <bool UNTRACED, bool RELAXED>
+class WaitAsyncReloaded final : public WaitActions<UNTRACED, RELAXED> {
+public:
+    using WaitActions<UNTRACED, RELAXED>::WaitActions;
+
+    int asyncOpSucceeded( MbBufferImp* b ) const override {
+        return this->complete( b, ASYNC_OP_SUCCEEDED, &MbProtocol::asyncReloadSucceeded, SYNCHED );
+    }
+    int asyncOpFailed( MbBufferImp* b ) const override {
+        return this->failLoad( b, &MbProtocol::asyncReloadFailed, UNLOADED );
+    }
+};
+
+/// An asynchronous write is running, and readers wait for its end.
+template <bool UNTRACED, bool RELAXED>
+class WaitAsyncSynched final : public WaitActions<UNTRACED, RELAXED> {
+public:
+    using WaitActions<UNTRACED, RELAXED>::WaitActions;
+
+    int asyncOpSucceeded( MbBufferImp* b ) const override {
+        return this->complete( b, ASYNC_OP_SUCCEEDED, &MbProtocol::asyncSyncSucceeded, SYNCHED );
+    }
+    int asyncOpFailed( MbBufferImp* b ) const override {
+        return this->complete( b, ASYNC_OP_FAILED, &MbProtocol::asyncSyncFailed, LOADED );
+    }
+};
+
+/// An asynchronous write is running, and readers may enter.
+template <bool UNTRACED, bool RELAXED>
+class WaitAsyncSynchedLoaded final : public WaitActions<UNTRACED, RELAXED> {
+public:
+    using Base = WaitActions<UNTRACED, RELAXED>;
+    using Base::Base;
+    using typename Base::Target;
+
+    int rdlock( MbBufferImp* b ) const override {
+        return this->lockTransition( b, RDLOCK, [&]( Target& target ) {
+            target = this->state( WAIT_ASYNC_SYNCHED_RD_LOCKED );
+        } );
+    }
+    int prefetch( MbBufferImp* b ) const override { return this->none( b, PREFETCH ); }
+    int asyncSync( MbBufferImp* b ) const override { return this->none( b, ASYNC_SYNC ); }
+    int unlock( MbBufferImp* b ) const override { return this->illegal( b, UNLOCK ); }
+    int asyncOpSucceeded( MbBufferImp* b ) const override {
+        return this->complete( b, ASYNC_OP_SUCCEEDED, &MbProtocol::asyncSyncSucceeded, SYNCHED );
+    }
+    int asyncOpFailed( MbBufferImp* b ) const override {
+        return this->complete( b, ASYNC_OP_FAILED, &MbProtocol::asyncSyncFailed, LOADED );
+    }
+};
+
+} // namespace Qv::MbStates
