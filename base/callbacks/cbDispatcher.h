@@ -17,6 +17,7 @@ namespace Qv {
 /// Lifetime: handlers aren't owned; the destruction of either side removes the link.
 /// Threads:  a dispatcher, its handlers and their destruction belong to one thread, or to callers
 ///           who hold one lock of theirs around all of it.
+/// Cost:     a dispatch copies the list of handlers, and finds each again by bisection.
 template <class T>
 class CbDispatcher : public CbDispatcherBase {
 public:
