@@ -1,23 +1,35 @@
 // What a user's first program does with the installed libraries: starts the packages, and catches
-// an exception that a library raises, by its own type and by that of its family.
+// exceptions that the libraries raise, by their own types and by those of their families.
 
 #include <base/failure/assertions.h>
 #include <base/init/inInitGuard.h>
+#include <resmgt/memoryBuffers/mbBuffer.h>
+#include <resmgt/memoryBuffers/mbBufferWrGuardImp.h>
+#include <resmgt/memoryBuffers/mbEx.h>
 
 #include <cstdio>
 #include <cstring>
 
 namespace {
 
+void failInBase() {
+    Qv::Assertions::throwAssertionFailed( QV_HERE, "raised in the library" );
+}
+
+void failInResmgt() {
+    Qv::MbBuffer none;
+    const Qv::MbBufferWrGuardImp guard( none );
+}
+
 template <class Ex>
-bool isCaughtAs() {
+bool isCaughtAs( void ( *fail )(), const char* text ) {
     try {
-        Qv::Assertions::throwAssertionFailed( QV_HERE, "raised in the library" );
+        fail();
     } catch( const Ex& failure ) {
-        return std::strstr( failure.what(), "raised in the library" ) != nullptr;
-    } catch( ... ) {
-        return false;
-    }
+        return std::strstr( failure.what(), text ) != nullptr;
+    } catch( ... ) {}
+    std::printf( "not caught: %s\n", text );
+    return false;
 }
 
 } // namespace
@@ -25,7 +37,11 @@ bool isCaughtAs() {
 int main( int argc, char** argv ) {
     const char* const* arguments = argv;
     const Qv::InInitGuard packages( argc, arguments );
-    const bool isCaught = isCaughtAs<Qv::ExAssertionFailed>() && isCaughtAs<Qv::ExBase>();
-    std::puts( isCaught ? "caught" : "not caught" );
+    const bool isCaught =
+        isCaughtAs<Qv::ExAssertionFailed>( failInBase, "raised in the library" ) &&
+        isCaughtAs<Qv::ExBase>( failInBase, "raised in the library" ) &&
+        isCaughtAs<Qv::MbEx::ExInvalidArgument>( failInResmgt, "Buffer is empty" ) &&
+        isCaughtAs<Qv::MbEx>( failInResmgt, "Buffer is empty" );
+    std::puts( isCaught ? "caught" : "failed" );
     return isCaught ? 0 : 1;
 }
