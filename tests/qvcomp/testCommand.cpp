@@ -10,10 +10,10 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,7 +67,7 @@ Outcome runInside( const std::vector<std::string>& arguments ) {
     std::ostringstream output;
     std::ostringstream errors;
     const int status = runCommand( toPointers( arguments ), output, errors, false );
-    return { status, output.str(), errors.str(), 0 };
+    return { status, output.str(), errors.str() };
 }
 
 ChildCommand::ChildCommand( const std::vector<std::string>& arguments ) {
@@ -111,10 +111,8 @@ Outcome ChildCommand::finish() {
     std::string output = readAll( _output );
     reader.join();
     int status = 0;
-    rusage usage{};
-    ::wait4( std::exchange( _pid, -1 ), &status, 0, &usage );
-    return { WIFSIGNALED( status ) ? -WTERMSIG( status ) : WEXITSTATUS( status ), output, errors,
-             static_cast<std::uint64_t>( usage.ru_maxrss ) * 1024 };
+    ::waitpid( std::exchange( _pid, -1 ), &status, 0 );
+    return { WIFSIGNALED( status ) ? -WTERMSIG( status ) : WEXITSTATUS( status ), output, errors };
 }
 
 std::uint64_t getNumber( const std::string& report, const std::string& key ) {

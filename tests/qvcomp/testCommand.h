@@ -15,8 +15,6 @@ struct Outcome {
     int status;
     std::string output;
     std::string errors;
-    /// The most memory that the process had, in bytes, as the kernel told its parent.
-    std::uint64_t peakBytes;
 };
 
 /// Runs qvcomp inside of this process.

@@ -5,9 +5,13 @@
 
 #include <iostream>
 
+#include <malloc.h>
 #include <unistd.h>
 
 int main( int argc, char** argv ) {
+    // With an arena a thread, memory that one thread gives up isn't there for another, and the heap
+    // would grow beyond the limit of the tiles.
+    ::mallopt( M_ARENA_MAX, 1 );
     const char* const* arguments = argv;
     try {
         const Qv::InInitGuard packages( argc, arguments );
