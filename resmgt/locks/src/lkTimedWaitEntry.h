@@ -25,8 +25,9 @@ public:
     void abandon();
 
 private:
-    LkAutoResetEvent _waitEvent;
     LkThreadId _threadId;
+    // The owner looks at it again and again: on a line of its own.
+    alignas( 64 ) LkAutoResetEvent _waitEvent;
 };
 
 } // namespace Qv

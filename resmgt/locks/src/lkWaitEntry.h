@@ -44,10 +44,11 @@ public:
 private:
     void awaitUnpinnedSlowly() const noexcept;
 
-    // Written by signallers and the owner.
+    // Written by signallers; on one cache line with the link, which they read too.
     std::atomic<std::uint32_t> _nbPins{ 0 };
-    mutable LkAutoResetEvent _waitEvent;
     LkThreadId _threadId;
+    // The owner looks at it again and again: on a line of its own.
+    alignas( 64 ) mutable LkAutoResetEvent _waitEvent;
 };
 
 } // namespace Qv

@@ -42,7 +42,7 @@ bool LkEventPosix::wait( const LkDeadline& deadline ) const {
             return false;
         }
         if( ( seen & HAS_SLEEPERS ) != 0 ||
-            _word.compare_exchange_weak( seen, seen | HAS_SLEEPERS, std::memory_order_relaxed,
+            _word.compare_exchange_weak( seen, seen | HAS_SLEEPERS, std::memory_order_acquire,
                                          std::memory_order_acquire ) ) {
             LkFutex::wait( _word, seen | HAS_SLEEPERS, deadline );
             seen = _word.load( std::memory_order_acquire );
