@@ -2,6 +2,7 @@
 #include <tools/qvcomp/tileSum.h>
 
 #include <cmath>
+#include <type_traits>
 
 namespace Qv::Comp {
 
@@ -42,17 +43,22 @@ public:
     void addLines( const TileWriter& to, const TileReader& from ) const {
         const PixelArea& target = to.getArea();
         const PixelArea& source = from.getArea();
-        std::vector<float> bright( toFloats( source.getWidth() ) );
+        // Dark on both sides, so that all pixels of a block can use the same neighbours.
+        const int margin = BLOCK - 1;
+        std::vector<float> bright( toFloats( source.getWidth() + 2 * margin ) );
         for( int y = target.y0; y < target.y1; ++y ) {
-            extractBright( bright.data(), from.at( source.x0, y ), source.getWidth() );
-            for( int k = -_radius; k <= _radius; ++k ) {
-                const int begin = std::max( target.x0, source.x0 - k );
-                const int end = std::min( target.x1, source.x1 - k );
+            extractBright( &bright[toFloats( margin )], from.at( source.x0, y ),
+                           source.getWidth() );
+            const auto addBlock = [&]( auto pixels, int x ) {
+                const int begin = std::max( source.x0 - ( x + pixels - 1 ), -_radius );
+                const int end = std::min( source.x1 - x, _radius + 1 );
                 if( begin < end ) {
-                    addWeighted( to.at( begin, y ), &bright[toFloats( begin + k - source.x0 )],
-                                 getWeight( k ), toFloats( end - begin ) );
+                    addLinesWeighted<toFloats( pixels )>(
+                        to.at( x, y ), &bright[toFloats( x + begin - source.x0 + margin )],
+                        CHANNELS, getWeights( begin, end ) );
                 }
-            }
+            };
+            forEachBlock( target, addBlock );
         }
     }
 
@@ -61,17 +67,41 @@ public:
         const PixelArea& target = to.getArea();
         const PixelArea& source = from.getArea();
         for( int y = target.y0; y < target.y1; ++y ) {
+            const int begin = std::max( y - _radius, source.y0 );
             const int end = std::min( y + _radius + 1, source.y1 );
-            for( int k = std::max( y - _radius, source.y0 ); k < end; ++k ) {
-                addWeighted( to.at( target.x0, y ), from.at( target.x0, k ), getWeight( k - y ),
-                             toFloats( target.getWidth() ) );
-            }
+            const auto addBlock = [&]( auto pixels, int x ) {
+                if( begin < end ) {
+                    addLinesWeighted<toFloats( pixels )>( to.at( x, y ), from.at( x, begin ),
+                                                          from.getLineFloats(),
+                                                          getWeights( begin - y, end - y ) );
+                }
+            };
+            forEachBlock( target, addBlock );
         }
     }
 
 private:
-    float getWeight( int k ) const noexcept {
-        return _weights[static_cast<std::size_t>( k + _radius )];
+    /// Pixels whose sums fit into the registers of every processor.
+    static constexpr int BLOCK = 8;
+
+    /// Calls `addBlock( pixels, x )` for blocks that make up a line, the number of pixels as a
+    /// constant.
+    template <class AddBlock>
+    static void forEachBlock( const PixelArea& area, const AddBlock& addBlock ) {
+        int x = area.x0;
+        for( ; x + BLOCK <= area.x1; x += BLOCK ) {
+            addBlock( std::integral_constant<int, BLOCK>(), x );
+        }
+        for( ; x < area.x1; ++x ) {
+            addBlock( std::integral_constant<int, 1>(), x );
+        }
+    }
+
+    /// The weights of the distances from `begin` up to, not including, `end`.
+    std::span<const float> getWeights( int begin, int end ) const noexcept {
+        return std::span( _weights )
+            .subspan( static_cast<std::size_t>( begin + _radius ),
+                      static_cast<std::size_t>( end - begin ) );
     }
 
     const std::vector<float>& _weights;

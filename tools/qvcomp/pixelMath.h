@@ -2,6 +2,9 @@
 
 #include <tools/qvcomp/tileStore.h>
 
+#include <array>
+#include <span>
+
 namespace Qv::Comp {
 
 // Sums over neighbours are built tile by tile in the accumulators of the target, always in
@@ -14,6 +17,22 @@ inline void addWeighted( float* __restrict target, const float* __restrict sourc
     for( std::size_t i = 0; i < count; ++i ) {
         target[i] += weight * source[i];
     }
+}
+
+/// Adds to `FLOATS` floats of `target` those of each line of `source`, weighted, in order; lines
+/// are `stride` floats apart, and there is one for each weight. The sums stay in registers.
+template <std::size_t FLOATS>
+void addLinesWeighted( float* target, const float* source, std::size_t stride,
+                       std::span<const float> weights ) noexcept {
+    std::array<float, FLOATS> sums;
+    std::copy_n( target, FLOATS, sums.begin() );
+    for( const float weight : weights ) {
+        for( std::size_t i = 0; i < FLOATS; ++i ) {
+            sums[i] += weight * source[i];
+        }
+        source += stride;
+    }
+    std::copy_n( sums.begin(), FLOATS, target );
 }
 
 /// The largest finite value of a half float, as which pictures are written.

@@ -47,6 +47,11 @@ public:
         return _pixels.get() + ( row * static_cast<std::size_t>( _tileSide ) + column ) * CHANNELS;
     }
 
+    /// Floats from one line to the next.
+    std::size_t getLineFloats() const noexcept {
+        return static_cast<std::size_t>( _tileSide ) * CHANNELS;
+    }
+
 private:
     PixelArea _area;
     int _tileSide;
