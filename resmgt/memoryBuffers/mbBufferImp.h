@@ -14,7 +14,6 @@
 #include <resmgt/memoryBuffers/mbRegion.h>
 
 #include <cstdint>
-#include <exception>
 
 namespace Qv {
 
@@ -93,32 +92,15 @@ public:
     const LkLock& getLock() const noexcept QV_RETURN_CAPABILITY( _lock ) { return _lock; }
 
 private:
+    friend class MbDispatch;
     friend class MbStateImp;
     friend struct MbTestAccess;
-
-    /// How an event ended, for what is left to do without the lock.
-    struct Outcome {
-        bool isChanged = false;
-        bool isDestroyed = false;
-        std::exception_ptr failure;
-    };
 
     /// In `_pendingEvents`: the exception that is on its way out of an event comes from a
     /// transition, so the state has changed. Set by the transition, and cleared by whoever catches
     /// the exception, without the lock being given back in between.
     static constexpr std::uint32_t TRANSITION_FAILED = 0x80000000u;
 
-    template <unsigned EVENT>
-    int dispatch() QV_REQUIRES( _lock );
-    int dispatch( unsigned event ) QV_REQUIRES( _lock );
-    template <class Operation>
-    Outcome attempt( Operation operation ) QV_REQUIRES( _lock );
-    template <unsigned EVENT>
-    void send();
-    template <unsigned EVENT>
-    void sendCompletion();
-    void end( const Outcome& outcome );
-    bool takeFailureMark() QV_REQUIRES( _lock );
     MbRegion releaseRegion();
     std::uint64_t getMemorySize() const QV_REQUIRES( _lock ) { return _region.getMemorySize(); }
     /// Waits until the state may have changed.

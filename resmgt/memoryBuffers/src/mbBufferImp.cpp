@@ -3,9 +3,7 @@
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
-#include <resmgt/memoryBuffers/src/mbState.h>
-
-#include <utility>
+#include <resmgt/memoryBuffers/src/mbDispatch.h>
 
 namespace Qv {
 
@@ -48,129 +46,58 @@ void MbBufferImp::unpin() noexcept {
     }
 }
 
-// Sending events.
-
-template <unsigned EVENT>
-int MbBufferImp::dispatch() {
-    int result;
-    do {
-        result = ( _state->*MB_EVENTS[EVENT].operation )( this );
-    } while( result == MbState::AGAIN );
-    return result;
-}
-
-int MbBufferImp::dispatch( unsigned event ) {
-    int result;
-    do {
-        result = ( _state->*MB_EVENTS[event].operation )( this );
-    } while( result == MbState::AGAIN );
-    return result;
-}
-
-bool MbBufferImp::takeFailureMark() {
-    return ( std::exchange( _pendingEvents, _pendingEvents & ~TRANSITION_FAILED ) &
-             TRANSITION_FAILED ) != 0;
-}
-
-template <class Operation>
-MbBufferImp::Outcome MbBufferImp::attempt( Operation operation ) {
-    Outcome outcome;
-    try {
-        outcome.isChanged = operation();
-    } catch( ... ) {
-        outcome.failure = std::current_exception();
-        outcome.isChanged = takeFailureMark();
-    }
-    outcome.isDestroyed = outcome.isChanged && _state->isDestroyed();
-    return outcome;
-}
-
-void MbBufferImp::end( const Outcome& outcome ) {
-    if( outcome.isDestroyed ) {
-        unpin();
-    }
-    if( outcome.failure ) {
-        std::rethrow_exception( outcome.failure );
-    }
-}
-
-template <unsigned EVENT>
-void MbBufferImp::send() {
-    Outcome outcome;
-    {
-        const LkGuard<const LkLock> guard( _lock );
-        outcome = attempt( [this]() QV_REQUIRES( _lock ) { return dispatch<EVENT>() != 0; } );
-    }
-    if( outcome.isChanged ) {
-        _stateChanged.broadcast();
-    }
-    end( outcome );
-}
-
-template <unsigned EVENT>
-void MbBufferImp::sendCompletion() {
-    Outcome outcome;
-    {
-        const LkGuard<const LkLock> guard( _lock );
-        outcome = attempt( [this]() QV_REQUIRES( _lock ) { return dispatch<EVENT>() != 0; } );
-        // Whoever waits may destroy the buffer as soon as it has the lock.
-        if( outcome.isChanged ) {
-            _stateChanged.broadcast();
-        }
-    }
-    end( outcome );
-}
+// Events.
 
 void MbBufferImp::rdlock() {
-    send<RDLOCK>();
+    MbDispatch::send<RDLOCK>( this );
 }
 
 void MbBufferImp::wrlock() {
-    send<WRLOCK>();
+    MbDispatch::send<WRLOCK>( this );
 }
 
 void MbBufferImp::wrdup() {
-    send<WRDUP>();
+    MbDispatch::send<WRDUP>( this );
 }
 
 void MbBufferImp::wr2rd() {
-    send<WR2RD>();
+    MbDispatch::send<WR2RD>( this );
 }
 
 void MbBufferImp::prefetch() {
-    send<PREFETCH>();
+    MbDispatch::send<PREFETCH>( this );
 }
 
 void MbBufferImp::asyncSync() {
-    send<ASYNC_SYNC>();
+    MbDispatch::send<ASYNC_SYNC>( this );
 }
 
 void MbBufferImp::sync() {
-    send<SYNC>();
+    MbDispatch::send<SYNC>( this );
 }
 
 void MbBufferImp::unlock() {
-    send<UNLOCK>();
+    MbDispatch::send<UNLOCK>( this );
 }
 
 void MbBufferImp::unload() {
-    send<UNLOAD>();
+    MbDispatch::send<UNLOAD>( this );
 }
 
 void MbBufferImp::free() {
-    send<FREE>();
+    MbDispatch::send<FREE>( this );
 }
 
 void MbBufferImp::destroy() {
-    send<DESTROY>();
+    MbDispatch::send<DESTROY>( this );
 }
 
 void MbBufferImp::asyncSucceeded() {
-    sendCompletion<ASYNC_OP_SUCCEEDED>();
+    MbDispatch::sendCompletion<ASYNC_OP_SUCCEEDED>( this );
 }
 
 void MbBufferImp::asyncFailed() {
-    sendCompletion<ASYNC_OP_FAILED>();
+    MbDispatch::sendCompletion<ASYNC_OP_FAILED>( this );
 }
 
 void MbBufferImp::waitForChange() const {
@@ -183,16 +110,17 @@ void MbBufferImp::waitForChange() const {
 
 MbRegion MbBufferImp::releaseRegion() {
     MbRegion region;
-    Outcome outcome;
+    MbDispatch::Outcome outcome;
     {
         const LkGuard<const LkLock> guard( _lock );
-        outcome = attempt( [this, &region]() QV_REQUIRES( _lock ) {
+        outcome = MbDispatch::attempt( this, [this, &region] {
+            assumeLocked();
             region = _state->release( this );
             return true;
         } );
     }
     _stateChanged.broadcast();
-    end( outcome );
+    MbDispatch::end( this, outcome );
     return region;
 }
 
@@ -202,14 +130,15 @@ void MbBufferImp::grab( MbBufferImp& source ) {
                                                 "transfer the ownership of the region." );
     }
     const MbRegion region = source.releaseRegion();
-    Outcome outcome;
+    MbDispatch::Outcome outcome;
     bool isFitting;
     {
         const LkGuard<const LkLock> guard( _lock );
         isFitting = region.getMemorySize() == static_cast<std::uint64_t>( _size ) &&
                     _alignment.isAligned( reinterpret_cast<std::uintptr_t>( region._memory ) );
         if( isFitting ) {
-            outcome = attempt( [this, &region]() QV_REQUIRES( _lock ) {
+            outcome = MbDispatch::attempt( this, [this, &region] {
+                assumeLocked();
                 _state->grab( this, region );
                 return true;
             } );
@@ -223,7 +152,7 @@ void MbBufferImp::grab( MbBufferImp& source ) {
         _manager->deallocateRegion( region );
     }
     _stateChanged.broadcast();
-    end( outcome );
+    MbDispatch::end( this, outcome );
 }
 
 // What the handles ask.

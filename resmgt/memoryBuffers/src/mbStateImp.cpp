@@ -4,6 +4,7 @@
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
+#include <resmgt/memoryBuffers/src/mbDispatch.h>
 #include <resmgt/memoryBuffers/src/mbStateImp.h>
 #include <resmgt/memoryBuffers/src/mbTypeName.h>
 
@@ -208,7 +209,7 @@ void MbStateImp::begin( MbBufferImp* b, const MbState& current, const MbState& t
 }
 
 int MbStateImp::end( MbBufferImp* b, const MbState& transient, const MbState& target,
-                     std::exception_ptr failure ) {
+                     std::exception_ptr& failure ) {
     b->assumeLocked();
     transient.exit( b );
     b->_state = &target;
@@ -245,9 +246,9 @@ void MbStateImp::replay( MbBufferImp* b, std::uint32_t events, std::exception_pt
     for( unsigned event = 0; event < NB_EVENTS; ++event ) {
         if( ( events & eventBit( event ) ) != 0 ) {
             try {
-                b->dispatch( event );
+                MbDispatch::dispatch( b, event );
             } catch( ... ) {
-                b->takeFailureMark();
+                MbDispatch::takeFailureMark( b );
                 keepFirst( failure );
             }
         }
@@ -256,11 +257,11 @@ void MbStateImp::replay( MbBufferImp* b, std::uint32_t events, std::exception_pt
 
 void MbStateImp::giveUpLock( MbBufferImp* b ) {
     b->assumeLocked();
-    b->takeFailureMark();
+    MbDispatch::takeFailureMark( b );
     try {
-        b->dispatch( UNLOCK );
+        MbDispatch::dispatch( b, UNLOCK );
     } catch( ... ) {
-        b->takeFailureMark();
+        MbDispatch::takeFailureMark( b );
         report();
     }
     b->_pendingEvents |= MbBufferImp::TRANSITION_FAILED;

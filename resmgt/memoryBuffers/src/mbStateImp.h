@@ -89,7 +89,7 @@ private:
 
     static void begin( MbBufferImp* b, const MbState& current, const MbState& transient );
     static int end( MbBufferImp* b, const MbState& transient, const MbState& target,
-                    std::exception_ptr failure );
+                    std::exception_ptr& failure );
     static void replay( MbBufferImp* b, std::exception_ptr& failure );
     static void replay( MbBufferImp* b, std::uint32_t events, std::exception_ptr& failure );
     static void giveUpLock( MbBufferImp* b );

@@ -1,0 +1,466 @@
+#include <base/init/inSingletonEx.h>
+#include <base/ownership/rcEx.h>
+#include <resmgt/memoryBuffers/mbBufferFactoryRegistry.h>
+#include <resmgt/memoryBuffers/mbBufferRdGuardImp.h>
+#include <resmgt/memoryBuffers/mbBufferSimpleFactory.h>
+#include <resmgt/memoryBuffers/mbBufferWrGuardImp.h>
+#include <resmgt/memoryBuffers/mbEx.h>
+#include <resmgt/memoryBuffers/mbHeapManager.h>
+#include <resmgt/memoryBuffers/mbStateMachine.h>
+#include <resmgt/memoryBuffers/mbUnloadLRU.h>
+#include <resmgt/memoryBuffers/test/mbRecorder.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <tests/support/holdPoint.h>
+#include <tests/support/testThread.h>
+
+namespace Qv {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+const MbState* initialState( MbStateMachine::LockPolicy_e policy = MbStateMachine::RELAXED ) {
+    return MbStateMachine::getInstance( MbStateMachine::TRACED, policy ).getInitialState();
+}
+
+RCShdPtr<MbManager> makeHeap( unsigned long long limit = 1 << 20 ) {
+    return RCShdPtr<MbManager>(
+        new MbHeapManager( "heap", limit, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) );
+}
+
+template <class Body>
+std::string invalidArgument( Body body ) {
+    try {
+        body();
+    } catch( const MbEx::ExInvalidArgument& exception ) {
+        return exception.getReason();
+    }
+    return "nothing was raised";
+}
+
+const char* const EMPTY = "Invalid argument: Buffer is empty.";
+
+/// A buffer of a recording manager and protocol.
+class MbBufferTest : public testing::Test {
+protected:
+    MbBuffer make( MbStateMachine::LockPolicy_e policy = MbStateMachine::RELAXED ) {
+        protocol = new RecordingProtocol( log );
+        protocol->onEnd = [this] { log.push_back( "end" ); };
+        const RCShdEngPtr<MbBufferImp> engine( new MbBufferImp(
+            "buffer", initialState( policy ), manager, OPtr<MbProtocol>( protocol ),
+            RecordingManager::BLOCK_SIZE, MbAlignment( 127, 0, 0 ) ) );
+        protocol->buffer = imp = engine.get();
+        return MbBuffer( engine );
+    }
+    /// Calls `body` once, inside the protocol's `call`.
+    template <class Body>
+    void inside( const char* call, Body body ) {
+        protocol->hook = [this, call, body]( const std::string& name ) {
+            if( name == call ) {
+                protocol->hook = nullptr;
+                body();
+            }
+        };
+    }
+
+    CallLog log;
+    RCShdPtr<MbManager> manager{ new RecordingManager( log ) };
+    RecordingProtocol* protocol = nullptr;
+    MbBufferImp* imp = nullptr;
+};
+
+TEST( MbBuffer, ANullHandleIsHarmlessUntilItIsUsed ) {
+    MbBuffer null;
+    EXPECT_TRUE( null.isNull() );
+    EXPECT_FALSE( null.isUniqueOwner() );
+    EXPECT_EQ( null, MbBuffer() );
+    EXPECT_THROW( null.getName(), ExNullPtr );
+    EXPECT_THROW( null.isLoaded(), ExNullPtr );
+    EXPECT_THROW( null.prefetch(), ExNullPtr );
+    EXPECT_EQ( invalidArgument( [&] { MbBufferRdGuardImp guard( null ); } ), EMPTY );
+    EXPECT_EQ( invalidArgument( [&] { MbBufferWrGuardImp guard( null ); } ), EMPTY );
+    MbBufferWrGuardImp writer;
+    MbBufferRdGuardImp reader;
+    EXPECT_EQ( invalidArgument( [&] { writer.setProtocol( OPtr<MbProtocol>() ); } ), EMPTY );
+    EXPECT_EQ( invalidArgument( [&] { reader.setProtocol( OPtr<MbProtocol>() ); } ), EMPTY );
+    EXPECT_TRUE( MbBufferWrGuardImp( writer ).isNull() );
+    EXPECT_TRUE( MbBufferRdGuardImp( reader ).isNull() );
+    EXPECT_TRUE( MbBufferRdGuardImp( writer ).isNull() );
+}
+
+TEST( MbBuffer, FactoriesGiveNewBuffersTheirPropertiesButNoMemory ) {
+    const RCShdPtr<MbManager> manager = makeHeap( 5000 );
+    MbBufferSimpleFactory factory( initialState(), manager );
+    const MbBuffer plain = factory.create( "plain", 1000 );
+    const MbBuffer other( plain );
+    EXPECT_STREQ( plain.getName(), "plain" );
+    EXPECT_EQ( plain.getSize(), 1000 );
+    EXPECT_EQ( plain.getAlignment().getAlignmentMask(), 127u );
+    EXPECT_NE( plain.getProtocol(), nullptr );
+    EXPECT_FALSE( plain.isLoaded() );
+    EXPECT_TRUE( plain == other );
+    EXPECT_FALSE( plain.isUniqueOwner() );
+    EXPECT_EQ( factory.getFreeSpace(), 5000u );
+    {
+        const MbBufferRdGuardImp guard( plain );
+        EXPECT_TRUE( plain.isLoaded() );
+        EXPECT_EQ( reinterpret_cast<std::uintptr_t>( guard.getMemory() ) % 128, 0u );
+        EXPECT_EQ( factory.getFreeSpace(), 5000u - 1127 );
+        EXPECT_TRUE( guard.getBuffer() == plain );
+    }
+    EXPECT_EQ( factory.getSize(), 5000u );
+    EXPECT_EQ(
+        factory.create( "aligned", 16, MbAlignment( 15, 0, 0 ) ).getAlignment().getAlignmentMask(),
+        15u );
+    EXPECT_THROW( factory.create( "negative", -1 ), MbEx::ExInvalidArgument );
+}
+
+TEST_F( MbBufferTest, GuardsLockCopyAndAssign ) {
+    MbBuffer first = make();
+    MbBufferImp* const firstImp = imp;
+    const RCShdPtr<MbManager> second = makeHeap();
+    MbBufferSimpleFactory factory( initialState(), second );
+    MbBuffer other = factory.create( "other", 16 );
+    MbBufferWrGuardImp writer( first );
+    EXPECT_EQ( MbTestAccess::lockCount( *firstImp ), 1u );
+    {
+        const MbBufferWrGuardImp copy( writer );
+        EXPECT_EQ( MbTestAccess::lockCount( *firstImp ), 2u );
+        MbBufferWrGuardImp same( copy );
+        same = copy;
+        EXPECT_EQ( MbTestAccess::lockCount( *firstImp ), 3u );
+    }
+    EXPECT_EQ( MbTestAccess::lockCount( *firstImp ), 1u );
+    const MbBufferRdGuardImp reader( writer );
+    EXPECT_TRUE( writer.isNull() );
+    EXPECT_EQ( MbTestAccess::lockCount( *firstImp ), 1u );
+    MbBufferRdGuardImp moving( other );
+    moving = reader;
+    EXPECT_EQ( MbTestAccess::lockCount( *firstImp ), 2u );
+    EXPECT_TRUE( moving.getBuffer() == first );
+    moving = MbBufferRdGuardImp();
+    EXPECT_TRUE( moving.isNull() );
+    EXPECT_EQ( MbTestAccess::lockCount( *firstImp ), 1u );
+}
+
+TEST_F( MbBufferTest, UnderTheStrictPolicyADemotedWriterLetsReadersInButNoWriter ) {
+    MbBuffer buffer = make( MbStateMachine::STRICT );
+    MbBufferWrGuardImp writer( buffer );
+    MbBufferWrGuardImp copy( writer );
+    std::optional<MbBufferRdGuardImp> demoted( std::in_place, writer );
+    EXPECT_EQ( MbTestAccess::lockCount( *imp ), 2u );
+    const std::optional<MbBufferRdGuardImp> reader( std::in_place, buffer );
+    TestThread blocked( [&] { const MbBufferWrGuardImp guard( buffer ); } );
+    blocked.waitUntilBlocked();
+    demoted.reset();
+    const_cast<std::optional<MbBufferRdGuardImp>&>( reader ).reset();
+    copy = MbBufferWrGuardImp();
+    blocked.join();
+}
+
+TEST_F( MbBufferTest, AFailedLoadLeavesNoLockBehindAndTheGuardIsNeverBuilt ) {
+    MbBuffer buffer = make();
+    protocol->faultyCall = "P.load";
+    EXPECT_THROW( MbBufferRdGuardImp guard( buffer ), ProtocolFault );
+    EXPECT_TRUE( buffer.isUniqueOwner() );
+    protocol->faultyCall.clear();
+    log.clear();
+    const MbBufferRdGuardImp guard( buffer );
+    EXPECT_THAT( log, ElementsAre( "M.allocateRegion", "P.load" ) );
+}
+
+TEST_F( MbBufferTest, AFailedTransitionWakesWhoeverWaitsForIt ) {
+    MbBuffer buffer = make();
+    HoldPoint load( "load" );
+    inside( "P.load", [&] {
+        load.pass();
+        protocol->faultyCall = "P.load";
+    } );
+    TestThread first( [&] { EXPECT_THROW( MbBufferRdGuardImp guard( buffer ), ProtocolFault ); } );
+    load.waitUntilReached();
+    TestThread second( [&] { EXPECT_THROW( MbBufferRdGuardImp guard( buffer ), ProtocolFault ); } );
+    second.waitUntilBlocked();
+    load.release();
+    first.join();
+    second.join();
+}
+
+TEST_F( MbBufferTest, AnUnlockThatRaisesIsReportedAndHasEndedTheLock ) {
+    MbBuffer buffer = make();
+    protocol->faultyCall = "P.unlocked";
+    testing::internal::CaptureStderr();
+    { const MbBufferRdGuardImp guard( buffer ); }
+    EXPECT_THAT( testing::internal::GetCapturedStderr(), HasSubstr( "protocol fault" ) );
+    EXPECT_EQ( MbTestAccess::lockCount( *imp ), 0u );
+    EXPECT_EQ( log.back(), "M.bufferUnloadable" );
+}
+
+TEST_F( MbBufferTest, ReplacingTheProtocolDeletesTheFormerOneAfterItsCall ) {
+    MbBuffer buffer = make();
+    const MbBufferRdGuardImp first( buffer );
+    MbBufferRdGuardImp second( buffer );
+    HoldPoint markDirty( "markDirty" );
+    inside( "P.markDirty", [&] { markDirty.pass(); } );
+    RecordingProtocol* const former = protocol;
+    TestThread writer( [&] { const MbBufferWrGuardImp guard( buffer ); } );
+    markDirty.waitUntilReached();
+    TestThread replacer( [&] { second.setProtocol( OPtr<MbProtocol>( new MbProtocol ) ); } );
+    replacer.waitUntilBlocked();
+    EXPECT_THAT( log, testing::Not( testing::Contains( "end" ) ) );
+    EXPECT_EQ( imp->getProtocol(), former );
+    markDirty.release();
+    writer.join();
+    replacer.join();
+    EXPECT_EQ( log.back(), "end" );
+    EXPECT_NE( buffer.getProtocol(), former );
+}
+
+// Pending events.
+
+TEST_F( MbBufferTest, AProtocolMayFreeItsBufferFromInsideACall ) {
+    MbBuffer buffer = make();
+    inside( "P.load", [&] { buffer.free(); } );
+    { const MbBufferRdGuardImp guard( buffer ); }
+    EXPECT_THAT( log, ElementsAre( "M.allocateRegion", "P.load", "P.free", "M.deallocateRegion" ) );
+}
+
+TEST_F( MbBufferTest, ACompletionInsideTheCallIsReplayedBeforeAFreeThatWouldWaitForIt ) {
+    MbBuffer buffer = make();
+    inside( "P.asyncLoad", [&] {
+        buffer.free();
+        buffer.asyncSync();
+        imp->asyncSucceeded();
+    } );
+    buffer.prefetch();
+    EXPECT_THAT( log, ElementsAre( "M.allocateRegion", "P.asyncLoad", "P.asyncLoadSucceeded",
+                                   "M.bufferUnloadable", "M.bufferNotUnloadable", "P.free",
+                                   "M.deallocateRegion" ) );
+    EXPECT_EQ( MbTestAccess::pendingEvents( *imp ), 0u );
+}
+
+TEST_F( MbBufferTest, ADeferredAsyncSyncRunsAfterTheLastLockUnlessTheContentIsFreed ) {
+    MbBuffer buffer = make();
+    {
+        const MbBufferWrGuardImp guard( buffer );
+        buffer.asyncSync();
+        EXPECT_EQ( MbTestAccess::pendingEvents( *imp ), 32u );
+    }
+    EXPECT_EQ( log.back(), "P.asyncSync" );
+    imp->asyncSucceeded();
+    {
+        const MbBufferWrGuardImp guard( buffer );
+        buffer.asyncSync();
+        buffer.free();
+    }
+    EXPECT_EQ( log.back(), "M.deallocateRegion" );
+    EXPECT_EQ( MbTestAccess::pendingEvents( *imp ), 0u );
+}
+
+TEST_F( MbBufferTest, AReplayedEventsFailureGoesToTheCallerUnlessThereIsAnEarlierOne ) {
+    MbBuffer buffer = make();
+    { const MbBufferWrGuardImp guard( buffer ); }
+    // A completion that nothing asked for is illegal in every state that these calls lead to.
+    inside( "P.sync", [&] { imp->asyncSucceeded(); } );
+    EXPECT_THROW( buffer.sync(), MbEx::ExIllegalTransition );
+    EXPECT_EQ( log.back(), "M.bufferUnloadable" );
+    { const MbBufferWrGuardImp guard( buffer ); }
+    inside( "P.sync", [&] {
+        imp->asyncSucceeded();
+        protocol->faultyCall = "P.sync";
+    } );
+    testing::internal::CaptureStderr();
+    EXPECT_THROW( buffer.sync(), ProtocolFault );
+    EXPECT_THAT( testing::internal::GetCapturedStderr(), HasSubstr( "asyncOpSucceeded()" ) );
+}
+
+TEST_F( MbBufferTest, ALockWhoseReplayRaisesIsGivenUpAgain ) {
+    MbBuffer buffer = make();
+    inside( "P.load", [&] { imp->asyncFailed(); } );
+    EXPECT_THROW( MbBufferRdGuardImp guard( buffer ), MbEx::ExIllegalTransition );
+    EXPECT_EQ( MbTestAccess::lockCount( *imp ), 0u );
+    EXPECT_EQ( MbTestAccess::pendingEvents( *imp ), 0u );
+    EXPECT_THAT( log,
+                 ElementsAre( "M.allocateRegion", "P.load", "P.unlocked", "M.bufferUnloadable" ) );
+}
+
+// The end of a buffer.
+
+TEST_F( MbBufferTest, OnlyUnsavedContentIsHandedToTheProtocolAtTheEnd ) {
+    {
+        MbBuffer buffer = make();
+        { const MbBufferWrGuardImp guard( buffer ); }
+        log.clear();
+    }
+    EXPECT_THAT( log,
+                 ElementsAre( "M.bufferNotUnloadable", "P.destroy", "M.deallocateRegion", "end" ) );
+    {
+        MbBuffer buffer = make();
+        { const MbBufferRdGuardImp guard( buffer ); }
+        log.clear();
+    }
+    EXPECT_THAT( log, ElementsAre( "M.bufferNotUnloadable", "M.deallocateRegion", "end" ) );
+}
+
+TEST_F( MbBufferTest, AnEndThatRaisesIsReportedAndTheBufferGoes ) {
+    testing::internal::CaptureStderr();
+    {
+        MbBuffer buffer = make();
+        { const MbBufferWrGuardImp guard( buffer ); }
+        protocol->faultyCall = "P.destroy";
+        log.clear();
+    }
+    EXPECT_THAT( testing::internal::GetCapturedStderr(), HasSubstr( "protocol fault" ) );
+    EXPECT_THAT( log,
+                 ElementsAre( "M.bufferNotUnloadable", "P.destroy", "M.deallocateRegion", "end" ) );
+}
+
+TEST_F( MbBufferTest, AProtocolMayDropTheLastHandleFromInsideACall ) {
+    // In a client's own operation, in a completion and in an eviction.
+    auto buffer = std::make_unique<MbBuffer>( make() );
+    inside( "P.asyncLoad", [&] { buffer.reset(); } );
+    MbBuffer& handle = *buffer;
+    TestThread prefetcher( [&] { handle.prefetch(); } );
+    // Its end waits for the completion.
+    prefetcher.waitUntilBlocked();
+    imp->asyncSucceeded();
+    prefetcher.join();
+    EXPECT_EQ( log.back(), "end" );
+
+    buffer = std::make_unique<MbBuffer>( make() );
+    buffer->prefetch();
+    inside( "P.asyncLoadSucceeded", [&] { buffer.reset(); } );
+    imp->asyncSucceeded();
+    EXPECT_EQ( log.back(), "end" );
+
+    buffer = std::make_unique<MbBuffer>( make() );
+    { const MbBufferWrGuardImp guard( *buffer ); }
+    inside( "P.unload", [&] { buffer.reset(); } );
+    imp->pin();
+    log.clear();
+    imp->unload();
+    EXPECT_THAT( log, ElementsAre( "M.bufferNotUnloadable", "P.unload", "M.deallocateRegion" ) );
+    imp->unpin();
+    EXPECT_EQ( log.back(), "end" );
+}
+
+TEST_F( MbBufferTest, TheEndWaitsForARunningOperation ) {
+    auto buffer = std::make_unique<MbBuffer>( make() );
+    buffer->prefetch();
+    TestThread dropper( [&] { buffer.reset(); } );
+    dropper.waitUntilBlocked();
+    imp->asyncFailed();
+    dropper.join();
+    EXPECT_THAT( log, ElementsAre( "M.allocateRegion", "P.asyncLoad", "M.deallocateRegion",
+                                   "P.asyncLoadFailed", "end" ) );
+}
+
+// Moving memory.
+
+TEST_F( MbBufferTest, GrabMovesTheMemoryAndFreesTheSource ) {
+    MbBuffer source = make();
+    MbBufferImp* const sourceImp = imp;
+    { const MbBufferWrGuardImp guard( source ); }
+    void* const memory = MbTestAccess::words( MbTestAccess::region( *sourceImp ) )[1];
+    MbBuffer target = make();
+    log.clear();
+    target.grab( source );
+    EXPECT_THAT( log,
+                 ElementsAre( "M.bufferNotUnloadable", "P.free", "P.grab", "M.bufferUnloadable" ) );
+    EXPECT_FALSE( source.isLoaded() );
+    const MbBufferRdGuardImp guard( target );
+    EXPECT_EQ( guard.getMemory(), memory );
+}
+
+TEST( MbBuffer, GrabRefusesWhatDoesNotFit ) {
+    const RCShdPtr<MbManager> manager = makeHeap( 4096 );
+    MbBufferSimpleFactory factory( initialState(), manager );
+    MbBufferSimpleFactory otherFactory( initialState(), makeHeap() );
+    MbBuffer target = factory.create( "target", 512 );
+    MbBuffer larger = factory.create( "larger", 1024 );
+    MbBuffer foreign = otherFactory.create( "foreign", 512 );
+    MbBuffer null;
+    { const MbBufferWrGuardImp guard( larger ); }
+    { const MbBufferWrGuardImp guard( target ); }
+    EXPECT_EQ( invalidArgument( [&] { target.grab( null ); } ), EMPTY );
+    EXPECT_EQ( invalidArgument( [&] { target.grab( target ); } ),
+               "Invalid argument: Can not grab from same buffer." );
+    EXPECT_THAT( invalidArgument( [&] { target.grab( foreign ); } ),
+                 HasSubstr( "Buffers must share the same manager in order to transfer the "
+                            "ownership of the region." ) );
+    EXPECT_TRUE( larger.isLoaded() );
+    EXPECT_THAT( invalidArgument( [&] { target.grab( larger ); } ),
+                 HasSubstr( "Buffer sizes or alignment do not match." ) );
+    EXPECT_FALSE( larger.isLoaded() );
+    EXPECT_TRUE( target.isLoaded() );
+    EXPECT_EQ( manager->getFreeSpace(), 4096u - 512 - 127 );
+}
+
+TEST( MbBufferFactoryRegistry, KeepsOneFactoryForEachType ) {
+    const auto make = [] {
+        return OPtr<MbBufferFactory>( new MbBufferSimpleFactory( initialState(), makeHeap() ) );
+    };
+    OPtr<MbBufferFactory> factory = make();
+    MbBufferFactory* const raw = factory.get();
+    EXPECT_FALSE( MbBufferFactoryRegistry::hasFactory( MbBufferFactoryRegistry::SCRATCH ) );
+    MbBufferFactoryRegistry::registerFactory( MbBufferFactoryRegistry::SCRATCH, factory );
+    EXPECT_TRUE( MbBufferFactoryRegistry::hasFactory( MbBufferFactoryRegistry::SCRATCH ) );
+    EXPECT_EQ( MbBufferFactoryRegistry::getFactory( MbBufferFactoryRegistry::SCRATCH ), raw );
+    const auto reason = []( auto body ) {
+        try {
+            body();
+        } catch( const ExBase& exception ) {
+            return std::string( exception.getReason() );
+        }
+        return std::string();
+    };
+    EXPECT_THAT( reason( [&] {
+                     MbBufferFactoryRegistry::registerFactory( MbBufferFactoryRegistry::SCRATCH,
+                                                               make() );
+                 } ),
+                 HasSubstr( "_registry.insert( RegistryMap::value_type( factoryType, "
+                            "factory.release( ) ) ).second" ) );
+    EXPECT_EQ( MbBufferFactoryRegistry::getFactory( MbBufferFactoryRegistry::SCRATCH ), raw );
+    EXPECT_THAT(
+        reason( [] { MbBufferFactoryRegistry::getFactory( MbBufferFactoryRegistry::TILES ); } ),
+        HasSubstr( "it != _registry.end()" ) );
+}
+
+TEST_F( MbBufferTest, TracesEventsStatesAndIgnoredOnesOnlyInTheTracingMachine ) {
+    TraceLevel& level = *Trace::registerLevel( "MbStateMachine", "mbStateTrace.cpp" );
+    const auto traceOf = [&]( MbStateMachine::Trace_e trace ) {
+        protocol = new RecordingProtocol( log );
+        const RCShdEngPtr<MbBufferImp> engine( new MbBufferImp(
+            "traced",
+            MbStateMachine::getInstance( trace, MbStateMachine::RELAXED ).getInitialState(),
+            manager, OPtr<MbProtocol>( protocol ), RecordingManager::BLOCK_SIZE,
+            MbAlignment( 0, 0, 0 ) ) );
+        protocol->buffer = engine.get();
+        level.setEnabled( true );
+        testing::internal::CaptureStderr();
+        engine->unload();
+        engine->rdlock();
+        engine->rdlock();
+        level.setEnabled( false );
+        engine->unlock();
+        engine->unlock();
+        return testing::internal::GetCapturedStderr();
+    };
+    const std::string text = traceOf( MbStateMachine::TRACED );
+    for( const char* const line :
+         { "MbBuffer : traced (0x", ") [ Lock count = 0 ] -->  Freed unload (ignored)",
+           "Freed::rdlock", " ] -->  TransientState::entering", " ] -->  Locked::entering",
+           ") [ Lock count = 1 ] -->  Locked", "Locked::rdlock" } ) {
+        EXPECT_THAT( text, HasSubstr( line ) );
+    }
+    EXPECT_EQ( traceOf( MbStateMachine::UNTRACED ), "" );
+}
+
+} // namespace
+
+} // namespace Qv
