@@ -64,8 +64,9 @@ RecordingProtocol::~RecordingProtocol() {
 void RecordingProtocol::note( const char* call ) {
     _log.push_back( call );
     EXPECT_FALSE( isLockedByThisThread( *buffer ) ) << call;
-    if( hook ) {
-        hook( call );
+    // A copy, since the hook may replace itself.
+    if( const auto called = hook ) {
+        called( call );
     }
     if( call == faultyCall ) {
         throw ProtocolFault();
