@@ -75,7 +75,7 @@ namespace {
 class LibraryBuildInfo final : public InBuildInfo {
 public:
     const char* getProductName() const override { return "Tessaroc Ombra Library"; }
-    const char* getLibraryName() const override { return "libQVresmgt"; }
+    const char* getLibraryName() const override { return "libQvresmgt"; }
     const char* getVersion() const override { return QV_VERSION_YEAR; }
     const char* getVersionNumber() const override { return QV_VERSION_NUMBER; }
     const char* getBuildSuffix() const override {

@@ -13,7 +13,7 @@ namespace {
 TEST( LibraryBuildInfoTest, theLibraryRegistersOneRecordThatFitsTogether ) {
     const InBuildInfo* info = nullptr;
     for( const InBuildInfo* const candidate : InBuildInfoUtil::getInfos() ) {
-        if( std::strcmp( candidate->getLibraryName(), "libQVresmgt" ) == 0 ) {
+        if( std::strcmp( candidate->getLibraryName(), "libQvresmgt" ) == 0 ) {
             EXPECT_EQ( info, nullptr );
             info = candidate;
         }
