@@ -7,7 +7,7 @@ namespace Qv::FloatUtil {
 /// Raises the failure of a comparison of floating-point numbers. `Kind` 0, the only one, is that of
 /// a comparison with a tolerance.
 template <class T, int Kind>
-struct ThrowAssertionFailed;
+struct QV_BASE_API ThrowAssertionFailed;
 
 /// `T` is float or double.
 ///

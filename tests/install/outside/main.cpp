@@ -2,6 +2,7 @@
 // exceptions that the libraries raise, by their own types and by those of their families.
 
 #include <base/failure/assertions.h>
+#include <base/failure/floatUtil.h>
 #include <base/init/inInitGuard.h>
 #include <resmgt/memoryBuffers/mbBuffer.h>
 #include <resmgt/memoryBuffers/mbBufferWrGuardImp.h>
@@ -14,6 +15,11 @@ namespace {
 
 void failInBase() {
     Qv::Assertions::throwAssertionFailed( QV_HERE, "raised in the library" );
+}
+
+void failInTemplateOfBase() {
+    Qv::FloatUtil::ThrowAssertionFailed<float, 0>::throwAssertionFailed(
+        QV_HERE, "ratio", " is greater than ", "0.0f", 0.0F, 0.0F, 0.0F );
 }
 
 void failInResmgt() {
@@ -40,6 +46,7 @@ int main( int argc, char** argv ) {
     const bool isCaught =
         isCaughtAs<Qv::ExAssertionFailed>( failInBase, "raised in the library" ) &&
         isCaughtAs<Qv::ExBase>( failInBase, "raised in the library" ) &&
+        isCaughtAs<Qv::ExAssertionFailed>( failInTemplateOfBase, "ratio is greater than 0.0f" ) &&
         isCaughtAs<Qv::MbEx::ExInvalidArgument>( failInResmgt, "Buffer is empty" ) &&
         isCaughtAs<Qv::MbEx>( failInResmgt, "Buffer is empty" );
     std::puts( isCaught ? "caught" : "failed" );
