@@ -19,7 +19,8 @@ public:
     /// `out`, unless null, gets null on success; for an ExBase the call stack of where it was
     /// built; for a foreign one its type and text, which the logging function gets too, and the
     /// call stack of the catch, as that of the throw is gone.
-    /// Errors: the cancellation of the thread, and unwinding that isn't C++, goes on through it.
+    /// Errors: the cancellation of the thread, and unwinding that isn't C++, goes on through it;
+    /// std::bad_alloc where there is no memory for the answer.
     static OPtrRet<ExBase> execute( Functor& functor, APtr<char>* out );
 
     /// Installs `function`, which may be null, and returns the former one; null at first.

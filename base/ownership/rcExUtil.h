@@ -6,6 +6,8 @@
 
 namespace Qv::RCExUtil {
 
+/// Types are named as `std::type_info` names them; the exceptions tell them as in the source.
+
 /// Raises ExNullPtr: a null pointer to a `typeName` was dereferenced.
 [[noreturn]] QV_BASE_API void throwExNullPtr( const char* typeName );
 /// Raises ExCastFailed: a shared pointer to a `from` isn't one to a `to`.

@@ -1,4 +1,5 @@
 #include <base/failure/assertions.h>
+#include <base/failure/src/exStack.h>
 #include <base/init/inVariableBase.h>
 #include <base/init/src/inPackageFrame.h>
 #include <base/ownership/ownershipDelete.h>
@@ -46,8 +47,9 @@ private:
     }
     [[noreturn]] static void throwUnknown( const InPackageInit& package,
                                            const std::type_info& identity ) {
-        const std::string text = std::string( "Package " ) + package.getName() +
-                                 " depends on a package that isn't there: " + identity.name();
+        const std::string text =
+            std::string( "Package " ) + package.getName() +
+            " depends on a package that isn't there: " + readableTypeName( identity.name() );
         throw ExInternalError( QV_HERE, text.c_str() );
     }
 

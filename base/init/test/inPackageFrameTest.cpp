@@ -12,7 +12,9 @@ namespace Qv {
 
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
 struct A {};
@@ -120,7 +122,9 @@ TEST_F( InPackageFrameTest, aFailedStopIsReportedAndDoesNotKeepOthersFromStoppin
 
 TEST_F( InPackageFrameTest, anUnknownDependencyIsNamedAndNothingStarts ) {
     _frame.remove( _c );
-    EXPECT_THAT( startFailure(), HasSubstr( "Package b depends on a package that isn't there" ) );
+    EXPECT_THAT( startFailure(),
+                 AllOf( HasSubstr( "Package b depends on a package that isn't there" ),
+                        EndsWith( "::C" ) ) );
     EXPECT_TRUE( _events.empty() );
 }
 

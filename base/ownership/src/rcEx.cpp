@@ -1,4 +1,5 @@
 #include <base/failure/qvHere.h>
+#include <base/failure/src/exStack.h>
 #include <base/ownership/rcEx.h>
 #include <base/ownership/rcExUtil.h>
 
@@ -21,11 +22,11 @@ ExCastFailed::ExCastFailed( const char* file, int line, const char* from, const 
 }
 
 void RCExUtil::throwExNullPtr( const char* typeName ) {
-    throw ExNullPtr( QV_HERE, typeName );
+    throw ExNullPtr( QV_HERE, readableTypeName( typeName ).c_str() );
 }
 
 void RCExUtil::throwExCastFailed( const char* from, const char* to ) {
-    throw ExCastFailed( QV_HERE, from, to );
+    throw ExCastFailed( QV_HERE, readableTypeName( from ).c_str(), readableTypeName( to ).c_str() );
 }
 
 } // namespace Qv

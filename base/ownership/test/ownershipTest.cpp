@@ -18,6 +18,8 @@ namespace Qv {
 
 namespace {
 
+using ::testing::HasSubstr;
+
 /// Counts how many of its kind are alive.
 struct Counted {
     Counted() { ++alive; }
@@ -45,6 +47,11 @@ struct Faulty {
     ~Faulty() noexcept( false ) { QV_ASSERT( ++reached < 0 ); }
 
     static inline int reached = 0;
+};
+
+/// The same with an exception that is of no family.
+struct FaultyForeign {
+    ~FaultyForeign() noexcept( false ) { throw 7; }
 };
 
 struct OwnershipTest : ::testing::Test {
@@ -97,7 +104,8 @@ TEST_F( OwnershipTest, sharedPointersConvertUpAndCastDown ) {
     const RCShdPtr<Shared> base = RCShdPtr<SharedChild>( new SharedChild );
     EXPECT_EQ( base->getRefCount(), 1 );
     EXPECT_FALSE( base.cast<SharedChild>().isNull() );
-    EXPECT_THROW( RCShdPtr<Shared>( new Shared ).cast<SharedChild>(), ExCastFailed );
+    EXPECT_THAT( [] { RCShdPtr<Shared>( new Shared ).cast<SharedChild>(); },
+                 ::testing::ThrowsMessage<ExCastFailed>( HasSubstr( "::Shared is no Qv::" ) ) );
     EXPECT_TRUE( RCShdPtr<Shared>().cast<SharedChild>().isNull() );
 }
 
@@ -126,8 +134,10 @@ TEST_F( OwnershipTest, anOwnerReportsADestructorThatThrowsAndGoesOn ) {
     Faulty::reached = 0;
     OPtr<Faulty>( new Faulty ).reset();
     EXPECT_EQ( Faulty::reached, 1 );
-    EXPECT_THAT( ::testing::internal::GetCapturedStderr(),
-                 ::testing::HasSubstr( "++reached < 0" ) );
+    OPtr<FaultyForeign>( new FaultyForeign ).reset();
+    const std::string reported = ::testing::internal::GetCapturedStderr();
+    EXPECT_THAT( reported, HasSubstr( "++reached < 0" ) );
+    EXPECT_THAT( reported, HasSubstr( "type int in a destructor" ) );
 }
 
 TEST_F( OwnershipTest, weakPointersKnowWithoutKeeping ) {

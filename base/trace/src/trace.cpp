@@ -1,6 +1,7 @@
 #include <base/failure/assertions.h>
+#include <base/failure/src/exForeign.h>
 #include <base/locks/lkLock.h>
-#include <base/trace/trace.h>
+#include <base/trace/traceManager.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -75,6 +76,28 @@ void Trace::printException( const ExBase& exception, const char* file, int line 
         printLine( std::string( "Exception: " ) + exception.getDetailedReason(), file, line );
     } catch( ... ) {
         // There is no other place left to report to.
+    }
+}
+
+void Trace::printCurrentException( const char* context, const char* file, int line ) noexcept {
+    try {
+        Trace& trace = TraceManager::getInstance().getTrace();
+        const auto printForeign = [&]( const char* detail ) {
+            trace.printException(
+                ExCaughtException( file, line, context, currentExceptionType().c_str(), detail ),
+                file, line );
+        };
+        try {
+            throw;
+        } catch( const ExBase& exception ) {
+            trace.printException( exception, file, line );
+        } catch( const std::exception& exception ) {
+            printForeign( exception.what() );
+        } catch( ... ) {
+            printForeign( nullptr );
+        }
+    } catch( ... ) {
+        // There is no memory to report it with.
     }
 }
 
