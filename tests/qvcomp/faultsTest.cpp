@@ -1,3 +1,4 @@
+#include <tests/qvcomp/fileSizeLimit.h>
 #include <tests/qvcomp/testCommand.h>
 #include <tests/qvcomp/testImages.h>
 
@@ -11,7 +12,6 @@
 #include <fstream>
 
 #include <signal.h>
-#include <sys/resource.h>
 
 namespace Qv::Comp {
 namespace {
@@ -22,22 +22,6 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 using Arguments = std::vector<std::string>;
-
-/// No file that this process writes can be larger, until scope exit: a full disk.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit( rlim_t bytes ) {
-        ::getrlimit( RLIMIT_FSIZE, &_former );
-        const rlimit limit{ bytes, _former.rlim_max };
-        ::setrlimit( RLIMIT_FSIZE, &limit );
-    }
-    FileSizeLimit( const FileSizeLimit& ) = delete;
-    FileSizeLimit& operator=( const FileSizeLimit& ) = delete;
-    ~FileSizeLimit() { ::setrlimit( RLIMIT_FSIZE, &_former ); }
-
-private:
-    rlimit _former;
-};
 
 /// Each test has folders of its own for the layers, the outputs and the scratch file.
 class QvcompFault : public ::testing::Test {

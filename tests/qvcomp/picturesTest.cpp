@@ -106,6 +106,23 @@ TEST_F( QvcompRun, TilesThatWereOnlyReadArentWrittenAgain ) {
     EXPECT_GT( getNumber( outcome.output, "evictions" ), getNumber( outcome.output, "tiles" ) );
 }
 
+TEST_F( QvcompRun, TilesThatAreEvictedWhileALayerIsReadKeepAllItsLines ) {
+    // Lines so wide that a tile is filled in several turns, between which it is evicted.
+    TestImage wide;
+    wide.width = 20000;
+    wide.height = 60;
+    wide.paint = []( int x, int y ) {
+        const float light = static_cast<float>( ( x * 31 + y * 17 ) % 101 ) / 50.0F;
+        return TestPixel{ light, 1.0F, static_cast<float>( y ), 1.0F };
+    };
+    _layers = { ( _inputs.path() / "wide.exr" ).string() };
+    writeImage( _layers[0], wide );
+    const Arguments options{ "--tile", "64", "--threads", "1", "--memory", "200K", "--verify" };
+    const Outcome outcome = runInside( makeArguments( "70x60", options ) );
+    EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
+    EXPECT_THAT( outcome.output, HasSubstr( "\"verified\": true" ) );
+}
+
 TEST_F( QvcompRun, ReplacesAnOlderPictureAndLeavesNothingElse ) {
     const int threads = countThreads();
     const int descriptors = countDescriptors();

@@ -7,7 +7,7 @@ namespace Qv::Comp {
 
 namespace {
 
-constexpr float EXPOSURE = 1.0F;
+constexpr float EXPOSURE = 1.3F;
 /// The luminance, after exposure, that becomes full white.
 constexpr float WHITE = 6.0F;
 
