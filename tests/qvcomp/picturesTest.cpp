@@ -7,6 +7,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
+
 namespace Qv::Comp {
 namespace {
 
@@ -121,6 +123,26 @@ TEST_F( QvcompRun, TilesThatAreEvictedWhileALayerIsReadKeepAllItsLines ) {
     const Outcome outcome = runInside( makeArguments( "70x60", options ) );
     EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
     EXPECT_THAT( outcome.output, HasSubstr( "\"verified\": true" ) );
+}
+
+TEST_F( QvcompRun, SamplesThatAreNoNumbersSpoilNothing ) {
+    TestImage odd;
+    odd.channels = "RGBA";
+    odd.paint = []( int x, int y ) {
+        const float values[] = { NAN, INFINITY, -INFINITY, 1e38F, 0.5F, 0.5F, 0.5F };
+        const auto at = [&]( int i ) { return values[( i + x + 3 * y ) % 7]; };
+        return TestPixel{ at( 0 ), at( 1 ), at( 2 ), at( 3 ) };
+    };
+    _layers = { ( _inputs.path() / "odd.exr" ).string() };
+    writeImage( _layers[0], odd );
+    const Outcome outcome = runInside( makeArguments( "90x70" ) );
+    ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
+    for( const TestPixel& pixel : readImage( getOutput() ) ) {
+        for( const float value : { pixel.r, pixel.g, pixel.b, pixel.a } ) {
+            ASSERT_TRUE( value >= 0.0F && value <= 65504.0F ) << value;
+        }
+        ASSERT_LE( pixel.a, 1.0F );
+    }
 }
 
 TEST_F( QvcompRun, ReplacesAnOlderPictureAndLeavesNothingElse ) {
