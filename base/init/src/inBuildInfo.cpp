@@ -58,7 +58,8 @@ InBuildInfo& InBuildInfoUtil::registerInfo( OPtr<InBuildInfo> info ) {
         i->reset( info.release() );
         return **i;
     }
-    return *libraries.emplace_back( info.release() );
+    libraries.push_back( std::unique_ptr<InBuildInfo>( info.release() ) );
+    return *libraries.back();
 }
 
 Vector<const InBuildInfo*> InBuildInfoUtil::getInfos() {

@@ -113,7 +113,7 @@ InVariableBase::InVariableBase( const char* key, InPackageInitBase& package,
     , _package( package ) {
     for( const InContextAliasBase* const alias : aliases ) {
         if( alias != &_dummy ) {
-            _namedAliases.emplace_back( alias->clone() );
+            _namedAliases.push_back( std::unique_ptr<InContextAliasBase>( alias->clone() ) );
         }
     }
     _package.addDependency( this );
@@ -154,7 +154,7 @@ InVariableBase::Aliases InVariableBase::buildAliases() const {
         for( InContextAliasBuilder* const builder : builders ) {
             OPtr<InContextAliasBase> alias = builder->build( *this );
             if( alias ) {
-                aliases.emplace_back( alias.release() );
+                aliases.push_back( std::unique_ptr<InContextAliasBase>( alias.release() ) );
             }
         }
     }
