@@ -12,8 +12,8 @@ namespace Qv {
 /// Threads: `initialize` and `finalize` run alone, as packages start and stop; access needs no lock
 ///          between them.
 ///
-/// `T` has a static `getSingletonName()`. The statics are defined by `InSingleton<T>`'s explicit
-/// instantiation in one source file, which includes inSingleton.imp and exports it.
+/// `T` has a static `getSingletonName()`. The sources that reach the instance include
+/// inSingleton.imp and belong to one library; in another one they would reach another instance.
 template <class T>
 class InSingleton {
 public:

@@ -7,7 +7,7 @@ namespace Qv {
 /// Gives each thread its Trace.
 ///
 /// There is always a manager. A derived one takes the place of the former by its construction and
-/// gives it back by its destruction, which nobody may use it during.
+/// gives it back by its destruction; no other thread may trace while either runs.
 class QV_BASE_API TraceManager {
 public:
     /// The manager in force, from any thread and before `main`.
