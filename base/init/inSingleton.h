@@ -12,8 +12,9 @@ namespace Qv {
 /// Threads: `initialize` and `finalize` run alone, as packages start and stop; access needs no lock
 ///          between them.
 ///
-/// `T` has a static `getSingletonName()`. The sources that reach the instance include
-/// inSingleton.imp and belong to one library; in another one they would reach another instance.
+/// `T` has a static `getSingletonName()`. One source file includes inSingleton.imp and instantiates
+/// `InSingleton<T>` explicitly. The instance is that library's own: others reach it through
+/// operations that the library exports.
 template <class T>
 class InSingleton {
 public:

@@ -5,6 +5,8 @@
 
 namespace Qv {
 
+template class InSingleton<DtRefClockSource>;
+
 DtRefClockSource::DtRefClockSource( const char* name, Rational rate, Rational resolution ) noexcept
     : _name( name )
     , _rate( rate )
