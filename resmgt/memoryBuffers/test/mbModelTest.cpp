@@ -13,9 +13,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -244,6 +246,11 @@ struct Variant {
     MbStateMachine::LockPolicy_e policy;
     bool isArena;
 };
+
+void PrintTo( const Variant& variant, std::ostream* stream ) {
+    *stream << ( variant.policy == MbStateMachine::RELAXED ? "relaxed" : "strict" )
+            << ( variant.isArena ? ", arena, random" : ", heap, LRU" );
+}
 
 class MbModel : public testing::TestWithParam<Variant> {
 protected:
