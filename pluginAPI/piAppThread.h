@@ -7,10 +7,10 @@
 namespace Qv {
 
 /// The application's main thread. An application whose main thread isn't the one that starts the
-/// packages derives from it and installs an object.
+/// packages derives from it and installs an object before it starts them.
 ///
-/// Default:  when none is installed, the thread that started the packages is the main thread from
-///           their start to their stop; before and after nobody is.
+/// Default:  the package of locks installs a record of the thread that starts the packages, unless
+///           there is one; it goes as that package stops. Without any nobody is the main thread.
 /// Lifetime: installed before other threads ask, removed after them.
 /// Threads:  `isCurrent` from any.
 class QV_PLUGINAPI_API PiAppThread {

@@ -1,7 +1,6 @@
 #include <base/failure/assertions.h>
 #include <base/init/inSingletonEx.h>
 #include <pluginAPI/piAppThread.h>
-#include <pluginAPI/src/piPackageThread.h>
 
 #include <atomic>
 
@@ -9,20 +8,10 @@ namespace Qv {
 
 namespace {
 
-constinit LkThreadId packageThread;
-
 // Written by the main thread. Release and acquire: who sees the object sees it complete.
 constinit std::atomic<PiAppThread*> installedAppThread = nullptr;
 
 } // namespace
-
-void PiPackageThread::setCurrent() noexcept {
-    packageThread.setCurrentThread();
-}
-
-void PiPackageThread::reset() noexcept {
-    packageThread.reset();
-}
 
 PiAppThread::PiAppThread() {
     _threadId.setCurrentThread();
@@ -32,7 +21,7 @@ PiAppThread::~PiAppThread() = default;
 
 bool PiAppThread::isCurrent() noexcept {
     const PiAppThread* const appThread = installedAppThread.load( std::memory_order_acquire );
-    return ( appThread != nullptr ? appThread->_threadId : packageThread ).isCurrentThread();
+    return appThread != nullptr && appThread->_threadId.isCurrentThread();
 }
 
 void PiAppThread::initialize( OPtr<PiAppThread> appThread ) {

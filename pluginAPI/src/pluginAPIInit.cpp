@@ -1,6 +1,5 @@
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
-#include <pluginAPI/src/piPackageThread.h>
 
 namespace Qv {
 
@@ -9,16 +8,6 @@ InInit<QvInit::pluginAPI>::InInit()
     : InPackageInit( "pluginAPI" ) {
     registerPackage();
     addDependency( InInit<QvInit::base>::getType() );
-}
-
-template <>
-void InInit<QvInit::pluginAPI>::initializePackage() {
-    PiPackageThread::setCurrent();
-}
-
-template <>
-void InInit<QvInit::pluginAPI>::finalizePackage() {
-    PiPackageThread::reset();
 }
 
 namespace {

@@ -2,7 +2,6 @@
 #include <pluginAPI/piAppThread.h>
 #include <pluginAPI/piHelp.h>
 #include <pluginAPI/pxRequestMgr.h>
-#include <pluginAPI/src/piPackageThread.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
@@ -30,22 +29,8 @@ private:
     int& _nbAlive;
 };
 
-bool isCurrentInOtherThread() {
-    bool isCurrent = false;
-    TestThread( [&] { isCurrent = PiAppThread::isCurrent(); } ).join();
-    return isCurrent;
-}
-
-TEST( PiAppThreadTest, theThreadThatStartedThePackagesIsTheDefaultWhileTheyRun ) {
-    EXPECT_TRUE( PiAppThread::isCurrent() );
-    EXPECT_FALSE( isCurrentInOtherThread() );
-    PiPackageThread::reset();
+TEST( PiAppThreadTest, theThreadThatMadeTheInstalledObjectIsTheMainThread ) {
     EXPECT_FALSE( PiAppThread::isCurrent() );
-    PiPackageThread::setCurrent();
-    EXPECT_TRUE( PiAppThread::isCurrent() );
-}
-
-TEST( PiAppThreadTest, anInstalledObjectsThreadTakesTheDefaultsPlace ) {
     int nbAlive = 0;
     TestThread application( [&] {
         TestAppThread::initialize( OPtr<PiAppThread>( new TestAppThread( nbAlive ) ) );
@@ -59,7 +44,6 @@ TEST( PiAppThreadTest, anInstalledObjectsThreadTakesTheDefaultsPlace ) {
     TestAppThread::finalize();
     TestAppThread::finalize();
     EXPECT_EQ( nbAlive, 0 );
-    EXPECT_TRUE( PiAppThread::isCurrent() );
 }
 
 std::string opened;
