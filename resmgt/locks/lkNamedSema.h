@@ -22,6 +22,9 @@ using LkNamedSemaPlatform = LkNamedSemaPosix;
 ///           system sees. Without a name (null) it is this object's alone.
 /// Existing: the semaphore exists as long as some process has it open; a process that is killed
 ///           closes what it had. The last one to close takes the name and the count away.
+/// Fork:     a child's copy doesn't count while its parent has the semaphore open, and not after
+///           the parent has closed it. Copies in children keep it open only when the parent ends
+///           without closing it, until they are gone.
 /// Errors:   a constructor that fails doesn't throw: `isValid` turns false and `getErrno` tells
 ///           why. An invalid one ignores `post` and `wait`; `tryWait` on it is an assertion.
 /// Threads:  any; assignment needs outer order.

@@ -156,6 +156,18 @@ TEST_F( LkNamedSemaTest, ForkedChildsCopyDoesntTakeTheNameAway ) {
     EXPECT_TRUE( open( OPEN_ONLY )->isValid() );
 }
 
+TEST_F( LkNamedSemaTest, ForkedChildsCopyKeepsNeitherTheNameLockedNorTheOpening ) {
+    auto closed = open( CREATE_ONLY );
+    auto kept = open( OPEN_ONLY );
+    const Process child( [] {} );
+    closed.reset();
+    EXPECT_TRUE( open( OPEN_ONLY )->isValid() );
+    EXPECT_EQ( open( CREATE_ONLY )->getErrno(), EEXIST );
+    EXPECT_EQ( kept->getRefCount(), 1u );
+    kept.reset();
+    EXPECT_EQ( open( OPEN_ONLY )->getErrno(), ENOENT );
+}
+
 TEST_F( LkNamedSemaTest, AssignedOnesShareUntilTheLastIsGone ) {
     auto made = open( CREATE_ONLY, 1 );
     {

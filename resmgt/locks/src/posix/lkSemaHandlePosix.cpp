@@ -32,13 +32,24 @@ struct flock rangeLock( int type, off_t begin, off_t end ) {
     return range;
 }
 
-bool setLock( int file, int command, int type, off_t place ) {
-    struct flock range = rangeLock( type, place, place + 1 );
+bool setLock( int file, int command, int type, off_t begin, off_t end ) {
+    struct flock range = rangeLock( type, begin, end );
     int ret = 0;
     do {
         ret = ::fcntl( file, command, &range );
     } while( ret != 0 && errno == EINTR );
     return ret == 0;
+}
+
+bool setLock( int file, int command, int type, off_t place ) {
+    return setLock( file, command, type, place, place + 1 );
+}
+
+/// Door and byte at once, so that nobody who comes through the door still counts the byte. Closing
+/// alone wouldn't do: a forked child's copy of the descriptor would keep both locked.
+void closeFile( int file ) noexcept {
+    static_cast<void>( setLock( file, F_OFD_SETLK, F_UNLCK, DOOR, END_OF_OPENINGS ) );
+    ::close( file );
 }
 
 /// How many other openings hold a byte of the range. Each answer of the system names one of them,
@@ -120,7 +131,7 @@ void LkSemaHandlePosix::openNamed( unsigned int initialCount, LkSemaTypes::Creat
             break;
         }
         // The last one has closed it between our two calls.
-        ::close( _file );
+        closeFile( _file );
     }
     attach( initialCount, flag );
     if( _errno == 0 && !setLock( _file, F_OFD_SETLK, F_UNLCK, DOOR ) ) {
@@ -188,8 +199,7 @@ void LkSemaHandlePosix::fail( int error ) noexcept {
         _sema = nullptr;
     }
     if( _file >= 0 ) {
-        // Gives back the door too.
-        ::close( _file );
+        closeFile( _file );
         _file = -1;
     }
 }
@@ -198,13 +208,18 @@ LkSemaHandlePosix::~LkSemaHandlePosix() {
     if( _file < 0 ) {
         return;
     }
-    // Closing opens the door; without it the name stays until somebody opens it anew.
-    if( _opener == ::getpid() && setLock( _file, F_OFD_SETLKW, F_WRLCK, DOOR ) &&
+    ::munmap( _sema, sizeof( sem_t ) );
+    if( _opener != ::getpid() ) {
+        // The locks are still the opener's.
+        ::close( _file );
+        return;
+    }
+    // Without the door the name stays until somebody opens it anew.
+    if( setLock( _file, F_OFD_SETLKW, F_WRLCK, DOOR ) &&
         countOthers( _file, FIRST_OPENING, END_OF_OPENINGS ) == 0 ) {
         ::shm_unlink( _systemName.c_str() );
     }
-    ::munmap( _sema, sizeof( sem_t ) );
-    ::close( _file );
+    closeFile( _file );
 }
 
 unsigned long LkSemaHandlePosix::countOpenings() const {

@@ -17,6 +17,9 @@ namespace Qv {
 /// back even when the process is killed. Byte 0 is locked by whoever opens or closes, so that none
 /// comes upon a half-made semaphore or one that is just being removed.
 ///
+/// A forked child's copy of an opening is none of its own: the opening ends as its opener closes
+/// it. Only an opener that dies without closing leaves it to the child, until the last copy goes.
+///
 /// Name that the system sees: "/qv.sema." and the name, in which letters, digits, '.', '-' and '_'
 /// stand for themselves and any other byte is written as '%' and two hexadecimal digits. A result
 /// of more than 200 characters is cut there, and "%%" and a 64-bit hash of the whole name, as 16
