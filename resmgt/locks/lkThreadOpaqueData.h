@@ -20,8 +20,8 @@ namespace Qv {
 /// Errors:   a failed system call is a system assertion.
 /// Cost:     a second and later `getPointee` is one read of the slot and two compares.
 ///
-/// A thread's slot holds null (no value), the busy mark (a value is being built, or must not be
-/// used any more), or the value.
+/// A thread's slot holds null (no value), LK_THREAD_DATA_BUSY (a value is being built, or must not
+/// be used any more), or the value.
 class QV_RESMGT_API LkThreadOpaqueData : public RCBase<LkCounter<int>> {
 public:
     using Creator = void* (*)();
@@ -38,7 +38,8 @@ public:
     ///
     /// Errors: ExInternalError "Recursion in the creation of thread-local data" when the slot is
     ///         busy, which covers use after DELETE_AND_MARK; LkEx::ExNoContent when the creator
-    ///         returns null. After a failure the slot is empty: the next call tries again.
+    ///         returns null. After a failure the slot is empty: the next call tries again. What the
+    ///         deleter raises then is reported, and the first failure is raised.
     void* getPointee() const {
         void* const value = getValue();
         return isReal( value ) ? value : build( value );
@@ -48,7 +49,10 @@ protected:
     /// `name` is kept, not copied.
     LkThreadOpaqueData( const char* name, Creator creator, Deleter deleter );
 
-    static void* busyMark() noexcept { return reinterpret_cast<void*>( ~std::uintptr_t{ 0 } ); }
+    /// The busy mark: all bits set.
+    static constexpr std::uintptr_t LK_THREAD_DATA_BUSY = ~std::uintptr_t{ 0 };
+
+    static void* busyMark() noexcept { return reinterpret_cast<void*>( LK_THREAD_DATA_BUSY ); }
     /// Whether `value` is neither null nor the busy mark: one compare for both.
     static bool isReal( const void* value ) noexcept {
         return reinterpret_cast<std::uintptr_t>( value ) + 1 > 1;

@@ -1,13 +1,15 @@
 #include <resmgt/locks/lkThreadOpaqueData.h>
 
 #include <base/failure/assertions.h>
+#include <base/ownership/ownershipDelete.h>
 #include <resmgt/locks/lkEx.h>
 
 namespace Qv {
 
 namespace {
 
-/// Runs `undo` at scope exit unless `dismiss` was called.
+/// Runs `undo` at scope exit unless `dismiss` was called. That is while an exception is on its way,
+/// so what `undo` raises is only reported.
 template <class Undo>
 class Rollback {
 public:
@@ -15,9 +17,14 @@ public:
         : _undo( undo ) {}
     Rollback( const Rollback& ) = delete;
     Rollback& operator=( const Rollback& ) = delete;
-    ~Rollback() noexcept( false ) {
-        if( _isArmed ) {
+    ~Rollback() {
+        if( !_isArmed ) {
+            return;
+        }
+        try {
             _undo();
+        } catch( ... ) {
+            Ownership::reportFailedDestructor();
         }
     }
     void dismiss() noexcept { _isArmed = false; }
@@ -63,10 +70,13 @@ void LkThreadOpaqueData::freeValue( LkThreadDataTypes::DeleteAction action ) con
         return;
     }
     // Also when the deleter throws: nobody may come upon a value that is half gone.
-    const Rollback leaveSlot( [this, action] {
+    const auto leaveSlot = [this, action] {
         setValue( action == LkThreadDataTypes::DELETE_AND_MARK ? busyMark() : nullptr );
-    } );
+    };
+    Rollback afterFailure( leaveSlot );
     _deleter( value );
+    afterFailure.dismiss();
+    leaveSlot();
     QV_ASSERT( action == LkThreadDataTypes::DELETE_AND_CLEAR ||
                action == LkThreadDataTypes::DELETE_AND_MARK );
 }

@@ -244,6 +244,38 @@ TEST_F( LkThreadOpaqueDataTest, SlotOutlivesItsOwnerWhileAThreadHasAValue ) {
     EXPECT_THAT( deleted, ElementsAre( 0 ) );
 }
 
+/// A slot that the registry refuses, and whose value can't be deleted either.
+class RefusedSlot final : public LkThreadOpaqueData {
+public:
+    RefusedSlot()
+        : LkThreadOpaqueData(
+              "refused", [] { return static_cast<void*>( &nbDeletes ); },
+              []( void* ) {
+                  ++nbDeletes;
+                  throw ExInternalError( QV_HERE, "deleter" );
+              } ) {}
+
+    static inline int nbDeletes = 0;
+
+private:
+    bool isNull() const override { return _value == nullptr; }
+    void* getValue() const override { return _value; }
+    void setValue( void* data ) const override { _value = data; }
+    void registerData() const override { throw ExInternalError( QV_HERE, "registration" ); }
+    void unregisterData( LkThreadDataTypes::DeleteAction ) const override {}
+
+    mutable void* _value = nullptr;
+};
+
+TEST_F( LkThreadOpaqueDataTest, FailedDeleterDoesntHideTheFailureOfTheRegistration ) {
+    const RCShdPtr<const LkThreadOpaqueData> slot( new RefusedSlot );
+    // Twice: the slot isn't left busy.
+    for( int nbCalls = 1; nbCalls <= 2; ++nbCalls ) {
+        expectInternalError( [&] { slot->getPointee(); }, "registration" );
+        EXPECT_EQ( RefusedSlot::nbDeletes, nbCalls );
+    }
+}
+
 TEST( LkWaitEntry, MemoryOfAnEndedThreadsEntryServesALaterThread ) {
     const LkWaitEntry* entries[2] = {};
     for( const LkWaitEntry*& entry : entries ) {
