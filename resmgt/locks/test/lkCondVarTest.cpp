@@ -196,5 +196,19 @@ TEST( LkWaitList, SignalIsntDeceivedByAnEntryThatComesBack ) {
     EXPECT_TRUE( list.isEmpty() ) << "an entry is queued whose thread doesn't wait";
 }
 
+TEST( LkWaitList, SignallerMayBeLateForAnEntryWhoseThreadHasEnded ) {
+    LkSListOf<ScriptedWord> list;
+    ListWaiter gone( list );
+    ScriptedWord::beforeSwap = [&] {
+        LkWaitList::popNewest( list )->signal();
+        gone._thread.join();
+    };
+    EXPECT_EQ( LkWaitList::popNewest( list ), nullptr );
+    // The same entry: it must be whole, and without a pin that nobody takes away.
+    ListWaiter later( list );
+    LkWaitList::wakeNewest( list );
+    later._thread.join();
+}
+
 } // namespace
 } // namespace Qv
