@@ -1,4 +1,5 @@
 #include <base/failure/assertions.h>
+#include <pluginAPI/piAppThread.h>
 #include <resmgt/locks/lkEx.h>
 #include <resmgt/locks/lkSingleton.imp>
 #include <resmgt/locks/lkSingletonRegistry.h>
@@ -7,11 +8,11 @@
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <functional>
 #include <list>
-#include <unistd.h>
 
 namespace Qv {
 namespace {
@@ -149,6 +150,11 @@ TEST( LkSingletonRegistry, ForgetsAndIgnoresTypesFromItsEndOn ) {
             ::_exit( 0 );
         },
         ::testing::ExitedWithCode( 0 ), "" );
+}
+
+TEST( LocksPackage, ThreadThatStartedThePackagesIsTheApplicationsAndNoOther ) {
+    EXPECT_TRUE( PiAppThread::isCurrent() );
+    TestThread( [] { EXPECT_FALSE( PiAppThread::isCurrent() ); } ).join();
 }
 
 } // namespace
