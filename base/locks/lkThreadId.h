@@ -35,6 +35,9 @@ inline std::uint32_t get() noexcept {
 ///
 /// Threads: `isCurrentThread` may run while another thread sets or resets this identity, since it
 ///          can only answer true to the thread that stored itself. All else needs outer order.
+/// Fork:    the child's only thread gets a number of its own and is another thread to everything
+///          that remembers one. So a forked child may only exec, or use nothing that was locked,
+///          waited on or filled for a thread before.
 class QV_BASE_API LkThreadId {
 public:
     /// Identities that no thread has.

@@ -17,6 +17,8 @@ namespace Qv {
 ///          which includes lkSingleton.imp: so a process has one of each.
 /// Threads: any; of several that ask first, one builds and the others wait for it. The creator must
 ///          not ask for the instance that it builds.
+/// The end: the caller of `destroy` excludes a first access meanwhile; the two don't exclude each
+///          other.
 /// After the end: asking isn't reported. `getPointee` answers null, and `getInstance` must not be
 ///          called.
 /// Errors:  what the creator raises goes to the caller, and the next call tries again. A creator

@@ -17,7 +17,8 @@ class LkSingleton;
 ///
 /// Threads:   any; each registers and removes its own data alone.
 /// Order:     a thread's data is freed in the order in which it was first used. Data that a deleter
-///            uses again meanwhile is freed in the same removal.
+///            uses again meanwhile is freed in the same removal: one with DELETE_AND_CLEAR never
+///            ends if deleters build each other's data again without end.
 /// Lock:      held while deleters run, so a deleter must not wait for another thread that needs
 ///            the registry; it may use the registry itself.
 /// Lifetime:  built on first use, never destroyed. It holds a reference to each slot that some
