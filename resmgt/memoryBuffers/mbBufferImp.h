@@ -32,7 +32,8 @@ class MbState;
 ///           together hold one pin, which the event gives back that ends in the destruction: the
 ///           last handle's, or the one whose protocol call dropped the last handle. Whoever gives
 ///           back the last pin deletes the buffer.
-///           A completion needs neither: as long as one is to come the destruction waits for it.
+///           A completion needs neither: as long as one is to come the destruction waits for it,
+///           or is pending and takes place in the completion itself.
 ///           It wakes the waiters before it gives the lock back, and touches nothing after that.
 /// Threads:  any.
 class QV_RESMGT_API MbBufferImp final : public RCBaseWithDestroy<LkCounter<int>>,
@@ -100,6 +101,9 @@ private:
     /// transition, so the state has changed. Set by the transition, and cleared by whoever catches
     /// the exception, without the lock being given back in between.
     static constexpr std::uint32_t TRANSITION_FAILED = 0x80000000u;
+    /// In `_pendingEvents`: the pending events are being sent again. Other threads see it only during a
+    /// transition.
+    static constexpr std::uint32_t REPLAYING = 0x40000000u;
 
     MbRegion releaseRegion();
     std::uint64_t getMemorySize() const QV_REQUIRES( _lock ) { return _region.getMemorySize(); }

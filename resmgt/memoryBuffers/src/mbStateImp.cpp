@@ -112,6 +112,11 @@ bool MbStateImp::isOwnTransition( const MbBufferImp* b ) {
     return b->_transientStateOwner.isCurrentThread();
 }
 
+bool MbStateImp::isReplay( const MbBufferImp* b ) {
+    b->assumeLocked();
+    return ( b->_pendingEvents & MbBufferImp::REPLAYING ) != 0;
+}
+
 void MbStateImp::addLock( MbBufferImp* b ) {
     b->assumeLocked();
     ++b->_lockCount;
@@ -167,6 +172,8 @@ void MbStateImp::call( MbBufferImp* b, void ( MbProtocol::*operation )() ) {
 
 namespace {
 
+constexpr std::uint32_t ALL_EVENTS = eventBit( NB_EVENTS ) - 1;
+
 /// Reports the exception that is being handled.
 void report() noexcept {
     Trace& trace = TraceManager::getInstance().getTrace();
@@ -219,7 +226,7 @@ int MbStateImp::end( MbBufferImp* b, const MbState& transient, const MbState& ta
         keepFirst( failure );
     }
     b->_transientStateOwner.reset();
-    if( b->_pendingEvents != 0 ) {
+    if( ( b->_pendingEvents & ALL_EVENTS ) != 0 ) {
         replay( b, failure );
     }
     if( failure ) {
@@ -230,19 +237,9 @@ int MbStateImp::end( MbBufferImp* b, const MbState& transient, const MbState& ta
 }
 
 void MbStateImp::replay( MbBufferImp* b, std::exception_ptr& failure ) {
-    constexpr std::uint32_t COMPLETIONS =
-        eventBit( ASYNC_OP_SUCCEEDED ) | eventBit( ASYNC_OP_FAILED );
-    constexpr std::uint32_t WAITERS = eventBit( FREE ) | eventBit( DESTROY );
     b->assumeLocked();
-    b->_stateChanged.broadcast();
-    const std::uint32_t events = std::exchange( b->_pendingEvents, 0u );
-    const std::uint32_t last = ( events & COMPLETIONS ) != 0 ? events & WAITERS : 0;
-    replay( b, events & ~last, failure );
-    replay( b, last, failure );
-}
-
-void MbStateImp::replay( MbBufferImp* b, std::uint32_t events, std::exception_ptr& failure ) {
-    b->assumeLocked();
+    const bool isNested = isReplay( b );
+    const std::uint32_t events = std::exchange( b->_pendingEvents, MbBufferImp::REPLAYING );
     for( unsigned event = 0; event < NB_EVENTS; ++event ) {
         if( ( events & eventBit( event ) ) != 0 ) {
             try {
@@ -252,6 +249,9 @@ void MbStateImp::replay( MbBufferImp* b, std::uint32_t events, std::exception_pt
                 keepFirst( failure );
             }
         }
+    }
+    if( !isNested ) {
+        b->_pendingEvents &= ~MbBufferImp::REPLAYING;
     }
 }
 

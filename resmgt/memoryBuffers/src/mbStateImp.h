@@ -18,9 +18,10 @@ class MbProtocol;
 ///     from the state that is left to another one; where it raises, the target that it had set by
 ///     then takes effect. The end is always run: the target is entered, the owner is none, and the
 ///     pending events are sent again.
-/// Replay: in the order of their bits. Only `free` and `destroy` go behind a completion that is
-///     pending with them: they would wait for it, and none but this thread can deliver it. Waiters
-///     are woken before, as a replayed event may wait for one of them.
+/// Replay: in the order of their bits, without the lock being given up outside of transitions. A
+///     replayed event never waits, since the change that it would wait for may be this thread's to
+///     bring about, and whoever sent it has gone on: `free` and `destroy` stay pending until the
+///     asynchronous operation that they meet has ended.
 /// Errors: the caller gets the first exception, be it the work's or a replayed event's; later ones
 ///     are reported through Trace::printException. An exception out of a transition sets the
 ///     buffer's mark TRANSITION_FAILED.
@@ -56,6 +57,8 @@ protected:
     static void waitForChange( const MbBufferImp* b );
     static void notePending( MbBufferImp* b, MbEvent event );
     static bool isOwnTransition( const MbBufferImp* b );
+    /// Whether the event that is being handled was pending.
+    static bool isReplay( const MbBufferImp* b );
 
     static void addLock( MbBufferImp* b );
     /// Answers whether it was the last one.
@@ -91,7 +94,6 @@ private:
     static int end( MbBufferImp* b, const MbState& transient, const MbState& target,
                     std::exception_ptr& failure );
     static void replay( MbBufferImp* b, std::exception_ptr& failure );
-    static void replay( MbBufferImp* b, std::uint32_t events, std::exception_ptr& failure );
     static void giveUpLock( MbBufferImp* b );
 };
 

@@ -98,6 +98,10 @@ protected:
         waitForChange( b );
         return AGAIN;
     }
+    /// For what nobody waits for any more: a replayed event stays pending until the state is left.
+    int waitUnlessReplayed( MbBufferImp* b, MbEvent event ) const {
+        return this->isReplay( b ) ? defer( b, event ) : wait( b, event );
+    }
     int defer( MbBufferImp* b, MbEvent event ) const {
         [[maybe_unused]] const auto scope = trace( b, event );
         notePending( b, event );

@@ -191,8 +191,8 @@ public:
     int unlock( MbBufferImp* b ) const override {
         return this->unlockTo( b, WAIT_ASYNC_SYNCHED_LOADED );
     }
-    int free( MbBufferImp* b ) const override { return this->wait( b, FREE ); }
-    int destroy( MbBufferImp* b ) const override { return this->wait( b, DESTROY ); }
+    int free( MbBufferImp* b ) const override { return this->waitUnlessReplayed( b, FREE ); }
+    int destroy( MbBufferImp* b ) const override { return this->waitUnlessReplayed( b, DESTROY ); }
     int asyncOpSucceeded( MbBufferImp* b ) const override {
         return this->transition( b, ASYNC_OP_SUCCEEDED, [&]( Target& target ) {
             target = this->state( RD_LOCKED );

@@ -16,8 +16,8 @@ public:
     int asyncSync( MbBufferImp* b ) const override { return this->defer( b, ASYNC_SYNC ); }
     int sync( MbBufferImp* b ) const override { return this->wait( b, SYNC ); }
     int unlock( MbBufferImp* b ) const override { return this->wait( b, UNLOCK ); }
-    int free( MbBufferImp* b ) const override { return this->wait( b, FREE ); }
-    int destroy( MbBufferImp* b ) const override { return this->wait( b, DESTROY ); }
+    int free( MbBufferImp* b ) const override { return this->waitUnlessReplayed( b, FREE ); }
+    int destroy( MbBufferImp* b ) const override { return this->waitUnlessReplayed( b, DESTROY ); }
     MbRegion release( MbBufferImp* b ) const override { return this->waitAndRelease( b ); }
     void grab( MbBufferImp* b, MbRegion region ) const override { this->waitAndGrab( b, region ); }
 };

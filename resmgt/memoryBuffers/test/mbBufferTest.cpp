@@ -244,6 +244,29 @@ TEST_F( MbBufferTest, ACompletionInsideTheCallIsReplayedBeforeAFreeThatWouldWait
     EXPECT_EQ( MbTestAccess::pendingEvents( *imp ), 0u );
 }
 
+TEST_F( MbBufferTest, AFreeOrEndInsideACompletionWaitsForTheNextOperationOffTheThread ) {
+    const auto freeIt = []( MbBuffer& buffer ) { buffer.free(); };
+    const auto dropIt = []( MbBuffer& buffer ) { buffer = MbBuffer(); };
+    for( auto* const finish : { +freeIt, +dropIt } ) {
+        MbBuffer buffer = make();
+        { const MbBufferWrGuardImp guard( buffer ); }
+        buffer.asyncSync();
+        inside( "P.asyncSyncFailed", [&] {
+            TestThread( [&] { buffer.asyncSync(); } ).join();
+            finish( buffer );
+        } );
+        imp->asyncFailed();
+        EXPECT_EQ( log.back(), "P.asyncSync" );
+        // The only worker comes back, or nobody could end the second write.
+        log.clear();
+        imp->asyncSucceeded();
+        EXPECT_THAT( log, ElementsAre( "P.asyncSyncSucceeded", "M.bufferUnloadable",
+                                       "M.bufferNotUnloadable",
+                                       buffer.isNull() ? "M.deallocateRegion" : "P.free",
+                                       buffer.isNull() ? "end" : "M.deallocateRegion" ) );
+    }
+}
+
 TEST_F( MbBufferTest, ADeferredAsyncSyncRunsAfterTheLastLockUnlessTheContentIsFreed ) {
     MbBuffer buffer = make();
     {
