@@ -10,9 +10,9 @@
 #include <benchmark/benchmark.h>
 
 #if defined( QV_PEER_BOOST )
-#include <boost/interprocess/indexes/iset_index.hpp>
-#include <boost/interprocess/managed_external_buffer.hpp>
-#include <boost/interprocess/mem_algo/rbtree_best_fit.hpp>
+#    include <boost/interprocess/indexes/iset_index.hpp>
+#    include <boost/interprocess/managed_external_buffer.hpp>
+#    include <boost/interprocess/mem_algo/rbtree_best_fit.hpp>
 #endif
 
 #include <cmath>

@@ -10,11 +10,11 @@
 #include <benchmark/benchmark.h>
 
 #if defined( QV_PEER_OPENIMAGEIO )
-#include <OpenImageIO/imagebuf.h>
-#include <OpenImageIO/imagecache.h>
+#    include <OpenImageIO/imagebuf.h>
+#    include <OpenImageIO/imagecache.h>
 #endif
 #if defined( QV_PEER_ROCKSDB )
-#include <rocksdb/cache.h>
+#    include <rocksdb/cache.h>
 #endif
 
 #include <algorithm>

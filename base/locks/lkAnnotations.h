@@ -3,9 +3,9 @@
 /// Clang's thread-safety attributes; empty for other compilers.
 /// See https://clang.llvm.org/docs/ThreadSafetyAnalysis.html.
 #if defined( __clang__ )
-#define QV_THREAD_ATTRIBUTE( x ) __attribute__( ( x ) )
+#    define QV_THREAD_ATTRIBUTE( x ) __attribute__( ( x ) )
 #else
-#define QV_THREAD_ATTRIBUTE( x )
+#    define QV_THREAD_ATTRIBUTE( x )
 #endif
 
 /// A class whose objects are locks, such as "mutex".

@@ -2,9 +2,9 @@
 
 #include <base/locks/lkGuard.h>
 #if defined( _WIN32 )
-#include <base/locks/lkLockWindows.h>
+#    include <base/locks/lkLockWindows.h>
 #else
-#include <base/locks/lkLockPosix.h>
+#    include <base/locks/lkLockPosix.h>
 #endif
 
 #include <iosfwd>

@@ -2,9 +2,9 @@
 
 #include <resmgt/locks/lkWaitable.h>
 #if defined( _WIN32 )
-#include <resmgt/locks/lkCondVarWindows.h>
+#    include <resmgt/locks/lkCondVarWindows.h>
 #else
-#include <resmgt/locks/lkCondVarPosix.h>
+#    include <resmgt/locks/lkCondVarPosix.h>
 #endif
 
 #include <iosfwd>

@@ -2,9 +2,9 @@
 
 #include <resmgt/resmgtApi.h>
 #if defined( _WIN32 )
-#include <resmgt/locks/lkEventWindows.h>
+#    include <resmgt/locks/lkEventWindows.h>
 #else
-#include <resmgt/locks/lkEventPosix.h>
+#    include <resmgt/locks/lkEventPosix.h>
 #endif
 
 #include <iosfwd>

@@ -3,9 +3,9 @@
 #include <base/locks/lkGuard.h>
 #include <resmgt/resmgtApi.h>
 #if defined( _WIN32 )
-#include <resmgt/locks/lkRecLockWindows.h>
+#    include <resmgt/locks/lkRecLockWindows.h>
 #else
-#include <resmgt/locks/lkRecLockPosix.h>
+#    include <resmgt/locks/lkRecLockPosix.h>
 #endif
 
 #include <iosfwd>
