@@ -6,6 +6,7 @@
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -35,6 +36,8 @@ protected:
             EXPECT_EQ( ::pipe( ends ), 0 );
             _id = ::fork();
             if( _id == 0 ) {
+                // Else it would outlive a test that the watchdog ends.
+                ::prctl( PR_SET_PDEATHSIG, SIGKILL );
                 body();
                 static_cast<void>( !::write( ends[1], "x", 1 ) );
                 ::pause();
