@@ -3,9 +3,9 @@
 #include <resmgt/locks/lkSemaTypes.h>
 #include <resmgt/resmgtApi.h>
 #if defined( _WIN32 )
-#include <resmgt/locks/lkNamedSemaWindows.h>
+#    include <resmgt/locks/lkNamedSemaWindows.h>
 #else
-#include <resmgt/locks/lkNamedSemaPosix.h>
+#    include <resmgt/locks/lkNamedSemaPosix.h>
 #endif
 
 namespace Qv {

@@ -2,9 +2,9 @@
 
 #include <resmgt/locks/lkWaitable.h>
 #if defined( _WIN32 )
-#include <resmgt/locks/lkTimedCondVarWindows.h>
+#    include <resmgt/locks/lkTimedCondVarWindows.h>
 #else
-#include <resmgt/locks/lkTimedCondVarPosix.h>
+#    include <resmgt/locks/lkTimedCondVarPosix.h>
 #endif
 
 #include <iosfwd>
