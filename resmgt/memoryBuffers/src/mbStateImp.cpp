@@ -1,6 +1,5 @@
-#include <base/failure/exStandard.h>
 #include <base/failure/qvHere.h>
-#include <base/trace/traceManager.h>
+#include <base/trace/trace.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
@@ -17,6 +16,7 @@ namespace Qv {
 // What no state accepts.
 
 void MbStateImp::raiseIllegal( const MbBufferImp* buffer, const char* event ) const {
+    traceIllegal( buffer, event );
     throw MbEx::ExIllegalTransition( QV_HERE, buffer->_name.c_str(),
                                      ( std::string( event ) + "()" ).c_str(),
                                      mbTypeName( typeid( *this ) ).c_str() );
@@ -103,6 +103,13 @@ void MbStateImp::waitForChange( const MbBufferImp* b ) {
     b->waitForChange();
 }
 
+void MbStateImp::waitUntilMovable( const MbBufferImp* b ) {
+    b->assumeLocked();
+    do {
+        b->waitForChange();
+    } while( !static_cast<const MbStateImp*>( b->_state )->isMovable() );
+}
+
 void MbStateImp::notePending( MbBufferImp* b, MbEvent event ) {
     b->assumeLocked();
     b->_pendingEvents |= eventBit( event );
@@ -176,24 +183,7 @@ constexpr std::uint32_t ALL_EVENTS = eventBit( NB_EVENTS ) - 1;
 
 /// Reports the exception that is being handled.
 void report() noexcept {
-    Trace& trace = TraceManager::getInstance().getTrace();
-    try {
-        try {
-            throw;
-        } catch( const ExBase& exception ) {
-            trace.printException( exception, QV_HERE );
-        } catch( const std::exception& exception ) {
-            trace.printException( ExCaughtException( QV_HERE, "Replay of a buffer's events",
-                                                     typeid( exception ).name(), exception.what() ),
-                                  QV_HERE );
-        } catch( ... ) {
-            trace.printException(
-                ExCaughtException( QV_HERE, "Replay of a buffer's events", nullptr, nullptr ),
-                QV_HERE );
-        }
-    } catch( ... ) {
-        // Out of memory for the report itself; the failure that counts is on its way already.
-    }
+    Trace::printCurrentException( "Replay of a buffer's events", QV_HERE );
 }
 
 /// Keeps the exception that is being handled if it is the first, and reports it otherwise.
@@ -218,7 +208,11 @@ void MbStateImp::begin( MbBufferImp* b, const MbState& current, const MbState& t
 int MbStateImp::end( MbBufferImp* b, const MbState& transient, const MbState& target,
                      std::exception_ptr& failure ) {
     b->assumeLocked();
-    transient.exit( b );
+    try {
+        transient.exit( b );
+    } catch( ... ) {
+        keepFirst( failure );
+    }
     b->_state = &target;
     try {
         target.enter( b );

@@ -55,6 +55,8 @@ protected:
 
     static const MbState* currentState( const MbBufferImp* b );
     static void waitForChange( const MbBufferImp* b );
+    /// Waits for a state in which `release` and `grab` don't wait; at least for one change.
+    static void waitUntilMovable( const MbBufferImp* b );
     static void notePending( MbBufferImp* b, MbEvent event );
     static bool isOwnTransition( const MbBufferImp* b );
     /// Whether the event that is being handled was pending.
@@ -89,6 +91,9 @@ protected:
 
 private:
     class Unlocked;
+
+    virtual void traceIllegal( const MbBufferImp*, const char* ) const {}
+    virtual bool isMovable() const { return true; }
 
     static void begin( MbBufferImp* b, const MbState& current, const MbState& transient );
     static int end( MbBufferImp* b, const MbState& transient, const MbState& target,

@@ -112,10 +112,6 @@ protected:
         addLock( b );
         return UNCHANGED;
     }
-    [[noreturn]] int illegal( MbBufferImp* b, MbEvent event ) const {
-        [[maybe_unused]] const auto scope = trace( b, event );
-        raiseIllegal( b, MB_EVENTS[event].name );
-    }
     MbRegion waitAndRelease( MbBufferImp* b ) const;
     void waitAndGrab( MbBufferImp* b, const MbRegion& region ) const;
 
@@ -154,16 +150,6 @@ protected:
         }
         deallocate( b );
     }
-    /// Makes `region` the buffer's, and has the protocol take it; gives it back where that raises.
-    static void takeOver( MbBufferImp* b, const MbRegion& region ) {
-        setRegion( b, region );
-        try {
-            call( b, &MbProtocol::grab, b );
-        } catch( ... ) {
-            deallocate( b );
-            throw;
-        }
-    }
     /// Runs `work`, which takes the buffer's region, as a transition. An event that is replayed at
     /// its end may raise when the region is the caller's already; it goes back then.
     template <class Work>
@@ -188,21 +174,53 @@ protected:
         return region;
     }
 
+    /// Makes `region` the buffer's as a transition, once `work` has abandoned the former content,
+    /// and has the protocol take it. The region goes back where anything raises before that.
+    template <class Work>
+    void grabBy( MbBufferImp* b, const MbRegion& region, Work work ) const {
+        [[maybe_unused]] const auto scope = trace( b, "grab" );
+        bool isTaken = false;
+        try {
+            transit( b, *state( TRANSIENT ), [&]( Target& target ) {
+                work();
+                target = state( FREED );
+                setRegion( b, region );
+                isTaken = true;
+                try {
+                    call( b, &MbProtocol::grab, b );
+                } catch( ... ) {
+                    deallocate( b );
+                    throw;
+                }
+                target = state( LOADED );
+            } );
+        } catch( ... ) {
+            if( !isTaken ) {
+                deallocate( b, region );
+            }
+            throw;
+        }
+    }
+
 private:
+    void traceIllegal( const MbBufferImp* b, const char* event ) const override {
+        static_cast<void>( trace( b, event ) );
+    }
+
     const StateTable& _states;
 };
 
 template <bool UNTRACED, bool RELAXED>
 MbRegion States<UNTRACED, RELAXED>::waitAndRelease( MbBufferImp* b ) const {
     [[maybe_unused]] const auto scope = trace( b, "release" );
-    waitForChange( b );
+    waitUntilMovable( b );
     return currentState( b )->release( b );
 }
 
 template <bool UNTRACED, bool RELAXED>
 void States<UNTRACED, RELAXED>::waitAndGrab( MbBufferImp* b, const MbRegion& region ) const {
     [[maybe_unused]] const auto scope = trace( b, "grab" );
-    waitForChange( b );
+    waitUntilMovable( b );
     currentState( b )->grab( b, region );
 }
 

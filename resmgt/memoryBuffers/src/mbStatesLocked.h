@@ -26,10 +26,9 @@ public:
 protected:
     template <class Work>
     int unlockBy( MbBufferImp* b, Work work ) const {
-        if( !this->removeLock( b ) ) {
-            return this->none( b, UNLOCK );
-        }
-        return this->transition( b, UNLOCK, work );
+        [[maybe_unused]] const auto scope = this->trace( b, UNLOCK );
+        return this->removeLock( b ) ? this->transit( b, *this->state( TRANSIENT ), work )
+                                     : this->UNCHANGED;
     }
     int unlockTo( MbBufferImp* b, StateId id ) const {
         return unlockBy( b, [&]( Target& target ) {
@@ -49,6 +48,9 @@ protected:
             target = this->state( id );
         } );
     }
+
+private:
+    bool isMovable() const override { return false; }
 };
 
 // The relaxed policy: any number of readers and writers.

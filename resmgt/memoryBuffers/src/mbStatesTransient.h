@@ -20,6 +20,9 @@ public:
     int destroy( MbBufferImp* b ) const override { return this->waitUnlessReplayed( b, DESTROY ); }
     MbRegion release( MbBufferImp* b ) const override { return this->waitAndRelease( b ); }
     void grab( MbBufferImp* b, MbRegion region ) const override { this->waitAndGrab( b, region ); }
+
+private:
+    bool isMovable() const override { return false; }
 };
 
 /// A thread is in the middle of a transition. A protocol that frees the buffer or drops its last
@@ -123,7 +126,7 @@ public:
     }
     int prefetch( MbBufferImp* b ) const override { return this->none( b, PREFETCH ); }
     int asyncSync( MbBufferImp* b ) const override { return this->none( b, ASYNC_SYNC ); }
-    int unlock( MbBufferImp* b ) const override { return this->illegal( b, UNLOCK ); }
+    int unlock( MbBufferImp* b ) const override { return MbStateImp::unlock( b ); }
     int asyncOpSucceeded( MbBufferImp* b ) const override {
         return this->complete( b, ASYNC_OP_SUCCEEDED, &MbProtocol::asyncSyncSucceeded, SYNCHED );
     }

@@ -50,12 +50,7 @@ public:
         return this->transition( b, DESTROY, DESTROYED );
     }
     void grab( MbBufferImp* b, MbRegion region ) const override {
-        [[maybe_unused]] const auto scope = this->trace( b, "grab" );
-        this->transit( b, *this->state( TRANSIENT ), [&]( Target& target ) {
-            target = this->state( FREED );
-            this->takeOver( b, region );
-            target = this->state( LOADED );
-        } );
+        this->grabBy( b, region, [] {} );
     }
 };
 
@@ -136,18 +131,9 @@ public:
         return this->releaseBy( b, []( Target& ) {} );
     }
     void grab( MbBufferImp* b, MbRegion region ) const override {
-        [[maybe_unused]] const auto scope = this->trace( b, "grab" );
-        this->transit( b, *this->state( TRANSIENT ), [&]( Target& target ) {
-            try {
-                this->call( b, &MbProtocol::free );
-            } catch( ... ) {
-                this->deallocate( b, region );
-                throw;
-            }
-            this->deallocate( b );
-            target = this->state( FREED );
-            this->takeOver( b, region );
-            target = this->state( LOADED );
+        this->grabBy( b, region, [b] {
+            States<UNTRACED, RELAXED>::call( b, &MbProtocol::free );
+            States<UNTRACED, RELAXED>::deallocate( b );
         } );
     }
 };

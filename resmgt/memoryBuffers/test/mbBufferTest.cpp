@@ -94,6 +94,12 @@ TEST( MbBuffer, ANullHandleIsHarmlessUntilItIsUsed ) {
     EXPECT_TRUE( MbBufferRdGuardImp( writer ).isNull() );
 }
 
+TEST( MbBuffer, TheErrorOfALongNamedBufferStillTellsEventAndState ) {
+    const std::string name( 5000, 'n' );
+    EXPECT_THAT( MbEx::ExIllegalTransition( QV_HERE, name.c_str(), "sync()", "Here" ).getReason(),
+                 HasSubstr( "n received event sync() from state Here." ) );
+}
+
 TEST( MbBuffer, FactoriesGiveNewBuffersTheirPropertiesButNoMemory ) {
     const RCShdPtr<MbManager> manager = makeHeap( 5000 );
     MbBufferSimpleFactory factory( initialState(), manager );
@@ -400,6 +406,19 @@ TEST_F( MbBufferTest, GrabMovesTheMemoryAndFreesTheSource ) {
     EXPECT_EQ( guard.getMemory(), memory );
 }
 
+TEST_F( MbBufferTest, AGrabThatCannotBeginGivesTheMemoryBackAndLeavesTheTarget ) {
+    MbBuffer source = make();
+    MbBuffer target = make();
+    { const MbBufferRdGuardImp guard( target ); }
+    static_cast<RecordingManager*>( manager.get() )->refusesRemoval = true;
+    log.clear();
+    EXPECT_THROW( target.grab( source ), ManagerFault );
+    EXPECT_THAT( log, ElementsAre( "M.allocateRegion", "P.load", "P.free", "M.bufferNotUnloadable",
+                                   "M.bufferUnloadable", "M.deallocateRegion( region )" ) );
+    EXPECT_TRUE( target.isLoaded() );
+    static_cast<RecordingManager*>( manager.get() )->refusesRemoval = false;
+}
+
 TEST( MbBuffer, GrabRefusesWhatDoesNotFit ) {
     const RCShdPtr<MbManager> manager = makeHeap( 4096 );
     MbBufferSimpleFactory factory( initialState(), manager );
@@ -469,16 +488,18 @@ TEST_F( MbBufferTest, TracesEventsStatesAndIgnoredOnesOnlyInTheTracingMachine ) 
         engine->unload();
         engine->rdlock();
         engine->rdlock();
+        engine->unlock();
+        engine->unlock();
+        EXPECT_THROW( engine->unlock(), MbEx::ExIllegalTransition );
         level.setEnabled( false );
-        engine->unlock();
-        engine->unlock();
         return testing::internal::GetCapturedStderr();
     };
     const std::string text = traceOf( MbStateMachine::TRACED );
     for( const char* const line :
          { "MbBuffer : traced (0x", ") [ Lock count = 0 ] -->  Freed unload (ignored)",
            "Freed::rdlock", " ] -->  TransientState::entering", " ] -->  Locked::entering",
-           ") [ Lock count = 1 ] -->  Locked", "Locked::rdlock" } ) {
+           ") [ Lock count = 1 ] -->  Locked", "Locked::rdlock", ") [ Lock count = 2 ] -->  Locked",
+           "Synched::unlock" } ) {
         EXPECT_THAT( text, HasSubstr( line ) );
     }
     EXPECT_EQ( traceOf( MbStateMachine::UNTRACED ), "" );

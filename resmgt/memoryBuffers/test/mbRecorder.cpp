@@ -48,6 +48,9 @@ void RecordingManager::deallocateRegion( MbBufferImp* buffer ) {
 void RecordingManager::bufferNotUnloadable( MbBufferImp* buffer ) {
     _log.push_back( "M.bufferNotUnloadable" );
     EXPECT_TRUE( isLockedByThisThread( *buffer ) );
+    if( refusesRemoval ) {
+        throw ManagerFault();
+    }
 }
 
 void RecordingManager::bufferUnloadable( MbBufferImp* buffer ) {

@@ -18,6 +18,9 @@ struct ProtocolFault : std::runtime_error {
         : std::runtime_error( "protocol fault" ) {}
 };
 
+/// What a recording manager raises on demand.
+struct ManagerFault : std::exception {};
+
 /// A manager of one block of memory, which is enough for one buffer.
 class RecordingManager : public MbManager {
 public:
@@ -28,6 +31,7 @@ public:
 
     MbRegion makeRegion( int block = 0 );
     bool refusesMemory = false;
+    bool refusesRemoval = false;
 
     const std::string& getName() const override { return _name; }
     void allocateRegion( MbBufferImp* buffer ) override;

@@ -147,8 +147,6 @@ const std::vector<Failure> FAILURES = {
     { "Unloaded", "rdlock wrlock release", "P.reload", "M.deallocateRegion", "Unloaded" },
     { "Unloaded", "wrlock", "P.markDirty", "M.deallocateRegion", "Unloaded" },
     { "Unloaded", "prefetch", "P.asyncReload", "M.deallocateRegion", "Unloaded" },
-    { "Synched", "grab", "P.free", "M.deallocateRegion( region )", "Synched" },
-    { "Loaded", "grab", "P.free", "M.deallocateRegion( region )", "Loaded" },
     { "Freed Unloaded Synched Loaded", "grab", "P.grab", "M.deallocateRegion", "Freed" },
     { "Loaded", "destroy", "P.destroy", "M.deallocateRegion", "Destroyed" },
     { "Locked RdLocked", "unlock", "P.unlocked", "", "Synched" },
@@ -442,6 +440,9 @@ void MbStateTable::checkFailure( const std::string& state, const std::string& ev
     }
     if( isListed( expected.state ) ) {
         expected.calls.push_back( "M.bufferUnloadable" );
+    }
+    if( event == "grab" && call == "P.free" ) {
+        expected.calls.push_back( "M.deallocateRegion( region )" );
     }
     put( state, locksIn( state ) );
     _protocol->faultyCall = call;
