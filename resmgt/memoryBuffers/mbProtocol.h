@@ -19,11 +19,19 @@ class MbBufferImp;
 /// Asynchronous operations: an override reports by exactly one call of `asyncSucceeded` or
 ///            `asyncFailed` on the handle, from any thread, also before it returns. A class whose
 ///            operations are synchronous leaves `asyncLoad` and its kin alone.
-/// Errors:    an exception goes to the caller of the event. What asks for something (`load`,
-///            `reload`, `asyncLoad`, `asyncReload`, `sync`, `asyncSync`, `unload`, `markDirty`,
-///            `free` of an unlocked buffer) leaves the buffer in its former state then. What tells
-///            of something that has happened (`unlocked`, the six completions, `destroy`, `free`
-///            after the last lock) can't undo it.
+///            A completion also does what was asked of the buffer meanwhile, on its own thread: a
+///            `prefetch` after a failed load evicts, and waits, for memory. If that memory depends
+///            on completions of other buffers, they need another thread.
+/// Errors:    an exception goes to the caller of the event, and leaves the buffer in its former
+///            state, without memory that the event has got for it, and without a lock. So
+///            - after `unlocked` the buffer stays locked, though its holder has gone: it can't be
+///              evicted, and its end is illegal, until another lock's end, or `unlock` of the
+///              buffer itself, has called `unlocked` again with success;
+///            - after one of the six completions the buffer goes on waiting, and the operation
+///              must be reported once more. The memory of a failed load is gone already: its
+///              second report must be a failure.
+///            Where the end can't be put off, memory is given back and the exception passes on:
+///            after `destroy`, `grab`, and `free` that follows a last lock.
 class QV_RESMGT_API MbProtocol {
 public:
     MbProtocol() = default;

@@ -131,7 +131,12 @@ void MbStateImp::addLock( MbBufferImp* b ) {
 
 bool MbStateImp::removeLock( MbBufferImp* b ) {
     b->assumeLocked();
-    return --b->_lockCount == 0;
+    b->_lockCount -= b->_lockCount != 0;
+    return b->_lockCount == 0;
+}
+
+bool MbStateImp::hasMemory( const MbBufferImp* b ) {
+    return b->getMemory() != nullptr;
 }
 
 void MbStateImp::allocate( MbBufferImp* b ) {

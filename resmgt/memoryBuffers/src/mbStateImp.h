@@ -63,9 +63,10 @@ protected:
     static bool isReplay( const MbBufferImp* b );
 
     static void addLock( MbBufferImp* b );
-    /// Answers whether it was the last one.
+    /// Answers whether none is left. None may be held: after a last `unlock` that has raised.
     static bool removeLock( MbBufferImp* b );
 
+    static bool hasMemory( const MbBufferImp* b );
     static void allocate( MbBufferImp* b );
     static void deallocate( MbBufferImp* b );
     static void deallocate( MbBufferImp* b, const MbRegion& region );

@@ -6,8 +6,9 @@ namespace Qv::MbStates {
 
 /// In memory and locked. `free` only marks the buffer, since a holder still uses its memory.
 ///
-/// The end of the last lock has happened whatever the protocol says to it: where `unlocked` or
-/// `free` raises, the buffer goes where it would have gone.
+/// Where the protocol's `unlocked` raises, the buffer stays locked with a count of 0: the lock's
+/// holder has gone. The next last `unlock` tells the protocol again. After an abandoned content
+/// nothing is left to be told again: where `free` raises, the buffer is freed all the same.
 template <bool UNTRACED, bool RELAXED>
 class LockedStates : public States<UNTRACED, RELAXED> {
 public:
@@ -32,8 +33,8 @@ protected:
     }
     int unlockTo( MbBufferImp* b, StateId id ) const {
         return unlockBy( b, [&]( Target& target ) {
-            target = this->state( id );
             this->call( b, &MbProtocol::unlocked, b );
+            target = this->state( id );
         } );
     }
     int unlockToFreed( MbBufferImp* b ) const {
@@ -197,14 +198,14 @@ public:
     int destroy( MbBufferImp* b ) const override { return this->waitUnlessReplayed( b, DESTROY ); }
     int asyncOpSucceeded( MbBufferImp* b ) const override {
         return this->transition( b, ASYNC_OP_SUCCEEDED, [&]( Target& target ) {
-            target = this->state( RD_LOCKED );
             this->call( b, &MbProtocol::asyncSyncSucceeded );
+            target = this->state( RD_LOCKED );
         } );
     }
     int asyncOpFailed( MbBufferImp* b ) const override {
         return this->transition( b, ASYNC_OP_FAILED, [&]( Target& target ) {
-            target = this->state( RD_LOCKED_DIRTY );
             this->call( b, &MbProtocol::asyncSyncFailed );
+            target = this->state( RD_LOCKED_DIRTY );
         } );
     }
 };

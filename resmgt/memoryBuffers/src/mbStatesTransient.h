@@ -46,8 +46,9 @@ private:
     }
 };
 
-/// What the states with a running asynchronous operation have in common. Its end has happened
-/// whatever the protocol says to it: where the notification raises, the target stands.
+/// What the states with a running asynchronous operation have in common. Where the protocol raises
+/// when it is told of the end, the buffer goes on waiting, for a second report. A load that has
+/// failed has no memory any more by then, so that its second report must be a failure again.
 template <bool UNTRACED, bool RELAXED>
 class WaitActions : public TransientStates<UNTRACED, RELAXED> {
 protected:
@@ -58,15 +59,21 @@ protected:
 
     int complete( MbBufferImp* b, MbEvent event, Notification notification, StateId id ) const {
         return this->transition( b, event, [&]( Target& target ) {
-            target = this->state( id );
             this->call( b, notification );
+            target = this->state( id );
         } );
+    }
+    int succeedLoad( MbBufferImp* b, Notification notification ) const {
+        return this->hasMemory( b ) ? complete( b, ASYNC_OP_SUCCEEDED, notification, SYNCHED )
+                                    : MbStateImp::asyncOpSucceeded( b );
     }
     int failLoad( MbBufferImp* b, Notification notification, StateId id ) const {
         return this->transition( b, ASYNC_OP_FAILED, [&]( Target& target ) {
-            target = this->state( id );
-            this->deallocate( b );
+            if( this->hasMemory( b ) ) {
+                this->deallocate( b );
+            }
             this->call( b, notification );
+            target = this->state( id );
         } );
     }
 };
@@ -77,7 +84,7 @@ public:
     using WaitActions<UNTRACED, RELAXED>::WaitActions;
 
     int asyncOpSucceeded( MbBufferImp* b ) const override {
-        return this->complete( b, ASYNC_OP_SUCCEEDED, &MbProtocol::asyncLoadSucceeded, SYNCHED );
+        return this->succeedLoad( b, &MbProtocol::asyncLoadSucceeded );
     }
     int asyncOpFailed( MbBufferImp* b ) const override {
         return this->failLoad( b, &MbProtocol::asyncLoadFailed, FREED );
@@ -90,7 +97,7 @@ public:
     using WaitActions<UNTRACED, RELAXED>::WaitActions;
 
     int asyncOpSucceeded( MbBufferImp* b ) const override {
-        return this->complete( b, ASYNC_OP_SUCCEEDED, &MbProtocol::asyncReloadSucceeded, SYNCHED );
+        return this->succeedLoad( b, &MbProtocol::asyncReloadSucceeded );
     }
     int asyncOpFailed( MbBufferImp* b ) const override {
         return this->failLoad( b, &MbProtocol::asyncReloadFailed, UNLOADED );

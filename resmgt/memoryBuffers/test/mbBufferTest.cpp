@@ -170,17 +170,6 @@ TEST_F( MbBufferTest, UnderTheStrictPolicyADemotedWriterLetsReadersInButNoWriter
     blocked.join();
 }
 
-TEST_F( MbBufferTest, AFailedLoadLeavesNoLockBehindAndTheGuardIsNeverBuilt ) {
-    MbBuffer buffer = make();
-    protocol->faultyCall = "P.load";
-    EXPECT_THROW( MbBufferRdGuardImp guard( buffer ), ProtocolFault );
-    EXPECT_TRUE( buffer.isUniqueOwner() );
-    protocol->faultyCall.clear();
-    log.clear();
-    const MbBufferRdGuardImp guard( buffer );
-    EXPECT_THAT( log, ElementsAre( "M.allocateRegion", "P.load" ) );
-}
-
 TEST_F( MbBufferTest, AFailedTransitionWakesWhoeverWaitsForIt ) {
     MbBuffer buffer = make();
     HoldPoint load( "load" );
@@ -197,14 +186,35 @@ TEST_F( MbBufferTest, AFailedTransitionWakesWhoeverWaitsForIt ) {
     second.join();
 }
 
-TEST_F( MbBufferTest, AnUnlockThatRaisesIsReportedAndHasEndedTheLock ) {
+TEST_F( MbBufferTest, AnUnlockThatRaisesIsReportedAndCanBeRepeated ) {
     MbBuffer buffer = make();
     protocol->faultyCall = "P.unlocked";
     testing::internal::CaptureStderr();
     { const MbBufferRdGuardImp guard( buffer ); }
     EXPECT_THAT( testing::internal::GetCapturedStderr(), HasSubstr( "protocol fault" ) );
+    EXPECT_EQ( log.back(), "P.unlocked" );
+    protocol->faultyCall.clear();
+    imp->unlock();
     EXPECT_EQ( MbTestAccess::lockCount( *imp ), 0u );
     EXPECT_EQ( log.back(), "M.bufferUnloadable" );
+}
+
+TEST_F( MbBufferTest, ACompletionThatRaisesCanBeRepeated ) {
+    MbBuffer buffer = make();
+    buffer.prefetch();
+    protocol->faultyCall = "P.asyncLoadFailed";
+    EXPECT_THROW( imp->asyncFailed(), ProtocolFault );
+    EXPECT_THROW( imp->asyncSucceeded(), MbEx::ExIllegalTransition ) << "without memory";
+    protocol->faultyCall.clear();
+    imp->asyncFailed();
+    EXPECT_THAT( log, ElementsAre( "M.allocateRegion", "P.asyncLoad", "M.deallocateRegion",
+                                   "P.asyncLoadFailed", "P.asyncLoadFailed" ) );
+    buffer.prefetch();
+    protocol->faultyCall = "P.asyncLoadSucceeded";
+    EXPECT_THROW( imp->asyncSucceeded(), ProtocolFault );
+    protocol->faultyCall.clear();
+    imp->asyncSucceeded();
+    EXPECT_TRUE( buffer.isLoaded() );
 }
 
 TEST_F( MbBufferTest, ReplacingTheProtocolDeletesTheFormerOneAfterItsCall ) {
@@ -320,22 +330,6 @@ TEST_F( MbBufferTest, ALockWhoseReplayRaisesIsGivenUpAgain ) {
 
 // The end of a buffer.
 
-TEST_F( MbBufferTest, OnlyUnsavedContentIsHandedToTheProtocolAtTheEnd ) {
-    {
-        MbBuffer buffer = make();
-        { const MbBufferWrGuardImp guard( buffer ); }
-        log.clear();
-    }
-    EXPECT_THAT( log,
-                 ElementsAre( "M.bufferNotUnloadable", "P.destroy", "M.deallocateRegion", "end" ) );
-    {
-        MbBuffer buffer = make();
-        { const MbBufferRdGuardImp guard( buffer ); }
-        log.clear();
-    }
-    EXPECT_THAT( log, ElementsAre( "M.bufferNotUnloadable", "M.deallocateRegion", "end" ) );
-}
-
 TEST_F( MbBufferTest, AnEndThatRaisesIsReportedAndTheBufferGoes ) {
     testing::internal::CaptureStderr();
     {
@@ -376,17 +370,6 @@ TEST_F( MbBufferTest, AProtocolMayDropTheLastHandleFromInsideACall ) {
     EXPECT_THAT( log, ElementsAre( "M.bufferNotUnloadable", "P.unload", "M.deallocateRegion" ) );
     imp->unpin();
     EXPECT_EQ( log.back(), "end" );
-}
-
-TEST_F( MbBufferTest, TheEndWaitsForARunningOperation ) {
-    auto buffer = std::make_unique<MbBuffer>( make() );
-    buffer->prefetch();
-    TestThread dropper( [&] { buffer.reset(); } );
-    dropper.waitUntilBlocked();
-    imp->asyncFailed();
-    dropper.join();
-    EXPECT_THAT( log, ElementsAre( "M.allocateRegion", "P.asyncLoad", "M.deallocateRegion",
-                                   "P.asyncLoadFailed", "end" ) );
 }
 
 // Moving memory.

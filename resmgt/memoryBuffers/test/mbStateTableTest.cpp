@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <sstream>
@@ -149,21 +150,8 @@ const std::vector<Failure> FAILURES = {
     { "Unloaded", "prefetch", "P.asyncReload", "M.deallocateRegion", "Unloaded" },
     { "Freed Unloaded Synched Loaded", "grab", "P.grab", "M.deallocateRegion", "Freed" },
     { "Loaded", "destroy", "P.destroy", "M.deallocateRegion", "Destroyed" },
-    { "Locked RdLocked", "unlock", "P.unlocked", "", "Synched" },
-    { "LockedDirty RdLockedDirty WrLocked", "unlock", "P.unlocked", "", "Loaded" },
-    { "WaitAsyncSynchedRdLocked", "unlock", "P.unlocked", "", "WaitAsyncSynchedLoaded" },
     { "LockedFreed LockedFreedDirty RdLockedFreed WrLockedFreed", "unlock", "P.free",
       "M.deallocateRegion", "Freed" },
-    { "WaitAsyncLoaded", "asyncOpSucceeded", "P.asyncLoadSucceeded", "", "Synched" },
-    { "WaitAsyncLoaded", "asyncOpFailed", "P.asyncLoadFailed", "", "Freed" },
-    { "WaitAsyncReloaded", "asyncOpSucceeded", "P.asyncReloadSucceeded", "", "Synched" },
-    { "WaitAsyncReloaded", "asyncOpFailed", "P.asyncReloadFailed", "", "Unloaded" },
-    { "WaitAsyncSynched WaitAsyncSynchedLoaded", "asyncOpSucceeded", "P.asyncSyncSucceeded", "",
-      "Synched" },
-    { "WaitAsyncSynched WaitAsyncSynchedLoaded", "asyncOpFailed", "P.asyncSyncFailed", "",
-      "Loaded" },
-    { "WaitAsyncSynchedRdLocked", "asyncOpSucceeded", "P.asyncSyncSucceeded", "", "RdLocked" },
-    { "WaitAsyncSynchedRdLocked", "asyncOpFailed", "P.asyncSyncFailed", "", "RdLockedDirty" },
 };
 
 bool hasWord( const char* words, const std::string& word ) {
@@ -337,7 +325,10 @@ protected:
         const std::string state = nameOf( MbTestAccess::state( _b ) );
         const bool isEmpty =
             MbTestAccess::words( MbTestAccess::region( _b ) ) == MbTestAccess::Words();
-        EXPECT_EQ( isEmpty, !hasMemory( state ) ) << "memory in state " << state;
+        // A failed load has given it back before the protocol raises.
+        const bool isLost = state.starts_with( "WaitAsync" ) &&
+                            std::count( _log.begin(), _log.end(), "M.deallocateRegion" ) != 0;
+        EXPECT_EQ( isEmpty, isLost || !hasMemory( state ) ) << "memory in state " << state;
         EXPECT_EQ( MbTestAccess::owner( _b ).getNum(), 0u );
         // The handles' pin goes with the event that ends in the destruction, and with no other.
         const bool isDestroyedNow = state == "Destroyed" && _formerState != "Destroyed";
@@ -352,26 +343,24 @@ protected:
     /// Sends `event`, which should raise an `Exception` unless that is void.
     template <class Exception>
     Outcome run( const std::string& event ) {
-        // Moves are broadcast by what calls the state.
-        const bool isMove = event == "release" || event == "grab";
         BroadcastProbe probe( MbTestAccess::stateChanged( _b ) );
         if constexpr( std::is_void_v<Exception> ) {
             EXPECT_NO_THROW( send( event ) );
         } else {
             EXPECT_THROW( send( event ), Exception );
         }
-        const bool isBroadcast = probe.wasBroadcast();
-        return observe( isBroadcast || isMove );
+        return observe( probe.wasBroadcast() );
     }
 
     void checkTransition( const std::string& state, const std::string& event,
                           const std::string& cell );
-    void checkFailure( const std::string& state, const std::string& event, const CallLog& calls,
-                       const std::string& target );
+    void checkFailure( const std::string& state, const std::string& event, Outcome expected );
     void checkWait( const std::string& state, const std::string& event );
     void checkIllegal( const std::string& state, const std::string& event );
     void checkCell( const std::string& state, const std::string& event, const std::string& cell );
 
+    /// Moves are broadcast by what calls the state.
+    static bool isMove( const std::string& event ) { return event == "release" || event == "grab"; }
     static std::uint32_t locksIn( const std::string& state ) { return isLockedState( state ); }
 
     CallLog _log;
@@ -386,12 +375,9 @@ protected:
 
 void MbStateTable::checkTransition( const std::string& state, const std::string& event,
                                     const std::string& cell ) {
-    Outcome expected;
-    expected.isBroadcast = true;
-    expected.lockCount = locksIn( state ) - ( event == "unlock" ? 1 : 0 );
-    const std::uint32_t failedLockCount = expected.lockCount;
-    std::string target = state;
-    std::vector<std::pair<CallLog, std::string>> failures;
+    Outcome expected{
+        {}, state, locksIn( state ) - ( event == "unlock" ? 1 : 0 ), 0, !isMove( event ) };
+    std::vector<Outcome> failures;
     if( isListed( state ) ) {
         expected.calls.push_back( "M.bufferNotUnloadable" );
     }
@@ -400,13 +386,13 @@ void MbStateTable::checkTransition( const std::string& state, const std::string&
         if( step == "count+1" ) {
             ++expected.lockCount;
         } else if( step.starts_with( "target " ) ) {
-            target = resolve( step.substr( 7 ) );
+            expected.state = resolve( step.substr( 7 ) );
         } else if( step.starts_with( "to " ) ) {
             expected.state = resolve( step.substr( 3 ) );
         } else {
             expected.calls.push_back( step );
             if( step.starts_with( "P." ) ) {
-                failures.emplace_back( expected.calls, target );
+                failures.push_back( expected );
             }
         }
     }
@@ -415,20 +401,15 @@ void MbStateTable::checkTransition( const std::string& state, const std::string&
     }
     put( state, locksIn( state ) );
     EXPECT_EQ( run<void>( event ), expected );
-    for( const auto& [calls, failedTarget] : failures ) {
-        checkFailure( state, event, calls, failedTarget );
-        EXPECT_EQ( MbTestAccess::lockCount( _b ), failedLockCount );
+    for( const Outcome& failure : failures ) {
+        checkFailure( state, event, failure );
     }
 }
 
 void MbStateTable::checkFailure( const std::string& state, const std::string& event,
-                                 const CallLog& calls, const std::string& target ) {
-    const std::string call = calls.back();
+                                 Outcome expected ) {
+    const std::string call = expected.calls.back();
     SCOPED_TRACE( call + " raises" );
-    Outcome expected;
-    expected.calls = calls;
-    expected.state = target;
-    expected.isBroadcast = true;
     for( const Failure& failure : FAILURES ) {
         if( hasWord( failure.states, state ) && hasWord( failure.event, event ) &&
             call == failure.call ) {
@@ -446,9 +427,7 @@ void MbStateTable::checkFailure( const std::string& state, const std::string& ev
     }
     put( state, locksIn( state ) );
     _protocol->faultyCall = call;
-    Outcome outcome = run<ProtocolFault>( event );
-    expected.lockCount = outcome.lockCount;
-    EXPECT_EQ( outcome, expected );
+    EXPECT_EQ( run<ProtocolFault>( event ), expected );
 }
 
 void MbStateTable::checkWait( const std::string& state, const std::string& event ) {
@@ -484,7 +463,7 @@ void MbStateTable::checkWait( const std::string& state, const std::string& event
 
 void MbStateTable::checkIllegal( const std::string& state, const std::string& event ) {
     put( state, locksIn( state ) );
-    const Outcome before{ {}, state, locksIn( state ), 0, event == "release" || event == "grab" };
+    const Outcome before{ {}, state, locksIn( state ), 0, false };
     EXPECT_EQ( run<MbEx::ExIllegalTransition>( event ), before );
     try {
         send( event );
@@ -494,7 +473,7 @@ void MbStateTable::checkIllegal( const std::string& state, const std::string& ev
                                 "() from state " ) );
         EXPECT_THAT( exception.getReason(), HasSubstr( "::" + state + "<" ) );
     }
-    EXPECT_EQ( observe( before.isBroadcast ), before );
+    EXPECT_EQ( observe( false ), before );
 }
 
 void MbStateTable::checkCell( const std::string& state, const std::string& event,
@@ -537,17 +516,6 @@ TEST_P( MbStateTable, EveryEventDoesInEveryStateWhatItsCellSays ) {
     }
 }
 
-TEST_P( MbStateTable, AProtocolsOwnFreeAndDestroyAreDoneAfterItsCall ) {
-    const std::pair<const char*, std::uint32_t> cases[] = { { "free", 512 }, { "destroy", 1024 } };
-    for( const auto& [event, bit] : cases ) {
-        put( "TransientState" );
-        MbTestAccess::owner( _b ).setCurrentThread();
-        send( event );
-        EXPECT_EQ( MbTestAccess::pendingEvents( _b ), bit );
-        EXPECT_EQ( MbTestAccess::pins( _b ), 3 );
-    }
-}
-
 TEST_P( MbStateTable, ARefusedUnloadLeavesTheBufferWhereItWasButListedAnew ) {
     _protocol->unloadAnswer = false;
     for( const char* const state : { "Synched", "Loaded" } ) {
@@ -567,7 +535,7 @@ TEST_P( MbStateTable, WithoutMemoryALockIsNotTakenAndNothingIsGivenBack ) {
         for( const char* const event : { "rdlock", "wrlock", "prefetch", "release" } ) {
             put( state );
             EXPECT_EQ( run<MbEx::ExNotEnoughMemory>( event ),
-                       ( Outcome{ { "M.allocateRegion" }, state, 0, 0, true } ) );
+                       ( Outcome{ { "M.allocateRegion" }, state, 0, 0, !isMove( event ) } ) );
         }
     }
 }
