@@ -301,6 +301,40 @@ TEST_F( MbBufferTest, ADeferredAsyncSyncRunsAfterTheLastLockUnlessTheContentIsFr
     EXPECT_EQ( MbTestAccess::pendingEvents( *imp ), 0u );
 }
 
+TEST_F( MbBufferTest, ACompletionMayComeFromAnotherThreadBeforeTheStartHasEnded ) {
+    MbBuffer buffer = make();
+    HoldPoint asyncLoad( "asyncLoad" );
+    inside( "P.asyncLoad", [&] { asyncLoad.pass(); } );
+    TestThread starter( [&] { buffer.prefetch(); } );
+    asyncLoad.waitUntilReached();
+    imp->asyncSucceeded();
+    EXPECT_EQ( log.back(), "P.asyncLoad" );
+    asyncLoad.release();
+    starter.join();
+    EXPECT_EQ( log.back(), "M.bufferUnloadable" );
+}
+
+TEST_F( MbBufferTest, APrefetchThatComesMeanwhileIsDoneAfterwards ) {
+    MbBuffer buffer = make();
+    buffer.prefetch();
+    buffer.prefetch();
+    log.clear();
+    imp->asyncFailed();
+    EXPECT_THAT( log, ElementsAre( "M.deallocateRegion", "P.asyncLoadFailed", "M.allocateRegion",
+                                   "P.asyncLoad" ) );
+    buffer.prefetch();
+    log.clear();
+    imp->asyncSucceeded();
+    EXPECT_THAT( log, ElementsAre( "P.asyncLoadSucceeded", "M.bufferUnloadable",
+                                   "M.bufferNotUnloadable", "M.bufferUnloadable" ) );
+    inside( "P.free", [&] { buffer.prefetch(); } );
+    log.clear();
+    buffer.free();
+    EXPECT_THAT( log, ElementsAre( "M.bufferNotUnloadable", "P.free", "M.deallocateRegion",
+                                   "M.allocateRegion", "P.asyncLoad" ) );
+    imp->asyncSucceeded();
+}
+
 TEST_F( MbBufferTest, AReplayedEventsFailureGoesToTheCallerUnlessThereIsAnEarlierOne ) {
     MbBuffer buffer = make();
     { const MbBufferWrGuardImp guard( buffer ); }
@@ -387,6 +421,38 @@ TEST_F( MbBufferTest, GrabMovesTheMemoryAndFreesTheSource ) {
     EXPECT_FALSE( source.isLoaded() );
     const MbBufferRdGuardImp guard( target );
     EXPECT_EQ( guard.getMemory(), memory );
+}
+
+TEST_F( MbBufferTest, AGrabWaitsForTheSourcesLocksAndWakesTheWaitersOfBothBuffers ) {
+    HoldPoint freeing( "free" );
+    HoldPoint grabbing( "grab" );
+    const auto hold = [&]( const std::string& call ) {
+        if( call == "P.free" ) {
+            freeing.pass();
+        } else if( call == "P.grab" ) {
+            grabbing.pass();
+        }
+    };
+    MbBuffer source = make();
+    protocol->hook = hold;
+    MbBuffer target = make();
+    protocol->hook = hold;
+    std::optional<MbBufferRdGuardImp> reader( std::in_place, source );
+    TestThread grabber( [&] { target.grab( source ); } );
+    grabber.waitUntilBlocked();
+    reader.reset();
+    freeing.waitUntilReached();
+    TestThread sourceWaiter( [&] { source.sync(); } );
+    sourceWaiter.waitUntilBlocked();
+    freeing.release();
+    grabbing.waitUntilReached();
+    sourceWaiter.join();
+    TestThread targetWaiter( [&] { target.sync(); } );
+    targetWaiter.waitUntilBlocked();
+    grabbing.release();
+    targetWaiter.join();
+    grabber.join();
+    EXPECT_EQ( log.back(), "M.bufferUnloadable" );
 }
 
 TEST_F( MbBufferTest, AGrabThatCannotBeginGivesTheMemoryBackAndLeavesTheTarget ) {

@@ -23,6 +23,7 @@
 #include <tests/support/holdPoint.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
+#include <utility>
 
 namespace Qv {
 
@@ -184,44 +185,59 @@ TEST_F( MbManagerTest, AFailedEvictionGoesToTheAskerAndLeavesTheVictim ) {
 TEST_F( MbManagerTest, AVictimWithoutHandlesIsDeletedByItsEvictorAlsoAfterAFault ) {
     for( const bool isFaulty : { false, true } ) {
         useHeap( 1 );
-        auto victim = std::make_unique<MbBuffer>( makeLoaded() );
+        MbBuffer victim = makeLoaded();
         RecordingProtocol* const victimProtocol = protocol;
         bool isGone = false;
         victimProtocol->onEnd = [&] { isGone = true; };
-        HoldPoint unload( "unload" );
         victimProtocol->hook = [&]( const std::string& call ) {
             if( call == "P.unload" ) {
                 victimProtocol->faultyCall = isFaulty ? "P.unload" : "";
-                unload.pass();
+                victim = MbBuffer();
+                EXPECT_FALSE( isGone );
             }
         };
         MbBuffer asker = make();
-        TestThread evictor( [&] {
-            if( isFaulty ) {
-                EXPECT_THROW( MbBufferRdGuardImp guard( asker ), ProtocolFault );
-            } else {
-                const MbBufferRdGuardImp guard( asker );
-            }
-        } );
-        unload.waitUntilReached();
-        TestThread dropper( [&] { victim.reset(); } );
-        dropper.waitUntilBlocked();
-        EXPECT_FALSE( isGone );
-        unload.release();
-        evictor.join();
-        dropper.join();
+        if( isFaulty ) {
+            EXPECT_THROW( MbBufferRdGuardImp guard( asker ), ProtocolFault );
+        } else {
+            const MbBufferRdGuardImp guard( asker );
+        }
         EXPECT_TRUE( isGone );
         asker = MbBuffer();
         EXPECT_EQ( manager->getFreeSpace(), NEEDED );
     }
 }
 
+/// Holds its first dump, and with it whoever has the manager's lock.
+class HeldStrategy : public MbUnloadLRU {
+public:
+    explicit HeldStrategy( HoldPoint& hold )
+        : _hold( &hold ) {}
+
+    void dump( std::ostream& stream ) const override {
+        MbUnloadLRU::dump( stream );
+        if( HoldPoint* const hold = std::exchange( _hold, nullptr ) ) {
+            hold->pass();
+        }
+    }
+
+private:
+    mutable HoldPoint* _hold;
+};
+
 TEST_F( MbManagerTest, ANoLockTracerPrintsWhileAnotherThreadHoldsTheLock ) {
-    useHeap( 1 );
-    const auto* const pool = static_cast<const MbPoolManager*>( manager.get() );
+    HoldPoint hold( "dump" );
+    auto* const pool =
+        new MbHeapManager( "heap", NEEDED, OPtr<MbUnloadStrategy>( new HeldStrategy( hold ) ) );
+    manager = RCShdPtr<MbManager>( pool );
+    std::string locked;
+    TestThread dumper( [&] { locked = dump(); } );
+    hold.waitUntilReached();
     std::ostringstream text;
     text << MbPoolManager::NoLockTracer( pool );
-    EXPECT_EQ( text.str(), dump() );
+    hold.release();
+    dumper.join();
+    EXPECT_EQ( text.str(), locked );
 }
 
 TEST_F( MbManagerTest, AManagerThatEndsBeforeARegionReportsIt ) {
