@@ -170,22 +170,6 @@ TEST_F( MbBufferTest, UnderTheStrictPolicyADemotedWriterLetsReadersInButNoWriter
     blocked.join();
 }
 
-TEST_F( MbBufferTest, AFailedTransitionWakesWhoeverWaitsForIt ) {
-    MbBuffer buffer = make();
-    HoldPoint load( "load" );
-    inside( "P.load", [&] {
-        load.pass();
-        protocol->faultyCall = "P.load";
-    } );
-    TestThread first( [&] { EXPECT_THROW( MbBufferRdGuardImp guard( buffer ), ProtocolFault ); } );
-    load.waitUntilReached();
-    TestThread second( [&] { EXPECT_THROW( MbBufferRdGuardImp guard( buffer ), ProtocolFault ); } );
-    second.waitUntilBlocked();
-    load.release();
-    first.join();
-    second.join();
-}
-
 TEST_F( MbBufferTest, AnUnlockThatRaisesIsReportedAndCanBeRepeated ) {
     MbBuffer buffer = make();
     protocol->faultyCall = "P.unlocked";
@@ -238,13 +222,6 @@ TEST_F( MbBufferTest, ReplacingTheProtocolDeletesTheFormerOneAfterItsCall ) {
 }
 
 // Pending events.
-
-TEST_F( MbBufferTest, AProtocolMayFreeItsBufferFromInsideACall ) {
-    MbBuffer buffer = make();
-    inside( "P.load", [&] { buffer.free(); } );
-    { const MbBufferRdGuardImp guard( buffer ); }
-    EXPECT_THAT( log, ElementsAre( "M.allocateRegion", "P.load", "P.free", "M.deallocateRegion" ) );
-}
 
 TEST_F( MbBufferTest, ACompletionInsideTheCallIsReplayedBeforeAFreeThatWouldWaitForIt ) {
     MbBuffer buffer = make();
