@@ -74,13 +74,7 @@ TEST_F( DaArenaPoolTest, ABlockLiesInTheFirstPieceThatHasRoom ) {
 TEST_F( DaArenaPoolTest, FreeingWhatItDoesntKnowAbortsTheProgram ) {
     OPtr<DaArenaPool> pool = create( { 64, 64 }, 128 );
     for( const std::uintptr_t block : { 0x0u, 0x10000u, 0x20008u } ) {
-        try {
-            pool->free( at( block ) );
-            ADD_FAILURE() << block;
-        } catch( const ExProgramAborted& exception ) {
-            EXPECT_THAT( exception.getReason(),
-                         HasSubstr( "Trying to free an unknown memory block." ) );
-        }
+        EXPECT_THROW( pool->free( at( block ) ), ExProgramAborted ) << block;
     }
 }
 
@@ -88,13 +82,7 @@ TEST_F( DaArenaPoolTest, APoolThatGotNothingRefusesAllRequests ) {
     OPtr<DaArenaPool> pool = create( {}, 4096 );
     EXPECT_EQ( pool->allocate( 1 ), nullptr );
     EXPECT_EQ( pool->getFreeBytes(), 0u );
-    EXPECT_EQ( pool->getSize(), 4096u );
     EXPECT_THROW( pool->free( nullptr ), ExProgramAborted );
-}
-
-TEST_F( DaArenaPoolTest, GivesThePiecesBackBeforeTheAllocatorGoes ) {
-    { const OPtr<DaArenaPool> pool = create( { 64, 64 }, 100 ); }
-    EXPECT_EQ( _record, ( Record{ "allocate 100", "free 2 of 100", "deleted" } ) );
 }
 
 TEST_F( DaArenaPoolTest, LiveBlocksAreReportedOnceTheMemoryIsGone ) {
@@ -123,7 +111,7 @@ TEST_F( DaArenaPoolTest, AFailedConstructionGivesEverythingBack ) {
             EXPECT_EQ( _record.back(), "deleted" );
         }
     }
-    EXPECT_EQ( _record.size(), 3u );
+    EXPECT_EQ( _record, ( Record{ "allocate 100", "free 2 of 100", "deleted" } ) );
 }
 
 TEST_F( DaArenaPoolTest, TheDumpShowsEachArenaAndTheirSum ) {

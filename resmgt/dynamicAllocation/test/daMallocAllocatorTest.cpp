@@ -42,31 +42,24 @@ private:
 
 constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
 
-struct Case {
-    std::size_t _asked;
-    std::size_t _largestPiece;
-    std::size_t _bytes;
-    std::vector<std::size_t> _tried;
-    std::vector<std::size_t> _pieces;
-};
-
 TEST( DaMallocAllocator, CutsAReservationIntoPiecesAsTheHeapAllows ) {
-    const Case cases[] = {
-        { 70 * MiB, unlimited, unlimited, { 70 * MiB }, { 70 * MiB } },
-        { 64 * MiB, unlimited, unlimited, { 64 * MiB }, { 64 * MiB } },
-        { 600 * MiB, unlimited, unlimited, { 512 * MiB, 88 * MiB }, { 512 * MiB, 88 * MiB } },
-        { 520 * MiB, unlimited, unlimited, { 512 * MiB, 64 * MiB }, { 512 * MiB, 64 * MiB } },
-        { 10 * MiB, unlimited, unlimited, { 64 * MiB }, { 64 * MiB } },
-        { 0, unlimited, unlimited, { 64 * MiB }, { 64 * MiB } },
+    const struct {
+        std::size_t _asked;
+        std::size_t _largestPiece;
+        std::vector<std::size_t> _tried;
+        std::vector<std::size_t> _pieces;
+    } cases[] = {
+        { 70 * MiB, unlimited, { 70 * MiB }, { 70 * MiB } },
+        { 520 * MiB, unlimited, { 512 * MiB, 64 * MiB }, { 512 * MiB, 64 * MiB } },
+        { 0, unlimited, { 64 * MiB }, { 64 * MiB } },
         { 640 * MiB,
           256 * MiB,
-          unlimited,
           { 512 * MiB, 256 * MiB, 384 * MiB, 192 * MiB, 192 * MiB },
           { 256 * MiB, 192 * MiB, 192 * MiB } },
-        { 10 * MiB, 32 * MiB, unlimited, { 64 * MiB }, {} },
+        { 10 * MiB, 32 * MiB, { 64 * MiB }, {} },
     };
-    for( const Case& one : cases ) {
-        ScriptedHeap heap( one._largestPiece, one._bytes );
+    for( const auto& one : cases ) {
+        ScriptedHeap heap( one._largestPiece, unlimited );
         const auto pieces = heap.allocate( one._asked );
         EXPECT_THAT( heap._tried, ElementsAreArray( one._tried ) ) << one._asked;
         std::vector<std::size_t> sizes;

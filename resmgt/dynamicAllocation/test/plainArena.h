@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -17,7 +18,7 @@ public:
 
     /// 0 when the request can't be served.
     std::uint64_t allocate( std::uint64_t size, std::uint64_t alignment ) {
-        size = ( size + 7 ) / 8 * 8;
+        size = std::max<std::uint64_t>( ( size + 7 ) / 8 * 8, 8 );
         for( auto it = _bySize.lower_bound( size ); it != _bySize.end(); ++it ) {
             const auto [blockSize, address] = *it;
             const std::uint64_t aligned =
