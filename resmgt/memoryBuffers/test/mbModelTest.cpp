@@ -120,11 +120,15 @@ private:
     TestThread _thread;
 };
 
+/// The second one is for failures: what it does for a buffer afterwards may wait for memory, and
+/// with it for the other one's completions.
+using Workers = std::array<Worker, 2>;
+
 class StoreProtocol : public MbProtocol {
 public:
-    StoreProtocol( std::uint32_t owner, Worker& worker, std::uint64_t seed )
+    StoreProtocol( std::uint32_t owner, Workers& workers, std::uint64_t seed )
         : _owner( owner )
-        , _worker( worker )
+        , _workers( workers )
         , _random( seed ) {}
 
     void load( void* memory, unsigned long long ) override {
@@ -199,7 +203,7 @@ private:
             throw StoreFault();
         }
     }
-    /// Completes on the worker, or before it returns; at times by a failure.
+    /// Completes on a worker, or before it returns; at times by a failure.
     template <class Work>
     void start( LkAsyncHandle* handle, Work work ) {
         const bool fails = _random() % 20 == 0;
@@ -214,12 +218,12 @@ private:
         if( _random() % 4 == 0 ) {
             job();
         } else {
-            _worker.add( job );
+            _workers[fails].add( job );
         }
     }
 
     const std::uint32_t _owner;
-    Worker& _worker;
+    Workers& _workers;
     std::minstd_rand _random;
     Content _stored;
     bool _isDirty = false;
@@ -286,7 +290,7 @@ protected:
     MbBuffer makeBuffer( std::size_t number, std::uint64_t seed ) {
         return _factory.create( "model",
                                 OPtr<MbProtocol>( new StoreProtocol(
-                                    static_cast<std::uint32_t>( number ), _worker, seed ) ),
+                                    static_cast<std::uint32_t>( number ), _workers, seed ) ),
                                 SIZE, MbAlignment( 127, 0, 0 ) );
     }
     MbBuffer get( std::size_t number ) {
@@ -411,7 +415,7 @@ protected:
     std::array<Slot, NB_SLOTS> _slots;
     const RCShdPtr<MbManager> _manager;
     MbBufferSimpleFactory _factory;
-    Worker _worker;
+    Workers _workers;
 };
 
 TEST_P( MbModel, ContentsLimitsAndCountsHoldUnderRandomEventsOfManyThreads ) {
