@@ -7,11 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <bitset>
 #include <limits>
 #include <random>
 #include <regex>
 #include <set>
-#include <sstream>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -42,27 +43,20 @@ private:
 } // namespace
 
 TEST( DtTime, ConversionRoundsDownToTheUnitThatTheInstantLiesIn ) {
-    struct Case {
+    const struct {
         std::int64_t index;
         Rational from;
         Rational to;
         std::int64_t converted;
-    };
-    const Case cases[] = {
-        { 24, Rational( 24, 1 ), Rational( 25, 1 ), 25 },
-        { 1, Rational( 24, 1 ), Rational( 25, 1 ), 1 },
-        { 23, Rational( 24, 1 ), Rational( 25, 1 ), 23 },
+    } cases[] = {
         { -1, Rational( 24, 1 ), Rational( 25, 1 ), -2 },
-        { -24, Rational( 24, 1 ), Rational( 25, 1 ), -25 },
-        { 1001, Rational( 24, 1 ), NTSC, 1250 },
-        { 1250, NTSC, Rational( 24, 1 ), 1001 },
         { 2589408, Rational( 2997, 100 ), Rational( 48000, 1 ), 4147200000 },
         { 5, Rational( 50, 2 ), Rational( -25, -1 ), 5 },
         { 5, Rational( 25, 1 ), Rational( -25, 1 ), -5 },
         { MAX, Rational( MAX_PART, 1 ), Rational( 1, MAX_PART ), 2 },
         { MIN, Rational( 1, 1 ), Rational( 3, 3 ), MIN },
     };
-    for( const Case& c : cases ) {
+    for( const auto& c : cases ) {
         const DtTime converted = DtTime( c.index, c.from ).convertRate( c.to );
         EXPECT_EQ( converted.getIndex(), c.converted ) << c.index;
         EXPECT_EQ( converted.getRate(), c.to );
@@ -93,11 +87,7 @@ TEST( DtTime, ConvertedUnitHoldsTheInstantForAnyRates ) {
 
 TEST( DtTime, SumsHaveTheRateOfTheLeftSide ) {
     const DtTime frames( 10, 24, 1 );
-    const DtTime samples( 48000, 48000, 1 );
-    const DtTime sum = frames + samples;
-    EXPECT_EQ( sum.getIndex(), 34 );
-    EXPECT_EQ( sum.getRate(), Rational( 24, 1 ) );
-    const DtTime difference = samples - frames;
+    const DtTime difference = DtTime( 48000, 48000, 1 ) - frames;
     EXPECT_EQ( difference.getIndex(), 28000 );
     EXPECT_EQ( difference.getRate(), Rational( 48000, 1 ) );
     // A part of a unit of the left side is rounded down before it is added.
@@ -157,22 +147,9 @@ TEST( DtTime, RateByWhichNoTimePassesRaisesWhereItIsUsed ) {
     }
 }
 
-TEST( DtTimeIndex, StreamOutputHoldsAll64Bits ) {
-    std::ostringstream text;
-    text << DtTimeIndex( MIN ) << " " << DtTimeIndex( MAX );
-    EXPECT_EQ( text.str(), "-9223372036854775808 9223372036854775807" );
-}
-
-TEST( Uuid, TextIsCanonicalWithVersionAndVariant ) {
+TEST( Uuid, AllNewOnesDifferAreCanonicalAndOrderedAsTheirTexts ) {
     const std::regex canonical(
         "[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}" );
-    for( int i = 0; i < 100; ++i ) {
-        const std::string text = Uuid( Uuid::CREATE ).toString();
-        EXPECT_TRUE( std::regex_match( text, canonical ) ) << text;
-    }
-}
-
-TEST( Uuid, AllNewOnesDifferAndAreOrderedAsTheirTexts ) {
     std::set<Uuid> ids;
     std::set<std::string> texts;
     constexpr std::size_t COUNT = 10'000;
@@ -180,6 +157,7 @@ TEST( Uuid, AllNewOnesDifferAndAreOrderedAsTheirTexts ) {
         const Uuid id( Uuid::CREATE );
         ids.insert( id );
         texts.insert( id.toString() );
+        ASSERT_TRUE( std::regex_match( id.toString(), canonical ) ) << id.toString();
     }
     ASSERT_EQ( ids.size(), COUNT );
     auto text = texts.begin();
@@ -190,48 +168,38 @@ TEST( Uuid, AllNewOnesDifferAndAreOrderedAsTheirTexts ) {
 
 // That 256 fair draws leave any of 122 bits the same has a probability of 2^-248.
 TEST( Uuid, EachOfIts122FreeBitsVaries ) {
-    std::vector<unsigned> zeros( 36 );
-    std::vector<unsigned> ones( 36 );
-    for( int i = 0; i < 256; ++i ) {
-        const std::string text = Uuid( Uuid::CREATE ).toString();
-        for( std::size_t place = 0; place < text.size(); ++place ) {
-            if( text[place] != '-' ) {
-                const auto digit =
-                    static_cast<unsigned>( std::stoi( text.substr( place, 1 ), nullptr, 16 ) );
-                ones[place] |= digit;
-                zeros[place] |= ~digit & 15U;
+    using Bits = std::bitset<128>;
+    const auto draw = [] {
+        Bits bits;
+        for( const char digit : Uuid( Uuid::CREATE ).toString() ) {
+            if( digit != '-' ) {
+                bits = bits << 4 | Bits( std::stoul( std::string( 1, digit ), nullptr, 16 ) );
             }
         }
+        return bits;
+    };
+    const Bits first = draw();
+    Bits varying;
+    for( int i = 0; i < 255; ++i ) {
+        varying |= first ^ draw();
     }
-    for( std::size_t place = 0; place < 36; ++place ) {
-        const bool isDash = place == 8 || place == 13 || place == 18 || place == 23;
-        const unsigned varying = isDash || place == 14 ? 0U : place == 19 ? 3U : 15U;
-        EXPECT_EQ( zeros[place] & ones[place], varying ) << "digit " << place;
-    }
+    EXPECT_EQ( varying.count(), 122U ) << varying;
 }
 
 TEST( DtRefTimeFactory, HoldsOneSourceFromInitializeToFinalize ) {
     EXPECT_THROW( DtRefTimeFactory::getSource(), InSingletonEx );
     bool isDeleted = false;
     DtRefTimeFactory::initialize( OPtr<DtRefClockSource>( new ScriptedClock( isDeleted ) ) );
-    EXPECT_TRUE( DtRefTimeFactory::isInitialized() );
-
     bool isSecondDeleted = false;
     EXPECT_THROW( DtRefTimeFactory::initialize(
                       OPtr<DtRefClockSource>( new ScriptedClock( isSecondDeleted ) ) ),
                   InSingletonEx::ExAlreadyInitialized );
     EXPECT_TRUE( isSecondDeleted );
 
-    const DtRefClockSource& source = DtRefTimeFactory::getSource();
-    EXPECT_STREQ( source.getName(), "Scripted" );
-    EXPECT_EQ( source.getRate(), Rational( 1000, 1 ) );
-    EXPECT_EQ( source.getResolution(), Rational( 1, 1000 ) );
-    EXPECT_EQ( source.getCount(), 42U );
-
+    EXPECT_EQ( DtRefTimeFactory::getSource().getCount(), 42U );
     EXPECT_FALSE( isDeleted );
     DtRefTimeFactory::finalize();
     EXPECT_TRUE( isDeleted );
-    EXPECT_FALSE( DtRefTimeFactory::isInitialized() );
     EXPECT_THROW( DtRefTimeFactory::getSource(), InSingletonEx );
 }
 
