@@ -11,6 +11,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <string>
@@ -139,12 +140,11 @@ protected:
 };
 
 TEST_F( InVariableTest, theFirstSourceInDeclaredOrderThatHasAValueWins ) {
-    struct Case {
+    const struct {
         std::vector<const char*> _args;
         const char* _environment;
         const char* _expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         { {}, nullptr, "default" },
         { {}, "from env", "from env" },
         { {}, "", "" },
@@ -156,7 +156,7 @@ TEST_F( InVariableTest, theFirstSourceInDeclaredOrderThatHasAValueWins ) {
     const ArgAlias shortArg( "t:", "" );
     InVariable<const char*> variable( "ombra::test::text", _package, longArg, shortArg,
                                       EnvAlias( "QV_TEST_TEXT", "" ), DefAlias( "default", "" ) );
-    for( const Case& c : cases ) {
+    for( const auto& c : cases ) {
         const CommandLine line( c._args );
         const ScopedEnvironment environment =
             c._environment != nullptr ? ScopedEnvironment( "QV_TEST_TEXT", c._environment )
@@ -167,39 +167,48 @@ TEST_F( InVariableTest, theFirstSourceInDeclaredOrderThatHasAValueWins ) {
     }
 }
 
-TEST_F( InVariableTest, tenSourcesAreAllAsked ) {
-    const EnvAlias none( "QV_TEST_NOT_SET", "" );
-    InVariable<int> variable( "ombra::test::ten", _package, none, none, none, none, none, none,
-                              none, none, none, DefAlias( "10", "" ) );
-    variable.resolve();
-    EXPECT_EQ( variable.getValue(), 10 );
+TEST_F( InVariableTest, tenTemporarySourcesAreAllAskedUntilTheVariableLeavesItsPackage ) {
+    OPtr<InVariable<int>> variable;
+    {
+        std::string name = "QV_TEST_NOT_SET";
+        const EnvAlias none( name.c_str(), "" );
+        variable.reset( new InVariable<int>( "ombra::test::ten", _package, none, none, none, none,
+                                             none, none, none, none, none,
+                                             EnvAlias( "QV_TEST_NUMBER", "" ) ) );
+        name.assign( name.size(), 'x' );
+    }
+    const ScopedEnvironment environment( "QV_TEST_NUMBER", "10" );
+    variable->resolve();
+    EXPECT_EQ( variable->getValue(), 10 );
+    EXPECT_THAT( _package.getVariables(), ElementsAre( variable.get() ) );
+    variable.reset();
+    EXPECT_TRUE( _package.getVariables().empty() );
 }
 
-TEST_F( InVariableTest, withoutAnyValueAVariableIsInvalidAndZero ) {
-    InVariable<const char*> text( "ombra::test::text", _package );
+TEST_F( InVariableTest, aVariableWhoseValueIsGoneIsInvalidAndZero ) {
+    InVariable<const char*> text( "ombra::test::text", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
     InVariable<int> number( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
-    InVariable<bool> flag( "ombra::test::flag", _package );
-    {
-        const ScopedEnvironment environment( "QV_TEST_NUMBER", "7" );
-        number.resolve();
-        EXPECT_EQ( number.getValue(), 7 );
+    InVariable<bool> flag( "ombra::test::flag", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
+    for( const bool isSet : { true, false } ) {
+        const ScopedEnvironment environment = isSet ? ScopedEnvironment( "QV_TEST_NUMBER", "7" )
+                                                    : ScopedEnvironment( "QV_TEST_NUMBER" );
+        for( InVariableBase* const variable : _package.getVariables() ) {
+            variable->resolve();
+            EXPECT_EQ( variable->isValid(), isSet ) << variable->getKey();
+        }
+        EXPECT_STREQ( text.getValue(), isSet ? "7" : nullptr );
+        EXPECT_EQ( number.getValue(), isSet ? 7 : 0 );
+        EXPECT_EQ( flag.getValue(), isSet );
     }
-    for( InVariableBase* const variable : _package.getVariables() ) {
-        variable->resolve();
-        EXPECT_FALSE( variable->isValid() ) << variable->getKey();
-    }
-    EXPECT_EQ( text.getValue(), nullptr );
-    EXPECT_EQ( number.getValue(), 0 );
-    EXPECT_FALSE( flag.getValue() );
 }
 
 TEST_F( InVariableTest, intTextIsAWholeNumberOrNoValue ) {
-    const std::map<const char*, int> accepted{ { "0", 0 },
-                                               { "-17", -17 },
-                                               { "+5", 5 },
-                                               { " 8 \t", 8 },
-                                               { "2147483647", 2147483647 },
-                                               { "-2147483648", -2147483647 - 1 } };
+    const std::pair<const char*, int> accepted[] = { { "0", 0 },
+                                                     { "-17", -17 },
+                                                     { "+5", 5 },
+                                                     { " 8 \t", 8 },
+                                                     { "2147483647", 2147483647 },
+                                                     { "-2147483648", -2147483647 - 1 } };
     for( const auto& [text, expected] : accepted ) {
         int value = -99;
         EXPECT_TRUE( InVariableText::parse( text, value ) ) << text;
@@ -234,44 +243,22 @@ TEST_F( InVariableTest, boolTextIsANumberOrAWordOrNoValue ) {
     }
 }
 
-TEST_F( InVariableTest, malformedTextIsReportedAndTheNextSourceIsTried ) {
+TEST_F( InVariableTest, malformedTextIsReportedTheNextSourceIsTriedAndDebugTellsWhich ) {
     const ScopedEnvironment environment( "QV_TEST_NUMBER", "many" );
     InVariable<int> variable( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ),
-                              DefAlias( "3", "" ) );
-    ::testing::internal::CaptureStderr();
-    variable.resolve();
-    const std::string report = ::testing::internal::GetCapturedStderr();
-    EXPECT_TRUE( variable.isValid() );
-    EXPECT_EQ( variable.getValue(), 3 );
-    for( const char* part : { "ombra::test::number", "QV_TEST_NUMBER", "many" } ) {
-        EXPECT_THAT( report, HasSubstr( part ) );
-    }
-}
-
-TEST_F( InVariableTest, theDebugBitTellsWhichSourceGaveTheValue ) {
-    const ScopedEnvironment environment( "QV_TEST_NUMBER", "5" );
-    InVariable<int> variable( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
-    for( const bool isEnabled : { false, true } ) {
-        const ScopedEnvironment debug( "QV_INIT_DEBUG", isEnabled ? "3" : "2" );
+                              DefAlias( "3", "built in" ) );
+    for( const bool isDebugging : { false, true } ) {
+        const ScopedEnvironment debug( "QV_INIT_DEBUG", isDebugging ? "3" : "2" );
         ::testing::internal::CaptureStderr();
         variable.resolve();
-        EXPECT_EQ( ::testing::internal::GetCapturedStderr().find( "QV_TEST_NUMBER" ) !=
-                       std::string::npos,
-                   isEnabled );
+        const std::string report = ::testing::internal::GetCapturedStderr();
+        EXPECT_EQ( variable.getValue(), 3 );
+        for( const char* part : { "ombra::test::number", "QV_TEST_NUMBER", "many" } ) {
+            EXPECT_THAT( report, HasSubstr( part ) );
+        }
+        EXPECT_EQ( std::count( report.begin(), report.end(), '\n' ), isDebugging ? 2 : 1 )
+            << report;
     }
-}
-
-TEST_F( InVariableTest, temporaryAliasesMayDieBeforeTheVariable ) {
-    OPtr<InVariable<const char*>> variable;
-    {
-        std::string name = "QV_TEST_TEXT";
-        const EnvAlias alias( name.c_str(), "" );
-        variable.reset( new InVariable<const char*>( "ombra::test::text", _package, alias ) );
-        name.assign( name.size(), 'x' );
-    }
-    const ScopedEnvironment environment( "QV_TEST_TEXT", "value" );
-    variable->resolve();
-    EXPECT_STREQ( variable->getValue(), "value" );
 }
 
 TEST_F( InVariableTest, theGuardBindsTheCommandLineAndResolvesBeforeAPackageStarts ) {
@@ -292,12 +279,6 @@ TEST_F( InVariableTest, theGuardBindsTheCommandLineAndResolvesBeforeAPackageStar
         EXPECT_STREQ( InContextAliasMgrBase::getUnboundArgs().back(), "b" );
     }
     InPackageFrame::getInstance().start();
-}
-
-TEST_F( InVariableTest, aVariableLeavesItsPackageWhenItDies ) {
-    InVariable<int> first( "ombra::test::first", _package );
-    { const InVariable<int> second( "ombra::test::second", _package ); }
-    EXPECT_THAT( _package.getVariables(), ElementsAre( &first ) );
 }
 
 class InVariableBuilderTest : public InVariableTest {
@@ -330,22 +311,16 @@ TEST_F( InVariableBuilderTest, builtSourcesStandBetweenTheEnvironmentAndTheDefau
     EXPECT_EQ( resolved(), "app" );
     UserFile::values()["ombra::test::dir"] = "user";
     EXPECT_EQ( resolved(), "user" );
-    const ScopedEnvironment environment( "QV_TEST_DIR_VALUE", "env" );
-    EXPECT_EQ( resolved(), "env" );
-}
-
-TEST_F( InVariableBuilderTest, unregisteringStopsOneKindAndKeepsValues ) {
-    AppFile::values()["ombra::test::dir"] = "app";
-    UserFile::values()["ombra::test::dir"] = "user";
-    InVariable<const char*> variable( "ombra::test::dir", _package );
-    variable.resolve();
+    {
+        const ScopedEnvironment environment( "QV_TEST_DIR_VALUE", "env" );
+        EXPECT_EQ( resolved(), "env" );
+    }
+    resolved();
     InVariableBase::unregisterUserContextAliasBuilders();
-    EXPECT_STREQ( variable.getValue(), "user" );
-    variable.resolve();
-    EXPECT_STREQ( variable.getValue(), "app" );
+    EXPECT_STREQ( variable.getValue(), "user" ) << "a value lasts until the next resolution";
+    EXPECT_EQ( resolved(), "app" );
     InVariableBase::unregisterAppContextAliasBuilders();
-    variable.resolve();
-    EXPECT_FALSE( variable.isValid() );
+    EXPECT_EQ( resolved(), "default" );
 }
 
 TEST( InContextAliasTest, aTrackedKeyIsTakenUntilItsLastCopyDies ) {
@@ -354,47 +329,18 @@ TEST( InContextAliasTest, aTrackedKeyIsTakenUntilItsLastCopyDies ) {
         const ArgAlias alias( "twice:", "" );
         copy.reset( alias.clone() );
     }
-    try {
-        const ArgAlias second( "twice:", "" );
-        FAIL() << "the key is taken";
-    } catch( const InEx& exception ) {
-        EXPECT_STREQ( exception.getReason(), "Registering twice: twice." );
-        EXPECT_NE( dynamic_cast<const InEx::ExContextAliasAlreadyDefined*>( &exception ), nullptr );
-    }
+    EXPECT_THROW( ArgAlias( "twice:", "" ), InEx::ExContextAliasAlreadyDefined );
     copy.reset();
     EXPECT_NO_THROW( ArgAlias( "twice:", "" ) );
 }
 
-TEST( InContextAliasTest, untrackedKeysMayRepeat ) {
-    const EnvAlias first( "QV_TEST_SAME", "" );
-    EXPECT_NO_THROW( EnvAlias( "QV_TEST_SAME", "" ) );
-}
-
-TEST( InContextAliasTest, statesFollowInitializeAndFinalize ) {
-    DefAlias alias( "key", "what it is" );
-    EXPECT_STREQ( alias.getKey(), "key" );
-    EXPECT_STREQ( alias.getDescription(), "what it is" );
-    EXPECT_FALSE( alias.isInitialized() );
-    alias.initialize( nullptr );
-    EXPECT_TRUE( alias.isInitialized() );
-    EXPECT_FALSE( alias.isValid() );
-    EXPECT_EQ( alias.getValue(), nullptr );
-    alias.initialize( "value" );
-    const DefAlias copy( alias );
-    alias.finalize();
-    EXPECT_FALSE( alias.isInitialized() || alias.isValid() );
-    EXPECT_TRUE( copy.isInitialized() && copy.isValid() );
-    EXPECT_STREQ( copy.getValue(), "value" );
-}
-
 TEST( InContextAliasMgrBaseTest, takesWhatAliasesNameAndKeepsTheRestInOrder ) {
-    struct Case {
+    const struct {
         std::vector<const char*> _args;
         const char* _path;
         const char* _p;
         std::vector<std::string> _rest;
-    };
-    const Case cases[] = {
+    } cases[] = {
         { {}, nullptr, nullptr, {} },
         { { "a", "path:/x", "b" }, "/x", nullptr, { "a", "b" } },
         { { "a", "path:", "/x", "b" }, "/x", nullptr, { "a", "b" } },
@@ -410,7 +356,7 @@ TEST( InContextAliasMgrBaseTest, takesWhatAliasesNameAndKeepsTheRestInOrder ) {
     const ArgAlias path( "path:", "" );
     const ArgAlias p( "p:", "" );
     const ArgAlias longer( "p:x:", "" );
-    for( const Case& c : cases ) {
+    for( const auto& c : cases ) {
         const CommandLine line( c._args );
         EXPECT_STREQ( InContextAliasMgrBase::getArgument( "path:" ), c._path );
         EXPECT_STREQ( InContextAliasMgrBase::getArgument( "p:" ), c._p );
@@ -435,8 +381,6 @@ TEST( InContextAliasMgrBaseTest, anEmptyCommandLineHasNoName ) {
 
 TEST( InUtilsTest, cStringsSortByUnsignedCharacters ) {
     const InUtils::LtStr less;
-    EXPECT_TRUE( less( "a", "b" ) );
-    EXPECT_TRUE( less( "", "a" ) );
     EXPECT_TRUE( less( "z", "\xc3\xa4" ) );
     EXPECT_FALSE( less( "a", "a" ) );
 }
