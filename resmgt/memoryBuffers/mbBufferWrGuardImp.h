@@ -10,7 +10,7 @@ namespace Qv {
 ///          write lock of the same owner.
 /// Errors:  MbEx::ExInvalidArgument for a null buffer; what protocol and manager raise: there is no
 ///          lock then. The destructor reports through Trace::printException what the end of the
-///          lock raises.
+///          lock raises; MbProtocol tells what state the buffer has then.
 /// Threads: a guard belongs to one thread's scope, which isn't checked. A thread that locks a
 ///          buffer twice waits for itself under the strict policy.
 class QV_RESMGT_API MbBufferWrGuardImp {

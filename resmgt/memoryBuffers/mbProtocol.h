@@ -13,7 +13,8 @@ class MbBufferImp;
 /// Arguments: `memory` is the buffer's first byte, `size` its size in bytes.
 /// Lock:      none of the buffer's. Until the call ends the buffer takes no other event: those of
 ///            other threads wait. A call must not lock its own buffer, which is an assertion; it
-///            may free it or drop its last handle, which takes place once the call has ended.
+///            may free it or drop its last handle, which takes place once the call has ended, and
+///            with it an asynchronous operation that was asked for meanwhile.
 /// Threads:   the thread that locks, unlocks, evicts or reports a completion; one call a buffer at
 ///            a time.
 /// Asynchronous operations: an override reports by exactly one call of `asyncSucceeded` or
@@ -28,8 +29,9 @@ class MbBufferImp;
 ///              evicted, and its end is illegal, until another lock's end, or `unlock` of the
 ///              buffer itself, has called `unlocked` again with success;
 ///            - after one of the six completions the buffer goes on waiting, and the operation
-///              must be reported once more. The memory of a failed load is gone already: its
-///              second report must be a failure.
+///              must be reported once more, also where it was reported from inside the call that
+///              started it. The memory of a failed load is gone already: its second report must be
+///              a failure.
 ///            Where the end can't be put off, memory is given back and the exception passes on:
 ///            after `destroy`, `grab`, and `free` that follows a last lock.
 class QV_RESMGT_API MbProtocol {
