@@ -39,41 +39,31 @@ struct Pipe {
     std::string read( std::size_t size ) const {
         std::string result( size, '\0' );
         std::size_t filled = 0;
-        while( filled < size ) {
-            const ssize_t count = ::read( ends[0], result.data() + filled, size - filled );
-            if( count <= 0 ) {
-                break;
-            }
-            filled += static_cast<std::size_t>( count );
+        ssize_t count = 1;
+        for( ; filled < size && count > 0; filled += static_cast<std::size_t>( count ) ) {
+            count = ::read( ends[0], result.data() + filled, size - filled );
         }
-        result.resize( filled );
+        EXPECT_GT( count, 0 ) << "after " << filled;
         return result;
     }
 
     int ends[2] = { -1, -1 };
 };
 
-/// Prints lines of one letter a thread, of different lengths, from several threads at once.
+std::string lineOf( int thread, std::size_t length ) {
+    return std::string( length, static_cast<char>( 'a' + thread ) );
+}
+
+/// Prints lines of one letter a thread from several threads at once.
 void printFromManyThreads( int nbLines, std::size_t length ) {
     std::deque<TestThread> threads;
     for( int i = 0; i < NB_THREADS; ++i ) {
         threads.emplace_back( [i, nbLines, length] {
-            const std::string line( length + static_cast<std::size_t>( i ),
-                                    static_cast<char>( 'a' + i ) );
             for( int n = 0; n < nbLines; ++n ) {
-                ExStdout::printAtomically( ( line + "\n" ).c_str() );
+                ExStdout::printAtomically( ( lineOf( i, length ) + "\n" ).c_str() );
             }
         } );
     }
-}
-
-std::size_t sizeFromManyThreads( int nbLines, std::size_t length ) {
-    std::size_t size = 0;
-    for( int i = 0; i < NB_THREADS; ++i ) {
-        size +=
-            static_cast<std::size_t>( nbLines ) * ( length + static_cast<std::size_t>( i ) + 1 );
-    }
-    return size;
 }
 
 void expectWholeLines( const std::string& text, int nbLines, std::size_t length ) {
@@ -84,9 +74,8 @@ void expectWholeLines( const std::string& text, int nbLines, std::size_t length 
     }
     EXPECT_EQ( counts.size(), std::size_t( NB_THREADS ) );
     for( int i = 0; i < NB_THREADS; ++i ) {
-        const std::string line( length + static_cast<std::size_t>( i ),
-                                static_cast<char>( 'a' + i ) );
-        EXPECT_EQ( counts[line], nbLines ) << "lines of thread " << i << " are torn or lost";
+        EXPECT_EQ( counts[lineOf( i, length )], nbLines )
+            << "thread " << i << "'s are torn or lost";
     }
 }
 
@@ -116,7 +105,7 @@ TEST_F( ExStdoutTest, TextsLongerThanAPipeHoldsStayWholeAcrossThreads ) {
     ExStdout::initialize( pipe.writerPath().c_str() );
     EXPECT_FALSE( ExStdout::isRedirectedToAFile() );
     std::string text;
-    TestThread reader( [&] { text = pipe.read( sizeFromManyThreads( 5, LONG_TEXT ) ); } );
+    TestThread reader( [&] { text = pipe.read( 5 * NB_THREADS * ( LONG_TEXT + 1 ) ); } );
     printFromManyThreads( 5, LONG_TEXT );
     reader.join();
     expectWholeLines( text, 5, LONG_TEXT );
@@ -160,26 +149,15 @@ TEST( OutputDescriptor, TextIsWrittenWholeToANonBlockingPipe ) {
     EXPECT_EQ( pipe.read( written.size() ), written );
 }
 
-TEST_F( ExStdoutTest, FailureToRedirectRaisesAndLeavesTheOutputAsItWas ) {
-    const TempDirectory directory;
-    const auto path = directory.path() / "out.txt";
-    ExStdout::initialize( path.c_str() );
-    EXPECT_THROW( ExStdout::initialize( ( directory.path() / "none" / "x" ).c_str() ),
-                  ExSysErrorANSI );
-    ExStdout::printAtomically( "still here" );
-    EXPECT_EQ( contentOf( path ), "still here" );
-}
-
-TEST_F( ExStdoutTest, RedirectingToAnExistingFileAppends ) {
+TEST_F( ExStdoutTest, AFailedRedirectionRaisesAndTheFormerFileIsAppendedTo ) {
     const TempDirectory directory;
     const auto path = directory.path() / "out.txt";
     std::ofstream( path ) << "old ";
     ExStdout::initialize( path.c_str() );
+    EXPECT_THROW( ExStdout::initialize( ( directory.path() / "none" / "x" ).c_str() ),
+                  ExSysErrorANSI );
     ExStdout::printAtomically( "new" );
     EXPECT_EQ( contentOf( path ), "old new" );
-}
-
-TEST_F( ExStdoutTest, FullDeviceRaises ) {
     ExStdout::initialize( "/dev/full" );
     EXPECT_THROW( ExStdout::printAtomically( "text" ), ExSysErrorANSI );
 }
