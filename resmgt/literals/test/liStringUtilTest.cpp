@@ -24,32 +24,29 @@ template <class T>
 constexpr T lowest = std::numeric_limits<T>::lowest();
 
 TEST( LiStringUtil, NumbersBecomeTheirShortestText ) {
-    EXPECT_EQ( LiStringUtil::convertNb( lowest<int> ), "-2147483648" );
-    EXPECT_EQ( LiStringUtil::convertNb( largest<unsigned int> ), "4294967295" );
     EXPECT_EQ( LiStringUtil::convertNb( lowest<long long> ), "-9223372036854775808" );
     EXPECT_EQ( LiStringUtil::convertNb( largest<unsigned long long> ), "18446744073709551615" );
     EXPECT_EQ( LiStringUtil::convertNb( 0.1f ), "0.1" );
-    EXPECT_EQ( LiStringUtil::convertNb( 0.1 ), "0.1" );
     EXPECT_EQ( LiStringUtil::convertNb( -1e20 ), "-1e+20" );
     EXPECT_EQ( LiStringUtil::convertNbW( -12 ), L"-12" );
-    EXPECT_EQ( LiStringUtil::convertNbW( 2.5 ), L"2.5" );
 }
 
 TEST( LiStringUtil, EveryFloatingPointNumberSurvivesItsText ) {
-    std::mt19937_64 random( testSeed() );
-    for( long i = 0; i < scaledCount( 20000 ); ++i ) {
-        const auto number = std::bit_cast<double>( random() );
-        const double same = LiStringUtil::convertToDouble( LiStringUtil::convertNb( number ) );
+    const auto expectSame = []( auto number, auto same ) {
         ASSERT_TRUE( same == number || ( std::isnan( same ) && std::isnan( number ) ) ) << number;
+    };
+    const auto expectDouble = [&]( double number ) {
+        expectSame( number, LiStringUtil::convertToDouble( LiStringUtil::convertNb( number ) ) );
+    };
+    std::mt19937_64 random( testSeed() );
+    for( long i = 0; i < scaledCount( 20000 ) && !::testing::Test::HasFailure(); ++i ) {
+        expectDouble( std::bit_cast<double>( random() ) );
         const auto single = std::bit_cast<float>( static_cast<std::uint32_t>( random() ) );
-        const float sameSingle =
-            LiStringUtil::convertToFloatW( LiStringUtil::convertNbW( single ) );
-        ASSERT_TRUE( sameSingle == single || ( std::isnan( sameSingle ) && std::isnan( single ) ) )
-            << single;
+        expectSame( single, LiStringUtil::convertToFloatW( LiStringUtil::convertNbW( single ) ) );
     }
     for( const double number : { lowest<double>, largest<double>, HUGE_VAL, -HUGE_VAL,
                                  std::numeric_limits<double>::denorm_min() } ) {
-        EXPECT_EQ( LiStringUtil::convertToDouble( LiStringUtil::convertNb( number ) ), number );
+        expectDouble( number );
     }
 }
 
@@ -60,27 +57,20 @@ TEST( LiStringUtil, TextIsANumberWithBlanksAroundIt ) {
     EXPECT_EQ( LiStringUtil::convertToLong( "-9223372036854775808" ), lowest<long long> );
     EXPECT_EQ( LiStringUtil::convertToULong( "18446744073709551615" ),
                largest<unsigned long long> );
-    EXPECT_EQ( LiStringUtil::convertToFloat( "1e-3" ), 1e-3f );
     EXPECT_EQ( LiStringUtil::convertToDouble( " -.5 " ), -.5 );
     EXPECT_EQ( LiStringUtil::convertToIntW( L" 12 " ), 12 );
-    EXPECT_EQ( LiStringUtil::convertToUIntW( L"12" ), 12u );
-    EXPECT_EQ( LiStringUtil::convertToLongW( L"-12" ), -12 );
     EXPECT_EQ( LiStringUtil::convertToULongW( L"12" ), 12u );
     EXPECT_EQ( LiStringUtil::convertToDoubleW( L"1.5" ), 1.5 );
     EXPECT_EQ( LiStringUtil::convertToRational( " 30000/1001 " ), Rational( 30000, 1001 ) );
-    EXPECT_EQ( LiStringUtil::convertToRational( "29.97" ), Rational( 2997, 100 ) );
 }
 
 TEST( LiStringUtil, TextThatIsNoNumberIsQuotedInTheError ) {
     using Conversion = std::function<void( const std::string& )>;
     const Conversion conversions[] = {
-        []( const std::string& text ) { LiStringUtil::convertToInt( text ); },
-        []( const std::string& text ) { LiStringUtil::convertToUInt( text ); },
-        []( const std::string& text ) { LiStringUtil::convertToLong( text ); },
-        []( const std::string& text ) { LiStringUtil::convertToULong( text ); },
-        []( const std::string& text ) { LiStringUtil::convertToFloat( text ); },
-        []( const std::string& text ) { LiStringUtil::convertToDouble( text ); },
-        []( const std::string& text ) { LiStringUtil::convertToRational( text ); },
+        &LiStringUtil::convertToInt,      &LiStringUtil::convertToUInt,
+        &LiStringUtil::convertToLong,     &LiStringUtil::convertToULong,
+        &LiStringUtil::convertToFloat,    &LiStringUtil::convertToDouble,
+        &LiStringUtil::convertToRational,
     };
     const auto expectRefused = []( const Conversion& convert, const std::string& text ) {
         try {
@@ -102,7 +92,6 @@ TEST( LiStringUtil, TextThatIsNoNumberIsQuotedInTheError ) {
         { 1, "4294967296" },
         { 1, "-1" },
         { 2, "9223372036854775808" },
-        { 2, "1.0" },
         { 3, "18446744073709551616" },
         { 3, "-1" },
         { 4, "1e39" },
@@ -113,9 +102,9 @@ TEST( LiStringUtil, TextThatIsNoNumberIsQuotedInTheError ) {
     for( const auto& [conversion, text] : outOfRange ) {
         expectRefused( conversions[conversion], text );
     }
-    EXPECT_THROW( LiStringUtil::convertToInt( std::string( "1\0", 2 ) ), LiEx::ExConversionError );
-    EXPECT_THROW( LiStringUtil::convertToRational( std::string( "1\0", 2 ) ),
-                  LiEx::ExConversionError );
+    for( const Conversion& convert : conversions ) {
+        EXPECT_THROW( convert( std::string( "1\0", 2 ) ), LiEx::ExConversionError );
+    }
     EXPECT_THROW( LiStringUtil::convertToIntW( L"1\x661" ), LiEx::ExConversionError );
 }
 
@@ -125,7 +114,6 @@ TEST( LiStringUtil, CaseOfNarrowTextIsThatOfAscii ) {
     EXPECT_EQ( LiStringUtil::toMixedCase( "the qUICK\tbROWN  4x4 FOX-hunt" ),
                "The Quick\tBrown  4x4 Fox-hunt" );
     EXPECT_EQ( LiStringUtil::toLowerCaseW( L"AbC" ), L"abc" );
-    EXPECT_EQ( LiStringUtil::toUpperCaseW( L"AbC" ), L"ABC" );
     EXPECT_EQ( LiStringUtil::toMixedCaseW( L" tWO wORDS" ), L" Two Words" );
 }
 
@@ -134,7 +122,6 @@ TEST( LiStringUtil, ComparesWithoutCase ) {
     EXPECT_LT( LiStringUtil::compareNoCase( "a", "B" ), 0 );
     EXPECT_GT( LiStringUtil::compareNoCase( "Ab", "a" ), 0 );
     EXPECT_LT( LiStringUtil::compareNoCase( "z", "\xc3\xbc" ), 0 );
-    EXPECT_EQ( LiStringUtil::compareNoCaseW( L"Tile", L"tILE" ), 0 );
     EXPECT_GT( LiStringUtil::compareNoCaseW( L"b", L"A" ), 0 );
 }
 
@@ -144,8 +131,6 @@ TEST( LiStringUtil, TrimmingTakesTheBlanksOfAscii ) {
     EXPECT_EQ( LiStringUtil::trimTrailingSpaces( text ), " \t\xc2\xa0 x y" );
     EXPECT_EQ( LiStringUtil::trimLeadingAndTrailingSpaces( text ), "\xc2\xa0 x y" );
     EXPECT_EQ( LiStringUtil::trimLeadingAndTrailingSpaces( " \n " ), "" );
-    EXPECT_EQ( LiStringUtil::trimLeadingSpacesW( L" x " ), L"x " );
-    EXPECT_EQ( LiStringUtil::trimTrailingSpacesW( L" x " ), L" x" );
     EXPECT_EQ( LiStringUtil::trimLeadingAndTrailingSpacesW( L" x " ), L"x" );
 }
 
@@ -174,8 +159,6 @@ TEST( LiStringUtil, SanitisingReplacesWholeCharacters ) {
     EXPECT_EQ( LiStringUtil::sanitise( " a/b" + umlaut, "/x" ), " a_b" + umlaut );
     EXPECT_EQ( LiStringUtil::sanitise( "\xc3\xbc\xc3\xa4", "\xc3\xbc" ), "_\xc3\xa4" );
     EXPECT_EQ( LiStringUtil::sanitiseW( L"a/b", L"/" ), L"a_b" );
-    EXPECT_EQ( LiStringUtil::getReplacementChar(), '_' );
-    EXPECT_EQ( LiStringUtil::getReplacementCharW(), L'_' );
 }
 
 TEST( LiStringUtil, ComponentNamesAreOnesThatEveryFileSystemTakes ) {
