@@ -56,7 +56,7 @@ protected:
     std::unique_ptr<CbDispatcher<Log>> _dispatcher = std::make_unique<CbDispatcher<Log>>();
 };
 
-TEST_F( CbDispatcherTest, aHandlerOutlivesOneOfItsDispatchers ) {
+TEST_F( CbDispatcherTest, AHandlerOutlivesOneOfItsDispatchers ) {
     CbDispatcher<Log> other;
     Recorder survivor( "survivor" );
     _dispatcher->add( survivor );
@@ -67,7 +67,7 @@ TEST_F( CbDispatcherTest, aHandlerOutlivesOneOfItsDispatchers ) {
     EXPECT_THAT( log, ElementsAre( "survivor" ) );
 }
 
-TEST_F( CbDispatcherTest, aHandlerMayRemoveOrDestroyItselfAndAllOthers ) {
+TEST_F( CbDispatcherTest, AHandlerMayRemoveOrDestroyItselfAndAllOthers ) {
     const struct {
         const char* _what;
         bool _destroys;
@@ -100,7 +100,7 @@ TEST_F( CbDispatcherTest, aHandlerMayRemoveOrDestroyItselfAndAllOthers ) {
     }
 }
 
-TEST_F( CbDispatcherTest, aHandlerMayDestroyTheDispatcherItIsCalledFrom ) {
+TEST_F( CbDispatcherTest, AHandlerMayDestroyTheDispatcherItIsCalledFrom ) {
     Recorder inner( "inner", [&] { _dispatcher.reset(); } );
     Log log;
     Recorder outer( "outer", [&] {
@@ -120,7 +120,7 @@ TEST_F( CbDispatcherTest, aHandlerMayDestroyTheDispatcherItIsCalledFrom ) {
     EXPECT_THAT( log, ElementsAre( "outer" ) );
 }
 
-TEST_F( CbDispatcherTest, anExceptionEndsTheDispatchAndLeavesTheDispatcherUsable ) {
+TEST_F( CbDispatcherTest, AnExceptionEndsTheDispatchAndLeavesTheDispatcherUsable ) {
     bool isThrowing = true;
     Recorder thrower( "thrower", [&] {
         if( isThrowing ) {
@@ -137,7 +137,7 @@ TEST_F( CbDispatcherTest, anExceptionEndsTheDispatchAndLeavesTheDispatcherUsable
     EXPECT_THAT( dispatched(), ElementsAre( "thrower", "after" ) );
 }
 
-TEST_F( CbDispatcherTest, randomTrafficAgreesWithAPlainModel ) {
+TEST_F( CbDispatcherTest, RandomTrafficAgreesWithAPlainModel ) {
     std::mt19937_64 random( testSeed() );
     const auto below = [&]( std::size_t end ) { return random() % end; };
     std::vector<std::unique_ptr<Recorder>> handlers( 8 );
@@ -200,7 +200,7 @@ public:
     int _sum = 0;
 };
 
-TEST( CbFunctionTest, eachKindOfHandlerCallsWhatItWasMadeOf ) {
+TEST( CbFunctionTest, EachKindOfHandlerCallsWhatItWasMadeOf ) {
     std::string text = ">";
     CbFunction<std::string> function( &append );
     function.call( text );
@@ -223,13 +223,13 @@ TEST( CbFunctionTest, eachKindOfHandlerCallsWhatItWasMadeOf ) {
     EXPECT_EQ( counter._sum, 10 );
 }
 
-TEST( CbFunctionTest, aCallWithoutTheArgumentThatAHandlerNeedsIsReported ) {
+TEST( CbFunctionTest, ACallWithoutTheArgumentThatAHandlerNeedsIsReported ) {
     CbFunction<std::string> needsArgument( &append );
     CbEmptyType::NoArgCallBase& base = needsArgument;
     EXPECT_THROW( base.callNoArg(), ExProgramAborted );
 }
 
-TEST( CbFunctionTest, aSharedHandlerLeavesWithItsLastReference ) {
+TEST( CbFunctionTest, ASharedHandlerLeavesWithItsLastReference ) {
     CbDispatcher<std::string> texts;
     RCShdPtr<CbHandler<std::string>> first( new CbFunction<std::string>( &append ) );
     RCShdPtr<CbHandler<std::string>> second = first;

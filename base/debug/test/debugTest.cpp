@@ -25,7 +25,7 @@ public:
 constexpr std::size_t BLOCK_SIZE = 16 << 20;
 using Block = std::vector<char>;
 
-TEST( DbgTestMgrTest, testsRunFromTheMarkUntilItsManagerEnds ) {
+TEST( DbgTestMgrTest, TestsRunFromTheMarkUntilItsManagerEnds ) {
     EXPECT_FALSE( DbgTestMgr::isTestRunning() );
     {
         TestMgr marking;
@@ -36,7 +36,7 @@ TEST( DbgTestMgrTest, testsRunFromTheMarkUntilItsManagerEnds ) {
     EXPECT_FALSE( DbgTestMgr::isTestRunning() );
 }
 
-TEST( HmGCTest, reportsWhatAScopeKeepsAndOnlyThat ) {
+TEST( HmGCTest, ReportsWhatAScopeKeepsAndOnlyThat ) {
     const struct {
         bool _keeps;
         bool _forcesSummary;
@@ -69,7 +69,7 @@ TEST( HmGCTest, reportsWhatAScopeKeepsAndOnlyThat ) {
     }
 }
 
-TEST( HmGCTest, raisesWhatItKnowsExactlyAndOvertakesNoException ) {
+TEST( HmGCTest, RaisesWhatItKnowsExactlyAndOvertakesNoException ) {
 #if defined( __SANITIZE_ADDRESS__ ) || defined( __SANITIZE_THREAD__ )
     constexpr bool isExact = true;
 #else
@@ -95,7 +95,7 @@ TEST( HmGCTest, raisesWhatItKnowsExactlyAndOvertakesNoException ) {
     EXPECT_THROW( leak( true ), int );
 }
 
-TEST( LmLibrariesTest, listsTheProgramAndItsLibraries ) {
+TEST( LmLibrariesTest, ListsTheProgramAndItsLibraries ) {
     std::ostringstream list;
     LmLibraries::dumpList( list );
     for( const char* part : { "(program)", "libstdc++", "libc." } ) {

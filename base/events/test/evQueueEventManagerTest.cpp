@@ -40,7 +40,7 @@ void post( std::function<void()> action ) {
 
 std::atomic<int> nbWakeUps = 0;
 
-TEST( EvQueueEventManagerTest, oneIsInstalledAtATimeAndTakesItsEventsAlong ) {
+TEST( EvQueueEventManagerTest, OneIsInstalledAtATimeAndTakesItsEventsAlong ) {
     EXPECT_THROW( EvEventManager::getInstance(), InSingletonEx::ExNotInitialized );
     const auto alive = std::make_shared<int>();
     {
@@ -53,7 +53,7 @@ TEST( EvQueueEventManagerTest, oneIsInstalledAtATimeAndTakesItsEventsAlong ) {
     EXPECT_EQ( alive.use_count(), 1 );
 }
 
-TEST( EvQueueEventManagerTest, eventsPostedByAnEventWaitForTheNextDrain ) {
+TEST( EvQueueEventManagerTest, EventsPostedByAnEventWaitForTheNextDrain ) {
     EvQueueEventManager events;
     std::vector<int> order;
     post( [&] {
@@ -67,7 +67,7 @@ TEST( EvQueueEventManagerTest, eventsPostedByAnEventWaitForTheNextDrain ) {
     EXPECT_THAT( order, ElementsAre( 1, 2, 3 ) );
 }
 
-TEST( EvQueueEventManagerTest, anEventMayDrainTheQueueItself ) {
+TEST( EvQueueEventManagerTest, AnEventMayDrainTheQueueItself ) {
     EvQueueEventManager events;
     std::vector<int> order;
     post( [&] {
@@ -79,7 +79,7 @@ TEST( EvQueueEventManagerTest, anEventMayDrainTheQueueItself ) {
     EXPECT_THAT( order, ElementsAre( 2, 1 ) );
 }
 
-TEST( EvQueueEventManagerTest, anEventsExceptionReachesTheDrainerAndLosesNoOtherEvent ) {
+TEST( EvQueueEventManagerTest, AnEventsExceptionReachesTheDrainerAndLosesNoOtherEvent ) {
     nbWakeUps = 0;
     EvQueueEventManager events( [] { ++nbWakeUps; } );
     std::vector<int> order;
@@ -91,7 +91,7 @@ TEST( EvQueueEventManagerTest, anEventsExceptionReachesTheDrainerAndLosesNoOther
     EXPECT_THAT( order, ElementsAre( 2 ) );
 }
 
-TEST( EvQueueEventManagerTest, theMainLoopIsWokenOnceForEachDrainThatIsDue ) {
+TEST( EvQueueEventManagerTest, TheMainLoopIsWokenOnceForEachDrainThatIsDue ) {
     nbWakeUps = 0;
     EvQueueEventManager events( [] { ++nbWakeUps; } );
     post( [] {} );
@@ -106,7 +106,7 @@ TEST( EvQueueEventManagerTest, theMainLoopIsWokenOnceForEachDrainThatIsDue ) {
     EXPECT_EQ( nbWakeUps, 2 );
 }
 
-TEST( EvQueueEventManagerTest, eachThreadsEventsArriveAllAndInItsOrder ) {
+TEST( EvQueueEventManagerTest, EachThreadsEventsArriveAllAndInItsOrder ) {
     EvQueueEventManager events;
     const long nbEvents = scaledCount( 20000 );
     constexpr int nbThreads = 4;
@@ -133,7 +133,7 @@ TEST( EvQueueEventManagerTest, eachThreadsEventsArriveAllAndInItsOrder ) {
     EXPECT_THAT( nextOf, ::testing::Each( nbEvents ) );
 }
 
-TEST( EvRequestEventTest, whatDumpWritesReadTakesAndNothingElse ) {
+TEST( EvRequestEventTest, WhatDumpWritesReadTakesAndNothingElse ) {
     TestEvent event( [] {} );
     std::stringstream stream;
     event.dump( stream );

@@ -59,7 +59,7 @@ protected:
     ExWrapper::LoggingFunction _former = nullptr;
 };
 
-TEST_F( ExWrapperTest, anOwnExceptionComesBackAsWhatItIsWithTheStackOfItsOrigin ) {
+TEST_F( ExWrapperTest, AnOwnExceptionComesBackAsWhatItIsWithTheStackOfItsOrigin ) {
     std::string stackOfOrigin;
     const OPtr<ExBase> caught = run( [&] {
         const ExProgramAborted exception( QV_HERE, "own" );
@@ -74,7 +74,7 @@ TEST_F( ExWrapperTest, anOwnExceptionComesBackAsWhatItIsWithTheStackOfItsOrigin 
     EXPECT_THAT( logged, IsEmpty() );
 }
 
-TEST_F( ExWrapperTest, aForeignExceptionIsNamedQuotedAndLogged ) {
+TEST_F( ExWrapperTest, AForeignExceptionIsNamedQuotedAndLogged ) {
     const struct {
         std::function<void()> _throw;
         const char* _type;
@@ -108,7 +108,7 @@ void* cancelInWrapper( void* hasReturned ) {
     return nullptr;
 }
 
-TEST_F( ExWrapperTest, theCancellationOfAThreadGoesThrough ) {
+TEST_F( ExWrapperTest, TheCancellationOfAThreadGoesThrough ) {
     bool hasReturned = false;
     pthread_t thread{};
     ASSERT_EQ( ::pthread_create( &thread, nullptr, &cancelInWrapper, &hasReturned ), 0 );
@@ -118,7 +118,7 @@ TEST_F( ExWrapperTest, theCancellationOfAThreadGoesThrough ) {
     EXPECT_FALSE( hasReturned );
 }
 
-TEST( ExDebuggerUtilTest, theStackLoggerGetsExceptionAndStackUntilItIsRemoved ) {
+TEST( ExDebuggerUtilTest, TheStackLoggerGetsExceptionAndStackUntilItIsRemoved ) {
     ExDebuggerUtil::registerStackLogger( &log );
     try {
         throw std::range_error( "too far" );
@@ -133,7 +133,7 @@ TEST( ExDebuggerUtilTest, theStackLoggerGetsExceptionAndStackUntilItIsRemoved ) 
     EXPECT_THAT( ::testing::internal::GetCapturedStderr(), HasSubstr( "Call stack:" ) );
 }
 
-TEST( ExDebuggerUtilTest, anAttachedDebuggerIsStoppedIn ) {
+TEST( ExDebuggerUtilTest, AnAttachedDebuggerIsStoppedIn ) {
     const pid_t child = ::fork();
     ASSERT_GE( child, 0 );
     if( child == 0 ) {

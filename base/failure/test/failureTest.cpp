@@ -63,7 +63,7 @@ std::string typeName( const ExBase& exception ) {
 
 } // namespace
 
-TEST( ExceptionTest, keepsTypeReasonAndPlaceThroughCloneAndRaise ) {
+TEST( ExceptionTest, KeepsTypeReasonAndPlaceThroughCloneAndRaise ) {
     for( const RaisingCase& raising : RAISING_CASES ) {
         SCOPED_TRACE( raising._name );
         const std::unique_ptr<ExBase> first = caught( raising._raise );
@@ -80,7 +80,7 @@ TEST( ExceptionTest, keepsTypeReasonAndPlaceThroughCloneAndRaise ) {
     }
 }
 
-TEST( ExceptionTest, rethrowKeepsTheOriginalAliveAndItsReason ) {
+TEST( ExceptionTest, RethrowKeepsTheOriginalAliveAndItsReason ) {
     std::unique_ptr<ExBase> carrier = caught( [] {
         throw ExRethrow<ExBase>( QV_HERE,
                                  OPtr<ExBase>( new ExInternalError( QV_HERE, "in a thread" ) ) );

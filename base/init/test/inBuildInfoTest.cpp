@@ -41,7 +41,7 @@ private:
 int nbLibraryRecords = 0;
 int nbApplicationRecords = 0;
 
-TEST( InBuildInfoTest, anApplicationWithoutARecordHasNoIdentityAndALaterRecordReplaces ) {
+TEST( InBuildInfoTest, AnApplicationWithoutARecordHasNoIdentityAndALaterRecordReplaces ) {
     ASSERT_FALSE( InBuildInfoMgr::isAppInfoRegistered() );
     EXPECT_THROW( InBuildInfoMgr::getAppInfo(), ExAssertionFailed );
     EXPECT_THROW( InBuildInfo::getInstanceIdentificationString( InBuildInfo::WITH_PRODUCT_NAME,
@@ -67,7 +67,7 @@ TEST( InBuildInfoTest, anApplicationWithoutARecordHasNoIdentityAndALaterRecordRe
     }
 }
 
-TEST( InBuildInfoUtilTest, aLibraryThatStartsAgainReplacesItsRecord ) {
+TEST( InBuildInfoUtilTest, ALibraryThatStartsAgainReplacesItsRecord ) {
     const std::size_t nbBefore = InBuildInfoUtil::getInfos().size();
     InBuildInfoUtil::registerInfo( OPtr<InBuildInfo>( new TestInfo( "libA", nbLibraryRecords ) ) );
     InBuildInfoUtil::registerInfo( OPtr<InBuildInfo>( new TestInfo( "libB", nbLibraryRecords ) ) );

@@ -139,7 +139,7 @@ protected:
     TestPackage _package;
 };
 
-TEST_F( InVariableTest, theFirstSourceInDeclaredOrderThatHasAValueWins ) {
+TEST_F( InVariableTest, TheFirstSourceInDeclaredOrderThatHasAValueWins ) {
     const struct {
         std::vector<const char*> _args;
         const char* _environment;
@@ -167,7 +167,7 @@ TEST_F( InVariableTest, theFirstSourceInDeclaredOrderThatHasAValueWins ) {
     }
 }
 
-TEST_F( InVariableTest, tenTemporarySourcesAreAllAskedUntilTheVariableLeavesItsPackage ) {
+TEST_F( InVariableTest, TenTemporarySourcesAreAllAskedUntilTheVariableLeavesItsPackage ) {
     OPtr<InVariable<int>> variable;
     {
         std::string name = "QV_TEST_NOT_SET";
@@ -185,7 +185,7 @@ TEST_F( InVariableTest, tenTemporarySourcesAreAllAskedUntilTheVariableLeavesItsP
     EXPECT_TRUE( _package.getVariables().empty() );
 }
 
-TEST_F( InVariableTest, aVariableWhoseValueIsGoneIsInvalidAndZero ) {
+TEST_F( InVariableTest, AVariableWhoseValueIsGoneIsInvalidAndZero ) {
     InVariable<const char*> text( "ombra::test::text", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
     InVariable<int> number( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
     InVariable<bool> flag( "ombra::test::flag", _package, EnvAlias( "QV_TEST_NUMBER", "" ) );
@@ -202,48 +202,48 @@ TEST_F( InVariableTest, aVariableWhoseValueIsGoneIsInvalidAndZero ) {
     }
 }
 
-TEST_F( InVariableTest, intTextIsAWholeNumberOrNoValue ) {
-    const std::pair<const char*, int> accepted[] = { { "0", 0 },
-                                                     { "-17", -17 },
-                                                     { "+5", 5 },
-                                                     { " 8 \t", 8 },
-                                                     { "2147483647", 2147483647 },
-                                                     { "-2147483648", -2147483647 - 1 } };
-    for( const auto& [text, expected] : accepted ) {
-        int value = -99;
-        EXPECT_TRUE( InVariableText::parse( text, value ) ) << text;
-        EXPECT_EQ( value, expected );
-    }
-    for( const char* text :
-         { "2147483648", "", "  ", "12abc", "1 2", "+-3", "++3", "0x10", "four", "1.5" } ) {
-        int value = -99;
-        EXPECT_FALSE( InVariableText::parse( text, value ) ) << text;
-        EXPECT_EQ( value, -99 ) << text;
-    }
-}
-
-TEST_F( InVariableTest, boolTextIsANumberOrAWordOrNoValue ) {
-    const auto parsed = []( const char* text, bool before ) {
-        bool value = before;
-        const bool isRead = InVariableText::parse( text, value );
-        EXPECT_TRUE( isRead || value == before ) << text;
-        return isRead ? std::optional( value ) : std::nullopt;
-    };
-    for( const bool before : { false, true } ) {
-        for( const char* text :
-             { "1", "-1", "2", "99999999999999999999", "true", "TRUE", " True " } ) {
-            EXPECT_EQ( parsed( text, before ), true ) << text;
-        }
-        for( const char* text : { "0", "00", "-0", "false", "False" } ) {
-            EXPECT_EQ( parsed( text, before ), false ) << text;
-        }
-        for( const char* text : { "", "truely", "tru", "yes", "1x" } ) {
-            EXPECT_EQ( parsed( text, before ), std::nullopt ) << text;
+template <class T>
+void expectParsed( const std::vector<std::pair<const char*, std::optional<T>>>& cases ) {
+    for( const auto& [text, expected] : cases ) {
+        for( const T before : { T( 0 ), T( 1 ) } ) {
+            T value = before;
+            EXPECT_EQ( InVariableText::parse( text, value ), expected.has_value() ) << text;
+            EXPECT_EQ( value, expected.value_or( before ) ) << text;
         }
     }
 }
 
-TEST_F( InVariableTest, malformedTextIsReportedTheNextSourceIsTriedAndDebugTellsWhich ) {
+TEST_F( InVariableTest, TextThatIsNoWholeNumberOrTruthValueIsNoValue ) {
+    constexpr auto none = std::nullopt;
+    expectParsed<int>( { { "-17", -17 },
+                         { "+5", 5 },
+                         { " 8 \t", 8 },
+                         { "2147483647", 2147483647 },
+                         { "-2147483648", -2147483647 - 1 },
+                         { "2147483648", none },
+                         { "", none },
+                         { "  ", none },
+                         { "12abc", none },
+                         { "1 2", none },
+                         { "+-3", none },
+                         { "++3", none },
+                         { "0x10", none },
+                         { "1.5", none } } );
+    expectParsed<bool>( { { "-1", true },
+                          { "99999999999999999999", true },
+                          { "TRUE", true },
+                          { " True ", true },
+                          { "00", false },
+                          { "-0", false },
+                          { "False", false },
+                          { "", none },
+                          { "truely", none },
+                          { "tru", none },
+                          { "yes", none },
+                          { "1x", none } } );
+}
+
+TEST_F( InVariableTest, MalformedTextIsReportedTheNextSourceIsTriedAndDebugTellsWhich ) {
     const ScopedEnvironment environment( "QV_TEST_NUMBER", "many" );
     InVariable<int> variable( "ombra::test::number", _package, EnvAlias( "QV_TEST_NUMBER", "" ),
                               DefAlias( "3", "built in" ) );
@@ -261,7 +261,7 @@ TEST_F( InVariableTest, malformedTextIsReportedTheNextSourceIsTriedAndDebugTells
     }
 }
 
-TEST_F( InVariableTest, theGuardBindsTheCommandLineAndResolvesBeforeAPackageStarts ) {
+TEST_F( InVariableTest, TheGuardBindsTheCommandLineAndResolvesBeforeAPackageStarts ) {
     EXPECT_EQ( valueAtStart, "built in" );
     InPackageFrame::getInstance().stop();
     {
@@ -298,7 +298,7 @@ protected:
     FileBuilder<UserFile> _userBuilder;
 };
 
-TEST_F( InVariableBuilderTest, builtSourcesStandBetweenTheEnvironmentAndTheDefault ) {
+TEST_F( InVariableBuilderTest, BuiltSourcesStandBetweenTheEnvironmentAndTheDefault ) {
     InVariable<const char*> variable( "ombra::test::dir", _package,
                                       EnvAlias( "QV_TEST_DIR_VALUE", "" ),
                                       DefAlias( "default", "" ) );
@@ -323,7 +323,7 @@ TEST_F( InVariableBuilderTest, builtSourcesStandBetweenTheEnvironmentAndTheDefau
     EXPECT_EQ( resolved(), "default" );
 }
 
-TEST( InContextAliasTest, aTrackedKeyIsTakenUntilItsLastCopyDies ) {
+TEST( InContextAliasTest, ATrackedKeyIsTakenUntilItsLastCopyDies ) {
     OPtr<InContextAliasBase> copy;
     {
         const ArgAlias alias( "twice:", "" );
@@ -334,7 +334,7 @@ TEST( InContextAliasTest, aTrackedKeyIsTakenUntilItsLastCopyDies ) {
     EXPECT_NO_THROW( ArgAlias( "twice:", "" ) );
 }
 
-TEST( InContextAliasMgrBaseTest, takesWhatAliasesNameAndKeepsTheRestInOrder ) {
+TEST( InContextAliasMgrBaseTest, TakesWhatAliasesNameAndKeepsTheRestInOrder ) {
     const struct {
         std::vector<const char*> _args;
         const char* _path;
@@ -369,7 +369,7 @@ TEST( InContextAliasMgrBaseTest, takesWhatAliasesNameAndKeepsTheRestInOrder ) {
     }
 }
 
-TEST( InContextAliasMgrBaseTest, anEmptyCommandLineHasNoName ) {
+TEST( InContextAliasMgrBaseTest, AnEmptyCommandLineHasNoName ) {
     int argc = 0;
     const char* none[] = { nullptr };
     const char* const* argv = none;
@@ -379,7 +379,7 @@ TEST( InContextAliasMgrBaseTest, anEmptyCommandLineHasNoName ) {
     EXPECT_STREQ( InContextAliasMgrBase::getApplicationName(), "" );
 }
 
-TEST( InUtilsTest, cStringsSortByUnsignedCharacters ) {
+TEST( InUtilsTest, CStringsSortByUnsignedCharacters ) {
     const InUtils::LtStr less;
     EXPECT_TRUE( less( "z", "\xc3\xa4" ) );
     EXPECT_FALSE( less( "a", "a" ) );

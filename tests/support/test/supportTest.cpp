@@ -46,7 +46,7 @@ Outcome runOddTest( const std::string& name, const std::string& environment ) {
     return outcome;
 }
 
-TEST( SupportTest, hangThreadsExceptionOrMalformedSettingEndsATestWithAnExplanation ) {
+TEST( SupportTest, HangThreadsExceptionOrMalformedSettingEndsATestWithAnExplanation ) {
     const struct {
         const char* _test;
         const char* _environment;
@@ -71,7 +71,7 @@ TEST( SupportTest, hangThreadsExceptionOrMalformedSettingEndsATestWithAnExplanat
     }
 }
 
-TEST( TestThreadTest, blockedIsSeenOnlyOnceTheThreadSleeps ) {
+TEST( TestThreadTest, BlockedIsSeenOnlyOnceTheThreadSleeps ) {
     Gate gate( "the sleeper's" );
     TestThread thread( [&] { gate.wait(); } );
     thread.waitUntilBlocked();
@@ -81,7 +81,7 @@ TEST( TestThreadTest, blockedIsSeenOnlyOnceTheThreadSleeps ) {
     EXPECT_TRUE( thread.isDone() );
 }
 
-TEST( ScriptTest, stepsOfTwoThreadsRunInTheirNumbersOrder ) {
+TEST( ScriptTest, StepsOfTwoThreadsRunInTheirNumbersOrder ) {
     Script script( "two threads" );
     std::vector<int> order;
     const auto note = [&]( int first ) {
@@ -95,7 +95,7 @@ TEST( ScriptTest, stepsOfTwoThreadsRunInTheirNumbersOrder ) {
     EXPECT_THAT( order, ElementsAre( 1, 2, 3, 4 ) );
 }
 
-TEST( TempDirectoryTest, goesWithAllThatItHolds ) {
+TEST( TempDirectoryTest, GoesWithAllThatItHolds ) {
     std::filesystem::path path;
     {
         const TempDirectory directory;
@@ -105,7 +105,7 @@ TEST( TempDirectoryTest, goesWithAllThatItHolds ) {
     EXPECT_FALSE( std::filesystem::exists( path ) );
 }
 
-TEST( ProcessCountsTest, threadAndDescriptorAreCountedWhileTheyLive ) {
+TEST( ProcessCountsTest, ThreadAndDescriptorAreCountedWhileTheyLive ) {
     const int nbThreads = countThreads();
     const int nbDescriptors = countDescriptors();
     Gate gate( "the counted thread's" );
