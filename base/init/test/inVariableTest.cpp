@@ -12,6 +12,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <initializer_list>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -203,8 +205,8 @@ TEST_F( InVariableTest, AVariableWhoseValueIsGoneIsInvalidAndZero ) {
 }
 
 template <class T>
-void expectParsed( const std::vector<std::pair<const char*, std::optional<T>>>& cases ) {
-    for( const auto& [text, expected] : cases ) {
+void expectParsed( std::initializer_list<const char*> texts, std::optional<T> expected ) {
+    for( const char* text : texts ) {
         for( const T before : { T( 0 ), T( 1 ) } ) {
             T value = before;
             EXPECT_EQ( InVariableText::parse( text, value ), expected.has_value() ) << text;
@@ -214,33 +216,14 @@ void expectParsed( const std::vector<std::pair<const char*, std::optional<T>>>& 
 }
 
 TEST_F( InVariableTest, TextThatIsNoWholeNumberOrTruthValueIsNoValue ) {
-    constexpr auto none = std::nullopt;
-    expectParsed<int>( { { "-17", -17 },
-                         { "+5", 5 },
-                         { " 8 \t", 8 },
-                         { "2147483647", 2147483647 },
-                         { "-2147483648", -2147483647 - 1 },
-                         { "2147483648", none },
-                         { "", none },
-                         { "  ", none },
-                         { "12abc", none },
-                         { "1 2", none },
-                         { "+-3", none },
-                         { "++3", none },
-                         { "0x10", none },
-                         { "1.5", none } } );
-    expectParsed<bool>( { { "-1", true },
-                          { "99999999999999999999", true },
-                          { "TRUE", true },
-                          { " True ", true },
-                          { "00", false },
-                          { "-0", false },
-                          { "False", false },
-                          { "", none },
-                          { "truely", none },
-                          { "tru", none },
-                          { "yes", none },
-                          { "1x", none } } );
+    expectParsed<int>( { "8", "+8", " 8 \t" }, 8 );
+    expectParsed<int>( { "2147483647" }, std::numeric_limits<int>::max() );
+    expectParsed<int>( { "-2147483648" }, std::numeric_limits<int>::min() );
+    expectParsed<int>( { "2147483648", "", "  ", "12abc", "1 2", "+-3", "++3", "0x10", "1.5" },
+                       {} );
+    expectParsed<bool>( { "-1", "2", "99999999999999999999", "TRUE", " True " }, true );
+    expectParsed<bool>( { "0", "00", "-0", "false", "False" }, false );
+    expectParsed<bool>( { "", "truely", "tru", "yes", "1x" }, {} );
 }
 
 TEST_F( InVariableTest, MalformedTextIsReportedTheNextSourceIsTriedAndDebugTellsWhich ) {
