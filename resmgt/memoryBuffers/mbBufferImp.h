@@ -101,8 +101,8 @@ private:
     /// transition, so the state has changed. Set by the transition, and cleared by whoever catches
     /// the exception, without the lock being given back in between.
     static constexpr std::uint32_t TRANSITION_FAILED = 0x80000000u;
-    /// In `_pendingEvents`: the pending events are being sent again. Other threads see it only during a
-    /// transition.
+    /// In `_pendingEvents`: the pending events are being sent again. Other threads see it only
+    /// during a transition.
     static constexpr std::uint32_t REPLAYING = 0x40000000u;
 
     MbRegion releaseRegion();
