@@ -14,7 +14,9 @@ class MbBufferImp;
 /// Lock:      none of the buffer's. Until the call ends the buffer takes no other event: those of
 ///            other threads wait. A call must not lock its own buffer, which is an assertion; it
 ///            may free it or drop its last handle, which takes place once the call has ended, and
-///            with it an asynchronous operation that was asked for meanwhile.
+///            with it an asynchronous operation that was asked for meanwhile. During an eviction
+///            the evicting thread holds the lock of the buffer that it wants memory for: `unload`,
+///            and the destructor of a protocol whose buffer ends then, must not wait for that one.
 /// Threads:   the thread that locks, unlocks, evicts or reports a completion; one call a buffer at
 ///            a time.
 /// Asynchronous operations: an override reports by exactly one call of `asyncSucceeded` or
