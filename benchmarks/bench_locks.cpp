@@ -115,10 +115,15 @@ template <class Place>
 void handOver( benchmark::State& state ) {
     Place there;
     Place back;
+    // Each hand-over orders it.
     bool isOver = false;
     std::thread partner( [&] {
         runOn( 1 );
-        for( there.take(); !isOver; there.take() ) {
+        for( ;; ) {
+            there.take();
+            if( isOver ) {
+                return;
+            }
             back.pass();
         }
     } );
