@@ -64,7 +64,8 @@ std::string declaredDependencies( const InPackageInit& package,
     for( const std::type_info* const identity : package.getDependencies() ) {
         const auto i = std::ranges::find_if(
             all, [&]( const InPackageInit* other ) { return *other->getIdentity() == *identity; } );
-        text += ( text.empty() ? "" : " " ) + std::string( ( *i )->getName() );
+        text += text.empty() ? "" : " ";
+        text += ( *i )->getName();
     }
     return text;
 }
