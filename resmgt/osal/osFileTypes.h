@@ -1,0 +1,56 @@
+#pragma once
+
+#include <resmgt/resmgtApi.h>
+
+#include <cstdint>
+
+namespace Qv::OsFileTypes {
+
+/// What the owner, the group and all others may do with a new file or directory. Each is a set of
+/// the bits READ, WRITE and EXECUTE; the process's mask takes away from it.
+struct QV_RESMGT_API Permissions {
+    enum Access : std::int32_t { READ = 1, WRITE = 2, EXECUTE = 4 };
+
+    constexpr Permissions( std::int32_t theOwner, std::int32_t theGroup, std::int32_t theOthers )
+        : owner( theOwner )
+        , group( theGroup )
+        , others( theOthers ) {}
+
+    friend bool operator==( const Permissions&, const Permissions& ) = default;
+
+    std::int32_t owner;
+    std::int32_t group;
+    std::int32_t others;
+};
+
+/// What a path names; PLAIN is all that is no directory.
+enum ElementType : std::int32_t { PLAIN = 0, DIRECTORY = 1 };
+
+/// How a child is told: by the directory's path with the child's name added, or by its name alone.
+enum PathTypes : std::int32_t { FULL_PATH = 0, NAME_ONLY = 1 };
+
+/// What the offset of a seek is added to. Any other value counts as FROM_BEGINNING.
+enum SeekMode : std::int32_t { FROM_CURRENT = 0, FROM_BEGINNING = 1, FROM_END = 2 };
+
+/// What transfers that bypass the system's file cache must respect on a volume.
+struct QV_RESMGT_API UnbufferedInfo {
+    constexpr UnbufferedInfo() = default;
+    constexpr UnbufferedInfo( bool isSupported, std::uint64_t sector, std::uint64_t cluster,
+                              std::uint64_t maxTransfer )
+        : supported( isSupported )
+        , sectorSize( sector )
+        , clusterSize( cluster )
+        , maxTransferSize( maxTransfer ) {}
+
+    friend bool operator==( const UnbufferedInfo&, const UnbufferedInfo& ) = default;
+
+    bool supported = false;
+    /// Bytes; what the buffer's address, the file offset and the size are multiples of.
+    std::uint64_t sectorSize = 1;
+    /// The file system's allocation unit, in bytes.
+    std::uint64_t clusterSize = 1;
+    /// The largest single transfer, in bytes.
+    std::uint64_t maxTransferSize = 0x7fffffff;
+};
+
+} // namespace Qv::OsFileTypes
