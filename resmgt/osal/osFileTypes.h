@@ -6,6 +6,11 @@
 
 namespace Qv::OsFileTypes {
 
+/// The system's handle of an open file: here a descriptor.
+using Handle = std::intptr_t;
+/// The handle of what is closed: all bits set.
+inline constexpr Handle INVALID_HANDLE = -1;
+
 /// What the owner, the group and all others may do with a new file or directory. Each is a set of
 /// the bits READ, WRITE and EXECUTE; the process's mask takes away from it.
 struct QV_RESMGT_API Permissions {
