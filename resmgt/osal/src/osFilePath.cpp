@@ -1,0 +1,403 @@
+#include <base/failure/assertions.h>
+#include <base/text/wideStringUtil.h>
+#include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/osFilePath.h>
+
+#include <algorithm>
+#include <cstring>
+#include <ostream>
+
+namespace Qv {
+
+namespace {
+
+constexpr bool isSeparator( char character ) {
+    return character == '/' || character == '\\';
+}
+
+constexpr bool isLetter( char character ) {
+    return ( character >= 'a' && character <= 'z' ) || ( character >= 'A' && character <= 'Z' );
+}
+
+constexpr char toLower( char character ) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>( character - 'A' + 'a' )
+                                                : character;
+}
+
+constexpr char toUpper( char character ) {
+    return character >= 'a' && character <= 'z' ? static_cast<char>( character - 'a' + 'A' )
+                                                : character;
+}
+
+/// A name that at the start of a text would be a drive's root.
+constexpr bool isDrive( std::string_view name ) {
+    return name.size() == 2 && isLetter( name[0] ) && name[1] == ':';
+}
+
+bool beginsWithDriveRoot( std::string_view text ) {
+    return isDrive( text.substr( 0, 2 ) ) && ( text.size() == 2 || isSeparator( text[2] ) );
+}
+
+bool beginsWithRoot( std::string_view text ) {
+    return !text.empty() && ( isSeparator( text[0] ) || beginsWithDriveRoot( text ) );
+}
+
+// A component that is a root ends with a separator and no name does.
+bool isRootComponent( std::string_view component ) {
+    return component.back() == '/';
+}
+
+bool isUncRoot( std::string_view component ) {
+    return component.starts_with( "//" );
+}
+
+std::size_t skipSeparators( std::string_view text, std::size_t position ) {
+    while( position < text.size() && isSeparator( text[position] ) ) {
+        ++position;
+    }
+    return position;
+}
+
+std::size_t findSeparator( std::string_view text, std::size_t position ) {
+    while( position < text.size() && !isSeparator( text[position] ) ) {
+        ++position;
+    }
+    return position;
+}
+
+/// The server's root in front of `text`, of which `root` becomes empty when no name follows the
+/// separators. Returns how many characters it took.
+std::size_t getUncRoot( std::string_view text, std::string& root ) {
+    QV_ASSERT_TEXT( text.size() >= 2, "::strlen( path ) >= 2" );
+    const std::size_t begin = skipSeparators( text, 2 );
+    const std::size_t end = findSeparator( text, begin );
+    if( begin == end ) {
+        return 0;
+    }
+    root.assign( "//" ).append( text.substr( begin, end - begin ) ).push_back( '/' );
+    return end;
+}
+
+std::size_t getAbsoluteRoot( std::string_view text, std::string& root ) {
+    if( beginsWithDriveRoot( text ) ) {
+        root = { toUpper( text[0] ), ':', '/' };
+        return 2;
+    }
+    if( text.size() >= 2 && isSeparator( text[0] ) && isSeparator( text[1] ) ) {
+        if( const std::size_t size = getUncRoot( text, root ); size > 0 ) {
+            return size;
+        }
+    }
+    if( text.empty() || !isSeparator( text[0] ) ) {
+        Assertions::throwProgramAborted( QV_HERE, "Internal error in getAbsoluteRoot" );
+    }
+    root = OsFilePath::getSeparator();
+    return 1;
+}
+
+std::string lowerCase( std::string text ) {
+    std::transform( text.begin(), text.end(), text.begin(), toLower );
+    return text;
+}
+
+} // namespace
+
+OsFilePath::OsFilePath( const std::string& text ) {
+    parse( text );
+}
+
+OsFilePath::OsFilePath( const std::wstring& text ) {
+    parse( WideStringUtil::narrowMB( text ) );
+}
+
+OsFilePath::OsFilePath( const char* text ) {
+    if( text != nullptr ) {
+        parse( text );
+    }
+}
+
+OsFilePath::OsFilePath( const wchar_t* text ) {
+    if( text != nullptr ) {
+        parse( WideStringUtil::narrowMB( text ) );
+    }
+}
+
+bool OsFilePath::isAbsolute() const {
+    return !isEmpty() && isRootComponent( _components.front() );
+}
+
+bool OsFilePath::isRelative() const {
+    return !isEmpty() && !isAbsolute();
+}
+
+bool OsFilePath::isRoot() const {
+    return _components.size() == 1 && isAbsolute();
+}
+
+bool OsFilePath::isNative() const {
+    return !isEmpty() && _components.front() != getSeparator();
+}
+
+const std::string& OsFilePath::getComponent( unsigned int index ) const {
+    QV_ASSERT( index < getNbComponents() );
+    return _components[index];
+}
+
+OsFilePath OsFilePath::getRoot() const {
+    OsFilePath root;
+    if( isAbsolute() ) {
+        root._components.push_back( _components.front() );
+    }
+    return root;
+}
+
+const std::string& OsFilePath::toString() const {
+    if( isEmpty() || !_normalizedPath.empty() ) {
+        return _normalizedPath;
+    }
+    std::string text;
+    std::size_t size = 2;
+    for( const std::string& component : _components ) {
+        size += component.size() + 1;
+    }
+    text.reserve( size );
+    if( isDrive( _components.front() ) ) {
+        text = "./";
+    }
+    text += _components.front();
+    if( isAbsolute() ) {
+        QV_ASSERT_TEXT( text[text.size() - 1] == getSeparator()[0],
+                        "_normalizedPath[ _normalizedPath.size() - 1 ] == "
+                        "OsFilePath::getSeparator()[0]" );
+    }
+    for( std::size_t i = 1; i < _components.size(); ++i ) {
+        if( i > 1 || !isAbsolute() ) {
+            text += getSeparator();
+        }
+        text += _components[i];
+    }
+    _normalizedPath = std::move( text );
+    return _normalizedPath;
+}
+
+const std::wstring& OsFilePath::toWString() const {
+    if( _normalizedPathW.empty() ) {
+        _normalizedPathW = WideStringUtil::widen( toString() );
+    }
+    return _normalizedPathW;
+}
+
+std::ostream& OsFilePath::dump( std::ostream& stream ) const {
+    return stream << toString();
+}
+
+std::wostream& OsFilePath::dump( std::wostream& stream ) const {
+    return stream << toWString();
+}
+
+int OsFilePath::compare( const OsFilePath& other ) const {
+    const std::size_t nbCommon = std::min( _components.size(), other._components.size() );
+    for( std::size_t i = 0; i < nbCommon; ++i ) {
+        if( const int order = _components[i].compare( other._components[i] ); order != 0 ) {
+            return order < 0 ? -1 : 1;
+        }
+    }
+    return _components.size() == other._components.size()  ? 0
+           : _components.size() < other._components.size() ? -1
+                                                           : 1;
+}
+
+OsFilePath& OsFilePath::operator+=( const OsFilePath& right ) {
+    return *this = *this + right;
+}
+
+OsFilePath OsFilePath::operator+( const OsFilePath& right ) const {
+    if( !isEmpty() && right.isAbsolute() ) {
+        throw OsFileEx::ExIllegalPathConcat( QV_HERE, "OsFilePath::operator+=", *this );
+    }
+    OsFilePath sum;
+    sum._components.reserve( _components.size() + right._components.size() );
+    sum._components = _components;
+    for( const std::string& component : right._components ) {
+        sum.addComponent( component );
+    }
+    return sum;
+}
+
+OsFilePath OsFilePath::getBaseName( BaseNameExtension extension ) const {
+    OsFilePath baseName;
+    if( isEmpty() ) {
+        return baseName;
+    }
+    const std::string& name = _components.back();
+    const std::size_t dot = extension == WITH_EXTENSION ? std::string::npos : name.rfind( '.' );
+    if( dot != std::string::npos && isRootComponent( name ) ) {
+        // What is left of a server's name is a server.
+        baseName.parse( std::string_view( name ).substr( 0, dot ) );
+    } else {
+        baseName.addComponent( std::string_view( name ).substr( 0, dot ) );
+    }
+    return baseName;
+}
+
+OsFilePath OsFilePath::getDirectoryName() const {
+    if( _components.size() == 1 ) {
+        return isAbsolute() ? *this : OsFilePath( "." );
+    }
+    OsFilePath directory;
+    if( !isEmpty() ) {
+        directory._components.assign( _components.begin(), _components.end() - 1 );
+    }
+    return directory;
+}
+
+// Whether there is no last component that could bear an extension.
+bool OsFilePath::hasNoName() const {
+    return isEmpty() || isRoot() || _components.back() == "." || _components.back() == "..";
+}
+
+std::string OsFilePath::getExtension() const {
+    if( hasNoName() ) {
+        return {};
+    }
+    const std::string& name = _components.back();
+    const std::size_t dot = name.rfind( '.' );
+    return dot == std::string::npos || dot == 0 ? std::string() : name.substr( dot + 1 );
+}
+
+std::wstring OsFilePath::getExtensionW() const {
+    return WideStringUtil::widen( getExtension() );
+}
+
+OsFilePath& OsFilePath::addExtension( const char* extension ) {
+    if( extension != nullptr ) {
+        appendExtension( extension );
+    }
+    return *this;
+}
+
+OsFilePath& OsFilePath::addExtension( const wchar_t* extension ) {
+    if( extension != nullptr ) {
+        appendExtension( WideStringUtil::narrowMB( extension ) );
+    }
+    return *this;
+}
+
+void OsFilePath::appendExtension( std::string_view extension ) {
+    if( extension.empty() ) {
+        return;
+    }
+    if( hasNoName() ) {
+        throw OsFileEx::ExIllegalPathConcat( QV_HERE, "OsFilePath::addExtension", *this );
+    }
+    std::string name = _components.back();
+    if( extension.front() != '.' ) {
+        name += '.';
+    }
+    *this = withLastName( name.append( extension ) );
+}
+
+OsFilePath& OsFilePath::stripExtension() {
+    if( !hasNoName() ) {
+        const std::string_view name = _components.back();
+        *this = withLastName( name.substr( 0, name.rfind( '.' ) ) );
+    }
+    return *this;
+}
+
+std::string OsFilePath::stripExtension( const std::string& text ) {
+    return OsFilePath( text ).getBaseNameNoExt().toString();
+}
+
+OsFilePath OsFilePath::enforceExtension( const OsFilePath& path, const std::string& extension ) {
+    OsFilePath enforced = path;
+    const std::string present = path.getExtension();
+    if( path.isEmpty() || present == extension ) {
+        return enforced;
+    }
+    if( lowerCase( present ) == lowerCase( extension ) ) {
+        enforced.stripExtension();
+    }
+    enforced.appendExtension( extension );
+    return enforced;
+}
+
+OsFilePath OsFilePath::getAbsolutePath() const {
+    return isEmpty() || isAbsolute() ? *this : getCurrentDir() + *this;
+}
+
+void OsFilePath::parse( std::string_view text ) {
+    if( beginsWithRoot( text ) ) {
+        std::string root;
+        const std::size_t size = getAbsoluteRoot( text, root );
+        addComponent( root );
+        text.remove_prefix( size );
+    }
+    addNames( text );
+}
+
+void OsFilePath::addNames( std::string_view text ) {
+    for( std::size_t begin = skipSeparators( text, 0 ); begin < text.size(); ) {
+        const std::size_t end = findSeparator( text, begin );
+        addComponent( text.substr( begin, end - begin ) );
+        begin = skipSeparators( text, end );
+    }
+}
+
+// Keeps the normal form, peculiarities included: leading ".." don't accumulate.
+void OsFilePath::addComponent( std::string_view name ) {
+    if( name.empty() ) {
+        return;
+    }
+    if( !isEmpty() ) {
+        if( name == "." ) {
+            return;
+        }
+        if( _components.back() == "." ) {
+            _components.pop_back();
+        }
+    }
+    if( name == ".." && climb() ) {
+        return;
+    }
+    if( _components.size() == 1 && isUncRoot( _components.front() ) && completeUncRoot( name ) ) {
+        return;
+    }
+    _components.emplace_back( name );
+}
+
+/// Goes one component up. False when there is none to leave: an empty path and a root stay.
+bool OsFilePath::climb() {
+    if( isEmpty() || isRoot() ) {
+        return false;
+    }
+    _components.pop_back();
+    if( isEmpty() ) {
+        _components.emplace_back( "." );
+    }
+    return true;
+}
+
+/// Makes `name` the share of a root that is a server alone. False when the root has a share.
+bool OsFilePath::completeUncRoot( std::string_view name ) {
+    std::string& UNCRoot = _components.front();
+    QV_ASSERT_TEXT( UNCRoot.size() > 2 && UNCRoot[2] != getSeparator()[0] &&
+                        UNCRoot[UNCRoot.size() - 1] == getSeparator()[0],
+                    "UNCRoot.size() > 2 && UNCRoot[ 2 ] != OsFilePath::getSeparator()[ 0 ] && "
+                    "UNCRoot[ UNCRoot.size() - 1 ] == OsFilePath::getSeparator()[ 0 ]" );
+    if( UNCRoot.find( getSeparator()[0], 2 ) != UNCRoot.size() - 1 ) {
+        return false;
+    }
+    UNCRoot.append( name ).push_back( getSeparator()[0] );
+    return true;
+}
+
+/// This path with its last component replaced by what `name`, a text, is behind the others.
+OsFilePath OsFilePath::withLastName( std::string_view name ) const {
+    OsFilePath path;
+    path._components.assign( _components.begin(), _components.end() - 1 );
+    path.addNames( name );
+    return path;
+}
+
+} // namespace Qv
