@@ -1,0 +1,25 @@
+#pragma once
+
+#include <resmgt/osal/osFileTypes.h>
+
+namespace Qv {
+
+/// The mode bits of a new file. The process's mask is the system's affair.
+constexpr unsigned int fileMode( const OsFileTypes::Permissions& permissions ) {
+    constexpr auto bits = []( int access ) {
+        using OsFileTypes::Permissions;
+        return ( ( access & Permissions::READ ) != 0 ? 4U : 0U ) |
+               ( ( access & Permissions::WRITE ) != 0 ? 2U : 0U ) |
+               ( ( access & Permissions::EXECUTE ) != 0 ? 1U : 0U );
+    };
+    return bits( permissions.owner ) << 6U | bits( permissions.group ) << 3U |
+           bits( permissions.others );
+}
+
+/// The mode bits of a new directory: who may read it may search it.
+constexpr unsigned int directoryMode( const OsFileTypes::Permissions& permissions ) {
+    const unsigned int mode = fileMode( permissions );
+    return mode | ( mode & 0444U ) >> 2U;
+}
+
+} // namespace Qv
