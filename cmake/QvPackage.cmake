@@ -1,4 +1,5 @@
-# qv_package( <name> [USES <package>...] [HEADERS ...] [SOURCES ...] [POSIX ...] [WINDOWS ...] [TESTS ...] )
+# qv_package( <name> [USES <package>...] [HEADERS ...] [SOURCES ...] [POSIX ...] [WINDOWS ...] [TESTS ...]
+#             [WRAPPED_CALLS ...] )
 #
 # Declares one package of the library whose folder holds the calling CMakeLists.txt: base,
 # pluginAPI, or a folder of resmgt. The package is compiled once, as an object library. The
@@ -9,6 +10,9 @@
 #   SOURCES  portable sources
 #   POSIX, WINDOWS  the sources of one port; the build takes those of the platform
 #   TESTS    sources of the one white-box test program, <name>Test
+#   WRAPPED_CALLS  the system's functions that the test program calls through functions of its own,
+#            __wrap_<call>, so that tests can make them fail; the tests know the list as
+#            QV_WRAPPED_CALLS
 #
 # qv_test_environment( <package> <suffix> VARIABLE=value... ) runs the package's test program a
 # second time, under these environment variables.
@@ -19,7 +23,8 @@
 define_property( GLOBAL PROPERTY QV_PACKAGES )
 
 function( qv_package name )
-    cmake_parse_arguments( PARSE_ARGV 1 arg "" "" "USES;HEADERS;SOURCES;POSIX;WINDOWS;TESTS" )
+    cmake_parse_arguments( PARSE_ARGV 1 arg "" ""
+        "USES;HEADERS;SOURCES;POSIX;WINDOWS;TESTS;WRAPPED_CALLS" )
     if( arg_UNPARSED_ARGUMENTS )
         message( FATAL_ERROR "qv_package( ${name} ): '${arg_UNPARSED_ARGUMENTS}' belongs to no list" )
     endif()
@@ -57,6 +62,7 @@ function( qv_package name )
     set_property( GLOBAL PROPERTY QV_${name}_USES ${arg_USES} )
     set_property( GLOBAL PROPERTY QV_${name}_TESTS ${tests} )
     set_property( GLOBAL PROPERTY QV_${name}_HEADERS ${headers} )
+    set_property( GLOBAL PROPERTY QV_${name}_WRAPPED_CALLS ${arg_WRAPPED_CALLS} )
 endfunction()
 
 function( qv_test_environment package suffix )

@@ -1,0 +1,199 @@
+#include <resmgt/osal/test/failingCalls.h>
+
+#include <tests/support/processCounts.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <utility>
+
+namespace Qv {
+
+namespace {
+
+thread_local CallHook* newest = nullptr;
+
+void checkIsWrapped( const char* name ) {
+    std::istringstream wrapped( QV_WRAPPED_CALLS );
+    std::string call;
+    while( wrapped >> call ) {
+        if( call == name ) {
+            return;
+        }
+    }
+    std::fprintf( stderr, "CallHook: '%s' isn't among WRAPPED_CALLS\n", name );
+    std::abort();
+}
+
+} // namespace
+
+CallHook::CallHook( const char* name, Hook hook )
+    : _name( name )
+    , _hook( std::move( hook ) )
+    , _outer( newest ) {
+    if( name != nullptr ) {
+        checkIsWrapped( name );
+    }
+    newest = this;
+}
+
+CallHook::~CallHook() {
+    newest = _outer;
+}
+
+int CallHook::pass( const char* name, std::size_t& size ) {
+    // What a hook calls itself isn't seen by any.
+    CallHook* const hooks = std::exchange( newest, nullptr );
+    const int before = errno;
+    int error = 0;
+    for( CallHook* hook = hooks; hook != nullptr && error == 0; hook = hook->_outer ) {
+        if( hook->_name == nullptr || std::string( hook->_name ) == name ) {
+            SystemCall call{ name, ++hook->_nbCalls, size };
+            error = hook->_hook( call );
+            size = call.size;
+        }
+    }
+    newest = hooks;
+    errno = before;
+    return error;
+}
+
+FailingCall::FailingCall( const char* name, int error, Times times, long nth )
+    : CallHook( name, [error, times, nth]( const SystemCall& call ) {
+        const bool fails = call.number == nth || ( times == FOR_GOOD && call.number > nth );
+        return fails ? error : 0;
+    } ) {}
+
+void forEachFailingCall( int error, const std::function<void()>& operation,
+                         const std::function<void( const FailedRun& run )>& check ) {
+    for( const auto times : { FailingCall::ONCE, FailingCall::FOR_GOOD } ) {
+        FailedRun run{ "", 0, times };
+        while( run.call != nullptr ) {
+            run.call = nullptr;
+            ++run.number;
+            const int nbBefore = countDescriptors();
+            {
+                const CallHook hook( nullptr, [&]( const SystemCall& call ) {
+                    if( call.number < run.number ||
+                        ( call.number > run.number && times == FailingCall::ONCE ) ) {
+                        return 0;
+                    }
+                    run.call = run.call == nullptr ? call.name : run.call;
+                    return error;
+                } );
+                operation();
+            }
+            EXPECT_EQ( countDescriptors(), nbBefore )
+                << "after call " << run.number << " failed: " << run.call;
+            check( run );
+        }
+    }
+}
+
+} // namespace Qv
+
+// QV_WRAPPED( type, failure, name, parameters, arguments ) is the function that the linker puts in
+// the place of the system's `name`; it answers `failure` for a call that is to fail.
+#define QV_WRAPPED( type, failure, name, parameters, arguments )                                   \
+    type __real_##name parameters;                                                                 \
+    type __wrap_##name parameters {                                                                \
+        std::size_t noSize = 0;                                                                    \
+        const int error = Qv::CallHook::pass( #name, noSize );                                     \
+        if( error != 0 ) {                                                                         \
+            errno = error;                                                                         \
+            return failure;                                                                        \
+        }                                                                                          \
+        return __real_##name arguments;                                                            \
+    }
+
+// The same for a call that moves `size` bytes.
+#define QV_WRAPPED_TRANSFER( name, parameters, arguments )                                         \
+    ssize_t __real_##name parameters;                                                              \
+    ssize_t __wrap_##name parameters {                                                             \
+        const int error = Qv::CallHook::pass( #name, size );                                       \
+        if( error != 0 ) {                                                                         \
+            errno = error;                                                                         \
+            return -1;                                                                             \
+        }                                                                                          \
+        return __real_##name arguments;                                                            \
+    }
+
+// The same for a call that gives the resource back even when it fails.
+#define QV_WRAPPED_RELEASE( name, parameters, arguments )                                          \
+    int __real_##name parameters;                                                                  \
+    int __wrap_##name parameters {                                                                 \
+        std::size_t noSize = 0;                                                                    \
+        const int error = Qv::CallHook::pass( #name, noSize );                                     \
+        const int result = __real_##name arguments;                                                \
+        if( error != 0 ) {                                                                         \
+            errno = error;                                                                         \
+            return -1;                                                                             \
+        }                                                                                          \
+        return result;                                                                             \
+    }
+
+extern "C" {
+
+// clang-format off
+QV_WRAPPED_TRANSFER( pread, ( int handle, void* to, std::size_t size, off_t at ), ( handle, to, size, at ) )
+QV_WRAPPED_TRANSFER( pwrite, ( int handle, const void* from, std::size_t size, off_t at ), ( handle, from, size, at ) )
+QV_WRAPPED_TRANSFER( read, ( int handle, void* to, std::size_t size ), ( handle, to, size ) )
+QV_WRAPPED_TRANSFER( write, ( int handle, const void* from, std::size_t size ), ( handle, from, size ) )
+
+QV_WRAPPED_RELEASE( close, ( int handle ), ( handle ) )
+QV_WRAPPED_RELEASE( closedir, ( DIR* directory ), ( directory ) )
+QV_WRAPPED_RELEASE( munmap, ( void* address, std::size_t size ), ( address, size ) )
+
+QV_WRAPPED( int, -1, chdir, ( const char* path ), ( path ) )
+QV_WRAPPED( int, -1, chmod, ( const char* path, mode_t mode ), ( path, mode ) )
+QV_WRAPPED( int, -1, dup2, ( int from, int to ), ( from, to ) )
+QV_WRAPPED( int, -1, fallocate, ( int handle, int mode, off_t at, off_t size ), ( handle, mode, at, size ) )
+QV_WRAPPED( DIR*, nullptr, fdopendir, ( int handle ), ( handle ) )
+QV_WRAPPED( pid_t, -1, fork, (), () )
+QV_WRAPPED( int, -1, fstat, ( int handle, struct stat* facts ), ( handle, facts ) )
+QV_WRAPPED( int, -1, fstatat, ( int folder, const char* path, struct stat* facts, int flags ), ( folder, path, facts, flags ) )
+QV_WRAPPED( int, -1, fstatfs, ( int handle, struct statfs* facts ), ( handle, facts ) )
+QV_WRAPPED( int, -1, ftruncate, ( int handle, off_t size ), ( handle, size ) )
+QV_WRAPPED( char*, nullptr, getcwd, ( char* path, std::size_t space ), ( path, space ) )
+QV_WRAPPED( int, -1, link, ( const char* from, const char* to ), ( from, to ) )
+QV_WRAPPED( off_t, -1, lseek, ( int handle, off_t offset, int mode ), ( handle, offset, mode ) )
+QV_WRAPPED( int, -1, lstat, ( const char* path, struct stat* facts ), ( path, facts ) )
+QV_WRAPPED( int, -1, mkdir, ( const char* path, mode_t mode ), ( path, mode ) )
+QV_WRAPPED( void*, MAP_FAILED, mmap, ( void* hint, std::size_t space, int access, int flags, int handle, off_t at ), ( hint, space, access, flags, handle, at ) )
+QV_WRAPPED( DIR*, nullptr, opendir, ( const char* path ), ( path ) )
+QV_WRAPPED( int, -1, pipe2, ( int* ends, int flags ), ( ends, flags ) )
+QV_WRAPPED( int, -1, poll, ( struct pollfd* which, nfds_t count, int limit ), ( which, count, limit ) )
+QV_WRAPPED( struct dirent*, nullptr, readdir, ( DIR* directory ), ( directory ) )
+QV_WRAPPED( ssize_t, -1, readlink, ( const char* path, char* text, std::size_t space ), ( path, text, space ) )
+QV_WRAPPED( int, -1, rename, ( const char* from, const char* to ), ( from, to ) )
+QV_WRAPPED( int, -1, rmdir, ( const char* path ), ( path ) )
+QV_WRAPPED( int, -1, stat, ( const char* path, struct stat* facts ), ( path, facts ) )
+QV_WRAPPED( int, -1, statfs, ( const char* path, struct statfs* facts ), ( path, facts ) )
+QV_WRAPPED( int, -1, statvfs, ( const char* path, struct statvfs* facts ), ( path, facts ) )
+QV_WRAPPED( int, -1, statx, ( int folder, const char* path, int flags, unsigned mask, struct statx* facts ), ( folder, path, flags, mask, facts ) )
+QV_WRAPPED( int, -1, unlink, ( const char* path ), ( path ) )
+QV_WRAPPED( int, -1, unlinkat, ( int folder, const char* path, int flags ), ( folder, path, flags ) )
+QV_WRAPPED( pid_t, -1, waitpid, ( pid_t child, int* status, int options ), ( child, status, options ) )
+
+// These take one more argument or not, which goes on as the system takes it.
+QV_WRAPPED( int, -1, fcntl, ( int handle, int command, void* argument ), ( handle, command, argument ) )
+QV_WRAPPED( int, -1, open, ( const char* path, int flags, mode_t mode ), ( path, flags, mode ) )
+QV_WRAPPED( int, -1, openat, ( int folder, const char* path, int flags, mode_t mode ), ( folder, path, flags, mode ) )
+// clang-format on
+
+} // extern "C"

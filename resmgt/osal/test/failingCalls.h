@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <vector>
+
+namespace Qv {
+
+/// One call of the system, on its way there.
+struct SystemCall {
+    /// Such as "pread".
+    const char* name;
+    /// Of the calls that the hook has seen, this one included.
+    long number;
+    /// The bytes asked for, in a transfer; a hook that lessens it makes a short count. Else 0.
+    std::size_t size;
+};
+
+/// While it lives, the calls of the system that this thread makes from this program's objects go
+/// through `hook` first: it returns the error that the call fails with, or 0 to let it through.
+/// What fails `close` or `munmap` doesn't leave the resource open, as the system doesn't either.
+///
+/// The calls are those that the package's CMakeLists.txt names under WRAPPED_CALLS; one that is
+/// added there needs its function in failingCalls.cpp.
+/// Several hooks: they must be nested. The newest sees a call first; those before it see what it
+///         lets through.
+/// Threads: other threads' calls pass it by. A child made by `fork` keeps it.
+class CallHook {
+public:
+    using Hook = std::function<int( SystemCall& call )>;
+
+    /// The calls named `name`; all calls if it is null. A name that isn't wrapped ends the program.
+    CallHook( const char* name, Hook hook );
+    CallHook( const CallHook& ) = delete;
+    CallHook& operator=( const CallHook& ) = delete;
+    ~CallHook();
+
+    /// The calls that it has seen.
+    long nbCalls() const { return _nbCalls; }
+
+    /// What all hooks of this thread make of a call; for the wrapped functions.
+    static int pass( const char* name, std::size_t& size );
+
+private:
+    const char* const _name;
+    const Hook _hook;
+    CallHook* const _outer;
+    long _nbCalls = 0;
+};
+
+/// Fails the `nth` call named `name`, the next one being the first; any call if `name` is null.
+class FailingCall : public CallHook {
+public:
+    enum Times { ONCE, FOR_GOOD };
+
+    FailingCall( const char* name, int error, Times times = FOR_GOOD, long nth = 1 );
+};
+
+/// What `forEachFailingCall` tells of a run.
+struct FailedRun {
+    /// The call that failed, such as "fstat"; null in the run in which none did.
+    const char* call;
+    /// It was made to fail as the `number`-th call of the operation.
+    long number;
+    FailingCall::Times times;
+};
+
+/// Runs `operation` again and again: first with its first call of the system failing with `error`,
+/// then with its second, and so on until it makes no more calls; for each both ONCE and FOR_GOOD
+/// (that call and all later ones). After each run `check` sees what failed, without any call
+/// failing by then. Both raise nothing; the operation catches what it expects. A run that leaves
+/// more descriptors open than it found fails the test.
+void forEachFailingCall( int error, const std::function<void()>& operation,
+                         const std::function<void( const FailedRun& run )>& check );
+
+} // namespace Qv
