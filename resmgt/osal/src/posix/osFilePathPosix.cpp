@@ -1,13 +1,18 @@
 #include <base/failure/qvHere.h>
+#include <base/trace/trace.h>
+#include <base/trace/traceManager.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFilePath.h>
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
+#include <sstream>
 
 namespace Qv {
 
@@ -37,15 +42,14 @@ std::string getListedHome() {
     std::string buffer( 1024, '\0' );
     passwd entry;
     passwd* found = nullptr;
-    int error;
-    while( ( error = ::getpwuid_r( ::getuid(), &entry, buffer.data(), buffer.size(), &found ) ) ==
-               ERANGE ||
-           error == EINTR ) {
+    for( ;; ) {
+        const int error = ::getpwuid_r( ::getuid(), &entry, buffer.data(), buffer.size(), &found );
         if( error == ERANGE ) {
             buffer.resize( 2 * buffer.size() );
+        } else if( error != EINTR ) {
+            return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
         }
     }
-    return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
 }
 
 OsFilePath getHome( const char* where ) {
@@ -55,6 +59,85 @@ OsFilePath getHome( const char* where ) {
         throw OsFileEx::ExHomeNotDefined( QV_HERE, where );
     }
     return home;
+}
+
+void traceUnreadable( const OsFilePath& path, int error ) {
+    static TraceLevel* const level = Trace::registerLevel( "OsFilePath", "osFilePathPosix.cpp" );
+    if( Trace::isEnabled( *level ) ) {
+        std::ostringstream text;
+        path.dump( text ) << " can't be read: " << std::strerror( error );
+        TraceManager::getInstance().getTrace().log( text, QV_HERE );
+    }
+}
+
+/// What `descriptor` has to read. Sets errno, to 0 on success.
+std::string readAll( int descriptor ) {
+    std::string text;
+    char block[4096];
+    for( ;; ) {
+        const ssize_t size = ::read( descriptor, block, sizeof( block ) );
+        if( size > 0 ) {
+            text.append( block, static_cast<std::size_t>( size ) );
+        } else if( size == 0 || errno != EINTR ) {
+            errno = size == 0 ? 0 : errno;
+            return text;
+        }
+    }
+}
+
+/// The text of a settings file of the user's desktop. That there is none is usual.
+std::string readSettings( const OsFilePath& path ) {
+    const int descriptor = ::open( path.getChars(), O_RDONLY | O_CLOEXEC | O_NONBLOCK );
+    std::string text;
+    if( descriptor >= 0 ) {
+        text = readAll( descriptor );
+    }
+    if( errno != 0 && errno != ENOENT ) {
+        traceUnreadable( path, errno );
+    }
+    if( descriptor >= 0 ) {
+        ::close( descriptor );
+    }
+    return text;
+}
+
+/// The quoted value that `line` gives the variable of the documents directory, as the shell would
+/// read it but for "$HOME", which stays.
+std::optional<std::string> getDocumentsValue( std::string_view line ) {
+    constexpr std::string_view assignment = "XDG_DOCUMENTS_DIR=\"";
+    line.remove_prefix( std::min( line.find_first_not_of( " \t" ), line.size() ) );
+    if( !line.starts_with( assignment ) ) {
+        return std::nullopt;
+    }
+    std::string value;
+    for( std::size_t i = assignment.size(); i < line.size() && line[i] != '"'; ++i ) {
+        if( line[i] == '\\' && i + 1 < line.size() ) {
+            ++i;
+        }
+        value += line[i];
+    }
+    return value;
+}
+
+/// The documents directory that the text of a "user-dirs.dirs" names, empty when it names none that
+/// can be told as a path.
+OsFilePath getDocuments( const std::string& settings, const OsFilePath& home ) {
+    constexpr std::string_view homeVariable = "$HOME";
+    std::istringstream lines( settings );
+    std::string value;
+    for( std::string line; std::getline( lines, line ); ) {
+        value = getDocumentsValue( line ).value_or( value );
+    }
+    if( value.find( '\\' ) != std::string::npos ) {
+        return {};
+    }
+    if( value == homeVariable ) {
+        return home;
+    }
+    if( value.starts_with( "$HOME/" ) ) {
+        return home + ( "./" + value.substr( homeVariable.size() ) );
+    }
+    return value.starts_with( '/' ) ? OsFilePath( value ) : OsFilePath();
 }
 
 } // namespace
@@ -83,7 +166,12 @@ OsFilePath OsFilePath::getHomeDir() {
 }
 
 OsFilePath OsFilePath::getUserDocumentsDir() {
-    return getHome( "OsFilePath::getDocumentsDir" );
+    const OsFilePath home = getHome( "OsFilePath::getDocumentsDir" );
+    const OsFilePath variable( getVariable( "XDG_CONFIG_HOME" ).value_or( "" ) );
+    const OsFilePath configuration = variable.isAbsolute() ? variable : home + ".config";
+    const OsFilePath documents =
+        getDocuments( readSettings( configuration + "user-dirs.dirs" ), home );
+    return documents.isEmpty() ? home : documents;
 }
 
 } // namespace Qv

@@ -1,0 +1,129 @@
+#include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/osFilePath.h>
+#include <tests/support/scopedEnvironment.h>
+#include <tests/support/tempDirectory.h>
+
+#include <gmock/gmock.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace Qv {
+namespace {
+
+/// The process's current directory until scope exit.
+class CurrentDirectory {
+public:
+    explicit CurrentDirectory( const std::filesystem::path& path ) {
+        std::filesystem::current_path( path );
+    }
+    CurrentDirectory( const CurrentDirectory& ) = delete;
+    CurrentDirectory& operator=( const CurrentDirectory& ) = delete;
+    ~CurrentDirectory() { std::filesystem::current_path( _before ); }
+
+private:
+    const std::filesystem::path _before = std::filesystem::current_path();
+};
+
+TEST( OsFilePath, HomeIsThatOfTheEnvironmentElseThatOfTheUsersList ) {
+    const ScopedEnvironment set( "HOME", "/home//somebody/" );
+    EXPECT_EQ( OsFilePath::getHomeDir().toString(), "/home/somebody" );
+    const passwd* const entry = ::getpwuid( ::getuid() );
+    for( const char* none : { static_cast<const char*>( nullptr ), "" } ) {
+        const ScopedEnvironment home =
+            none != nullptr ? ScopedEnvironment( "HOME", none ) : ScopedEnvironment( "HOME" );
+        EXPECT_EQ( OsFilePath::getHomeDir(), OsFilePath( entry->pw_dir ) );
+    }
+}
+
+TEST( OsFilePath, TemporaryFilesGoWhereTheEnvironmentSays ) {
+    const ScopedEnvironment noTestDir( "QV_TEST_DIR" );
+    {
+        const ScopedEnvironment noTmpDir( "TMPDIR" );
+        EXPECT_EQ( OsFilePath::getTempDir().toString(), "/tmp/ombra" );
+    }
+    const ScopedEnvironment tmpDir( "TMPDIR", "/scratch/" );
+    EXPECT_EQ( OsFilePath::getTempDir().toString(), "/scratch/ombra" );
+    const ScopedEnvironment testDir( "QV_TEST_DIR", "/test" );
+    EXPECT_EQ( OsFilePath::getTempDir().toString(), "/test" );
+}
+
+TEST( OsFilePath, DocumentsAreWhereTheDesktopsSettingsPutThem ) {
+    const struct {
+        const char *_settings, *_documents;
+    } cases[] = {
+        { "XDG_DOCUMENTS_DIR=\"$HOME/My Documents\"\n", "/h/My Documents" },
+        { "# XDG_DOCUMENTS_DIR=\"/no\"\nXDG_MUSIC_DIR=\"/m\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"/a\"\n \tXDG_DOCUMENTS_DIR=\"/b/\\\"q\\$\"", "/b/\"q$" },
+        { "XDG_DOCUMENTS_DIR=\"$HOME/\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"$HOME\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"$HOMELESS/x\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"relative\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"/a\\\\b\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"/x\\", "/h" },
+        { "", "/h" },
+    };
+    const TempDirectory directory;
+    const ScopedEnvironment home( "HOME", "/h" );
+    const ScopedEnvironment configuration( "XDG_CONFIG_HOME", directory.path().c_str() );
+    EXPECT_EQ( OsFilePath::getUserDocumentsDir().toString(), "/h" );
+    for( const auto& one : cases ) {
+        std::ofstream( directory.path() / "user-dirs.dirs" ) << one._settings;
+        EXPECT_EQ( OsFilePath::getUserDocumentsDir().toString(), one._documents ) << one._settings;
+    }
+}
+
+TEST( OsFilePath, SettingsOfTheDesktopAreInTheHomeDirectoryByDefault ) {
+    const TempDirectory directory;
+    std::filesystem::create_directory( directory.path() / ".config" );
+    std::ofstream( directory.path() / ".config/user-dirs.dirs" ) << "XDG_DOCUMENTS_DIR=\"/d\"";
+    const ScopedEnvironment home( "HOME", directory.path().c_str() );
+    for( const char* configuration : { "", "relative" } ) {
+        const ScopedEnvironment variable( "XDG_CONFIG_HOME", configuration );
+        EXPECT_EQ( OsFilePath::getUserDocumentsDir().toString(), "/d" );
+    }
+}
+
+TEST( OsFilePath, AbsoluteIsFromTheCurrentDirectory ) {
+    const TempDirectory directory;
+    const std::string where = std::filesystem::canonical( directory.path() );
+    const CurrentDirectory current( where );
+    EXPECT_EQ( OsFilePath::getCurrentDir().toString(), where );
+    EXPECT_EQ( OsFilePath( "a/b" ).getAbsolutePath().toString(), where + "/a/b" );
+    EXPECT_EQ( OsFilePath( "./c:" ).getAbsolutePath().toString(), where + "/c:" );
+    EXPECT_EQ( OsFilePath( "../a" ).getAbsolutePath(), OsFilePath( where + "/../a" ) );
+    EXPECT_EQ( OsFilePath( "." ).getAbsolutePath().toString(), where );
+    EXPECT_EQ( OsFilePath( "/a" ).getAbsolutePath().toString(), "/a" );
+    EXPECT_TRUE( OsFilePath().getAbsolutePath().isEmpty() );
+    EXPECT_EQ( OsFilePath::getRootDir().toString(), "/" );
+}
+
+TEST( OsFilePath, ACurrentDirectoryThatNoPathTellsIsADot ) {
+    const TempDirectory directory;
+    const std::filesystem::path odd = directory.path() / "a\\b";
+    std::filesystem::create_directory( odd );
+    const CurrentDirectory current( odd );
+    EXPECT_EQ( OsFilePath::getCurrentDir().toString(), "." );
+    EXPECT_EQ( OsFilePath( "../x" ).getAbsolutePath().toString(), "../x" );
+    std::filesystem::remove( odd );
+    EXPECT_EQ( OsFilePath::getCurrentDir().toString(), "." );
+    EXPECT_EQ( OsFilePath( "x" ).getAbsolutePath().toString(), "x" );
+}
+
+TEST( OsFilePath, ALongCurrentDirectoryIsToldWhole ) {
+    const TempDirectory directory;
+    const CurrentDirectory current( directory.path() );
+    const std::string name( 255, 'n' );
+    for( int i = 0; i < 9; ++i ) {
+        std::filesystem::create_directory( name );
+        std::filesystem::current_path( name );
+    }
+    EXPECT_EQ( OsFilePath::getCurrentDir().toString(), std::filesystem::current_path() );
+    EXPECT_GT( OsFilePath::getCurrentDir().length(), 9 * name.size() );
+}
+
+} // namespace
+} // namespace Qv
