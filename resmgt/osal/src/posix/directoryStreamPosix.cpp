@@ -1,0 +1,81 @@
+#include "directoryStreamPosix.h"
+#include "nativePathPosix.h"
+
+#include <base/failure/qvHere.h>
+#include <base/trace/traceManager.h>
+
+#include <cerrno>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <utility>
+
+namespace Qv {
+
+namespace {
+
+bool isDots( const char* name ) {
+    return std::strcmp( name, "." ) == 0 || std::strcmp( name, ".." ) == 0;
+}
+
+void traceOmitted( const OsFilePath& directory, const char* name ) {
+    if( Trace::isEnabled( Trace::MainTraceLevel ) ) {
+        std::ostringstream text;
+        text << "The entry '" << name << "' of '" << directory.toString()
+             << "' is left out: a back-slash separates names.";
+        TraceManager::getInstance().getTrace().log( text, QV_HERE );
+    }
+}
+
+} // namespace
+
+DirectoryStream::~DirectoryStream() {
+    if( isOpen() ) {
+        ::closedir( _stream );
+    }
+}
+
+bool DirectoryStream::open( const OsFilePath& directory ) {
+    _directory = directory;
+    const NativePath native( _directory );
+    do {
+        _stream = ::opendir( native.get() );
+    } while( _stream == nullptr && errno == EINTR );
+    return isOpen();
+}
+
+bool DirectoryStream::close() {
+    // A signal doesn't keep the descriptor open.
+    return !isOpen() || ::closedir( std::exchange( _stream, nullptr ) ) == 0 || errno == EINTR;
+}
+
+const char* DirectoryStream::next() {
+    for( ;; ) {
+        errno = 0;
+        const dirent* const entry = ::readdir( _stream );
+        if( entry == nullptr ) {
+            if( errno == EINTR ) {
+                continue;
+            }
+            return nullptr;
+        }
+        if( isDots( entry->d_name ) ) {
+            continue;
+        }
+        if( std::strchr( entry->d_name, '\\' ) == nullptr ) {
+            return entry->d_name;
+        }
+        traceOmitted( _directory, entry->d_name );
+    }
+}
+
+int DirectoryStream::getDescriptor() const {
+    return ::dirfd( _stream );
+}
+
+OsFilePath DirectoryStream::toPath( const char* name ) {
+    // Behind "./" a name such as "c:" is no drive.
+    return OsFilePath( std::string( "./" ).append( name ) );
+}
+
+} // namespace Qv

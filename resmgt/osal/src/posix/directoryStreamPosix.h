@@ -1,0 +1,40 @@
+#pragma once
+
+#include <resmgt/osal/osFilePath.h>
+
+#include <dirent.h>
+
+namespace Qv {
+
+/// Reads the names in a directory, in the system's order. "." and ".." are passed over, as are
+/// names that a path can't tell because they hold a back-slash; these are traced.
+///
+/// Errors: none is raised; errno tells.
+class DirectoryStream {
+public:
+    DirectoryStream() = default;
+    DirectoryStream( const DirectoryStream& ) = delete;
+    DirectoryStream& operator=( const DirectoryStream& ) = delete;
+    ~DirectoryStream();
+
+    /// REQUIRES: it isn't open. False on failure.
+    bool open( const OsFilePath& directory );
+    bool isOpen() const noexcept { return _stream != nullptr; }
+    /// Closes it in any case. False on failure.
+    bool close();
+
+    /// The next name, valid until the next call. Null at the end, with errno 0, and on failure,
+    /// with the error.
+    const char* next();
+    /// The open directory's.
+    int getDescriptor() const;
+
+    /// The path of an entry `name`, alone.
+    static OsFilePath toPath( const char* name );
+
+private:
+    OsFilePath _directory;
+    DIR* _stream = nullptr;
+};
+
+} // namespace Qv

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <resmgt/osal/osDriveInfo.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Qv {
+
+/// One line of the system's table of what is mounted where.
+struct Mount {
+    /// The numbers of the device, "8:1".
+    std::string device;
+    /// The directory at which it is seen.
+    std::string place;
+    /// Of the file system, "ext4".
+    std::string type;
+    /// "/dev/sda1", "server:/share"; means something for some types only.
+    std::string source;
+};
+
+/// The table in the form of /proc/self/mountinfo; lines in another form are passed over.
+std::vector<Mount> parseMountTable( std::string_view text );
+
+/// Those that a person would look for, each device once: where it was mounted first. Of two mounts
+/// at one place the newer one is seen.
+std::vector<Mount> selectVolumes( const std::vector<Mount>& mounts );
+
+OsDriveInfo::DriveType getDriveType( const Mount& mount, bool isRemovable );
+
+/// What a person reads; `volumeLabel` may be empty.
+std::string makeDriveLabel( const Mount& mount, OsDriveInfo::DriveType type,
+                            const std::string& volumeLabel );
+
+} // namespace Qv

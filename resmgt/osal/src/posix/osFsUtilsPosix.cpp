@@ -1,0 +1,193 @@
+#include "osFsUtilsPosix.h"
+#include "nativePathPosix.h"
+
+#include <base/failure/exSysError.h>
+#include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/osFsUtils.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <map>
+#include <vector>
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace Qv {
+
+namespace {
+
+/// Whether the answer of `getpwuid_r` means that there is no such account.
+bool isUnknownAccount( int error ) {
+    return error == 0 || error == ENOENT || error == ESRCH || error == EPERM;
+}
+
+std::string findAccountName( uid_t account, const OsFilePath& path ) {
+    std::vector<char> buffer( 1024 );
+    passwd entry{};
+    passwd* found = nullptr;
+    int error = ERANGE;
+    while( error == ERANGE || error == EINTR ) {
+        error = ::getpwuid_r( account, &entry, buffer.data(), buffer.size(), &found );
+        if( error == ERANGE ) {
+            buffer.resize( 2 * buffer.size() );
+        }
+    }
+    if( found != nullptr ) {
+        return entry.pw_name;
+    }
+    if( !isUnknownAccount( error ) ) {
+        const char* const text = path.getChars();
+        errno = error;
+        throw ExSysErrorWindows( QV_HERE, "OsFsUtilsWindows::win32FileOwnerInfo", text );
+    }
+    return std::to_string( account );
+}
+
+OsDateTypes::DateRep toDate( const statx_timestamp& time ) {
+    return { time.tv_sec, time.tv_nsec };
+}
+
+struct statvfs getVolumeStatus( const OsFilePath& path, const char* where ) {
+    struct statvfs status {};
+    const NativePath native( path );
+    if( OsFsUtilsPosix::retry( [&] { return ::statvfs( native.get(), &status ); } ) != 0 ) {
+        throw ExSysErrorWindows( QV_HERE, where, path.getChars() );
+    }
+    return status;
+}
+
+unsigned long long toBytes( unsigned long long nbBlocks, unsigned long long blockSize ) {
+    constexpr auto MAX = std::numeric_limits<unsigned long long>::max();
+    return blockSize != 0 && nbBlocks > MAX / blockSize ? MAX : nbBlocks * blockSize;
+}
+
+} // namespace
+
+bool OsFsUtilsPosix::getStatus( int folder, const char* name, int flags, unsigned int fields,
+                                struct statx& status ) {
+    return retry( [&] {
+               return ::statx( folder, name, flags | AT_NO_AUTOMOUNT, fields, &status );
+           } ) == 0;
+}
+
+bool OsFsUtilsPosix::getStatus( const OsFilePath& path, unsigned int fields,
+                                struct statx& status ) {
+    return getStatus( AT_FDCWD, NativePath( path ).get(), 0, fields, status );
+}
+
+OsFileInfo OsFsUtilsPosix::makeInfo( const OsFilePath& path, const struct statx& status ) {
+    return { path,
+             getAccountName( status.stx_uid, path ),
+             getType( status ),
+             status.stx_size,
+             getModificationTime( status ),
+             getCreationTime( status ) };
+}
+
+OsFileTypes::ElementType OsFsUtilsPosix::getType( const struct statx& status ) {
+    return S_ISDIR( status.stx_mode ) ? OsFileTypes::DIRECTORY : OsFileTypes::PLAIN;
+}
+
+OsDateTypes::DateRep OsFsUtilsPosix::getModificationTime( const struct statx& status ) {
+    return toDate( status.stx_mtime );
+}
+
+OsDateTypes::DateRep OsFsUtilsPosix::getCreationTime( const struct statx& status ) {
+    return ( status.stx_mask & STATX_BTIME ) != 0
+               ? toDate( status.stx_btime )
+               : std::min( toDate( status.stx_mtime ), toDate( status.stx_ctime ) );
+}
+
+const std::string& OsFsUtilsPosix::getAccountName( uid_t account, const OsFilePath& path ) {
+    // A directory has few owners; asking the system for one takes longer than for a file.
+    thread_local std::map<uid_t, std::string> names;
+    auto entry = names.find( account );
+    if( entry == names.end() ) {
+        entry = names.emplace( account, findAccountName( account, path ) ).first;
+    }
+    return entry->second;
+}
+
+bool OsFsUtils::isDirectory( const OsFilePath& path ) {
+    struct statx status;
+    return OsFsUtilsPosix::getStatus( path, STATX_TYPE, status ) && S_ISDIR( status.stx_mode );
+}
+
+bool OsFsUtils::isFile( const OsFilePath& path ) {
+    struct statx status;
+    return OsFsUtilsPosix::getStatus( path, STATX_TYPE, status ) && !S_ISDIR( status.stx_mode );
+}
+
+bool OsFsUtils::isSymLink( const OsFilePath& path ) {
+    struct statx status;
+    return OsFsUtilsPosix::getStatus( AT_FDCWD, NativePath( path ).get(), AT_SYMLINK_NOFOLLOW,
+                                      STATX_TYPE, status ) &&
+           S_ISLNK( status.stx_mode );
+}
+
+void OsFsUtils::createHardLink( const OsFilePath& from, const OsFilePath& to ) {
+    constexpr const char* WHERE = "OsFsUtils::createHardLink";
+    const NativePath source( from );
+    const NativePath target( to );
+    if( OsFsUtilsPosix::retry( [&] {
+            return ::linkat( AT_FDCWD, source.get(), AT_FDCWD, target.get(), AT_SYMLINK_FOLLOW );
+        } ) == 0 ) {
+        return;
+    }
+    switch( errno ) {
+    case EEXIST:
+        throw OsFileEx::ExFileExists( QV_HERE, WHERE, to );
+    case EPERM:
+    case EOPNOTSUPP:
+    case ENOSYS:
+        throw OsFileEx::ExUnHardlinkableFs( QV_HERE, WHERE, to );
+    case EXDEV:
+        throw OsFileEx::ExInvalidCrossDeviceLink( QV_HERE, WHERE, from, to );
+    default:
+        throw ExSysErrorWindows( QV_HERE, WHERE, from.getChars() );
+    }
+}
+
+void OsFsUtils::deleteFile( const OsFilePath& path ) {
+    const NativePath native( path );
+    if( OsFsUtilsPosix::retry( [&] { return ::unlink( native.get() ); } ) != 0 ) {
+        throw ExSysErrorWindows( QV_HERE, "OsFsUtils::deleteFile", path.getChars() );
+    }
+}
+
+void OsFsUtils::removeDir( const OsFilePath& path ) {
+    const NativePath native( path );
+    if( OsFsUtilsPosix::retry( [&] { return ::rmdir( native.get() ); } ) != 0 ) {
+        throw ExSysErrorWindows( QV_HERE, "OsFsUtils::removeDir", path.getChars() );
+    }
+}
+
+unsigned long long OsFsUtils::getTotalSpace( const OsFilePath& path ) {
+    const struct statvfs status = getVolumeStatus( path, "OsFsUtils::getTotalSpace" );
+    return toBytes( status.f_blocks, status.f_frsize );
+}
+
+unsigned long long OsFsUtils::getFreeSpace( const OsFilePath& path ) {
+    const struct statvfs status = getVolumeStatus( path, "OsFsUtils::getFreeSpace" );
+    return toBytes( status.f_bavail, status.f_frsize );
+}
+
+bool OsFsUtils::supportDrives() {
+    return false;
+}
+
+const OsFilePath& OsFsUtils::getNullDevicePath() {
+    static const OsFilePath path = [] {
+        OsFilePath device( "/dev/null" );
+        // The printed form, which would be made on first use, is there for all threads.
+        device.toWString();
+        return device;
+    }();
+    return path;
+}
+
+} // namespace Qv

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <resmgt/osal/osFileInfo.h>
+#include <resmgt/osal/osFilePath.h>
+
+#include <cerrno>
+#include <string>
+
+#include <sys/stat.h>
+
+namespace Qv {
+
+/// The steps that files, directories and their descriptors share.
+class OsFsUtilsPosix {
+public:
+    OsFsUtilsPosix() = delete;
+
+    /// All that `makeInfo` needs.
+    static constexpr unsigned int INFO_FIELDS =
+        STATX_TYPE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_CTIME | STATX_BTIME;
+
+    /// Asks for `fields` of `name` in the open directory `folder`, or AT_FDCWD. `flags` may be
+    /// AT_SYMLINK_NOFOLLOW. False with errno on failure.
+    static bool getStatus( int folder, const char* name, int flags, unsigned int fields,
+                           struct statx& status );
+    /// The same for a path, whose links are followed.
+    static bool getStatus( const OsFilePath& path, unsigned int fields, struct statx& status );
+
+    /// REQUIRES: `status` has INFO_FIELDS. Raises what `getAccountName` does.
+    static OsFileInfo makeInfo( const OsFilePath& path, const struct statx& status );
+    static OsFileTypes::ElementType getType( const struct statx& status );
+    static OsDateTypes::DateRep getModificationTime( const struct statx& status );
+    /// The earliest time that is known where the volume keeps none of the creation.
+    static OsDateTypes::DateRep getCreationTime( const struct statx& status );
+
+    /// The account's name, or its number where it has none. It is looked up once for each thread.
+    /// Errors: ExSysErrorWindows, with `path`, if it can't be looked up.
+    static const std::string& getAccountName( uid_t account, const OsFilePath& path );
+
+    /// Repeats a call that fails with -1 for as long as a signal ends it.
+    template <class Call>
+    static auto retry( Call call ) {
+        auto result = call();
+        while( result == -1 && errno == EINTR ) {
+            result = call();
+        }
+        return result;
+    }
+};
+
+} // namespace Qv
