@@ -17,6 +17,10 @@
 # qv_test_environment( <package> <suffix> VARIABLE=value... ) runs the package's test program a
 # second time, under these environment variables.
 #
+# qv_package_fuzzer( <package> <program> <source>... ) makes a program that searches for a failing input
+# of the function LLVMFuzzerTestOneInput in the sources; only under the preset fuzz. The sources
+# stand under TESTS too, where a test calls the function with random inputs.
+#
 # qv_finish_libraries() makes the shared libraries once all packages are declared. The test programs
 # are made by qv_finish_package_tests() of QvTest.cmake.
 
@@ -68,6 +72,13 @@ endfunction()
 function( qv_test_environment package suffix )
     set_property( GLOBAL APPEND PROPERTY QV_${package}_ENVIRONMENTS ${suffix} )
     set_property( GLOBAL PROPERTY QV_${package}_ENVIRONMENT_${suffix} ${ARGN} )
+endfunction()
+
+function( qv_package_fuzzer package program )
+    list( TRANSFORM ARGN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE sources )
+    set_property( GLOBAL APPEND PROPERTY QV_FUZZERS ${program} )
+    set_property( GLOBAL PROPERTY QV_${program}_FUZZED ${package} )
+    set_property( GLOBAL PROPERTY QV_${program}_SOURCES ${sources} )
 endfunction()
 
 # The packages that `package` uses, itself last, each after those that it uses.

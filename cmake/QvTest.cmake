@@ -4,7 +4,8 @@
 # libraries, for what several packages do together, and has ctest run each of its tests. One that is
 # NOT_RUN is started by other tests.
 #
-# qv_finish_package_tests() makes the white-box test programs once all packages are declared.
+# qv_finish_package_tests() makes the white-box test programs once all packages are declared, and
+# under the preset fuzz the fuzzers: each, and all of them as the target qv_fuzzers.
 
 find_package( GTest REQUIRED )
 include( GoogleTest )
@@ -49,13 +50,18 @@ function( qv_test_program name )
     endif()
 endfunction()
 
-function( qv_add_package_test package )
-    qv_add_test_program( ${package}Test ${ARGN} )
+# Gives the program the objects of the package and of all that it uses.
+function( qv_link_package program package )
     set( closure )
     qv_package_closure( ${package} closure )
     foreach( used IN LISTS closure )
-        target_sources( ${package}Test PRIVATE $<TARGET_OBJECTS:${used}_objects> )
+        target_sources( ${program} PRIVATE $<TARGET_OBJECTS:${used}_objects> )
     endforeach()
+endfunction()
+
+function( qv_add_package_test package )
+    qv_add_test_program( ${package}Test ${ARGN} )
+    qv_link_package( ${package}Test ${package} )
     get_property( wrapped GLOBAL PROPERTY QV_${package}_WRAPPED_CALLS )
     if( wrapped )
         list( TRANSFORM wrapped PREPEND "LINKER:--wrap=" OUTPUT_VARIABLE options )
@@ -78,5 +84,24 @@ function( qv_finish_package_tests )
         if( tests )
             qv_add_package_test( ${package} ${tests} )
         endif()
+    endforeach()
+    if( QV_SANITIZE STREQUAL "fuzzer" )
+        qv_add_fuzzers()
+    endif()
+endfunction()
+
+function( qv_add_fuzzers )
+    get_property( fuzzers GLOBAL PROPERTY QV_FUZZERS )
+    add_custom_target( qv_fuzzers DEPENDS ${fuzzers} )
+    foreach( program IN LISTS fuzzers )
+        get_property( sources GLOBAL PROPERTY QV_${program}_SOURCES )
+        get_property( package GLOBAL PROPERTY QV_${program}_FUZZED )
+        add_executable( ${program} ${sources} )
+        target_link_libraries( ${program} PRIVATE qv_build ${CMAKE_DL_LIBS} )
+        target_link_options( ${program} PRIVATE -fsanitize=fuzzer )
+        qv_link_package( ${program} ${package} )
+        # Where .ci/run finds all of them.
+        set_target_properties( ${program} PROPERTIES
+            RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/fuzzers" )
     endforeach()
 endfunction()

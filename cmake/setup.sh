@@ -23,6 +23,8 @@ qv_fail() {
 qv_has() {
     case "$1" in
         command:*) command -v "${1#command:}" >/dev/null 2>&1 ;;
+        clang-runtime:*) compgen -G \
+            "$( clang++ -print-runtime-dir 2>/dev/null )/libclang_rt.${1#clang-runtime:}*" >/dev/null ;;
         module:*) pkg-config --exists "${1#module:}" >/dev/null 2>&1 ;;
     esac
 }
