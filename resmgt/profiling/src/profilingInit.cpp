@@ -1,6 +1,9 @@
 #include <base/init/inInit.h>
 #include <resmgt/osSupport/osSupportPackage.h>
+#include <resmgt/profiling/hwCounter.h>
+#include <resmgt/profiling/prProcessTimes.h>
 #include <resmgt/profiling/profilingPackage.h>
+#include <resmgt/profiling/sleeper.h>
 
 namespace Qv {
 
@@ -10,6 +13,20 @@ InInit<QvInit::profiling>::InInit()
     registerPackage();
     addDependency( InInit<QvInit::osSupport>::getType() );
     addDependency( InInit<QvInit::base>::getType() );
+}
+
+template <>
+void InInit<QvInit::profiling>::initializePackage() {
+    // Builds the counter's engine, and shows that it can be read.
+    HwCounter::timeStamp();
+    Sleeper::initialize();
+    PrProcessTimes::initialize();
+}
+
+template <>
+void InInit<QvInit::profiling>::finalizePackage() {
+    PrProcessTimes::finalize();
+    Sleeper::finalize();
 }
 
 namespace {

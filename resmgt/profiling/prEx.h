@@ -1,0 +1,43 @@
+#pragma once
+
+#include <base/failure/exBase.h>
+#include <resmgt/resmgtApi.h>
+
+namespace Qv {
+
+/// Failures of counters that tell of the system's performance.
+class QV_RESMGT_API PrEx : public ExBase {
+public:
+    class ExUnsupported;
+    class ExIllegalCounterIndex;
+    class ExIllegalInstanceName;
+    class ExIllegalObjectIndex;
+
+    using ExBase::ExBase;
+};
+
+/// This platform lacks what was asked for.
+class QV_RESMGT_API PrEx::ExUnsupported : public ExCloneable<PrEx::ExUnsupported, PrEx> {
+public:
+    ExUnsupported( const char* file, int line );
+};
+
+class QV_RESMGT_API PrEx::ExIllegalCounterIndex
+    : public ExCloneable<PrEx::ExIllegalCounterIndex, PrEx> {
+public:
+    ExIllegalCounterIndex( const char* file, int line, int index );
+};
+
+class QV_RESMGT_API PrEx::ExIllegalInstanceName
+    : public ExCloneable<PrEx::ExIllegalInstanceName, PrEx> {
+public:
+    ExIllegalInstanceName( const char* file, int line, const char* name );
+};
+
+class QV_RESMGT_API PrEx::ExIllegalObjectIndex
+    : public ExCloneable<PrEx::ExIllegalObjectIndex, PrEx> {
+public:
+    ExIllegalObjectIndex( const char* file, int line, int index );
+};
+
+} // namespace Qv

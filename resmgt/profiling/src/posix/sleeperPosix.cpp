@@ -1,0 +1,62 @@
+#include <resmgt/profiling/src/posix/sleeperPosix.h>
+
+#include <resmgt/profiling/src/posix/prClockPosix.h>
+
+#include <cmath>
+
+namespace Qv {
+
+namespace {
+
+double toSeconds( std::int64_t nanoseconds ) noexcept {
+    return static_cast<double>( nanoseconds ) * 1e-9;
+}
+
+} // namespace
+
+OPtrRet<Sleeper> Sleeper::performCreate() {
+    return OPtr<Sleeper>( new SleeperPosix );
+}
+
+OPtrRet<Sleeper> Sleeper::performCreateHighRes() {
+    return OPtr<Sleeper>( new SleeperHighResPosix );
+}
+
+double SleeperPosix::getCurrentTime() const {
+    return toSeconds( PrClockPosix::now( "SleeperPosix::getCurrentTime()" ) );
+}
+
+double SleeperPosix::getResolution() const {
+    return PrClockPosix::systemTick( "SleeperPosix::getResolution()" );
+}
+
+void SleeperPosix::sleep( double seconds ) const {
+    const double milliseconds = std::trunc( seconds * 1000.0 );
+    const std::int64_t interval = PrClockPosix::toInterval( milliseconds / 1000.0 );
+    if( interval == 0 ) {
+        return;
+    }
+    constexpr const char* location = "SleeperPosix::sleep()";
+    PrClockPosix::sleepUntil( PrClockPosix::now( location ) + interval, location );
+}
+
+double SleeperHighResPosix::getCurrentTime() const {
+    return toSeconds( PrClockPosix::now( "SleeperHighResPosix::getCurrentTime()" ) );
+}
+
+double SleeperHighResPosix::getResolution() const {
+    return PrClockPosix::resolution( "SleeperHighResPosix::getResolution()" );
+}
+
+void SleeperHighResPosix::sleep( double seconds ) const {
+    const std::int64_t interval = PrClockPosix::toInterval( seconds );
+    if( interval == 0 ) {
+        return;
+    }
+    constexpr const char* location = "SleeperHighResPosix::sleep()";
+    const std::int64_t deadline = PrClockPosix::now( location ) + interval;
+    const PrClockPosix::LeastTimerSlack slack;
+    PrClockPosix::sleepUntil( deadline, location );
+}
+
+} // namespace Qv

@@ -1,0 +1,186 @@
+#include <resmgt/profiling/profConsolidator.h>
+#include <resmgt/profiling/profiler.imp>
+#include <resmgt/profiling/timer.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <sstream>
+#include <vector>
+
+namespace Qv {
+
+namespace {
+
+/// A timer whose intervals the test sets.
+class ScriptedTimer : public IntervalTimer {
+public:
+    using IntervalTimer::IntervalTimer;
+
+    void start() override { _isRunning = true; }
+    void stop() override {
+        EXPECT_TRUE( _isRunning );
+        _isRunning = false;
+    }
+    double timeInterval() const override { return next; }
+    double sinceStart() const override { return next; }
+
+    static inline double next = 0.0;
+
+private:
+    bool _isRunning = false;
+};
+
+using Cycles = std::vector<std::vector<double>>;
+
+void run( ProfilerBase& profiler, const Cycles& cycles ) {
+    for( const std::vector<double>& cycle : cycles ) {
+        double expected = 0.0;
+        for( const double interval : cycle ) {
+            profiler.start();
+            ScriptedTimer::next = interval;
+            profiler.stop();
+            expected += interval;
+            EXPECT_DOUBLE_EQ( profiler.currentTime(), expected );
+        }
+        profiler.endCycle();
+        EXPECT_EQ( profiler.currentTime(), 0.0 );
+    }
+}
+
+TEST( Profiler, statisticsAreThoseComputedByHand ) {
+    const struct {
+        Cycles cycles;
+        double total, average, minimum, maximum, deviation;
+    } cases[] = {
+        { {}, 0.0, 0.0, 0.0, 0.0, 0.0 },
+        { { { 3.0 } }, 3.0, 3.0, 3.0, 3.0, 0.0 },
+        { { {} }, 0.0, 0.0, 0.0, 0.0, 0.0 },
+        // The first cycle has two pairs.
+        { { { 0.25, 0.25 }, { 1.5 }, { 1.0 } }, 3.0, 1.0, 0.5, 1.5, 0.5 },
+        { { { 2 }, { 4 }, { 4 }, { 4 }, { 5 }, { 5 }, { 7 }, { 9 } },
+          40.0,
+          5.0,
+          2.0,
+          9.0,
+          2.13808993529939517 },
+        // Rounding takes the difference of the squares below 0 here.
+        { { { 0.1 }, { 0.1 }, { 0.1 } }, 0.3, 0.1, 0.1, 0.1, 0.0 },
+    };
+    Profiler<ScriptedTimer> profiler( "scripted" );
+    for( const auto& c : cases ) {
+        SCOPED_TRACE( c.cycles.size() );
+        run( profiler, c.cycles );
+        EXPECT_EQ( profiler.cycles(), c.cycles.size() );
+        EXPECT_DOUBLE_EQ( profiler.totalTime(), c.total );
+        EXPECT_DOUBLE_EQ( profiler.averageTime(), c.average );
+        EXPECT_DOUBLE_EQ( profiler.minTime(), c.minimum );
+        EXPECT_DOUBLE_EQ( profiler.maxTime(), c.maximum );
+        EXPECT_NEAR( profiler.standardDeviation(), c.deviation, 1e-9 );
+        profiler.start();
+        profiler.stop();
+        profiler.reset();
+        EXPECT_EQ( profiler.currentTime(), 0.0 );
+    }
+    EXPECT_STREQ( profiler.getName(), "scripted" );
+}
+
+TEST( Profiler, reportsHaveTheirForms ) {
+    Profiler<ScriptedTimer> profiler( "old" );
+    profiler.setName( "decode" );
+    run( profiler, { { 0.5 }, { 1.5 }, { 1.0 } } );
+    std::ostringstream lines;
+    lines << profiler;
+    EXPECT_EQ( lines.str(), "decode\nNb of cycles: 3\nTotal time: 3\nAverage time: 1\n"
+                            "Minimum time: 0.5\nMaximum time: 1.5\nStandard dev: 0.5\n" );
+    std::ostringstream line;
+    profiler.printLine( line );
+    EXPECT_EQ( line.str(), "decode: cyc:3 tot:3 avg:1 min: 0.5 max:1.5 dev:0.5" );
+    EXPECT_EQ( profiler.getLogText(), "Profiler decode\n"
+                                      "        Nb of cycles:   3\n"
+                                      "        Total time  :   3.000000000\n"
+                                      "        Average time:   1.000000000\n"
+                                      "        Minimum time:   0.500000000\n"
+                                      "        Maximum time:   1.500000000\n"
+                                      "        Standard dev:   0.500000000\n" );
+    run( profiler, { { std::numeric_limits<double>::max() } } );
+    EXPECT_THAT( profiler.getLogText(), testing::HasSubstr( "Maximum time:   1797693134862315" ) );
+}
+
+TEST( Profiler, theConsolidatorCountsCyclesOfAllAndNoneOfAProfilerWithoutAny ) {
+    ProfConsolidator consolidator;
+    EXPECT_EQ( consolidator.minTime(), 0.0 );
+    EXPECT_EQ( consolidator.averageTime(), 0.0 );
+    const Cycles all[] = { { { 2.0 }, { 4.0 } }, {}, { { 0.5 }, { 1.0 } } };
+    for( const Cycles& cycles : all ) {
+        Profiler<ScriptedTimer> profiler( "part" );
+        run( profiler, cycles );
+        consolidator.consolidate( profiler );
+    }
+    EXPECT_EQ( consolidator.cycles(), 4u );
+    std::ostringstream text;
+    text << consolidator;
+    EXPECT_EQ( text.str(), "Profiler Consolidator:\nNb of cycles: 4\nTotal time: 7.5\n"
+                           "Average time: 1.875\nMinimum time: 0.5\nMaximum time: 4\n" );
+}
+
+TEST( Profiler, aTimersDumpTellsNameAndTime ) {
+    ScriptedTimer::next = 1.25;
+    Timer<ScriptedTimer> timer( "load" );
+    std::ostringstream text;
+    timer.dump( text );
+    EXPECT_EQ( text.str(), "Timer load: Total = 1.25\n" );
+}
+
+template <class T>
+class IntervalTimers : public testing::Test {};
+using AllIntervalTimers = testing::Types<HwIntervalTimer, TodIntervalTimer>;
+TYPED_TEST_SUITE( IntervalTimers, AllIntervalTimers );
+
+double secondsSince( std::chrono::steady_clock::time_point begin ) {
+    return std::chrono::duration<double>( std::chrono::steady_clock::now() - begin ).count();
+}
+
+TYPED_TEST( IntervalTimers, theTimeRunsFromTheLastStartToTheLastStop ) {
+    // What the clocks may differ by: the time of day counts in microseconds, and is steered.
+    constexpr double TOLERANCE = 1e-4;
+    const auto beforeAll = std::chrono::steady_clock::now();
+    TypeParam timer( "timer" );
+    while( secondsSince( beforeAll ) < 0.005 ) {}
+    EXPECT_EQ( timer.timeInterval(), 0.0 );
+    EXPECT_GE( timer.sinceStart(), 0.004 );
+
+    const auto outer = std::chrono::steady_clock::now();
+    timer.start();
+    EXPECT_EQ( timer.timeInterval(), 0.0 );
+    const auto inner = std::chrono::steady_clock::now();
+    while( secondsSince( inner ) < 0.003 ) {}
+    const double atLeast = secondsSince( inner );
+    timer.stop();
+    EXPECT_GE( timer.timeInterval(), atLeast - TOLERANCE );
+    EXPECT_LE( timer.timeInterval(), secondsSince( outer ) + TOLERANCE );
+
+    const double first = timer.timeInterval();
+    EXPECT_GE( timer.sinceStart(), first );
+    timer.stop();
+    EXPECT_GE( timer.timeInterval(), first );
+    timer.start();
+    EXPECT_EQ( timer.timeInterval(), 0.0 );
+}
+
+TYPED_TEST( IntervalTimers, aProfilerMeasuresWithThem ) {
+    Profiler<TypeParam> profiler( "real" );
+    const auto begin = std::chrono::steady_clock::now();
+    profiler.start();
+    while( secondsSince( begin ) < 0.002 ) {}
+    profiler.stop();
+    profiler.endCycle();
+    EXPECT_GE( profiler.totalTime(), 0.0015 );
+    EXPECT_LE( profiler.totalTime(), secondsSince( begin ) + 1e-4 );
+    EXPECT_EQ( profiler.cycles(), 1u );
+}
+
+} // namespace
+
+} // namespace Qv
