@@ -23,19 +23,28 @@ std::string shortName( const MbState& state ) {
 
 TraceLevel* const level = Trace::registerLevel( "MbStateMachine", "mbStateTrace.cpp" );
 
-void logLine( const MbState& state, const MbBufferImp& buffer, const char* suffix ) {
-    std::ostringstream text;
-    MbStateImp::describe( text, buffer );
-    text << " -->  " << shortName( state ) << suffix;
-    TraceManager::getInstance().getTrace().log( text, QV_HERE );
+void logLine( const MbState& state, const MbBufferImp& buffer, const char* suffix ) noexcept {
+    try {
+        std::ostringstream text;
+        MbStateImp::describe( text, buffer );
+        text << " -->  " << shortName( state ) << suffix;
+        TraceManager::getInstance().getTrace().log( text, QV_HERE );
+    } catch( ... ) {
+        // Tracing never changes what the traced state does: a line is missing.
+    }
 }
 
 Scope::Entry::Entry( const MbState& state, const char* operation )
     : name( shortName( state ) + "::" + operation )
     , entry( TraceManager::getInstance().getTrace(), *level, name.c_str(), QV_HERE ) {}
 
-void Scope::open( const MbState& state, const MbBufferImp& buffer, const char* operation ) {
-    _entry = std::make_unique<Entry>( state, operation );
+void Scope::open( const MbState& state, const MbBufferImp& buffer,
+                  const char* operation ) noexcept {
+    try {
+        _entry = std::make_unique<Entry>( state, operation );
+    } catch( ... ) {
+        // As above.
+    }
     logLine( state, buffer, "" );
 }
 

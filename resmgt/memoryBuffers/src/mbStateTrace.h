@@ -21,12 +21,12 @@ inline bool isEnabled() noexcept {
 
 /// One line: the buffer, its lock count, the state, and `suffix` behind it.
 /// REQUIRES: the caller holds the buffer's lock.
-void logLine( const MbState& state, const MbBufferImp& buffer, const char* suffix );
+void logLine( const MbState& state, const MbBufferImp& buffer, const char* suffix ) noexcept;
 
 /// A line, and entering and leaving the operation `state`::`operation`.
 class Scope {
 public:
-    Scope( const MbState& state, const MbBufferImp& buffer, const char* operation ) {
+    Scope( const MbState& state, const MbBufferImp& buffer, const char* operation ) noexcept {
         if( isEnabled() ) {
             open( state, buffer, operation );
         }
@@ -40,7 +40,7 @@ private:
         const Trace::Entry entry;
     };
 
-    void open( const MbState& state, const MbBufferImp& buffer, const char* operation );
+    void open( const MbState& state, const MbBufferImp& buffer, const char* operation ) noexcept;
 
     std::unique_ptr<Entry> _entry;
 };

@@ -1,8 +1,13 @@
 #include <resmgt/memoryBuffers/test/mbRecorder.h>
 
-#include <resmgt/memoryBuffers/mbEx.h>
+#include <base/failure/exBase.h>
+#include <resmgt/memoryBuffers/src/mbTypeName.h>
 
-#include <gtest/gtest.h>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <typeinfo>
 
 namespace Qv {
 
@@ -12,87 +17,126 @@ bool isLockedByThisThread( const MbBufferImp& buffer ) {
     return buffer.getLock().getImp().getHolder() == ThreadNumber::get();
 }
 
-bool isEmpty( const MbRegion& region ) {
-    return MbTestAccess::words( region ) == MbTestAccess::Words();
+bool isEmpty( const MbTestAccess::Words& words ) {
+    return words == MbTestAccess::Words();
 }
 
 } // namespace
+
+void Recorder::note( const char* call ) {
+    calls.append( calls.empty() ? "" : " " ).append( call );
+    // A copy, since the hook may replace itself.
+    if( const auto called = hook ) {
+        called( call );
+    }
+    if( call == faultyCall ) {
+        faultyCall.clear();
+        throw std::runtime_error( "fault on demand" );
+    }
+}
 
 MbRegion RecordingManager::makeRegion( int block ) {
     char* const memory = _blocks[block];
     return MbRegion( memory, memory, memory + BLOCK_SIZE, memory + BLOCK_SIZE );
 }
 
+void RecordingManager::note( const char* call, const MbBufferImp& buffer ) {
+    EXPECT_TRUE( isLockedByThisThread( buffer ) ) << call;
+    _recorder.note( call );
+}
+
 void RecordingManager::allocateRegion( MbBufferImp* buffer ) {
-    _log.push_back( "M.allocateRegion" );
-    EXPECT_TRUE( isLockedByThisThread( *buffer ) );
-    EXPECT_TRUE( isEmpty( buffer->getRegion() ) ) << "a region is forgotten";
-    if( refusesMemory ) {
-        throw MbEx::ExNotEnoughMemory( QV_HERE, "on demand" );
-    }
+    EXPECT_TRUE( isEmpty( MbTestAccess::words( *buffer ) ) ) << "a region is forgotten";
+    note( "allocate", *buffer );
     buffer->setRegion( makeRegion() );
 }
 
 void RecordingManager::deallocateRegion( const MbRegion& region ) {
-    _log.push_back( "M.deallocateRegion( region )" );
-    EXPECT_FALSE( isEmpty( region ) );
+    EXPECT_FALSE( isEmpty( MbTestAccess::words( region ) ) );
+    _recorder.note( "giveBack" );
 }
 
 void RecordingManager::deallocateRegion( MbBufferImp* buffer ) {
-    _log.push_back( "M.deallocateRegion" );
-    EXPECT_TRUE( isLockedByThisThread( *buffer ) );
-    EXPECT_FALSE( isEmpty( buffer->getRegion() ) ) << "a region is given back twice";
+    EXPECT_FALSE( isEmpty( MbTestAccess::words( *buffer ) ) ) << "a region is given back twice";
+    note( "deallocate", *buffer );
     buffer->setRegion( MbRegion() );
 }
 
-void RecordingManager::bufferNotUnloadable( MbBufferImp* buffer ) {
-    _log.push_back( "M.bufferNotUnloadable" );
-    EXPECT_TRUE( isLockedByThisThread( *buffer ) );
-    if( refusesRemoval ) {
-        throw ManagerFault();
-    }
-}
-
-void RecordingManager::bufferUnloadable( MbBufferImp* buffer ) {
-    _log.push_back( "M.bufferUnloadable" );
-    EXPECT_TRUE( isLockedByThisThread( *buffer ) );
-}
-
-RecordingProtocol::~RecordingProtocol() {
-    if( onEnd ) {
-        onEnd();
-    }
-}
-
 void RecordingProtocol::note( const char* call ) {
-    _log.push_back( call );
     EXPECT_FALSE( isLockedByThisThread( *buffer ) ) << call;
-    // A copy, since the hook may replace itself.
-    if( const auto called = hook ) {
-        called( call );
-    }
-    if( call == faultyCall ) {
-        throw ProtocolFault();
-    }
+    _recorder.note( call );
 }
 
-void RecordingProtocol::note( const char* call, void* memory, unsigned long long size ) {
-    const MbTestAccess::Words words = MbTestAccess::words( MbTestAccess::region( *buffer ) );
+void RecordingProtocol::note( const char* call, void* memory, Size size ) {
+    const MbTestAccess::Words words = MbTestAccess::words( *buffer );
     EXPECT_EQ( memory, words[1] ) << call;
     EXPECT_EQ( static_cast<char*>( memory ) + size, words[2] ) << call;
     note( call );
 }
 
-void RecordingProtocol::noteAsync( const char* call, void* memory, unsigned long long size,
-                                   LkAsyncHandle* handle ) {
-    EXPECT_EQ( handle, static_cast<LkAsyncHandle*>( buffer ) ) << call;
-    note( call, memory, size );
+MbBuffer RecordedBuffers::make( MbStateMachine::LockPolicy_e policy, MbStateMachine::Trace_e trace,
+                                int size ) {
+    auto* const protocol = new RecordingProtocol( recorder );
+    const RCShdEngPtr<MbBufferImp> engine(
+        new MbBufferImp( "buffer", MbStateMachine::getInstance( trace, policy ).getInitialState(),
+                         manager, OPtr<MbProtocol>( protocol ), size, MbAlignment( 127, 0, 0 ) ) );
+    protocol->buffer = imp = engine.get();
+    return MbBuffer( engine );
 }
 
-void RecordingProtocol::noteBuffer( const char* call, void* memory, unsigned long long size,
-                                    MbBufferImp* b ) {
-    EXPECT_EQ( b, buffer ) << call;
-    note( call, memory, size );
+void RecordedBuffers::send( const std::string& events ) {
+    const auto unload = []( MbBufferImp& b ) {
+        b.pin();
+        const std::shared_ptr<void> pin( nullptr, [&b]( void* ) { b.unpin(); } );
+        b.unload();
+    };
+    const std::map<std::string, std::function<void( MbBufferImp& )>> operations = {
+        { "rdlock", &MbBufferImp::rdlock },
+        { "wrlock", &MbBufferImp::wrlock },
+        { "wrdup", &MbBufferImp::wrdup },
+        { "wr2rd", &MbBufferImp::wr2rd },
+        { "prefetch", &MbBufferImp::prefetch },
+        { "asyncSync", &MbBufferImp::asyncSync },
+        { "sync", &MbBufferImp::sync },
+        { "unlock", &MbBufferImp::unlock },
+        { "unload", unload },
+        { "free", &MbBufferImp::free },
+        { "destroy", &MbBufferImp::destroy },
+        { "asyncOpSucceeded", &MbBufferImp::asyncSucceeded },
+        { "asyncOpFailed", &MbBufferImp::asyncFailed },
+        { "drop", [&]( MbBufferImp& ) { buffer = MbBuffer(); } },
+    };
+    std::istringstream words( events );
+    for( std::string event; words >> event; ) {
+        recorder.unloadAnswer = event != "refused";
+        operations.at( event == "refused" ? "unload" : event )( *imp );
+    }
+}
+
+void RecordedBuffers::inside( const std::string& call, std::function<void()> body ) {
+    recorder.hook = [this, call, body]( const std::string& name ) {
+        if( name == call ) {
+            recorder.hook = nullptr;
+            body();
+        }
+    };
+}
+
+std::string raisedBy( const std::function<void()>& body ) {
+    try {
+        body();
+    } catch( const ExBase& exception ) {
+        return exception.getReason();
+    } catch( const std::exception& exception ) {
+        return exception.what();
+    }
+    return "";
+}
+
+std::string nameOf( const MbState* state ) {
+    const std::string name = mbTypeName( typeid( *state ) );
+    const std::size_t begin = name.rfind( "::" ) + 2;
+    return name.substr( begin, name.find( '<' ) - begin );
 }
 
 } // namespace Qv

@@ -1,6 +1,4 @@
-#include <base/ownership/rcShdEngPtr.h>
 #include <resmgt/locks/lkSingleton.h>
-#include <resmgt/memoryBuffers/mbBufferImpFactory.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/src/mbStateMachineImp.h>
 #include <resmgt/memoryBuffers/src/mbTypeName.h>
@@ -11,9 +9,12 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <map>
 #include <sstream>
+#include <tests/support/deadline.h>
 #include <tests/support/testThread.h>
+#include <tuple>
 
 namespace Qv {
 
@@ -21,143 +22,103 @@ namespace {
 
 using testing::HasSubstr;
 
-// The tables, as they are written for the maintainer, state by state. A cell tells what an event
-// does: "none", "count" (one lock more, nothing else), "illegal", "wait", "defer B", or a
-// transition: the calls to manager and protocol in order, "target X" where the state to end in
-// after a failure changes, and "to X". The calls of entering and leaving Loaded and Synched are
-// left out. "cleanLock", "dirtyRead", "dirtyWrite" and "asyncSyncState" depend on the policy and
-// the environment.
+// The tables, as they are written for the maintainer: what some events do in some states. A row
+// with one cell holds for all of its table's states, and "-" is the cell on the left. A cell says
+// "none", "count" (one lock more, nothing else), "illegal", "wait", the pending bits that are set,
+// or what a transition does: the calls to manager and protocol in order, without those of entering
+// and leaving Loaded and Synched; ">X" is the state to end in, "@X" the one to end in from there on
+// where a call raises. A call with "!" gives the memory back when it raises. "+1" is one lock more.
+// "cleanLock", "dirtyRead", "dirtyWrite" and "asyncSyncState" depend on the policy and the
+// environment.
+const char* const TABLES[] = { R"(
+          | Freed | Unloaded | Synched | Loaded | Destroyed
+rdlock    | allocate load! >cleanLock +1 | allocate reload! >cleanLock +1
+          | >cleanLock +1 | >dirtyRead +1 | illegal
+wrlock    | allocate load! markDirty! >dirtyWrite +1 | allocate reload! markDirty! >dirtyWrite +1
+          | markDirty >dirtyWrite +1 | >dirtyWrite +1 | illegal
+prefetch  | allocate asyncLoad! >WaitAsyncLoaded | allocate asyncReload! >WaitAsyncReloaded
+          | refresh | - | illegal
+asyncSync | none | - | - | asyncSync >asyncSyncState | illegal
+sync      | none | - | - | sync >Synched | illegal
+unload    | none | - | unload deallocate >Unloaded | - | none
+refused   | none | - | unload >Synched | unload >Loaded | none
+free      | none | >Freed | free deallocate >Freed | - | illegal
+destroy   | >Destroyed | - | deallocate >Destroyed
+          | @Destroyed destroy! deallocate >Destroyed | illegal
+release   | allocate load! @Synched free >Freed | allocate reload! @Synched free >Freed
+          | free >Freed | - | illegal
+grab      | @Freed grab! >Loaded | - | free deallocate @Freed grab! >Loaded | - | illegal
+wrdup wr2rd unlock asyncOpSucceeded asyncOpFailed | illegal)",
+                               R"(
+          | Locked | LockedDirty | LockedFreed | LockedFreedDirty
+rdlock    | count
+wrlock    | markDirty >LockedDirty +1 | count | markDirty >LockedFreedDirty +1 | count
+wrdup     | illegal | count | illegal | count
+wr2rd     | illegal | none | illegal | none
+asyncSync | none | 32 | none | -
+sync      | none | wait | none | -
+unlock    | unlocked >Synched | unlocked >Loaded | @Freed free! deallocate >Freed | -
+free      | >LockedFreed | >LockedFreedDirty | none | -
+prefetch unload refused                | none
+destroy asyncOpSucceeded asyncOpFailed | illegal
+release grab                           | wait)",
+                               R"(
+          | RdLocked | RdLockedDirty | RdLockedFreed | WrLocked | WrLockedFreed
+rdlock    | count | - | - | wait | -
+wrlock    | wait
+wrdup     | illegal | - | - | count | -
+wr2rd     | illegal | - | - | >RdLockedDirty | >RdLockedFreed
+asyncSync | none | 32 | none | 32 | none
+sync      | none | wait | none | wait | none
+unlock    | unlocked >Synched | unlocked >Loaded | @Freed free! deallocate >Freed
+          | unlocked >Loaded | @Freed free! deallocate >Freed
+free      | >RdLockedFreed | - | none | >WrLockedFreed | none
+prefetch unload refused                | none
+destroy asyncOpSucceeded asyncOpFailed | illegal
+release grab                           | wait)",
+                               R"(
+          | TransientState | WaitAsyncLoaded | WaitAsyncReloaded
+          | WaitAsyncSynched | WaitAsyncSynchedLoaded | WaitAsyncSynchedRdLocked
+rdlock    | wait | - | - | - | >WaitAsyncSynchedRdLocked +1 | count
+prefetch  | 16 | - | - | - | none | -
+asyncSync | 32 | - | - | - | none | -
+unlock    | wait | - | - | - | illegal | unlocked >WaitAsyncSynchedLoaded
+asyncOpSucceeded
+          | 2048 | asyncLoadSucceeded >Synched | asyncReloadSucceeded >Synched
+          | asyncSyncSucceeded >Synched | - | asyncSyncSucceeded >RdLocked
+asyncOpFailed
+          | 4096 | deallocate asyncLoadFailed >Freed | deallocate asyncReloadFailed >Unloaded
+          | asyncSyncFailed >Loaded | - | asyncSyncFailed >RdLockedDirty
+wrlock sync free destroy release grab | wait
+unload refused                        | none
+wrdup wr2rd                           | illegal)" };
 
-struct Column {
-    const char* state;
-    std::vector<const char*> cells;
-};
+constexpr std::size_t NB_EVENTS_IN_TABLES = NB_EVENTS + 3; // release, grab, a refused unload
 
-const std::vector<const char*> EVENTS = {
-    "rdlock",        "wrlock",  "wrdup",  "wr2rd", "prefetch", "asyncSync",
-    "sync",          "unlock",  "unload", "free",  "destroy",  "asyncOpSucceeded",
-    "asyncOpFailed", "release", "grab",
-};
-
-const std::vector<Column> TABLE = {
-    { "Freed",
-      { "M.allocateRegion, P.load, to cleanLock, count+1",
-        "M.allocateRegion, P.load, P.markDirty, to dirtyWrite, count+1", "illegal", "illegal",
-        "M.allocateRegion, P.asyncLoad, to WaitAsyncLoaded", "none", "none", "illegal", "none",
-        "none", "to Destroyed", "illegal", "illegal",
-        "M.allocateRegion, P.load, target Synched, P.free, to Freed",
-        "target Freed, P.grab, to Loaded" } },
-    { "Unloaded",
-      { "M.allocateRegion, P.reload, to cleanLock, count+1",
-        "M.allocateRegion, P.reload, P.markDirty, to dirtyWrite, count+1", "illegal", "illegal",
-        "M.allocateRegion, P.asyncReload, to WaitAsyncReloaded", "none", "none", "illegal", "none",
-        "to Freed", "to Destroyed", "illegal", "illegal",
-        "M.allocateRegion, P.reload, target Synched, P.free, to Freed",
-        "target Freed, P.grab, to Loaded" } },
-    { "Synched",
-      { "to cleanLock, count+1", "P.markDirty, to dirtyWrite, count+1", "illegal", "illegal",
-        "refresh", "none", "none", "illegal", "P.unload, M.deallocateRegion, to Unloaded",
-        "P.free, M.deallocateRegion, to Freed", "M.deallocateRegion, to Destroyed", "illegal",
-        "illegal", "P.free, to Freed",
-        "P.free, M.deallocateRegion, target Freed, P.grab, to Loaded" } },
-    { "Loaded",
-      { "to dirtyRead, count+1", "to dirtyWrite, count+1", "illegal", "illegal", "refresh",
-        "P.asyncSync, to asyncSyncState", "P.sync, to Synched", "illegal",
-        "P.unload, M.deallocateRegion, to Unloaded", "P.free, M.deallocateRegion, to Freed",
-        "target Destroyed, P.destroy, M.deallocateRegion, to Destroyed", "illegal", "illegal",
-        "P.free, to Freed", "P.free, M.deallocateRegion, target Freed, P.grab, to Loaded" } },
-    { "Destroyed",
-      { "illegal", "illegal", "illegal", "illegal", "illegal", "illegal", "illegal", "illegal",
-        "none", "illegal", "illegal", "illegal", "illegal", "illegal", "illegal" } },
-
-    { "Locked",
-      { "count", "P.markDirty, to LockedDirty, count+1", "illegal", "illegal", "none", "none",
-        "none", "P.unlocked, to Synched", "none", "to LockedFreed", "illegal", "illegal", "illegal",
-        "wait", "wait" } },
-    { "LockedDirty",
-      { "count", "count", "count", "none", "none", "defer 32", "wait", "P.unlocked, to Loaded",
-        "none", "to LockedFreedDirty", "illegal", "illegal", "illegal", "wait", "wait" } },
-    { "LockedFreed",
-      { "count", "P.markDirty, to LockedFreedDirty, count+1", "illegal", "illegal", "none", "none",
-        "none", "target Freed, P.free, M.deallocateRegion, to Freed", "none", "none", "illegal",
-        "illegal", "illegal", "wait", "wait" } },
-    { "LockedFreedDirty",
-      { "count", "count", "count", "none", "none", "none", "none",
-        "target Freed, P.free, M.deallocateRegion, to Freed", "none", "none", "illegal", "illegal",
-        "illegal", "wait", "wait" } },
-
-    { "RdLocked",
-      { "count", "wait", "illegal", "illegal", "none", "none", "none", "P.unlocked, to Synched",
-        "none", "to RdLockedFreed", "illegal", "illegal", "illegal", "wait", "wait" } },
-    { "RdLockedDirty",
-      { "count", "wait", "illegal", "illegal", "none", "defer 32", "wait", "P.unlocked, to Loaded",
-        "none", "to RdLockedFreed", "illegal", "illegal", "illegal", "wait", "wait" } },
-    { "RdLockedFreed",
-      { "count", "wait", "illegal", "illegal", "none", "none", "none",
-        "target Freed, P.free, M.deallocateRegion, to Freed", "none", "none", "illegal", "illegal",
-        "illegal", "wait", "wait" } },
-    { "WrLocked",
-      { "wait", "wait", "count", "to RdLockedDirty", "none", "defer 32", "wait",
-        "P.unlocked, to Loaded", "none", "to WrLockedFreed", "illegal", "illegal", "illegal",
-        "wait", "wait" } },
-    { "WrLockedFreed",
-      { "wait", "wait", "count", "to RdLockedFreed", "none", "none", "none",
-        "target Freed, P.free, M.deallocateRegion, to Freed", "none", "none", "illegal", "illegal",
-        "illegal", "wait", "wait" } },
-
-    { "TransientState",
-      { "wait", "wait", "illegal", "illegal", "defer 16", "defer 32", "wait", "wait", "none",
-        "wait", "wait", "defer 2048", "defer 4096", "wait", "wait" } },
-    { "WaitAsyncLoaded",
-      { "wait", "wait", "illegal", "illegal", "defer 16", "defer 32", "wait", "wait", "none",
-        "wait", "wait", "P.asyncLoadSucceeded, to Synched",
-        "M.deallocateRegion, P.asyncLoadFailed, to Freed", "wait", "wait" } },
-    { "WaitAsyncReloaded",
-      { "wait", "wait", "illegal", "illegal", "defer 16", "defer 32", "wait", "wait", "none",
-        "wait", "wait", "P.asyncReloadSucceeded, to Synched",
-        "M.deallocateRegion, P.asyncReloadFailed, to Unloaded", "wait", "wait" } },
-    { "WaitAsyncSynched",
-      { "wait", "wait", "illegal", "illegal", "defer 16", "defer 32", "wait", "wait", "none",
-        "wait", "wait", "P.asyncSyncSucceeded, to Synched", "P.asyncSyncFailed, to Loaded", "wait",
-        "wait" } },
-    { "WaitAsyncSynchedLoaded",
-      { "to WaitAsyncSynchedRdLocked, count+1", "wait", "illegal", "illegal", "none", "none",
-        "wait", "illegal", "none", "wait", "wait", "P.asyncSyncSucceeded, to Synched",
-        "P.asyncSyncFailed, to Loaded", "wait", "wait" } },
-    { "WaitAsyncSynchedRdLocked",
-      { "count", "wait", "illegal", "illegal", "none", "none", "wait",
-        "P.unlocked, to WaitAsyncSynchedLoaded", "none", "wait", "wait",
-        "P.asyncSyncSucceeded, to RdLocked", "P.asyncSyncFailed, to RdLockedDirty", "wait",
-        "wait" } },
-};
-
-/// Protocol calls whose exception has the manager called before the transition ends in the state
-/// that it left, or in the target set by then.
-struct Failure {
-    const char* states;
-    const char* event;
-    const char* call;
-};
-
-const std::vector<Failure> GIVE_MEMORY_BACK = {
-    { "Freed", "rdlock wrlock release", "P.load" },
-    { "Freed Unloaded", "wrlock", "P.markDirty" },
-    { "Freed", "prefetch", "P.asyncLoad" },
-    { "Unloaded", "rdlock wrlock release", "P.reload" },
-    { "Unloaded", "prefetch", "P.asyncReload" },
-    { "Freed Unloaded Synched Loaded", "grab", "P.grab" },
-    { "Loaded", "destroy", "P.destroy" },
-    { "LockedFreed LockedFreedDirty RdLockedFreed WrLockedFreed", "unlock", "P.free" },
-};
-
-bool hasWord( const char* words, const std::string& word ) {
+std::vector<std::string> split( const std::string& words ) {
     std::istringstream stream( words );
-    for( std::string w; stream >> w; ) {
-        if( w == word ) {
-            return true;
+    return { std::istream_iterator<std::string>( stream ), {} };
+}
+
+/// The rows of a table: the states, then of each row the events and the cells.
+std::vector<std::vector<std::string>> parse( const char* table ) {
+    std::vector<std::vector<std::string>> rows;
+    std::istringstream lines( table );
+    for( std::string line; std::getline( lines, line ); ) {
+        // An indented line goes on with its row.
+        if( line[0] != ' ' ) {
+            rows.emplace_back();
+        }
+        std::istringstream cells( line );
+        for( std::string cell; std::getline( cells, cell, '|' ); ) {
+            const std::size_t begin = cell.find_first_not_of( ' ' );
+            if( begin != std::string::npos ) {
+                cell = cell.substr( begin, cell.find_last_not_of( ' ' ) - begin + 1 );
+                rows.back().push_back( cell == "-" ? rows.back().back() : cell );
+            }
         }
     }
-    return false;
+    return rows;
 }
 
 bool isListed( const std::string& state ) {
@@ -168,28 +129,19 @@ bool hasMemory( const std::string& state ) {
     return state != "Freed" && state != "Unloaded" && state != "Destroyed";
 }
 
-bool isLockedState( const std::string& state ) {
+bool isLocked( const std::string& state ) {
     return state.find( "Locked" ) != std::string::npos;
 }
 
-/// What an event should leave behind.
-struct Outcome {
-    CallLog calls;
-    std::string state;
-    std::uint32_t lockCount = 0;
-    std::uint32_t pendingEvents = 0;
-    bool isBroadcast = false;
-
-    bool operator==( const Outcome& ) const = default;
-};
-
-std::ostream& operator<<( std::ostream& stream, const Outcome& outcome ) {
-    for( const std::string& call : outcome.calls ) {
-        stream << call << ", ";
-    }
-    return stream << "state " << outcome.state << ", locks " << outcome.lockCount << ", pending "
-                  << outcome.pendingEvents << ( outcome.isBroadcast ? ", broadcast" : "" );
+/// Moves are broadcast by what calls the state.
+bool isMove( const std::string& event ) {
+    return event == "release" || event == "grab";
 }
+
+/// What an event leaves behind: calls, state, locks, pending events, whether it has been broadcast,
+/// and what was raised.
+using Outcome =
+    std::tuple<std::string, std::string, std::uint32_t, std::uint32_t, bool, std::string>;
 
 template <bool UNTRACED, bool RELAXED>
 const MbStates::StateTable& statesOf() {
@@ -200,345 +152,250 @@ const MbStates::StateTable& statesOf() {
         .getStates();
 }
 
-std::string nameOf( const MbState* state ) {
-    const std::string name = mbTypeName( typeid( *state ) );
-    const std::size_t begin = name.rfind( "::" ) + 2;
-    return name.substr( begin, name.find( '<' ) - begin );
-}
-
 /// One machine, and a buffer that can be put into any of its states.
-class MbStateTable : public testing::TestWithParam<int> {
+class MbStateTable : public RecordedBuffers, public testing::WithParamInterface<int> {
 protected:
-    MbStateTable()
-        : _isRelaxed( ( GetParam() & 1 ) != 0 )
-        , _states( GetParam() == 0   ? statesOf<false, false>()
-                   : GetParam() == 1 ? statesOf<false, true>()
-                   : GetParam() == 2 ? statesOf<true, false>()
-                                     : statesOf<true, true>() )
-        , _manager( new RecordingManager( _log ) )
-        , _protocol( new RecordingProtocol( _log ) )
-        , _engine( MbBufferImpFactory::create(
-              "table", _states[MbStates::FREED], RCShdPtr<MbManager>( _manager ),
-              OPtr<MbProtocol>( _protocol ), RecordingManager::BLOCK_SIZE,
-              MbAlignment( 127, 0, 0 ) ) )
-        , _b( *_engine ) {
-        _protocol->buffer = &_b;
+    MbStateTable() {
+        for( const MbState* const state : GetParam() == 0   ? statesOf<false, false>()
+                                          : GetParam() == 1 ? statesOf<false, true>()
+                                          : GetParam() == 2 ? statesOf<true, false>()
+                                                            : statesOf<true, true>() ) {
+            _states[nameOf( state )] = state;
+        }
+        buffer = make();
         // The events under test may destroy the buffer.
-        _b.pin();
-        _b.pin();
+        imp->pin();
+        imp->pin();
     }
     ~MbStateTable() override {
         put( "Freed" );
-        _b.unpin();
-        _engine.reset();
-        EXPECT_EQ( MbTestAccess::pins( _b ), 1 );
-        _b.unpin();
+        imp->unpin();
+        buffer = MbBuffer();
+        EXPECT_EQ( MbTestAccess::pins( *imp ), 1 );
+        imp->unpin();
     }
 
-    const MbState* stateNamed( const std::string& name ) const {
-        for( const MbState* state : _states ) {
-            if( nameOf( state ) == name ) {
-                return state;
-            }
-        }
-        ADD_FAILURE() << "no state " << name;
-        return nullptr;
-    }
     std::string resolve( const std::string& name ) const {
-        if( name == "cleanLock" ) {
-            return _isRelaxed ? "Locked" : "RdLocked";
-        }
-        if( name == "dirtyRead" ) {
-            return _isRelaxed ? "LockedDirty" : "RdLockedDirty";
-        }
-        if( name == "dirtyWrite" ) {
-            return _isRelaxed ? "LockedDirty" : "WrLocked";
-        }
-        if( name == "asyncSyncState" ) {
-            const char* const value = std::getenv( "QV_READ_WHILE_ASYNC_SYNC" );
-            return value != nullptr && std::atoi( value ) == 0 ? "WaitAsyncSynched"
-                                                               : "WaitAsyncSynchedLoaded";
-        }
-        return name;
+        const bool isRelaxed = ( GetParam() & 1 ) != 0;
+        const char* const wait = std::getenv( "QV_READ_WHILE_ASYNC_SYNC" );
+        const bool isWaiting = wait != nullptr && std::atoi( wait ) == 0;
+        const std::map<std::string, const char*> names = {
+            { "cleanLock", isRelaxed ? "Locked" : "RdLocked" },
+            { "dirtyRead", isRelaxed ? "LockedDirty" : "RdLockedDirty" },
+            { "dirtyWrite", isRelaxed ? "LockedDirty" : "WrLocked" },
+            { "asyncSyncState", isWaiting ? "WaitAsyncSynched" : "WaitAsyncSynchedLoaded" },
+        };
+        const auto found = names.find( name );
+        return found == names.end() ? name : found->second;
     }
 
     void put( const std::string& state, std::uint32_t lockCount = 0 ) {
-        const LkGuard<const LkLock> guard( _b.getLock() );
-        MbTestAccess::state( _b ) = stateNamed( state );
-        MbTestAccess::lockCount( _b ) = lockCount;
-        MbTestAccess::pendingEvents( _b ) = 0;
-        MbTestAccess::owner( _b ).reset();
-        MbTestAccess::region( _b ) = hasMemory( state ) ? _manager->makeRegion() : MbRegion();
-        _protocol->faultyCall.clear();
-        _log.clear();
-        _formerState = state;
+        {
+            const LkGuard<const LkLock> guard( imp->getLock() );
+            MbTestAccess::state( *imp ) = _states.at( state );
+            MbTestAccess::lockCount( *imp ) = lockCount;
+            MbTestAccess::pendingEvents( *imp ) = 0;
+            MbTestAccess::owner( *imp ).reset();
+            imp->setRegion( hasMemory( state ) ? recordingManager().makeRegion() : MbRegion() );
+        }
+        EXPECT_EQ( imp->isLoaded(), isListed( state ) || isLocked( state ) ) << state;
+        recorder.take();
     }
+    RecordingManager& recordingManager() { return static_cast<RecordingManager&>( *manager ); }
 
-    void send( const std::string& event ) {
-        static const std::map<std::string, void ( MbBufferImp::* )()> operations = {
-            { "rdlock", &MbBufferImp::rdlock },
-            { "wrlock", &MbBufferImp::wrlock },
-            { "wrdup", &MbBufferImp::wrdup },
-            { "wr2rd", &MbBufferImp::wr2rd },
-            { "prefetch", &MbBufferImp::prefetch },
-            { "asyncSync", &MbBufferImp::asyncSync },
-            { "sync", &MbBufferImp::sync },
-            { "unlock", &MbBufferImp::unlock },
-            { "unload", &MbBufferImp::unload },
-            { "free", &MbBufferImp::free },
-            { "destroy", &MbBufferImp::destroy },
-            { "asyncOpSucceeded", &MbBufferImp::asyncSucceeded },
-            { "asyncOpFailed", &MbBufferImp::asyncFailed },
-        };
-        if( event == "release" || event == "grab" ) {
-            sendMove( event );
+    void sendAny( const std::string& event ) {
+        if( isMove( event ) ) {
+            move( event );
         } else {
-            ( _b.*operations.at( event ) )();
+            send( event );
         }
     }
-
     /// `release` and `grab` have no event of their own on a single buffer.
-    void sendMove( const std::string& event ) {
-        const LkGuard<const LkLock> guard( _b.getLock() );
-        const MbState* const state = MbTestAccess::state( _b );
+    void move( const std::string& event ) {
+        const LkGuard<const LkLock> guard( imp->getLock() );
+        const MbState* const state = MbTestAccess::state( *imp );
         try {
             if( event == "grab" ) {
-                state->grab( &_b, _manager->makeRegion( 1 ) );
-                EXPECT_EQ( MbTestAccess::words( _b.getRegion() ),
-                           MbTestAccess::words( _manager->makeRegion( 1 ) ) );
+                state->grab( imp, recordingManager().makeRegion( 1 ) );
+                EXPECT_EQ( MbTestAccess::words( *imp ),
+                           MbTestAccess::words( recordingManager().makeRegion( 1 ) ) );
             } else {
-                EXPECT_EQ( MbTestAccess::words( state->release( &_b ) ),
-                           MbTestAccess::words( _manager->makeRegion() ) );
+                EXPECT_EQ( MbTestAccess::words( state->release( imp ) ),
+                           MbTestAccess::words( recordingManager().makeRegion() ) );
             }
         } catch( ... ) {
-            clearFailureMark();
+            // As whoever catches it does.
+            MbTestAccess::pendingEvents( *imp ) &= 0x7fffffffu;
             throw;
         }
     }
-    void clearFailureMark() { MbTestAccess::pendingEvents( _b ) &= 0x7fffffffu; }
 
-    Outcome observe( bool isBroadcast ) {
-        const std::string state = nameOf( MbTestAccess::state( _b ) );
-        const bool isEmpty =
-            MbTestAccess::words( MbTestAccess::region( _b ) ) == MbTestAccess::Words();
-        // A failed load has given it back before the protocol raises.
-        const bool isLost = state.starts_with( "WaitAsync" ) &&
-                            std::count( _log.begin(), _log.end(), "M.deallocateRegion" ) != 0;
-        EXPECT_EQ( isEmpty, isLost || !hasMemory( state ) ) << "memory in state " << state;
-        EXPECT_EQ( MbTestAccess::owner( _b ).getNum(), 0u );
-        // The handles' pin goes with the event that ends in the destruction, and with no other.
-        const bool isDestroyedNow = state == "Destroyed" && _formerState != "Destroyed";
-        EXPECT_EQ( MbTestAccess::pins( _b ), isDestroyedNow ? 2 : 3 );
-        if( isDestroyedNow ) {
-            _b.pin();
-        }
-        return { _log, state, MbTestAccess::lockCount( _b ), MbTestAccess::pendingEvents( _b ),
-                 isBroadcast };
+    Outcome observe( bool isBroadcast = false, const std::string& raised = "" ) {
+        EXPECT_EQ( MbTestAccess::owner( *imp ).getNum(), 0u );
+        return { recorder.take(),
+                 nameOf( MbTestAccess::state( *imp ) ),
+                 MbTestAccess::lockCount( *imp ),
+                 MbTestAccess::pendingEvents( *imp ),
+                 isBroadcast,
+                 raised };
     }
-
-    /// Sends `event`, which should raise an `Exception` unless that is void.
-    template <class Exception>
-    Outcome run( const std::string& event ) {
-        BroadcastProbe probe( MbTestAccess::stateChanged( _b ) );
-        if constexpr( std::is_void_v<Exception> ) {
-            EXPECT_NO_THROW( send( event ) );
-        } else {
-            EXPECT_THROW( send( event ), Exception );
+    /// Sends `event` to the buffer in `state`, and tells what it has done.
+    Outcome run( const std::string& state, const std::string& event, std::uint32_t lockCount,
+                 const std::string& faultyCall = "" ) {
+        put( state, lockCount );
+        recorder.faultyCall = faultyCall;
+        BroadcastProbe probe( MbTestAccess::stateChanged( *imp ) );
+        const std::string raised = raisedBy( [&] { sendAny( event ); } );
+        const Outcome outcome = observe( probe.wasBroadcast(), raised );
+        const std::string& target = std::get<1>( outcome );
+        // A failed load has given its memory back before the protocol raises.
+        const bool isLost = target.starts_with( "WaitAsync" ) &&
+                            std::get<0>( outcome ).find( "deallocate" ) != std::string::npos;
+        EXPECT_EQ( MbTestAccess::words( *imp ) == MbTestAccess::Words(),
+                   isLost || !hasMemory( target ) );
+        // The handles' pin goes with the event that ends in the destruction, and with no other.
+        const bool isDestroyedNow = target == "Destroyed" && state != target;
+        EXPECT_EQ( MbTestAccess::pins( *imp ), isDestroyedNow ? 2 : 3 );
+        if( isDestroyedNow ) {
+            imp->pin();
         }
-        return observe( probe.wasBroadcast() );
+        return outcome;
     }
 
     void checkTransition( const std::string& state, const std::string& event,
                           const std::string& cell );
-    void checkFailure( const std::string& state, const std::string& event, Outcome expected );
     void checkWait( const std::string& state, const std::string& event );
-    void checkIllegal( const std::string& state, const std::string& event );
     void checkCell( const std::string& state, const std::string& event, const std::string& cell );
+    std::ptrdiff_t stackOf( const std::string& event, int nbWaits );
 
-    /// Moves are broadcast by what calls the state.
-    static bool isMove( const std::string& event ) { return event == "release" || event == "grab"; }
-    static std::uint32_t locksIn( const std::string& state ) { return isLockedState( state ); }
-
-    CallLog _log;
-    std::string _formerState;
-    const bool _isRelaxed;
-    const MbStates::StateTable& _states;
-    RecordingManager* const _manager;
-    RecordingProtocol* const _protocol;
-    RCShdEngPtr<MbBufferImp> _engine;
-    MbBufferImp& _b;
+    std::map<std::string, const MbState*> _states;
 };
 
 void MbStateTable::checkTransition( const std::string& state, const std::string& event,
                                     const std::string& cell ) {
-    Outcome expected{
-        {}, state, locksIn( state ) - ( event == "unlock" ? 1 : 0 ), 0, !isMove( event ) };
-    std::vector<Outcome> failures;
+    std::string calls;
+    std::string target = state;
+    std::uint32_t lockCount = isLocked( state ) && event != "unlock";
+    std::map<std::string, Outcome> failures;
+    const auto addCall = [&]( const std::string& call, const char* callOnFailure = "" ) {
+        calls += ( calls.empty() ? "" : " " ) + call;
+        std::string all = calls + callOnFailure + ( isListed( target ) ? " list" : "" );
+        // The region that it hasn't yet taken.
+        all += event == "grab" && call != "grab" ? " giveBack" : "";
+        failures[call] = { all, target, lockCount, 0, !isMove( event ), "fault on demand" };
+    };
     if( isListed( state ) ) {
-        expected.calls.push_back( "M.bufferNotUnloadable" );
+        addCall( "unlist" );
     }
-    std::istringstream stream( cell );
-    for( std::string step; std::getline( stream >> std::ws, step, ',' ); ) {
-        if( step == "count+1" ) {
-            ++expected.lockCount;
-        } else if( step.starts_with( "target " ) ) {
-            expected.state = resolve( step.substr( 7 ) );
-        } else if( step.starts_with( "to " ) ) {
-            expected.state = resolve( step.substr( 3 ) );
+    for( const std::string& step : split( cell ) ) {
+        if( step == "+1" ) {
+            ++lockCount;
+        } else if( step[0] == '>' || step[0] == '@' ) {
+            target = resolve( step.substr( 1 ) );
+        } else if( step.back() == '!' ) {
+            addCall( step.substr( 0, step.size() - 1 ), " deallocate" );
         } else {
-            expected.calls.push_back( step );
-            if( step.starts_with( "P." ) ) {
-                failures.push_back( expected );
-            }
+            addCall( step );
         }
     }
-    if( isListed( expected.state ) ) {
-        expected.calls.push_back( "M.bufferUnloadable" );
+    calls += isListed( target ) ? " list" : "";
+    failures.erase( "deallocate" );
+    EXPECT_EQ( run( state, event, isLocked( state ) ),
+               Outcome( calls, target, lockCount, 0, !isMove( event ), "" ) );
+    for( const auto& [call, outcome] : failures ) {
+        EXPECT_EQ( run( state, event, isLocked( state ), call ), outcome ) << call << " raises";
     }
-    put( state, locksIn( state ) );
-    EXPECT_EQ( run<void>( event ), expected );
-    for( const Outcome& failure : failures ) {
-        checkFailure( state, event, failure );
-    }
-}
-
-void MbStateTable::checkFailure( const std::string& state, const std::string& event,
-                                 Outcome expected ) {
-    const std::string call = expected.calls.back();
-    SCOPED_TRACE( call + " raises" );
-    for( const Failure& failure : GIVE_MEMORY_BACK ) {
-        if( hasWord( failure.states, state ) && hasWord( failure.event, event ) &&
-            call == failure.call ) {
-            expected.calls.push_back( "M.deallocateRegion" );
-        }
-    }
-    if( isListed( expected.state ) ) {
-        expected.calls.push_back( "M.bufferUnloadable" );
-    }
-    if( event == "grab" && call == "P.free" ) {
-        expected.calls.push_back( "M.deallocateRegion( region )" );
-    }
-    put( state, locksIn( state ) );
-    _protocol->faultyCall = call;
-    EXPECT_EQ( run<ProtocolFault>( event ), expected );
 }
 
 void MbStateTable::checkWait( const std::string& state, const std::string& event ) {
-    put( state, locksIn( state ) );
-    {
-        TestThread sender( [&] {
-            try {
-                send( event );
-                ADD_FAILURE() << "didn't reach Destroyed";
-            } catch( const MbEx::ExIllegalTransition& exception ) {
-                EXPECT_THAT( exception.getReason(), HasSubstr( event + "() from state" ) );
-                EXPECT_THAT( exception.getReason(), HasSubstr( "::Destroyed<" ) );
-            }
-        } );
-        sender.waitUntilBlocked();
-        EXPECT_EQ( observe( false ), ( Outcome{ {}, state, locksIn( state ), 0, false } ) );
-        put( "Destroyed" );
-        MbTestAccess::stateChanged( _b ).broadcast();
-    }
+    put( state, isLocked( state ) );
+    TestThread sender( [&] {
+        EXPECT_THAT( raisedBy( [&] { sendAny( event ); } ),
+                     HasSubstr( event + "() from state Qv::MbStates::Destroyed<" ) );
+    } );
+    sender.waitUntilBlocked();
+    EXPECT_EQ( observe(), Outcome( "", state, isLocked( state ), 0, false, "" ) );
+    put( "Destroyed" );
+    MbTestAccess::stateChanged( *imp ).broadcast();
+    sender.join();
     // The thread in the middle of a transition would wait for itself.
-    if( state == "TransientState" && event != "free" && event != "destroy" ) {
+    if( state == "TransientState" ) {
         put( state );
-        MbTestAccess::owner( _b ).setCurrentThread();
-        try {
-            send( event );
-            ADD_FAILURE() << "waits for itself";
-        } catch( const ExBase& exception ) {
-            EXPECT_THAT( exception.getReason(),
-                         HasSubstr( "! _transientStateOwner.isCurrentThread()" ) );
-        }
+        MbTestAccess::owner( *imp ).setCurrentThread();
+        const bool isDeferred = event == "free" || event == "destroy";
+        EXPECT_THAT( raisedBy( [&] { sendAny( event ); } ),
+                     HasSubstr( isDeferred ? "" : "! _transientStateOwner.isCurrentThread()" ) );
+        const std::uint32_t bit = event == "free" ? 512 : 1024;
+        EXPECT_EQ( MbTestAccess::pendingEvents( *imp ), isDeferred ? bit : 0 );
     }
-}
-
-void MbStateTable::checkIllegal( const std::string& state, const std::string& event ) {
-    put( state, locksIn( state ) );
-    const Outcome before{ {}, state, locksIn( state ), 0, false };
-    EXPECT_EQ( run<MbEx::ExIllegalTransition>( event ), before );
-    try {
-        send( event );
-    } catch( const MbEx::ExIllegalTransition& exception ) {
-        EXPECT_THAT( exception.getReason(),
-                     HasSubstr( "Illegal transition: buffer table received event " + event +
-                                "() from state " ) );
-        EXPECT_THAT( exception.getReason(), HasSubstr( "::" + state + "<" ) );
-    }
-    EXPECT_EQ( observe( false ), before );
 }
 
 void MbStateTable::checkCell( const std::string& state, const std::string& event,
                               const std::string& cell ) {
     SCOPED_TRACE( event + " in " + state );
-    Outcome expected{ {}, state, locksIn( state ), 0, false };
-    if( cell == "illegal" ) {
-        checkIllegal( state, event );
-    } else if( cell == "wait" ) {
-        checkWait( state, event );
-    } else if( cell.find( "to " ) != std::string::npos ) {
-        checkTransition( state, event, cell );
-    } else {
-        if( cell == "count" ) {
-            ++expected.lockCount;
-        } else if( cell == "refresh" ) {
-            expected.calls = { "M.bufferNotUnloadable", "M.bufferUnloadable" };
-        } else if( cell.starts_with( "defer " ) ) {
-            expected.pendingEvents = static_cast<std::uint32_t>( std::stoul( cell.substr( 6 ) ) );
-        } else {
-            EXPECT_EQ( cell, "none" );
-        }
-        put( state, locksIn( state ) );
-        EXPECT_EQ( run<void>( event ), expected );
+    if( event == "unlock" && isLocked( state ) ) {
+        EXPECT_EQ( run( state, event, 2 ), Outcome( "", state, 1, 0, false, "" ) );
     }
-    if( event == "unlock" && isLockedState( state ) ) {
-        put( state, 2 );
-        expected.lockCount = 1;
-        EXPECT_EQ( run<void>( event ), expected ) << "with two locks";
+    if( cell == "wait" ) {
+        return checkWait( state, event );
     }
+    if( cell.find( '>' ) != std::string::npos ) {
+        return checkTransition( state, event, cell );
+    }
+    const bool isNumber = cell.find_first_not_of( "0123456789" ) == std::string::npos;
+    const std::string illegal = "Illegal transition: buffer buffer received event " + event +
+                                "() from state " + mbTypeName( typeid( *_states[state] ) ) + ".";
+    EXPECT_EQ( run( state, event, isLocked( state ) ),
+               Outcome( cell == "refresh" ? "unlist list" : "", state,
+                        isLocked( state ) + ( cell == "count" ), isNumber ? std::stoul( cell ) : 0,
+                        false, cell == "illegal" ? illegal : "" ) );
 }
 
 TEST_P( MbStateTable, EveryEventDoesInEveryStateWhatItsCellSays ) {
-    ASSERT_EQ( TABLE.size(), std::size_t{ MbStates::NB_STATES } );
-    for( const Column& column : TABLE ) {
-        ASSERT_EQ( column.cells.size(), EVENTS.size() ) << column.state;
-        for( std::size_t i = 0; i < EVENTS.size(); ++i ) {
-            checkCell( column.state, EVENTS[i], column.cells[i] );
+    std::size_t nbCells = 0;
+    for( const char* const table : TABLES ) {
+        const auto rows = parse( table );
+        const std::vector<std::string>& states = rows[0];
+        for( std::size_t row = 1; row < rows.size(); ++row ) {
+            const std::size_t nbStates = rows[row].size() - 1;
+            ASSERT_TRUE( nbStates == 1 || nbStates == states.size() ) << rows[row][0];
+            for( const std::string& event : split( rows[row][0] ) ) {
+                for( std::size_t i = 0; i < states.size(); ++i, ++nbCells ) {
+                    checkCell( states[i], event, rows[row][std::min( i + 1, nbStates )] );
+                }
+            }
         }
     }
+    EXPECT_EQ( nbCells, NB_EVENTS_IN_TABLES * MbStates::NB_STATES );
 }
 
-TEST_P( MbStateTable, ARefusedUnloadLeavesTheBufferWhereItWasButListedAnew ) {
-    _protocol->unloadAnswer = false;
-    for( const char* const state : { "Synched", "Loaded" } ) {
-        put( state );
-        EXPECT_EQ( run<void>( "unload" ),
-                   ( Outcome{ { "M.bufferNotUnloadable", "P.unload", "M.bufferUnloadable" },
-                              state,
-                              0,
-                              0,
-                              true } ) );
+/// How much of the stack lies between the sender of `event` and the protocol's call, after the
+/// event has waited.
+std::ptrdiff_t MbStateTable::stackOf( const std::string& event, int nbWaits ) {
+    const char* inCall = nullptr;
+    std::ptrdiff_t depth = 0;
+    recorder.hook = [&]( const std::string& ) {
+        inCall = static_cast<const char*>( __builtin_frame_address( 0 ) );
+    };
+    put( "Locked" );
+    TestThread mover( [&] {
+        sendAny( event );
+        depth = static_cast<const char*>( __builtin_frame_address( 0 ) ) - inCall;
+    } );
+    const LkCondVar& changed = MbTestAccess::stateChanged( *imp );
+    for( int i = 1; i <= nbWaits; ++i ) {
+        waitUntil( [&] { return !waitersOf( changed ).isEmpty(); }, "the next wait" );
+        put( i == nbWaits ? "Loaded" : i % 2 == 0 ? "Locked" : "TransientState" );
+        changed.broadcast();
     }
+    mover.join();
+    recorder.hook = nullptr;
+    return depth;
 }
 
-TEST_P( MbStateTable, WithoutMemoryALockIsNotTakenAndNothingIsGivenBack ) {
-    _manager->refusesMemory = true;
-    for( const char* const state : { "Freed", "Unloaded" } ) {
-        for( const char* const event : { "rdlock", "wrlock", "prefetch", "release" } ) {
-            put( state );
-            EXPECT_EQ( run<MbEx::ExNotEnoughMemory>( event ),
-                       ( Outcome{ { "M.allocateRegion" }, state, 0, 0, !isMove( event ) } ) );
-        }
-    }
-}
-
-TEST_P( MbStateTable, TellsWhichStatesAreLoaded ) {
-    for( const MbState* const state : _states ) {
-        const std::string name = nameOf( state );
-        put( name );
-        EXPECT_EQ( _b.isLoaded(), isListed( name ) || isLockedState( name ) ) << name;
-        EXPECT_EQ( state->isDestroyed(), name == "Destroyed" );
+TEST_P( MbStateTable, AMoveThatWaitsAgainAndAgainNeedsNoMoreStackThanOneThatWaitsOnce ) {
+    for( const char* const event : { "release", "grab" } ) {
+        EXPECT_EQ( stackOf( event, 50 ), stackOf( event, 1 ) ) << event;
     }
 }
 
