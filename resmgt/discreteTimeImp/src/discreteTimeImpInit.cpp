@@ -1,5 +1,7 @@
 #include <base/init/inInit.h>
+#include <base/values/dtRefTimeFactory.h>
 #include <resmgt/discreteTimeImp/discreteTimeImpPackage.h>
+#include <resmgt/discreteTimeImp/src/dtRefClockSourceHwCounter.h>
 #include <resmgt/osal/osalPackage.h>
 #include <resmgt/profiling/profilingPackage.h>
 
@@ -12,6 +14,18 @@ InInit<QvInit::discreteTimeImp>::InInit()
     addDependency( InInit<QvInit::osal>::getType() );
     addDependency( InInit<QvInit::profiling>::getType() );
     addDependency( InInit<QvInit::base>::getType() );
+}
+
+template <>
+void InInit<QvInit::discreteTimeImp>::initializePackage() {
+    DtRefTimeFactory::initialize( OPtr<DtRefClockSource>( new DtRefClockSourceHwCounter ) );
+}
+
+// The source is this library's code, and the factory takes no second one: without this, packages
+// couldn't start again, and the source would outlive the library that it comes from.
+template <>
+void InInit<QvInit::discreteTimeImp>::finalizePackage() {
+    DtRefTimeFactory::finalize();
 }
 
 namespace {
