@@ -1,0 +1,52 @@
+#pragma once
+
+#include <resmgt/osal/osFilePath.h>
+#include <resmgt/osal/osFileTypes.h>
+
+namespace Qv {
+
+class OsFile;
+struct OsOpenFile;
+
+/// Writes and reads a file at one position, which starts at 0. A file that doesn't exist is made,
+/// with the permissions less what the process's mask takes away.
+///
+/// Signals, sizes, unbuffered transfers, threads and errors are as with OsFileReader; besides:
+/// Errors:   a full volume fails the assertion "toWrite == 0", with the system's reason. What the
+///           constructor raises leaves no new file behind and the content of an old one untouched.
+class QV_RESMGT_API OsFileWriter {
+public:
+    /// `truncate` empties an existing file; else its content stays.
+    OsFileWriter( const OsFilePath& path, const OsFileTypes::Permissions& permissions,
+                  bool truncate, bool unbuffered );
+    OsFileWriter( const OsFile& file, const OsFileTypes::Permissions& permissions, bool truncate,
+                  bool unbuffered );
+    OsFileWriter( const OsFileWriter& ) = delete;
+    OsFileWriter& operator=( const OsFileWriter& ) = delete;
+    /// Closes what is open; a failure of that is traced. Call `close` to hear of it.
+    ~OsFileWriter();
+
+    /// Errors: a `size` above 4 GiB - 1 is an assertion.
+    void write( const void* buffer, unsigned long long size );
+    /// As OsFileReader::read.
+    unsigned long long read( void* buffer, unsigned long long size );
+    /// Returns the new position, which may lie behind the end.
+    long long seek( long long offset, OsFileTypes::SeekMode mode );
+    /// Fixes the file's length, be it longer or shorter, takes the space for all of it where the
+    /// volume can, and sets the position to `size`. A failure leaves length, space and position as
+    /// they were. Nobody else may change the file meanwhile.
+    void reserve( unsigned long long size );
+    const OsFilePath& getPath() const noexcept { return _path; }
+    /// It counts as closed also after a failure.
+    void close();
+
+private:
+    OsOpenFile openFile( const char* where ) const;
+
+    OsFilePath _path;
+    OsFileTypes::Handle _handle = OsFileTypes::INVALID_HANDLE;
+    /// Of unbuffered transfers; else 1.
+    unsigned long long _alignment = 1;
+};
+
+} // namespace Qv

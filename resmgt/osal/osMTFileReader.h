@@ -1,0 +1,49 @@
+#pragma once
+
+#include <resmgt/osal/osFilePath.h>
+#include <resmgt/osal/osFileTypes.h>
+
+#include <atomic>
+
+namespace Qv {
+
+class OsFile;
+struct OsOpenFile;
+
+/// Reads an existing file at offsets that each read names itself.
+///
+/// Threads:  any number at once.
+/// Signals, sizes and unbuffered transfers are as with OsFileReader, but for these:
+/// Sizes:    pieces are halved down to 8192 bytes whatever the size.
+/// Unbuffered: the offset must be a multiple too, at the end of the file as well.
+/// Errors:   as with OsFileReader. It stays usable after a failed read.
+class QV_RESMGT_API OsMTFileReader {
+public:
+    OsMTFileReader( const OsFilePath& path, bool unbuffered );
+    OsMTFileReader( const OsFile& file, bool unbuffered );
+    OsMTFileReader( const OsMTFileReader& ) = delete;
+    OsMTFileReader& operator=( const OsMTFileReader& ) = delete;
+    /// A failure to close is traced.
+    ~OsMTFileReader();
+
+    /// Returns the bytes read: fewer than `size` only at the end of the file, where it is 0.
+    ///
+    /// Errors: a `size` above 4 GiB - 1 is an assertion; a negative `offset` is a failed call.
+    unsigned long long read( void* buffer, long long offset, unsigned long long size );
+    /// In bytes, as the file at this path was at the first call: how it grows isn't seen.
+    unsigned long long getSize() const;
+    const OsFilePath& getPath() const noexcept { return _path; }
+
+private:
+    OsOpenFile openFile() const;
+
+    OsFilePath _path;
+    OsFileTypes::Handle _handle = OsFileTypes::INVALID_HANDLE;
+    // Written by whichever threads ask first, with the same value. Released by the flag.
+    mutable std::atomic<unsigned long long> _size = 0;
+    mutable std::atomic<bool> _isSizeKnown = false;
+    /// Of unbuffered transfers; else 1.
+    unsigned long long _alignment = 1;
+};
+
+} // namespace Qv

@@ -1,0 +1,186 @@
+#include "../osFileCalls.h"
+#include "../osUnbufferedInfo.h"
+#include "nativePathPosix.h"
+#include "permissionsPosix.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <limits>
+
+namespace Qv::OsFileCalls {
+
+namespace {
+
+constexpr off_t LAST_OFFSET = std::numeric_limits<off_t>::max();
+
+/// The result of `call`, made again while signals interrupt it.
+template <class Call>
+auto uninterrupted( const Call& call ) {
+    auto result = call();
+    while( result < 0 && errno == EINTR ) {
+        result = call();
+    }
+    return result;
+}
+
+int descriptor( Handle handle ) {
+    return static_cast<int>( handle );
+}
+
+Moved movedBy( ssize_t count ) {
+    if( count >= 0 ) {
+        return { Outcome::MOVED, static_cast<unsigned long long>( count ) };
+    }
+    switch( errno ) {
+    case ENOMEM:
+    case ENOBUFS:
+    case EAGAIN:
+        return { Outcome::NO_RESOURCES, 0 };
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+        return { Outcome::DISK_FULL, 0 };
+    default:
+        return { Outcome::FAILED, 0 };
+    }
+}
+
+int openFile( const NativePath& path, int flags, unsigned int mode ) {
+    return uninterrupted( [&] { return ::open( path.get(), flags | O_CLOEXEC, mode ); } );
+}
+
+/// Closes the descriptor, and keeps the error of what failed before.
+Opened abandon( int file ) {
+    const int error = errno;
+    ::close( file );
+    errno = error;
+    return { OsFileTypes::INVALID_HANDLE, 1 };
+}
+
+/// Reading would be what fails otherwise.
+bool isNoDirectory( int file ) {
+    struct stat facts;
+    if( ::fstat( file, &facts ) != 0 ) {
+        return false;
+    }
+    errno = EISDIR;
+    return !S_ISDIR( facts.st_mode );
+}
+
+/// Makes the transfers of an open file unbuffered. Returns the alignment that they need, 0 after a
+/// failure.
+unsigned long long makeUnbuffered( int file ) {
+    const OsFileTypes::UnbufferedInfo info = getUnbufferedInfo( Handle( file ) );
+    if( !info.supported ) {
+        errno = EOPNOTSUPP;
+        return 0;
+    }
+    return ::fcntl( file, F_SETFL, O_DIRECT ) == 0 ? info.sectorSize : 0;
+}
+
+/// Asks the volume before it changes the file, and with a descriptor of the file: told to open
+/// unbuffered, the system makes or empties it first and refuses then.
+Opened openForUnbufferedWriting( const NativePath& path, unsigned int mode, bool truncate ) {
+    int file = openFile( path, O_RDWR | O_CREAT | O_EXCL, mode );
+    const bool isNew = file >= 0;
+    if( !isNew && errno == EEXIST ) {
+        file = openFile( path, O_RDWR | O_CREAT, mode );
+    }
+    if( file < 0 ) {
+        return { OsFileTypes::INVALID_HANDLE, 1 };
+    }
+    const unsigned long long alignment = makeUnbuffered( file );
+    if( alignment != 0 &&
+        ( !truncate || uninterrupted( [&] { return ::ftruncate( file, 0 ); } ) == 0 ) ) {
+        return { file, alignment };
+    }
+    const Opened failed = abandon( file );
+    if( isNew ) {
+        const int error = errno;
+        ::unlink( path.get() );
+        errno = error;
+    }
+    return failed;
+}
+
+} // namespace
+
+Opened openForReading( const OsFilePath& path, bool unbuffered ) {
+    const int file = openFile( NativePath( path ), O_RDONLY, 0 );
+    if( file < 0 ) {
+        return { OsFileTypes::INVALID_HANDLE, 1 };
+    }
+    if( !isNoDirectory( file ) ) {
+        return abandon( file );
+    }
+    const unsigned long long alignment = unbuffered ? makeUnbuffered( file ) : 1;
+    return alignment != 0 ? Opened{ file, alignment } : abandon( file );
+}
+
+Opened openForWriting( const OsFilePath& path, const OsFileTypes::Permissions& permissions,
+                       bool truncate, bool unbuffered ) {
+    const NativePath native( path );
+    const unsigned int mode = fileMode( permissions );
+    if( unbuffered ) {
+        return openForUnbufferedWriting( native, mode, truncate );
+    }
+    return { openFile( native, O_RDWR | O_CREAT | ( truncate ? O_TRUNC : 0 ), mode ), 1 };
+}
+
+bool close( Handle handle ) {
+    // An interrupted one isn't repeated: the descriptor is free already, and another thread may
+    // have got it.
+    return ::close( descriptor( handle ) ) == 0 || errno == EINTR;
+}
+
+Moved read( Handle handle, void* to, unsigned long long size ) {
+    const int file = descriptor( handle );
+    const auto readUpTo = [&]( unsigned long long limit ) {
+        return uninterrupted( [&] { return ::read( file, to, limit ); } );
+    };
+    ssize_t count = readUpTo( size );
+    if( count < 0 && errno == EINVAL ) {
+        // The system refuses a read that reaches beyond the last offset, also where the file ends
+        // before.
+        const off_t position = ::lseek( file, 0, SEEK_CUR );
+        errno = EINVAL;
+        if( position >= 0 && static_cast<unsigned long long>( LAST_OFFSET - position ) < size ) {
+            count = readUpTo( static_cast<unsigned long long>( LAST_OFFSET - position ) );
+        }
+    }
+    return movedBy( count );
+}
+
+Moved write( Handle handle, const void* from, unsigned long long size ) {
+    return movedBy( uninterrupted( [&] { return ::write( descriptor( handle ), from, size ); } ) );
+}
+
+Moved readAt( Handle handle, void* to, long long offset, unsigned long long size ) {
+    return movedBy(
+        uninterrupted( [&] { return ::pread( descriptor( handle ), to, size, offset ); } ) );
+}
+
+Moved writeAt( Handle handle, const void* from, long long offset, unsigned long long size ) {
+    return movedBy(
+        uninterrupted( [&] { return ::pwrite( descriptor( handle ), from, size, offset ); } ) );
+}
+
+long long seek( Handle handle, long long offset, OsFileTypes::SeekMode mode ) {
+    int from = SEEK_SET;
+    if( mode == OsFileTypes::FROM_CURRENT ) {
+        from = SEEK_CUR;
+    } else if( mode == OsFileTypes::FROM_END ) {
+        from = SEEK_END;
+    }
+    return ::lseek( descriptor( handle ), offset, from );
+}
+
+bool isAtEnd( Handle handle, long long position ) {
+    struct stat facts;
+    return ::fstat( descriptor( handle ), &facts ) == 0 && position >= facts.st_size;
+}
+
+} // namespace Qv::OsFileCalls

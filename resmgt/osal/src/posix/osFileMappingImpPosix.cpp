@@ -1,0 +1,61 @@
+#include "../osFileCalls.h"
+#include "../osFileMappingImp.h"
+#include "../osOpenFile.h"
+#include "nativePathPosix.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <limits>
+
+namespace Qv {
+
+OsFileMappingImp::~OsFileMappingImp() {
+    if( _address != nullptr ) {
+        ::munmap( _address, _size );
+    }
+    closeLeftFile( OsFilePath(), _file, "OsFileMapping::~OsFileMapping" );
+}
+
+bool OsFileMappingImp::open( const OsFilePath& path, bool readOnly ) {
+    const NativePath native( path );
+    const int access = readOnly ? O_RDONLY : O_RDWR;
+    do {
+        _file = ::open( native.get(), access | O_CREAT | O_CLOEXEC, 0666 );
+    } while( _file == OsFileTypes::INVALID_HANDLE && errno == EINTR );
+    return _file != OsFileTypes::INVALID_HANDLE;
+}
+
+bool OsFileMappingImp::map( unsigned long long offset, unsigned long long size, bool readOnly ) {
+    constexpr unsigned long long lastOffset = std::numeric_limits<off_t>::max();
+    const int file = static_cast<int>( _file );
+    struct stat facts;
+    if( ::fstat( file, &facts ) != 0 || offset > lastOffset - size ||
+        offset % static_cast<unsigned long long>( ::sysconf( _SC_PAGESIZE ) ) != 0 ) {
+        return false;
+    }
+    const auto length = static_cast<unsigned long long>( facts.st_size );
+    const unsigned long long end = size != 0 ? offset + size : length;
+    const bool grows = end > length;
+    if( end <= offset || ( grows && ( readOnly || !OsFileCalls::reserve( _file, end ) ) ) ) {
+        return false;
+    }
+    const int access = readOnly ? PROT_READ : PROT_READ | PROT_WRITE;
+    void* const address =
+        ::mmap( nullptr, end - offset, access, MAP_SHARED, file, static_cast<off_t>( offset ) );
+    if( address == MAP_FAILED ) {
+        if( grows ) {
+            OsFileCalls::reserve( _file, length );
+        }
+        return false;
+    }
+    _address = address;
+    _writableAddress = readOnly ? nullptr : address;
+    _size = end - offset;
+    return true;
+}
+
+} // namespace Qv

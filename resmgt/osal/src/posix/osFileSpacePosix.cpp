@@ -1,0 +1,117 @@
+#include "../osFileCalls.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <vector>
+
+namespace Qv::OsFileCalls {
+
+namespace {
+
+/// Bytes from `begin` up to `end`.
+struct Range {
+    off_t begin;
+    off_t end;
+};
+
+/// The least that is asked for at once, in bytes.
+constexpr off_t SMALLEST_PIECE = 0x100000;
+
+bool setLength( int file, off_t length ) {
+    int result = ::ftruncate( file, length );
+    while( result != 0 && errno == EINTR ) {
+        result = ::ftruncate( file, length );
+    }
+    return result == 0;
+}
+
+/// Not through posix_fallocate: where the volume can't, that writes a byte into each block, which
+/// other threads' writes could cross.
+bool takeSpace( int file, Range range ) {
+    off_t piece = range.end - range.begin;
+    while( range.begin < range.end ) {
+        piece = std::min( piece, range.end - range.begin );
+        if( ::fallocate( file, 0, range.begin, piece ) == 0 ) {
+            range.begin += piece;
+        } else if( errno == EINTR ) {
+            // Some volumes then give all of it back: signals that come often would never let a
+            // large piece be finished.
+            piece = std::max( piece / 2, SMALLEST_PIECE );
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool isUnableToTakeSpace() {
+    return errno == EOPNOTSUPP || errno == ENOSYS;
+}
+
+/// The parts before `end` for which there is no space yet.
+std::vector<Range> findHoles( int file, const struct stat& facts, off_t end ) {
+    constexpr off_t blockSize = 512;
+    std::vector<Range> holes;
+    if( facts.st_blocks >= facts.st_size / blockSize ) {
+        return holes;
+    }
+    const off_t position = ::lseek( file, 0, SEEK_CUR );
+    off_t data = 0;
+    while( data >= 0 && data < end ) {
+        const off_t hole = ::lseek( file, data, SEEK_HOLE );
+        if( hole < 0 || hole >= end ) {
+            break;
+        }
+        data = ::lseek( file, hole, SEEK_DATA );
+        holes.push_back( { hole, data < 0 ? end : std::min( data, end ) } );
+    }
+    ::lseek( file, position, SEEK_SET );
+    return holes;
+}
+
+void giveBack( int file, const std::vector<Range>& holes, off_t length ) {
+    const int error = errno;
+    for( const Range& hole : holes ) {
+        ::fallocate( file, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, hole.begin,
+                     hole.end - hole.begin );
+    }
+    setLength( file, length );
+    errno = error;
+}
+
+} // namespace
+
+bool reserve( Handle handle, unsigned long long size ) {
+    if( size > static_cast<unsigned long long>( std::numeric_limits<off_t>::max() ) ) {
+        errno = EFBIG;
+        return false;
+    }
+    const int file = static_cast<int>( handle );
+    const auto length = static_cast<off_t>( size );
+    struct stat facts;
+    if( ::fstat( file, &facts ) != 0 ) {
+        return false;
+    }
+    const off_t kept = std::min( length, facts.st_size );
+    std::vector<Range> filled;
+    bool isTaken = takeSpace( file, { kept, length } );
+    if( isTaken ) {
+        for( const Range& hole : findHoles( file, facts, kept ) ) {
+            filled.push_back( hole );
+            isTaken = isTaken && takeSpace( file, hole );
+        }
+    }
+    // A volume that can't take space can fix the length all the same.
+    if( ( isTaken || isUnableToTakeSpace() ) && setLength( file, length ) ) {
+        return true;
+    }
+    giveBack( file, filled, facts.st_size );
+    return false;
+}
+
+} // namespace Qv::OsFileCalls

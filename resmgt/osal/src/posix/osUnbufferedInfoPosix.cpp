@@ -1,0 +1,206 @@
+#include "../osUnbufferedInfo.h"
+#include "nativePathPosix.h"
+
+#include <base/failure/assertions.h>
+#include <base/locks/lkGuard.h>
+#include <base/locks/lkLock.h>
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <optional>
+
+namespace Qv {
+
+using OsFileTypes::UnbufferedInfo;
+
+namespace {
+
+constexpr std::uint64_t LARGEST_TRANSFER = 0x7fffffff;
+
+/// A descriptor that goes with its scope.
+class OpenFile {
+public:
+    OpenFile( const char* path, int flags, mode_t mode = 0 )
+        : _file( ::open( path, flags | O_CLOEXEC, mode ) ) {}
+    OpenFile( const OpenFile& ) = delete;
+    OpenFile& operator=( const OpenFile& ) = delete;
+    ~OpenFile() {
+        if( _file >= 0 ) {
+            ::close( _file );
+        }
+    }
+
+    int get() const noexcept { return _file; }
+
+private:
+    const int _file;
+};
+
+/// What has been found out about volumes, by their device numbers.
+class KnownVolumes {
+public:
+    std::optional<UnbufferedInfo> find( dev_t volume ) const {
+        const LkGuard<const LkLock> guard( _lock );
+        const auto known = _infos.find( volume );
+        return known != _infos.end() ? std::optional( known->second ) : std::nullopt;
+    }
+    void add( dev_t volume, const UnbufferedInfo& info ) {
+        const LkGuard<const LkLock> guard( _lock );
+        _infos.emplace( volume, info );
+    }
+
+private:
+    const LkLock _lock{ "OsFile::getUnbufferedInfo" };
+    std::map<dev_t, UnbufferedInfo> _infos QV_GUARDED_BY( _lock );
+};
+
+KnownVolumes& knownVolumes() {
+    static KnownVolumes volumes;
+    return volumes;
+}
+
+struct stat getFacts( int file ) {
+    struct stat facts;
+    QV_SYS_ASSERT( ::fstat( file, &facts ) == 0, errno );
+    return facts;
+}
+
+struct statfs getVolumeFacts( int file ) {
+    struct statfs facts;
+    QV_SYS_ASSERT( ::fstatfs( file, &facts ) == 0, errno );
+    return facts;
+}
+
+/// Whether the data is on another machine, or where a program of some user takes it.
+bool isRemote( const struct statfs& volume, dev_t device ) {
+    constexpr unsigned int LUSTRE_MAGIC = 0x0bd00bd0;
+    switch( static_cast<unsigned int>( volume.f_type ) ) {
+    case AFS_FS_MAGIC:
+    case AFS_SUPER_MAGIC:
+    case CEPH_SUPER_MAGIC:
+    case CIFS_SUPER_MAGIC:
+    case CODA_SUPER_MAGIC:
+    case LUSTRE_MAGIC:
+    case NCP_SUPER_MAGIC:
+    case NFS_SUPER_MAGIC:
+    case OCFS2_SUPER_MAGIC:
+    case SMB2_SUPER_MAGIC:
+    case SMB_SUPER_MAGIC:
+    case V9FS_MAGIC:
+        return true;
+    case FUSE_SUPER_MAGIC:
+        // It is local when there is a disk below.
+        return major( device ) == 0;
+    default:
+        return false;
+    }
+}
+
+/// Of the disk below a volume; 0 where there is none.
+std::uint64_t getLogicalBlockSize( dev_t device ) {
+    for( const char* const place : { "", "../" } ) { // a whole disk, a part of one
+        char path[96];
+        std::snprintf( path, sizeof( path ), "/sys/dev/block/%u:%u/%squeue/logical_block_size",
+                       major( device ), minor( device ), place );
+        std::ifstream stream( path );
+        std::uint64_t size = 0;
+        if( stream >> size ) {
+            return size;
+        }
+    }
+    return 0;
+}
+
+#ifdef STATX_DIOALIGN
+/// What the kernel tells of a regular file: 0 if it can't be transferred unbuffered, nothing if the
+/// kernel doesn't say.
+std::optional<std::uint64_t> getToldAlignment( int file ) {
+    struct statx facts {};
+    if( ::statx( file, "", AT_EMPTY_PATH, STATX_DIOALIGN, &facts ) != 0 ||
+        ( facts.stx_mask & STATX_DIOALIGN ) == 0 ) {
+        return std::nullopt;
+    }
+    return std::max( facts.stx_dio_mem_align, facts.stx_dio_offset_align );
+}
+#else
+std::optional<std::uint64_t> getToldAlignment( int ) {
+    return std::nullopt;
+}
+#endif
+
+/// Whether the system takes a regular file's descriptor for unbuffered transfers. Leaves it as it
+/// was.
+bool isAccepted( int file ) {
+    const int flags = ::fcntl( file, F_GETFL );
+    const bool accepted = ::fcntl( file, F_SETFL, flags | O_DIRECT ) == 0;
+    ::fcntl( file, F_SETFL, flags );
+    return accepted;
+}
+
+/// `isSample` tells that `file` is a regular file, on which can be tried what its volume can do.
+UnbufferedInfo findOut( int file, dev_t device, bool isSample ) {
+    const struct statfs volume = getVolumeFacts( file );
+    const std::uint64_t disk = getLogicalBlockSize( device );
+    const std::optional<std::uint64_t> told = isSample ? getToldAlignment( file ) : std::nullopt;
+    const bool isSupported = isSample ? told != 0 && isAccepted( file ) : disk != 0;
+    if( !isSupported || isRemote( volume, device ) ) {
+        return {};
+    }
+    const auto cluster =
+        static_cast<std::uint64_t>( volume.f_frsize > 0 ? volume.f_frsize : volume.f_bsize );
+    // What is made of several disks, or of none, takes its own blocks.
+    const std::uint64_t sector = told.value_or( disk != 0 ? disk : cluster );
+    const UnbufferedInfo info( true, sector, cluster, LARGEST_TRANSFER );
+    if( isSample ) {
+        knownVolumes().add( device, info );
+    }
+    return info;
+}
+
+/// A regular file on the volume of `path`, open for trials: the file itself, or one without a name
+/// in a directory. The descriptor is invalid where there can be none.
+OpenFile openSample( const NativePath& path, mode_t type ) {
+    if( S_ISDIR( type ) ) {
+        return OpenFile( path.get(), O_TMPFILE | O_RDWR, 0600 );
+    }
+    return OpenFile( S_ISREG( type ) ? path.get() : "", O_RDONLY | O_NONBLOCK );
+}
+
+} // namespace
+
+UnbufferedInfo getUnbufferedInfo( OsFileTypes::Handle handle ) {
+    const int file = static_cast<int>( handle );
+    const dev_t device = getFacts( file ).st_dev;
+    const std::optional<UnbufferedInfo> known = knownVolumes().find( device );
+    return known ? *known : findOut( file, device, true );
+}
+
+UnbufferedInfo getUnbufferedInfo( const OsFilePath& path ) {
+    const OsFilePath place = path.getAbsolutePath();
+    const NativePath native( place );
+    const OpenFile entry( native.get(), O_PATH );
+    if( entry.get() < 0 && place.getNbComponents() > 1 ) {
+        return getUnbufferedInfo( place.getDirectoryName() );
+    }
+    const struct stat facts = getFacts( entry.get() );
+    const std::optional<UnbufferedInfo> known = knownVolumes().find( facts.st_dev );
+    if( known ) {
+        return *known;
+    }
+    const OpenFile sample = openSample( native, facts.st_mode );
+    const bool isSample = sample.get() >= 0;
+    return findOut( isSample ? sample.get() : entry.get(), facts.st_dev, isSample );
+}
+
+} // namespace Qv
