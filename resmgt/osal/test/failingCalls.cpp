@@ -5,8 +5,12 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <ifaddrs.h>
 #include <poll.h>
+#include <pwd.h>
+#include <spawn.h>
 #include <sys/mman.h>
+#include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
@@ -18,6 +22,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -161,7 +166,9 @@ QV_WRAPPED_RELEASE( munmap, ( void* address, std::size_t size ), ( address, size
 
 QV_WRAPPED( int, -1, chdir, ( const char* path ), ( path ) )
 QV_WRAPPED( int, -1, chmod, ( const char* path, mode_t mode ), ( path, mode ) )
+QV_WRAPPED( int, error, clock_nanosleep, ( clockid_t clock, int flags, const struct timespec* time, struct timespec* left ), ( clock, flags, time, left ) )
 QV_WRAPPED( int, -1, dup2, ( int from, int to ), ( from, to ) )
+QV_WRAPPED( int, -1, faccessat, ( int folder, const char* path, int how, int flags ), ( folder, path, how, flags ) )
 QV_WRAPPED( int, -1, fallocate, ( int handle, int mode, off_t at, off_t size ), ( handle, mode, at, size ) )
 QV_WRAPPED( DIR*, nullptr, fdopendir, ( int handle ), ( handle ) )
 QV_WRAPPED( pid_t, -1, fork, (), () )
@@ -170,7 +177,11 @@ QV_WRAPPED( int, -1, fstatat, ( int folder, const char* path, struct stat* facts
 QV_WRAPPED( int, -1, fstatfs, ( int handle, struct statfs* facts ), ( handle, facts ) )
 QV_WRAPPED( int, -1, ftruncate, ( int handle, off_t size ), ( handle, size ) )
 QV_WRAPPED( char*, nullptr, getcwd, ( char* path, std::size_t space ), ( path, space ) )
+QV_WRAPPED( int, -1, getifaddrs, ( struct ifaddrs** first ), ( first ) )
+QV_WRAPPED( int, -1, gethostname, ( char* name, std::size_t space ), ( name, space ) )
+QV_WRAPPED( int, error, getpwuid_r, ( uid_t id, struct passwd* entry, char* buffer, std::size_t space, struct passwd** found ), ( id, entry, buffer, space, found ) )
 QV_WRAPPED( int, -1, link, ( const char* from, const char* to ), ( from, to ) )
+QV_WRAPPED( int, -1, linkat, ( int fromFolder, const char* from, int toFolder, const char* to, int flags ), ( fromFolder, from, toFolder, to, flags ) )
 QV_WRAPPED( off_t, -1, lseek, ( int handle, off_t offset, int mode ), ( handle, offset, mode ) )
 QV_WRAPPED( int, -1, lstat, ( const char* path, struct stat* facts ), ( path, facts ) )
 QV_WRAPPED( int, -1, mkdir, ( const char* path, mode_t mode ), ( path, mode ) )
@@ -178,10 +189,12 @@ QV_WRAPPED( void*, MAP_FAILED, mmap, ( void* hint, std::size_t space, int access
 QV_WRAPPED( DIR*, nullptr, opendir, ( const char* path ), ( path ) )
 QV_WRAPPED( int, -1, pipe2, ( int* ends, int flags ), ( ends, flags ) )
 QV_WRAPPED( int, -1, poll, ( struct pollfd* which, nfds_t count, int limit ), ( which, count, limit ) )
+QV_WRAPPED( int, error, posix_spawnp, ( pid_t* child, const char* program, const posix_spawn_file_actions_t* actions, const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment ), ( child, program, actions, attributes, arguments, environment ) )
 QV_WRAPPED( struct dirent*, nullptr, readdir, ( DIR* directory ), ( directory ) )
 QV_WRAPPED( ssize_t, -1, readlink, ( const char* path, char* text, std::size_t space ), ( path, text, space ) )
 QV_WRAPPED( int, -1, rename, ( const char* from, const char* to ), ( from, to ) )
 QV_WRAPPED( int, -1, rmdir, ( const char* path ), ( path ) )
+QV_WRAPPED( int, -1, select, ( int end, fd_set* toRead, fd_set* toWrite, fd_set* other, struct timeval* limit ), ( end, toRead, toWrite, other, limit ) )
 QV_WRAPPED( int, -1, stat, ( const char* path, struct stat* facts ), ( path, facts ) )
 QV_WRAPPED( int, -1, statfs, ( const char* path, struct statfs* facts ), ( path, facts ) )
 QV_WRAPPED( int, -1, statvfs, ( const char* path, struct statvfs* facts ), ( path, facts ) )
