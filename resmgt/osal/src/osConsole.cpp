@@ -16,8 +16,8 @@ bool isOpen = false;
 
 void OsConsole::open() {
     std::string value;
-    const bool isAsked = OsEnv::getVariable( value, std::string( "QV_CONSOLE" ) ) &&
-                         std::strtol( value.c_str(), nullptr, 10 ) != 0;
+    const bool isAsked =
+        OsEnv::getVariable( value, "QV_CONSOLE" ) && std::strtol( value.c_str(), nullptr, 10 ) != 0;
     if( isAsked ) {
         performOpen();
         isOpen = true;

@@ -19,23 +19,25 @@ void OsMultiplexer::registerEvent( int fd, Event event ) {
 }
 
 int OsMultiplexer::waitFor( long timeout ) {
+    using std::chrono::steady_clock;
     QV_ASSERT( timeout >= 0 || timeout == INFINITE_TIMEOUT );
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = steady_clock::now();
     long left = timeout;
     int nbEvents = performWait( left );
-    while( nbEvents < 0 && errno == EINTR ) {
+    while( nbEvents < 0 && errno == EINTR && left != 0 ) {
         if( timeout != INFINITE_TIMEOUT ) {
-            const std::chrono::duration<long, std::milli> passed =
-                std::chrono::duration_cast<std::chrono::milliseconds>(
-                    std::chrono::steady_clock::now() - start );
-            left = timeout - std::min( timeout, passed.count() );
+            const std::chrono::milliseconds passed =
+                std::chrono::duration_cast<std::chrono::milliseconds>( steady_clock::now() -
+                                                                       start );
+            left = std::max( 0L, timeout - static_cast<long>( passed.count() ) );
         }
         nbEvents = performWait( left );
     }
-    if( nbEvents < 0 ) {
+    if( nbEvents < 0 && errno != EINTR ) {
         throw ExSysErrorWindows( QV_HERE, "OsMultiplexer::waitFor", "select failed" );
     }
-    return nbEvents;
+    // A look that a signal interrupts has found nothing.
+    return std::max( nbEvents, 0 );
 }
 
 } // namespace Qv

@@ -8,7 +8,7 @@ namespace Qv {
 
 std::string OsUtils::getUserName( bool isAccount ) {
     if( !isAccount ) {
-        for( const std::string variable : { "LOGNAME", "USER" } ) {
+        for( const char* const variable : { "LOGNAME", "USER" } ) {
             std::string name;
             if( OsEnv::getVariable( name, variable ) && !name.empty() ) {
                 return name;
