@@ -1,0 +1,399 @@
+#include <base/failure/exStandard.h>
+#include <base/failure/exSysError.h>
+#include <resmgt/osal/osDirectory.h>
+#include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/test/failingCalls.h>
+#include <resmgt/osal/test/testFiles.h>
+#include <tests/support/testSettings.h>
+
+#include <gmock/gmock.h>
+#include <malloc.h>
+
+#include <cerrno>
+#include <functional>
+#include <set>
+
+namespace Qv {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+using ::testing::UnorderedElementsAreArray;
+
+const OsPassThroughFilter everything;
+
+OPtrRet<OsFileEntryDescriptor> entriesOf( const OsFilePath& path,
+                                          const OsFileFilter& filter = everything ) {
+    OPtr<OsFileFilter> clone( filter.clone() );
+    return OsFileEntryDescriptor::create( path, clone );
+}
+
+std::multiset<std::string> namesOf( OsFileEntryDescriptor& entries ) {
+    std::multiset<std::string> names;
+    for( OPtr<OsFileInfo> info( entries.getNextEntry() ); !info.isNull();
+         info = entries.getNextEntry() ) {
+        const OsFilePath& path = info->getPath();
+        names.insert( path.getComponent( path.getNbComponents() - 1 ) );
+    }
+    return names;
+}
+
+TEST( OsDirectory, EachWayOfListingTellsTheSameChildren ) {
+    const TestFiles files;
+    const std::string names[] = { "file",     ".hidden", "...",  " blank ", "c:",
+                                  "\xff\xfe", "ne\nw",   "dir",  "*",       std::string( 255, 'n' ),
+                                  "\xc3\xa4", "dirLink", "lost", "pipe" };
+    for( const std::string& name : names ) {
+        files.write( name );
+    }
+    for( const char* name : { "dir", "dirLink", "lost", "pipe" } ) {
+        fs::remove( files.at( name ) );
+    }
+    fs::create_directory( files.at( "dir" ) );
+    fs::create_symlink( "dir", files.at( "dirLink" ) );
+    fs::create_symlink( "nothing", files.at( "lost" ) );
+    ASSERT_EQ( ::mkfifo( files.at( "pipe" ).c_str(), 0644 ), 0 );
+    const OsDirectory directory( files.path() );
+
+    std::vector<std::string> bare;
+    for( const OsFilePath& path :
+         directory.getChildrenPath( OsFileTypes::NAME_ONLY, everything ) ) {
+        EXPECT_TRUE( path.isRelative() );
+        ASSERT_EQ( path.getNbComponents(), 1U );
+        bare.push_back( path.getComponent( 0 ) );
+    }
+    EXPECT_THAT( bare, UnorderedElementsAreArray( names ) );
+    const auto full = directory.getChildrenPath( OsFileTypes::FULL_PATH, everything );
+    const auto infos = directory.getChildrenInfo( everything );
+    const auto children = directory.getChildren( everything );
+    ASSERT_EQ( full.size(), bare.size() );
+    ASSERT_EQ( infos.size(), bare.size() );
+    ASSERT_EQ( children.size(), bare.size() );
+    for( std::size_t i = 0; i < bare.size(); ++i ) {
+        SCOPED_TRACE( bare[i] );
+        EXPECT_EQ( full[i], files.path( bare[i] ) );
+        EXPECT_EQ( infos[i].getPath(), full[i] );
+        EXPECT_EQ( children[i]->getPath(), full[i] );
+        const bool isDirectory = bare[i].starts_with( "dir" );
+        EXPECT_EQ( infos[i].getType() == OsFileTypes::DIRECTORY, isDirectory );
+        EXPECT_EQ( dynamic_cast<OsDirectory*>( children[i].get() ) != nullptr, isDirectory );
+        EXPECT_TRUE( children[i]->exists() );
+    }
+}
+
+TEST( OsDirectory, FiltersSeeFullPaths ) {
+    const TestFiles files;
+    files.write( "a.tif" );
+    files.write( "b.log" );
+    const OsDirectory directory( files.path() );
+    EXPECT_THAT( directory.getChildrenPath( OsFileTypes::NAME_ONLY, OsLogFileFilter() ),
+                 ElementsAre( OsFilePath( "b.log" ) ) );
+    // Only under its full path can a child be seen to be no directory.
+    EXPECT_EQ( directory.getChildrenInfo( OsLeafFileFilter( L".tif" ) ).size(), 1U );
+    EXPECT_TRUE( directory.hasChildren( OsLogFileFilter() ) );
+    EXPECT_FALSE( directory.hasChildren( OsDirectoryFilter() ) );
+    const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path(), OsLogFileFilter() ) );
+    EXPECT_EQ( OPtr<OsFileInfo>( directory.getChildInfo( *entries ) )->getPath(),
+               files.path( "b.log" ) );
+    EXPECT_TRUE( OPtr<OsFileInfo>( directory.getChildInfo( *entries ) ).isNull() );
+}
+
+TEST( OsDirectory, AnEntryWithABackSlashNeverLeadsToAnotherFile ) {
+    const TestFiles files;
+    files.write( "top/a/b", "stays" );
+    files.write( "top/a\\b", "stays too" );
+    files.write( "top/c" );
+    OsDirectory top( files.path( "top" ) );
+    top.removeChildren( OsLeafFileFilter() );
+    EXPECT_FALSE( files.has( "top/c" ) );
+    EXPECT_EQ( files.read( "top/a/b" ), "stays" );
+    EXPECT_EQ( files.read( "top/a\\b" ), "stays too" );
+    EXPECT_THAT( top.getChildrenPath( OsFileTypes::NAME_ONLY, everything ),
+                 ElementsAre( OsFilePath( "a" ) ) );
+    EXPECT_THAT( namesOf( *OPtr<OsFileEntryDescriptor>( entriesOf( top.getPath() ) ) ),
+                 ElementsAre( "a" ) );
+    // Not by a link's target either.
+    fs::create_directory_symlink( "top/a\\b", files.at( "link" ) );
+    EXPECT_FALSE( OsFile( files.path( "link" ) ).isDirectory() );
+}
+
+TEST( OsDirectory, RemovesEmptyDirectoriesAndLinksToDirectoriesOnly ) {
+    const TestFiles files;
+    files.write( "full/file", "stays" );
+    files.write( "file" );
+    fs::create_directory( files.at( "empty" ) );
+    fs::create_symlink( "full", files.at( "link" ) );
+    OsDirectory( files.path( "empty" ) ).remove();
+    EXPECT_FALSE( files.has( "empty" ) );
+    for( const char* name : { "full", "file", "nothing" } ) {
+        EXPECT_THAT(
+            reasonOf<ExSysErrorWindows>( [&] { OsDirectory( files.path( name ) ).remove(); } ),
+            AllOf( StartsWith( "OsDirectory::performRemove" ), HasSubstr( name ) ) );
+    }
+    // The children go in the system's order, so that the full one may come first or last.
+    EXPECT_THROW( OsDirectory( files.path() ).removeChildren( OsDirectoryFilter() ),
+                  ExSysErrorWindows );
+    OsDirectory( files.path( "link" ) ).removeChildren( OsLeafFileFilter( L"no" ) );
+    EXPECT_EQ( files.read( "full/file" ), "stays" );
+    EXPECT_TRUE( files.has( "file" ) );
+}
+
+TEST( OsDirectory, RemovesChildrenOfEachKind ) {
+    const TestFiles files;
+    files.write( "top/file" );
+    files.write( "outside/file", "stays" );
+    fs::create_directory( files.at( "top/dir" ) );
+    fs::create_symlink( "../outside", files.at( "top/dirLink" ) );
+    fs::create_symlink( "../outside/file", files.at( "top/fileLink" ) );
+    fs::create_symlink( "nothing", files.at( "top/lost" ) );
+    OsDirectory( files.path( "top" ) ).removeChildren( everything );
+    EXPECT_TRUE( fs::is_empty( files.at( "top" ) ) );
+    EXPECT_EQ( files.read( "outside/file" ), "stays" );
+}
+
+TEST( OsDirectory, IsMadeWithItsPermissionsLessTheMask ) {
+    const TestFiles files;
+    const mode_t former = ::umask( 0 );
+    OsDirectory( files.path( "a" ) ).create( { 3, 1, 0 } );
+    ::umask( 027 );
+    OsDirectory( files.path( "b" ) ).create( { 7, 7, 7 } );
+    ::umask( former );
+    EXPECT_EQ( files.mode( "a" ), 0750U );
+    EXPECT_EQ( files.mode( "b" ), 0750U );
+    EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] {
+                     OsDirectory( files.path( "a" ) ).create( { 3, 1, 1 } );
+                 } ),
+                 StartsWith( "OsDirectory::performCreate" ) );
+}
+
+TEST( OsDirectory, IsModifiableWhereEntriesCanBeMade ) {
+    const TestFiles files;
+    files.write( "file" );
+    const std::pair<const char*, unsigned int> cases[] = {
+        { "open", 0777 }, { "read", 0555 }, { "noSearch", 0666 } };
+    for( const auto& [name, mode] : cases ) {
+        fs::create_directory( files.at( name ) );
+        fs::permissions( files.at( name ), fs::perms( mode ) );
+    }
+    const WithoutPowers powerless;
+    EXPECT_TRUE( OsDirectory( files.path( "open" ) ).isModifiableDir() );
+    for( const char* name : { "read", "noSearch", "file", "nothing" } ) {
+        EXPECT_FALSE( OsDirectory( files.path( name ) ).isModifiableDir() ) << name;
+    }
+}
+
+TEST( OsDirectory, WhatCannotBeReadIsAFailureWithItsReason ) {
+    const TestFiles files;
+    files.write( "hidden/file" );
+    files.write( "listed/file" );
+    fs::permissions( files.at( "hidden" ), fs::perms( 0 ) );
+    fs::permissions( files.at( "listed" ), fs::perms( 0444 ) );
+    {
+        const WithoutPowers powerless;
+        const OsDirectory hidden( files.path( "hidden" ) );
+        EXPECT_THAT( reasonOf<ExSysErrorWindows>(
+                         [&] { hidden.getChildrenPath( OsFileTypes::FULL_PATH, everything ); } ),
+                     AllOf( StartsWith( "OsDirectory::performGetChildrenPath" ),
+                            HasSubstr( "/hidden'" ), HasSubstr( "Permission denied" ) ) );
+        EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { hidden.getChildrenInfo( everything ); } ),
+                     StartsWith( "OsFsUtilsWindows::getFirstChildInfo" ) );
+        const OsDirectory listed( files.path( "listed" ) );
+        EXPECT_EQ( listed.getChildrenPath( OsFileTypes::FULL_PATH, everything ).size(), 1U );
+        EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { listed.getChildrenInfo( everything ); } ),
+                     AllOf( StartsWith( "OsFsUtilsWindows::getFirstChildInfo" ),
+                            HasSubstr( "/listed/file'" ) ) );
+    }
+    fs::permissions( files.at( "hidden" ), fs::perms( 0700 ) );
+    fs::permissions( files.at( "listed" ), fs::perms( 0700 ) );
+}
+
+TEST( OsDirectory, RefusesTheEmptyPath ) {
+    const TestFiles files;
+    files.write( "dir/file" );
+    OsDirectory none{ OsFilePath() };
+    OsDirectory directory( files.path( "dir" ) );
+    const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path( "dir" ) ) );
+    const struct {
+        const char* _where;
+        std::function<void()> _operation;
+    } cases[] = {
+        { "OsDirectory::remove", [&] { none.remove(); } },
+        { "OsDirectory::create",
+          [&] {
+              none.create( { 3, 1, 1 } );
+          } },
+        { "OsDirectory::copyTo", [&] { none.copyTo( files.path( "b" ) ); } },
+        { "OsDirectory::copyTo", [&] { directory.copyTo( OsFilePath() ); } },
+        { "OsDirectory::getChildrenPath",
+          [&] { none.getChildrenPath( OsFileTypes::FULL_PATH, everything ); } },
+        { "OsDirectory::getChildrenInfo", [&] { none.getChildrenInfo( everything ); } },
+        { "OsDirectory::hasChildren", [&] { none.hasChildren( everything ); } },
+        { "OsDirectory::getFirstChildInfo",
+          [&] { OPtr<OsFileInfo>( none.getChildInfo( *entries ) ); } },
+    };
+    for( const auto& expected : cases ) {
+        EXPECT_EQ( reasonOf<OsFileEx::ExNullFilePath>( expected._operation ),
+                   std::string( expected._where ) + ": File has null file path." );
+    }
+    EXPECT_TRUE( files.has( "dir/file" ) );
+}
+
+TEST( OsDirectory, CopiesAllThatItHoldsAndFollowsLinks ) {
+    const TestFiles files;
+    files.write( "from/file", "1" );
+    files.write( "from/deep/er/file", "2" );
+    files.write( "elsewhere/file", "3" );
+    fs::create_directory( files.at( "from/empty" ) );
+    fs::create_symlink( "../elsewhere", files.at( "from/dirLink" ) );
+    fs::create_symlink( "file", files.at( "from/fileLink" ) );
+    files.write( "existing/from/other", "stays" );
+    OsDirectory from( files.path( "from" ) );
+    const std::pair<const char*, const char*> cases[] = { { "to", "to/" },
+                                                          { "existing", "existing/from/" } };
+    for( const auto& [target, result] : cases ) {
+        from.copyTo( files.path( target ) );
+        const std::string top( result );
+        EXPECT_EQ( files.read( top + "file" ), "1" );
+        EXPECT_EQ( files.read( top + "deep/er/file" ), "2" );
+        EXPECT_EQ( files.read( top + "dirLink/file" ), "3" );
+        EXPECT_EQ( files.read( top + "fileLink" ), "1" );
+        EXPECT_TRUE( fs::is_empty( files.at( top + "empty" ) ) );
+        EXPECT_FALSE( fs::is_symlink( files.at( top + "dirLink" ) ) );
+    }
+    EXPECT_EQ( files.read( "existing/from/other" ), "stays" );
+    EXPECT_EQ( reasonOf<OsFileEx::ExFileExists>( [&] { from.copyTo( files.path( "to/file" ) ); } ),
+               "OsDirectory::copyTo: File '" + files.path( "from" ).toString() +
+                   "' already exists." );
+    EXPECT_THROW( OsDirectory::copyHierarchy( files.path( "from" ), files.path( "to/file" ) ),
+                  ExInternalError );
+}
+
+TEST( OsDirectory, CopyingIntoItselfIsRefusedBeforeAnythingIsMade ) {
+    const TestFiles files;
+    files.write( "from/file", "text" );
+    files.write( "from/sub/file", "text" );
+    fs::create_symlink( "from/sub", files.at( "link" ) );
+    const auto count = [&] {
+        return std::distance( fs::recursive_directory_iterator( files.at( "" ) ), {} );
+    };
+    const auto nbBefore = count();
+    for( const char* target : { "from", "from/new", "from/sub", "from/sub/n/e/w", "link/new" } ) {
+        EXPECT_THAT( reasonOf<OsFileEx::ExInvalidPath>( [&] {
+                         OsDirectory::copyHierarchy( files.path( "from" ), files.path( target ) );
+                     } ),
+                     AllOf( StartsWith( "OsDirectory::copyHierarchy" ), HasSubstr( "/from'" ) ) )
+            << target;
+        EXPECT_EQ( count(), nbBefore ) << target;
+    }
+    // Its parent is a directory, into which it would go under its own name.
+    EXPECT_THROW( OsDirectory( files.path( "from" ) ).copyTo( files.path() ),
+                  OsFileEx::ExInvalidPath );
+    EXPECT_EQ( files.read( "from/file" ), "text" );
+}
+
+TEST( OsDirectory, CopyingAlongLinksThatLeadBackComesToAnEnd ) {
+    // Where the link in the source leads, and where it stands.
+    const std::pair<const char*, const char*> cases[] = { { ".", "from/link" },
+                                                          { "../..", "from/sub/link" },
+                                                          { "../to", "from/link" },
+                                                          { "../../to/sub", "from/sub/link" } };
+    for( const auto& [target, link] : cases ) {
+        SCOPED_TRACE( target );
+        const TestFiles files;
+        files.write( "from/file", "text" );
+        fs::create_directory( files.at( "from/sub" ) );
+        fs::create_symlink( target, files.at( link ) );
+        EXPECT_THAT( reasonOf<OsFileEx::ExInvalidPath>( [&] {
+                         OsDirectory::copyHierarchy( files.path( "from" ), files.path( "to" ) );
+                     } ),
+                     AllOf( StartsWith( "OsDirectory::copyHierarchy" ), HasSubstr( link ) ) );
+    }
+}
+
+TEST( OsDirectory, CopyingRefusesAPipeRatherThanWaitForItsWriter ) {
+    const TestFiles files;
+    fs::create_directory( files.at( "from" ) );
+    ASSERT_EQ( ::mkfifo( files.at( "from/pipe" ).c_str(), 0644 ), 0 );
+    EXPECT_THROW( OsDirectory::copyHierarchy( files.path( "from" ), files.path( "to" ) ),
+                  OsFileEx::ExInvalidPath );
+    EXPECT_FALSE( files.has( "to/pipe" ) );
+}
+
+TEST( OsFileEntryDescriptor, StaysAtTheEndUntilItIsReset ) {
+    const TestFiles files;
+    files.write( "a" );
+    files.write( "b" );
+    const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
+    OPtr<OsFileInfo>( entries->getNextEntry() );
+    entries->reset();
+    EXPECT_THAT( namesOf( *entries ), ElementsAre( "a", "b" ) );
+    EXPECT_THAT( namesOf( *entries ), ElementsAre() );
+    entries->reset();
+    EXPECT_THAT( namesOf( *entries ), ElementsAre( "a", "b" ) );
+}
+
+TEST( OsFileEntryDescriptor, PassesOverWhatVanishesMeanwhile ) {
+    const TestFiles files;
+    files.write( "a" );
+    files.write( "b" );
+    const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
+    // Between the name and the look at the file; the second look is for a link that leads nowhere.
+    const CallHook vanishing( "statx",
+                              []( SystemCall& call ) { return call.number <= 2 ? ENOENT : 0; } );
+    EXPECT_EQ( namesOf( *entries ).size(), 1U );
+}
+
+TEST( OsFileEntryDescriptor, GoesOnAfterAFailure ) {
+    const TestFiles files;
+    files.write( "a" );
+    const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
+    for( const char* call : { "opendir", "readdir" } ) {
+        const FailingCall failing( call, EIO );
+        EXPECT_THAT(
+            reasonOf<ExSysErrorWindows>( [&] { OPtr<OsFileInfo>( entries->getNextEntry() ); } ),
+            HasSubstr( "ChildInfo" ) );
+    }
+    EXPECT_THAT( namesOf( *entries ), ElementsAre( "a" ) );
+    const FailingCall closing( "closedir", EIO );
+    EXPECT_EQ( reasonOf<ExSysErrorWindows>( [&] {
+                   entries->reset();
+                   OPtr<OsFileInfo>( entries->getNextEntry() );
+                   entries->reset();
+               } ).find( "OsFileEntryDescriptorWindows::reset()" ),
+               0U );
+}
+
+TEST( OsFileEntryDescriptor, NeedsNoMoreMemoryForALargeDirectory ) {
+    const TestFiles files;
+    const long nbFiles = scaledCount( 100000 );
+    files.write( "0" );
+    for( long i = 1; i < nbFiles; ++i ) {
+        // File systems limit the names of one file; a new file every now and then.
+        const std::string name = files.at( std::to_string( i ) ).string();
+        if( i % 1000 == 0 ||
+            ::link( files.at( std::to_string( i / 1000 * 1000 ) ).c_str(), name.c_str() ) != 0 ) {
+            files.write( std::to_string( i ) );
+        }
+    }
+    const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
+    long nbEntries = 0;
+    std::size_t early = 0;
+    std::size_t most = 0;
+    for( OPtr<OsFileInfo> info( entries->getNextEntry() ); !info.isNull();
+         info = entries->getNextEntry() ) {
+        // Sanitizers have their own allocator, which tells nothing here.
+        const auto used = static_cast<std::size_t>( ::mallinfo2().uordblks );
+        if( ++nbEntries == 100 ) {
+            early = used;
+        } else if( nbEntries > 100 ) {
+            most = std::max( most, used );
+        }
+    }
+    EXPECT_EQ( nbEntries, nbFiles );
+    EXPECT_LE( most, early + 1024 );
+}
+
+} // namespace
+} // namespace Qv

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <base/failure/exBase.h>
+#include <resmgt/osal/osFilePath.h>
+#include <tests/support/tempDirectory.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include <sys/fsuid.h>
+
+namespace Qv {
+
+namespace fs = std::filesystem;
+
+/// A directory of the test's own, in which files are made and looked at past the tested layer.
+class TestFiles {
+public:
+    explicit TestFiles( const fs::path& top )
+        : _top( top ) {}
+    TestFiles()
+        : _top( _own.path() ) {
+        // For tests without root's powers.
+        fs::permissions( _top, fs::perms( 0755 ) );
+    }
+
+    fs::path at( const std::string& name ) const { return _top / name; }
+    OsFilePath path( const std::string& name = "" ) const {
+        return OsFilePath( _top.string() + "/" + name );
+    }
+    void write( const std::string& name, const std::string& content = "" ) const {
+        fs::create_directories( at( name ).parent_path() );
+        std::ofstream( at( name ), std::ios::binary ) << content;
+    }
+    std::string read( const std::string& name ) const {
+        std::ifstream file( at( name ), std::ios::binary );
+        return { std::istreambuf_iterator<char>( file ), {} };
+    }
+    /// Whether there is an entry, be it a link that leads nowhere.
+    bool has( const std::string& name ) const {
+        return fs::exists( fs::symlink_status( at( name ) ) );
+    }
+    unsigned int mode( const std::string& name ) const {
+        return static_cast<unsigned int>( fs::status( at( name ) ).permissions() );
+    }
+
+private:
+    TempDirectory _own;
+    fs::path _top;
+};
+
+/// Takes root's powers over files from this thread, until scope exit. Others keep what they have.
+class WithoutPowers {
+public:
+    WithoutPowers()
+        : _group( static_cast<gid_t>( ::setfsgid( ::getegid() == 0 ? NOBODY : ::getegid() ) ) )
+        , _user( static_cast<uid_t>( ::setfsuid( ::geteuid() == 0 ? NOBODY : ::geteuid() ) ) ) {}
+    WithoutPowers( const WithoutPowers& ) = delete;
+    WithoutPowers& operator=( const WithoutPowers& ) = delete;
+    ~WithoutPowers() {
+        ::setfsuid( _user );
+        ::setfsgid( _group );
+    }
+
+    static constexpr unsigned int NOBODY = 65534;
+
+private:
+    const gid_t _group;
+    const uid_t _user;
+};
+
+/// The reason of the `Exception` that `body` raises; an exception of another type goes on.
+template <class Exception, class Body>
+std::string reasonOf( const Body& body ) {
+    try {
+        body();
+    } catch( const Exception& exception ) {
+        return exception.getReason();
+    }
+    return "nothing was raised";
+}
+
+} // namespace Qv
