@@ -20,7 +20,13 @@ void InInit<QvInit::profiling>::initializePackage() {
     // Builds the counter's engine, and shows that it can be read.
     HwCounter::timeStamp();
     Sleeper::initialize();
-    PrProcessTimes::initialize();
+    try {
+        PrProcessTimes::initialize();
+    } catch( ... ) {
+        // A package whose start fails isn't stopped.
+        Sleeper::finalize();
+        throw;
+    }
 }
 
 template <>

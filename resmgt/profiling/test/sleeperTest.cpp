@@ -108,7 +108,7 @@ std::atomic<int> nbSignals{ 0 };
 std::atomic<int> leastSlack{ 0 };
 
 void onSignal( int ) {
-    const int slack = ::prctl( PR_GET_TIMERSLACK, 0, 0, 0, 0 );
+    const int slack = ::prctl( PR_GET_TIMERSLACK, 0UL, 0UL, 0UL, 0UL );
     leastSlack.store( std::min( slack, leastSlack.load( std::memory_order_relaxed ) ),
                       std::memory_order_relaxed );
     nbSignals.fetch_add( 1, std::memory_order_relaxed );
@@ -142,7 +142,9 @@ TEST_F( SleeperUnderSignals, aStormOfThemShortensNoSleepAndTheThreadsSlackIsAsBe
         double shortest = INF;
         int slackAfter = 0;
         TestThread thread( [&] {
-            ASSERT_EQ( ::prctl( PR_SET_TIMERSLACK, SLACK, 0, 0, 0 ), 0 );
+            ASSERT_EQ(
+                ::prctl( PR_SET_TIMERSLACK, static_cast<unsigned long>( SLACK ), 0UL, 0UL, 0UL ),
+                0 );
             id = ::pthread_self();
             started.open();
             while( nbSignals < NB_SIGNALS ) {
@@ -150,7 +152,7 @@ TEST_F( SleeperUnderSignals, aStormOfThemShortensNoSleepAndTheThreadsSlackIsAsBe
                 c.sleeper.sleep( 0.02 );
                 shortest = std::min( shortest, secondsNow() - begin );
             }
-            slackAfter = ::prctl( PR_GET_TIMERSLACK, 0, 0, 0, 0 );
+            slackAfter = ::prctl( PR_GET_TIMERSLACK, 0UL, 0UL, 0UL, 0UL );
         } );
         started.wait();
         for( int sent = 1; sent <= NB_SIGNALS; ++sent ) {

@@ -30,11 +30,11 @@ PeriodicTimerPosix::PeriodicTimerPosix( double interval )
     , _start( PrClockPosix::now( "PeriodicTimerPosix::PeriodicTimerPosix()" ) ) {}
 
 double PeriodicTimerPosix::getCurrentTime() const {
-    return static_cast<double>( elapsed() ) * 1e-9;
+    return static_cast<double>( elapsed( "PeriodicTimerPosix::getCurrentTime()" ) ) * 1e-9;
 }
 
 std::uint64_t PeriodicTimerPosix::getCurrentCount() const {
-    return static_cast<std::uint64_t>( elapsed() / _step );
+    return static_cast<std::uint64_t>( elapsed( "PeriodicTimerPosix::getCurrentCount()" ) / _step );
 }
 
 void PeriodicTimerPosix::wait() const {
@@ -53,8 +53,8 @@ std::int64_t PeriodicTimerPosix::momentOf( std::uint64_t count ) const noexcept 
                                   : maxCount );
 }
 
-std::int64_t PeriodicTimerPosix::elapsed() const {
-    return PrClockPosix::now( "PeriodicTimerPosix::elapsed()" ) - _start;
+std::int64_t PeriodicTimerPosix::elapsed( const char* location ) const {
+    return PrClockPosix::now( location ) - _start;
 }
 
 } // namespace Qv

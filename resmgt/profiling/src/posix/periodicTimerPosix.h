@@ -19,7 +19,7 @@ public:
     std::int64_t momentOf( std::uint64_t count ) const noexcept;
 
 private:
-    std::int64_t elapsed() const;
+    std::int64_t elapsed( const char* location ) const;
 
     /// Both in nanoseconds.
     const std::int64_t _step;

@@ -63,15 +63,15 @@ void PrClockPosix::sleepUntil( std::int64_t deadline, const char* location ) {
 
 // Where the system refuses, as a sandbox may, sleeps are as long as they are without this.
 PrClockPosix::LeastTimerSlack::LeastTimerSlack() noexcept
-    : _before( ::prctl( PR_GET_TIMERSLACK, 0, 0, 0, 0 ) ) {
+    : _before( ::prctl( PR_GET_TIMERSLACK, 0UL, 0UL, 0UL, 0UL ) ) {
     if( _before > 0 ) {
-        ::prctl( PR_SET_TIMERSLACK, 1, 0, 0, 0 );
+        ::prctl( PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL );
     }
 }
 
 PrClockPosix::LeastTimerSlack::~LeastTimerSlack() {
     if( _before > 0 ) {
-        ::prctl( PR_SET_TIMERSLACK, _before, 0, 0, 0 );
+        ::prctl( PR_SET_TIMERSLACK, static_cast<unsigned long>( _before ), 0UL, 0UL, 0UL );
     }
 }
 
