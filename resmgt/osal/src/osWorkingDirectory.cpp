@@ -23,7 +23,7 @@ OsWorkingDirectory::Guard::Guard()
     : _formerDirectory( get() ) {}
 
 OsWorkingDirectory::Guard::Guard( const OsFilePath& path )
-    : Guard() {
+    : _formerDirectory( get() ) {
     set( path );
 }
 

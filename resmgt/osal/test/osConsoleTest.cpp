@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -20,143 +19,99 @@
 namespace Qv {
 namespace {
 
-constexpr const char* PROMPT = "\n\nPress any key to continue";
+constexpr const char* PROMPT = "\r\n\r\nPress any key to continue";
 
-/// What a terminal makes of line ends.
-std::string shown( const std::string& text ) {
-    std::string result;
-    for( const char letter : text ) {
-        result += letter == '\n' ? "\r\n" : std::string( 1, letter );
-    }
-    return result;
+/// As a terminal shows it.
+std::string greeting( pid_t process ) {
+    return "Console for process # " + std::to_string( process ) +
+           ".\r\nClosing this console will terminate your application.\r\n\r\n";
 }
 
-std::string readAll( int from ) {
-    std::string text;
-    std::array<char, 4096> buffer;
-    ssize_t size = 0;
-    // A terminal that nobody uses any more answers with an error.
-    while( ( size = ::read( from, buffer.data(), buffer.size() ) ) > 0 ) {
-        text.append( buffer.data(), static_cast<std::size_t>( size ) );
-    }
-    ::close( from );
-    return text;
+int openAndClose() {
+    OsConsole::open();
+    OsConsole::close();
+    return 0;
 }
 
-/// What `body` answers in a process of its own, with these as its standard input and output.
-class Child {
-public:
-    Child( int input, int output, const std::function<int()>& body ) {
-        std::fflush( nullptr );
-        _id = ::fork();
-        if( _id == 0 ) {
-            ::prctl( PR_SET_PDEATHSIG, SIGKILL );
-            ::setsid();
-            ::dup2( input, STDIN_FILENO );
-            ::dup2( output, STDOUT_FILENO );
-            // The first terminal that a session opens is its own.
-            ::ioctl( STDIN_FILENO, TIOCSCTTY, 0 );
-            ::_exit( body() );
-        }
-        ::close( input );
-        ::close( output );
+/// What `body` answers in a session of its own, whose terminal is `input`, if that is one.
+int runInSession( int input, int output, const std::function<int()>& body, pid_t& id ) {
+    std::fflush( nullptr );
+    id = ::fork();
+    if( id == 0 ) {
+        ::prctl( PR_SET_PDEATHSIG, SIGKILL );
+        ::setsid();
+        ::dup2( input, STDIN_FILENO );
+        ::dup2( output, STDOUT_FILENO );
+        ::ioctl( STDIN_FILENO, TIOCSCTTY, 0 );
+        ::_exit( body() );
     }
-    int wait() const {
-        int status = -1;
-        ::waitpid( _id, &status, 0 );
-        return WIFEXITED( status ) ? WEXITSTATUS( status ) : -status;
-    }
-    std::string greeting() const {
-        return "Console for process # " + std::to_string( _id ) +
-               ".\nClosing this console will terminate your application.\n\n";
-    }
-
-private:
-    pid_t _id;
-};
+    int status = -1;
+    ::waitpid( id, &status, 0 );
+    return WIFEXITED( status ) ? WEXITSTATUS( status ) : -status;
+}
 
 class OsConsoleTest : public ::testing::Test {
 protected:
     OsConsoleTest() {
-        EXPECT_EQ( ::grantpt( _master ), 0 );
-        EXPECT_EQ( ::unlockpt( _master ), 0 );
+        EXPECT_TRUE( ::grantpt( _master ) == 0 && ::unlockpt( _master ) == 0 );
         _terminal = ::open( ::ptsname( _master ), O_RDWR | O_NOCTTY | O_CLOEXEC );
     }
+    ~OsConsoleTest() override { ::close( _master ); }
 
-    static int openAndClose() {
-        OsConsole::open();
-        OsConsole::close();
-        return 0;
+    /// All that it has shown; ends its use.
+    std::string readTerminal() {
+        ::close( _terminal );
+        std::string text;
+        std::array<char, 4096> buffer;
+        ssize_t size = 0;
+        // One that nobody uses any more answers with an error.
+        while( ( size = ::read( _master, buffer.data(), buffer.size() ) ) > 0 ) {
+            text.append( buffer.data(), static_cast<std::size_t>( size ) );
+        }
+        return text;
     }
 
     const int _master = ::posix_openpt( O_RDWR | O_NOCTTY | O_CLOEXEC );
     int _terminal = -1;
+    pid_t _id = 0;
 };
-
-/// 0 if the terminal hands out whole lines, as before, and no key is left.
-int lookAtTerminal() {
-    termios mode{};
-    ::tcgetattr( STDIN_FILENO, &mode );
-    if( ( mode.c_lflag & ICANON ) == 0 || ( mode.c_lflag & ECHO ) == 0 ) {
-        return 2;
-    }
-    mode.c_lflag &= ~static_cast<tcflag_t>( ICANON );
-    ::tcsetattr( STDIN_FILENO, TCSANOW, &mode );
-    pollfd input{ STDIN_FILENO, POLLIN, 0 };
-    return ::poll( &input, 1, 0 ) == 0 ? 0 : 3;
-}
 
 TEST_F( OsConsoleTest, TellsWhatItIsAndTakesOneKeyAtTheEnd ) {
     const ScopedEnvironment asked( "QV_CONSOLE", "1" );
     ASSERT_EQ( ::write( _master, "k", 1 ), 1 );
-    const Child child( _terminal, ::dup( _terminal ), [] {
+    const auto body = [] {
         openAndClose();
-        return lookAtTerminal();
-    } );
-    EXPECT_EQ( child.wait(), 0 );
+        termios mode{};
+        ::tcgetattr( STDIN_FILENO, &mode );
+        const bool isAsBefore = ( mode.c_lflag & ICANON ) != 0 && ( mode.c_lflag & ECHO ) != 0;
+        // The key would be handed out then, if it were still there.
+        mode.c_lflag &= ~static_cast<tcflag_t>( ICANON );
+        ::tcsetattr( STDIN_FILENO, TCSANOW, &mode );
+        pollfd input{ STDIN_FILENO, POLLIN, 0 };
+        return isAsBefore ? ::poll( &input, 1, 0 ) : 2;
+    };
+    EXPECT_EQ( runInSession( _terminal, _terminal, body, _id ), 0 );
     // The key came before the prompt, so the terminal showed it.
-    EXPECT_EQ( readAll( _master ), "k" + shown( child.greeting() + PROMPT ) );
+    EXPECT_EQ( readTerminal(), "k" + greeting( _id ) + PROMPT );
 }
 
 TEST_F( OsConsoleTest, AsksForNoKeyWhereNobodyCanPressOne ) {
     const ScopedEnvironment asked( "QV_CONSOLE", "1" );
     int silent[2];
     ASSERT_EQ( ::pipe2( silent, O_CLOEXEC ), 0 );
-    const Child withoutTerminal( silent[0], ::dup( _terminal ), openAndClose );
-    EXPECT_EQ( withoutTerminal.wait(), 0 );
+    EXPECT_EQ( runInSession( silent[0], _terminal, openAndClose, _id ), 0 );
+    ::close( silent[0] );
     ::close( silent[1] );
 
-    // A job in the background, which the system would stop.
-    const Child session( _terminal, ::dup( _terminal ), [] {
-        const pid_t job = ::fork();
-        if( job == 0 ) {
-            ::setpgid( 0, 0 );
-            ::_exit( openAndClose() );
-        }
-        int status = -1;
-        ::waitpid( job, &status, WUNTRACED );
-        ::kill( job, SIGKILL );
-        return WIFEXITED( status ) ? 0 : 1;
-    } );
-    EXPECT_EQ( session.wait(), 0 );
-    EXPECT_THAT( readAll( _master ),
-                 ::testing::StartsWith( shown( withoutTerminal.greeting() + PROMPT ) ) );
+    EXPECT_EQ( readTerminal(), greeting( _id ) + PROMPT );
 }
 
 TEST_F( OsConsoleTest, KeepsSilentUnlessItIsAskedFor ) {
-    for( const char* const value : { static_cast<const char*>( nullptr ), "", "0", "yes" } ) {
-        const ScopedEnvironment unset( "QV_CONSOLE" );
-        if( value != nullptr ) {
-            ::setenv( "QV_CONSOLE", value, 1 );
-        }
-        int output[2];
-        ASSERT_EQ( ::pipe2( output, O_CLOEXEC ), 0 );
-        const Child child( ::dup( _terminal ), output[1], openAndClose );
-        EXPECT_EQ( child.wait(), 0 );
-        EXPECT_EQ( readAll( output[0] ), "" );
+    for( const char* const value : { "", "0", "yes" } ) {
+        const ScopedEnvironment environment( "QV_CONSOLE", value );
+        EXPECT_EQ( runInSession( _terminal, _terminal, openAndClose, _id ), 0 );
     }
-    ::close( _terminal );
-    ::close( _master );
+    EXPECT_EQ( readTerminal(), "" );
 }
 
 } // namespace

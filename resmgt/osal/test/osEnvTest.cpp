@@ -3,110 +3,90 @@
 #include <resmgt/osal/osEnv.h>
 #include <resmgt/osal/osRegistry.h>
 #include <resmgt/osal/src/osRegistryPlace.h>
+#include <resmgt/osal/test/testFiles.h>
 #include <tests/support/scopedEnvironment.h>
 
 #include <gmock/gmock.h>
 
 #include <cstdlib>
-#include <functional>
 #include <string>
 
 namespace Qv {
 namespace {
 
 using ::testing::HasSubstr;
-using EditMode = OsEnv::VariableGuard::EditMode;
+using ::testing::Pair;
+using Guard = OsEnv::VariableGuard;
 
 constexpr const char* NAME = "QV_TEST_VARIABLE";
 constexpr const wchar_t* WIDE_NAME = L"QV_TEST_VARIABLE";
 
-/// What the system has under the name; "unset" where it has nothing.
-std::string valueOf( const char* name ) {
+/// What the system has under the name.
+std::string valueOf( const char* name = NAME ) {
     const char* const value = std::getenv( name );
     return value == nullptr ? "unset" : value;
 }
 
 TEST( OsEnv, ValuesOfAnyBytesAndSizeComeBackAsTheyWereSet ) {
     const ScopedEnvironment scope( NAME );
-    const std::string values[] = {
-        "", "=", "a=b;c", " blank ", "\xC3\xA9 \xFF\xC3", std::string( 1000000, 'x' ) };
-    for( const std::string& value : values ) {
+    std::string narrow = "former";
+    std::wstring wide = L"former";
+    EXPECT_FALSE( OsEnv::getVariable( narrow, NAME ) || OsEnv::getVariable( wide, WIDE_NAME ) );
+    EXPECT_EQ( narrow, "former" );
+    EXPECT_EQ( wide, L"former" );
+    for( const std::string& value :
+         { std::string(), std::string( "a=b;c " ), std::string( "\xC3\xA9 \xFF\xC3" ),
+           std::string( 1000000, 'x' ) } ) {
         OsEnv::setVariable( NAME, value );
-        std::string narrow = "former";
-        EXPECT_TRUE( OsEnv::getVariable( narrow, NAME ) );
+        EXPECT_TRUE( OsEnv::getVariable( narrow, NAME ) && OsEnv::isSet( WIDE_NAME ) );
         EXPECT_EQ( narrow, value );
-        EXPECT_TRUE( OsEnv::isSet( WIDE_NAME ) );
-
-        std::wstring wide;
         EXPECT_TRUE( OsEnv::getVariable( wide, WIDE_NAME ) );
         OsEnv::unsetVariable( WIDE_NAME );
+        OsEnv::unsetVariable( NAME );
         EXPECT_FALSE( OsEnv::isSet( NAME ) );
         OsEnv::setVariable( WIDE_NAME, wide );
-        EXPECT_EQ( valueOf( NAME ), value );
+        EXPECT_EQ( valueOf(), value );
     }
-    OsEnv::unsetVariable( NAME );
-    OsEnv::unsetVariable( NAME );
-    std::string untouched = "former";
-    std::wstring wideUntouched = L"former";
-    EXPECT_FALSE( OsEnv::getVariable( untouched, NAME ) );
-    EXPECT_FALSE( OsEnv::getVariable( wideUntouched, WIDE_NAME ) );
-    EXPECT_EQ( untouched, "former" );
-    EXPECT_EQ( wideUntouched, L"former" );
 }
 
-TEST( OsEnv, NoVariableHasAnIllegalNameAndNoneGetsOne ) {
+TEST( OsEnv, WhatIsNoNameNoValueOrNoAssignmentChangesNothing ) {
     const ScopedEnvironment scope( NAME, "B=c" );
-    const std::string names[] = { "", "=", std::string( NAME ) + "=B",
-                                  std::string( NAME ) + '\0' + "B" };
-    for( const std::string& name : names ) {
+    const std::string legal( NAME );
+    for( const std::string& name : { std::string(), legal + "=B", legal + '\0' + "B" } ) {
         std::string value;
         EXPECT_FALSE( OsEnv::getVariable( value, name ) ) << name;
         EXPECT_FALSE( OsEnv::isSet( std::wstring( name.begin(), name.end() ) ) ) << name;
-        EXPECT_THROW( OsEnv::setVariable( name, "x" ), ExSysError ) << name;
-        EXPECT_THROW( OsEnv::unsetVariable( name ), ExSysError ) << name;
-        EXPECT_THROW( OsEnv::VariableGuard( name, "", EditMode::SET ), ExSysError ) << name;
+        EXPECT_THROW( OsEnv::setVariable( name, "x" ), ExSysErrorANSI ) << name;
+        EXPECT_THROW( OsEnv::unsetVariable( name ), ExSysErrorANSI ) << name;
+        EXPECT_THROW( Guard( name, "", Guard::SET ), ExSysErrorANSI ) << name;
     }
-    try {
-        OsEnv::setVariable( NAME, std::string( "x\0y", 3 ) );
-        ADD_FAILURE() << "a value was cut at its zero character";
-    } catch( const ExSysErrorANSI& ex ) {
-        EXPECT_THAT( ex.getReason(), HasSubstr( "OsEnv::setVariable" ) );
-        EXPECT_THAT( ex.getReason(), HasSubstr( NAME ) );
+    EXPECT_EQ(
+        reasonOf<ExSysErrorANSI>( [] { OsEnv::setVariable( NAME, std::string( "x\0y", 3 ) ); } ),
+        "OsEnv::setVariable 'QV_TEST_VARIABLE': Invalid argument (error 22)" );
+    for( const wchar_t* const text : { L"", L"=x", WIDE_NAME } ) {
+        EXPECT_THAT( reasonOf<ExSysErrorANSI>( [&] { OsEnv::putVariable( text ); } ),
+                     HasSubstr( "Could not set environment variable" ) );
     }
-    EXPECT_EQ( valueOf( NAME ), "B=c" );
-}
-
-TEST( OsEnv, AssignmentsSetWhatStandsBehindTheirFirstEqualsSign ) {
-    const ScopedEnvironment scope( NAME, "former" );
-    for( const wchar_t* const text : { L"", L"=x", L"QV_TEST_VARIABLE" } ) {
-        try {
-            OsEnv::putVariable( text );
-            ADD_FAILURE() << "no assignment, but it was taken for one";
-        } catch( const ExSysError& ex ) {
-            EXPECT_THAT( ex.getReason(), HasSubstr( "Could not set environment variable" ) );
-        }
-        EXPECT_EQ( valueOf( NAME ), "former" );
-    }
+    EXPECT_EQ( valueOf(), "B=c" );
     OsEnv::putVariable( L"QV_TEST_VARIABLE=a=\u00E9" );
-    EXPECT_EQ( valueOf( NAME ), "a=\xC3\xA9" );
+    EXPECT_EQ( valueOf(), "a=\xC3\xA9" );
     OsEnv::putVariable( L"QV_TEST_VARIABLE=" );
-    EXPECT_EQ( valueOf( NAME ), "" );
+    EXPECT_EQ( valueOf(), "" );
 }
 
 TEST( OsEnv, GuardsEditAVariableAndGiveItsFormerValueBack ) {
     struct Case {
         const char* former;
         const char* value;
-        EditMode mode;
+        Guard::EditMode mode;
         const char* expected;
     };
     const Case cases[] = {
-        { "a", "b", EditMode::SET, "b" },         { "a", "", EditMode::SET, "" },
-        { "a", "b", EditMode::APPEND, "a;b" },    { "a", "b", EditMode::PREPEND, "b;a" },
-        { "", "b", EditMode::APPEND, "b" },       { "", "b", EditMode::PREPEND, "b" },
-        { "a", "", EditMode::APPEND, "a" },       { "a", "", EditMode::PREPEND, "a" },
-        { nullptr, "b", EditMode::SET, "b" },     { nullptr, "b", EditMode::APPEND, "b" },
-        { nullptr, "b", EditMode::PREPEND, "b" }, { nullptr, "", EditMode::APPEND, "" },
+        { "a", "b", Guard::SET, "b" },        { "\xFF", "b", Guard::APPEND, "\xFF;b" },
+        { "a", "b", Guard::PREPEND, "b;a" },  { "", "b", Guard::APPEND, "b" },
+        { "", "b", Guard::PREPEND, "b" },     { "a", "", Guard::APPEND, "a" },
+        { "a", "", Guard::PREPEND, "a" },     { nullptr, "b", Guard::SET, "b" },
+        { nullptr, "b", Guard::APPEND, "b" }, { nullptr, "b", Guard::PREPEND, "b" },
     };
     for( const Case& row : cases ) {
         const ScopedEnvironment outer( NAME );
@@ -114,24 +94,15 @@ TEST( OsEnv, GuardsEditAVariableAndGiveItsFormerValueBack ) {
             ::setenv( NAME, row.former, 1 );
         }
         {
-            const OsEnv::VariableGuard guard( NAME, row.value, row.mode );
-            EXPECT_EQ( valueOf( NAME ), row.expected );
+            const Guard guard( NAME, row.value, row.mode );
+            EXPECT_EQ( valueOf(), row.expected );
         }
-        EXPECT_EQ( valueOf( NAME ), row.former == nullptr ? "unset" : row.former );
+        EXPECT_EQ( valueOf(), row.former == nullptr ? "unset" : row.former );
+        EXPECT_THAT(
+            reasonOf<ExProgramAborted>( [] { Guard( WIDE_NAME, L"b", Guard::EditMode( 3 ) ); } ),
+            HasSubstr( "Unknown environment variable edit mode." ) );
+        EXPECT_EQ( valueOf(), row.former == nullptr ? "unset" : row.former );
     }
-    const ScopedEnvironment bytes( NAME, "\xFF" );
-    {
-        const OsEnv::VariableGuard guard( WIDE_NAME, L"\u00E9", EditMode::APPEND );
-        EXPECT_EQ( valueOf( NAME ), "\xFF;\xC3\xA9" );
-    }
-    EXPECT_EQ( valueOf( NAME ), "\xFF" );
-    try {
-        OsEnv::VariableGuard( NAME, "b", EditMode( 3 ) );
-        ADD_FAILURE() << "there is no such mode";
-    } catch( const ExProgramAborted& ex ) {
-        EXPECT_THAT( ex.getReason(), HasSubstr( "Unknown environment variable edit mode." ) );
-    }
-    EXPECT_EQ( valueOf( NAME ), "\xFF" );
 }
 
 TEST( OsEnv, SystemsOwnPathIsJoinedAsTheSystemSplitsIt ) {
@@ -142,25 +113,20 @@ TEST( OsEnv, SystemsOwnPathIsJoinedAsTheSystemSplitsIt ) {
 }
 
 TEST( OsEnv, SnapshotHoldsAllVariablesAndNothingElse ) {
-    char first[] = "QV_TEST_TWICE=1";
-    char second[] = "QV_TEST_TWICE=2";
-    char empty[] = "QV_TEST_EMPTY=";
-    char odd[] = "QV_TEST_ODD==\xFF";
-    char noName[] = "=x";
-    char noValue[] = "QV_TEST_NONE";
-    char* variables[] = { first, second, empty, odd, noName, noValue, nullptr };
-    char** const former = environ;
+    std::string texts[] = { "TWICE=1", "TWICE=2", "EMPTY=", "ODD==\xFF", "=x", "NONE" };
+    char* variables[] = { texts[0].data(), texts[1].data(), texts[2].data(), texts[3].data(),
+                          texts[4].data(), texts[5].data(), nullptr };
     HashMap<std::wstring, std::wstring> snapshot{ { L"stale", L"" } };
+    HashMap<std::wstring, std::wstring> ofNothing( snapshot );
+    char** const former = environ;
     environ = variables;
     OsEnv::getVariables( snapshot );
     environ = nullptr;
-    HashMap<std::wstring, std::wstring> ofNothing{ { L"stale", L"" } };
     OsEnv::getVariables( ofNothing );
     environ = former;
     EXPECT_THAT( snapshot,
-                 ::testing::UnorderedElementsAre( ::testing::Pair( L"QV_TEST_TWICE", L"1" ),
-                                                  ::testing::Pair( L"QV_TEST_EMPTY", L"" ),
-                                                  ::testing::Pair( L"QV_TEST_ODD", L"=\xDCFF" ) ) );
+                 ::testing::UnorderedElementsAre( Pair( L"TWICE", L"1" ), Pair( L"EMPTY", L"" ),
+                                                  Pair( L"ODD", L"=\xDCFF" ) ) );
     EXPECT_TRUE( ofNothing.empty() );
 }
 
@@ -178,11 +144,10 @@ TEST( OsRegistry, TextIsSplitIntoRootKeyAndValue ) {
         { "HKEY_CURRENT_USER\\a\\b", 0x80000001, "a", "b" },
         { "HKEY_PERFORMANCE_DATA\\a\\b", 0x80000004, "a", "b" },
         { "HKEY_PERFORMANCE_DATA \\a\\b", 0x80000004, "a", "b" },
+        { "HKEY_CURRENT\\a\\b", 0x80000005, "a", "b" },
         { "HKEY_USERS\\value", 0x80000003, "", "value" },
         { "HKEY_USERS\\\\value", 0x80000003, "", "value" },
         { "HKEY_USERS\\key\\", 0x80000003, "key", "" },
-        { "HKEY_USERS\\", 0x80000003, "", "" },
-        { "HKEY_CURRENT\\a\\b", 0x80000005, "a", "b" },
         { "HKEY_USERS\\a/b\\\\c", 0x80000003, "a/b\\", "c" },
     };
     for( const Case& row : cases ) {
@@ -192,41 +157,33 @@ TEST( OsRegistry, TextIsSplitIntoRootKeyAndValue ) {
         EXPECT_EQ( place->key, row.key ) << row.text;
         EXPECT_EQ( place->valueName, row.value ) << row.text;
     }
-    const char* const malformed[] = { nullptr,
-                                      "",
-                                      "HKEY_USERS",
-                                      "HKEY_USERS/a",
-                                      "HKEY_NONSENSE\\a\\b",
-                                      "hkey_users\\a\\b",
-                                      "HKEY_USERS \\a" };
-    for( const char* const text : malformed ) {
-        EXPECT_FALSE( OsRegistryPlace::parse( text ) ) << text;
-        EXPECT_TRUE( APtr<char>( OsRegistry::getVariable( text ) ).isNull() ) << text;
-        EXPECT_EQ( OsRegistry::getLong( text ), 0 );
-        EXPECT_EQ( OsRegistry::getLongLong( text ), 0 );
-        EXPECT_THROW( OsRegistry::setLong( text, 1 ), ExSysErrorGeneric );
+    for( const char* const text :
+         { static_cast<const char*>( nullptr ), "", "HKEY_USERS", "HKEY_USERS/a",
+           "HKEY_NONSENSE\\a\\b", "hkey_users\\a\\b", "HKEY_USERS \\a" } ) {
+        EXPECT_FALSE( OsRegistryPlace::parse( text ) );
     }
 }
 
 TEST( OsRegistry, NothingIsFoundAndNothingSeemsToBeKept ) {
-    const char* const text = "HKEY_CURRENT_USER\\Software\\value";
-    const std::function<void()> setters[] = {
-        [&] { OsRegistry::setVariable( text, APtr<char>( new char[1]() ) ); },
-        [&] { OsRegistry::setLong( text, 1 ); },
-        [&] { OsRegistry::setLongLong( text, 1 ); },
+    struct Case {
+        const char* text;
+        const char* reason;
     };
-    for( const auto& set : setters ) {
-        try {
-            set();
-            ADD_FAILURE() << "there is no registry, but something was kept in it";
-        } catch( const ExSysErrorGeneric& ex ) {
-            EXPECT_THAT( ex.getReason(), HasSubstr( text ) );
-            EXPECT_THAT( ex.getReason(), HasSubstr( "no registry" ) );
-        }
+    const Case cases[] = { { "HKEY_CURRENT_USER\\key\\value", "this system has no registry" },
+                           { "HKEY_NONSENSE\\a\\b", "names no value of the registry" },
+                           { nullptr, "names no value of the registry" } };
+    for( const auto& [text, reason] : cases ) {
+        EXPECT_TRUE( APtr<char>( OsRegistry::getVariable( text ) ).isNull() );
+        EXPECT_EQ( OsRegistry::getLong( text ), 0 );
+        EXPECT_EQ( OsRegistry::getLongLong( text ), 0 );
+        EXPECT_THAT( reasonOf<ExSysErrorGeneric>(
+                         [&] { OsRegistry::setVariable( text, APtr<char>( new char[1]() ) ); } ),
+                     HasSubstr( reason ) );
+        EXPECT_THAT( reasonOf<ExSysErrorGeneric>( [&] { OsRegistry::setLong( text, 1 ); } ),
+                     HasSubstr( reason ) );
+        EXPECT_THAT( reasonOf<ExSysErrorGeneric>( [&] { OsRegistry::setLongLong( text, 1 ); } ),
+                     HasSubstr( reason ) );
     }
-    EXPECT_TRUE( APtr<char>( OsRegistry::getVariable( text ) ).isNull() );
-    EXPECT_EQ( OsRegistry::getLong( text ), 0 );
-    EXPECT_EQ( OsRegistry::getLongLong( text ), 0 );
 }
 
 } // namespace
