@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <functional>
 #include <string>
 
 namespace Qv {
@@ -172,17 +173,17 @@ TEST( OsRegistry, NothingIsFoundAndNothingSeemsToBeKept ) {
     const Case cases[] = { { "HKEY_CURRENT_USER\\key\\value", "this system has no registry" },
                            { "HKEY_NONSENSE\\a\\b", "names no value of the registry" },
                            { nullptr, "names no value of the registry" } };
-    for( const auto& [text, reason] : cases ) {
-        EXPECT_TRUE( APtr<char>( OsRegistry::getVariable( text ) ).isNull() );
-        EXPECT_EQ( OsRegistry::getLong( text ), 0 );
-        EXPECT_EQ( OsRegistry::getLongLong( text ), 0 );
-        EXPECT_THAT( reasonOf<ExSysErrorGeneric>(
-                         [&] { OsRegistry::setVariable( text, APtr<char>( new char[1]() ) ); } ),
-                     HasSubstr( reason ) );
-        EXPECT_THAT( reasonOf<ExSysErrorGeneric>( [&] { OsRegistry::setLong( text, 1 ); } ),
-                     HasSubstr( reason ) );
-        EXPECT_THAT( reasonOf<ExSysErrorGeneric>( [&] { OsRegistry::setLongLong( text, 1 ); } ),
-                     HasSubstr( reason ) );
+    for( const Case& row : cases ) {
+        EXPECT_TRUE( APtr<char>( OsRegistry::getVariable( row.text ) ).isNull() );
+        EXPECT_EQ( OsRegistry::getLong( row.text ), 0 );
+        EXPECT_EQ( OsRegistry::getLongLong( row.text ), 0 );
+        const std::function<void()> setters[] = {
+            [&] { OsRegistry::setVariable( row.text, APtr<char>( new char[1]() ) ); },
+            [&] { OsRegistry::setLong( row.text, 1 ); },
+            [&] { OsRegistry::setLongLong( row.text, 1 ); } };
+        for( const auto& set : setters ) {
+            EXPECT_THAT( reasonOf<ExSysErrorGeneric>( set ), HasSubstr( row.reason ) );
+        }
     }
 }
 
