@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <vector>
 
 namespace Qv {
 
@@ -12,7 +11,8 @@ struct SystemCall {
     const char* name;
     /// Of the calls that the hook has seen, this one included.
     long number;
-    /// The bytes asked for, in a transfer; a hook that lessens it makes a short count. Else 0.
+    /// The bytes asked for, in a transfer, where a hook that lessens it makes a short count, and in
+    /// `fallocate`. Else 0.
     std::size_t size;
 };
 
@@ -58,7 +58,7 @@ public:
 
 /// What `forEachFailingCall` tells of a run.
 struct FailedRun {
-    /// The call that failed, such as "fstat"; null in the run in which none did.
+    /// The call that failed first, such as "fstat"; null in the run in which none did.
     const char* call;
     /// It was made to fail as the `number`-th call of the operation.
     long number;

@@ -1,5 +1,6 @@
 #include "../osFileCalls.h"
 #include "../osUnbufferedInfo.h"
+#include "descriptorPosix.h"
 #include "nativePathPosix.h"
 #include "permissionsPosix.h"
 
@@ -9,6 +10,8 @@
 
 #include <cerrno>
 #include <limits>
+#include <optional>
+#include <utility>
 
 namespace Qv::OsFileCalls {
 
@@ -48,17 +51,7 @@ Moved movedBy( ssize_t count ) {
     }
 }
 
-int openFile( const NativePath& path, int flags, unsigned int mode ) {
-    return uninterrupted( [&] { return ::open( path.get(), flags | O_CLOEXEC, mode ); } );
-}
-
-/// Closes the descriptor, and keeps the error of what failed before.
-Opened abandon( int file ) {
-    const int error = errno;
-    ::close( file );
-    errno = error;
-    return { OsFileTypes::INVALID_HANDLE, 1 };
-}
+constexpr Opened FAILED{ OsFileTypes::INVALID_HANDLE, 1 };
 
 /// Reading would be what fails otherwise.
 bool isNoDirectory( int file ) {
@@ -81,43 +74,57 @@ unsigned long long makeUnbuffered( int file ) {
     return ::fcntl( file, F_SETFL, O_DIRECT ) == 0 ? info.sectorSize : 0;
 }
 
+/// Removes a file that was made in vain, at the end of its scope.
+class UnfinishedFile {
+public:
+    /// Null for none.
+    explicit UnfinishedFile( const char* path )
+        : _path( path ) {}
+    UnfinishedFile( const UnfinishedFile& ) = delete;
+    UnfinishedFile& operator=( const UnfinishedFile& ) = delete;
+    ~UnfinishedFile() {
+        if( _path != nullptr ) {
+            const int error = errno;
+            ::unlink( _path );
+            errno = error;
+        }
+    }
+
+    void keep() noexcept { _path = nullptr; }
+
+private:
+    const char* _path;
+};
+
 /// Asks the volume before it changes the file, and with a descriptor of the file: told to open
 /// unbuffered, the system makes or empties it first and refuses then.
-Opened openForUnbufferedWriting( const NativePath& path, unsigned int mode, bool truncate ) {
-    int file = openFile( path, O_RDWR | O_CREAT | O_EXCL, mode );
-    const bool isNew = file >= 0;
-    if( !isNew && errno == EEXIST ) {
-        file = openFile( path, O_RDWR | O_CREAT, mode );
+Opened openForUnbufferedWriting( const char* path, unsigned int mode, bool truncate ) {
+    std::optional<Descriptor> file( std::in_place, path, O_RDWR | O_CREAT | O_EXCL, mode );
+    UnfinishedFile unfinished( file->isOpen() ? path : nullptr );
+    if( !file->isOpen() && errno == EEXIST ) {
+        file.emplace( path, O_RDWR | O_CREAT, mode );
     }
-    if( file < 0 ) {
-        return { OsFileTypes::INVALID_HANDLE, 1 };
+    if( !file->isOpen() ) {
+        return FAILED;
     }
-    const unsigned long long alignment = makeUnbuffered( file );
-    if( alignment != 0 &&
-        ( !truncate || uninterrupted( [&] { return ::ftruncate( file, 0 ); } ) == 0 ) ) {
-        return { file, alignment };
+    const unsigned long long alignment = makeUnbuffered( file->get() );
+    if( alignment == 0 ||
+        ( truncate && uninterrupted( [&] { return ::ftruncate( file->get(), 0 ); } ) != 0 ) ) {
+        return FAILED;
     }
-    const Opened failed = abandon( file );
-    if( isNew ) {
-        const int error = errno;
-        ::unlink( path.get() );
-        errno = error;
-    }
-    return failed;
+    unfinished.keep();
+    return { file->release(), alignment };
 }
 
 } // namespace
 
 Opened openForReading( const OsFilePath& path, bool unbuffered ) {
-    const int file = openFile( NativePath( path ), O_RDONLY, 0 );
-    if( file < 0 ) {
-        return { OsFileTypes::INVALID_HANDLE, 1 };
+    Descriptor file( NativePath( path ).get(), O_RDONLY );
+    if( !file.isOpen() || !isNoDirectory( file.get() ) ) {
+        return FAILED;
     }
-    if( !isNoDirectory( file ) ) {
-        return abandon( file );
-    }
-    const unsigned long long alignment = unbuffered ? makeUnbuffered( file ) : 1;
-    return alignment != 0 ? Opened{ file, alignment } : abandon( file );
+    const unsigned long long alignment = unbuffered ? makeUnbuffered( file.get() ) : 1;
+    return alignment != 0 ? Opened{ file.release(), alignment } : FAILED;
 }
 
 Opened openForWriting( const OsFilePath& path, const OsFileTypes::Permissions& permissions,
@@ -125,9 +132,10 @@ Opened openForWriting( const OsFilePath& path, const OsFileTypes::Permissions& p
     const NativePath native( path );
     const unsigned int mode = fileMode( permissions );
     if( unbuffered ) {
-        return openForUnbufferedWriting( native, mode, truncate );
+        return openForUnbufferedWriting( native.get(), mode, truncate );
     }
-    return { openFile( native, O_RDWR | O_CREAT | ( truncate ? O_TRUNC : 0 ), mode ), 1 };
+    Descriptor file( native.get(), O_RDWR | O_CREAT | ( truncate ? O_TRUNC : 0 ), mode );
+    return { file.release(), 1 };
 }
 
 bool close( Handle handle ) {

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace Qv::OsFileCalls {
@@ -53,24 +55,44 @@ bool isUnableToTakeSpace() {
     return errno == EOPNOTSUPP || errno == ENOSYS;
 }
 
-/// The parts before `end` for which there is no space yet.
-std::vector<Range> findHoles( int file, const struct stat& facts, off_t end ) {
-    constexpr off_t blockSize = 512;
+/// Nothing after a failure.
+using Holes = std::optional<std::vector<Range>>;
+
+/// The holes before `end`, found with the current position.
+Holes searchHoles( int file, off_t end ) {
     std::vector<Range> holes;
-    if( facts.st_blocks >= facts.st_size / blockSize ) {
-        return holes;
-    }
-    const off_t position = ::lseek( file, 0, SEEK_CUR );
     off_t data = 0;
-    while( data >= 0 && data < end ) {
+    while( data < end ) {
         const off_t hole = ::lseek( file, data, SEEK_HOLE );
-        if( hole < 0 || hole >= end ) {
+        if( hole < 0 ) {
+            return std::nullopt;
+        }
+        if( hole >= end ) {
             break;
         }
         data = ::lseek( file, hole, SEEK_DATA );
-        holes.push_back( { hole, data < 0 ? end : std::min( data, end ) } );
+        if( data < 0 && errno != ENXIO ) {
+            return std::nullopt;
+        }
+        data = data < 0 ? end : std::min( data, end );
+        holes.push_back( { hole, data } );
     }
-    ::lseek( file, position, SEEK_SET );
+    return holes;
+}
+
+/// The parts before `end` for which there is no space yet.
+Holes findHoles( int file, const struct stat& facts, off_t end ) {
+    constexpr off_t blockSize = 512;
+    if( facts.st_blocks >= facts.st_size / blockSize ) {
+        return Holes( std::in_place );
+    }
+    const off_t position = ::lseek( file, 0, SEEK_CUR );
+    const Holes holes = position < 0 ? std::nullopt : searchHoles( file, end );
+    const int error = errno;
+    if( ::lseek( file, position, SEEK_SET ) != position ) {
+        return std::nullopt;
+    }
+    errno = error;
     return holes;
 }
 
@@ -99,12 +121,14 @@ bool reserve( Handle handle, unsigned long long size ) {
     }
     const off_t kept = std::min( length, facts.st_size );
     std::vector<Range> filled;
+    const Holes holes = findHoles( file, facts, kept );
+    if( !holes ) {
+        return false;
+    }
     bool isTaken = takeSpace( file, { kept, length } );
-    if( isTaken ) {
-        for( const Range& hole : findHoles( file, facts, kept ) ) {
-            filled.push_back( hole );
-            isTaken = isTaken && takeSpace( file, hole );
-        }
+    for( auto hole = holes->begin(); isTaken && hole != holes->end(); ++hole ) {
+        filled.push_back( *hole );
+        isTaken = takeSpace( file, *hole );
     }
     // A volume that can't take space can fix the length all the same.
     if( ( isTaken || isUnableToTakeSpace() ) && setLength( file, length ) ) {

@@ -1,4 +1,5 @@
 #include "../osUnbufferedInfo.h"
+#include "descriptorPosix.h"
 #include "nativePathPosix.h"
 
 #include <base/failure/assertions.h>
@@ -27,25 +28,6 @@ using OsFileTypes::UnbufferedInfo;
 namespace {
 
 constexpr std::uint64_t LARGEST_TRANSFER = 0x7fffffff;
-
-/// A descriptor that goes with its scope.
-class OpenFile {
-public:
-    OpenFile( const char* path, int flags, mode_t mode = 0 )
-        : _file( ::open( path, flags | O_CLOEXEC, mode ) ) {}
-    OpenFile( const OpenFile& ) = delete;
-    OpenFile& operator=( const OpenFile& ) = delete;
-    ~OpenFile() {
-        if( _file >= 0 ) {
-            ::close( _file );
-        }
-    }
-
-    int get() const noexcept { return _file; }
-
-private:
-    const int _file;
-};
 
 /// What has been found out about volumes, by their device numbers.
 class KnownVolumes {
@@ -170,11 +152,11 @@ UnbufferedInfo findOut( int file, dev_t device, bool isSample ) {
 
 /// A regular file on the volume of `path`, open for trials: the file itself, or one without a name
 /// in a directory. The descriptor is invalid where there can be none.
-OpenFile openSample( const NativePath& path, mode_t type ) {
+Descriptor openSample( const NativePath& path, mode_t type ) {
     if( S_ISDIR( type ) ) {
-        return OpenFile( path.get(), O_TMPFILE | O_RDWR, 0600 );
+        return Descriptor( path.get(), O_TMPFILE | O_RDWR, 0600 );
     }
-    return OpenFile( S_ISREG( type ) ? path.get() : "", O_RDONLY | O_NONBLOCK );
+    return Descriptor( S_ISREG( type ) ? path.get() : "", O_RDONLY | O_NONBLOCK );
 }
 
 } // namespace
@@ -189,8 +171,8 @@ UnbufferedInfo getUnbufferedInfo( OsFileTypes::Handle handle ) {
 UnbufferedInfo getUnbufferedInfo( const OsFilePath& path ) {
     const OsFilePath place = path.getAbsolutePath();
     const NativePath native( place );
-    const OpenFile entry( native.get(), O_PATH );
-    if( entry.get() < 0 && place.getNbComponents() > 1 ) {
+    const Descriptor entry( native.get(), O_PATH );
+    if( !entry.isOpen() && place.getNbComponents() > 1 ) {
         return getUnbufferedInfo( place.getDirectoryName() );
     }
     const struct stat facts = getFacts( entry.get() );
@@ -198,8 +180,8 @@ UnbufferedInfo getUnbufferedInfo( const OsFilePath& path ) {
     if( known ) {
         return *known;
     }
-    const OpenFile sample = openSample( native, facts.st_mode );
-    const bool isSample = sample.get() >= 0;
+    const Descriptor sample = openSample( native, facts.st_mode );
+    const bool isSample = sample.isOpen();
     return findOut( isSample ? sample.get() : entry.get(), facts.st_dev, isSample );
 }
 

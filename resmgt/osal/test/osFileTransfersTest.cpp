@@ -1,0 +1,469 @@
+#include "../src/osFileAccessor.h"
+
+#include <base/failure/assertions.h>
+#include <base/failure/exSysError.h>
+#include <resmgt/osal/osFile.h>
+#include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/osFileReader.h>
+#include <resmgt/osal/osFileWriter.h>
+#include <resmgt/osal/osMTFileReader.h>
+#include <resmgt/osal/osMTFileWriter.h>
+#include <resmgt/osal/test/failingCalls.h>
+#include <resmgt/osal/test/testFiles.h>
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What the four readers and writers have in common, and what tells the sequential ones from the
+/// positioned ones.
+
+namespace Qv {
+namespace {
+
+using OsFileTypes::FROM_BEGINNING;
+using OsFileTypes::Permissions;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+constexpr long long LAST_OFFSET = std::numeric_limits<long long>::max();
+constexpr unsigned long long LARGE = 0x3000000;
+const Permissions mine( 3, 0, 0 );
+
+using Read = std::function<unsigned long long( void* to, long long at, unsigned long long size )>;
+using Write = std::function<void( const void* from, long long at, unsigned long long size )>;
+
+/// A class that transfers, with the system's call, the location text of what it raises and the text
+/// of its assertion of a transfer's size.
+template <class Transfer>
+struct Way {
+    const char* _name;
+    const char* _call;
+    const char* _where;
+    const char* _assertion;
+    std::function<Transfer( const OsFilePath& path, bool unbuffered )> _open;
+};
+
+template <class File, class... Arguments>
+std::function<Read( const OsFilePath&, bool )> readsAtPosition( Arguments... arguments ) {
+    return [=]( const OsFilePath& path, bool unbuffered ) {
+        const auto file = std::make_shared<File>( path, arguments..., unbuffered );
+        return [file]( void* to, long long at, unsigned long long size ) {
+            file->seek( at, FROM_BEGINNING );
+            return file->read( to, size );
+        };
+    };
+}
+
+template <class File, class... Arguments>
+std::function<Read( const OsFilePath&, bool )> readsAtOffset( Arguments... arguments ) {
+    return [=]( const OsFilePath& path, bool unbuffered ) {
+        const auto file = std::make_shared<File>( path, arguments..., unbuffered );
+        return [file]( void* to, long long at, unsigned long long size ) {
+            return file->read( to, at, size );
+        };
+    };
+}
+
+const Way<Read> readers[] = {
+    { "OsFileReader", "read", "OsFileReader::performRead '/",
+      "toRead <= std::numeric_limits<DWORD>::max()", readsAtPosition<OsFileReader>() },
+    { "OsFileWriter", "read", "OsFileWriter::performRead '/",
+      "toRead <= std::numeric_limits<DWORD>::max()", readsAtPosition<OsFileWriter>( mine, false ) },
+    { "OsMTFileReader", "pread", "OsFileReader::performRead( multi-thread ) '/",
+      "toRead <= std::numeric_limits< DWORD >::max()", readsAtOffset<OsMTFileReader>() },
+    { "OsMTFileWriter", "pread", "OsFileReader::performRead( multi-thread ) '/",
+      "toRead <= std::numeric_limits< DWORD >::max()",
+      readsAtOffset<OsMTFileWriter>( mine, false ) } };
+
+const Way<Write> writers[] = {
+    { "OsFileWriter", "write", "OsFileWriter::performWrite '/",
+      "toWrite <= std::numeric_limits<DWORD>::max()",
+      []( const OsFilePath& path, bool unbuffered ) -> Write {
+          const auto file = std::make_shared<OsFileWriter>( path, mine, false, unbuffered );
+          return [file]( const void* from, long long at, unsigned long long size ) {
+              file->seek( at, FROM_BEGINNING );
+              file->write( from, size );
+          };
+      } },
+    { "OsMTFileWriter", "pwrite", "OsFileReader::performWrite( multi-threaded ) '/",
+      "toWrite <= std::numeric_limits< DWORD >::max()",
+      []( const OsFilePath& path, bool unbuffered ) -> Write {
+          const auto file = std::make_shared<OsMTFileWriter>( path, mine, false, unbuffered );
+          return [file]( const void* from, long long at, unsigned long long size ) {
+              file->write( from, at, size );
+          };
+      } } };
+
+class OsFileReading : public ::testing::TestWithParam<Way<Read>> {};
+class OsFileWriting : public ::testing::TestWithParam<Way<Write>> {};
+
+const auto byName = []( const auto& info ) { return std::string( info.param._name ); };
+INSTANTIATE_TEST_SUITE_P(, OsFileReading, ::testing::ValuesIn( readers ), byName );
+INSTANTIATE_TEST_SUITE_P(, OsFileWriting, ::testing::ValuesIn( writers ), byName );
+
+/// Text in which each place can be told from its neighbours.
+std::string pattern( std::size_t size ) {
+    std::string text( size, '\0' );
+    for( std::size_t i = 0; i < size; ++i ) {
+        text[i] = static_cast<char>( i * 167 / 13 + i / 251 );
+    }
+    return text;
+}
+
+/// The sizes of what is asked of the system by `transfer`, whose requests fail as `fails` tells.
+std::vector<std::size_t> requestsOf( const char* call, const std::function<void()>& transfer,
+                                     const CallHook::Hook& fails ) {
+    std::vector<std::size_t> sizes;
+    const CallHook hook( call, [&]( SystemCall& made ) {
+        sizes.push_back( made.size );
+        return fails( made );
+    } );
+    transfer();
+    return sizes;
+}
+
+TEST_P( OsFileReading, EndsAtTheEndOfTheFileWhereverThatIsMeanwhile ) {
+    const TestFiles files;
+    files.write( "file", "0123456789" );
+    const Read read = GetParam()._open( files.path( "file" ), false );
+    char buffer[100];
+    const struct {
+        long long _at;
+        unsigned long long _size;
+        std::string _expected;
+    } cases[] = { { 0, 4, "0123" }, { 4, 6, "456789" }, { 8, 100, "89" },        { 10, 1, "" },
+                  { 3, 0, "" },     { 5000, 100, "" },  { 0, 100, "0123456789" } };
+    for( const auto& expected : cases ) {
+        const auto size = read( buffer, expected._at, expected._size );
+        EXPECT_EQ( std::string( buffer, size ), expected._expected ) << expected._at;
+    }
+    // The file shrinks in the middle of a read.
+    const std::vector<std::size_t> requests = requestsOf(
+        GetParam()._call, [&] { EXPECT_EQ( read( buffer, 0, 100 ), 6U ); },
+        [&]( SystemCall& made ) {
+            made.size = std::min<std::size_t>( made.size, 4 );
+            if( made.number == 2 ) {
+                fs::resize_file( files.at( "file" ), 6 );
+            }
+            return 0;
+        } );
+    EXPECT_THAT( requests, ::testing::ElementsAre( 100, 96, 94 ) );
+}
+
+/// Runs of a transfer of LARGE bytes: what fails, and what is asked for then.
+template <class Transfer>
+void expectChunks( const char* call, bool halvesTheLast, const Transfer& transfer ) {
+    const auto never = []( SystemCall& ) { return 0; };
+    using Sizes = std::vector<std::size_t>;
+    EXPECT_EQ( requestsOf(
+                   call, [&] { transfer( LARGE ); }, never ),
+               ( Sizes{ 0x2000000, 0x1000000 } ) );
+    for( const int error : { ENOMEM, ENOBUFS, EAGAIN } ) {
+        const auto first = [error]( SystemCall& made ) { return made.number == 1 ? error : 0; };
+        EXPECT_EQ( requestsOf(
+                       call, [&] { transfer( LARGE ); }, first ),
+                   ( Sizes{ 0x2000000, 0x1000000, 0x1000000, 0x1000000 } ) );
+        const auto overTheLeast = [error]( SystemCall& made ) {
+            return made.size > 8192 ? error : 0;
+        };
+        const Sizes least = requestsOf(
+            call, [&] { transfer( 0x2000000 + 8192 ); }, overTheLeast );
+        EXPECT_EQ( least.size(), 12U + 4096U + 1U );
+        const auto always = [error]( SystemCall& ) { return error; };
+        Sizes halves;
+        for( std::size_t size = 0x2000000; size >= 8192; size /= 2 ) {
+            halves.push_back( size );
+        }
+        EXPECT_EQ(
+            requestsOf(
+                call, [&] { EXPECT_THROW( transfer( LARGE ), ExSysErrorWindows ); }, always ),
+            halves );
+        // What fits in one chunk is the last request at once.
+        const Sizes last = requestsOf(
+            call,
+            [&] {
+                if( halvesTheLast ) {
+                    transfer( 0x100000 );
+                } else {
+                    EXPECT_THROW( transfer( 0x100000 ), ExSysErrorWindows );
+                }
+            },
+            first );
+        EXPECT_EQ( last.size(), halvesTheLast ? 2U : 1U );
+    }
+}
+
+TEST_P( OsFileReading, GoesInChunksThatAreHalvedForWantOfResources ) {
+    const TestFiles files;
+    files.write( "file" );
+    fs::resize_file( files.at( "file" ), LARGE );
+    const Read read = GetParam()._open( files.path( "file" ), false );
+    std::vector<char> buffer( LARGE );
+    expectChunks( GetParam()._call, GetParam()._call == std::string( "pread" ),
+                  [&]( unsigned long long size ) { read( buffer.data(), 0, size ); } );
+}
+
+TEST_P( OsFileWriting, GoesInChunksThatAreHalvedForWantOfResources ) {
+    const TestFiles files;
+    const Write write = GetParam()._open( files.path( "file" ), false );
+    const std::string content = pattern( LARGE );
+    expectChunks( GetParam()._call, GetParam()._call == std::string( "pwrite" ),
+                  [&]( unsigned long long size ) { write( content.data(), 0, size ); } );
+    EXPECT_TRUE( files.read( "file" ) == content );
+}
+
+/// Interrupts two calls of three, and lets few bytes pass through the third.
+int storm( SystemCall& made ) {
+    made.size = std::min<std::size_t>( made.size, 777 );
+    return made.number % 3 == 0 ? 0 : EINTR;
+}
+
+TEST_P( OsFileReading, GoesOnAfterSignalsAndShortCounts ) {
+    const TestFiles files;
+    const std::string content = pattern( 100000 );
+    files.write( "file", content );
+    const CallHook signals( GetParam()._call, storm );
+    const CallHook moreSignals( "open", storm );
+    const Read read = GetParam()._open( files.path( "file" ), false );
+    std::string buffer( 200000, '\0' );
+    buffer.resize( read( buffer.data(), 0, buffer.size() ) );
+    EXPECT_TRUE( buffer == content );
+}
+
+TEST_P( OsFileWriting, GoesOnAfterSignalsAndShortCounts ) {
+    const TestFiles files;
+    const std::string content = pattern( 100000 );
+    {
+        const CallHook signals( GetParam()._call, storm );
+        const CallHook moreSignals( "open", storm );
+        const Write write = GetParam()._open( files.path( "file" ), false );
+        write( content.data(), 0, content.size() );
+    }
+    EXPECT_TRUE( files.read( "file" ) == content );
+}
+
+TEST_P( OsFileReading, FailureTellsOperationPathAndReasonAndLeavesTheFileOpen ) {
+    const TestFiles files;
+    files.write( "file", "content" );
+    const Read read = GetParam()._open( files.path( "file" ), false );
+    char buffer[10];
+    {
+        const FailingCall failing( GetParam()._call, EIO );
+        EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { read( buffer, 0, 7 ); } ),
+                     AllOf( StartsWith( GetParam()._where ), HasSubstr( "/file': " ),
+                            HasSubstr( std::strerror( EIO ) ) ) );
+    }
+    EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { read( buffer, -1, 7 ); } ),
+                 HasSubstr( std::strerror( EINVAL ) ) );
+    EXPECT_EQ( read( buffer, 3, 10 ), 4U );
+    EXPECT_THAT( reasonOf<ExAssertionFailed>( [&] { read( buffer, 0, 0x100000000 ); } ),
+                 HasSubstr( GetParam()._assertion ) );
+}
+
+TEST_P( OsFileWriting, FailureTellsOperationPathAndReasonAndLeavesTheFileOpen ) {
+    const TestFiles files;
+    const Write write = GetParam()._open( files.path( "file" ), false );
+    {
+        const FailingCall failing( GetParam()._call, EIO );
+        EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { write( "content", 0, 7 ); } ),
+                     AllOf( StartsWith( GetParam()._where ), HasSubstr( "/file': " ),
+                            HasSubstr( std::strerror( EIO ) ) ) );
+    }
+    EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { write( "content", -1, 7 ); } ),
+                 HasSubstr( std::strerror( EINVAL ) ) );
+    EXPECT_THAT( reasonOf<ExAssertionFailed>( [&] { write( "", 0, 0x100000000 ); } ),
+                 HasSubstr( GetParam()._assertion ) );
+    write( "content", 2, 7 );
+    write( "", 100, 0 );
+    EXPECT_EQ( files.read( "file" ), std::string( 2, '\0' ) + "content" );
+}
+
+TEST_P( OsFileWriting, FullVolumeIsAFailureThatTellsTheReason ) {
+    const TestFiles files;
+    const bool isSequential = GetParam()._call == std::string( "write" );
+    const auto expectFull = [&]( const Write& write, int error ) {
+        const auto body = [&] { write( "content", 0, 7 ); };
+        EXPECT_THAT( isSequential ? reasonOf<ExAssertionFailed>( body )
+                                  : reasonOf<ExSysErrorWindows>( body ),
+                     AllOf( HasSubstr( isSequential ? "toWrite == 0" : GetParam()._where ),
+                            HasSubstr( std::strerror( error ) ) ) );
+    };
+    const Write write = GetParam()._open( files.path( "file" ), false );
+    for( const int error : { ENOSPC, EDQUOT, EFBIG } ) {
+        const CallHook full( GetParam()._call, [error]( SystemCall& made ) {
+            made.size = 3;
+            return made.number == 1 ? 0 : error;
+        } );
+        expectFull( write, error );
+    }
+    EXPECT_EQ( files.read( "file" ), "con" );
+    expectFull( GetParam()._open( OsFilePath( "/dev/full" ), false ), ENOSPC );
+}
+
+TEST_P( OsFileReading, OffsetsUpToTheLastOneAreBehindTheEnd ) {
+    const TestFiles files;
+    files.write( "file", "content" );
+    const Read read = GetParam()._open( files.path( "file" ), false );
+    char buffer[100];
+    // A volume may know no offset as high as that; a position is refused then.
+    for( const long long at : { 0xfffffffffffLL, LAST_OFFSET - 50, LAST_OFFSET } ) {
+        try {
+            EXPECT_EQ( read( buffer, at, sizeof( buffer ) ), 0U ) << at;
+        } catch( const ExSysErrorWindows& refusal ) {
+            EXPECT_THAT( refusal.getReason(), HasSubstr( "::performSeek '/" ) );
+        }
+    }
+}
+
+TEST_P( OsFileWriting, WritesNothingWhenThatWouldGoBeyondTheLastOffset ) {
+    const TestFiles files;
+    const Write write = GetParam()._open( files.path( "file" ), false );
+    const std::string content( 100, 'x' );
+    for( const long long at : { LAST_OFFSET - 50, LAST_OFFSET } ) {
+        EXPECT_ANY_THROW( write( content.data(), at, content.size() ) );
+    }
+    EXPECT_EQ( fs::file_size( files.at( "file" ) ), 0U );
+}
+
+/// Every operation that makes a reader or writer, with the location text for an empty path and for
+/// a failed call.
+struct Opening {
+    const char* _nullPath;
+    const char* _failed;
+    bool _writes;
+    std::function<void( const OsFilePath& path, bool truncate )> _open;
+};
+
+template <class File>
+std::function<void( const OsFilePath&, bool )> opens( bool unbuffered = false ) {
+    if constexpr( std::is_constructible_v<File, OsFilePath, bool> ) {
+        return [=]( const OsFilePath& path, bool ) {
+            File( path, unbuffered );
+            File( OsFile( path ), unbuffered );
+        };
+    } else {
+        return [=]( const OsFilePath& path, bool truncate ) {
+            File( path, Permissions( 7, 3, 2 ), truncate, unbuffered );
+            File( OsFile( path ), Permissions( 7, 3, 2 ), truncate, unbuffered );
+        };
+    }
+}
+
+const Opening openings[] = {
+    { "OsFileReader::OsFileReader", "OsFileReader::performOpen", false, opens<OsFileReader>() },
+    { "OsFileWriter::OsFileWriter", "OsFileWriter::performOpen", true, opens<OsFileWriter>() },
+    { "OsFileAccessor::openRead", "OsFileReader::openRead", false, opens<OsMTFileReader>() },
+    { "OsFileAccessor::openRead", "OsFileWriter::openReadWrite", true, opens<OsMTFileWriter>() } };
+
+TEST( OsFileOpening, FailureTellsOperationPathAndReason ) {
+    const TestFiles files;
+    files.write( "locked", "content" );
+    fs::permissions( files.at( "locked" ), fs::perms::none );
+    fs::create_symlink( "circle", files.at( "circle" ) );
+    for( const Opening& opening : openings ) {
+        SCOPED_TRACE( opening._failed );
+        const auto open = [&]( const std::string& name ) {
+            return reasonOf<ExSysErrorWindows>(
+                [&] { opening._open( files.path( name ), true ); } );
+        };
+        EXPECT_THAT(
+            reasonOf<OsFileEx::ExNullFilePath>( [&] { opening._open( OsFilePath(), false ); } ),
+            StartsWith( opening._nullPath ) );
+        const std::pair<std::string, int> cases[] = { { "none/file", ENOENT },
+                                                      { "", EISDIR },
+                                                      { "circle", ELOOP },
+                                                      { "locked/below", ENOTDIR },
+                                                      { std::string( 256, 'n' ), ENAMETOOLONG },
+                                                      { std::string( "cut\0off", 7 ), ENOENT } };
+        for( const auto& [name, error] : cases ) {
+            EXPECT_THAT( open( name ),
+                         AllOf( StartsWith( opening._failed ), HasSubstr( files.path().getChars() ),
+                                HasSubstr( std::strerror( error ) ) ) );
+        }
+        {
+            const WithoutPowers user;
+            EXPECT_THAT( open( "locked" ), HasSubstr( std::strerror( EACCES ) ) );
+        }
+        const FailingCall exhausted( "open", EMFILE );
+        EXPECT_THAT( open( "locked" ), HasSubstr( std::strerror( EMFILE ) ) );
+    }
+    EXPECT_EQ( files.read( "locked" ), "content" );
+    EXPECT_FALSE( files.has( "cut" ) );
+}
+
+TEST( OsFileOpening, WriterMakesKeepsOrEmptiesTheFileAsTold ) {
+    const TestFiles files;
+    const mode_t mask = ::umask( 022 );
+    for( const Opening& opening : openings ) {
+        if( opening._writes ) {
+            opening._open( files.path( "new" ), false );
+            EXPECT_EQ( files.mode( "new" ), 0740U );
+            files.write( "new", "content" );
+            opening._open( files.path( "new" ), false );
+            EXPECT_EQ( files.read( "new" ), "content" );
+            opening._open( files.path( "new" ), true );
+            EXPECT_EQ( files.read( "new" ), "" );
+            fs::remove( files.at( "new" ) );
+        }
+    }
+    ::umask( mask );
+}
+
+TEST( OsFileOpening, ReaderKeepsTheSizeThatItSawFirst ) {
+    const TestFiles files;
+    files.write( "file", "12345" );
+    const OsFileReader reader( files.path( "file" ), false );
+    const OsMTFileReader shared( files.path( "file" ), false );
+    EXPECT_EQ( reader.getSize(), 5U );
+    EXPECT_EQ( shared.getSize(), 5U );
+    files.write( "file", "1234567890" );
+    EXPECT_EQ( reader.getSize(), 5U );
+    EXPECT_EQ( shared.getSize(), 5U );
+    EXPECT_EQ( shared.getPath(), files.path( "file" ) );
+    EXPECT_EQ( OsFileReader( files.path( "file" ), false ).getSize(), 10U );
+}
+
+TEST( OsFileOpening, EachCallThatFailsIsToldAndLeavesNothingOpen ) {
+    const TestFiles files;
+    for( const bool unbuffered : { false, true } ) {
+        for( const auto& open :
+             { opens<OsFileReader>( unbuffered ), opens<OsFileWriter>( unbuffered ),
+               opens<OsMTFileReader>( unbuffered ), opens<OsMTFileWriter>( unbuffered ) } ) {
+            files.write( "file", "content" );
+            bool isTold = false;
+            forEachFailingCall(
+                EIO,
+                [&] {
+                    try {
+                        open( files.path( "file" ), false );
+                        isTold = false;
+                    } catch( const ExSysErrorWindows& ) {
+                        isTold = true;
+                    } catch( const ExAssertionFailed& ) {
+                        isTold = true;
+                    }
+                },
+                [&]( const FailedRun& run ) {
+                    EXPECT_EQ( files.read( "file" ), "content" );
+                    // A destructor can tell nobody, and what a volume can do is found out in more
+                    // than one way.
+                    if( run.call != nullptr && run.call == std::string( "open" ) && !unbuffered ) {
+                        EXPECT_TRUE( isTold );
+                    }
+                } );
+        }
+    }
+}
+
+} // namespace
+} // namespace Qv
