@@ -1,5 +1,6 @@
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFilePath.h>
+#include <resmgt/osal/test/failingCalls.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 
@@ -7,6 +8,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -35,6 +37,34 @@ TEST( OsFilePath, HomeIsThatOfTheEnvironmentElseThatOfTheUsersList ) {
         const ScopedEnvironment home =
             none != nullptr ? ScopedEnvironment( "HOME", none ) : ScopedEnvironment( "HOME" );
         EXPECT_EQ( OsFilePath::getHomeDir(), OsFilePath( entry->pw_dir ) );
+    }
+}
+
+TEST( OsFilePath, TheListOfUsersIsAskedUntilItAnswers ) {
+    const ScopedEnvironment noHome( "HOME" );
+    const OsFilePath home = OsFilePath::getHomeDir();
+    for( const int error : { EINTR, ERANGE } ) {
+        const FailingCall once( "getpwuid_r", error, FailingCall::ONCE );
+        EXPECT_EQ( OsFilePath::getHomeDir(), home );
+        EXPECT_EQ( once.nbCalls(), 2 );
+    }
+}
+
+TEST( OsFilePath, AUserWithoutAHomeIsToldSo ) {
+    const ScopedEnvironment noHome( "HOME" );
+    const FailingCall failing( "getpwuid_r", EIO );
+    const std::pair<OsFilePath ( * )(), const char*> cases[] = {
+        { &OsFilePath::getHomeDir, "OsFilePath::getHomeDir" },
+        { &OsFilePath::getUserDocumentsDir, "OsFilePath::getDocumentsDir" },
+    };
+    for( const auto& [get, where] : cases ) {
+        try {
+            get();
+            ADD_FAILURE() << where << " found a home";
+        } catch( const OsFileEx::ExHomeNotDefined& exception ) {
+            EXPECT_EQ( exception.getReason(),
+                       where + std::string( ": Cannot get home directory from the environment." ) );
+        }
     }
 }
 
@@ -74,6 +104,20 @@ TEST( OsFilePath, DocumentsAreWhereTheDesktopsSettingsPutThem ) {
         std::ofstream( directory.path() / "user-dirs.dirs" ) << one._settings;
         EXPECT_EQ( OsFilePath::getUserDocumentsDir().toString(), one._documents ) << one._settings;
     }
+}
+
+TEST( OsFilePath, SettingsThatCannotBeReadMakeTheHomeDirectoryTheDocuments ) {
+    const TempDirectory directory;
+    std::ofstream( directory.path() / "user-dirs.dirs" ) << "XDG_DOCUMENTS_DIR=\"/d\"";
+    const ScopedEnvironment home( "HOME", "/h" );
+    const ScopedEnvironment configuration( "XDG_CONFIG_HOME", directory.path().c_str() );
+    OsFilePath documents;
+    forEachFailingCall(
+        EIO, [&] { documents = OsFilePath::getUserDocumentsDir(); },
+        [&]( const FailedRun& run ) {
+            const bool isRead = run.call == nullptr || std::string( run.call ) == "close";
+            EXPECT_EQ( documents.toString(), isRead ? "/d" : "/h" );
+        } );
 }
 
 TEST( OsFilePath, SettingsOfTheDesktopAreInTheHomeDirectoryByDefault ) {

@@ -3,14 +3,16 @@
 #include <base/trace/traceManager.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFilePath.h>
+#include <resmgt/osal/osFileReader.h>
+#include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/osWorkingDirectory.h>
 
-#include <fcntl.h>
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 #include <sstream>
 
@@ -22,19 +24,6 @@ namespace {
 std::optional<std::string> getVariable( const char* name ) {
     const char* const value = std::getenv( name );
     return value != nullptr && *value != '\0' ? std::optional<std::string>( value ) : std::nullopt;
-}
-
-/// The current directory as the system tells it, empty when it can't.
-std::string getWorkingDirectory() {
-    std::string text( 1024, '\0' );
-    while( ::getcwd( text.data(), text.size() ) == nullptr ) {
-        if( errno != ERANGE ) {
-            return {};
-        }
-        text.resize( 2 * text.size() );
-    }
-    text.resize( text.find( '\0' ) );
-    return text;
 }
 
 /// The home directory that the system's list of users tells, empty when it tells none.
@@ -61,44 +50,25 @@ OsFilePath getHome( const char* where ) {
     return home;
 }
 
-void traceUnreadable( const OsFilePath& path, int error ) {
-    static TraceLevel* const level = Trace::registerLevel( "OsFilePath", "osFilePathPosix.cpp" );
-    if( Trace::isEnabled( *level ) ) {
-        std::ostringstream text;
-        path.dump( text ) << " can't be read: " << std::strerror( error );
-        TraceManager::getInstance().getTrace().log( text, QV_HERE );
-    }
-}
-
-/// What `descriptor` has to read. Sets errno, to 0 on success.
-std::string readAll( int descriptor ) {
-    std::string text;
-    char block[4096];
-    for( ;; ) {
-        const ssize_t size = ::read( descriptor, block, sizeof( block ) );
-        if( size > 0 ) {
-            text.append( block, static_cast<std::size_t>( size ) );
-        } else if( size == 0 || errno != EINTR ) {
-            errno = size == 0 ? 0 : errno;
-            return text;
-        }
-    }
-}
-
-/// The text of a settings file of the user's desktop. That there is none is usual.
+/// The text of a settings file of the user's desktop, empty when there is none, as is usual.
 std::string readSettings( const OsFilePath& path ) {
-    const int descriptor = ::open( path.getChars(), O_RDONLY | O_CLOEXEC | O_NONBLOCK );
-    std::string text;
-    if( descriptor >= 0 ) {
-        text = readAll( descriptor );
+    static TraceLevel* const level = Trace::registerLevel( "OsFilePath", "osFilePathPosix.cpp" );
+    try {
+        if( !OsFsUtils::fileExists( path ) ) {
+            return {};
+        }
+        OsFileReader reader( path, false );
+        std::string text( reader.getSize(), '\0' );
+        text.resize( reader.read( text.data(), text.size() ) );
+        return text;
+    } catch( const ExBase& exception ) {
+        if( Trace::isEnabled( *level ) ) {
+            std::ostringstream text;
+            text << exception.getReason();
+            TraceManager::getInstance().getTrace().log( text, QV_HERE );
+        }
+        return {};
     }
-    if( errno != 0 && errno != ENOENT ) {
-        traceUnreadable( path, errno );
-    }
-    if( descriptor >= 0 ) {
-        ::close( descriptor );
-    }
-    return text;
 }
 
 /// The quoted value that `line` gives the variable of the documents directory, as the shell would
@@ -147,11 +117,11 @@ OsFilePath OsFilePath::getRootDir() {
 }
 
 OsFilePath OsFilePath::getCurrentDir() {
-    const std::string text = getWorkingDirectory();
-    if( text.empty() || text.find( '\\' ) != std::string::npos ) {
+    try {
+        return OsWorkingDirectory::get();
+    } catch( const ExBase& ) {
         return ".";
     }
-    return text;
 }
 
 OsFilePath OsFilePath::getTempDir() {
