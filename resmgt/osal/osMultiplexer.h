@@ -25,7 +25,8 @@ public:
     /// A repeat has no effect. The descriptor stays the caller's, who unregisters it before closing
     /// it.
     ///
-    /// Errors: ExSysErrorGeneric for a descriptor that the sets can't hold.
+    /// Errors: ExSysErrorGeneric for a descriptor that the sets can't hold; an unknown event is an
+    ///         assertion, here and below.
     void registerEvent( int fd, Event event );
     /// What isn't registered is none of its business.
     void unregisterEvent( int fd, Event event );

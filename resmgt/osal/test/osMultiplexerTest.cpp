@@ -104,6 +104,7 @@ TEST_F( OsMultiplexerTest, DescriptorsThatTheSetsCannotHoldAreRefused ) {
     }
     EXPECT_EQ( _multiplexer.waitFor( 0 ), 0 );
     _multiplexer.registerEvent( FD_SETSIZE - 1, READABLE );
+    EXPECT_THROW( _multiplexer.registerEvent( 0, OsMultiplexer::Event( 3 ) ), ExAssertionFailed );
 }
 
 TEST_F( OsMultiplexerTest, FailedWaitIsToldAndLeavesNoEvent ) {

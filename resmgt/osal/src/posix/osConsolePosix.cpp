@@ -11,13 +11,14 @@ namespace Qv {
 
 namespace {
 
-/// Hands out keys as they are pressed, unseen, instead of whole lines; until scope exit.
+/// Hands out keys as they are pressed, unseen, instead of whole lines; until scope exit. Those that
+/// interrupt a program count too: ended here, it would leave the terminal like this.
 class KeyMode {
 public:
     explicit KeyMode( const termios& former )
         : _former( former ) {
         termios mode = former;
-        mode.c_lflag &= ~static_cast<tcflag_t>( ICANON | ECHO );
+        mode.c_lflag &= ~static_cast<tcflag_t>( ICANON | ECHO | ISIG );
         mode.c_cc[VMIN] = 1;
         mode.c_cc[VTIME] = 0;
         ::tcsetattr( STDIN_FILENO, TCSADRAIN, &mode );

@@ -1,21 +1,28 @@
 #include <resmgt/osal/osMultiplexer.h>
 
+#include <base/failure/assertions.h>
 #include <resmgt/osal/src/posix/osFdSetUtils.h>
 
 #include <cstddef>
 
 namespace Qv {
 
-/// Indexed by event.
 struct OsMultiplexer::Sets {
-    static void clear( fd_set ( &sets )[3] ) {
+    /// Indexed by event.
+    using PerEvent = fd_set[3];
+
+    static fd_set& of( PerEvent& sets, Event event ) {
+        QV_ASSERT( event >= READABLE && event <= EXCEPTIONAL );
+        return sets[event];
+    }
+    static void clear( PerEvent& sets ) {
         for( fd_set& set : sets ) {
             OsFdSetUtils::fdZero( set );
         }
     }
 
-    fd_set registered[3];
-    fd_set occurred[3];
+    PerEvent registered;
+    PerEvent occurred;
 };
 
 OsMultiplexer::OsMultiplexer()
@@ -30,13 +37,13 @@ bool OsMultiplexer::performCanHold( int fd ) {
 }
 
 void OsMultiplexer::performRegister( int fd, Event event ) {
-    OsFdSetUtils::fdSet( fd, _sets->registered[event] );
+    OsFdSetUtils::fdSet( fd, Sets::of( _sets->registered, event ) );
 }
 
 void OsMultiplexer::unregisterEvent( int fd, Event event ) {
     if( OsFdSetUtils::canHold( fd ) ) {
-        OsFdSetUtils::fdClear( fd, _sets->registered[event] );
-        OsFdSetUtils::fdClear( fd, _sets->occurred[event] );
+        OsFdSetUtils::fdClear( fd, Sets::of( _sets->registered, event ) );
+        OsFdSetUtils::fdClear( fd, Sets::of( _sets->occurred, event ) );
     }
 }
 
@@ -61,7 +68,8 @@ int OsMultiplexer::performWait( long timeout ) {
 }
 
 bool OsMultiplexer::eventOccured( int fd, Event event ) const {
-    return OsFdSetUtils::canHold( fd ) && OsFdSetUtils::fdIsSet( fd, _sets->occurred[event] );
+    return OsFdSetUtils::canHold( fd ) &&
+           OsFdSetUtils::fdIsSet( fd, Sets::of( _sets->occurred, event ) );
 }
 
 } // namespace Qv
