@@ -4,9 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <random>
+#include <algorithm>
 #include <sstream>
-#include <tests/support/testSettings.h>
 
 namespace Qv {
 
@@ -22,52 +21,41 @@ std::string textOf( const MbAlignment& alignment ) {
     return text.str();
 }
 
-TEST( MbAlignment, RoundsToTheNearestRightAddress ) {
-    const struct {
-        MbAlignment alignment;
-        std::uint64_t address, up, down;
-    } cases[] = {
-        { { 127, 0, 0 }, 1, 128, 0 },
-        { { 127, 0, 0 }, 128, 128, 128 },
-        { { 127, 0, 0 }, 129, 256, 128 },
-        { { 0, 0, 0 }, 12345, 12345, 12345 },
-        // Low four bits zero, and 0x50 in the bits above, up to 0xff.
-        { { 15, 255, 0x50 }, 0x1000, 0x1050, 0xf50 },
-        { { 15, 255, 0x50 }, 0x1051, 0x1150, 0x1050 },
-        // The pattern's bits under the alignment mask don't count.
-        { { 15, 255, 0x5f }, 0x1051, 0x1150, 0x1050 },
+void expectNearest( std::uint64_t a, std::uint64_t o, std::uint64_t p, std::uint64_t granularity ) {
+    const MbAlignment alignment( a, o, p );
+    // The alignment wins where both masks cover a bit.
+    const auto isRight = [&]( std::uint64_t x ) {
+        return ( x & a ) == 0 && ( x & o & ~a ) == ( p & o & ~a );
     };
-    for( const auto& c : cases ) {
-        EXPECT_EQ( MbTestAccess::roundUp( c.alignment, c.address ), c.up ) << c.address;
-        EXPECT_EQ( MbTestAccess::roundDown( c.alignment, c.address ), c.down ) << c.address;
-        EXPECT_EQ( MbTestAccess::isAligned( c.alignment, c.address ), c.up == c.address );
+    std::uint64_t farthestUp = 0;
+    std::uint64_t farthestDown = 0;
+    for( std::uint64_t x = 128; x < 256; x += granularity ) {
+        std::uint64_t up = x;
+        std::uint64_t down = x;
+        for( ; !isRight( up ); ++up ) {}
+        for( ; !isRight( down ); --down ) {}
+        ASSERT_EQ( MbTestAccess::isAligned( alignment, x ), up == x ) << x;
+        ASSERT_EQ( MbTestAccess::roundUp( alignment, x ), up ) << x;
+        ASSERT_EQ( MbTestAccess::roundDown( alignment, x ), down ) << x;
+        farthestUp = std::max( farthestUp, up - x );
+        farthestDown = std::max( farthestDown, x - down );
     }
+    ASSERT_EQ( alignment.getRoundUpMax( granularity ), farthestUp ) << granularity;
+    ASSERT_EQ( alignment.getRoundDownMax( granularity ), farthestDown ) << granularity;
 }
 
-TEST( MbAlignment, RoundsUpNoFartherThanItsMaximumAndOntoARightAddress ) {
-    std::mt19937_64 random( testSeed() );
-    for( long i = scaledCount( 20000 ); i > 0; --i ) {
-        const std::uint64_t alignmentMask = ( std::uint64_t{ 1 } << random() % 12 ) - 1;
-        const std::uint64_t offsetMask = ( std::uint64_t{ 1 } << random() % 16 ) - 1;
-        const std::uint64_t granularity = std::uint64_t{ 1 } << random() % 10;
-        const MbAlignment alignment( alignmentMask, offsetMask, random() );
-        const std::uint64_t address = ( random() >> 8 ) & ( 0 - granularity );
-        const std::uint64_t up = MbTestAccess::roundUp( alignment, address );
-        ASSERT_TRUE( MbTestAccess::isAligned( alignment, up ) );
-        ASSERT_GE( up, address );
-        ASSERT_LE( up - address, alignment.getRoundUpMax( granularity ) );
-        ASSERT_EQ( MbTestAccess::roundDown( alignment, address ),
-                   up == address ? up : up - ( alignmentMask | offsetMask ) - 1 );
+TEST( MbAlignment, RoundsToTheNearestRightAddressAndKnowsTheFarthest ) {
+    for( const std::uint64_t alignmentMask : { 0u, 1u, 7u, 31u } ) {
+        for( const std::uint64_t offsetMask : { 0u, 3u, 15u, 31u } ) {
+            for( std::uint64_t pattern = 0; pattern < 64 && !testing::Test::HasFailure();
+                 ++pattern ) {
+                for( const std::uint64_t granularity : { 1u, 4u, 64u } ) {
+                    SCOPED_TRACE( textOf( MbAlignment( alignmentMask, offsetMask, pattern ) ) );
+                    expectNearest( alignmentMask, offsetMask, pattern, granularity );
+                }
+            }
+        }
     }
-}
-
-TEST( MbAlignment, MaximaFollowTheGranularity ) {
-    EXPECT_EQ( MbAlignment( 127, 0, 0 ).getRoundUpMax( 1 ), 127u );
-    EXPECT_EQ( MbAlignment( 127, 0, 0 ).getRoundUpMax( 16 ), 112u );
-    EXPECT_EQ( MbAlignment( 0, 0, 0 ).getRoundUpMax( 8 ), 0u );
-    EXPECT_EQ( MbAlignment( 15, 255, 0x50 ).getRoundUpMax( 256 ), 0x50u );
-    EXPECT_EQ( MbAlignment( 127, 0, 0 ).getRoundDownMax( 16 ), 112u );
-    EXPECT_EQ( MbAlignment( 15, 255, 0x50 ).getRoundDownMax( 256 ), 0xb0u );
 }
 
 TEST( MbAlignment, RefusesWhatItCannotDoAndStaysAsItWas ) {

@@ -137,6 +137,52 @@ TEST_F( MbBufferTest, ReplacingTheProtocolDeletesTheFormerOneAfterItsCall ) {
     EXPECT_NE( buffer.getProtocol(), former );
 }
 
+/// Has only the operations that those of a plain protocol come down to.
+class LeafProtocol : public MbProtocol {
+public:
+    explicit LeafProtocol( Recorder& recorder )
+        : _recorder( recorder ) {}
+
+    void reload( void*, unsigned long long ) override { _recorder.note( "reload" ); }
+    void asyncReloadSucceeded() override { _recorder.note( "reloadSucceeded" ); }
+    void asyncReloadFailed() override { _recorder.note( "reloadFailed" ); }
+    void unlocked( void*, unsigned long long, MbBufferImp* ) override {
+        _recorder.note( "unlocked" );
+    }
+    bool unload( void*, unsigned long long ) override {
+        _recorder.note( "unload" );
+        return true;
+    }
+    void free( void*, unsigned long long ) override { _recorder.note( "free" ); }
+    void markDirty( void*, unsigned long long ) override { _recorder.note( "dirty" ); }
+
+private:
+    Recorder& _recorder;
+};
+
+TEST_F( MbBufferTest, APlainProtocolsOperationsComeDownToAFew ) {
+    const auto protocol = new LeafProtocol( recorder );
+    protocol->asyncLoadFailed();
+    EXPECT_EQ( recorder.take(), "reloadFailed" );
+    buffer = make();
+    MbBufferRdGuardImp( buffer ).setProtocol( OPtr<MbProtocol>( protocol ) );
+    send( "free" );
+    const struct {
+        const char *events, *calls;
+    } cases[] = {
+        { "prefetch", "allocate reload reloadSucceeded list" },
+        { "wrlock unlock asyncSync", "unlist dirty unlocked list unlist unload list" },
+        { "wrlock unlock sync free",
+          "unlist dirty unlocked list unlist unload list unlist free deallocate" },
+        { "wrlock unlock drop", "allocate reload dirty unlocked list unlist free deallocate" },
+    };
+    for( const auto& c : cases ) {
+        recorder.take();
+        send( c.events );
+        EXPECT_EQ( recorder.calls, c.calls );
+    }
+}
+
 TEST_F( MbBufferTest, EventsFromInsideACallAreSentAgainAtItsEnd ) {
     // What `inside` sends from inside the call `at` comes while the state is about to change. Then
     // `calls` are made in all, and the regular expressions tell what comes out of the events and

@@ -1,6 +1,5 @@
 #include <resmgt/memoryBuffers/test/mbRecorder.h>
 
-#include <base/failure/exBase.h>
 #include <resmgt/memoryBuffers/src/mbTypeName.h>
 
 #include <map>
@@ -100,6 +99,11 @@ void RecordedBuffers::send( const std::string& events ) {
         { "sync", &MbBufferImp::sync },
         { "unlock", &MbBufferImp::unlock },
         { "unload", unload },
+        { "refused",
+          [&]( MbBufferImp& b ) {
+              recorder.unloadAnswer = false;
+              unload( b );
+          } },
         { "free", &MbBufferImp::free },
         { "destroy", &MbBufferImp::destroy },
         { "asyncOpSucceeded", &MbBufferImp::asyncSucceeded },
@@ -108,8 +112,7 @@ void RecordedBuffers::send( const std::string& events ) {
     };
     std::istringstream words( events );
     for( std::string event; words >> event; ) {
-        recorder.unloadAnswer = event != "refused";
-        operations.at( event == "refused" ? "unload" : event )( *imp );
+        operations.at( event )( *imp );
     }
 }
 
@@ -120,17 +123,6 @@ void RecordedBuffers::inside( const std::string& call, std::function<void()> bod
             body();
         }
     };
-}
-
-std::string raisedBy( const std::function<void()>& body ) {
-    try {
-        body();
-    } catch( const ExBase& exception ) {
-        return exception.getReason();
-    } catch( const std::exception& exception ) {
-        return exception.what();
-    }
-    return "";
 }
 
 std::string nameOf( const MbState* state ) {

@@ -13,6 +13,7 @@
 #include <array>
 #include <functional>
 #include <string>
+#include <tests/support/raisedBy.h>
 #include <utility>
 
 namespace Qv {
@@ -205,9 +206,6 @@ protected:
     MbBufferImp* imp = nullptr;
     MbBuffer buffer;
 };
-
-/// The text of what `body` raises, empty if nothing.
-std::string raisedBy( const std::function<void()>& body );
 
 /// "Loaded" of an object of type Qv::MbStates::Loaded<true, true>.
 std::string nameOf( const MbState* state );

@@ -199,6 +199,7 @@ protected:
             imp->setRegion( hasMemory( state ) ? recordingManager().makeRegion() : MbRegion() );
         }
         EXPECT_EQ( imp->isLoaded(), isListed( state ) || isLocked( state ) ) << state;
+        recorder.unloadAnswer = true;
         recorder.take();
     }
     RecordingManager& recordingManager() { return static_cast<RecordingManager&>( *manager ); }
