@@ -10,7 +10,6 @@
 #include <gmock/gmock.h>
 
 #include <list>
-#include <sstream>
 #include <vector>
 
 namespace Qv {
@@ -80,9 +79,10 @@ TYPED_TEST( AnyCondVarTest, SignalsWakeOneEachInTheOrderOfTheClass ) {
     }
 }
 
-TYPED_TEST( AnyCondVarTest, SignalAndBroadcastThatFindNobodyAreLost ) {
+TYPED_TEST( AnyCondVarTest, SignalsThatFindNobodyAreLostAndAWaitWithoutTheLockQueuesNothing ) {
     this->_condVar.signal();
     this->_condVar.broadcast();
+    EXPECT_THROW( this->waitWithoutLock(), ExAssertionFailed );
     this->startWaiter( 1 );
     this->_threads.back().waitUntilBlocked();
     EXPECT_THAT( this->locked( this->_woken ), ElementsAre() );
@@ -111,18 +111,7 @@ TYPED_TEST( AnyCondVarTest, WaitUnderNestedGuardsGivesTheLockUpWhole ) {
     this->_condVar.signal();
     waiter.join();
     EXPECT_EQ( this->_lock.getImp().getHolder(), 0u );
-}
-
-TYPED_TEST( AnyCondVarTest, WaitWithoutTheLockIsRefusedAndQueuesNothing ) {
-    EXPECT_THROW( this->waitWithoutLock(), ExAssertionFailed );
-    this->startWaiter( 1 );
-    EXPECT_THAT( this->wakeOneByOne( 1 ), ElementsAre( 1 ) );
-}
-
-TYPED_TEST( AnyCondVarTest, ShowsItsName ) {
-    std::ostringstream text;
-    text << this->_condVar;
-    EXPECT_EQ( text.str(), "condVar" );
+    EXPECT_EQ( ::testing::PrintToString( this->_condVar ), "condVar" );
 }
 
 /// A thread in the queue of a scripted list.
@@ -161,14 +150,11 @@ TEST( LkWaitList, BroadcastWhoseSwapFailsWakesAllTheSame ) {
     }
     EXPECT_EQ( later.size(), 2u );
     EXPECT_TRUE( list.isEmpty() );
-}
-
-TEST( LkWaitList, BroadcastThatAnotherForestallsEnds ) {
-    LkSListOf<ScriptedWord> list;
-    ListWaiter waiter( list );
+    // One that another forestalls ends.
+    ListWaiter last( list );
     ScriptedWord::beforeSwap = [&] { LkWaitList::wakeAll( list ); };
     LkWaitList::wakeAll( list );
-    waiter._thread.join();
+    last._thread.join();
 }
 
 TEST( LkWaitList, SignalIsntDeceivedByAnEntryThatComesBack ) {

@@ -51,12 +51,9 @@ void waitAndWake( int nbWaiters, int nbWakers, long nbWaits, Wake wake ) {
     EXPECT_EQ( nbDone, nbWaiters * nbWaits );
 }
 
-TEST( LkLocksStress, MillionsOfBroadcastsWithoutTheLockEnd ) {
+TEST( LkLocksStress, MillionsOfSignalsAndBroadcastsWithoutTheLockEndAndForgetNoWaiter ) {
     waitAndWake( 3, 2, scaledCount( 700'000 ),
                  []( const LkCondVar& condVar, auto& ) { condVar.broadcast(); } );
-}
-
-TEST( LkLocksStress, SignalsAndBroadcastsWithoutTheLockForgetNoWaiter ) {
     waitAndWake( 4, 3, scaledCount( 200'000 ), []( const LkCondVar& condVar, auto& random ) {
         if( random() % 16 == 0 ) {
             condVar.broadcast();

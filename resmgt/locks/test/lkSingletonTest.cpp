@@ -5,6 +5,7 @@
 #include <resmgt/locks/lkSingletonRegistry.h>
 #include <resmgt/locks/src/lkSingletonRegistryImp.h>
 #include <tests/support/holdPoint.h>
+#include <tests/support/raisedBy.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
@@ -79,12 +80,8 @@ TEST( LkSingleton, RacesForTheInitLockEndInOneInstance ) {
 TEST( LkSingleton, FailedCreatorLeavesItToTheNextCall ) {
     using Type = Probe<3>;
     Type::create = [] { return nullptr; };
-    try {
-        Type::Singleton::getInstance();
-        FAIL() << "found an instance";
-    } catch( const ExAssertionFailed& ex ) {
-        EXPECT_THAT( ex.getReason(), HasSubstr( "pointee" ) );
-    }
+    EXPECT_THAT( raisedBy<ExAssertionFailed>( [] { Type::Singleton::getInstance(); } ),
+                 HasSubstr( "pointee" ) );
     Type::Singleton::checkConsistency();
     Type::create = [] { return new Type; };
     EXPECT_NE( &Type::Singleton::getInstance(), nullptr );
@@ -123,17 +120,11 @@ TEST( LkSingletonRegistry, SecondDeclarationOfATypeIsRaisedAndTraced ) {
     silent.add( typeid( int ) );
     traced.add( typeid( int ) );
     traced.add( typeid( long ) );
-    EXPECT_THROW( silent.add( typeid( int ) ), LkEx::ExDuplicateSingleton );
-    try {
-        traced.add( typeid( long ) );
-        ADD_FAILURE() << "was added twice";
-    } catch( const LkEx::ExDuplicateSingleton& ex ) {
-        EXPECT_THAT( ex.getReason(), HasSubstr( typeid( long ).name() ) );
-    }
-    EXPECT_THROW( traced.add( typeid( long ) ), LkEx );
+    EXPECT_THROW( silent.add( typeid( int ) ), LkEx );
+    EXPECT_THAT( raisedBy<LkEx::ExDuplicateSingleton>( [&] { traced.add( typeid( long ) ); } ),
+                 HasSubstr( typeid( long ).name() ) );
     EXPECT_EQ( ::testing::internal::GetCapturedStderr(),
                "LkSingletonRegistryImp: adding i\nLkSingletonRegistryImp: adding l\n"
-               "LkSingletonRegistryImp: adding l\nDuplicate singleton!\n"
                "LkSingletonRegistryImp: adding l\nDuplicate singleton!\n" );
 }
 

@@ -4,6 +4,7 @@
 #include <resmgt/locks/mtThreadDataRegistry.h>
 #include <resmgt/locks/src/lkWaitEntry.h>
 #include <tests/support/holdPoint.h>
+#include <tests/support/raisedBy.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
@@ -16,6 +17,7 @@
 namespace Qv {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using enum LkThreadDataTypes::DeleteAction;
@@ -67,12 +69,7 @@ protected:
     }
     static MtThreadDataRegistry& registry() { return MtThreadDataRegistry::getInstance(); }
     static void expectInternalError( const std::function<void()>& body, const char* text ) {
-        try {
-            body();
-            ADD_FAILURE() << "didn't raise: " << text;
-        } catch( const ExInternalError& ex ) {
-            EXPECT_THAT( ex.getReason(), HasSubstr( text ) );
-        }
+        EXPECT_THAT( raisedBy<ExInternalError>( body ), HasSubstr( text ) );
     }
 
     static inline std::vector<Slot> slots;
@@ -112,13 +109,8 @@ TEST_F( LkThreadOpaqueDataTest, CreatorWithoutResultIsRaisedAndTriedAgain ) {
     slots[0].isCreatorEmpty = true;
     TestThread( [] {
         for( int nbCalls = 1; nbCalls <= 2; ++nbCalls ) {
-            try {
-                use( 0 );
-                FAIL() << "found a value";
-            } catch( const LkEx::ExNoContent& ex ) {
-                EXPECT_THAT( ex.getReason(), HasSubstr( "LkThreadOpaqueData" ) );
-                EXPECT_THAT( ex.getReason(), HasSubstr( "slot" ) );
-            }
+            EXPECT_THAT( raisedBy<LkEx::ExNoContent>( [] { use( 0 ); } ),
+                         AllOf( HasSubstr( "LkThreadOpaqueData" ), HasSubstr( "slot" ) ) );
             EXPECT_EQ( slots[0].nbCreated, nbCalls );
         }
         EXPECT_FALSE( registry().hasThreadData() );
@@ -127,9 +119,14 @@ TEST_F( LkThreadOpaqueDataTest, CreatorWithoutResultIsRaisedAndTriedAgain ) {
 
 TEST_F( LkThreadOpaqueDataTest, RemovalClearsOrMarksAllSlotsInOrderOfFirstUse ) {
     TestThread( [] {
-        use( 3 );
-        use( 1 );
-        use( 2 );
+        for( const std::size_t index : { 3u, 0u, 1u, 2u } ) {
+            use( index );
+        }
+        // One slot's removal, the second time in vain, leaves the others.
+        registry().removeThreadData( slots[0].data.get(), DELETE_AND_CLEAR );
+        registry().removeThreadData( slots[0].data.get(), DELETE_AND_CLEAR );
+        EXPECT_THAT( std::exchange( deleted, {} ), ElementsAre( 0 ) );
+        EXPECT_TRUE( registry().hasThreadData() );
         registry().removeThreadData( DELETE_AND_CLEAR );
         EXPECT_THAT( deleted, ElementsAre( 3, 1, 2 ) );
         EXPECT_FALSE( registry().hasThreadData() );
@@ -139,17 +136,6 @@ TEST_F( LkThreadOpaqueDataTest, RemovalClearsOrMarksAllSlotsInOrderOfFirstUse ) 
         EXPECT_EQ( *use( 2 ), 2 ) << "was empty, and can't have been marked";
     } ).join();
     EXPECT_THAT( deleted, ElementsAre( 3, 1, 2, 1, 2 ) );
-}
-
-TEST_F( LkThreadOpaqueDataTest, RemovalOfOneSlotLeavesTheOthers ) {
-    TestThread( [] {
-        use( 0 );
-        use( 1 );
-        registry().removeThreadData( slots[0].data.get(), DELETE_AND_CLEAR );
-        registry().removeThreadData( slots[0].data.get(), DELETE_AND_CLEAR );
-        EXPECT_THAT( deleted, ElementsAre( 0 ) );
-        EXPECT_TRUE( registry().hasThreadData() );
-    } ).join();
 }
 
 TEST_F( LkThreadOpaqueDataTest, BusySlotIsntFreed ) {

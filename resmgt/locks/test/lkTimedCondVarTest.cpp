@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <deque>
 #include <limits>
 #include <sstream>
 
@@ -86,50 +87,33 @@ TEST_F( LkTimedCondVarTest, WaitThatRunsOutHoldsTheLockAndIsOffTheList ) {
     }
 }
 
-TEST_F( LkTimedCondVarTest, WaitWithAnImmenseLimitEndsBySignalAlone ) {
-    int nbWaiting = 0;
-    TestThread waiter( [&] {
-        const Guard guard( _lock );
-        ++nbWaiting;
-        EXPECT_TRUE( _condVar.timedWait( guard, 1e300 ) );
-    } );
-    waitUntil(
-        [&] {
-            const Guard guard( _lock );
-            return nbWaiting == 1;
-        },
-        "waiter is queued" );
-    waiter.waitUntilBlocked();
-    EXPECT_FALSE( waiter.isDone() );
-    _condVar.signal();
-}
-
-TEST_F( LkTimedCondVarTest, TimeOutTakesOneWaiterOutOfTheMiddle ) {
+TEST_F( LkTimedCondVarTest, TimeOutTakesOneWaiterOutOfTheMiddleAndImmenseLimitsAreNone ) {
     int nbWaiting = 0;
     std::vector<int> woken;
-    const auto waitAs = [&]( int number, double seconds ) {
-        const Guard guard( _lock );
-        ++nbWaiting;
-        if( _condVar.timedWait( guard, seconds ) ) {
-            woken.push_back( number );
-        }
-    };
-    const auto isQueued = [&]( int count ) {
-        const Guard guard( _lock );
-        return nbWaiting == count;
-    };
-    TestThread first( [&] { waitAs( 1, INF ); } );
-    waitUntil( [&] { return isQueued( 1 ); }, "first is queued" );
-    TestThread middle( [&] { waitAs( 2, 0.002 ); } );
-    waitUntil( [&] { return isQueued( 2 ); }, "middle is queued" );
-    TestThread last( [&] { waitAs( 3, INF ); } );
-    waitUntil( [&] { return isQueued( 3 ); }, "last is queued" );
-    middle.join();
+    std::deque<TestThread> threads;
+    for( const double seconds : { 1e300, 0.002, INF } ) {
+        const int number = static_cast<int>( threads.size() );
+        threads.emplace_back( [&, number, seconds] {
+            const Guard guard( _lock );
+            ++nbWaiting;
+            if( _condVar.timedWait( guard, seconds ) ) {
+                woken.push_back( number );
+            }
+        } );
+        const auto isQueued = [&] {
+            const Guard guard( _lock );
+            return nbWaiting == number + 1;
+        };
+        waitUntil( isQueued, "waiter is queued" );
+    }
+    threads[1].join();
+    threads[0].waitUntilBlocked();
+    EXPECT_FALSE( threads[0].isDone() ) << "an immense limit was over";
     _condVar.signal();
-    first.join();
+    threads[0].join();
     _condVar.signal();
-    last.join();
-    EXPECT_THAT( woken, ::testing::ElementsAre( 1, 3 ) );
+    threads[2].join();
+    EXPECT_THAT( woken, ::testing::ElementsAre( 0, 2 ) );
 }
 
 TEST_F( LkTimedCondVarTest, SignalThatMeetsTheTimeOutDoesntEndALaterWait ) {
@@ -187,31 +171,19 @@ TEST( LkSema, InitialCountIsTakenAndTimeOutLeavesItAlone ) {
     EXPECT_TRUE( sema.isValid() );
 }
 
-TEST( LkEvent, AllPassWhileItIsSetAndNoneAfterReset ) {
+TEST( LkEvent, AllPassWhoWaitWhenItIsSetAndNoneWhoComesAfterAReset ) {
     LkEvent event( "event", true );
     event.wait();
     EXPECT_TRUE( event.timedWait( 0.0 ) );
+    std::ostringstream text;
+    event.dump( text );
     event.reset();
+    event.dump( text );
+    EXPECT_EQ( text.str(), "name event setname event reset" );
     EXPECT_FALSE( event.timedWait( 0.0 ) );
     EXPECT_FALSE( event.timedWait( 0.002 ) );
     TestThread first( [&] { event.wait(); } );
     TestThread second( [&] { EXPECT_TRUE( event.timedWait( 1e300 ) ); } );
-    first.waitUntilBlocked();
-    second.waitUntilBlocked();
-    std::ostringstream text;
-    event.dump( text );
-    event.set();
-    first.join();
-    second.join();
-    event.dump( text );
-    EXPECT_EQ( text.str(), "name event resetname event set" );
-    EXPECT_TRUE( event.timedWait( 0.0 ) );
-}
-
-TEST( LkEvent, SetLetsWaitersGoThoughAResetFollowsAtOnce ) {
-    LkEvent event( "event", false );
-    TestThread first( [&] { event.wait(); } );
-    TestThread second( [&] { event.wait(); } );
     first.waitUntilBlocked();
     second.waitUntilBlocked();
     event.set();
