@@ -17,7 +17,7 @@ namespace Qv {
 ///          after any exception.
 /// Errors:  OsFileEx::ExNullFilePath for an empty path, but `isFile` and `isDirectory` answer false
 ///          for it; ExSysErrorWindows with the operation and the path for a failed system call.
-/// Threads: as any value.
+/// Threads: as any value; queries from any number of threads at once.
 class QV_RESMGT_API OsFile {
 public:
     class FileDescriptorManipGuard;

@@ -65,8 +65,9 @@ void removeRemains( const OsFilePath& path ) noexcept {
 OsFile::FileDescriptorManipGuard::FileDescriptorManipGuard() = default;
 OsFile::FileDescriptorManipGuard::~FileDescriptorManipGuard() = default;
 
-OsFile::OsFile( const OsFilePath& path )
-    : _path( path ) {}
+OsFile::OsFile( const OsFilePath& path ) {
+    setPath( path );
+}
 
 OsFile::~OsFile() = default;
 
@@ -144,10 +145,10 @@ void OsFile::remove() {
 void OsFile::renameTo( const OsFilePath& target ) {
     checkPath( _path, "OsFile::renameTo" );
     checkPath( target, "OsFile::renameTo" );
-    // Copied first: once the file has its new name nothing may fail.
-    OsFilePath path = target;
+    // Made first: once the file has its new name nothing may fail.
+    OsFile renamed( target );
     performRenameTo( target );
-    _path = std::move( path );
+    _path = std::move( renamed._path );
 }
 
 void OsFile::copyTo( const OsFilePath& target ) {
@@ -195,6 +196,8 @@ void OsFile::close( OsFileTypes::Handle handle ) const {
 
 void OsFile::setPath( const OsFilePath& path ) {
     _path = path;
+    // Made now, the printed form is there for all threads that ask.
+    _path.toString();
 }
 
 } // namespace Qv

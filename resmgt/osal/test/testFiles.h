@@ -1,10 +1,9 @@
 #pragma once
 
-#include <base/failure/exBase.h>
 #include <resmgt/osal/osFilePath.h>
 #include <tests/support/tempDirectory.h>
 
-#include <sys/stat.h>
+#include <sys/fsuid.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -12,46 +11,49 @@
 #include <iterator>
 #include <string>
 
-#include <sys/fsuid.h>
-
 namespace Qv {
 
 namespace fs = std::filesystem;
 
-/// A directory of the test's own, in which files are made and looked at past the tested layer.
+/// A directory of the test's own, in which files are made and looked at past the tested layer. What
+/// has no powers may search it.
 class TestFiles {
 public:
-    explicit TestFiles( const fs::path& top )
-        : _top( top ) {}
-    TestFiles()
-        : _top( _own.path() ) {
-        // For tests without root's powers.
-        fs::permissions( _top, fs::perms( 0755 ) );
-    }
+    TestFiles() { fs::permissions( _top.path(), fs::perms( 0755 ) ); }
 
-    fs::path at( const std::string& name ) const { return _top / name; }
-    OsFilePath path( const std::string& name = "" ) const {
-        return OsFilePath( _top.string() + "/" + name );
-    }
+    fs::path at( const std::string& name ) const { return _top.path() / name; }
+    OsFilePath path( const std::string& name = "" ) const { return OsFilePath( at( name ) ); }
+    /// Makes directories as needed; a name that ends with "/" is one.
     void write( const std::string& name, const std::string& content = "" ) const {
         fs::create_directories( at( name ).parent_path() );
-        std::ofstream( at( name ), std::ios::binary ) << content;
+        if( !name.ends_with( '/' ) ) {
+            std::ofstream( at( name ), std::ios::binary ) << content;
+        }
     }
     std::string read( const std::string& name ) const {
         std::ifstream file( at( name ), std::ios::binary );
         return { std::istreambuf_iterator<char>( file ), {} };
     }
+    void link( const std::string& target, const std::string& name ) const {
+        fs::create_symlink( target, at( name ) );
+    }
     /// Whether there is an entry, be it a link that leads nowhere.
     bool has( const std::string& name ) const {
         return fs::exists( fs::symlink_status( at( name ) ) );
     }
+    void setMode( const std::string& name, unsigned int mode ) const {
+        fs::permissions( at( name ), fs::perms( mode ) );
+    }
     unsigned int mode( const std::string& name ) const {
         return static_cast<unsigned int>( fs::status( at( name ) ).permissions() );
     }
+    /// The entries at all depths.
+    long count() const {
+        return std::distance( fs::recursive_directory_iterator( _top.path() ), {} );
+    }
 
 private:
-    TempDirectory _own;
-    fs::path _top;
+    TempDirectory _top;
 };
 
 /// Takes root's powers over files from this thread, until scope exit. Others keep what they have.
@@ -67,9 +69,9 @@ public:
         ::setfsgid( _group );
     }
 
+private:
     static constexpr unsigned int NOBODY = 65534;
 
-private:
     const gid_t _group;
     const uid_t _user;
 };

@@ -132,16 +132,16 @@ std::vector<Mount> parseMountTable( std::string_view text ) {
     return mounts;
 }
 
-std::vector<Mount> selectVolumes( const std::vector<Mount>& mounts ) {
+std::vector<Mount> selectVolumes( const std::vector<Mount>& mounts,
+                                  const std::function<bool( const Mount& )>& isUsable ) {
     std::vector<Mount> volumes;
     for( auto mount = mounts.begin(); mount != mounts.end(); ++mount ) {
-        const bool isHidden = std::any_of( mount + 1, mounts.end(), [&]( const Mount& later ) {
-            return later.place == mount->place;
-        } );
         const bool isKnown =
             std::any_of( volumes.begin(), volumes.end(),
                          [&]( const Mount& known ) { return known.device == mount->device; } );
-        if( !isHidden && !isKnown && isWanted( *mount ) ) {
+        const auto isOver = [&]( const Mount& later ) { return later.place == mount->place; };
+        if( isWanted( *mount ) && !isKnown && std::none_of( mount + 1, mounts.end(), isOver ) &&
+            isUsable( *mount ) ) {
             volumes.push_back( *mount );
         }
     }

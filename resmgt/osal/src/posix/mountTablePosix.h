@@ -2,6 +2,7 @@
 
 #include <resmgt/osal/osDriveInfo.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,9 +24,10 @@ struct Mount {
 /// The table in the form of /proc/self/mountinfo; lines in another form are passed over.
 std::vector<Mount> parseMountTable( std::string_view text );
 
-/// Those that a person would look for, each device once: where it was mounted first. Of two mounts
-/// at one place the newer one is seen.
-std::vector<Mount> selectVolumes( const std::vector<Mount>& mounts );
+/// Those that a person would look for and `isUsable` keeps, each device once: where it was mounted
+/// first. Of two mounts at one place the newer one is seen.
+std::vector<Mount> selectVolumes( const std::vector<Mount>& mounts,
+                                  const std::function<bool( const Mount& )>& isUsable );
 
 OsDriveInfo::DriveType getDriveType( const Mount& mount, bool isRemovable );
 

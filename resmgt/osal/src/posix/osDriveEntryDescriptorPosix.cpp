@@ -9,7 +9,6 @@
 
 #include <array>
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -143,9 +142,7 @@ public:
                 throw ExSysErrorWindows( QV_HERE, "OsFsUtils::getDriveInfos",
                                          "/proc/self/mountinfo" );
             }
-            std::vector<Mount> mounts = parseMountTable( *table );
-            std::erase_if( mounts, std::not_fn( isDirectoryMount ) );
-            _volumes = selectVolumes( mounts );
+            _volumes = selectVolumes( parseMountTable( *table ), isDirectoryMount );
         }
         OPtr<OsDriveInfo> drive;
         if( _next < _volumes->size() ) {
