@@ -22,7 +22,8 @@ using LkLockPlatform = LkLockPosix;
 /// Nesting:  a holder that locks again isn't blocked; the inner guard gives nothing back.
 /// Fairness: none.
 /// Const:    locking is const, so that const accessors can lock.
-/// Cost:     one atomic operation each way without contention; then a short spin, then sleep.
+/// Cost:     one atomic operation to take and a store to give back without contention; then a short
+///           spin, then sleep.
 class QV_BASE_API QV_CAPABILITY( "mutex" ) LkLock {
 public:
     /// `name` is kept, not copied: it must outlive this object.

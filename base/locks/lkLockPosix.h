@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/locks/lkSleepersPosix.h>
 #include <base/locks/lkThreadId.h>
 #include <base/qvBaseApi.h>
 
@@ -10,16 +11,14 @@ namespace Qv {
 
 /// The operating-system face of LkLock: one word, and a system call only under contention.
 ///
-/// The word is 0 when free, else the holder's thread number, with CONTENDED set while somebody may
-/// be asleep on it.
+/// The word is 0 when free, else the holder's thread number. Who can't get it sleeps in LkSleepers.
 ///
 /// Invariants
-///  - Only the holder clears the word, and with it the flag; it wakes one sleeper if the flag was
-///    set.
-///  - Whoever has slept takes the lock with the flag set, since others may sleep still; so a
-///    sleeper is never forgotten, at the price of one wake-up that finds nobody.
+///  - Only the holder clears the word.
 ///  - A thread sees its own number in the word only if it holds the lock, which makes the test for
 ///    a second lock by the holder free of races.
+///  - `unlock` touches no memory of the lock after the word is free, so that whoever takes it next
+///    may destroy it.
 ///
 /// Order: taking acquires, giving back releases; the word orders all that the lock guards.
 class QV_BASE_API LkLockPosix {
@@ -45,21 +44,18 @@ public:
     }
     /// REQUIRES: the caller holds the lock.
     void unlock() const {
-        if( ( _word.exchange( FREE, std::memory_order_release ) & CONTENDED ) != 0 ) {
-            wakeOne();
+        _word.store( FREE, std::memory_order_release );
+        if( LkSleepers::mayHaveSome( &_word ) ) {
+            LkSleepers::wakeOne( &_word );
         }
     }
     /// The holder's number, 0 when free; a snapshot for dumps.
-    std::uint32_t getHolder() const noexcept {
-        return _word.load( std::memory_order_relaxed ) & ~CONTENDED;
-    }
+    std::uint32_t getHolder() const noexcept { return _word.load( std::memory_order_relaxed ); }
 
 private:
     static constexpr std::uint32_t FREE = 0;
-    static constexpr std::uint32_t CONTENDED = 0x80000000u;
 
     bool lockContended( std::uint32_t seen ) const;
-    void wakeOne() const noexcept;
 
     mutable std::atomic<std::uint32_t> _word{ FREE };
 };

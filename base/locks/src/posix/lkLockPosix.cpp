@@ -1,10 +1,6 @@
 #include <base/locks/lkLockPosix.h>
 #include <base/locks/lkPause.h>
 
-#include <linux/futex.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <thread>
 
@@ -33,16 +29,11 @@ void pauseFor( int count ) noexcept {
     }
 }
 
-std::uint32_t* futexWord( std::atomic<std::uint32_t>& word ) noexcept {
-    static_assert( sizeof( std::atomic<std::uint32_t> ) == sizeof( std::uint32_t ) );
-    return reinterpret_cast<std::uint32_t*>( &word );
-}
-
 } // namespace
 
 bool LkLockPosix::lockContended( std::uint32_t seen ) const {
     const std::uint32_t self = ThreadNumber::get();
-    if( ( seen & ~CONTENDED ) == self ) {
+    if( seen == self ) {
         return false;
     }
     int pause = SHORTEST_PAUSE;
@@ -55,25 +46,12 @@ bool LkLockPosix::lockContended( std::uint32_t seen ) const {
             return true;
         }
     }
-    for( ;; ) {
-        if( seen == FREE ) {
-            if( _word.compare_exchange_weak( seen, self | CONTENDED, std::memory_order_acquire,
-                                             std::memory_order_relaxed ) ) {
-                return true;
-            }
-        } else if( ( seen & CONTENDED ) != 0 ||
-                   _word.compare_exchange_weak( seen, seen | CONTENDED, std::memory_order_relaxed,
-                                                std::memory_order_relaxed ) ) {
-            // Any return, by a wake-up, a signal or a word that changed, leads to another look.
-            ::syscall( SYS_futex, futexWord( _word ), FUTEX_WAIT_PRIVATE, seen | CONTENDED, nullptr,
-                       nullptr, 0 );
-            seen = _word.load( std::memory_order_relaxed );
-        }
+    while( seen != FREE || !_word.compare_exchange_weak( seen, self, std::memory_order_acquire,
+                                                         std::memory_order_relaxed ) ) {
+        LkSleepers::sleepWhileTaken( _word );
+        seen = _word.load( std::memory_order_relaxed );
     }
-}
-
-void LkLockPosix::wakeOne() const noexcept {
-    ::syscall( SYS_futex, futexWord( _word ), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0 );
+    return true;
 }
 
 } // namespace Qv

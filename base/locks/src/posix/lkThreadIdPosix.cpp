@@ -1,3 +1,4 @@
+#include <base/locks/lkSleepersPosix.h>
 #include <base/locks/lkThreadId.h>
 
 #include <pthread.h>
@@ -11,6 +12,7 @@ namespace {
 
 void forgetInChild() {
     current = 0;
+    LkSleepers::forgetInChild();
 }
 
 } // namespace
