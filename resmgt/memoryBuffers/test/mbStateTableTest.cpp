@@ -344,8 +344,9 @@ void MbStateTable::checkCell( const std::string& state, const std::string& event
         return checkTransition( state, event, cell );
     }
     const bool isNumber = cell.find_first_not_of( "0123456789" ) == std::string::npos;
+    const MbState& current = *_states.at( state );
     const std::string illegal = "Illegal transition: buffer buffer received event " + event +
-                                "() from state " + mbTypeName( typeid( *_states[state] ) ) + ".";
+                                "() from state " + mbTypeName( typeid( current ) ) + ".";
     EXPECT_EQ( run( state, event, isLocked( state ) ),
                Outcome( cell == "refresh" ? "unlist list" : "", state,
                         isLocked( state ) + ( cell == "count" ), isNumber ? std::stoul( cell ) : 0,
