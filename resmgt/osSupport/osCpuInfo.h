@@ -9,7 +9,7 @@
 /// Steady:  it counts at one rate, is never set, and never goes back, whichever processors the
 ///          readings come from: a reading that happens after another is at least as large.
 /// Source:  on this platform CLOCK_MONOTONIC_RAW in nanoseconds. A processor's own time stamp
-///          counter would save about 6 ns a reading where it is invariant, but begins anew when
+///          counter would save about 5 ns a reading where it is invariant, but begins anew when
 ///          the machine wakes from suspension, and has to be calibrated at each start; see
 ///          docs/time.md for the measurements.
 /// Threads: any.
