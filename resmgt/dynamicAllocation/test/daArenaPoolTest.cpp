@@ -1,6 +1,7 @@
 #include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/daArenaPool.h>
 #include <tests/support/failingNew.h>
+#include <tests/support/raisedBy.h>
 
 #include <gmock/gmock.h>
 
@@ -73,33 +74,24 @@ TEST_F( DaArenaPoolTest, ABlockLiesInTheFirstPieceThatHasRoom ) {
     EXPECT_EQ( pool->allocate( 264 ), nullptr ) << "no block spans two pieces";
 }
 
-TEST_F( DaArenaPoolTest, FreeingWhatItDoesntKnowAbortsTheProgram ) {
+TEST_F( DaArenaPoolTest, FreeingWhatItDoesntKnowAbortsTheProgramAlsoWhereItGotNothing ) {
     OPtr<DaArenaPool> pool = create( { 64, 64 }, 128 );
     for( const std::uintptr_t block : { 0x0u, 0x10000u, 0x20008u } ) {
-        EXPECT_THAT( [&] { pool->free( at( block ) ); },
-                     ::testing::Throws<ExProgramAborted>( ::testing::Property(
-                         &ExBase::getReason,
-                         ::testing::HasSubstr( "Trying to free an unknown memory block." ) ) ) )
+        EXPECT_THAT( raisedBy<ExProgramAborted>( [&] { pool->free( at( block ) ); } ),
+                     HasSubstr( "Trying to free an unknown memory block." ) )
             << block;
     }
-}
-
-TEST_F( DaArenaPoolTest, APoolThatGotNothingRefusesAllRequests ) {
-    OPtr<DaArenaPool> pool = create( {}, 4096 );
-    EXPECT_EQ( pool->allocate( 1 ), nullptr );
-    EXPECT_EQ( pool->getFreeBytes(), 0u );
-    EXPECT_THROW( pool->free( nullptr ), ExProgramAborted );
+    OPtr<DaArenaPool> empty = create( {}, 4096 );
+    EXPECT_EQ( empty->allocate( 1 ), nullptr );
+    EXPECT_EQ( empty->getFreeBytes(), 0u );
+    EXPECT_THROW( empty->free( nullptr ), ExProgramAborted );
 }
 
 TEST_F( DaArenaPoolTest, LiveBlocksAreReportedOnceTheMemoryIsGone ) {
     DaArenaPool* const pool = OPtr<DaArenaPool>( create( { 64 }, 64 ) ).release();
     pool->allocate( 8 );
-    try {
-        delete pool;
-        ADD_FAILURE();
-    } catch( const ExAssertionFailed& exception ) {
-        EXPECT_THAT( exception.getReason(), HasSubstr( "_nbAllocated == 0" ) );
-    }
+    EXPECT_THAT( raisedBy<ExAssertionFailed>( [&] { delete pool; } ),
+                 HasSubstr( "_nbAllocated == 0" ) );
     EXPECT_EQ( _record, ( Record{ "allocate 64", "free 1 of 64", "deleted" } ) );
 }
 

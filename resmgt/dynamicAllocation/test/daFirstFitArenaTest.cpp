@@ -2,6 +2,7 @@
 #include <resmgt/dynamicAllocation/daFirstFitArena.h>
 #include <resmgt/dynamicAllocation/test/plainArena.h>
 #include <tests/support/failingNew.h>
+#include <tests/support/raisedBy.h>
 #include <tests/support/testSettings.h>
 
 #include <gmock/gmock.h>
@@ -30,12 +31,7 @@ std::uint64_t addressOf( void* memory ) {
 }
 
 void expectAssertion( const std::function<void()>& action, const char* text ) {
-    try {
-        action();
-        ADD_FAILURE() << "no assertion " << text;
-    } catch( const ExAssertionFailed& exception ) {
-        EXPECT_THAT( exception.getReason(), HasSubstr( text ) );
-    }
+    EXPECT_THAT( raisedBy<ExAssertionFailed>( action ), HasSubstr( text ) );
 }
 
 TEST( DaFirstFitArena, AnOddSizeIsManagedWholeButFailsTheInvariant ) {
