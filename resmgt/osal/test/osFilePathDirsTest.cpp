@@ -1,5 +1,6 @@
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFilePath.h>
+#include <resmgt/osal/osWorkingDirectory.h>
 #include <resmgt/osal/test/failingCalls.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
@@ -14,20 +15,6 @@
 
 namespace Qv {
 namespace {
-
-/// The process's current directory until scope exit.
-class CurrentDirectory {
-public:
-    explicit CurrentDirectory( const std::filesystem::path& path ) {
-        std::filesystem::current_path( path );
-    }
-    CurrentDirectory( const CurrentDirectory& ) = delete;
-    CurrentDirectory& operator=( const CurrentDirectory& ) = delete;
-    ~CurrentDirectory() { std::filesystem::current_path( _before ); }
-
-private:
-    const std::filesystem::path _before = std::filesystem::current_path();
-};
 
 TEST( OsFilePath, HomeIsThatOfTheEnvironmentElseThatOfTheUsersList ) {
     const ScopedEnvironment set( "HOME", "/home//somebody/" );
@@ -134,7 +121,7 @@ TEST( OsFilePath, SettingsOfTheDesktopAreInTheHomeDirectoryByDefault ) {
 TEST( OsFilePath, AbsoluteIsFromTheCurrentDirectory ) {
     const TempDirectory directory;
     const std::string where = std::filesystem::canonical( directory.path() );
-    const CurrentDirectory current( where );
+    const OsWorkingDirectory::Guard current( where );
     EXPECT_EQ( OsFilePath::getCurrentDir().toString(), where );
     EXPECT_EQ( OsFilePath( "a/b" ).getAbsolutePath().toString(), where + "/a/b" );
     EXPECT_EQ( OsFilePath( "./c:" ).getAbsolutePath().toString(), where + "/c:" );
@@ -149,24 +136,13 @@ TEST( OsFilePath, ACurrentDirectoryThatNoPathTellsIsADot ) {
     const TempDirectory directory;
     const std::filesystem::path odd = directory.path() / "a\\b";
     std::filesystem::create_directory( odd );
-    const CurrentDirectory current( odd );
+    const OsWorkingDirectory::Guard back;
+    std::filesystem::current_path( odd );
     EXPECT_EQ( OsFilePath::getCurrentDir().toString(), "." );
     EXPECT_EQ( OsFilePath( "../x" ).getAbsolutePath().toString(), "../x" );
     std::filesystem::remove( odd );
     EXPECT_EQ( OsFilePath::getCurrentDir().toString(), "." );
     EXPECT_EQ( OsFilePath( "x" ).getAbsolutePath().toString(), "x" );
-}
-
-TEST( OsFilePath, ALongCurrentDirectoryIsToldWhole ) {
-    const TempDirectory directory;
-    const CurrentDirectory current( directory.path() );
-    const std::string name( 255, 'n' );
-    for( int i = 0; i < 9; ++i ) {
-        std::filesystem::create_directory( name );
-        std::filesystem::current_path( name );
-    }
-    EXPECT_EQ( OsFilePath::getCurrentDir().toString(), std::filesystem::current_path() );
-    EXPECT_GT( OsFilePath::getCurrentDir().length(), 9 * name.size() );
 }
 
 } // namespace

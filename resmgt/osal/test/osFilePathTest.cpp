@@ -15,12 +15,10 @@ extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t siz
 namespace Qv {
 namespace {
 
-using ::testing::ElementsAreArray;
-
-std::vector<std::string> componentsOf( const OsFilePath& path ) {
-    std::vector<std::string> components;
+std::string componentsOf( const OsFilePath& path ) {
+    std::string components;
     for( unsigned int i = 0; i < path.getNbComponents(); ++i ) {
-        components.push_back( path.getComponent( i ) );
+        components += ( i > 0 ? "|" : "" ) + path.getComponent( i );
     }
     return components;
 }
@@ -37,57 +35,54 @@ std::string reasonOf( const Body& body ) {
 
 TEST( OsFilePath, EveryTextHasItsNormalForm ) {
     const struct {
-        std::string _text;
-        std::vector<std::string> _components;
-        std::string _printed;
+        const char *_text, *_components, *_printed;
     } cases[] = {
-        { "", {}, "" },
-        { "a//b", { "a", "b" }, "a/b" },
-        { "a\\b/", { "a", "b" }, "a/b" },
-        { "a/./b", { "a", "b" }, "a/b" },
-        { "./a", { "a" }, "a" },
-        { ".//.", { "." }, "." },
-        { "a/..", { "." }, "." },
-        { "a/../b", { "b" }, "b" },
-        { "a/../..", { ".." }, ".." },
-        { "../a", { "..", "a" }, "../a" },
-        { "../..", { "." }, "." },
-        { "../../a", { "a" }, "a" },
-        { "../../..", { ".." }, ".." },
-        { "...", { "..." }, "..." },
-        { "/", { "/" }, "/" },
-        { "\\a", { "/", "a" }, "/a" },
-        { "/..", { "/", ".." }, "/.." },
-        { "/../..", { "/" }, "/" },
-        { "/../a", { "/", "..", "a" }, "/../a" },
-        { "/.", { "/" }, "/" },
-        { "///", { "/" }, "/" },
-        { "C:\\dir\\.\\sub\\", { "C:/", "dir", "sub" }, "C:/dir/sub" },
-        { "c:", { "C:/" }, "C:/" },
-        { "c:/..", { "C:/", ".." }, "C:/.." },
-        { "c:foo", { "c:foo" }, "c:foo" },
-        { "1:/a", { "1:", "a" }, "1:/a" },
-        { "\xc3:/a", { "\xc3:", "a" }, "\xc3:/a" },
-        { "./c:/a", { "c:", "a" }, "./c:/a" },
-        { "a/../c:", { "c:" }, "./c:" },
-        { "/c:", { "/", "c:" }, "/c:" },
-        { "//server", { "//server/" }, "//server/" },
-        { "\\\\server\\share\\dir", { "//server/share/", "dir" }, "//server/share/dir" },
-        { "////server//share", { "//server/share/" }, "//server/share/" },
-        { "//server/./share/..", { "//server/share/", ".." }, "//server/share/.." },
-        { "//server/..", { "//server/../" }, "//server/../" },
-        { "//server/share/../../a", { "//server/share/", "a" }, "//server/share/a" },
-        { std::string( "a\0b/\xff\0", 6 ),
-          { std::string( "a\0b", 3 ), std::string( "\xff\0", 2 ) },
-          std::string( "a\0b/\xff\0", 6 ) },
+        { "", "", "" },
+        { "a//b", "a|b", "a/b" },
+        { "a\\b/", "a|b", "a/b" },
+        { "a/./b", "a|b", "a/b" },
+        { "./a", "a", "a" },
+        { ".//.", ".", "." },
+        { "a/..", ".", "." },
+        { "a/../b", "b", "b" },
+        { "a/../..", "..", ".." },
+        { "../a", "..|a", "../a" },
+        { "../..", ".", "." },
+        { "../../a", "a", "a" },
+        { "../../..", "..", ".." },
+        { "...", "...", "..." },
+        { "/", "/", "/" },
+        { "\\a", "/|a", "/a" },
+        { "/..", "/|..", "/.." },
+        { "/../..", "/", "/" },
+        { "/../a", "/|..|a", "/../a" },
+        { "/.", "/", "/" },
+        { "///", "/", "/" },
+        { "C:\\dir\\.\\sub\\", "C:/|dir|sub", "C:/dir/sub" },
+        { "c:", "C:/", "C:/" },
+        { "c:/..", "C:/|..", "C:/.." },
+        { "c:foo", "c:foo", "c:foo" },
+        { "1:/a", "1:|a", "1:/a" },
+        { "\xc3:/a", "\xc3:|a", "\xc3:/a" },
+        { "./c:/a", "c:|a", "./c:/a" },
+        { "a/../c:", "c:", "./c:" },
+        { "/c:", "/|c:", "/c:" },
+        { "//server", "//server/", "//server/" },
+        { "\\\\server\\share\\dir", "//server/share/|dir", "//server/share/dir" },
+        { "////server//share", "//server/share/", "//server/share/" },
+        { "//server/./share/..", "//server/share/|..", "//server/share/.." },
+        { "//server/..", "//server/../", "//server/../" },
+        { "//server/share/../../a", "//server/share/|a", "//server/share/a" },
     };
     for( const auto& one : cases ) {
         const OsFilePath path( one._text );
-        EXPECT_THAT( componentsOf( path ), ElementsAreArray( one._components ) ) << one._text;
+        EXPECT_EQ( componentsOf( path ), one._components ) << one._text;
         EXPECT_EQ( path.toString(), one._printed ) << one._text;
-        EXPECT_EQ( path.length(), one._printed.size() ) << one._text;
-        EXPECT_EQ( OsFilePath( path.toWString() ), path ) << one._text;
     }
+    const std::string bytes( "a\0b/\xff\0", 6 );
+    EXPECT_EQ( componentsOf( bytes ), std::string( "a\0b|\xff\0", 6 ) );
+    EXPECT_EQ( OsFilePath( OsFilePath( bytes ).toWString() ).toString(), bytes );
+    EXPECT_EQ( OsFilePath( bytes ).length(), bytes.size() );
     EXPECT_TRUE( OsFilePath( static_cast<const char*>( nullptr ) ).isEmpty() );
     EXPECT_TRUE( OsFilePath( static_cast<const wchar_t*>( nullptr ) ).isEmpty() );
     EXPECT_EQ( OsFilePath( L"/gr\u00fcn" ).toString(), "/gr\xc3\xbcn" );
@@ -96,8 +91,7 @@ TEST( OsFilePath, EveryTextHasItsNormalForm ) {
 
 TEST( OsFilePath, KnowsItsRoot ) {
     const struct {
-        const char* _text;
-        const char* _root;
+        const char *_text, *_root;
         bool _isRoot, _isNative;
     } cases[] = {
         { "", "", false, false },
