@@ -18,6 +18,8 @@ public:
             _file = ::open( path, flags | O_CLOEXEC, mode );
         } while( _file < 0 && errno == EINTR );
     }
+    Descriptor( Descriptor&& other ) noexcept
+        : _file( other.release() ) {}
     Descriptor( const Descriptor& ) = delete;
     Descriptor& operator=( const Descriptor& ) = delete;
     ~Descriptor() {
@@ -35,5 +37,15 @@ public:
 private:
     int _file;
 };
+
+/// Opens a file, and makes one only where there is none: in a directory that all may write the
+/// system can refuse to open a file of somebody else by a call that could make it.
+inline Descriptor openOrMake( const char* path, int flags, mode_t mode ) {
+    Descriptor found( path, flags );
+    if( found.isOpen() || errno != ENOENT ) {
+        return found;
+    }
+    return Descriptor( path, flags | O_CREAT, mode );
+}
 
 } // namespace Qv

@@ -102,7 +102,7 @@ Opened openForUnbufferedWriting( const char* path, unsigned int mode, bool trunc
     std::optional<Descriptor> file( std::in_place, path, O_RDWR | O_CREAT | O_EXCL, mode );
     UnfinishedFile unfinished( file->isOpen() ? path : nullptr );
     if( !file->isOpen() && errno == EEXIST ) {
-        file.emplace( path, O_RDWR | O_CREAT, mode );
+        file.emplace( openOrMake( path, O_RDWR, mode ) );
     }
     if( !file->isOpen() ) {
         return FAILED;
@@ -134,8 +134,7 @@ Opened openForWriting( const OsFilePath& path, const OsFileTypes::Permissions& p
     if( unbuffered ) {
         return openForUnbufferedWriting( native.get(), mode, truncate );
     }
-    Descriptor file( native.get(), O_RDWR | O_CREAT | ( truncate ? O_TRUNC : 0 ), mode );
-    return { file.release(), 1 };
+    return { openOrMake( native.get(), O_RDWR | ( truncate ? O_TRUNC : 0 ), mode ).release(), 1 };
 }
 
 bool close( Handle handle ) {

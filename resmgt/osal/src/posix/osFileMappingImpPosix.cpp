@@ -1,14 +1,13 @@
 #include "../osFileCalls.h"
 #include "../osFileMappingImp.h"
 #include "../osOpenFile.h"
+#include "descriptorPosix.h"
 #include "nativePathPosix.h"
 
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <limits>
 
 namespace Qv {
@@ -22,10 +21,7 @@ OsFileMappingImp::~OsFileMappingImp() {
 
 bool OsFileMappingImp::open( const OsFilePath& path, bool readOnly ) {
     const NativePath native( path );
-    const int access = readOnly ? O_RDONLY : O_RDWR;
-    do {
-        _file = ::open( native.get(), access | O_CREAT | O_CLOEXEC, 0666 );
-    } while( _file == OsFileTypes::INVALID_HANDLE && errno == EINTR );
+    _file = openOrMake( native.get(), readOnly ? O_RDONLY : O_RDWR, 0666 ).release();
     return _file != OsFileTypes::INVALID_HANDLE;
 }
 
