@@ -154,6 +154,8 @@ TEST( OsProcess, ProgramThatCannotBeStartedIsToldWithTheReasonAndLeavesNothing )
                            { files.at( "text/below" ), "Not a directory" },
                            { files.at( "broken" ), "Exec format error" },
                            { std::string( 300, 'x' ), "File name too long" } };
+    // A directory in it that may not be searched would be the reason.
+    const OsEnv::VariableGuard path( "PATH", files.at( "" ), OsEnv::VariableGuard::SET );
     const int nbDescriptors = countDescriptors();
     OsProcess process;
     for( const Case& row : cases ) {
