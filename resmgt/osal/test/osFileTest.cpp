@@ -330,7 +330,7 @@ TEST( OsFile, NeverTakesAPathThatCanNameNothingForAnother ) {
     const TestFiles files;
     files.write( "C:/file", "stays" );
     files.write( "part", "stays" );
-    fs::current_path( files.at( "" ) );
+    const WorkingIn working( files.at( "" ) );
     const std::string zero( 1, '\0' );
     const std::string paths[] = { "C:/file",
                                   "c:\\file",
@@ -349,7 +349,6 @@ TEST( OsFile, NeverTakesAPathThatCanNameNothingForAnother ) {
         EXPECT_THROW( OsFsUtils::createDirPath( file.getPath(), OsFilePath() ), Sys );
         EXPECT_THROW( OsFile( OsFilePath( "part" ) ).renameTo( file.getPath() ), Sys );
     }
-    fs::current_path( "/" );
     EXPECT_EQ( files.read( "C:/file" ) + files.read( "part" ), "staysstays" );
     EXPECT_EQ( files.count(), 3 );
     // The longest name, and a drive's name behind a directory, are names like any other.

@@ -56,6 +56,18 @@ private:
     TempDirectory _top;
 };
 
+/// Works in another directory until scope exit.
+class WorkingIn {
+public:
+    explicit WorkingIn( const fs::path& directory ) { fs::current_path( directory ); }
+    WorkingIn( const WorkingIn& ) = delete;
+    WorkingIn& operator=( const WorkingIn& ) = delete;
+    ~WorkingIn() { fs::current_path( _former ); }
+
+private:
+    const fs::path _former = fs::current_path();
+};
+
 /// Takes root's powers over files from this thread, until scope exit. Others keep what they have.
 class WithoutPowers {
 public:

@@ -56,7 +56,7 @@ constexpr Opened FAILED{ OsFileTypes::INVALID_HANDLE, 1 };
 /// Reading would be what fails otherwise.
 bool isNoDirectory( int file ) {
     struct stat facts;
-    if( ::fstat( file, &facts ) != 0 ) {
+    if( uninterrupted( [&] { return ::fstat( file, &facts ); } ) != 0 ) {
         return false;
     }
     errno = EISDIR;
