@@ -141,6 +141,9 @@ TEST( OsFile, AnswersForAccessWithWhatThisUserMayDo ) {
         EXPECT_THROW( OsFile( files.path( "nothing" ) ).isReadable(), Invalid );
     }
     files.setMode( "hidden", 0700 );
+    for( const auto& expected : cases ) {
+        files.setMode( expected._name, 0700 );
+    }
     // That the process has no descriptors left says nothing of its rights.
     const FailingCall exhausted( "open", EMFILE );
     EXPECT_THAT( reasonOf<Sys>( [&] { OsFile( files.path( "both" ) ).isReadable(); } ),
