@@ -54,8 +54,9 @@ void expectSeeks( File& file, const char* failed ) {
     for( const auto& [offset, mode] :
          { std::pair( -1LL, FROM_BEGINNING ), std::pair( -11LL, FROM_END ),
            std::pair( LAST_OFFSET, FROM_CURRENT ), std::pair( LAST_OFFSET, FROM_END ) } ) {
-        EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { file.seek( offset, mode ); } ),
-                     AllOf( StartsWith( failed ), HasSubstr( "/file'" ) ) );
+        EXPECT_THAT(
+            reasonOf<ExSysErrorWindows>( [&, at = offset, from = mode] { file.seek( at, from ); } ),
+            AllOf( StartsWith( failed ), HasSubstr( "/file'" ) ) );
         EXPECT_EQ( file.seek( 0, FROM_CURRENT ), 1010 );
     }
 }
