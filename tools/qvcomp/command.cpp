@@ -9,10 +9,10 @@
 #include <tools/qvcomp/report.h>
 
 #include <base/failure/exBase.h>
+#include <resmgt/profiling/hwIntervalTimer.h>
 
 #include <ImfThreading.h>
 
-#include <chrono>
 #include <new>
 
 namespace Qv::Comp {
@@ -25,7 +25,7 @@ constexpr int EXIT_USAGE = 2;
 
 Scene probeScene( const Options& options ) {
     Scene scene{ options.width, options.height, {} };
-    for( const std::string& path : options.layers ) {
+    for( const OsFilePath& path : options.layers ) {
         scene.layers.push_back( probeLayer( path ) );
     }
     return scene;
@@ -73,13 +73,13 @@ void fillReport( Report& report, const ManagedTiles& store ) {
 
 /// Makes the picture; the files get their names when all has gone well.
 Report makePicture( const Options& options, const Scene& scene, std::ostream* terminal ) {
-    const auto start = std::chrono::steady_clock::now();
+    const HwIntervalTimer timer( "qvcomp" );
     const int writing = 1;
     const int phases = countPhases( scene ) * ( options.mustVerify ? 2 : 1 ) + writing;
     Progress progress( terminal, phases );
     PendingFile output( options.output );
     std::optional<PendingFile> preview;
-    if( !options.preview.empty() ) {
+    if( !options.preview.isEmpty() ) {
         preview.emplace( options.preview );
     }
     const ManagedTiles::Settings settings = makeSettings( options, scene );
@@ -92,8 +92,7 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
     report.options = options;
     report.workingSet = ManagedTiles::getTileMemory( options.tileSide, settings.workingTiles );
     report.peakProcess = getPeakProcessMemory();
-    report.seconds =
-        std::chrono::duration<double>( std::chrono::steady_clock::now() - start ).count();
+    report.seconds = timer.sinceStart();
     fillReport( report, store );
     if( options.mustVerify ) {
         verify( options, scene, *picture, progress );

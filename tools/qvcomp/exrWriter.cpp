@@ -22,7 +22,7 @@ constexpr std::array<const char*, CHANNELS> CHANNEL_NAMES{ "R", "G", "B", "A" };
 class Stream : public Imf::OStream {
 public:
     explicit Stream( PendingFile& file )
-        : OStream( file.getPath().c_str() )
+        : OStream( file.getPath().getChars() )
         , _file( file ) {}
 
     void write( const char* bytes, int count ) override {

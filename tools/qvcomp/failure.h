@@ -1,6 +1,9 @@
 #pragma once
 
+#include <base/failure/exBase.h>
+
 #include <stdexcept>
+#include <string>
 
 namespace Qv::Comp {
 
@@ -16,5 +19,13 @@ class UsageFailure : public Failure {
 public:
     using Failure::Failure;
 };
+
+/// The system's own words, with which the reason of a failed call of it ends; what stands before
+/// them is for developers. Other reasons come as they are.
+inline std::string getSystemText( const ExBase& failure ) {
+    const std::string reason = failure.getReason();
+    const std::size_t colon = reason.rfind( ": " );
+    return colon == std::string::npos ? reason : reason.substr( colon + 2 );
+}
 
 } // namespace Qv::Comp

@@ -4,17 +4,16 @@
 #include <tools/qvcomp/options.h>
 #include <tools/qvcomp/pixelMath.h>
 
+#include <resmgt/osal/osFile.h>
+
 #include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>
 #include <ImfHeader.h>
 #include <ImfInputFile.h>
 #include <ImfTestFile.h>
 
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 
 namespace Qv::Comp {
 
@@ -23,29 +22,31 @@ namespace {
 /// A band of lines is read at a time; more bytes than this only cost memory.
 constexpr std::size_t BAND_BYTES = std::size_t{ 4 } << 20;
 
-[[noreturn]] void fail( const std::string& path, const std::string& what ) {
-    throw Failure( "layer '" + path + "' " + what );
+[[noreturn]] void fail( const OsFilePath& path, const std::string& what ) {
+    throw Failure( "layer '" + path.toString() + "' " + what );
 }
 
 /// Distinguishes what OpenEXR would only call a file that it can't read.
-void checkReadable( const std::string& path ) {
+void checkReadable( const OsFilePath& path ) {
     std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status( path, error );
+    const std::filesystem::file_status status = std::filesystem::status( path.toString(), error );
     if( !std::filesystem::exists( status ) ) {
         fail( path, "doesn't exist" );
     }
+    // A pipe would keep us waiting.
     if( !std::filesystem::is_regular_file( status ) ) {
         fail( path, "is not a file" );
     }
-    if( !std::ifstream( path ) ) {
-        fail( path, std::string( "can't be opened: " ) + std::strerror( errno ) );
+    const OsFile file( path );
+    if( !file.isReadable() ) {
+        fail( path, "may not be read" );
     }
-    if( std::filesystem::file_size( path, error ) == 0 ) {
+    if( file.getSize() == 0 ) {
         fail( path, "is empty" );
     }
     bool isTiled = false;
     bool isDeep = false;
-    if( !Imf::isOpenExrFile( path.c_str(), isTiled, isDeep ) ) {
+    if( !Imf::isOpenExrFile( path.getChars(), isTiled, isDeep ) ) {
         fail( path, "is not an OpenEXR image" );
     }
     if( isDeep ) {
@@ -55,7 +56,7 @@ void checkReadable( const std::string& path ) {
 
 /// Runs `read` and turns what OpenEXR raises into one sentence.
 template <class Read>
-auto guardReading( const std::string& path, const Read& read ) {
+auto guardReading( const OsFilePath& path, const Read& read ) {
     try {
         return read();
     } catch( const Failure& ) {
@@ -73,7 +74,7 @@ auto guardReading( const std::string& path, const Read& read ) {
     }
 }
 
-void checkChannel( const std::string& path, const Imf::ChannelList& channels, const char* name ) {
+void checkChannel( const OsFilePath& path, const Imf::ChannelList& channels, const char* name ) {
     const Imf::Channel* channel = channels.findChannel( name );
     if( channel != nullptr && ( channel->xSampling != 1 || channel->ySampling != 1 ) ) {
         fail( path,
@@ -85,7 +86,7 @@ bool isGrey( const Imf::ChannelList& channels ) {
     return channels.findChannel( "R" ) == nullptr && channels.findChannel( "Y" ) != nullptr;
 }
 
-LayerInfo toInfo( const std::string& path, const Imf::Header& header ) {
+LayerInfo toInfo( const OsFilePath& path, const Imf::Header& header ) {
     const Imath::Box2i& window = header.dataWindow();
     const auto width = std::int64_t{ window.max.x } - window.min.x + 1;
     const auto height = std::int64_t{ window.max.y } - window.min.y + 1;
@@ -207,7 +208,7 @@ void readLines( TilePlane& plane, Imf::InputFile& file, Progress& progress ) {
 }
 
 std::unique_ptr<Imf::InputFile> openUnchanged( const LayerInfo& layer ) {
-    auto file = std::make_unique<Imf::InputFile>( layer.path.c_str() );
+    auto file = std::make_unique<Imf::InputFile>( layer.path.getChars() );
     const LayerInfo now = toInfo( layer.path, file->header() );
     if( now.width != layer.width || now.height != layer.height || now.hasAlpha != layer.hasAlpha ) {
         fail( layer.path, "changed while it was in use" );
@@ -217,15 +218,15 @@ std::unique_ptr<Imf::InputFile> openUnchanged( const LayerInfo& layer ) {
 
 } // namespace
 
-LayerInfo probeLayer( const std::string& path ) {
+LayerInfo probeLayer( const OsFilePath& path ) {
     checkReadable( path );
-    return guardReading( path,
-                         [&] { return toInfo( path, Imf::InputFile( path.c_str() ).header() ); } );
+    return guardReading(
+        path, [&] { return toInfo( path, Imf::InputFile( path.getChars() ).header() ); } );
 }
 
 std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store,
                                       Progress& progress ) {
-    const std::string name = std::filesystem::path( layer.path ).filename().string();
+    const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
     progress.begin( "Reading " + name, static_cast<std::size_t>( layer.height ) );
     const auto file = guardReading( layer.path, [&] { return openUnchanged( layer ); } );
     auto plane = store.createPlane( name + " source", layer.width, layer.height );

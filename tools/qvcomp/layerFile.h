@@ -3,11 +3,13 @@
 #include <tools/qvcomp/progress.h>
 #include <tools/qvcomp/tileStore.h>
 
+#include <resmgt/osal/osFilePath.h>
+
 namespace Qv::Comp {
 
 /// What the head of a layer's file tells.
 struct LayerInfo {
-    std::string path;
+    OsFilePath path;
     /// Of the data window, which is the layer; the display window isn't looked at.
     int width;
     int height;
@@ -18,7 +20,7 @@ struct LayerInfo {
 /// Y, not subsampled, up to MAX_SIDE pixels a side.
 ///
 /// Errors: Failure that names the file and what is wrong with it.
-LayerInfo probeLayer( const std::string& path );
+LayerInfo probeLayer( const OsFilePath& path );
 
 /// Reads the image into a new plane, as lines of full width, some megabytes at a time.
 ///

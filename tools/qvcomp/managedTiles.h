@@ -32,7 +32,7 @@ public:
         Strategy strategy;
         Policy policy;
         Manager manager;
-        std::string scratchFolder;
+        OsFilePath scratchFolder;
     };
 
     /// Errors: Failure when the scratch file can't be made or the memory isn't there.

@@ -1,10 +1,11 @@
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/options.h>
 
+#include <resmgt/osal/osEnv.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdlib>
 #include <string_view>
 #include <thread>
 
@@ -151,7 +152,7 @@ void checkComplete( const Options& options ) {
     if( options.width == 0 ) {
         throw UsageFailure( "--size WIDTHxHEIGHT is missing" );
     }
-    if( options.output.empty() ) {
+    if( options.output.isEmpty() ) {
         throw UsageFailure( "-o OUT.exr is missing" );
     }
     if( options.layers.empty() ) {
@@ -163,9 +164,9 @@ void checkComplete( const Options& options ) {
 }
 
 /// /var/tmp rather than /tmp, which is often held in the memory that this command is to spare.
-std::string getDefaultScratch() {
-    const char* folder = std::getenv( "TMPDIR" );
-    return folder != nullptr && *folder != '\0' ? folder : "/var/tmp";
+OsFilePath getDefaultScratch() {
+    std::string folder;
+    return OsEnv::getVariable( folder, "TMPDIR" ) && !folder.empty() ? folder : "/var/tmp";
 }
 
 int getDefaultThreads() {
@@ -182,7 +183,7 @@ Options parseOptions( Arguments arguments ) {
     for( std::size_t i = 0; i < arguments.size(); ) {
         const std::string_view argument = arguments[i];
         if( areOptionsOver || argument.size() < 2 || argument[0] != '-' ) {
-            options.layers.emplace_back( argument );
+            options.layers.emplace_back( std::string( argument ) );
             ++i;
         } else if( argument == "--" ) {
             areOptionsOver = true;

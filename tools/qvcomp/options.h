@@ -1,5 +1,7 @@
 #pragma once
 
+#include <resmgt/osal/osFilePath.h>
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -23,9 +25,9 @@ enum class ReportForm { TEXT, JSON };
 struct Options {
     int width = 0;
     int height = 0;
-    std::string output;
-    std::string preview;
-    std::vector<std::string> layers;
+    OsFilePath output;
+    OsFilePath preview;
+    std::vector<OsFilePath> layers;
     /// Bytes for tiles; none means no limit.
     std::optional<std::uint64_t> memory;
     int tileSide = 256;
@@ -33,7 +35,7 @@ struct Options {
     Strategy strategy = Strategy::LRU;
     Policy policy = Policy::RELAXED;
     Manager manager = Manager::HEAP;
-    std::string scratch;
+    OsFilePath scratch;
     ReportForm report = ReportForm::TEXT;
     bool mustVerify = false;
     bool wantsHelp = false;

@@ -1,16 +1,13 @@
 #include <tools/qvcomp/failure.h>
-#include <tools/qvcomp/fileIo.h>
 #include <tools/qvcomp/pendingFile.h>
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <utility>
+#include <base/failure/qvHere.h>
+#include <base/trace/trace.h>
+#include <resmgt/osal/osFile.h>
+#include <resmgt/osal/osFileUtils.h>
+#include <resmgt/osal/osFsUtils.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <filesystem>
 
 namespace Qv::Comp {
 
@@ -19,64 +16,73 @@ namespace {
 namespace fs = std::filesystem;
 
 /// The file itself where `path` is a link to it.
-std::string resolve( const std::string& path ) {
+OsFilePath resolve( const OsFilePath& path ) {
     std::error_code error;
-    const fs::path resolved = fs::weakly_canonical( path, error );
-    return error ? path : resolved.string();
+    const fs::path resolved = fs::weakly_canonical( path.toString(), error );
+    return error ? path : OsFilePath( resolved.string() );
 }
 
-/// The permissions that a file made in the usual way gets.
-mode_t getUsualMode() noexcept {
-    const mode_t mask = ::umask( 0 );
-    ::umask( mask );
-    return 0666 & ~mask;
+/// Whether it is there and something that a new file mustn't take the place of, such as a device.
+bool isSpecial( const OsFilePath& path ) {
+    std::error_code error;
+    const fs::file_status status = fs::status( path.toString(), error );
+    return fs::exists( status ) && !fs::is_regular_file( status );
 }
 
 } // namespace
 
-PendingFile::PendingFile( const std::string& path )
-    : _path( resolve( path ) ) {
-    std::error_code error;
-    const fs::file_status status = fs::status( _path, error );
-    if( fs::exists( status ) && !fs::is_regular_file( status ) ) {
-        throw Failure( "'" + path + "' is there and is not a file that can be replaced" );
+PendingFile::PendingFile( const OsFilePath& path )
+    : _path( resolve( path ) )
+    , _temporary(
+          OsFileUtils::createUniqueFileName( _path.getDirectoryName(), ".qvcomp.", nullptr ) ) {
+    if( isSpecial( _path ) ) {
+        throw Failure( "'" + path.toString() +
+                       "' is there and is not a file that can be replaced" );
     }
-    fs::path temporary( _path );
-    temporary.replace_filename( '.' + temporary.filename().string() + ".XXXXXX" );
-    _temporary = temporary.string();
-    _descriptor = ::mkostemp( _temporary.data(), O_CLOEXEC );
-    if( _descriptor < 0 ) {
-        fail( errno );
+    try {
+        _writer.emplace( _temporary, OsFileTypes::Permissions( 3, 3, 3 ), true, false );
+    } catch( const ExBase& e ) {
+        fail( getSystemText( e ) );
     }
-    ::fchmod( _descriptor, getUsualMode() );
 }
 
 PendingFile::~PendingFile() {
-    if( _descriptor >= 0 ) {
-        ::close( _descriptor );
-        ::unlink( _temporary.c_str() );
+    if( _writer ) {
+        _writer.reset();
+        removeTemporary();
     }
 }
 
 void PendingFile::write( std::uint64_t offset, const void* bytes, std::size_t size ) {
-    const int error = writeFully( _descriptor, bytes, size, offset );
-    if( error != 0 ) {
-        fail( error );
+    try {
+        _writer->seek( static_cast<long long>( offset ), OsFileTypes::FROM_BEGINNING );
+        _writer->write( bytes, size );
+    } catch( const ExBase& e ) {
+        fail( getSystemText( e ) );
     }
 }
 
 void PendingFile::commit() {
-    // A system that writes later tells of its failure here.
-    if( ::close( std::exchange( _descriptor, -1 ) ) != 0 ||
-        ::rename( _temporary.c_str(), _path.c_str() ) != 0 ) {
-        const int error = errno;
-        ::unlink( _temporary.c_str() );
-        fail( error );
+    try {
+        // A system that writes later tells of its failure here.
+        _writer->close();
+        OsFile( _temporary ).renameTo( _path );
+    } catch( const ExBase& e ) {
+        fail( getSystemText( e ) );
+    }
+    _writer.reset();
+}
+
+void PendingFile::removeTemporary() noexcept {
+    try {
+        OsFsUtils::deleteFile( _temporary );
+    } catch( ... ) {
+        Trace::printCurrentException( "PendingFile::removeTemporary", QV_HERE );
     }
 }
 
-void PendingFile::fail( int error ) const {
-    throw Failure( "can't write '" + _path + "': " + std::strerror( error ) );
+void PendingFile::fail( const std::string& reason ) const {
+    throw Failure( "can't write '" + _path.toString() + "': " + reason );
 }
 
 } // namespace Qv::Comp

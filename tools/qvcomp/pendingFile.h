@@ -1,7 +1,9 @@
 #pragma once
 
+#include <resmgt/osal/osFileWriter.h>
+
 #include <cstdint>
-#include <string>
+#include <optional>
 
 namespace Qv::Comp {
 
@@ -12,23 +14,24 @@ namespace Qv::Comp {
 class PendingFile {
 public:
     /// An existing file is replaced in the end. One that isn't a plain file is refused.
-    explicit PendingFile( const std::string& path );
+    explicit PendingFile( const OsFilePath& path );
     PendingFile( const PendingFile& ) = delete;
     PendingFile& operator=( const PendingFile& ) = delete;
     ~PendingFile();
 
-    const std::string& getPath() const noexcept { return _path; }
+    const OsFilePath& getPath() const noexcept { return _path; }
     /// Writes `size` bytes from byte `offset` on.
     void write( std::uint64_t offset, const void* bytes, std::size_t size );
     /// Gives the file its name.
     void commit();
 
 private:
-    [[noreturn]] void fail( int error ) const;
+    void removeTemporary() noexcept;
+    [[noreturn]] void fail( const std::string& reason ) const;
 
-    std::string _path;
-    std::string _temporary;
-    int _descriptor;
+    OsFilePath _path;
+    OsFilePath _temporary;
+    std::optional<OsFileWriter> _writer;
 };
 
 } // namespace Qv::Comp

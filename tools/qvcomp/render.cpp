@@ -3,8 +3,6 @@
 #include <tools/qvcomp/render.h>
 #include <tools/qvcomp/resample.h>
 
-#include <filesystem>
-
 namespace Qv::Comp {
 
 namespace {
@@ -22,7 +20,7 @@ std::unique_ptr<TilePlane> renderLayer( const Scene& scene, std::size_t layer, T
     const LayerInfo& info = scene.layers[layer];
     const auto source = readLayer( info, store, runner.getProgress() );
     return Resampling( runner, store, makeMatte( scene, layer ) )
-        .run( *source, std::filesystem::path( info.path ).filename().string(), scene.width,
+        .run( *source, info.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString(), scene.width,
               scene.height );
 }
 

@@ -1,8 +1,10 @@
 #include <tools/qvcomp/report.h>
 
+#include <resmgt/osal/osFileReader.h>
+
 #include <cstdio>
-#include <fstream>
 #include <string>
+#include <string_view>
 
 namespace Qv::Comp {
 
@@ -21,7 +23,7 @@ std::string toMebibytes( std::uint64_t bytes ) {
 void writeText( std::ostream& stream, const Report& report ) {
     const Options& options = report.options;
     const std::string limit = options.memory ? toMebibytes( *options.memory ) : "none";
-    stream << "Picture         " << options.output << ", " << options.width << " x "
+    stream << "Picture         " << options.output.toString() << ", " << options.width << " x "
            << options.height << ", " << options.layers.size() << " layers\n"
            << "Tiles           " << report.tiles << " of " << options.tileSide << " x "
            << options.tileSide << " pixels\n"
@@ -60,7 +62,7 @@ std::string quote( const std::string& text ) {
 void writeJson( std::ostream& stream, const Report& report ) {
     const Options& options = report.options;
     stream << "{\n"
-           << "  \"output\": " << quote( options.output ) << ",\n"
+           << "  \"output\": " << quote( options.output.toString() ) << ",\n"
            << "  \"width\": " << options.width << ",\n"
            << "  \"height\": " << options.height << ",\n"
            << "  \"layers\": " << options.layers.size() << ",\n"
@@ -98,13 +100,13 @@ void writeReport( std::ostream& stream, const Report& report ) {
 std::uint64_t getPeakProcessMemory() {
     // The high-water mark of this program alone; the kernel's resource usage also counts what the
     // process was before it became this program.
-    std::ifstream status( "/proc/self/status" );
-    for( std::string line; std::getline( status, line ); ) {
-        if( line.starts_with( "VmHWM:" ) ) {
-            return std::stoull( line.substr( 6 ) ) * 1024;
-        }
-    }
-    return 0;
+    OsFileReader status( OsFilePath( "/proc/self/status" ), false );
+    std::string text( 16384, '\0' );
+    text.resize( status.read( text.data(), text.size() ) );
+    constexpr std::string_view PEAK = "\nVmHWM:";
+    const std::size_t place = text.find( PEAK );
+    return place == std::string::npos ? 0
+                                      : std::stoull( text.substr( place + PEAK.size() ) ) * 1024;
 }
 
 } // namespace Qv::Comp

@@ -1,47 +1,26 @@
 #include <tools/qvcomp/failure.h>
-#include <tools/qvcomp/fileIo.h>
 #include <tools/qvcomp/scratchFile.h>
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-
-#include <fcntl.h>
-#include <unistd.h>
+#include <resmgt/osal/osFileUtils.h>
+#include <resmgt/osal/osFsUtils.h>
 
 namespace Qv::Comp {
 
-namespace {
-
-/// Opens a file without a name; returns -1 and leaves errno when that isn't possible.
-int openNameless( const std::string& folder ) {
-    const int descriptor = ::open( folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600 );
-    if( descriptor >= 0 || ( errno != EOPNOTSUPP && errno != EISDIR ) ) {
-        return descriptor;
-    }
-    // The file system has no nameless files: take the name away at once.
-    std::string path = folder + "/.qvcomp.XXXXXX";
-    const int named = ::mkostemp( path.data(), O_CLOEXEC );
-    if( named >= 0 ) {
-        ::unlink( path.c_str() );
-    }
-    return named;
-}
-
-} // namespace
-
-ScratchFile::ScratchFile( const std::string& folder, std::size_t slotBytes )
+ScratchFile::ScratchFile( const OsFilePath& folder, std::size_t slotBytes )
     : _folder( folder )
-    , _slotBytes( slotBytes )
-    , _descriptor( openNameless( folder ) ) {
-    if( _descriptor < 0 ) {
-        throw Failure( "can't make a scratch file in '" + folder + "': " + std::strerror( errno ) );
+    , _slotBytes( slotBytes ) {
+    try {
+        const OsFilePath path = OsFileUtils::createUniqueFileName( folder, ".qvcomp.", nullptr );
+        _file = std::make_unique<OsMTFileWriter>( path, OsFileTypes::Permissions( 3, 0, 0 ), true,
+                                                  false );
+        // The open file stays until it is closed.
+        OsFsUtils::deleteFile( path );
+    } catch( const ExBase& e ) {
+        fail( "make a scratch file", getSystemText( e ) );
     }
 }
 
-ScratchFile::~ScratchFile() {
-    ::close( _descriptor );
-}
+ScratchFile::~ScratchFile() = default;
 
 std::size_t ScratchFile::takeSlot() {
     const std::lock_guard guard( _lock );
@@ -60,19 +39,27 @@ void ScratchFile::giveSlotBack( std::size_t slot ) noexcept {
 }
 
 void ScratchFile::write( std::size_t slot, const void* bytes ) {
-    const int error = writeFully( _descriptor, bytes, _slotBytes, getOffset( slot ) );
-    if( error != 0 ) {
-        throw Failure( "can't write the scratch file in '" + _folder +
-                       "': " + std::strerror( error ) );
+    try {
+        _file->write( bytes, getOffset( slot ), _slotBytes );
+    } catch( const ExBase& e ) {
+        fail( "write the scratch file", getSystemText( e ) );
     }
 }
 
 void ScratchFile::read( std::size_t slot, void* bytes ) {
-    const int error = readFully( _descriptor, bytes, _slotBytes, getOffset( slot ) );
-    if( error != 0 ) {
-        throw Failure( "can't read the scratch file in '" + _folder +
-                       "': " + std::strerror( error ) );
+    unsigned long long size = 0;
+    try {
+        size = _file->read( bytes, getOffset( slot ), _slotBytes );
+    } catch( const ExBase& e ) {
+        fail( "read the scratch file", getSystemText( e ) );
     }
+    if( size != _slotBytes ) {
+        fail( "read the scratch file", "it ends too early" );
+    }
+}
+
+void ScratchFile::fail( const char* what, const std::string& reason ) const {
+    throw Failure( std::string( "can't " ) + what + " in '" + _folder.toString() + "': " + reason );
 }
 
 } // namespace Qv::Comp

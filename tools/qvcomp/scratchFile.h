@@ -1,8 +1,9 @@
 #pragma once
 
-#include <cstdint>
+#include <resmgt/osal/osMTFileWriter.h>
+
+#include <memory>
 #include <mutex>
-#include <string>
 #include <vector>
 
 namespace Qv::Comp {
@@ -14,7 +15,7 @@ namespace Qv::Comp {
 /// Errors:  Failure that names the folder and what the system said.
 class ScratchFile {
 public:
-    ScratchFile( const std::string& folder, std::size_t slotBytes );
+    ScratchFile( const OsFilePath& folder, std::size_t slotBytes );
     ScratchFile( const ScratchFile& ) = delete;
     ScratchFile& operator=( const ScratchFile& ) = delete;
     ~ScratchFile();
@@ -28,13 +29,14 @@ public:
     void read( std::size_t slot, void* bytes );
 
 private:
-    std::uint64_t getOffset( std::size_t slot ) const noexcept {
-        return std::uint64_t{ slot } * _slotBytes;
+    long long getOffset( std::size_t slot ) const noexcept {
+        return static_cast<long long>( slot * _slotBytes );
     }
+    [[noreturn]] void fail( const char* what, const std::string& reason ) const;
 
-    std::string _folder;
+    OsFilePath _folder;
     std::size_t _slotBytes;
-    int _descriptor;
+    std::unique_ptr<OsMTFileWriter> _file;
     std::mutex _lock;
     /// Slots of the file that nobody has; room for all slots, so that giving back can't fail.
     std::vector<std::size_t> _freeSlots;

@@ -39,7 +39,7 @@ private:
 
 /// What the tiles of a store share for their way to the disk and back.
 struct Spill {
-    Spill( const std::string& folder, std::size_t tileBytes, std::size_t maxPending )
+    Spill( const OsFilePath& folder, std::size_t tileBytes, std::size_t maxPending )
         : scratch( folder, tileBytes )
         , worker( maxPending ) {}
 
