@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <initializer_list>
 #include <optional>
 #include <random>
@@ -177,7 +178,7 @@ TEST_F( MbManagerTest, AnEventWhoseTraceRunsOutOfMemoryStillListsTheBufferOnce )
             level.setEnabled( true );
             const std::string raised = raisedBy( [&] {
                 const FailingNew failing( nbSucceeding );
-                ( imp->*event )();
+                std::invoke( event, *imp );
             } );
             level.setEnabled( false );
             testing::internal::GetCapturedStderr();
