@@ -1,9 +1,8 @@
-#include "osFsPlatform.h"
-
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/osFsPlatform.h>
 
 #include <algorithm>
 #include <vector>

@@ -1,5 +1,3 @@
-#include "osFsPlatform.h"
-
 #include <base/failure/qvHere.h>
 #include <base/trace/trace.h>
 #include <resmgt/osal/osFile.h>
@@ -7,6 +5,7 @@
 #include <resmgt/osal/osFileReader.h>
 #include <resmgt/osal/osFileWriter.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/osFsPlatform.h>
 
 #include <memory>
 #include <optional>

@@ -1,8 +1,7 @@
-#include "wildcardMatch.h"
-
 #include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFileFilter.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/wildcardMatch.h>
 
 namespace Qv {
 

@@ -1,5 +1,3 @@
-#include "osFsPlatform.h"
-
 #include <base/failure/exStandard.h>
 #include <base/failure/exSysError.h>
 #include <base/trace/trace.h>
@@ -8,6 +6,7 @@
 #include <resmgt/osal/osFilePathUtils.h>
 #include <resmgt/osal/osFileUtils.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/osFsPlatform.h>
 
 #include <vector>
 

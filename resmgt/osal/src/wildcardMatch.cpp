@@ -1,4 +1,4 @@
-#include "wildcardMatch.h"
+#include <resmgt/osal/src/wildcardMatch.h>
 
 #include <cstddef>
 

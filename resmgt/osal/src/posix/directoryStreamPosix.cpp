@@ -1,8 +1,7 @@
-#include "directoryStreamPosix.h"
-#include "nativePathPosix.h"
-
 #include <base/failure/qvHere.h>
 #include <base/trace/traceManager.h>
+#include <resmgt/osal/src/posix/directoryStreamPosix.h>
+#include <resmgt/osal/src/posix/nativePathPosix.h>
 
 #include <cerrno>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "mountTablePosix.h"
+#include <resmgt/osal/src/posix/mountTablePosix.h>
 
 #include <algorithm>
 #include <array>

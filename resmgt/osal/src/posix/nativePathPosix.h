@@ -9,9 +9,9 @@ namespace Qv {
 /// A path as the text that this system's calls take.
 ///
 /// What can name nothing here becomes the empty text, which every call refuses with ENOENT: a path
-/// on a drive, which would be taken for a relative one, and a path that holds a zero byte, where the
-/// calls would stop reading. A server's root loses its last separator, behind which only directories
-/// are found.
+/// on a drive, which would be taken for a relative one, and a path that holds a zero byte, where
+/// the calls would stop reading. A server's root loses its last separator, behind which only
+/// directories are found.
 ///
 /// Lifetime: `path` must outlive it, unchanged.
 class NativePath {

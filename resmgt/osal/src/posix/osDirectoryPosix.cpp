@@ -1,11 +1,10 @@
-#include "../osFsPlatform.h"
-#include "directoryStreamPosix.h"
-#include "nativePathPosix.h"
-#include "osFsUtilsPosix.h"
-
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/osFsPlatform.h>
+#include <resmgt/osal/src/posix/directoryStreamPosix.h>
+#include <resmgt/osal/src/posix/nativePathPosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
 #include <unistd.h>
 

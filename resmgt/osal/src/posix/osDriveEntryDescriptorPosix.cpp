@@ -1,11 +1,10 @@
-#include "mountTablePosix.h"
-#include "osFsUtilsPosix.h"
-
 #include <base/failure/exSysError.h>
 #include <resmgt/osSupport/osDateUtil.h>
 #include <resmgt/osal/osDriveEntryDescriptor.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/posix/mountTablePosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
 #include <array>
 #include <cstddef>

@@ -1,9 +1,8 @@
-#include "directoryStreamPosix.h"
-#include "osFsUtilsPosix.h"
-
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFileEntryDescriptor.h>
+#include <resmgt/osal/src/posix/directoryStreamPosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
 #include <fcntl.h>
 

@@ -1,10 +1,9 @@
-#include "../osUnbufferedInfo.h"
-#include "nativePathPosix.h"
-#include "osFsUtilsPosix.h"
-
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/src/osUnbufferedInfo.h>
+#include <resmgt/osal/src/posix/nativePathPosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
 #include <cstring>
 

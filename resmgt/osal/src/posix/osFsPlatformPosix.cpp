@@ -1,11 +1,10 @@
-#include "../osFsPlatform.h"
-#include "../wildcardMatch.h"
-#include "directoryStreamPosix.h"
-#include "nativePathPosix.h"
-#include "osFsUtilsPosix.h"
-#include "permissionsPosix.h"
-
 #include <base/text/wideStringUtil.h>
+#include <resmgt/osal/src/osFsPlatform.h>
+#include <resmgt/osal/src/posix/directoryStreamPosix.h>
+#include <resmgt/osal/src/posix/nativePathPosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
+#include <resmgt/osal/src/posix/permissionsPosix.h>
+#include <resmgt/osal/src/wildcardMatch.h>
 
 #include <cerrno>
 #include <cstdlib>
