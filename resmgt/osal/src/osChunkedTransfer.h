@@ -1,6 +1,6 @@
 #pragma once
 
-#include "osFileCalls.h"
+#include <resmgt/osal/src/osFileCalls.h>
 
 #include <algorithm>
 

@@ -1,11 +1,9 @@
-#include "osFileAccessor.h"
-
-#include "osChunkedTransfer.h"
-
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/src/osChunkedTransfer.h>
+#include <resmgt/osal/src/osFileAccessor.h>
 
 #include <algorithm>
 #include <cerrno>

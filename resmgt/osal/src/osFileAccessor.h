@@ -1,7 +1,7 @@
 #pragma once
 
-#include "osFileCalls.h"
-#include "osOpenFile.h"
+#include <resmgt/osal/src/osFileCalls.h>
+#include <resmgt/osal/src/osOpenFile.h>
 
 namespace Qv {
 

@@ -1,10 +1,9 @@
-#include "osFileCalls.h"
-#include "osOpenFile.h"
-
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFileWriter.h>
+#include <resmgt/osal/src/osFileCalls.h>
+#include <resmgt/osal/src/osOpenFile.h>
 
 namespace Qv {
 

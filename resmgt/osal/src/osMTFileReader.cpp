@@ -1,7 +1,6 @@
-#include "osFileAccessor.h"
-
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osMTFileReader.h>
+#include <resmgt/osal/src/osFileAccessor.h>
 
 namespace Qv {
 

@@ -1,10 +1,8 @@
-#include "osOpenFile.h"
-
-#include "osChunkedTransfer.h"
-
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
 #include <base/trace/trace.h>
+#include <resmgt/osal/src/osChunkedTransfer.h>
+#include <resmgt/osal/src/osOpenFile.h>
 
 #include <cerrno>
 #include <cstdint>

@@ -1,5 +1,3 @@
-#include "../src/osFileAccessor.h"
-
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFile.h>
@@ -8,6 +6,7 @@
 #include <resmgt/osal/osFileWriter.h>
 #include <resmgt/osal/osMTFileReader.h>
 #include <resmgt/osal/osMTFileWriter.h>
+#include <resmgt/osal/src/osFileAccessor.h>
 #include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/osal/test/testFiles.h>
 

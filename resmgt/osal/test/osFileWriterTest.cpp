@@ -1,10 +1,9 @@
-#include "../src/osFileAccessor.h"
-
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFileReader.h>
 #include <resmgt/osal/osFileWriter.h>
 #include <resmgt/osal/osMTFileReader.h>
 #include <resmgt/osal/osMTFileWriter.h>
+#include <resmgt/osal/src/osFileAccessor.h>
 #include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/osal/test/testFiles.h>
 #include <tests/support/processCounts.h>

@@ -1,11 +1,10 @@
-#include "../src/osUnbufferedInfo.h"
-
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileReader.h>
 #include <resmgt/osal/osFileWriter.h>
 #include <resmgt/osal/osMTFileReader.h>
 #include <resmgt/osal/osMTFileWriter.h>
+#include <resmgt/osal/src/osUnbufferedInfo.h>
 #include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/osal/test/testFiles.h>
 

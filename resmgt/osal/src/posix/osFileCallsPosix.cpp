@@ -1,8 +1,8 @@
-#include "../osFileCalls.h"
-#include "../osUnbufferedInfo.h"
-#include "descriptorPosix.h"
-#include "nativePathPosix.h"
-#include "permissionsPosix.h"
+#include <resmgt/osal/src/osFileCalls.h>
+#include <resmgt/osal/src/osUnbufferedInfo.h>
+#include <resmgt/osal/src/posix/descriptorPosix.h>
+#include <resmgt/osal/src/posix/nativePathPosix.h>
+#include <resmgt/osal/src/posix/permissionsPosix.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
-#include "../osFileCalls.h"
-#include "../osFileMappingImp.h"
-#include "../osOpenFile.h"
-#include "descriptorPosix.h"
-#include "nativePathPosix.h"
+#include <resmgt/osal/src/osFileCalls.h>
+#include <resmgt/osal/src/osFileMappingImp.h>
+#include <resmgt/osal/src/osOpenFile.h>
+#include <resmgt/osal/src/posix/descriptorPosix.h>
+#include <resmgt/osal/src/posix/nativePathPosix.h>
 
 #include <sys/mman.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "../osFileCalls.h"
+#include <resmgt/osal/src/osFileCalls.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>

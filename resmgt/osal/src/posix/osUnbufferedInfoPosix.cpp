@@ -1,10 +1,9 @@
-#include "../osUnbufferedInfo.h"
-#include "descriptorPosix.h"
-#include "nativePathPosix.h"
-
 #include <base/failure/assertions.h>
 #include <base/locks/lkGuard.h>
 #include <base/locks/lkLock.h>
+#include <resmgt/osal/src/osUnbufferedInfo.h>
+#include <resmgt/osal/src/posix/descriptorPosix.h>
+#include <resmgt/osal/src/posix/nativePathPosix.h>
 
 #include <fcntl.h>
 #include <linux/magic.h>
