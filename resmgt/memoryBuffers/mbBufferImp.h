@@ -125,6 +125,10 @@ private:
     const MbState* _state QV_GUARDED_BY( _lock );
     std::uint32_t _lockCount QV_GUARDED_BY( _lock ) = 0;
     std::uint32_t _pendingEvents QV_GUARDED_BY( _lock ) = 0;
+    /// The manager lists the buffer among those that can be evicted. Not so, though it is in memory
+    /// and unlocked, where listing it has raised: it can't be evicted then until it is locked
+    /// again.
+    bool _isListed QV_GUARDED_BY( _lock ) = false;
     const RCShdPtr<MbManager> _manager;
     OPtr<MbProtocol> _protocol QV_GUARDED_BY( _lock );
 };

@@ -45,9 +45,9 @@ private:
     static bool isTraced() noexcept {
         return _traceLevel != nullptr && Trace::isEnabled( *_traceLevel );
     }
-    void traceDefault() const;
-    void traceFilled() const;
-    void traceAssignment( const MbRegion& other ) const;
+    void traceDefault() const noexcept;
+    void traceFilled() const noexcept;
+    void traceAssignment( const MbRegion& other ) const noexcept;
 
     // Null until this package's statics are built.
     static TraceLevel* const _traceLevel;

@@ -166,11 +166,19 @@ MbRegion MbStateImp::takeRegion( MbBufferImp* b ) {
 }
 
 void MbStateImp::addToManager( MbBufferImp* b ) {
-    b->_manager->bufferUnloadable( b );
+    b->assumeLocked();
+    if( !b->_isListed ) {
+        b->_manager->bufferUnloadable( b );
+        b->_isListed = true;
+    }
 }
 
 void MbStateImp::removeFromManager( MbBufferImp* b ) {
-    b->_manager->bufferNotUnloadable( b );
+    b->assumeLocked();
+    if( b->_isListed ) {
+        b->_manager->bufferNotUnloadable( b );
+        b->_isListed = false;
+    }
 }
 
 void MbStateImp::call( MbBufferImp* b, void ( MbProtocol::*operation )() ) {

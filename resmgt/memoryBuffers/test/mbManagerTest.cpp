@@ -195,6 +195,43 @@ TEST_F( MbManagerTest, AnEventWhoseTraceRunsOutOfMemoryStillListsTheBufferOnce )
     }
 }
 
+/// Lacks the memory for one insertion whenever it is told to.
+class RefusingStrategy : public MbUnloadLRU {
+public:
+    bool mustRefuse = false;
+
+    void insertBuffer( MbBufferImp* buffer ) override {
+        if( std::exchange( mustRefuse, false ) ) {
+            throw std::bad_alloc();
+        }
+        MbUnloadLRU::insertBuffer( buffer );
+    }
+};
+
+TEST_F( MbManagerTest, ABufferThatCouldNotBeListedIsListedByTheNextEventAndCanGo ) {
+    for( const char* const next : { "prefetch", "rdlock", "unload", "free", "nothing" } ) {
+        auto* const strategy = new RefusingStrategy;
+        useHeap( 1, strategy );
+        buffer = makeLoaded();
+        send( "rdlock" );
+        strategy->mustRefuse = true;
+        EXPECT_THROW( imp->unlock(), std::bad_alloc );
+        EXPECT_THAT( dump(), HasSubstr( "Nb unloadable buffers = 0\n" ) );
+        if( next != std::string( "nothing" ) ) {
+            send( next );
+        }
+        if( MbTestAccess::lockCount( *imp ) != 0 ) {
+            send( "unlock" );
+        }
+        EXPECT_THAT( dump(), HasSubstr( buffer.isLoaded() && next != std::string( "nothing" )
+                                            ? "Nb unloadable buffers = 1\n"
+                                            : "Nb unloadable buffers = 0\n" ) )
+            << next;
+        buffer = MbBuffer();
+        EXPECT_EQ( manager->getFreeSpace(), NEEDED );
+    }
+}
+
 /// Prints its manager without the lock from another thread, while the one that dumps it has it.
 class PrintingStrategy : public MbUnloadLRU {
 public:

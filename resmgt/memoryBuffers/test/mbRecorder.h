@@ -45,6 +45,7 @@ struct MbTestAccess {
     static Words words( const MbBufferImp& b ) QV_NO_THREAD_SAFETY_ANALYSIS {
         return words( b._region );
     }
+    static bool& isListed( MbBufferImp& b ) QV_NO_THREAD_SAFETY_ANALYSIS { return b._isListed; }
     static LkThreadId& owner( MbBufferImp& b ) { return b._transientStateOwner; }
     static const LkCondVar& stateChanged( const MbBufferImp& b ) { return b._stateChanged; }
     static int pins( const MbBufferImp& b ) { return b._pins; }

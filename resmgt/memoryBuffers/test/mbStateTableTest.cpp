@@ -195,6 +195,7 @@ protected:
             MbTestAccess::state( *imp ) = _states.at( state );
             MbTestAccess::lockCount( *imp ) = lockCount;
             MbTestAccess::pendingEvents( *imp ) = 0;
+            MbTestAccess::isListed( *imp ) = isListed( state );
             MbTestAccess::owner( *imp ).reset();
             imp->setRegion( hasMemory( state ) ? recordingManager().makeRegion() : MbRegion() );
         }
@@ -280,7 +281,9 @@ void MbStateTable::checkTransition( const std::string& state, const std::string&
     std::map<std::string, Outcome> failures;
     const auto addCall = [&]( const std::string& call, const char* callOnFailure = "" ) {
         calls += ( calls.empty() ? "" : " " ) + call;
-        std::string all = calls + callOnFailure + ( isListed( target ) ? " list" : "" );
+        // A buffer whose removal fails is listed still.
+        const bool mustList = isListed( target ) && call != "unlist";
+        std::string all = calls + callOnFailure + ( mustList ? " list" : "" );
         // The region that it hasn't yet taken.
         all += event == "grab" && call != "grab" ? " giveBack" : "";
         failures[call] = { all, target, lockCount, 0, !isMove( event ), "fault on demand" };
