@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <type_traits>
 
 namespace Qv {
 
@@ -14,8 +15,12 @@ std::string raisedBy( const std::function<void()>& body ) {
     try {
         body();
     } catch( const Exception& exception ) {
-        const auto* const ours = dynamic_cast<const ExBase*>( &exception );
-        return ours != nullptr ? ours->getReason() : exception.what();
+        if constexpr( std::is_base_of_v<ExBase, Exception> ) {
+            return exception.getReason();
+        } else {
+            const auto* const ours = dynamic_cast<const ExBase*>( &exception );
+            return ours != nullptr ? ours->getReason() : exception.what();
+        }
     }
     return "";
 }
