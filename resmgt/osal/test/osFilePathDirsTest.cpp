@@ -20,7 +20,7 @@ TEST( OsFilePath, HomeIsThatOfTheEnvironmentElseThatOfTheUsersList ) {
     const ScopedEnvironment set( "HOME", "/home//somebody/" );
     EXPECT_EQ( OsFilePath::getHomeDir().toString(), "/home/somebody" );
     const passwd* const entry = ::getpwuid( ::getuid() );
-    for( const char* none : { static_cast<const char*>( nullptr ), "" } ) {
+    for( const char* none : { static_cast<const char*>( nullptr ), "", "/home/a\\b" } ) {
         const ScopedEnvironment home =
             none != nullptr ? ScopedEnvironment( "HOME", none ) : ScopedEnvironment( "HOME" );
         EXPECT_EQ( OsFilePath::getHomeDir(), OsFilePath( entry->pw_dir ) );
@@ -57,12 +57,14 @@ TEST( OsFilePath, AUserWithoutAHomeIsToldSo ) {
 
 TEST( OsFilePath, TemporaryFilesGoWhereTheEnvironmentSays ) {
     const ScopedEnvironment noTestDir( "QV_TEST_DIR" );
-    {
-        const ScopedEnvironment noTmpDir( "TMPDIR" );
-        EXPECT_EQ( OsFilePath::getTempDir().toString(), "/tmp/ombra" );
+    const ScopedEnvironment noTmpDir( "TMPDIR" );
+    EXPECT_EQ( OsFilePath::getTempDir().toString(), "/tmp/ombra" );
+    const std::pair<const char*, const char*> cases[] = {
+        { "/scratch/", "/scratch/ombra" }, { "", "/tmp/ombra" }, { "/a\\b", "/tmp/ombra" } };
+    for( const auto& [value, expected] : cases ) {
+        const ScopedEnvironment tmpDir( "TMPDIR", value );
+        EXPECT_EQ( OsFilePath::getTempDir().toString(), expected );
     }
-    const ScopedEnvironment tmpDir( "TMPDIR", "/scratch/" );
-    EXPECT_EQ( OsFilePath::getTempDir().toString(), "/scratch/ombra" );
     const ScopedEnvironment testDir( "QV_TEST_DIR", "/test" );
     EXPECT_EQ( OsFilePath::getTempDir().toString(), "/test" );
 }

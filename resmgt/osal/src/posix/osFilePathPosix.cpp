@@ -6,12 +6,11 @@
 #include <resmgt/osal/osFileReader.h>
 #include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/osWorkingDirectory.h>
+#include <resmgt/osal/src/posix/accountPosix.h>
 
-#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <optional>
 #include <sstream>
@@ -20,30 +19,23 @@ namespace Qv {
 
 namespace {
 
-/// What the environment says; an empty value is none.
-std::optional<std::string> getVariable( const char* name ) {
-    const char* const value = std::getenv( name );
-    return value != nullptr && *value != '\0' ? std::optional<std::string>( value ) : std::nullopt;
+/// A directory of which the system told the name. One with a back-slash counts as none: as a path
+/// it would be another directory.
+OsFilePath toDirectory( const std::string& name ) {
+    return name.find( '\\' ) == std::string::npos ? OsFilePath( name ) : OsFilePath();
 }
 
-/// The home directory that the system's list of users tells, empty when it tells none.
-std::string getListedHome() {
-    std::string buffer( 1024, '\0' );
-    passwd entry;
-    passwd* found = nullptr;
-    for( ;; ) {
-        const int error = ::getpwuid_r( ::getuid(), &entry, buffer.data(), buffer.size(), &found );
-        if( error == ERANGE ) {
-            buffer.resize( 2 * buffer.size() );
-        } else if( error != EINTR ) {
-            return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
-        }
-    }
+OsFilePath getDirectory( const char* variable ) {
+    const char* const value = std::getenv( variable );
+    return value != nullptr ? toDirectory( value ) : OsFilePath();
 }
 
 OsFilePath getHome( const char* where ) {
-    const std::optional<std::string> variable = getVariable( "HOME" );
-    OsFilePath home( variable ? *variable : getListedHome() );
+    OsFilePath home = getDirectory( "HOME" );
+    AccountPosix account;
+    if( home.isEmpty() && AccountPosix::find( ::getuid(), account ) == 0 ) {
+        home = toDirectory( account.home );
+    }
     if( home.isEmpty() ) {
         throw OsFileEx::ExHomeNotDefined( QV_HERE, where );
     }
@@ -125,10 +117,12 @@ OsFilePath OsFilePath::getCurrentDir() {
 }
 
 OsFilePath OsFilePath::getTempDir() {
-    if( const std::optional<std::string> testDir = getVariable( "QV_TEST_DIR" ) ) {
-        return *testDir;
+    const OsFilePath testDir( std::getenv( "QV_TEST_DIR" ) );
+    if( !testDir.isEmpty() ) {
+        return testDir;
     }
-    return OsFilePath( getVariable( "TMPDIR" ).value_or( "/tmp" ) ) + "ombra";
+    const OsFilePath systemDir = getDirectory( "TMPDIR" );
+    return ( systemDir.isEmpty() ? OsFilePath( "/tmp" ) : systemDir ) + "ombra";
 }
 
 OsFilePath OsFilePath::getHomeDir() {
@@ -137,7 +131,7 @@ OsFilePath OsFilePath::getHomeDir() {
 
 OsFilePath OsFilePath::getUserDocumentsDir() {
     const OsFilePath home = getHome( "OsFilePath::getDocumentsDir" );
-    const OsFilePath variable( getVariable( "XDG_CONFIG_HOME" ).value_or( "" ) );
+    const OsFilePath variable = getDirectory( "XDG_CONFIG_HOME" );
     const OsFilePath configuration = variable.isAbsolute() ? variable : home + ".config";
     const OsFilePath documents =
         getDocuments( readSettings( configuration + "user-dirs.dirs" ), home );

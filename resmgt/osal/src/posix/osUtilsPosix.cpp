@@ -2,6 +2,7 @@
 
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
+#include <resmgt/osal/src/posix/accountPosix.h>
 #include <resmgt/osal/src/posix/toldPathPosix.h>
 
 #include <algorithm>
@@ -14,13 +15,11 @@
 #include <memory>
 #include <netpacket/packet.h>
 #include <optional>
-#include <pwd.h>
 #include <span>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
-#include <vector>
 
 namespace Qv {
 
@@ -53,25 +52,7 @@ std::string moduleFile( const char* where ) {
 
 /// The number where the account has no name.
 std::string accountName( uid_t id, const char* where ) {
-    std::vector<char> buffer( 1024 );
-    struct passwd entry {};
-    struct passwd* found = nullptr;
-    int error = 0;
-    do {
-        if( error == ERANGE ) {
-            buffer.resize( 2 * buffer.size() );
-        }
-        error = ::getpwuid_r( id, &entry, buffer.data(), buffer.size(), &found );
-    } while( error == ERANGE || error == EINTR );
-    if( found != nullptr ) {
-        return found->pw_name;
-    }
-    // How the sources of names say that they don't know it.
-    if( error != 0 && error != ENOENT && error != ESRCH ) {
-        errno = error;
-        throw ExSysErrorWindows( QV_HERE, where, std::to_string( id ).c_str() );
-    }
-    return std::to_string( id );
+    return AccountPosix::getName( id, where, std::to_string( id ).c_str() );
 }
 
 using HardwareAddress = std::span<const unsigned char, 6>;
