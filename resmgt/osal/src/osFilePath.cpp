@@ -181,7 +181,7 @@ const std::string& OsFilePath::toString() const {
 }
 
 const std::wstring& OsFilePath::toWString() const {
-    if( _normalizedPathW.empty() ) {
+    if( !isEmpty() && _normalizedPathW.empty() ) {
         _normalizedPathW = WideStringUtil::widen( toString() );
     }
     return _normalizedPathW;
