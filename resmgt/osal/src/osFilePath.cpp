@@ -310,14 +310,17 @@ std::string OsFilePath::stripExtension( const std::string& text ) {
 }
 
 OsFilePath OsFilePath::enforceExtension( const OsFilePath& path, const std::string& extension ) {
-    OsFilePath enforced = path;
     const std::string present = path.getExtension();
     if( path.isEmpty() || present == extension ) {
-        return enforced;
+        return path;
     }
     if( lowerCase( present ) == lowerCase( extension ) ) {
-        enforced.stripExtension();
+        // In one step, since what is left without an extension may be no name.
+        const std::string_view name = path._components.back();
+        const std::string_view stem = name.substr( 0, name.size() - present.size() );
+        return path.withLastName( std::string( stem ) + extension );
     }
+    OsFilePath enforced = path;
     enforced.appendExtension( extension );
     return enforced;
 }

@@ -196,6 +196,8 @@ TEST( OsFilePath, TakesAnExtension ) {
         { "a.jpg", "tif", "a.jpg.tif", "a.jpg.tif" },
         { "/.profile", ".tif", "/.profile.tif", "/.profile.tif" },
         { "a.tif", "", "a.tif", "a.tif" },
+        { "d/..x", "X", "d/..x.X", "d/..X" },
+        { "...x", "X", "...x.X", "...X" },
         { "a", "b/../c\\", "a.b/../c", "c" },
     };
     for( const auto& one : cases ) {
