@@ -5,7 +5,6 @@
 #include <resmgt/discreteTimeImp/dtRefClockSourceUST.h>
 #include <resmgt/profiling/hwCounter.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace Qv {

@@ -2,11 +2,11 @@
 #include <resmgt/osSupport/osDateUtil.h>
 #include <tests/support/scopedEnvironment.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <time.h>
+#include <vector>
 
 namespace Qv {
 
@@ -18,15 +18,13 @@ constexpr std::int64_t FIRST_SECOND = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t LAST_SECOND = std::numeric_limits<std::int64_t>::max();
 
 TEST( OsDateUtil, datesAreOlderSameOrNewerToTheNanosecondAlsoBefore1970 ) {
-    const DateRep ordered[] = { { FIRST_SECOND, 0 },
-                                { -2, 999'999'999 },
-                                { -1, 0 },
-                                { -1, 1 },
-                                {},
-                                { 0, 1 },
-                                { 0, 999'999'999 },
-                                { 1, 0 },
-                                { LAST_SECOND, 1 } };
+    constexpr std::int64_t orderedSeconds[] = { FIRST_SECOND, -2, -1, 0, 1, LAST_SECOND };
+    std::vector<DateRep> ordered;
+    for( const std::int64_t seconds : orderedSeconds ) {
+        for( const std::int64_t nanoseconds : { 0, 1, 999'999'999 } ) {
+            ordered.emplace_back( seconds, nanoseconds );
+        }
+    }
     for( const DateRep& date : ordered ) {
         for( const DateRep& other : ordered ) {
             const int expected = &date < &other ? -1 : &date == &other ? 0 : 1;
@@ -41,9 +39,9 @@ TEST( OsDateUtil, datesAreOlderSameOrNewerToTheNanosecondAlsoBefore1970 ) {
 
 TEST( OsDateUtil, thePresentTimeIsTheMachinesClock ) {
     timespec before{};
+    timespec after{};
     ASSERT_EQ( ::clock_gettime( CLOCK_REALTIME, &before ), 0 );
     const DateRep now = OsDateUtil::now();
-    timespec after{};
     ASSERT_EQ( ::clock_gettime( CLOCK_REALTIME, &after ), 0 );
     EXPECT_LE( DateRep( before.tv_sec, before.tv_nsec ), now );
     EXPECT_LE( now, DateRep( after.tv_sec, after.tv_nsec ) );
@@ -56,19 +54,16 @@ TEST( OsDateUtil, aDateIsWrittenAsLocalTimeInAnyFormatOrRefused ) {
     const std::string longText( 5000, 'x' );
     const struct {
         DateRep date;
-        const char* format;
-        std::string expected;
-    } cases[] = {
-        { { 0, 999'999'999 }, "%H%M%S", "053000" },
-        { { -1, 0 }, "%Y-%m-%d %H:%M:%S", "1970-01-01 05:29:59" },
-        { { 1'720'000'000, 0 }, "%y-%m-%d %H:%M:%S %Z", "24-07-03 16:16:40 TDT" },
-        { { 253'402'300'800, 0 }, "%Y", "10000" },
-        { {}, "", "" },
-        { {}, "%%", "%" },
-        { {}, longText.c_str(), longText },
-    };
+        std::string format, expected;
+    } cases[] = { { { 0, 999'999'999 }, "%H%M%S", "053000" },
+                  { { -1, 0 }, "%Y-%m-%d %H:%M:%S", "1970-01-01 05:29:59" },
+                  { { 1'720'000'000, 0 }, "%y-%m-%d %H:%M:%S %Z", "24-07-03 16:16:40 TDT" },
+                  { { 253'402'300'800, 0 }, "%Y", "10000" },
+                  { {}, "", "" },
+                  { {}, "%%", "%" },
+                  { {}, longText, longText } };
     for( const auto& c : cases ) {
-        EXPECT_EQ( OsDateUtil::toLocalText( c.date, c.format ), c.expected ) << c.format;
+        EXPECT_EQ( OsDateUtil::toLocalText( c.date, c.format.c_str() ), c.expected ) << c.format;
     }
     EXPECT_THROW( OsDateUtil::toLocalText( { LAST_SECOND, 0 }, "%Y" ), ExSysErrorWindows );
     EXPECT_THROW( OsDateUtil::toLocalText( {}, "%9999999d" ), ExSysErrorGeneric );
