@@ -27,16 +27,6 @@ TEST( OsFilePath, HomeIsThatOfTheEnvironmentElseThatOfTheUsersList ) {
     }
 }
 
-TEST( OsFilePath, TheListOfUsersIsAskedUntilItAnswers ) {
-    const ScopedEnvironment noHome( "HOME" );
-    const OsFilePath home = OsFilePath::getHomeDir();
-    for( const int error : { EINTR, ERANGE } ) {
-        const FailingCall once( "getpwuid_r", error, FailingCall::ONCE );
-        EXPECT_EQ( OsFilePath::getHomeDir(), home );
-        EXPECT_EQ( once.nbCalls(), 2 );
-    }
-}
-
 TEST( OsFilePath, AUserWithoutAHomeIsToldSo ) {
     const ScopedEnvironment noHome( "HOME" );
     const FailingCall failing( "getpwuid_r", EIO );

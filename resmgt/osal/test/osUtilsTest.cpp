@@ -94,7 +94,7 @@ TEST( OsUtils, ProcessHostAndUserAreTold ) {
         const FailingCall once( "getpwuid_r", again, FailingCall::ONCE );
         EXPECT_EQ( OsUtils::getUserName( true ), account );
     }
-    for( const int noSuchEntry : { ENOENT, ESRCH } ) {
+    for( const int noSuchEntry : { ENOENT, ESRCH, EPERM } ) {
         const FailingCall unknown( "getpwuid_r", noSuchEntry );
         EXPECT_EQ( OsUtils::getUserName( true ), std::to_string( ::getuid() ) );
     }
@@ -213,6 +213,10 @@ TEST_F( OsWorkingDirectoryTest, WhatIsNoDirectoryIsRefusedAndNothingChanges ) {
     for( const OsFilePath& path : paths ) {
         EXPECT_THAT( reasonOf<OsFileEx::ExInvalidPath>( [&] { OsWorkingDirectory::set( path ); } ),
                      HasSubstr( "OsWorkingDirectory::set" ) );
+    }
+    {
+        const FailingCall interrupted( "chdir", EINTR, FailingCall::ONCE );
+        OsWorkingDirectory::set( start );
     }
     const FailingCall denied( "chdir", EACCES );
     EXPECT_EQ( reasonOf<ExSysErrorWindows>( [&] { OsWorkingDirectory::Guard guard( start ); } ),

@@ -2,6 +2,7 @@
 
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 #include <resmgt/osal/src/posix/toldPathPosix.h>
 
 #include <cerrno>
@@ -22,7 +23,8 @@ OsFilePath OsWorkingDirectory::get() {
 }
 
 bool OsWorkingDirectory::performSet( const OsFilePath& path ) {
-    return ::chdir( NativePath( path ).get() ) == 0;
+    const NativePath native( path );
+    return OsFsUtilsPosix::retry( [&] { return ::chdir( native.get() ); } ) == 0;
 }
 
 } // namespace Qv
