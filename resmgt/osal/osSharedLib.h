@@ -23,8 +23,8 @@ public:
     /// libraries. A name without a directory is looked for where the system keeps libraries, and
     /// not in the current directory.
     ///
-    /// Errors: OsSharedLibEx::ExCantOpenLib with the system's reason. What the library's own start
-    ///         raises goes through.
+    /// Errors: OsSharedLibEx::ExCantOpenLib with the system's reason. An exception that leaves the
+    ///         library's own start ends the process.
     static OPtrRet<OsSharedLib> open( const OsFilePath& path );
     /// What the names of libraries end with on this platform, the dot included.
     static const char* getSuffix() noexcept;
