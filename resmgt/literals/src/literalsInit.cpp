@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/literals/liRateRegistry.h>
 #include <resmgt/literals/liStringUtil.h>
 #include <resmgt/literals/literalsPackage.h>
 #include <resmgt/locks/locksPackage.h>
@@ -18,6 +19,12 @@ InInit<QvInit::literals>::InInit()
 template <>
 void InInit<QvInit::literals>::initializePackage() {
     LiStringUtil::initialize();
+    LiRateRegistry::initialize();
+}
+
+template <>
+void InInit<QvInit::literals>::finalizePackage() {
+    LiRateRegistry::finalize();
 }
 
 namespace {

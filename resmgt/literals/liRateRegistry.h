@@ -1,0 +1,145 @@
+#pragma once
+
+#include <base/callbacks/unaryFunctor.h>
+#include <base/ownership/rcShdPtr.h>
+#include <base/values/rational.h>
+#include <resmgt/resmgtApi.h>
+
+#include <string>
+#include <vector>
+
+namespace Qv {
+
+/// The frame rates and audio sample rates that the application knows, in exact arithmetic: the rate
+/// of NTSC is 30 x 1000/1001.
+///
+///     const LiRateRegistry::Entry ntsc = LiRateRegistry::getInstance().get( "F29_97" );
+///     ntsc.getComputedRate(); // 30000/1001
+///
+/// Threads:  reading from any thread. Registration has no lock: it is done before other threads
+///           read.
+/// Lifetime: the instance lives from the start of the package `literals` to its stop; entries live
+///           as long as somebody holds them.
+class QV_RESMGT_API LiRateRegistry {
+public:
+    class Entry;
+    using NameFunctor = UnaryFunctor<Rational, std::string>;
+    using ConstIterator = std::vector<Entry>::const_iterator;
+
+    LiRateRegistry() = default;
+    LiRateRegistry( const LiRateRegistry& ) = delete;
+    LiRateRegistry& operator=( const LiRateRegistry& ) = delete;
+
+    /// The one of the process, with the table of known rates. Asserts that the package is started.
+    static LiRateRegistry& getInstance();
+    /// The package's start and stop.
+    static void initialize();
+    static void finalize();
+
+    /// Adds a rate at the end. The rate is `baseRate` x `factor` x `timePullRate`; `nameFunctor`
+    /// makes its numeric name and isn't kept. Null, and nothing is added, if there is a rate with
+    /// this `enumName`. Raises LiEx::ExBadRate if a numerator or a denominator isn't positive or a
+    /// product of them doesn't fit an int.
+    Entry registerRate( const char* enumName, const char* shortName, const char* description,
+                        const Rational& baseRate, const Rational& timePullRate,
+                        const Rational& factor, const NameFunctor& nameFunctor );
+    /// The same for a rate that the published standards write as `standardRate`.
+    Entry registerRate( const char* enumName, const char* shortName, const char* description,
+                        const Rational& baseRate, const Rational& timePullRate,
+                        const Rational& factor, const NameFunctor& nameFunctor,
+                        const Rational& standardRate );
+
+    /// In the order of registration. What isn't found is at `end()`.
+    ConstIterator find( const char* enumName ) const;
+    ConstIterator find( int enumVal ) const;
+    ConstIterator begin() const;
+    ConstIterator end() const;
+
+    /// Null if there is none. Of the names only the enum name counts.
+    Entry get( const char* enumName ) const;
+    Entry get( int enumVal ) const;
+    /// The first whose computed rate is `rate`; without one, the first whose standard rate is; else
+    /// the first whose rate without the pull is.
+    Entry get( const Rational& rate ) const;
+    /// The entry with the computed rate nearest to `rate`, the first of several; null if none is
+    /// nearer than `maxDistance`. Both are in units a second.
+    Entry getNearest( double rate, double maxDistance ) const;
+
+private:
+    std::vector<Entry> _entries;
+};
+
+/// A rate of the registry; a shared handle, null where no rate was found.
+///
+/// Errors: an accessor of a null entry raises the exception of a null pointer.
+class QV_RESMGT_API LiRateRegistry::Entry {
+public:
+    struct QV_RESMGT_API Imp;
+
+    Entry() noexcept = default;
+    explicit Entry( const Imp* imp ) noexcept
+        : _imp( imp ) {}
+
+    bool isNull() const noexcept { return _imp.isNull(); }
+    /// "F29_97": unique in the registry.
+    const std::string& getEnumName() const;
+    /// The place in the registry, from 0.
+    int getEnumVal() const;
+    const std::string& getShortName() const;
+    const std::string& getDescription() const;
+    /// "29.97 fps", "48000 Hz".
+    const std::string& getNumericName() const;
+
+    /// In units a second; products aren't reduced.
+    const Rational& getBaseRate() const;
+    /// The base rate times the factor.
+    const Rational& getBaseFactorRate() const;
+    const Rational& getTimePullRate() const;
+    const Rational& getFactor() const;
+    /// The exact rate: 24000/1001.
+    const Rational& getComputedRate() const;
+    /// As the published standards write it: 23976/1000.
+    const Rational& getStandardRate() const;
+
+    bool hasTimePullRate() const { return getTimePullRate() != Rational( 1, 1 ); }
+    bool hasFactor() const { return getFactor() != Rational( 1, 1 ); }
+    /// Whether the standard rate differs from the computed one.
+    bool overridesComputedRate() const { return getStandardRate() != getComputedRate(); }
+
+    /// Whether both are the same registration.
+    bool operator==( const Entry& other ) const noexcept { return _imp == other._imp; }
+    bool operator<( const Entry& other ) const {
+        return getComputedRate() < other.getComputedRate();
+    }
+
+private:
+    RCShdPtr<const Imp> _imp;
+};
+
+struct QV_RESMGT_API LiRateRegistry::Entry::Imp : public RCBase<LkCounter<int>> {
+    std::string enumName;
+    int enumVal = 0;
+    std::string shortName;
+    std::string description;
+    std::string numericName;
+    Rational baseRate;
+    Rational baseFactorRate;
+    Rational timePullRate;
+    Rational factor;
+    Rational computedRate;
+    Rational standardRate;
+};
+
+/// "24 fps", "29.97 fps": with two decimals unless the denominator is 1.
+class QV_RESMGT_API FpsNameFunctor : public LiRateRegistry::NameFunctor {
+public:
+    std::string operator()( const Rational& rate ) const override;
+};
+
+/// "45937 Hz": the whole part.
+class QV_RESMGT_API HzNameFunctor : public LiRateRegistry::NameFunctor {
+public:
+    std::string operator()( const Rational& rate ) const override;
+};
+
+} // namespace Qv
