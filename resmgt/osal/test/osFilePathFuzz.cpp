@@ -84,9 +84,15 @@ void expectSum( const OsFilePath& a, const OsFilePath& b ) {
 void expectExtension( const OsFilePath& path, const std::string& extension ) {
     const std::string name = path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
     const bool isPossible = !path.isEmpty() && !path.isRoot() && name != "." && name != "..";
+    const bool isPlain = !extension.empty() && extension.find_first_of( "./\\" ) == extension.npos;
     try {
-        expectNormal( OsFilePath::enforceExtension( path, extension ) );
+        const OsFilePath enforced = OsFilePath::enforceExtension( path, extension );
+        expectNormal( enforced );
         expect( isPossible || path.isEmpty() || extension.empty(), "an extension was put", path );
+        expect( !isPossible || !isPlain ||
+                    ( enforced.getExtension() == extension &&
+                      enforced.getDirectoryName() == path.getDirectoryName() ),
+                "the name has its extension where it was", path );
     } catch( const OsFileEx::ExIllegalPathConcat& ) {
         expect( !isPossible, "an extension was refused", path );
     }
