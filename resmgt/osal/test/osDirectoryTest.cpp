@@ -42,15 +42,20 @@ std::multiset<std::string> namesOf( OsFileEntryDescriptor& entries ) {
 
 TEST( OsDirectory, EachWayOfListingTellsTheSameChildren ) {
     const TestFiles files;
-    const std::string names[] = { "file",     ".hidden", "...", " blank ", "c:",
-                                  "\xff\xfe", "ne\nw",   "dir", "*",       std::string( 255, 'n' ),
-                                  "\xc3\xa4", "dirLink", "lost" };
+    std::vector<std::string> names{ "file",    ".hidden",
+                                    "...",     " blank ",
+                                    "c:",      "\xff\xfe",
+                                    "ne\nw",   "dir",
+                                    "*",       std::string( 255, 'n' ),
+                                    "\xc3\xa4" };
     for( const std::string& name : names ) {
-        if( name == "dirLink" || name == "lost" ) {
-            files.link( name == "lost" ? "nothing" : "dir", name );
-        } else {
-            files.write( name == "dir" ? "dir/" : name );
-        }
+        files.write( name == "dir" ? "dir/" : name );
+    }
+    for( const auto& [name, target] :
+         { std::pair( "dirLink", "dir" ), std::pair( "lost", "nothing" ),
+           std::pair( "loop", "loop" ), std::pair( "belowFile", "file/below" ) } ) {
+        files.link( target, name );
+        names.emplace_back( name );
     }
     const OsDirectory directory( files.path() );
 
@@ -118,8 +123,8 @@ TEST( OsDirectory, AnEntryWithABackSlashNeverLeadsToAnotherFile ) {
 
 TEST( OsDirectory, RemovesChildrenOfEachKindButNothingBelowThem ) {
     const TestFiles files;
-    files.write( "top/file" );
-    files.write( "top/dir/" );
+    files.write( "top/c:" );
+    files.write( "top/d:/" );
     files.write( "outside/file", "stays" );
     files.link( "../outside", "top/dirLink" );
     files.link( "../outside/file", "top/fileLink" );
@@ -164,7 +169,7 @@ TEST( OsDirectory, WhatCannotBeReadIsAFailureWithItsReason ) {
 TEST( OsDirectory, CopiesAllThatItHoldsAndFollowsLinks ) {
     const TestFiles files;
     files.write( "from/file", "1" );
-    files.write( "from/deep/er/file", "2" );
+    files.write( "from/deep/c:/file", "2" );
     files.write( "elsewhere/file", "3" );
     files.write( "from/empty/" );
     files.link( "../elsewhere", "from/dirLink" );
@@ -177,7 +182,7 @@ TEST( OsDirectory, CopiesAllThatItHoldsAndFollowsLinks ) {
         from.copyTo( files.path( target ) );
         const std::string top( result );
         EXPECT_EQ( files.read( top + "file" ), "1" );
-        EXPECT_EQ( files.read( top + "deep/er/file" ), "2" );
+        EXPECT_EQ( files.read( top + "deep/c:/file" ), "2" );
         EXPECT_EQ( files.read( top + "dirLink/file" ), "3" );
         EXPECT_EQ( files.read( top + "fileLink" ), "1" );
         EXPECT_TRUE( fs::is_empty( files.at( top + "empty" ) ) );

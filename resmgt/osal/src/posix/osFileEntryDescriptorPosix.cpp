@@ -74,7 +74,8 @@ private:
             return OsFsUtilsPosix::getStatus( _entries.getDescriptor(), name, flags,
                                               OsFsUtilsPosix::INFO_FIELDS, status );
         };
-        if( ask( 0 ) || ( ( errno == ENOENT || errno == ELOOP ) && ask( AT_SYMLINK_NOFOLLOW ) ) ) {
+        // A link that can't be followed, for whatever reason, doesn't end the listing.
+        if( ask( 0 ) || ask( AT_SYMLINK_NOFOLLOW ) ) {
             return true;
         }
         checkCall( errno == ENOENT, where, path );
