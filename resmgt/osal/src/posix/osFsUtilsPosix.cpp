@@ -1,50 +1,21 @@
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/posix/accountPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <limits>
 #include <map>
-#include <vector>
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace Qv {
 
 namespace {
-
-/// Whether the answer of `getpwuid_r` means that there is no such account.
-bool isUnknownAccount( int error ) {
-    return error == 0 || error == ENOENT || error == ESRCH || error == EPERM;
-}
-
-std::string findAccountName( uid_t account, const OsFilePath& path ) {
-    std::vector<char> buffer( 1024 );
-    passwd entry{};
-    passwd* found = nullptr;
-    int error = ERANGE;
-    while( error == ERANGE || error == EINTR ) {
-        error = ::getpwuid_r( account, &entry, buffer.data(), buffer.size(), &found );
-        if( error == ERANGE ) {
-            buffer.resize( 2 * buffer.size() );
-        }
-    }
-    if( found != nullptr ) {
-        return entry.pw_name;
-    }
-    if( !isUnknownAccount( error ) ) {
-        const char* const text = path.getChars();
-        errno = error;
-        throw ExSysErrorWindows( QV_HERE, "OsFsUtilsWindows::win32FileOwnerInfo", text );
-    }
-    return std::to_string( account );
-}
 
 OsDateTypes::DateRep toDate( const statx_timestamp& time ) {
     return { time.tv_sec, time.tv_nsec };
@@ -106,7 +77,9 @@ const std::string& OsFsUtilsPosix::getAccountName( uid_t account, const OsFilePa
     thread_local std::map<uid_t, std::string> names;
     auto entry = names.find( account );
     if( entry == names.end() ) {
-        entry = names.emplace( account, findAccountName( account, path ) ).first;
+        const char* const where = "OsFsUtilsWindows::win32FileOwnerInfo";
+        entry = names.emplace( account, AccountPosix::getName( account, where, path.getChars() ) )
+                    .first;
     }
     return entry->second;
 }
