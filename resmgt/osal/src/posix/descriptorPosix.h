@@ -12,10 +12,10 @@ namespace Qv {
 /// failed before set it.
 class Descriptor {
 public:
-    /// As the system's call, made again while signals interrupt it; -1 after a failure.
+    /// As the system's call, made again while signals interrupt it. Isn't open after a failure.
     Descriptor( const char* path, int flags, mode_t mode = 0 ) {
         do {
-            _file = ::open( path, flags | O_CLOEXEC, mode );
+            _file = ::open( path, flags | O_NOCTTY | O_CLOEXEC, mode );
         } while( _file < 0 && errno == EINTR );
     }
     Descriptor( Descriptor&& other ) noexcept

@@ -3,6 +3,7 @@
 #include <resmgt/osal/osDriveEntryDescriptor.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/mountTablePosix.h>
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
@@ -22,9 +23,8 @@ namespace {
 
 /// The content of one of the kernel's files; nothing, with errno, on failure.
 std::optional<std::string> readKernelFile( const std::string& path ) {
-    const int descriptor =
-        OsFsUtilsPosix::retry( [&] { return ::open( path.c_str(), O_RDONLY | O_CLOEXEC ); } );
-    if( descriptor == -1 ) {
+    const Descriptor file( path.c_str(), O_RDONLY );
+    if( !file.isOpen() ) {
         return std::nullopt;
     }
     std::string content;
@@ -32,12 +32,9 @@ std::optional<std::string> readKernelFile( const std::string& path ) {
     ssize_t size = 0;
     do {
         size = OsFsUtilsPosix::retry(
-            [&] { return ::read( descriptor, block.data(), block.size() ); } );
+            [&] { return ::read( file.get(), block.data(), block.size() ); } );
         content.append( block.data(), size > 0 ? static_cast<std::size_t>( size ) : 0 );
     } while( size > 0 );
-    const int error = errno;
-    ::close( descriptor );
-    errno = error;
     return size == 0 ? std::optional( content ) : std::nullopt;
 }
 

@@ -2,6 +2,7 @@
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/src/osUnbufferedInfo.h>
+#include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
@@ -46,15 +47,11 @@ bool isExhaustion( int error ) {
 bool canOpen( const OsFilePath& path, int how ) {
     const NativePath native( path );
     // Should it be a pipe by now, opening it mustn't wait.
-    const int descriptor = OsFsUtilsPosix::retry(
-        [&] { return ::open( native.get(), how | O_NONBLOCK | O_NOCTTY | O_CLOEXEC ); } );
-    if( descriptor == -1 && isExhaustion( errno ) ) {
+    const Descriptor file( native.get(), how | O_NONBLOCK );
+    if( !file.isOpen() && isExhaustion( errno ) ) {
         throw ExSysErrorWindows( QV_HERE, "OsFile::performGetAccess", path.getChars() );
     }
-    if( descriptor != -1 ) {
-        ::close( descriptor );
-    }
-    return descriptor != -1;
+    return file.isOpen();
 }
 
 /// For what opening would do more to than to open it, and for directories, which can't be opened
@@ -117,12 +114,11 @@ OsFileTypes::Handle OsFile::performOpen( int flags ) const {
     const bool writes = ( flags & WRITE ) != 0;
     const int how = !writes ? O_RDONLY : ( flags & READ ) != 0 ? O_RDWR : O_WRONLY;
     const NativePath native( _path );
-    const int descriptor =
-        OsFsUtilsPosix::retry( [&] { return ::open( native.get(), how | O_NOCTTY | O_CLOEXEC ); } );
-    if( descriptor == -1 ) {
+    Descriptor file( native.get(), how );
+    if( !file.isOpen() ) {
         throw ExSysErrorWindows( QV_HERE, "OsFile::performOpen", _path.getChars() );
     }
-    return descriptor;
+    return file.release();
 }
 
 void OsFile::performClose( OsFileTypes::Handle handle ) const {

@@ -1,5 +1,6 @@
 #include <base/text/wideStringUtil.h>
 #include <resmgt/osal/src/osFsPlatform.h>
+#include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/directoryStreamPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>
@@ -31,11 +32,6 @@ Making toMaking( int error ) {
     }
 }
 
-int openFile( const char* path, int how, unsigned int mode ) {
-    return OsFsUtilsPosix::retry(
-        [&] { return ::open( path, how | O_RDWR | O_CREAT | O_NOCTTY | O_CLOEXEC, mode ); } );
-}
-
 } // namespace
 
 Making makeDirectory( const OsFilePath& path, const OsFileTypes::Permissions& permissions ) {
@@ -50,10 +46,10 @@ Making makeFile( const OsFilePath& path, const OsFileTypes::Permissions& permiss
     const NativePath native( path );
     const unsigned int mode = fileMode( permissions );
     // Exclusive at first in any case: only a file that was made here may be removed again.
-    int descriptor = openFile( native.get(), O_EXCL, mode );
+    int descriptor = Descriptor( native.get(), O_RDWR | O_CREAT | O_EXCL, mode ).release();
     const bool isNew = descriptor != -1;
     if( !isNew && !exclusive && errno == EEXIST ) {
-        descriptor = openFile( native.get(), O_TRUNC, mode );
+        descriptor = openOrMake( native.get(), O_RDWR | O_TRUNC, mode ).release();
     }
     if( descriptor == -1 ) {
         return toMaking( errno );
