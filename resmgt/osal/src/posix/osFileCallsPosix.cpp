@@ -2,6 +2,7 @@
 #include <resmgt/osal/src/osUnbufferedInfo.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 #include <resmgt/osal/src/posix/permissionsPosix.h>
 
 #include <fcntl.h>
@@ -18,16 +19,6 @@ namespace Qv::OsFileCalls {
 namespace {
 
 constexpr off_t LAST_OFFSET = std::numeric_limits<off_t>::max();
-
-/// The result of `call`, made again while signals interrupt it.
-template <class Call>
-auto uninterrupted( const Call& call ) {
-    auto result = call();
-    while( result < 0 && errno == EINTR ) {
-        result = call();
-    }
-    return result;
-}
 
 int descriptor( Handle handle ) {
     return static_cast<int>( handle );
@@ -56,7 +47,7 @@ constexpr Opened FAILED{ OsFileTypes::INVALID_HANDLE, 1 };
 /// Reading would be what fails otherwise.
 bool isNoDirectory( int file ) {
     struct stat facts;
-    if( uninterrupted( [&] { return ::fstat( file, &facts ); } ) != 0 ) {
+    if( OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } ) != 0 ) {
         return false;
     }
     errno = EISDIR;
@@ -108,8 +99,8 @@ Opened openForUnbufferedWriting( const char* path, unsigned int mode, bool trunc
         return FAILED;
     }
     const unsigned long long alignment = makeUnbuffered( file->get() );
-    if( alignment == 0 ||
-        ( truncate && uninterrupted( [&] { return ::ftruncate( file->get(), 0 ); } ) != 0 ) ) {
+    const auto empty = [&] { return ::ftruncate( file->get(), 0 ); };
+    if( alignment == 0 || ( truncate && OsFsUtilsPosix::retry( empty ) != 0 ) ) {
         return FAILED;
     }
     unfinished.keep();
@@ -146,7 +137,7 @@ bool close( Handle handle ) {
 Moved read( Handle handle, void* to, unsigned long long size ) {
     const int file = descriptor( handle );
     const auto readUpTo = [&]( unsigned long long limit ) {
-        return uninterrupted( [&] { return ::read( file, to, limit ); } );
+        return OsFsUtilsPosix::retry( [&] { return ::read( file, to, limit ); } );
     };
     ssize_t count = readUpTo( size );
     if( count < 0 && errno == EINVAL ) {
@@ -162,17 +153,18 @@ Moved read( Handle handle, void* to, unsigned long long size ) {
 }
 
 Moved write( Handle handle, const void* from, unsigned long long size ) {
-    return movedBy( uninterrupted( [&] { return ::write( descriptor( handle ), from, size ); } ) );
+    return movedBy(
+        OsFsUtilsPosix::retry( [&] { return ::write( descriptor( handle ), from, size ); } ) );
 }
 
 Moved readAt( Handle handle, void* to, long long offset, unsigned long long size ) {
-    return movedBy(
-        uninterrupted( [&] { return ::pread( descriptor( handle ), to, size, offset ); } ) );
+    return movedBy( OsFsUtilsPosix::retry(
+        [&] { return ::pread( descriptor( handle ), to, size, offset ); } ) );
 }
 
 Moved writeAt( Handle handle, const void* from, long long offset, unsigned long long size ) {
-    return movedBy(
-        uninterrupted( [&] { return ::pwrite( descriptor( handle ), from, size, offset ); } ) );
+    return movedBy( OsFsUtilsPosix::retry(
+        [&] { return ::pwrite( descriptor( handle ), from, size, offset ); } ) );
 }
 
 long long seek( Handle handle, long long offset, OsFileTypes::SeekMode mode ) {
@@ -187,7 +179,8 @@ long long seek( Handle handle, long long offset, OsFileTypes::SeekMode mode ) {
 
 bool isAtEnd( Handle handle, long long position ) {
     struct stat facts;
-    return ::fstat( descriptor( handle ), &facts ) == 0 && position >= facts.st_size;
+    return OsFsUtilsPosix::retry( [&] { return ::fstat( descriptor( handle ), &facts ); } ) == 0 &&
+           position >= facts.st_size;
 }
 
 } // namespace Qv::OsFileCalls

@@ -1,4 +1,5 @@
 #include <resmgt/osal/src/osFileCalls.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,11 +26,7 @@ struct Range {
 constexpr off_t SMALLEST_PIECE = 0x100000;
 
 bool setLength( int file, off_t length ) {
-    int result = ::ftruncate( file, length );
-    while( result != 0 && errno == EINTR ) {
-        result = ::ftruncate( file, length );
-    }
-    return result == 0;
+    return OsFsUtilsPosix::retry( [&] { return ::ftruncate( file, length ); } ) == 0;
 }
 
 /// Not through posix_fallocate: where the volume can't, that writes a byte into each block, which
@@ -116,7 +113,7 @@ bool reserve( Handle handle, unsigned long long size ) {
     const int file = static_cast<int>( handle );
     const auto length = static_cast<off_t>( size );
     struct stat facts;
-    if( ::fstat( file, &facts ) != 0 ) {
+    if( OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } ) != 0 ) {
         return false;
     }
     const off_t kept = std::min( length, facts.st_size );

@@ -174,6 +174,7 @@ UnbufferedInfo getUnbufferedInfo( const OsFilePath& path ) {
     if( !entry.isOpen() && place.getNbComponents() > 1 ) {
         return getUnbufferedInfo( place.getDirectoryName() );
     }
+    QV_SYS_ASSERT( entry.isOpen(), errno );
     const struct stat facts = getFacts( entry.get() );
     const std::optional<UnbufferedInfo> known = knownVolumes().find( facts.st_dev );
     if( known ) {
