@@ -21,7 +21,7 @@ public:
     explicit OsDirectory( const OsFilePath& path );
     ~OsDirectory() override;
 
-    /// Removes an empty directory, or the link that leads to one.
+    /// Removes an empty directory, or a link, wherever that leads.
     void remove() override;
     /// Copies the directory and all that it holds, see `copyHierarchy`, to `target` or, where that
     /// is a directory, into it under this directory's name.

@@ -27,8 +27,8 @@ public:
     OsFile& operator=( const OsFile& ) = default;
     virtual ~OsFile();
 
-    /// The owner's account name, or its number as text where the system knows no name. An account
-    /// is looked up once in a process's life.
+    /// The owner's account name, or its number as text where the system knows no name. Each thread
+    /// looks an account up once.
     virtual APtrRet<char> getOwner() const;
     /// In bytes; of a directory, what the file system says.
     virtual unsigned long long getSize() const;
@@ -60,10 +60,12 @@ public:
     /// Removes the file or link. Errors: OsFileEx::ExInvalidPath for what doesn't exist.
     virtual void remove();
     /// Gives it the name `target`, which a file in the same place loses; this object's path is
-    /// `target` then. Not from one volume to another.
+    /// `target` then. Not from one volume to another. Where `target` is a second name of this very
+    /// file, the system leaves both names.
     virtual void renameTo( const OsFilePath& target );
     /// Copies the content to `target` or, where that is a directory, into it under this file's
     /// name. An existing file keeps its identity and permissions, a new one gets (3, 3, 0).
+    /// A pipe or device is read to its end, for which this waits.
     /// Errors: OsFileEx::ExPathNotWritable for a target that may not be written;
     ///         OsFileEx::ExInvalidPath for a target that is this very file. A new target that can't
     ///         be completed is removed; one that existed has lost its content.

@@ -12,8 +12,7 @@ struct OsOpenFile;
 ///
 /// Signals:  an interrupted transfer and one that the system cuts short go on.
 /// Sizes:    large reads go to the system in pieces of 32 MiB; where it lacks resources for that,
-/// in
-///           halves of it, quarters and so on down to 8192 bytes. The last piece is tried once.
+///           in halves of it, quarters and so on down to 8192 bytes. The last piece is tried once.
 /// Unbuffered: bypasses the system's file cache. Buffer, position and size of each read must be
 ///           multiples of the volume's `UnbufferedInfo::sectorSize`; a read at or behind the end
 ///           may have any position. Where the volume doesn't support it, the file can't be opened
