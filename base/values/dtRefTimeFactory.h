@@ -9,7 +9,8 @@
 ///          for any thread between them.
 namespace Qv::DtRefTimeFactory {
 
-/// Installs `source`, which isn't null. Raises InSingletonEx::ExAlreadyInitialized if there is one.
+/// Installs `source`, which isn't null, until the package of this library stops. Raises
+/// InSingletonEx::ExAlreadyInitialized if there is one.
 QV_BASE_API void initialize( OPtr<DtRefClockSource> source );
 /// Removes and deletes the source; without one nothing happens.
 QV_BASE_API void finalize();

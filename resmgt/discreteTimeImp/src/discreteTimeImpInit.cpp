@@ -21,13 +21,6 @@ void InInit<QvInit::discreteTimeImp>::initializePackage() {
     DtRefTimeFactory::initialize( OPtr<DtRefClockSource>( new DtRefClockSourceHwCounter ) );
 }
 
-// The source is this library's code, and the factory takes no second one: without this, packages
-// couldn't start again, and the source would outlive the library that it comes from.
-template <>
-void InInit<QvInit::discreteTimeImp>::finalizePackage() {
-    DtRefTimeFactory::finalize();
-}
-
 namespace {
 
 InInit<QvInit::discreteTimeImp> package;
