@@ -91,9 +91,6 @@ TEST( RefusedCalls, eachIsToldWithItsPlaceAndTheSystemsReason ) {
         EXPECT_THAT( failure, testing::HasSubstr( std::string( c.call ) + "()" ) );
         EXPECT_THAT( failure, testing::HasSubstr( std::strerror( EPERM ) ) );
     }
-}
-
-TEST( RefusedCalls, theCounterRaisesTheErrorThatStandsForErrnoEverywhere ) {
     refusedCall = "clock_gettime";
     EXPECT_THROW( HwCounter::timeStamp(), ExSysErrorANSI );
 }
