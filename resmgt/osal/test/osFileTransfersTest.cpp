@@ -38,77 +38,74 @@ constexpr long long LAST_OFFSET = std::numeric_limits<long long>::max();
 constexpr unsigned long long LARGE = 0x3000000;
 const Permissions mine( 3, 0, 0 );
 
-using Read = std::function<unsigned long long( void* to, long long at, unsigned long long size )>;
-using Write = std::function<void( const void* from, long long at, unsigned long long size )>;
+/// Moves `size` bytes between `buffer` and the place `at` of a file; returns how many.
+using Transfer =
+    std::function<unsigned long long( char* buffer, long long at, unsigned long long size )>;
 
-/// A class that transfers, with the system's call, the location text of what it raises and the text
-/// of its assertion of a transfer's size.
-template <class Transfer>
+/// What transfers, with the system's call and the location text of what it raises.
 struct Way {
     const char* _name;
     const char* _call;
     const char* _where;
-    const char* _assertion;
-    std::function<Transfer( const OsFilePath& path, bool unbuffered )> _open;
+    std::function<Transfer( const OsFilePath& path )> _open;
+
+    bool reads() const { return std::string( _call ).ends_with( "read" ); }
+    bool isSequential() const { return *_call != 'p'; }
+    std::string assertion() const {
+        return std::string( reads() ? "toRead" : "toWrite" ) + " <= std::numeric_limits<" +
+               ( isSequential() ? "DWORD" : " DWORD " ) + ">::max()";
+    }
 };
 
-template <class File, class... Arguments>
-std::function<Read( const OsFilePath&, bool )> readsAtPosition( Arguments... arguments ) {
-    return [=]( const OsFilePath& path, bool unbuffered ) {
-        const auto file = std::make_shared<File>( path, arguments..., unbuffered );
-        return [file]( void* to, long long at, unsigned long long size ) {
-            file->seek( at, FROM_BEGINNING );
-            return file->read( to, size );
+template <class File, bool READS, class... Arguments>
+std::function<Transfer( const OsFilePath& )> transfers( Arguments... arguments ) {
+    return [=]( const OsFilePath& path ) -> Transfer {
+        const auto file = std::make_shared<File>( path, arguments..., false );
+        return [file]( char* buffer, [[maybe_unused]] long long at, unsigned long long size ) {
+            const auto act = [&]( auto... place ) {
+                if constexpr( READS ) {
+                    return file->read( buffer, place..., size );
+                } else {
+                    file->write( buffer, place..., size );
+                    return size;
+                }
+            };
+            if constexpr( requires { file->seek( at, FROM_BEGINNING ); } ) {
+                file->seek( at, FROM_BEGINNING );
+                return act();
+            } else {
+                return act( at );
+            }
         };
     };
 }
 
-template <class File, class... Arguments>
-std::function<Read( const OsFilePath&, bool )> readsAtOffset( Arguments... arguments ) {
-    return [=]( const OsFilePath& path, bool unbuffered ) {
-        const auto file = std::make_shared<File>( path, arguments..., unbuffered );
-        return [file]( void* to, long long at, unsigned long long size ) {
-            return file->read( to, at, size );
-        };
-    };
-}
+const Way ways[] = {
+    { "OsFileReaderRead", "read", "OsFileReader::performRead '/", transfers<OsFileReader, true>() },
+    { "OsFileWriterRead", "read", "OsFileWriter::performRead '/",
+      transfers<OsFileWriter, true>( mine, false ) },
+    { "OsMTFileReaderRead", "pread", "OsFileReader::performRead( multi-thread ) '/",
+      transfers<OsMTFileReader, true>() },
+    { "OsMTFileWriterRead", "pread", "OsFileReader::performRead( multi-thread ) '/",
+      transfers<OsMTFileWriter, true>( mine, false ) },
+    { "OsFileWriterWrite", "write", "OsFileWriter::performWrite '/",
+      transfers<OsFileWriter, false>( mine, false ) },
+    { "OsMTFileWriterWrite", "pwrite", "OsFileReader::performWrite( multi-threaded ) '/",
+      transfers<OsMTFileWriter, false>( mine, false ) } };
 
-const Way<Read> readers[] = {
-    { "OsFileReader", "read", "OsFileReader::performRead '/",
-      "toRead <= std::numeric_limits<DWORD>::max()", readsAtPosition<OsFileReader>() },
-    { "OsFileWriter", "read", "OsFileWriter::performRead '/",
-      "toRead <= std::numeric_limits<DWORD>::max()", readsAtPosition<OsFileWriter>( mine, false ) },
-    { "OsMTFileReader", "pread", "OsFileReader::performRead( multi-thread ) '/",
-      "toRead <= std::numeric_limits< DWORD >::max()", readsAtOffset<OsMTFileReader>() },
-    { "OsMTFileWriter", "pread", "OsFileReader::performRead( multi-thread ) '/",
-      "toRead <= std::numeric_limits< DWORD >::max()",
-      readsAtOffset<OsMTFileWriter>( mine, false ) } };
+class OsFileTransfer : public ::testing::TestWithParam<Way> {
+protected:
+    Transfer open() const { return GetParam()._open( _files.path( "file" ) ); }
 
-const Way<Write> writers[] = {
-    { "OsFileWriter", "write", "OsFileWriter::performWrite '/",
-      "toWrite <= std::numeric_limits<DWORD>::max()",
-      []( const OsFilePath& path, bool unbuffered ) -> Write {
-          const auto file = std::make_shared<OsFileWriter>( path, mine, false, unbuffered );
-          return [file]( const void* from, long long at, unsigned long long size ) {
-              file->seek( at, FROM_BEGINNING );
-              file->write( from, size );
-          };
-      } },
-    { "OsMTFileWriter", "pwrite", "OsFileReader::performWrite( multi-threaded ) '/",
-      "toWrite <= std::numeric_limits< DWORD >::max()",
-      []( const OsFilePath& path, bool unbuffered ) -> Write {
-          const auto file = std::make_shared<OsMTFileWriter>( path, mine, false, unbuffered );
-          return [file]( const void* from, long long at, unsigned long long size ) {
-              file->write( from, at, size );
-          };
-      } } };
-
-class OsFileReading : public ::testing::TestWithParam<Way<Read>> {};
-class OsFileWriting : public ::testing::TestWithParam<Way<Write>> {};
+    const TestFiles _files;
+};
+class OsFileReading : public OsFileTransfer {};
+class OsFileWriting : public OsFileTransfer {};
 
 const auto byName = []( const auto& info ) { return std::string( info.param._name ); };
-INSTANTIATE_TEST_SUITE_P(, OsFileReading, ::testing::ValuesIn( readers ), byName );
-INSTANTIATE_TEST_SUITE_P(, OsFileWriting, ::testing::ValuesIn( writers ), byName );
+INSTANTIATE_TEST_SUITE_P(, OsFileTransfer, ::testing::ValuesIn( ways ), byName );
+INSTANTIATE_TEST_SUITE_P(, OsFileReading, ::testing::ValuesIn( ways, ways + 4 ), byName );
+INSTANTIATE_TEST_SUITE_P(, OsFileWriting, ::testing::ValuesIn( ways + 4, ways + 6 ), byName );
 
 /// Text in which each place can be told from its neighbours.
 std::string pattern( std::size_t size ) {
@@ -132,9 +129,8 @@ std::vector<std::size_t> requestsOf( const char* call, const std::function<void(
 }
 
 TEST_P( OsFileReading, EndsAtTheEndOfTheFileWhereverThatIsMeanwhile ) {
-    const TestFiles files;
-    files.write( "file", "0123456789" );
-    const Read read = GetParam()._open( files.path( "file" ), false );
+    _files.write( "file", "0123456789" );
+    const Transfer read = open();
     char buffer[100];
     const struct {
         long long _at;
@@ -152,73 +148,54 @@ TEST_P( OsFileReading, EndsAtTheEndOfTheFileWhereverThatIsMeanwhile ) {
         [&]( SystemCall& made ) {
             made.size = std::min<std::size_t>( made.size, 4 );
             if( made.number == 2 ) {
-                fs::resize_file( files.at( "file" ), 6 );
+                fs::resize_file( _files.at( "file" ), 6 );
             }
             return 0;
         } );
     EXPECT_THAT( requests, ::testing::ElementsAre( 100, 96, 94 ) );
 }
 
-/// Runs of a transfer of LARGE bytes: what fails, and what is asked for then.
-template <class Transfer>
-void expectChunks( const char* call, bool halvesTheLast, const Transfer& transfer ) {
-    const auto never = []( SystemCall& ) { return 0; };
+TEST_P( OsFileTransfer, GoesInChunksThatAreHalvedForWantOfResources ) {
     using Sizes = std::vector<std::size_t>;
-    EXPECT_EQ( requestsOf(
-                   call, [&] { transfer( LARGE ); }, never ),
+    const std::string content = pattern( LARGE );
+    _files.write( "file", GetParam().reads() ? content : "" );
+    std::string buffer = GetParam().reads() ? std::string( LARGE, '\0' ) : content;
+    const Transfer transfer = open();
+    const auto requests = [&]( std::size_t size, const CallHook::Hook& fails,
+                               bool succeeds = true ) {
+        return requestsOf(
+            GetParam()._call,
+            [&] {
+                if( succeeds ) {
+                    EXPECT_EQ( transfer( buffer.data(), 0, size ), size );
+                } else {
+                    EXPECT_THROW( transfer( buffer.data(), 0, size ), ExSysErrorWindows );
+                }
+            },
+            fails );
+    };
+    EXPECT_EQ( requests( LARGE, []( SystemCall& ) { return 0; } ),
                ( Sizes{ 0x2000000, 0x1000000 } ) );
+    EXPECT_TRUE( buffer == content && _files.read( "file" ) == content );
+    Sizes halves;
+    for( std::size_t size = 0x2000000; size >= 8192; size /= 2 ) {
+        halves.push_back( size );
+    }
     for( const int error : { ENOMEM, ENOBUFS, EAGAIN } ) {
         const auto first = [error]( SystemCall& made ) { return made.number == 1 ? error : 0; };
-        EXPECT_EQ( requestsOf(
-                       call, [&] { transfer( LARGE ); }, first ),
+        EXPECT_EQ( requests( LARGE, first ),
                    ( Sizes{ 0x2000000, 0x1000000, 0x1000000, 0x1000000 } ) );
         const auto overTheLeast = [error]( SystemCall& made ) {
             return made.size > 8192 ? error : 0;
         };
-        const Sizes least = requestsOf(
-            call, [&] { transfer( 0x2000000 + 8192 ); }, overTheLeast );
-        EXPECT_EQ( least.size(), 12U + 4096U + 1U );
-        const auto always = [error]( SystemCall& ) { return error; };
-        Sizes halves;
-        for( std::size_t size = 0x2000000; size >= 8192; size /= 2 ) {
-            halves.push_back( size );
-        }
-        EXPECT_EQ(
-            requestsOf(
-                call, [&] { EXPECT_THROW( transfer( LARGE ), ExSysErrorWindows ); }, always ),
-            halves );
-        // What fits in one chunk is the last request at once.
-        const Sizes last = requestsOf(
-            call,
-            [&] {
-                if( halvesTheLast ) {
-                    transfer( 0x100000 );
-                } else {
-                    EXPECT_THROW( transfer( 0x100000 ), ExSysErrorWindows );
-                }
-            },
-            first );
-        EXPECT_EQ( last.size(), halvesTheLast ? 2U : 1U );
+        EXPECT_EQ( requests( 0x2000000 + 8192, overTheLeast ).size(), 12U + 4096U + 1U );
+        EXPECT_EQ( requests(
+                       LARGE, [error]( SystemCall& ) { return error; }, false ),
+                   halves );
+        // What fits in one chunk is the last request at once, and the sequential ones' only one.
+        EXPECT_EQ( requests( 0x100000, first, !GetParam().isSequential() ).size(),
+                   GetParam().isSequential() ? 1U : 2U );
     }
-}
-
-TEST_P( OsFileReading, GoesInChunksThatAreHalvedForWantOfResources ) {
-    const TestFiles files;
-    files.write( "file" );
-    fs::resize_file( files.at( "file" ), LARGE );
-    const Read read = GetParam()._open( files.path( "file" ), false );
-    std::vector<char> buffer( LARGE );
-    expectChunks( GetParam()._call, GetParam()._call == std::string( "pread" ),
-                  [&]( unsigned long long size ) { read( buffer.data(), 0, size ); } );
-}
-
-TEST_P( OsFileWriting, GoesInChunksThatAreHalvedForWantOfResources ) {
-    const TestFiles files;
-    const Write write = GetParam()._open( files.path( "file" ), false );
-    const std::string content = pattern( LARGE );
-    expectChunks( GetParam()._call, GetParam()._call == std::string( "pwrite" ),
-                  [&]( unsigned long long size ) { write( content.data(), 0, size ); } );
-    EXPECT_TRUE( files.read( "file" ) == content );
 }
 
 /// Interrupts two calls of three, and lets few bytes pass through the third.
@@ -227,77 +204,49 @@ int storm( SystemCall& made ) {
     return made.number % 3 == 0 ? 0 : EINTR;
 }
 
-TEST_P( OsFileReading, GoesOnAfterSignalsAndShortCounts ) {
-    const TestFiles files;
+TEST_P( OsFileTransfer, GoesOnAfterSignalsAndShortCounts ) {
     const std::string content = pattern( 100000 );
-    files.write( "file", content );
-    const CallHook signals( GetParam()._call, storm );
-    const CallHook moreSignals( "open", storm );
-    const Read read = GetParam()._open( files.path( "file" ), false );
-    std::string buffer( 200000, '\0' );
-    buffer.resize( read( buffer.data(), 0, buffer.size() ) );
-    EXPECT_TRUE( buffer == content );
-}
-
-TEST_P( OsFileWriting, GoesOnAfterSignalsAndShortCounts ) {
-    const TestFiles files;
-    const std::string content = pattern( 100000 );
+    _files.write( "file", GetParam().reads() ? content : "" );
+    std::string buffer = GetParam().reads() ? std::string( 200000, '\0' ) : content;
     {
         const CallHook signals( GetParam()._call, storm );
         const CallHook moreSignals( "open", storm );
-        const Write write = GetParam()._open( files.path( "file" ), false );
-        write( content.data(), 0, content.size() );
+        buffer.resize( open()( buffer.data(), 0, buffer.size() ) );
     }
-    EXPECT_TRUE( files.read( "file" ) == content );
+    EXPECT_TRUE( buffer == content && _files.read( "file" ) == content );
 }
 
-TEST_P( OsFileReading, FailureTellsOperationPathAndReasonAndLeavesTheFileOpen ) {
-    const TestFiles files;
-    files.write( "file", "content" );
-    const Read read = GetParam()._open( files.path( "file" ), false );
-    char buffer[10];
+TEST_P( OsFileTransfer, FailureTellsOperationPathAndReasonAndLeavesTheFileOpen ) {
+    _files.write( "file", "content" );
+    const Transfer transfer = open();
+    char buffer[] = "BUFFER";
     {
         const FailingCall failing( GetParam()._call, EIO );
-        EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { read( buffer, 0, 7 ); } ),
+        EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { transfer( buffer, 0, 6 ); } ),
                      AllOf( StartsWith( GetParam()._where ), HasSubstr( "/file': " ),
                             HasSubstr( std::strerror( EIO ) ) ) );
     }
-    EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { read( buffer, -1, 7 ); } ),
+    EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { transfer( buffer, -1, 6 ); } ),
                  HasSubstr( std::strerror( EINVAL ) ) );
-    EXPECT_EQ( read( buffer, 3, 10 ), 4U );
-    EXPECT_THAT( reasonOf<ExAssertionFailed>( [&] { read( buffer, 0, 0x100000000 ); } ),
-                 HasSubstr( GetParam()._assertion ) );
-}
-
-TEST_P( OsFileWriting, FailureTellsOperationPathAndReasonAndLeavesTheFileOpen ) {
-    const TestFiles files;
-    const Write write = GetParam()._open( files.path( "file" ), false );
-    {
-        const FailingCall failing( GetParam()._call, EIO );
-        EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { write( "content", 0, 7 ); } ),
-                     AllOf( StartsWith( GetParam()._where ), HasSubstr( "/file': " ),
-                            HasSubstr( std::strerror( EIO ) ) ) );
-    }
-    EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { write( "content", -1, 7 ); } ),
-                 HasSubstr( std::strerror( EINVAL ) ) );
-    EXPECT_THAT( reasonOf<ExAssertionFailed>( [&] { write( "", 0, 0x100000000 ); } ),
-                 HasSubstr( GetParam()._assertion ) );
-    write( "content", 2, 7 );
-    write( "", 100, 0 );
-    EXPECT_EQ( files.read( "file" ), std::string( 2, '\0' ) + "content" );
+    EXPECT_THAT( reasonOf<ExAssertionFailed>( [&] { transfer( buffer, 0, 0x100000000 ); } ),
+                 HasSubstr( GetParam().assertion() ) );
+    EXPECT_EQ( transfer( buffer, 3, 4 ), 4U );
+    EXPECT_EQ( transfer( buffer, 100, 0 ), 0U );
+    EXPECT_STREQ( buffer, GetParam().reads() ? "tentER" : "BUFFER" );
+    EXPECT_EQ( _files.read( "file" ), GetParam().reads() ? "content" : "conBUFF" );
 }
 
 TEST_P( OsFileWriting, FullVolumeIsAFailureThatTellsTheReason ) {
-    const TestFiles files;
-    const bool isSequential = GetParam()._call == std::string( "write" );
-    const auto expectFull = [&]( const Write& write, int error ) {
-        const auto body = [&] { write( "content", 0, 7 ); };
-        EXPECT_THAT( isSequential ? reasonOf<ExAssertionFailed>( body )
-                                  : reasonOf<ExSysErrorWindows>( body ),
-                     AllOf( HasSubstr( isSequential ? "toWrite == 0" : GetParam()._where ),
-                            HasSubstr( std::strerror( error ) ) ) );
+    const auto expectFull = [&]( const Transfer& write, int error ) {
+        std::string content = "content";
+        const auto body = [&] { write( content.data(), 0, 7 ); };
+        EXPECT_THAT(
+            GetParam().isSequential() ? reasonOf<ExAssertionFailed>( body )
+                                      : reasonOf<ExSysErrorWindows>( body ),
+            AllOf( HasSubstr( GetParam().isSequential() ? "toWrite == 0" : GetParam()._where ),
+                   HasSubstr( std::strerror( error ) ) ) );
     };
-    const Write write = GetParam()._open( files.path( "file" ), false );
+    const Transfer write = open();
     for( const int error : { ENOSPC, EDQUOT, EFBIG } ) {
         const CallHook full( GetParam()._call, [error]( SystemCall& made ) {
             made.size = 3;
@@ -305,14 +254,13 @@ TEST_P( OsFileWriting, FullVolumeIsAFailureThatTellsTheReason ) {
         } );
         expectFull( write, error );
     }
-    EXPECT_EQ( files.read( "file" ), "con" );
-    expectFull( GetParam()._open( OsFilePath( "/dev/full" ), false ), ENOSPC );
+    EXPECT_EQ( _files.read( "file" ), "con" );
+    expectFull( GetParam()._open( OsFilePath( "/dev/full" ) ), ENOSPC );
 }
 
 TEST_P( OsFileReading, OffsetsUpToTheLastOneAreBehindTheEnd ) {
-    const TestFiles files;
-    files.write( "file", "content" );
-    const Read read = GetParam()._open( files.path( "file" ), false );
+    _files.write( "file", "content" );
+    const Transfer read = open();
     char buffer[100];
     // A volume may know no offset as high as that; a position is refused then.
     for( const long long at : { 0xfffffffffffLL, LAST_OFFSET - 50, LAST_OFFSET } ) {
@@ -325,13 +273,12 @@ TEST_P( OsFileReading, OffsetsUpToTheLastOneAreBehindTheEnd ) {
 }
 
 TEST_P( OsFileWriting, WritesNothingWhenThatWouldGoBeyondTheLastOffset ) {
-    const TestFiles files;
-    const Write write = GetParam()._open( files.path( "file" ), false );
-    const std::string content( 100, 'x' );
+    const Transfer write = open();
+    std::string content( 100, 'x' );
     for( const long long at : { LAST_OFFSET - 50, LAST_OFFSET } ) {
         EXPECT_ANY_THROW( write( content.data(), at, content.size() ) );
     }
-    EXPECT_EQ( fs::file_size( files.at( "file" ) ), 0U );
+    EXPECT_EQ( fs::file_size( _files.at( "file" ) ), 0U );
 }
 
 /// Every operation that makes a reader or writer, with the location text for an empty path and for
