@@ -105,6 +105,10 @@ TEST_F( OsFileMappingTest, FileThatCantBeOpenedIsTold ) {
     // The system makes the file that it finds nothing in then.
     EXPECT_THROW( OsFileMapping( name().c_str(), 0, 0, true ), OsFileMapping::CannotMapFileEx );
     EXPECT_EQ( size(), 0U );
+    // A pipe isn't waited for.
+    ASSERT_EQ( ::mkfifo( _files.at( "pipe" ).c_str(), 0600 ), 0 );
+    EXPECT_THROW( OsFileMapping( _files.path( "pipe" ).toWString().c_str(), 0, 1, true ),
+                  OsFileMapping::CannotMapFileEx );
     EXPECT_STREQ( OsFileMapping::CannotGrowFileEx( QV_HERE, L"file" ).getReason(),
                   "OsFileMapping cannot grow file" );
     EXPECT_STREQ( OsFileMapping::CannotWriteFileEx( QV_HERE, nullptr ).getReason(),

@@ -4,6 +4,7 @@
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +22,9 @@ OsFileMappingImp::~OsFileMappingImp() {
 
 bool OsFileMappingImp::open( const OsFilePath& path, bool readOnly ) {
     const NativePath native( path );
-    _file = openOrMake( native.get(), readOnly ? O_RDONLY : O_RDWR, 0666 ).release();
+    // O_NONBLOCK: a pipe, which can't be mapped, would be waited for.
+    const int how = ( readOnly ? O_RDONLY : O_RDWR ) | O_NONBLOCK;
+    _file = openOrMake( native.get(), how, 0666 ).release();
     return _file != OsFileTypes::INVALID_HANDLE;
 }
 
