@@ -23,6 +23,8 @@ using ::testing::StartsWith;
 using Sys = ExSysErrorWindows;
 using Invalid = OsFileEx::ExInvalidPath;
 
+constexpr OsFileTypes::Permissions PERMISSIONS( 3, 1, 1 );
+
 std::string ownAccount() {
     const passwd* const entry = ::getpwuid( ::geteuid() );
     return entry == nullptr ? std::to_string( ::geteuid() ) : entry->pw_name;
@@ -175,12 +177,10 @@ TEST( OsFile, CreatingEmptiesAFileUnlessItIsExclusive ) {
     const TestFiles files;
     files.write( "file", "text" );
     OsFile file( files.path( "file" ) );
-    EXPECT_EQ( reasonOf<OsFileEx::ExFileExists>( [&] {
-                   file.create( { 3, 1, 1 }, true );
-               } ),
+    EXPECT_EQ( reasonOf<OsFileEx::ExFileExists>( [&] { file.create( PERMISSIONS, true ); } ),
                "OsFsUtils::createFile: File '" + file.getPath().toString() + "' already exists." );
     EXPECT_EQ( files.read( "file" ), "text" );
-    file.create( { 3, 1, 1 }, false );
+    file.create( PERMISSIONS, false );
     EXPECT_EQ( file.getSize(), 0 );
 }
 
@@ -301,20 +301,14 @@ TEST( OsFile, RefusesTheEmptyPath ) {
         { "OsFile::exists", [&] { none.exists(); } },
         { "OsFile::getInfo", [&] { none.getInfo(); } },
         { "OsFile::getUnbufferedInfo", [&] { none.getUnbufferedInfo(); } },
-        { "OsFile::create",
-          [&] {
-              none.create( { 3, 1, 1 }, false );
-          } },
+        { "OsFile::create", [&] { none.create( PERMISSIONS, false ); } },
         { "OsFile::remove", [&] { none.remove(); } },
         { "OsFile::renameTo", [&] { none.renameTo( files.path( "other" ) ); } },
         { "OsFile::renameTo", [&] { file.renameTo( OsFilePath() ); } },
         { "OsFile::copyTo", [&] { none.copyTo( files.path( "other" ) ); } },
         { "OsFile::copyTo", [&] { file.copyTo( OsFilePath() ); } },
         { "OsDirectory::remove", [&] { noDir.remove(); } },
-        { "OsDirectory::create",
-          [&] {
-              noDir.create( { 3, 1, 1 } );
-          } },
+        { "OsDirectory::create", [&] { noDir.create( PERMISSIONS ); } },
         { "OsDirectory::copyTo", [&] { noDir.copyTo( files.path( "other" ) ); } },
         { "OsDirectory::copyTo", [&] { dir.copyTo( OsFilePath() ); } },
         { "OsDirectory::getChildrenPath",
@@ -345,7 +339,7 @@ TEST( OsFile, NeverTakesAPathThatCanNameNothingForAnother ) {
         SCOPED_TRACE( text );
         OsFile file{ OsFilePath( text ) };
         EXPECT_FALSE( file.exists() );
-        EXPECT_THROW( file.create( { 3, 1, 1 }, false ), Sys );
+        EXPECT_THROW( file.create( PERMISSIONS, false ), Sys );
         EXPECT_THROW( file.getInfo(), Sys );
         EXPECT_THROW( file.remove(), Invalid );
         EXPECT_THROW( OsFsUtils::deleteFile( file.getPath() ), Sys );
@@ -356,7 +350,7 @@ TEST( OsFile, NeverTakesAPathThatCanNameNothingForAnother ) {
     EXPECT_EQ( files.count(), 3 );
     // The longest name, and a drive's name behind a directory, are names like any other.
     for( const std::string& name : { std::string( 255, 'n' ), std::string( "C:/second" ) } ) {
-        OsFile( files.path( name ) ).create( { 3, 1, 1 }, true );
+        OsFile( files.path( name ) ).create( PERMISSIONS, true );
         EXPECT_TRUE( files.has( name ) );
     }
     // A second separator in front makes a server's root of the first two names.

@@ -206,15 +206,14 @@ TEST( OsFsUtils, TellsTheFileSystemsTimeAndLeavesNoFile ) {
 
 /// Each adds at most one entry to `files`, which holds "file" and "dir/file".
 std::vector<std::function<void()>> operationsOn( const TestFiles& files ) {
-    const OsFileTypes::Permissions permissions( 3, 1, 1 );
     const OsPassThroughFilter all;
     const OsFilePath file = files.path( "file" );
     const OsFilePath dir = files.path( "dir" );
     const OsFilePath made = files.path( "new" );
-    return { [=] { OsFsUtils::createFile( made, permissions, true ); },
-             [=] { OsFsUtils::createFile( made, permissions, false ); },
+    return { [=] { OsFsUtils::createFile( made, PERMISSIONS, true ); },
+             [=] { OsFsUtils::createFile( made, PERMISSIONS, false ); },
              [=] { OsFsUtils::createDir( made, true ); },
-             [=] { OsFsUtils::createFilePath( made, OsFilePath(), permissions ); },
+             [=] { OsFsUtils::createFilePath( made, OsFilePath(), PERMISSIONS ); },
              [=] { OsFsUtils::hardLinkOrCopy( file, made ); },
              [=] { OPtr<OsDateTypes::DateRep>( OsFsUtils::getServerTime( dir ) ); },
              [=] { OPtr<Vector<OsDriveInfo>>( OsFsUtils::getAllDriveInfo() ); },
