@@ -314,7 +314,7 @@ const Opening openings[] = {
 TEST( OsFileOpening, FailureTellsOperationPathAndReason ) {
     const TestFiles files;
     files.write( "locked", "content" );
-    fs::permissions( files.at( "locked" ), fs::perms::none );
+    files.setMode( "locked", 0 );
     fs::create_symlink( "circle", files.at( "circle" ) );
     for( const Opening& opening : openings ) {
         SCOPED_TRACE( opening._failed );
@@ -343,6 +343,7 @@ TEST( OsFileOpening, FailureTellsOperationPathAndReason ) {
         const FailingCall exhausted( "open", EMFILE );
         EXPECT_THAT( open( "locked" ), HasSubstr( std::strerror( EMFILE ) ) );
     }
+    files.setMode( "locked", 0600 );
     EXPECT_EQ( files.read( "locked" ), "content" );
     EXPECT_FALSE( files.has( "cut" ) );
 }
