@@ -3,12 +3,16 @@
 #include <base/failure/exBase.h>
 #include <resmgt/resmgtApi.h>
 
+#include <cstddef>
+#include <string>
+
 namespace Qv {
 
 /// The family of the errors of literals.
 class QV_RESMGT_API LiEx : public ExBase {
 public:
     class ExBadRate;
+    class ExBadTimeCode;
     class ExConversionError;
 
     using ExBase::ExBase;
@@ -19,6 +23,15 @@ class QV_RESMGT_API LiEx::ExBadRate : public ExCloneable<LiEx::ExBadRate, LiEx> 
 public:
     /// `problem` continues the sentence "The rate "F24" ...".
     ExBadRate( const char* file, int line, const char* rate, const char* problem );
+};
+
+/// A text isn't a label of a format of timecodes.
+class QV_RESMGT_API LiEx::ExBadTimeCode : public ExCloneable<LiEx::ExBadTimeCode, LiEx> {
+public:
+    /// The reason quotes `label`, of a long one the beginning, and tells the character at `place`,
+    /// which it counts from 1: the first that is wrong. `problem` is what is wrong.
+    ExBadTimeCode( const char* file, int line, const std::string& label, const std::string& format,
+                   std::size_t place, const std::string& problem );
 };
 
 /// A text isn't what was to be read.

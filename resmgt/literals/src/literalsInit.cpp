@@ -1,6 +1,7 @@
 #include <base/init/inInit.h>
 #include <resmgt/literals/liRateRegistry.h>
 #include <resmgt/literals/liStringUtil.h>
+#include <resmgt/literals/liTimeCodeFactory.h>
 #include <resmgt/literals/literalsPackage.h>
 #include <resmgt/locks/locksPackage.h>
 #include <resmgt/osal/osalPackage.h>
@@ -20,10 +21,12 @@ template <>
 void InInit<QvInit::literals>::initializePackage() {
     LiStringUtil::initialize();
     LiRateRegistry::initialize();
+    LiTimeCodeFactory::initialize();
 }
 
 template <>
 void InInit<QvInit::literals>::finalizePackage() {
+    LiTimeCodeFactory::finalize();
     LiRateRegistry::finalize();
 }
 

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <resmgt/literals/liTimeCode.h>
+
+namespace Qv {
+
+class LiTimeCodeLabelReader;
+
+/// A format of labels "hours:minutes:seconds:frames", for any rate of the registry that counts
+/// whole frames a second before its pull.
+///
+/// Drop-frame: labels of the first frames of a minute are left out, so that they keep pace with
+///             time at a pulled rate: at 29.97, two in every minute but each tenth (SMPTE ST 12-1).
+/// Day:        as many frames as the standard rate has in 24 hours: 2589408 at 29.97, in drop-frame
+///             or not. Without drop-frame that day's labels end at 23:58:33:17; the labels after it
+///             are read, as times of the next day.
+/// Reading:    fields may have fewer digits than are written. Separators must be the format's own.
+/// Fields:     where `fieldSeparator` differs from `secondFrameSeparator`, it stands in its place
+///             in labels of second fields, and a label that has it is read as a time in fields.
+/// Sub-frames: follow the frames if the format has them; a label without them is read, too. With a
+///             sub-frame rate they are its units since the frame began. A label whose sub-frames
+///             aren't 0 is read as a time at that rate. Without, they are the fraction of a frame:
+///             25.500000 is 0.255 frames at 2 integer digits, hundredths, and 6 decimals. Rounded,
+///             but never to the next frame. The time read has the frame rate times a power of ten;
+///             digits for which that leaves two ints are cut off.
+class QV_RESMGT_API LiTimeCodeCustom : public LiTimeCode {
+public:
+    struct QV_RESMGT_API Args {
+        /// Named as the rate is.
+        explicit Args( const LiRateRegistry::Entry& frameRate );
+
+        LiRateRegistry::Entry rate;
+        std::string name;
+        std::string shortName;
+        /// Labels that are left out at once; 0 for none.
+        int dropFrames = 0;
+        /// In minutes.
+        int dropPeriod = 0;
+        /// In tens of minutes: no labels are left out where such a period begins.
+        int dropExceptPeriod = 0;
+        /// Set at a rate with a time pull.
+        int nonIntegerRate = 0;
+        char hourMinuteSeparator = ':';
+        char minuteSecondSeparator = ':';
+        char secondFrameSeparator = ':';
+        bool fieldBased = false;
+        char fieldSeparator = ':';
+        bool hasSubFrames = false;
+        LiRateRegistry::Entry subFrameRate;
+        int subFrameIntegerDigits = 2;
+        int subFrameDecimals = 6;
+        char subFrameSeparator = ':';
+        char subFrameDecimalPoint = '.';
+    };
+
+    /// Raises LiEx::ExBadRate if the rate before its pull isn't a whole number of frames a second.
+    /// Asserts that the drop-frame counts belong together and the sub-frames have 1 to 15 digits.
+    explicit LiTimeCodeCustom( const Args& args );
+
+    DtTimeIndex getDay( const DtTime& time ) const override;
+    std::string generate( const DtTime& time ) const override;
+    std::string generate( const DtTimeIndex& frame ) const override;
+    std::string generateFromField( const DtTimeIndex& field ) const override;
+    std::string generateFromSubFrame( const DtTimeIndex& subFrame ) const override;
+    std::int64_t getFramesPerDay() const override { return _framesPerDay; }
+    double getSubFramesPerDay() const override { return _subFramesPerDay; }
+    DtTime getTime( int hours, int minutes, int seconds, int frames ) const override;
+    DtTime getTime( const std::string& label ) const override;
+    DtTimeIndex dropToNonDropAdjust( const DtTimeIndex& frame ) const override;
+    DtTimeIndex nonDropToDropAdjust( const DtTimeIndex& label ) const override;
+    /// Raises DtTimeEx::ExOutOfRange if the count doesn't fit an int: after about 2,000 years.
+    int getNbDroppedFrames( const DtTimeIndex& from, const DtTimeIndex& to ) const override;
+    char getHourMinuteSeparator() const override { return _args.hourMinuteSeparator; }
+    char getMinuteSecondSeparator() const override { return _args.minuteSecondSeparator; }
+    char getSecondFrameSeparator() const override { return _args.secondFrameSeparator; }
+
+    const Args& getArgs() const noexcept { return _args; }
+
+private:
+    template <class Int>
+    Int toLabel( Int frame ) const;
+    template <class Int>
+    Int toFrame( Int label ) const;
+    void initializeDrop();
+    void initializeSubFrames();
+    void applyFieldFormat( std::string& label, std::int64_t field ) const;
+    std::string generateSubFramePctStr( double fraction ) const;
+    void appendSubFrames( std::string& label, const DtTime& time, std::int64_t frame ) const;
+    DtTime readSubFrames( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
+    DtTime readSubFrameCount( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
+    DtTime readSubFrameFraction( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
+
+    Args _args;
+    Rational _fieldRate;
+    std::int64_t _framesPerHour;
+    std::int64_t _framesPerMinute;
+    std::int64_t _framesPerSecond;
+    std::int64_t _framesPerDay;
+    // Frames from one exception to the next, and from one drop to the next.
+    std::int64_t _dropBlockFrames = 0;
+    std::int64_t _dropMinuteFrames = 0;
+    std::int64_t _lastHour;
+    double _subFramesPerDay = 0;
+    int _frameDigits;
+    int _subFrameWidth = 0;
+    int _subFrameDecimals = 0;
+};
+
+} // namespace Qv
