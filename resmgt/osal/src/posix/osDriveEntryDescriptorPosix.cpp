@@ -3,40 +3,20 @@
 #include <resmgt/osal/osDriveEntryDescriptor.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFsUtils.h>
-#include <resmgt/osal/src/posix/descriptorPosix.h>
+#include <resmgt/osal/src/posix/kernelFilePosix.h>
 #include <resmgt/osal/src/posix/mountTablePosix.h>
-#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
-#include <array>
 #include <cstddef>
 #include <memory>
 #include <optional>
 
 #include <dirent.h>
-#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 namespace Qv {
 
 namespace {
-
-/// The content of one of the kernel's files; nothing, with errno, on failure.
-std::optional<std::string> readKernelFile( const std::string& path ) {
-    const Descriptor file( path.c_str(), O_RDONLY );
-    if( !file.isOpen() ) {
-        return std::nullopt;
-    }
-    std::string content;
-    std::array<char, 4096> block;
-    ssize_t size = 0;
-    do {
-        size = OsFsUtilsPosix::retry(
-            [&] { return ::read( file.get(), block.data(), block.size() ); } );
-        content.append( block.data(), size > 0 ? static_cast<std::size_t>( size ) : 0 );
-    } while( size > 0 );
-    return size == 0 ? std::optional( content ) : std::nullopt;
-}
 
 bool isRemovable( const Mount& mount ) {
     const std::string device = "/sys/dev/block/" + mount.device;

@@ -3,6 +3,7 @@
 #include <base/locks/lkLock.h>
 #include <resmgt/osal/src/osUnbufferedInfo.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
+#include <resmgt/osal/src/posix/kernelFilePosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
 
 #include <fcntl.h>
@@ -15,10 +16,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <fstream>
+#include <cstdlib>
 #include <map>
 #include <optional>
+#include <string>
 
 namespace Qv {
 
@@ -90,14 +91,13 @@ bool isRemote( const struct statfs& volume, dev_t device ) {
 
 /// Of the disk below a volume; 0 where there is none.
 std::uint64_t getLogicalBlockSize( dev_t device ) {
-    for( const char* const place : { "", "../" } ) { // a whole disk, a part of one
-        char path[96];
-        std::snprintf( path, sizeof( path ), "/sys/dev/block/%u:%u/%squeue/logical_block_size",
-                       major( device ), minor( device ), place );
-        std::ifstream stream( path );
-        std::uint64_t size = 0;
-        if( stream >> size ) {
-            return size;
+    const std::string number =
+        std::to_string( major( device ) ) + ":" + std::to_string( minor( device ) );
+    for( const char* const place : { "/", "/../" } ) { // a whole disk, a part of one
+        const auto size =
+            readKernelFile( "/sys/dev/block/" + number + place + "queue/logical_block_size" );
+        if( size ) {
+            return std::strtoull( size->c_str(), nullptr, 10 );
         }
     }
     return 0;
