@@ -99,6 +99,7 @@ private:
     // Frames from one exception to the next, and from one drop to the next.
     std::int64_t _dropBlockFrames = 0;
     std::int64_t _dropMinuteFrames = 0;
+    std::int64_t _droppedPerBlock = 0;
     std::int64_t _lastHour;
     double _subFramesPerDay = 0;
     int _frameDigits;

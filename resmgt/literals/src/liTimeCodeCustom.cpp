@@ -108,6 +108,7 @@ void LiTimeCodeCustom::initializeDrop() {
     QV_ASSERT( _args.dropExceptPeriod * 10 % _args.dropPeriod == 0 );
     QV_ASSERT( _args.dropFrames < _framesPerSecond );
     _dropBlockFrames = _framesPerDay / 24 * _args.dropExceptPeriod / 6;
+    _droppedPerBlock = ( _args.dropExceptPeriod * 10 / _args.dropPeriod - 1 ) * _args.dropFrames;
     _dropMinuteFrames = _args.dropPeriod * 60 * _framesPerSecond - _args.dropFrames;
     QV_ASSERT( _dropBlockFrames > 0 );
 }
@@ -145,10 +146,8 @@ Int LiTimeCodeCustom::toLabel( Int frame ) const {
     }
     const Int block = frame / _dropBlockFrames;
     const Int rest = frame - block * _dropBlockFrames;
-    const Int dropsPerBlock = _args.dropExceptPeriod * 10 / _args.dropPeriod - 1;
     // Rounding towards 0 matters: a block's first frames stand before its first drop.
-    return frame + dropsPerBlock * dropped * block +
-           dropped * ( ( rest - dropped ) / _dropMinuteFrames );
+    return frame + _droppedPerBlock * block + dropped * ( ( rest - dropped ) / _dropMinuteFrames );
 }
 
 template <class Int>
@@ -238,7 +237,9 @@ std::string LiTimeCodeCustom::generate( const DtTimeIndex& frame ) const {
 std::string LiTimeCodeCustom::generate( const DtTime& time ) const {
     const std::int64_t frame = time.convertRate( getFrameRate() ).getIndex();
     std::string label = generate( DtTimeIndex( frame ) );
-    if( _args.fieldBased && !( time.getRate() == DtTime::SPECIAL_RATE ) ) {
+    const bool isInFrames =
+        time.getRate() == getFrameRate() || time.getRate() == DtTime::SPECIAL_RATE;
+    if( _args.fieldBased && !isInFrames ) {
         applyFieldFormat( label, time.convertRate( _fieldRate ).getIndex() );
     }
     if( _args.hasSubFrames ) {

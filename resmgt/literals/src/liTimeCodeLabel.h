@@ -16,6 +16,13 @@ public:
     void append( char separator ) { *_end++ = separator; }
     /// Zero-filled to `width`, at most 20. REQUIRES: `number` isn't negative.
     void append( std::int64_t number, int width ) {
+        // Nearly all fields.
+        if( width == 2 && number < 100 ) {
+            const auto both = static_cast<unsigned>( number );
+            *_end++ = static_cast<char>( '0' + both / 10 );
+            *_end++ = static_cast<char>( '0' + both % 10 );
+            return;
+        }
         char digits[20];
         char* first = digits + sizeof( digits );
         for( ; number > 0 || width > 0 || first == digits + sizeof( digits ); --width ) {

@@ -205,6 +205,7 @@ TEST( LiTimeCode, IndicesAtTheEdgesOf64BitsEitherHaveAnAnswerOrRaise ) {
                               static_cast<std::uint64_t>( day ) *
                                   static_cast<std::uint64_t>( code->getFramesPerDay() );
             EXPECT_LT( rest, static_cast<std::uint64_t>( code->getFramesPerDay() ) );
+            EXPECT_EQ( code->generate( time ), code->generate( DtTimeIndex( frame ) ) );
             EXPECT_EQ( code->generate( DtTimeIndex( frame ) ),
                        code->generate( DtTimeIndex( static_cast<std::int64_t>( rest ) ) ) );
         }
