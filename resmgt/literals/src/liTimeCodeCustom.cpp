@@ -4,8 +4,7 @@
 #include <base/failure/qvHere.h>
 #include <base/values/dtTimeEx.h>
 #include <resmgt/literals/liEx.h>
-
-#include "liTimeCodeLabel.h"
+#include <resmgt/literals/src/liTimeCodeLabel.h>
 
 #include <algorithm>
 #include <cmath>
