@@ -41,11 +41,11 @@ void SleeperPosix::sleep( double seconds ) const {
 }
 
 double SleeperHighResPosix::getCurrentTime() const {
-    return toSeconds( PrClockPosix::now( "SleeperHighResPosix::getCurrentTime()" ) );
+    return toSeconds( PrClockPosix::now( "SleeperHighResWindows::getCurrentTime()" ) );
 }
 
 double SleeperHighResPosix::getResolution() const {
-    return PrClockPosix::resolution( "SleeperHighResPosix::getResolution()" );
+    return PrClockPosix::resolution( "SleeperHighResWindows::getResolution()" );
 }
 
 void SleeperHighResPosix::sleep( double seconds ) const {
@@ -53,7 +53,7 @@ void SleeperHighResPosix::sleep( double seconds ) const {
     if( interval == 0 ) {
         return;
     }
-    constexpr const char* location = "SleeperHighResPosix::sleep()";
+    constexpr const char* location = "SleeperHighResWindows::sleep()";
     const std::int64_t deadline = PrClockPosix::now( location ) + interval;
     const PrClockPosix::LeastTimerSlack slack;
     PrClockPosix::sleepUntil( deadline, location );
