@@ -80,7 +80,9 @@ TraceManager::~TraceManager() {
 }
 
 TraceManager& TraceManager::getInstance() noexcept {
-    static TraceManager* const fallback = new DefaultTraceManager;
+    // In place, so that the first trace of a process needs no memory.
+    alignas( DefaultTraceManager ) static std::byte memory[sizeof( DefaultTraceManager )];
+    static TraceManager* const fallback = new( memory ) DefaultTraceManager;
     TraceManager* const manager = TraceManagerChain::first();
     return manager != nullptr ? *manager : *fallback;
 }
