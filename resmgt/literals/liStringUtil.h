@@ -4,6 +4,7 @@
 #include <resmgt/resmgtApi.h>
 
 #include <string>
+#include <string_view>
 
 namespace Qv {
 
@@ -79,6 +80,26 @@ public:
     /// searched again. An empty `from` occurs nowhere.
     static void substitute( std::string& text, const std::string& from, const std::string& to );
     static void substituteW( std::wstring& text, const std::wstring& from, const std::wstring& to );
+    /// Puts values into `text` in one pass from the left: at each place `match( rest, value )`
+    /// tells how many characters of the rest, which isn't empty, `value` takes the place of, 0 for
+    /// none.
+    template <class Match>
+    static void substitute( std::string& text, Match&& match ) {
+        std::string result;
+        std::string value;
+        std::size_t kept = 0;
+        for( std::size_t i = 0; i < text.size(); ) {
+            const std::size_t length = match( std::string_view( text ).substr( i ), value );
+            if( length == 0 ) {
+                ++i;
+            } else {
+                result.append( text, kept, i - kept ).append( value );
+                i += length;
+                kept = i;
+            }
+        }
+        text.replace( 0, kept, result );
+    }
     /// Each back-slash becomes two.
     static std::string escapeBackslashes( const std::string& text );
 

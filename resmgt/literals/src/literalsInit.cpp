@@ -1,5 +1,6 @@
 #include <base/init/inInit.h>
 #include <resmgt/literals/liRateRegistry.h>
+#include <resmgt/literals/liStringSubstituter.h>
 #include <resmgt/literals/liStringUtil.h>
 #include <resmgt/literals/liTimeCodeFactory.h>
 #include <resmgt/literals/literalsPackage.h>
@@ -19,6 +20,7 @@ InInit<QvInit::literals>::InInit()
 
 template <>
 void InInit<QvInit::literals>::initializePackage() {
+    LiStringSubstituter::initialize();
     LiStringUtil::initialize();
     LiRateRegistry::initialize();
     LiTimeCodeFactory::initialize();
@@ -28,6 +30,7 @@ template <>
 void InInit<QvInit::literals>::finalizePackage() {
     LiTimeCodeFactory::finalize();
     LiRateRegistry::finalize();
+    LiStringSubstituter::finalize();
 }
 
 namespace {

@@ -1,0 +1,131 @@
+#include <resmgt/literals/liStringSubstituter.h>
+#include <tests/support/raisedBy.h>
+
+#include <base/callbacks/cbFunction.h>
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+namespace Qv {
+
+namespace {
+
+using testing::HasSubstr;
+
+int nbCalls = 0;
+
+void expandColour( std::string& text ) {
+    ++nbCalls;
+    text = "blue";
+}
+
+void leaveAlone( std::string& ) {
+    ++nbCalls;
+}
+
+void failToExpand( std::string& ) {
+    throw std::runtime_error( "no value" );
+}
+
+void expandNumbers( std::string& text ) {
+    if( text.starts_with( "<Nb:" ) ) {
+        text = text.substr( 4, text.size() - 5 );
+    }
+}
+
+/// What is registered goes at the end of a test.
+class LiStringSubstituterTest : public testing::Test {
+protected:
+    ~LiStringSubstituterTest() override {
+        for( const auto* handler : { &_colour, &_nothing, &_failing, &_numbers } ) {
+            LiStringSubstituter::unregisterPattern( handler );
+            LiStringSubstituter::unregisterPatternHandler( handler );
+        }
+        LiStringSubstituter::finalize();
+    }
+
+    CbFunction<std::string> _colour{ &expandColour };
+    CbFunction<std::string> _nothing{ &leaveAlone };
+    CbFunction<std::string> _failing{ &failToExpand };
+    CbFunction<std::string> _numbers{ &expandNumbers };
+    LiStringSubstituter _substituter;
+};
+
+} // namespace
+
+TEST_F( LiStringSubstituterTest, ExpandsInOnePassTheLongestPatternFirst ) {
+    LiStringSubstituter::registerPattern( "<Colour>", &_colour );
+    LiStringSubstituter::registerPattern( "<Shade>", &_colour );
+    LiStringSubstituter::registerPattern( "<Nothing>", &_nothing );
+    LiStringSubstituter::registerPatternHandler( &_nothing );
+    LiStringSubstituter::registerPatternHandler( &_numbers );
+    _substituter.addPattern( "a", "<Colour>" );
+    _substituter.addPattern( "ab", "[ab]" );
+    _substituter.addPattern( "<Sh", "own" );
+    const struct {
+        const char* text;
+        const char* expanded;
+    } cases[] = {
+        { "", "" },
+        { "x<Colour>y<Shade>", "xblueyblue" },
+        { "ab a b", "[ab] <Colour> b" },
+        { "<<Colour>>", "<blue>" },
+        { "<Colour", "<Colour" },
+        { "<Unknown> <Nothing>", "<Unknown> <Nothing>" },
+        { "<Nb:17><Nb:>", "17" },
+        { "<Nb:<Colour>>", "<Colour>" },
+        { "<Shx", "ownx" },
+    };
+    for( const auto& c : cases ) {
+        EXPECT_EQ( _substituter.substitute( c.text ), c.expanded ) << c.text;
+    }
+}
+
+TEST_F( LiStringSubstituterTest, AHandlerIsCalledWhenItsPatternIsMetAndOnlyThen ) {
+    LiStringSubstituter::registerPattern( "<Colour>", &_colour );
+    nbCalls = 0;
+    EXPECT_EQ( _substituter.substitute( "no pattern < here >" ), "no pattern < here >" );
+    EXPECT_EQ( nbCalls, 0 );
+    _substituter.substitute( "<Colour><Colour>" );
+    EXPECT_EQ( nbCalls, 2 );
+    LiStringSubstituter::unregisterPattern( &_colour );
+    EXPECT_EQ( _substituter.substitute( "<Colour>" ), "<Colour>" );
+    EXPECT_EQ( nbCalls, 2 );
+}
+
+TEST_F( LiStringSubstituterTest, WhatAHandlerRaisesGoesOnAndTheRegistryStaysUsable ) {
+    LiStringSubstituter::registerPattern( "<Bad>", &_failing );
+    EXPECT_EQ( raisedBy( [&] { _substituter.substitute( "x<Bad>" ); } ), "no value" );
+    LiStringSubstituter::registerPattern( "<Colour>", &_colour );
+    EXPECT_EQ( _substituter.substitute( "<Colour>" ), "blue" );
+}
+
+TEST_F( LiStringSubstituterTest, ASecondRegistrationAbortsAndAPatternLeftBehindIsNoticed ) {
+    LiStringSubstituter::registerPattern( "<Colour>", &_colour );
+    LiStringSubstituter::registerPatternHandler( &_numbers );
+    EXPECT_THAT( raisedBy( [&] { LiStringSubstituter::registerPattern( "<Colour>", &_nothing ); } ),
+                 HasSubstr( "Trying to insert redundant substitution callback for <Colour>" ) );
+    EXPECT_THAT( raisedBy( [&] { LiStringSubstituter::registerPatternHandler( &_numbers ); } ),
+                 HasSubstr( "Trying to insert redundant substitution callback for " ) );
+    EXPECT_EQ( _substituter.substitute( "<Colour>" ), "blue" );
+    EXPECT_THAT( raisedBy( [] { LiStringSubstituter::finalize(); } ),
+                 HasSubstr( "_patterns.empty()" ) );
+    EXPECT_THAT( raisedBy( [&] { LiStringSubstituter::registerPattern( "", &_nothing ); } ),
+                 HasSubstr( "!pattern.empty()" ) );
+}
+
+TEST_F( LiStringSubstituterTest, CopiesShareTheirOwnPatternsAndAllAreListed ) {
+    LiStringSubstituter::registerPattern( "<Colour>", &_colour );
+    LiStringSubstituter copy( _substituter );
+    copy.addPattern( "<Colour>", "mine" );
+    copy.addPattern( "<Own>", "1" );
+    copy.addPattern( "<Own>", "2" );
+    EXPECT_EQ( _substituter.substitute( "<Own><Colour>" ), "2mine" );
+    EXPECT_EQ( LiStringSubstituter().substitute( "<Own><Colour>" ), "<Own>blue" );
+    std::ostringstream text;
+    _substituter.dump( text );
+    EXPECT_EQ( text.str(), "Available substitutions: <Colour> <Own> \n" );
+}
+
+} // namespace Qv
