@@ -7,7 +7,7 @@
 namespace Qv::Comp {
 
 ScratchFile::ScratchFile( const OsFilePath& folder, std::size_t slotBytes )
-    : _folder( folder )
+    : _folder( folder.toString() )
     , _slotBytes( slotBytes ) {
     try {
         const OsFilePath path = OsFileUtils::createUniqueFileName( folder, ".qvcomp.", nullptr );
@@ -59,7 +59,7 @@ void ScratchFile::read( std::size_t slot, void* bytes ) {
 }
 
 void ScratchFile::fail( const char* what, const std::string& reason ) const {
-    throw Failure( std::string( "can't " ) + what + " in '" + _folder.toString() + "': " + reason );
+    throw Failure( std::string( "can't " ) + what + " in '" + _folder + "': " + reason );
 }
 
 } // namespace Qv::Comp

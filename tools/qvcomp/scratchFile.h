@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 namespace Qv::Comp {
@@ -34,7 +35,8 @@ private:
     }
     [[noreturn]] void fail( const char* what, const std::string& reason ) const;
 
-    OsFilePath _folder;
+    /// As text: a path fills a cache when it prints itself, which threads mustn't do at once.
+    const std::string _folder;
     std::size_t _slotBytes;
     std::unique_ptr<OsMTFileWriter> _file;
     std::mutex _lock;
