@@ -1,4 +1,5 @@
 #include <base/init/inInitGuard.h>
+#include <resmgt/literals/liStringSubstituter.h>
 #include <resmgt/literals/liTimeCodeFactory.h>
 
 #include <benchmark/benchmark.h>
@@ -8,7 +9,7 @@
 #include <string>
 
 /// Timecodes: a drop-frame label written and read, beside one call of the C library for the same
-/// text. Ours also count the labels that are left out.
+/// text. Ours also count the labels that are left out. Patterns: in bytes of text a second.
 
 namespace {
 
@@ -59,6 +60,24 @@ void scan( benchmark::State& state ) {
     }
 }
 BENCHMARK( scan )->Name( "label/sscanf" );
+
+/// A megabyte of prose in which every hundredth word is one of three patterns, of a hundred.
+void substitute( benchmark::State& state ) {
+    LiStringSubstituter substituter;
+    for( int i = 0; i < 100; ++i ) {
+        substituter.addPattern( "<Env:VARIABLE_" + std::to_string( i ) + ">", "/some/folder" );
+    }
+    std::string text;
+    for( int word = 0; text.size() < 1'000'000; ++word ) {
+        text +=
+            word % 100 == 0 ? "<Env:VARIABLE_" + std::to_string( word / 100 % 3 ) + "> " : "frame ";
+    }
+    for( auto _ : state ) {
+        benchmark::DoNotOptimize( substituter.substitute( text ).size() );
+    }
+    state.SetBytesProcessed( static_cast<std::int64_t>( text.size() * state.iterations() ) );
+}
+BENCHMARK( substitute )->Name( "substitute/LiStringSubstituter" );
 
 } // namespace
 
