@@ -19,6 +19,9 @@ void checkPath( const OsFilePath& path ) {
     if( path.isEmpty() ) {
         throw OsFileEx::ExNullFilePath( QV_HERE, "OsFileAccessor::openRead" );
     }
+    // Fills the path's cache while nobody else sees it: later, threads that tell of failures at
+    // once only read it.
+    static_cast<void>( path.toString() );
 }
 
 OsFileCalls::Opened checkOpened( const OsFileCalls::Opened& opened, const OsFilePath& path,

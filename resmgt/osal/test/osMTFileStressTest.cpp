@@ -3,10 +3,12 @@
 #include <resmgt/osal/osMTFileReader.h>
 #include <resmgt/osal/osMTFileWriter.h>
 #include <resmgt/osal/test/testFiles.h>
+#include <tests/support/raisedBy.h>
+#include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 
@@ -153,6 +155,21 @@ TEST( OsMTFileStress, ReadOfAPipeWaitsForAllItsBytesThroughSignals ) {
     }
     reading.join();
     EXPECT_EQ( buffer.substr( 0, size ), "abcdefghij" );
+}
+
+TEST( OsMTFileStress, ThreadsThatFailAtOnceTellTheSamePath ) {
+    const TempDirectory directory;
+    const OsFilePath path( ( directory.path() / "file" ).string() );
+    OsMTFileWriter writer( path, mine, true, false );
+    std::deque<TestThread> threads;
+    for( int i = 0; i < 4; ++i ) {
+        threads.emplace_back( [&] {
+            for( int round = 0; round < 100; ++round ) {
+                EXPECT_THAT( raisedBy( [&] { writer.write( "x", -1, 1 ); } ),
+                             testing::HasSubstr( directory.path().string() + "/file" ) );
+            }
+        } );
+    }
 }
 
 } // namespace
