@@ -75,7 +75,7 @@ void substitute( benchmark::State& state ) {
     for( auto _ : state ) {
         benchmark::DoNotOptimize( substituter.substitute( text ).size() );
     }
-    state.SetBytesProcessed( static_cast<std::int64_t>( text.size() * state.iterations() ) );
+    state.SetBytesProcessed( static_cast<std::int64_t>( text.size() ) * state.iterations() );
 }
 BENCHMARK( substitute )->Name( "substitute/LiStringSubstituter" );
 
