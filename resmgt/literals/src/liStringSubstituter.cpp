@@ -118,8 +118,9 @@ namespace {
 /// what it stands for.
 bool askHandlers( const Registry& registry, std::string_view text, std::size_t& length,
                   std::string& value ) {
-    const std::size_t end = text.find( '>' );
-    if( text[0] != '<' || end == std::string_view::npos ) {
+    const std::size_t end =
+        text[0] == '<' && !registry._handlers.empty() ? text.find( '>' ) : std::string_view::npos;
+    if( end == std::string_view::npos ) {
         return false;
     }
     const std::string_view bracketed = text.substr( 0, end + 1 );
