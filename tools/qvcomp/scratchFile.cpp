@@ -4,17 +4,54 @@
 #include <resmgt/osal/osFileUtils.h>
 #include <resmgt/osal/osFsUtils.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace Qv::Comp {
+
+namespace {
+
+const OsFileTypes::Permissions PRIVATE( 3, 0, 0 );
+
+struct Descriptor {
+    ~Descriptor() {
+        if( value >= 0 ) {
+            ::close( value );
+        }
+    }
+
+    const int value;
+};
+
+/// A file that never has a name. Null where the system or the volume has no such files.
+std::unique_ptr<OsMTFileWriter> openNameless( const OsFilePath& folder ) {
+    const Descriptor descriptor{
+        ::open( folder.getChars(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600 ) };
+    const OsFilePath self( "/proc/self/fd/" + std::to_string( descriptor.value ) );
+    if( descriptor.value < 0 || !OsFsUtils::isFile( self ) ) {
+        return nullptr;
+    }
+    return std::make_unique<OsMTFileWriter>( self, PRIVATE, false, false );
+}
+
+/// A file whose name goes at once; it stays until it is closed.
+std::unique_ptr<OsMTFileWriter> openUnnamed( const OsFilePath& folder ) {
+    const OsFilePath path = OsFileUtils::createUniqueFileName( folder, ".qvcomp.", nullptr );
+    auto file = std::make_unique<OsMTFileWriter>( path, PRIVATE, true, false );
+    OsFsUtils::deleteFile( path );
+    return file;
+}
+
+} // namespace
 
 ScratchFile::ScratchFile( const OsFilePath& folder, std::size_t slotBytes )
     : _folder( folder.toString() )
     , _slotBytes( slotBytes ) {
     try {
-        const OsFilePath path = OsFileUtils::createUniqueFileName( folder, ".qvcomp.", nullptr );
-        _file = std::make_unique<OsMTFileWriter>( path, OsFileTypes::Permissions( 3, 0, 0 ), true,
-                                                  false );
-        // The open file stays until it is closed.
-        OsFsUtils::deleteFile( path );
+        _file = openNameless( folder );
+        if( !_file ) {
+            _file = openUnnamed( folder );
+        }
     } catch( const ExBase& e ) {
         fail( "make a scratch file", getSystemText( e ) );
     }
