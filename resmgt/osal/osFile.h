@@ -74,6 +74,8 @@ public:
     /// See OsFsUtils::createFile.
     void create( const OsFileTypes::Permissions& permissions, bool exclusive );
     OsFileInfo getInfo() const;
+    /// What the owner, the group and all others may do with it.
+    OsFileTypes::Permissions getPermissions() const;
     const OsFilePath& getPath() const noexcept { return _path; }
 
 protected:
@@ -95,6 +97,7 @@ private:
     void performRemove() const;
     void performRenameTo( const OsFilePath& target ) const;
     OsFileInfo performGetInfo() const;
+    OsFileTypes::Permissions performGetPermissions() const;
 
     OsFilePath _path;
 };

@@ -184,6 +184,11 @@ OsFileInfo OsFile::getInfo() const {
     return performGetInfo();
 }
 
+OsFileTypes::Permissions OsFile::getPermissions() const {
+    checkPath( _path, "OsFile::getPermissions" );
+    return performGetPermissions();
+}
+
 OsFileTypes::Handle OsFile::open( int flags ) const {
     checkPath( _path, "OsFile::open" );
     return performOpen( flags );

@@ -5,6 +5,7 @@
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>
+#include <resmgt/osal/src/posix/permissionsPosix.h>
 
 #include <cstring>
 
@@ -142,6 +143,11 @@ void OsFile::performRenameTo( const OsFilePath& target ) const {
     if( OsFsUtilsPosix::retry( [&] { return ::rename( from.get(), to.get() ); } ) != 0 ) {
         throw ExSysErrorWindows( QV_HERE, "OsFile::performRenameTo", _path.getChars() );
     }
+}
+
+OsFileTypes::Permissions OsFile::performGetPermissions() const {
+    return permissionsOf(
+        getStatus( _path, STATX_MODE, "OsFile::performGetPermissions" ).stx_mode );
 }
 
 OsFileInfo OsFile::performGetInfo() const {

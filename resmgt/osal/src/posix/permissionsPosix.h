@@ -22,4 +22,16 @@ constexpr unsigned int directoryMode( const OsFileTypes::Permissions& permission
     return mode | ( mode & 0444U ) >> 2U;
 }
 
+/// What a mode grants to the owner, the group and all others.
+constexpr OsFileTypes::Permissions permissionsOf( unsigned int mode ) {
+    const auto access = [mode]( int shift ) {
+        using OsFileTypes::Permissions;
+        const unsigned int bits = mode >> shift;
+        return ( ( bits & 4U ) != 0 ? Permissions::READ : 0 ) |
+               ( ( bits & 2U ) != 0 ? Permissions::WRITE : 0 ) |
+               ( ( bits & 1U ) != 0 ? Permissions::EXECUTE : 0 );
+    };
+    return { access( 6 ), access( 3 ), access( 0 ) };
+}
+
 } // namespace Qv

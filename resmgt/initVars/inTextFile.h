@@ -1,0 +1,51 @@
+#pragma once
+
+#include <base/containers/hashMap.h>
+#include <resmgt/resmgtApi.h>
+
+#include <string>
+
+namespace Qv {
+
+/// Files of names and values: init files and message files. docs/settings.md tells their grammar.
+///
+/// Lines:   of up to MAX_LINE bytes without their end, which is a line feed or the end of the file;
+///          a carriage return before it counts as white space.
+/// Text:    bytes, UTF-8 by agreement; its byte order mark at the start of the file is passed over.
+/// Escapes: stay in the values as they stand; who uses a value decodes them.
+/// Errors:  those of InTextFileEx.
+/// Threads: any; nothing keeps two processes from writing one file at once.
+class QV_RESMGT_API InTextFile {
+public:
+    /// In bytes; lines that continue each other may be one less together.
+    static constexpr int MAX_LINE = 511;
+
+    InTextFile() = delete;
+
+    /// Puts the file's pairs into `map`, where they replace values of the same names; of several
+    /// lines with one name the last holds. `stripComments` ends each value before its first "#"
+    /// that has no backslash before it and isn't its first character.
+    ///
+    /// Errors: `map` stays as it was.
+    /// Cost:   some 30 ns a line and two or three allocations a pair.
+    static void readNameValuePair( const char* file, HashMap<std::string, std::string>& map,
+                                   bool stripComments );
+
+    /// Gives the names of `map` these values in the file, which is made if need be. Comments, blank
+    /// lines, other pairs and the order stay. Each line of a name gets its value; the comment
+    /// behind it stays unless the value has a "#" of its own. New names follow at the end, by
+    /// alphabet.
+    ///
+    /// While the file is written its former content is the file with the extension "tt~", which is
+    /// gone after that; one that is there already is overwritten. A link is replaced by a file.
+    ///
+    /// Errors: a name or value that couldn't be read back and a present file that can't be read are
+    ///         refused before anything is changed. A value can be read back when it is free of line
+    ///         feeds, zero characters, white space at its ends and a backslash at its end, and fits
+    ///         its line. After a later failure either the file or the backup is there as the file
+    ///         was, and the exception says which.
+    static void writeNameValuePair( const char* file,
+                                    const HashMap<std::string, std::string>& map );
+};
+
+} // namespace Qv

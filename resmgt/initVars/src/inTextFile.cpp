@@ -1,0 +1,251 @@
+#include <base/failure/qvHere.h>
+#include <resmgt/initVars/inTextFile.h>
+#include <resmgt/initVars/inTextFileEx.h>
+#include <resmgt/initVars/src/inTextFileParser.h>
+#include <resmgt/osal/osFile.h>
+#include <resmgt/osal/osFileWriter.h>
+#include <resmgt/osal/osFsUtils.h>
+
+#include <optional>
+#include <set>
+#include <string_view>
+
+namespace Qv {
+
+namespace {
+
+using Pairs = HashMap<std::string, std::string>;
+
+constexpr std::string_view ASSIGNMENT = " = ";
+
+void checkPair( const char* file, const std::string& name, const std::string& value ) {
+    if( !isName( name ) ) {
+        throw InTextFileEx::ExInvalidToken( QV_HERE, file, name );
+    }
+    if( trimSpaces( value ) != value || value.ends_with( '\\' ) ||
+        value.find_first_of( std::string_view( "\n\0", 2 ) ) != std::string::npos ) {
+        const std::string detail = "the value of " + name + " couldn't be read back";
+        throw InTextFileEx::ExInvalidFormat( QV_HERE, file, detail.c_str() );
+    }
+}
+
+/// The new text of a file, as `map` changes it.
+class NewText {
+public:
+    NewText( const char* file, const Pairs& map );
+
+    /// Takes over what the file holds.
+    void rewrite();
+    /// Adds the pairs that the file doesn't hold.
+    void addMissing();
+    const std::string& get() const noexcept { return _text; }
+
+private:
+    void addLine( std::string_view line ) { _text.append( line ).append( "\n" ); }
+    void addPair( std::string_view beforeValue, std::string_view value, std::string_view behind );
+    void replaceValue( const InTextPairParser& parser, std::string_view line,
+                       const std::string& value );
+
+    const char* const _file;
+    const Pairs& _map;
+    /// Those that the file doesn't hold.
+    std::set<std::string_view> _missingNames;
+    std::string _text;
+};
+
+NewText::NewText( const char* file, const Pairs& map )
+    : _file( file )
+    , _map( map ) {
+    for( const auto& [name, value] : map ) {
+        checkPair( file, name, value );
+        _missingNames.insert( name );
+    }
+}
+
+void NewText::rewrite() {
+    InTextLineReader lines( _file );
+    InTextPairParser parser( lines );
+    // Where the lines begin that continue each other.
+    std::size_t begin = 0;
+    for( std::string_view line; lines.read( line ); ) {
+        if( !parser.isContinued() ) {
+            begin = _text.size();
+        }
+        const bool isAlone = !parser.isContinued();
+        const bool isPair = parser.take( line );
+        const auto found = isPair ? _map.find( std::string( parser.getName() ) ) : _map.end();
+        if( found == _map.end() ) {
+            addLine( line );
+            continue;
+        }
+        _missingNames.erase( found->first );
+        if( stripComment( parser.getValue() ) == found->second ) {
+            addLine( line );
+        } else {
+            _text.resize( begin );
+            replaceValue( parser, isAlone ? line : std::string_view(), found->second );
+        }
+    }
+    parser.finish();
+}
+
+/// `line` is empty when the pair stood on several.
+void NewText::replaceValue( const InTextPairParser& parser, std::string_view line,
+                            const std::string& value ) {
+    const std::string_view former = parser.getValue();
+    if( line.empty() || former.empty() || value.empty() ) {
+        addPair( std::string( parser.getName() ).append( ASSIGNMENT ), value, "" );
+        return;
+    }
+    const auto begin = static_cast<std::size_t>( former.data() - line.data() );
+    const bool hasOwnComment = stripComment( value ).size() != value.size();
+    addPair( line.substr( 0, begin ), value,
+             hasOwnComment ? "" : line.substr( begin + stripComment( former ).size() ) );
+}
+
+void NewText::addPair( std::string_view beforeValue, std::string_view value,
+                       std::string_view behind ) {
+    const std::string line = std::string( beforeValue ).append( value ).append( behind );
+    if( line.size() > InTextFile::MAX_LINE ) {
+        const std::string detail = "a line would be too long: " + line;
+        throw InTextFileEx::ExInvalidFormat( QV_HERE, _file, detail.c_str() );
+    }
+    addLine( line );
+}
+
+void NewText::addMissing() {
+    for( const std::string_view name : _missingNames ) {
+        addPair( std::string( name ).append( ASSIGNMENT ), _map.at( std::string( name ) ), "" );
+    }
+}
+
+OsFilePath getBackupPath( const OsFilePath& path ) {
+    constexpr const char* extension = "tt~";
+    OsFilePath backup = path;
+    if( !path.getExtension().empty() && path.getExtension() != extension ) {
+        backup.stripExtension();
+    }
+    return backup.addExtension( extension );
+}
+
+/// A file on its way from its former content to a new one.
+class FileReplacement {
+public:
+    explicit FileReplacement( const char* file )
+        : _file( file )
+        , _path( file )
+        , _backup( getBackupPath( _path ) )
+        , _isReplaced( OsFsUtils::isFile( _path ) ) {}
+
+    void run( const std::string& text );
+
+private:
+    void moveToBackup();
+    void write( const std::string& text );
+    void removeBackup();
+    std::string restore( const char* reason );
+
+    const char* const _file;
+    const OsFilePath _path;
+    const OsFilePath _backup;
+    const bool _isReplaced;
+    OsFileTypes::Permissions _permissions{ 3, 3, 3 };
+};
+
+void FileReplacement::run( const std::string& text ) {
+    moveToBackup();
+    write( text );
+    removeBackup();
+}
+
+void FileReplacement::moveToBackup() {
+    if( !_isReplaced ) {
+        return;
+    }
+    try {
+        _permissions = OsFile( _path ).getPermissions();
+        // Were it a second name of the file itself, renaming would do nothing.
+        if( OsFsUtils::isFile( _backup ) || OsFsUtils::isSymLink( _backup ) ) {
+            OsFsUtils::deleteFile( _backup );
+        }
+        OsFile( _path ).renameTo( _backup );
+    } catch( const ExBase& failure ) {
+        const std::string detail = std::string( failure.getReason() ) + "; the file is as it was";
+        throw InTextFileEx::ExFileError( QV_HERE, _file, detail.c_str() );
+    }
+}
+
+void FileReplacement::write( const std::string& text ) {
+    std::optional<OsFileWriter> writer;
+    try {
+        writer.emplace( _path, _permissions, true, false );
+    } catch( const ExBase& failure ) {
+        throw InTextFileEx::ExCannotOpen( QV_HERE, _file, restore( failure.getReason() ).c_str() );
+    }
+    try {
+        writer->write( text.data(), text.size() );
+        writer->close();
+    } catch( const ExBase& failure ) {
+        throw InTextFileEx::ExFileError( QV_HERE, _file, restore( failure.getReason() ).c_str() );
+    }
+}
+
+void FileReplacement::removeBackup() {
+    if( !_isReplaced ) {
+        return;
+    }
+    try {
+        OsFsUtils::deleteFile( _backup );
+    } catch( const ExBase& failure ) {
+        const std::string detail = std::string( failure.getReason() ) +
+                                   "; the file is written, and its former content is still there";
+        throw InTextFileEx::ExFileError( QV_HERE, _file, detail.c_str() );
+    }
+}
+
+/// Puts the former file back; returns `reason` and what is where then.
+std::string FileReplacement::restore( const char* reason ) {
+    const std::string text = std::string( reason ) + "; ";
+    try {
+        if( _isReplaced ) {
+            OsFile( _backup ).renameTo( _path );
+        } else if( OsFsUtils::isFile( _path ) ) {
+            OsFsUtils::deleteFile( _path );
+        }
+        return text + "the file is as it was";
+    } catch( const ExBase& ) {
+        return text + ( _isReplaced ? "its former content is in " + _backup.toString()
+                                    : "what is there of it isn't complete" );
+    }
+}
+
+} // namespace
+
+void InTextFile::readNameValuePair( const char* file, HashMap<std::string, std::string>& map,
+                                    bool stripComments ) {
+    Pairs pairs;
+    InTextLineReader lines( file );
+    InTextPairParser parser( lines );
+    for( std::string_view line; lines.read( line ); ) {
+        if( parser.take( line ) ) {
+            const std::string_view value = parser.getValue();
+            pairs.insert_or_assign( std::string( parser.getName() ),
+                                    std::string( stripComments ? stripComment( value ) : value ) );
+        }
+    }
+    parser.finish();
+    pairs.merge( map );
+    map.swap( pairs );
+}
+
+void InTextFile::writeNameValuePair( const char* file,
+                                     const HashMap<std::string, std::string>& map ) {
+    NewText text( file, map );
+    if( OsFsUtils::isFile( file ) ) {
+        text.rewrite();
+    }
+    text.addMissing();
+    FileReplacement( file ).run( text.get() );
+}
+
+} // namespace Qv

@@ -1,0 +1,186 @@
+#include <base/failure/qvHere.h>
+#include <resmgt/initVars/inTextFile.h>
+#include <resmgt/initVars/inTextFileEx.h>
+#include <resmgt/initVars/src/inTextFileParser.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace Qv {
+
+namespace {
+
+constexpr std::size_t BUFFER_SIZE = 64 * 1024;
+constexpr std::size_t MAX_LINE = InTextFile::MAX_LINE;
+constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
+constexpr std::string_view SEPARATORS = "= \t";
+/// What a backslash makes another character of.
+constexpr std::string_view ESCAPED = "bfnrtv#";
+
+/// As isspace of the C locale.
+constexpr bool isSpace( char c ) noexcept {
+    return c == ' ' || ( c >= '\t' && c <= '\r' );
+}
+
+constexpr auto NAME_CHARACTERS = [] {
+    std::array<bool, 256> result{};
+    for( const char c : std::string_view( "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                          "abcdefghijklmnopqrstuvwxyz_.:" ) ) {
+        result[static_cast<unsigned char>( c )] = true;
+    }
+    return result;
+}();
+
+constexpr bool isNameCharacter( char c ) noexcept {
+    return NAME_CHARACTERS[static_cast<unsigned char>( c )];
+}
+
+bool endsInEscape( std::string_view text ) noexcept {
+    return text.size() > 1 && text[text.size() - 2] == '\\' &&
+           ESCAPED.find( text.back() ) != std::string_view::npos;
+}
+
+} // namespace
+
+std::string_view trimSpaces( std::string_view text ) noexcept {
+    while( !text.empty() && isSpace( text.front() ) ) {
+        text.remove_prefix( 1 );
+    }
+    while( !text.empty() && isSpace( text.back() ) ) {
+        text.remove_suffix( 1 );
+    }
+    return text;
+}
+
+bool isName( std::string_view text ) noexcept {
+    return !text.empty() && std::ranges::all_of( text, isNameCharacter );
+}
+
+std::string_view stripComment( std::string_view value ) noexcept {
+    for( std::size_t i = value.find( '#', 1 ); i != std::string_view::npos;
+         i = value.find( '#', i + 1 ) ) {
+        if( value[i - 1] != '\\' ) {
+            return trimSpaces( value.substr( 0, i ) );
+        }
+    }
+    return value;
+}
+
+InTextLineReader::InTextLineReader( const char* file )
+    : _file( file )
+    , _buffer( new char[BUFFER_SIZE] ) {
+    try {
+        _reader = std::make_unique<OsFileReader>( file, false );
+    } catch( const ExBase& failure ) {
+        throw InTextFileEx::ExCannotOpen( QV_HERE, file, failure.getReason() );
+    }
+}
+
+bool InTextLineReader::read( std::string_view& line ) {
+    const void* end;
+    const auto findEnd = [&] {
+        end = std::memchr( _buffer.get() + _begin, '\n', _end - _begin );
+        return end != nullptr || _end - _begin > MAX_LINE;
+    };
+    while( !findEnd() && fill() ) {}
+    if( _begin == _end ) {
+        return false;
+    }
+    ++_number;
+    const char* const begin = _buffer.get() + _begin;
+    const std::size_t size =
+        end != nullptr ? static_cast<std::size_t>( static_cast<const char*>( end ) - begin )
+                       : _end - _begin;
+    if( size > MAX_LINE ) {
+        throw InTextFileEx::ExLineTooLong( QV_HERE, _file, _number );
+    }
+    line = std::string_view( begin, size );
+    _begin += size + ( end != nullptr );
+    if( _number == 1 && line.starts_with( BYTE_ORDER_MARK ) ) {
+        line.remove_prefix( BYTE_ORDER_MARK.size() );
+    }
+    return true;
+}
+
+/// Reads what there is room for behind the part of a line that is left; false at the file's end.
+bool InTextLineReader::fill() {
+    std::memmove( _buffer.get(), _buffer.get() + _begin, _end - _begin );
+    _end -= _begin;
+    _begin = 0;
+    try {
+        const auto count = _reader->read( _buffer.get() + _end, BUFFER_SIZE - _end );
+        _end += static_cast<std::size_t>( count );
+        return count != 0;
+    } catch( const ExBase& failure ) {
+        throw InTextFileEx::ExFileError( QV_HERE, _file, _number + 1, failure.getReason() );
+    }
+}
+
+bool InTextPairParser::take( std::string_view line ) {
+    if( line.starts_with( '#' ) ) {
+        finish();
+        return false;
+    }
+    std::string_view text = trimSpaces( line );
+    if( _isContinued ) {
+        append( text );
+        text = _text;
+    }
+    if( text.ends_with( '\\' ) ) {
+        awaitMore( text );
+        return false;
+    }
+    _isContinued = false;
+    if( text.empty() ) {
+        return false;
+    }
+    split( text );
+    return true;
+}
+
+void InTextPairParser::finish() const {
+    if( _isContinued ) {
+        throw InTextFileEx::ExInvalidFormat( QV_HERE, _source.getFile(), _source.getNumber() );
+    }
+}
+
+void InTextPairParser::append( std::string_view line ) {
+    if( _text.size() + line.size() >= MAX_LINE ) {
+        throw InTextFileEx::ExLineTooLong( QV_HERE, _source.getFile(), _source.getNumber() );
+    }
+    _text += line;
+}
+
+/// The backslash at the end of `text`, which may be _text, becomes a blank; behind an escape
+/// sequence, which is a separation itself, it goes.
+void InTextPairParser::awaitMore( std::string_view text ) {
+    text.remove_suffix( 1 );
+    const bool isSeparated = endsInEscape( text );
+    _text = std::string( text );
+    _text.append( isSeparated ? "" : " " );
+    _isContinued = true;
+}
+
+void InTextPairParser::split( std::string_view text ) {
+    text = trimSpaces( text );
+    const auto end = std::ranges::find_if_not( text, isNameCharacter );
+    _name = text.substr( 0, static_cast<std::size_t>( end - text.begin() ) );
+    if( end != text.end() && SEPARATORS.find( *end ) == std::string_view::npos ) {
+        throw InTextFileEx::ExInvalidToken(
+            QV_HERE, _source.getFile(), _source.getNumber(),
+            std::string( text.substr( 0, text.find_first_of( SEPARATORS ) ) ) );
+    }
+    if( _name.empty() ) {
+        throw InTextFileEx::ExInvalidFormat( QV_HERE, _source.getFile(), _source.getNumber() );
+    }
+    _value = trimSpaces( text.substr( _name.size() ) );
+    if( _value.starts_with( '=' ) ) {
+        _value = trimSpaces( _value.substr( 1 ) );
+    }
+    if( std::memchr( _value.data(), 0, _value.size() ) != nullptr ) {
+        throw InTextFileEx::ExInvalidFormat( QV_HERE, _source.getFile(), _source.getNumber() );
+    }
+}
+
+} // namespace Qv

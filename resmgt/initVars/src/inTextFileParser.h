@@ -1,0 +1,85 @@
+#pragma once
+
+#include <resmgt/osal/osFileReader.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace Qv {
+
+/// Reads a text file by lines, with the limits and errors of InTextFile.
+class InTextLineReader {
+public:
+    /// `file` is kept, for messages.
+    explicit InTextLineReader( const char* file );
+
+    /// Whether there is a further line, which is without its line feed then, and valid until the
+    /// next one is read. The first is rid of a byte order mark.
+    bool read( std::string_view& line );
+    /// Of the line that was read last.
+    int getNumber() const noexcept { return _number; }
+    const char* getFile() const noexcept { return _file; }
+
+private:
+    bool fill();
+
+    const char* const _file;
+    std::unique_ptr<OsFileReader> _reader;
+    const std::unique_ptr<char[]> _buffer;
+    /// What of the buffer hasn't been handed out.
+    std::size_t _begin = 0;
+    std::size_t _end = 0;
+    int _number = 0;
+};
+
+/// Makes pairs of name and value of a text file's lines, as InTextFile tells it.
+///
+///     InTextLineReader lines( file );
+///     InTextPairParser parser( lines );
+///     for( std::string_view line; lines.read( line ); ) {
+///         if( parser.take( line ) ) {
+///             use( parser.getName(), parser.getValue() );
+///         }
+///     }
+///     parser.finish();
+class InTextPairParser {
+public:
+    /// The lines come from `source`, which is named in messages.
+    explicit InTextPairParser( const InTextLineReader& source ) noexcept
+        : _source( source ) {}
+
+    /// Whether a pair is complete with this line.
+    bool take( std::string_view line );
+    /// Behind the last line.
+    void finish() const;
+
+    /// Valid as long as the line is, and until the next one is taken.
+    std::string_view getName() const noexcept { return _name; }
+    /// Without white space at its ends; a comment behind it isn't cut off.
+    std::string_view getValue() const noexcept { return _value; }
+    /// Whether the next line continues the ones before.
+    bool isContinued() const noexcept { return _isContinued; }
+
+private:
+    void append( std::string_view line );
+    void awaitMore( std::string_view text );
+    void split( std::string_view text );
+
+    const InTextLineReader& _source;
+    /// Lines that continue each other.
+    std::string _text;
+    bool _isContinued = false;
+    std::string_view _name;
+    std::string_view _value;
+};
+
+/// The value without the comment behind it.
+std::string_view stripComment( std::string_view value ) noexcept;
+/// The text without white space at its ends.
+std::string_view trimSpaces( std::string_view text ) noexcept;
+/// Whether a name may hold these characters; the empty text isn't one.
+bool isName( std::string_view text ) noexcept;
+
+} // namespace Qv
