@@ -110,7 +110,7 @@ public:
     static std::string sanitise( const std::string& text, const std::string& forbidden );
     static std::wstring sanitiseW( const std::wstring& text, const std::wstring& forbidden );
     /// Makes a name that can be a file's, or part of one: without white space of ASCII at the ends,
-    /// with replacements for \ / : * ? " < > | and the control characters of ASCII.
+    /// with replacements for control characters and those of OsFileUtils::getFileInvalidChars.
     static std::string sanitizeComponentName( const std::string& name );
     /// Whether `sanitizeComponentName` has nothing to do. The empty name is one.
     static bool checkComponentNameValidity( const std::string& name );

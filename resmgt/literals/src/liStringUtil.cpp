@@ -1,6 +1,7 @@
 #include <base/failure/assertions.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/literals/liStringUtil.h>
+#include <resmgt/osal/osFileUtils.h>
 
 #include <algorithm>
 #include <cwctype>
@@ -173,9 +174,12 @@ std::string LiStringUtil::escapeBackslashes( const std::string& text ) {
 
 void LiStringUtil::initialize() {
     std::wstring& forbidden = componentForbidden();
-    forbidden = L"\\/:*?\"<>|\x7f";
-    for( wchar_t control = 0; control < 0x20; ++control ) {
-        forbidden += control;
+    forbidden = OsFileUtils::getFileInvalidChars();
+    // The control characters of ASCII, and those of Unicode that follow them.
+    for( wchar_t control = 0; control < 0xa0; ++control ) {
+        if( control < 0x20 || control >= 0x7f ) {
+            forbidden += control;
+        }
     }
 }
 

@@ -164,8 +164,8 @@ TEST( LiStringUtil, SanitisingReplacesWholeCharacters ) {
 TEST( LiStringUtil, ComponentNamesAreOnesThatEveryFileSystemTakes ) {
     const std::pair<std::string, std::string> cases[] = {
         { " \tname\n", "name" },
-        { "a\\b/c:d*e?f\"g<h>i|j", "a_b_c_d_e_f_g_h_i_j" },
-        { std::string( "a\0b\x1f\x7f", 5 ), "a_b__" },
+        { "a\\b/c:d*e?f\"g<h>i|j'k[l]m", "a_b_c_d_e_f_g_h_i_j_k_l_m" },
+        { std::string( "a\0b\x1f\x7f\xc2\x9f~\xc2\xa1", 10 ), "a_b___~\xc2\xa1" },
         { "two words." + umlaut, "two words." + umlaut },
         { "   ", "" },
         { "", "" },
