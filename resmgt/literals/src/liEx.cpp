@@ -11,6 +11,23 @@ bool isControl( char c ) {
     return ( c >= 0 && c < ' ' ) || c == '\x7f';
 }
 
+/// Whether a character of UTF-8 goes on at `place`.
+bool goesOn( const std::string& text, std::size_t place ) {
+    return place < text.size() && ( static_cast<unsigned char>( text[place] ) & 0xc0 ) == 0x80;
+}
+
+/// The part of `text` from `begin` to `end` and to the end of the character there, for one line.
+std::string quote( const std::string& text, std::size_t begin, std::size_t end ) {
+    // No character has more bytes.
+    for( const std::size_t limit = end + 3; end < limit && goesOn( text, end ); ) {
+        ++end;
+    }
+    std::string quoted = text.substr( begin, end - begin );
+    // Reasons end at a zero character.
+    std::replace_if( quoted.begin(), quoted.end(), isControl, '?' );
+    return '"' + quoted + '"';
+}
+
 } // namespace
 
 LiEx::ExBadRate::ExBadRate( const char* file, int line, const char* rate, const char* problem )
@@ -24,17 +41,13 @@ LiEx::ExBadTimeCode::ExBadTimeCode( const char* file, int line, const std::strin
                                     const std::string& format, std::size_t place,
                                     const std::string& problem )
     : ExCloneable( file, line ) {
-    // Reasons end at a zero character, and are for one line.
-    std::string quoted = label.substr( 0, 120 );
-    std::replace_if( quoted.begin(), quoted.end(), isControl, '?' );
-    std::string where = "the end";
-    if( place < label.size() ) {
-        where = std::string( "\"" ) + ( isControl( label[place] ) ? '?' : label[place] ) + '"';
-    }
+    const std::string where =
+        place < label.size() ? quote( label, place, place + 1 ) : std::string( "the end" );
     char reason[512];
     std::snprintf( reason, sizeof( reason ),
-                   "\"%s\" is no timecode of the format \"%.80s\": at character %zu, %s: %.80s.",
-                   quoted.c_str(), format.c_str(), place + 1, where.c_str(), problem.c_str() );
+                   "%s is no timecode of the format \"%.80s\": at character %zu, %s: %.80s.",
+                   quote( label, 0, 120 ).c_str(), format.c_str(), place + 1, where.c_str(),
+                   problem.c_str() );
     setReason( reason );
 }
 

@@ -225,6 +225,7 @@ TEST( LiTimeCode, AMalformedLabelIsQuotedWithItsFirstWrongCharacter ) {
         const char* format;
         std::string label;
         int character;
+        const char* shown = "";
     };
     const char* const pal = "PAL 25 FPS";
     const Malformed table[] = {
@@ -246,6 +247,7 @@ TEST( LiTimeCode, AMalformedLabelIsQuotedWithItsFirstWrongCharacter ) {
         { pal, "00:00:00:00 0", 13 },
         { pal, "00: 1:00:00", 4 },
         { pal, std::string( "00:00:00:00\0", 12 ), 12 },
+        { pal, "00:\xc3\xbc:00:00", 4, ", \"\xc3\xbc\": " },
         { "48000 Hz", "00:00:00:48000", 10 },
     };
     for( const Malformed& bad : table ) {
@@ -257,6 +259,7 @@ TEST( LiTimeCode, AMalformedLabelIsQuotedWithItsFirstWrongCharacter ) {
                          HasSubstr( '"' + std::string( bad.label.c_str() ) ) );
             EXPECT_THAT( exception.getReason(),
                          HasSubstr( "character " + std::to_string( bad.character ) + ',' ) );
+            EXPECT_THAT( exception.getReason(), HasSubstr( bad.shown ) );
         }
     }
     EXPECT_THROW( format( pal )->getTime( std::string( 1 << 20, '0' ) ), LiEx::ExBadTimeCode );
