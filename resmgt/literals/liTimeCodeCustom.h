@@ -68,7 +68,8 @@ public:
     DtTime getTime( const std::string& label ) const override;
     DtTimeIndex dropToNonDropAdjust( const DtTimeIndex& frame ) const override;
     DtTimeIndex nonDropToDropAdjust( const DtTimeIndex& label ) const override;
-    /// Raises DtTimeEx::ExOutOfRange if the count doesn't fit an int: after about 2,000 years.
+    /// Raises DtTimeEx::ExOutOfRange if the count doesn't fit an int: at 29.97 after about 2,000
+    /// years.
     int getNbDroppedFrames( const DtTimeIndex& from, const DtTimeIndex& to ) const override;
     char getHourMinuteSeparator() const override { return _args.hourMinuteSeparator; }
     char getMinuteSecondSeparator() const override { return _args.minuteSecondSeparator; }
@@ -86,6 +87,8 @@ private:
     void applyFieldFormat( std::string& label, std::int64_t field ) const;
     std::string generateSubFramePctStr( double fraction ) const;
     void appendSubFrames( std::string& label, const DtTime& time, std::int64_t frame ) const;
+    /// Of those that begin in the frame, counted from where it begins.
+    std::int64_t getLastSubFrame( const DtTime& frameTime ) const;
     DtTime readSubFrames( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
     DtTime readSubFrameCount( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
     DtTime readSubFrameFraction( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;

@@ -26,6 +26,11 @@ std::int64_t daysOf( std::int64_t frame, std::int64_t framesPerDay ) {
     return frame >= 0 ? frame / framesPerDay : ( frame + 1 ) / framesPerDay - 1;
 }
 
+std::int64_t placeInDay( std::int64_t frame, std::int64_t framesPerDay ) {
+    const std::int64_t place = frame % framesPerDay;
+    return place < 0 ? place + framesPerDay : place;
+}
+
 DtTimeIndex checkedIndex( Int128 index, const char* operation ) {
     if( index < std::numeric_limits<std::int64_t>::min() ||
         index > std::numeric_limits<std::int64_t>::max() ) {
@@ -215,11 +220,7 @@ DtTimeIndex LiTimeCodeCustom::getDay( const DtTime& time ) const {
 }
 
 std::string LiTimeCodeCustom::generate( const DtTimeIndex& frame ) const {
-    std::int64_t rest = frame % _framesPerDay;
-    if( rest < 0 ) {
-        rest += _framesPerDay;
-    }
-    rest = toLabel( rest );
+    std::int64_t rest = toLabel( placeInDay( frame, _framesPerDay ) );
     LiTimeCodeLabel label;
     label.append( rest / _framesPerHour, 2 );
     rest %= _framesPerHour;
@@ -273,8 +274,10 @@ void LiTimeCodeCustom::appendSubFrames( std::string& label, const DtTime& time,
         const std::int64_t start = DtTime( frame, rate ).convertRate( subRate ).getIndex();
         const std::int64_t count =
             isSpecial ? 0 : time.convertRate( subRate ).getIndex().getValue() - start;
+        // Frames of other days may begin elsewhere between sub-frames, and have one more.
+        const DtTime shown( placeInDay( frame, _framesPerDay ), rate );
         LiTimeCodeLabel digits;
-        digits.append( count, _subFrameWidth );
+        digits.append( std::min( count, getLastSubFrame( shown ) ), _subFrameWidth );
         label += digits.getText();
         return;
     }
@@ -344,17 +347,22 @@ DtTime LiTimeCodeCustom::readSubFrames( LiTimeCodeLabelReader& reader,
     return time;
 }
 
-DtTime LiTimeCodeCustom::readSubFrameCount( LiTimeCodeLabelReader& reader,
-                                            const DtTime& frameTime ) const {
+std::int64_t LiTimeCodeCustom::getLastSubFrame( const DtTime& frameTime ) const {
     const Rational subRate = _args.subFrameRate.getComputedRate();
     const std::int64_t start = frameTime.convertRate( subRate ).getIndex();
-    // The last unit that begins before the next frame does.
     const DtTime nextFrame( frameTime.getIndex() + 1, frameTime.getRate() );
     std::int64_t last = nextFrame.convertRate( subRate ).getIndex() - start;
     if( DtTime( start + last, subRate ) >= nextFrame ) {
         --last;
     }
-    last = std::max<std::int64_t>( last, 0 );
+    return std::max<std::int64_t>( last, 0 );
+}
+
+DtTime LiTimeCodeCustom::readSubFrameCount( LiTimeCodeLabelReader& reader,
+                                            const DtTime& frameTime ) const {
+    const Rational subRate = _args.subFrameRate.getComputedRate();
+    const std::int64_t start = frameTime.convertRate( subRate ).getIndex();
+    const std::int64_t last = getLastSubFrame( frameTime );
     const int width = std::max( _subFrameWidth, nbDigits( last ) );
     const std::int64_t count = reader.readNumber( "sub-frames", width, last );
     return count == 0 ? frameTime : DtTime( start + count, subRate );

@@ -304,6 +304,9 @@ TEST( LiTimeCode, Aes31LabelsLeadBackToTheirSamplesAtAllRates ) {
             }
         }
     }
+    // The first frame of the second day has a sample more than that of the first.
+    const auto ntsc = LiTimeCodeAes31Tcf::create( rate( "F29_97" ), rate( "S48000" ) );
+    EXPECT_EQ( ntsc->getTime( ntsc->generateFromSubFrame( 4147197454 ) ).getIndex(), 1601 );
 }
 
 TEST( LiTimeCode, Aes31SeparatorsTellTheRates ) {
