@@ -320,7 +320,8 @@ DtTime LiTimeCodeCustom::getTime( int hours, int minutes, int seconds, int frame
 
 DtTime LiTimeCodeCustom::getTime( const std::string& label ) const {
     LiTimeCodeLabelReader reader( label, getName() );
-    const auto hours = reader.readNumber( "hours", 2, _lastHour );
+    const auto hours =
+        reader.readNumber( "hours", std::max( 2, nbDigits( _lastHour ) ), _lastHour );
     reader.readSeparator( _args.hourMinuteSeparator );
     const auto minutes = reader.readNumber( "minutes", 2, 59 );
     reader.readSeparator( _args.minuteSecondSeparator );

@@ -396,13 +396,17 @@ TEST( LiTimeCode, TheFactoryFindsTheFormatOfARateAndItsCounterpart ) {
     EXPECT_FALSE( LiTimeCodeUtil::hasTimeCodeCounterpart( LiTimeCodePositiveNb() ) );
 }
 
-TEST( LiTimeCode, LabelsNeedWholeFramesASecond ) {
+TEST( LiTimeCode, LabelsNeedWholeFramesASecondAndHaveAllHoursOfADay ) {
     LiRateRegistry own;
     const Rational one( 1, 1 );
     const auto half =
         own.registerRate( "F12_5", "", "", Rational( 25, 2 ), one, one, FpsNameFunctor() );
     EXPECT_THROW( LiTimeCodeCustom{ LiTimeCodeCustom::Args( half ) }, LiEx::ExBadRate );
     EXPECT_THROW( LiTimeCodeCustom::Args{ LiRateRegistry::Entry() }, ExBase );
+    const auto fast = own.registerRate( "F24_FAST", "", "", Rational( 24, 1 ), Rational( 5, 1 ),
+                                        one, FpsNameFunctor() );
+    expectPair( LiTimeCodeCustom( LiTimeCodeCustom::Args( fast ) ), 120 * 86400 - 1,
+                "119:59:59:023" );
 }
 
 } // namespace
