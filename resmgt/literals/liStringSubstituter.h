@@ -26,9 +26,10 @@ public:
     static void initialize();
     static void finalize();
 
-    /// Registers a handler for whatever stands between "<" and ">" and is no pattern: it is called
-    /// with that, brackets included, and leaves what it doesn't know as it is. The first registered
-    /// that knows it counts. The handler must live until it is unregistered.
+    /// Registers a handler for whatever stands between "<" and the next ">", without a "<", and is
+    /// no pattern: it is called with that, brackets included, and leaves what it doesn't know as it
+    /// is. The first registered that knows it counts. The handler must live until it is
+    /// unregistered.
     static void registerPatternHandler( CbHandler<std::string>* handler );
     static void unregisterPatternHandler( const CbHandler<std::string>* handler );
     /// Several patterns may share a handler. An empty pattern is an assertion.

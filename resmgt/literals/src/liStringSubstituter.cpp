@@ -118,9 +118,12 @@ namespace {
 /// what it stands for.
 bool askHandlers( const Registry& registry, std::string_view text, std::size_t& length,
                   std::string& value ) {
-    const std::size_t end =
-        text[0] == '<' && !registry._handlers.empty() ? text.find( '>' ) : std::string_view::npos;
-    if( end == std::string_view::npos ) {
+    if( text[0] != '<' || registry._handlers.empty() ) {
+        return false;
+    }
+    // No further than to the next bracket of either kind: many that open cost no more than others.
+    const std::size_t end = text.find_first_of( "<>", 1 );
+    if( end == std::string_view::npos || text[end] != '>' ) {
         return false;
     }
     const std::string_view bracketed = text.substr( 0, end + 1 );

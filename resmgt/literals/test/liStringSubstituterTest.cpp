@@ -74,7 +74,7 @@ TEST_F( LiStringSubstituterTest, ExpandsInOnePassTheLongestPatternFirst ) {
         { "<Colour", "<Colour" },
         { "<Unknown> <Nothing>", "<Unknown> <Nothing>" },
         { "<Nb:17><Nb:>", "17" },
-        { "<Nb:<Colour>>", "<Colour>" },
+        { "<Nb:<Colour>>", "<Nb:blue>" },
         { "<Shx", "ownx" },
     };
     for( const auto& c : cases ) {
