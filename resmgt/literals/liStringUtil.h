@@ -53,8 +53,8 @@ public:
     static unsigned long long convertToULongW( const std::wstring& text );
     static float convertToFloatW( const std::wstring& text );
     static double convertToDoubleW( const std::wstring& text );
-    /// "30000/1001", kept as it is, or a decimal number such as "29.97", as a fraction in lowest
-    /// terms. White space and errors as above.
+    /// "30000/1001", kept as it is, or a decimal number such as "29.97", as the nearest fraction,
+    /// which may be 0, in lowest terms. White space and errors as above.
     static Rational convertToRational( const std::string& text );
 
     static std::string toLowerCase( std::string text );

@@ -184,7 +184,9 @@ LiRateRegistry::registerRate( const char* enumName, const char* shortName, const
     imp->computedRate = product( enumName, imp->baseFactorRate, timePullRate );
     imp->standardRate = standardRate;
     imp->numericName = nameFunctor( imp->computedRate );
-    return _entries.emplace_back( imp.release() );
+    const Entry entry( imp.release() );
+    _entries.push_back( entry );
+    return entry;
 }
 
 LiRateRegistry::ConstIterator LiRateRegistry::find( const char* enumName ) const {
