@@ -65,6 +65,7 @@ public:
 
     int getPriority() const override { return Source::getPriority(); }
     InContextAliasBase* clone() const override { return new InContextAlias( *this ); }
+    const char* getSourceString() const override { return initSourceString(); }
     void lookUp() override { Source::initialize( *this ); }
     /// The source's name, for dumps.
     static const char* initSourceString() noexcept { return Source::getSourceString(); }

@@ -21,12 +21,18 @@ public:
     InContextAliasBase& operator=( const InContextAliasBase& ) = delete;
     virtual ~InContextAliasBase();
 
+    /// Sources with a higher priority speak for one run of the program alone, as its command line
+    /// and its environment do; the others for all runs.
+    static constexpr int HIGHEST_LASTING_PRIORITY = 5;
+
     /// What the value stands under in its source.
     virtual const char* getKey() const;
-    /// Where a source stands that isn't named by the variable: before those with a lower number.
+    /// By which a source is put among others that the variable doesn't name: see InVariableBase.
     virtual int getPriority() const = 0;
     /// A new copy with this object's dynamic type, owned by the caller.
     virtual InContextAliasBase* clone() const = 0;
+    /// The source's name, such as "InInitEnv".
+    virtual const char* getSourceString() const = 0;
     /// Looks the value up, and calls `initialize` with it.
     virtual void lookUp() = 0;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/containers/vector.h>
 #include <base/init/inContextAliasBase.h>
 
 #include <initializer_list>
@@ -13,9 +14,10 @@ class InPackageInitBase;
 
 /// A configuration variable without its type.
 ///
-/// Sources:  the aliases that the variable names, in that order; the first with a value wins. An
-///           alias that a builder makes stands before the first named one with a lower priority:
-///           behind the command line and the environment, before a built-in default.
+/// Sources:  the aliases that the variable names, in that order; the first with a value wins. Those
+///           that builders make stand together, the one with the highest priority first, before the
+///           first named one with a lasting priority: behind the command line and the environment,
+///           before the registry and a built-in default.
 /// Bad text: a value that isn't of the variable's type is reported through Trace, with variable,
 ///           source and text, and passed over: the next source is tried.
 /// Lifetime: between construction and the start of its package a variable isn't valid; the package
@@ -29,9 +31,15 @@ public:
 
     const char* getKey() const noexcept { return _key; }
     /// Whether a source had a value.
-    bool isValid() const noexcept { return _isValid; }
-    /// Asks the sources; the frame calls it before the package's `initializePackage`. Each start
-    /// asks anew.
+    bool isValid() const noexcept { return _origin != nullptr; }
+    /// The source that gave the value; null when there is none. It stays until the next `resolve`,
+    /// as do those below.
+    const InContextAliasBase* getOrigin() const noexcept { return _origin; }
+    /// All sources in the order in which they count; each tells whether it has a value. One with a
+    /// value before the origin has a malformed one. Empty before the first `resolve`.
+    const Vector<const InContextAliasBase*>& getSources() const noexcept { return _sources; }
+    /// Asks all sources; the frame calls it before the package's `initializePackage`. Each start
+    /// asks anew. When a source raises, the variable isn't valid.
     void resolve();
 
     /// Builders serve the variables that are resolved from now on. They stay the caller's, who
@@ -58,14 +66,16 @@ protected:
 private:
     using Aliases = std::vector<std::unique_ptr<InContextAliasBase>>;
 
+    void orderSources();
     Aliases buildAliases() const;
-    bool takeValue( InContextAliasBase& alias );
+    bool takeValue( const InContextAliasBase& alias );
 
     const char* const _key;
     InPackageInitBase& _package;
     Aliases _namedAliases;
     Aliases _builtAliases;
-    bool _isValid = false;
+    Vector<const InContextAliasBase*> _sources;
+    const InContextAliasBase* _origin = nullptr;
 };
 
 } // namespace Qv

@@ -1,15 +1,21 @@
 #include <base/failure/assertions.h>
 #include <base/failure/src/exStack.h>
+#include <base/init/inUtils.h>
 #include <base/init/inVariableBase.h>
+#include <base/init/src/inAliasDump.h>
 #include <base/init/src/inPackageFrame.h>
 #include <base/ownership/ownershipDelete.h>
+#include <base/trace/traceManager.h>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 
 namespace Qv {
 
 namespace {
+
+constexpr unsigned int DUMP_SOURCES_BIT = 2;
 
 /// Depth-first walk of the dependency graph; a package comes behind all that it depends on.
 class DependencyWalk {
@@ -84,6 +90,11 @@ void InPackageFrame::start() {
         for( InPackageInit* const package : order ) {
             startPackage( *package );
             _startedPackages.push_back( package );
+        }
+        if( InUtils::isDebuggingEnabled( DUMP_SOURCES_BIT ) ) {
+            std::ostringstream text;
+            dumpAliases( text, _startedPackages );
+            TraceManager::getInstance().getTrace().log( text, QV_HERE );
         }
     } catch( ... ) {
         stop();

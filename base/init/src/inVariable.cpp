@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <functional>
 #include <sstream>
 #include <string_view>
 
@@ -20,6 +21,7 @@ public:
 
     int getPriority() const override { return 0; }
     InContextAliasBase* clone() const override { return new NoAlias( *this ); }
+    const char* getSourceString() const override { return "none"; }
     void lookUp() override { initialize( nullptr ); }
 };
 
@@ -124,28 +126,38 @@ InVariableBase::~InVariableBase() {
 }
 
 void InVariableBase::resolve() {
-    _isValid = false;
+    _origin = nullptr;
     resetValue();
+    _sources.clear();
     // The former ones must be gone first: a source may track its keys.
     _builtAliases.clear();
     _builtAliases = buildAliases();
+    for( const Aliases& aliases : { std::cref( _namedAliases ), std::cref( _builtAliases ) } ) {
+        for( const auto& alias : aliases ) {
+            alias->finalize();
+            alias->lookUp();
+        }
+    }
+    orderSources();
+    const auto found = std::ranges::find_if(
+        _sources, [this]( const InContextAliasBase* alias ) { return takeValue( *alias ); } );
+    _origin = found != _sources.end() ? *found : nullptr;
+}
 
-    std::vector<InContextAliasBase*> order;
+void InVariableBase::orderSources() {
     for( const auto& alias : _namedAliases ) {
-        order.push_back( alias.get() );
+        _sources.push_back( alias.get() );
     }
+    const auto place = std::ranges::find_if( _sources, []( const InContextAliasBase* alias ) {
+        return alias->getPriority() <= InContextAliasBase::HIGHEST_LASTING_PRIORITY;
+    } );
+    const auto begin = place - _sources.begin();
+    auto end = begin;
     for( const auto& alias : _builtAliases ) {
-        order.insert( std::ranges::find_if( order,
-                                            [&]( const InContextAliasBase* other ) {
-                                                return other->getPriority() < alias->getPriority();
-                                            } ),
-                      alias.get() );
+        _sources.insert( _sources.begin() + end++, alias.get() );
     }
-    for( InContextAliasBase* const alias : order ) {
-        alias->finalize();
-    }
-    _isValid = std::ranges::any_of(
-        order, [this]( InContextAliasBase* alias ) { return takeValue( *alias ); } );
+    std::ranges::stable_sort( _sources.begin() + begin, _sources.begin() + end, std::greater(),
+                              &InContextAliasBase::getPriority );
 }
 
 InVariableBase::Aliases InVariableBase::buildAliases() const {
@@ -161,8 +173,7 @@ InVariableBase::Aliases InVariableBase::buildAliases() const {
     return aliases;
 }
 
-bool InVariableBase::takeValue( InContextAliasBase& alias ) {
-    alias.lookUp();
+bool InVariableBase::takeValue( const InContextAliasBase& alias ) {
     if( !alias.isValid() ) {
         return false;
     }

@@ -6,6 +6,7 @@
 #include <base/init/inInit.h>
 #include <base/init/inInitGuard.h>
 #include <base/init/inVariable.h>
+#include <base/init/src/inAliasDump.h>
 #include <base/init/src/inPackageFrame.h>
 #include <tests/support/scopedEnvironment.h>
 
@@ -16,6 +17,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -124,8 +126,10 @@ struct FileSource {
         return instance;
     }
 };
+using Fallback = FileSource<0>;
 using AppFile = FileSource<2>;
 using UserFile = FileSource<3>;
+using Registry = FileSource<5>;
 
 template <class Source>
 class FileBuilder : public InContextAliasBuilder {
@@ -281,29 +285,90 @@ protected:
     FileBuilder<UserFile> _userBuilder;
 };
 
-TEST_F( InVariableBuilderTest, BuiltSourcesStandBetweenTheEnvironmentAndTheDefault ) {
-    InVariable<const char*> variable( "ombra::test::dir", _package,
+TEST_F( InVariableBuilderTest, OfAnySourcesWithAValueTheOneClosestToThePersonWins ) {
+    const ArgAlias arg( "dir:", "" );
+    InVariable<const char*> variable( "ombra::test::dir", _package, arg,
                                       EnvAlias( "QV_TEST_DIR_VALUE", "" ),
-                                      DefAlias( "default", "" ) );
-    const auto resolved = [&] {
+                                      InContextAlias<Registry, 0>( "ombra::test::dir", "" ),
+                                      InContextAlias<Fallback, 0>( "ombra::test::dir", "" ) );
+    const char* const names[] = { "arg", "env", "user", "app", "registry", "fallback" };
+    for( unsigned int set = 0; set < 64; ++set ) {
+        const auto valueOf = [&]( unsigned int source ) {
+            return ( set >> source & 1U ) != 0 ? names[source] : nullptr;
+        };
+        const CommandLine line( valueOf( 0 ) ? std::vector{ "dir:arg" }
+                                             : std::vector<const char*>() );
+        const ScopedEnvironment environment = valueOf( 1 )
+                                                  ? ScopedEnvironment( "QV_TEST_DIR_VALUE", "env" )
+                                                  : ScopedEnvironment( "QV_TEST_DIR_VALUE" );
+        const auto setFile = [&]( auto& values, unsigned int source ) {
+            values.clear();
+            if( valueOf( source ) ) {
+                values[variable.getKey()] = valueOf( source );
+            }
+        };
+        setFile( UserFile::values(), 2 );
+        setFile( AppFile::values(), 3 );
+        setFile( Registry::values(), 4 );
+        setFile( Fallback::values(), 5 );
         variable.resolve();
-        return std::string( variable.getValue() );
-    };
-    EXPECT_EQ( resolved(), "default" );
-    AppFile::values()["ombra::test::dir"] = "app";
-    EXPECT_EQ( resolved(), "app" );
-    UserFile::values()["ombra::test::dir"] = "user";
-    EXPECT_EQ( resolved(), "user" );
-    {
-        const ScopedEnvironment environment( "QV_TEST_DIR_VALUE", "env" );
-        EXPECT_EQ( resolved(), "env" );
+
+        const InContextAliasBase* expectedOrigin = nullptr;
+        ASSERT_EQ( variable.getSources().size(), 6U );
+        for( unsigned int i = 0; i < 6; ++i ) {
+            const InContextAliasBase* const source = variable.getSources()[i];
+            EXPECT_STREQ( source->getValue(), valueOf( i ) );
+            expectedOrigin = !expectedOrigin && valueOf( i ) ? source : expectedOrigin;
+        }
+        EXPECT_EQ( variable.getOrigin(), expectedOrigin );
+        EXPECT_STREQ( variable.getValue(), expectedOrigin ? expectedOrigin->getValue() : nullptr );
     }
-    resolved();
+}
+
+TEST_F( InVariableBuilderTest, BuildersServeUntilTheyAreGoneAndAValueUntilTheNextResolution ) {
+    InVariable<const char*> variable( "ombra::test::dir", _package );
+    UserFile::values()["ombra::test::dir"] = "user";
+    AppFile::values()["ombra::test::dir"] = "app";
+    variable.resolve();
     InVariableBase::unregisterUserContextAliasBuilders();
-    EXPECT_STREQ( variable.getValue(), "user" ) << "a value lasts until the next resolution";
-    EXPECT_EQ( resolved(), "app" );
+    EXPECT_STREQ( variable.getValue(), "user" );
+    variable.resolve();
+    EXPECT_STREQ( variable.getValue(), "app" );
     InVariableBase::unregisterAppContextAliasBuilders();
-    EXPECT_EQ( resolved(), "default" );
+    variable.resolve();
+    EXPECT_FALSE( variable.isValid() );
+}
+
+TEST_F( InVariableBuilderTest, ASecondVariableWithTheSameKeyIsRefusedAndHasNoValue ) {
+    UserFile::values()["ombra::test::dir"] = "user";
+    InVariable<const char*> first( "ombra::test::dir", _package );
+    InVariable<const char*> second( "ombra::test::dir", _package, DefAlias( "default", "" ) );
+    first.resolve();
+    EXPECT_THROW( second.resolve(), InEx::ExContextAliasAlreadyDefined );
+    EXPECT_FALSE( second.isValid() );
+    EXPECT_STREQ( first.getValue(), "user" );
+}
+
+TEST_F( InVariableTest, TheDumpTellsWhatEachSourceHoldsAndWhichOneCounts ) {
+    InVariable<int> variable( "ombra::test::number", _package,
+                              EnvAlias( "QV_TEST_NUMBER", "A number" ), DefAlias( "3", "Three" ) );
+    for( const bool isSet : { false, true } ) {
+        const ScopedEnvironment environment = isSet ? ScopedEnvironment( "QV_TEST_NUMBER", "7" )
+                                                    : ScopedEnvironment( "QV_TEST_NUMBER" );
+        variable.resolve();
+        std::ostringstream text;
+        dumpAliases( text, { &_package } );
+        const std::string env = std::string( "Context aliases of type: : InInitEnv\n"
+                                             "Key             : QV_TEST_NUMBER\n"
+                                             "     Description: A number\n"
+                                             "     Value      : " ) +
+                                ( isSet ? "7" : "(uninitialized)" ) +
+                                "\n     Variable   : ombra::test::number" +
+                                ( isSet ? ", which takes it" : "" ) + "\n----\n";
+        EXPECT_THAT( text.str(), ::testing::StartsWith( env ) );
+        EXPECT_THAT( text.str(),
+                     HasSubstr( isSet ? "number\n----" : "number, which takes it\n----" ) );
+    }
 }
 
 TEST( InContextAliasTest, ATrackedKeyIsTakenUntilItsLastCopyDies ) {
