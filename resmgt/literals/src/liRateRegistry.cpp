@@ -123,8 +123,9 @@ LiRateRegistry& LiRateRegistry::getInstance() {
 
 void LiRateRegistry::initialize() {
     QV_ASSERT_TEXT( globalReg.isNull(), "! globalReg" );
-    globalReg.reset( new LiRateRegistry );
-    QV_ASSERT( globalReg->begin() == globalReg->end() );
+    OPtr<LiRateRegistry> registry( new LiRateRegistry );
+    QV_ASSERT_TEXT( registry->begin() == registry->end(),
+                    "globalReg->begin() == globalReg->end()" );
     const FpsNameFunctor fpsName;
     const HzNameFunctor hzName;
     for( const KnownRate& rate : knownRates ) {
@@ -134,13 +135,14 @@ void LiRateRegistry::initialize() {
         }
         const Rational base( rate.base, 1 );
         if( rate.standard == NONE ) {
-            globalReg->registerRate( rate.enumName, rate.shortName, rate.description, base,
-                                     rate.timePull, rate.factor, *name );
+            registry->registerRate( rate.enumName, rate.shortName, rate.description, base,
+                                    rate.timePull, rate.factor, *name );
         } else {
-            globalReg->registerRate( rate.enumName, rate.shortName, rate.description, base,
-                                     rate.timePull, rate.factor, *name, rate.standard );
+            registry->registerRate( rate.enumName, rate.shortName, rate.description, base,
+                                    rate.timePull, rate.factor, *name, rate.standard );
         }
     }
+    globalReg = registry;
 }
 
 void LiRateRegistry::finalize() {

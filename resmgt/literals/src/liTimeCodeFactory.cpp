@@ -69,10 +69,11 @@ LiTimeCodeFactory& LiTimeCodeFactory::getInstance() {
 
 void LiTimeCodeFactory::initialize() {
     QV_ASSERT_TEXT( tcFactory.isNull(), "tcFactory == 0" );
-    tcFactory.reset( new LiTimeCodeFactory );
+    OPtr<LiTimeCodeFactory> factory( new LiTimeCodeFactory );
     for( const BuiltInFormat& format : builtInFormats ) {
-        tcFactory->add( createBuiltIn( format ) );
+        factory->add( createBuiltIn( format ) );
     }
+    tcFactory = factory;
 }
 
 void LiTimeCodeFactory::finalize() {

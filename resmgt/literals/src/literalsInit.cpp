@@ -23,7 +23,12 @@ void InInit<QvInit::literals>::initializePackage() {
     LiStringSubstituter::initialize();
     LiStringUtil::initialize();
     LiRateRegistry::initialize();
-    LiTimeCodeFactory::initialize();
+    try {
+        LiTimeCodeFactory::initialize();
+    } catch( ... ) {
+        LiRateRegistry::finalize();
+        throw;
+    }
 }
 
 template <>

@@ -1,6 +1,9 @@
 #include <base/failure/exStandard.h>
+#include <base/init/src/inPackageFrame.h>
 #include <resmgt/literals/liEx.h>
 #include <resmgt/literals/liRateRegistry.h>
+#include <resmgt/literals/liTimeCodeFactory.h>
+#include <tests/support/failingNew.h>
 
 #include <gmock/gmock.h>
 
@@ -160,6 +163,27 @@ TEST( LiRateRegistry, ARateThatCannotBeOneIsRefusedByItsName ) {
         }
     }
     EXPECT_TRUE( rates.begin() == rates.end() );
+}
+
+TEST( LiRateRegistry, APackageStartThatLacksMemoryCanBeTriedAgain ) {
+    InPackageInit& package = *InPackageFrame::getInstance().getStartedPackages().back();
+    ASSERT_STREQ( package.getName(), "literals" );
+    package.finalizePackage();
+    int nbFailed = 0;
+    for( bool isStarted = false; !isStarted; ) {
+        try {
+            const FailingNew failing( nbFailed );
+            package.initializePackage();
+            isStarted = true;
+        } catch( const std::bad_alloc& ) {
+            ++nbFailed;
+        }
+    }
+    EXPECT_GT( nbFailed, 100 ) << "rates and formats take memory";
+    EXPECT_EQ( registry().end() - registry().begin(), std::ssize( publishedRates ) );
+    EXPECT_EQ( std::distance( LiTimeCodeFactory::getInstance().begin(),
+                              LiTimeCodeFactory::getInstance().end() ),
+               14 );
 }
 
 } // namespace
