@@ -36,55 +36,6 @@ RCShdPtr<LiTimeCode> format( const std::string& name ) {
     return RCShdPtr<LiTimeCode>( new LiTimeCodePositiveNb );
 }
 
-// Counts as a clock of timecode does, label by label, and leaves out what the rule of drop-frame
-// says: the first labels of each minute that isn't a tenth one.
-class SlowCounter {
-public:
-    SlowCounter( int framesPerSecond, int dropped, const char* separators, int width )
-        : _framesPerSecond( framesPerSecond )
-        , _dropped( dropped )
-        , _separators( separators )
-        , _width( width ) {}
-
-    void advance() {
-        if( ++frames < _framesPerSecond ) {
-            return;
-        }
-        frames = 0;
-        if( ++seconds < 60 ) {
-            return;
-        }
-        seconds = 0;
-        ++minutes;
-        if( minutes == 60 ) {
-            minutes = 0;
-            ++hours;
-        }
-        if( minutes % 10 != 0 ) {
-            frames = _dropped;
-            nbDropped += _dropped;
-        }
-    }
-    std::string text() const {
-        char result[32];
-        std::snprintf( result, sizeof( result ), "%02d%c%02d%c%02d%c%0*d", hours, _separators[0],
-                       minutes, _separators[1], seconds, _separators[2], _width, frames );
-        return result;
-    }
-
-    int hours = 0;
-    int minutes = 0;
-    int seconds = 0;
-    int frames = 0;
-    std::int64_t nbDropped = 0;
-
-private:
-    int _framesPerSecond;
-    int _dropped;
-    const char* _separators;
-    int _width;
-};
-
 struct KnownFormat {
     const char* name;
     const char* shortName;
@@ -112,6 +63,40 @@ const KnownFormat knownFormats[] = {
     { "96000 Hz", "96KHz", 96000, 0, ":::", 5, 8294400000 },
 };
 
+// Counts as a clock of timecode does, label by label, and leaves out what the rule of drop-frame
+// says: the first labels of each minute that isn't a tenth one.
+class SlowCounter {
+public:
+    explicit SlowCounter( const KnownFormat& format )
+        : _format( format ) {}
+
+    void advance() {
+        if( ++_frames < _format.framesPerSecond ) {
+            return;
+        }
+        _frames = 0;
+        if( ++_seconds % 60 == 0 && _seconds / 60 % 10 != 0 ) {
+            _frames = _format.dropped;
+            nbDropped += _format.dropped;
+        }
+    }
+    std::string text() const {
+        const char* const separators = _format.separators;
+        char result[32];
+        std::snprintf( result, sizeof( result ), "%02d%c%02d%c%02d%c%0*d", _seconds / 3600,
+                       separators[0], _seconds / 60 % 60, separators[1], _seconds % 60,
+                       separators[2], _format.width, _frames );
+        return result;
+    }
+
+    std::int64_t nbDropped = 0;
+
+private:
+    const KnownFormat& _format;
+    int _seconds = 0;
+    int _frames = 0;
+};
+
 // A time and its label must lead to each other.
 void expectPair( const LiTimeCode& code, std::int64_t frame, const std::string& label ) {
     ASSERT_EQ( code.generate( DtTimeIndex( frame ) ), label ) << code.getName() << ' ' << frame;
@@ -121,7 +106,7 @@ void expectPair( const LiTimeCode& code, std::int64_t frame, const std::string& 
 TEST( LiTimeCode, EveryFrameOfADayHasTheLabelThatASlowCounterCounts ) {
     for( const KnownFormat& known : knownFormats ) {
         const RCShdPtr<LiTimeCode> code = format( known.name );
-        SlowCounter counter( known.framesPerSecond, known.dropped, known.separators, known.width );
+        SlowCounter counter( known );
         // Of sound, the first minute: a day would take too long.
         const bool isSound = known.width == 5;
         const std::int64_t end = isSound ? 61 * known.framesPerSecond : known.framesPerDay;
