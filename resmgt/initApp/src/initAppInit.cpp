@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/initApp/inInitAppInitFile.h>
 #include <resmgt/initApp/initAppPackage.h>
 #include <resmgt/initInstallDir/initInstallDirPackage.h>
 #include <resmgt/initVars/initVarsPackage.h>
@@ -14,6 +15,23 @@ InInit<QvInit::initApp>::InInit()
     addDependency( InInit<QvInit::initVars>::getType() );
     addDependency( InInit<QvInit::osal>::getType() );
     addDependency( InInit<QvInit::base>::getType() );
+}
+
+namespace {
+
+InContextAliasAppInitFileBuilder builder;
+
+} // namespace
+
+template <>
+void InInit<QvInit::initApp>::initializePackage() {
+    InVariableBase::registerAppContextAliasBuilders( &builder );
+}
+
+template <>
+void InInit<QvInit::initApp>::finalizePackage() {
+    InVariableBase::unregisterAppContextAliasBuilders();
+    InInitAppInitFile::get().finalize();
 }
 
 namespace {

@@ -1,8 +1,11 @@
+#include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
 #include <resmgt/initApp/initAppPackage.h>
 #include <resmgt/initConfig/initConfigPackage.h>
+#include <resmgt/initConfig/src/deploymentVariables.h>
 #include <resmgt/initInstallDir/initInstallDirPackage.h>
 #include <resmgt/initVars/initVarsPackage.h>
+#include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osalPackage.h>
 
 namespace Qv {
@@ -20,8 +23,41 @@ InInit<QvInit::initConfig>::InInit()
 
 namespace {
 
+/// The directory for temporary files, as it is when packages start.
+struct TempDir {
+    static constexpr int getPriority() noexcept { return 0; }
+    static constexpr const char* getSourceString() noexcept { return "TempDir"; }
+    static void initialize( InContextAliasBase& alias ) {
+        alias.initialize( OsFilePath::getTempDir().getChars() );
+    }
+};
+
 InInit<QvInit::initConfig> package;
 
+const InContextAlias<InInitEnv, 0> resourcesDirEnv( "QV_RESOURCES_DIR", "Resources directory." );
+const InVariable<const char*> resourcesDir( "ombra::deployment::resourcesDir", package,
+                                            resourcesDirEnv );
+
+const InContextAlias<InInitEnv, 0> outputDirEnv( "QV_OUTPUT_DIR", "Output directory." );
+const InContextAlias<TempDir, 0> outputDirDefault( "default", "Default output directory." );
+const InVariable<const char*> outputDir( "ombra::deployment::outputDir", package, outputDirEnv,
+                                         outputDirDefault );
+
+const InContextAlias<InInitEnv, 0> pythonExecEnv( "QV_PYTHON_EXEC", "Python executable." );
+const InVariable<const char*> pythonExec( "ombra::deployment::pythonExec", package, pythonExecEnv );
+
 } // namespace
+
+const InVariable<const char*>& getResourcesDirVariable() noexcept {
+    return resourcesDir;
+}
+
+const InVariable<const char*>& getOutputDirVariable() noexcept {
+    return outputDir;
+}
+
+const InVariable<const char*>& getPythonExecVariable() noexcept {
+    return pythonExec;
+}
 
 } // namespace Qv

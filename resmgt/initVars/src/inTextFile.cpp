@@ -131,11 +131,11 @@ OsFilePath getBackupPath( const OsFilePath& path ) {
 /// A file on its way from its former content to a new one.
 class FileReplacement {
 public:
-    explicit FileReplacement( const char* file )
+    FileReplacement( const char* file, bool isThere )
         : _file( file )
         , _path( file )
         , _backup( getBackupPath( _path ) )
-        , _isReplaced( OsFsUtils::isFile( _path ) ) {}
+        , _isReplaced( isThere ) {}
 
     void run( const std::string& text );
 
@@ -149,6 +149,7 @@ private:
     const OsFilePath _path;
     const OsFilePath _backup;
     const bool _isReplaced;
+    bool _isMade = false;
     OsFileTypes::Permissions _permissions{ 3, 3, 3 };
 };
 
@@ -178,6 +179,11 @@ void FileReplacement::moveToBackup() {
 void FileReplacement::write( const std::string& text ) {
     std::optional<OsFileWriter> writer;
     try {
+        if( !_isReplaced ) {
+            // One that only couldn't be asked for mustn't be overwritten.
+            OsFsUtils::createFile( _path, _permissions, true );
+            _isMade = true;
+        }
         writer.emplace( _path, _permissions, true, false );
     } catch( const ExBase& failure ) {
         throw InTextFileEx::ExCannotOpen( QV_HERE, _file, restore( failure.getReason() ).c_str() );
@@ -209,10 +215,10 @@ std::string FileReplacement::restore( const char* reason ) {
     try {
         if( _isReplaced ) {
             OsFile( _backup ).renameTo( _path );
-        } else if( OsFsUtils::isFile( _path ) ) {
+        } else if( _isMade ) {
             OsFsUtils::deleteFile( _path );
         }
-        return text + "the file is as it was";
+        return text + ( _isReplaced ? "the file is as it was" : "nothing is written" );
     } catch( const ExBase& ) {
         return text + ( _isReplaced ? "its former content is in " + _backup.toString()
                                     : "what is there of it isn't complete" );
@@ -241,11 +247,12 @@ void InTextFile::readNameValuePair( const char* file, HashMap<std::string, std::
 void InTextFile::writeNameValuePair( const char* file,
                                      const HashMap<std::string, std::string>& map ) {
     NewText text( file, map );
-    if( OsFsUtils::isFile( file ) ) {
+    const bool isThere = OsFsUtils::isFile( file );
+    if( isThere ) {
         text.rewrite();
     }
     text.addMissing();
-    FileReplacement( file ).run( text.get() );
+    FileReplacement( file, isThere ).run( text.get() );
 }
 
 } // namespace Qv

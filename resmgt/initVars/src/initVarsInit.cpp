@@ -1,6 +1,9 @@
+#include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
 #include <resmgt/initVars/envVarRegistry.h>
+#include <resmgt/initVars/inInitUserInitFile.h>
 #include <resmgt/initVars/initVarsPackage.h>
+#include <resmgt/initVars/src/initVarsVariables.h>
 #include <resmgt/osSupport/osSupportPackage.h>
 #include <resmgt/osal/osalPackage.h>
 
@@ -15,13 +18,22 @@ InInit<QvInit::initVars>::InInit()
     addDependency( InInit<QvInit::base>::getType() );
 }
 
+namespace {
+
+InContextAliasUserInitFileBuilder builder;
+
+} // namespace
+
 template <>
 void InInit<QvInit::initVars>::initializePackage() {
     EnvVarRegistry::initialize();
+    InVariableBase::registerUserContextAliasBuilders( &builder );
 }
 
 template <>
 void InInit<QvInit::initVars>::finalizePackage() {
+    InVariableBase::unregisterUserContextAliasBuilders();
+    InInitUserInitFile::get().finalize();
     EnvVarRegistry::finalize();
 }
 
@@ -29,6 +41,16 @@ namespace {
 
 InInit<QvInit::initVars> package;
 
+const InContextAlias<InInitArg, 1> userInitFileArg( "init:", "User initialization file." );
+const InContextAlias<InInitEnv, 0> userInitFileEnv( USER_INIT_FILE_ENV,
+                                                    "User initialization file." );
+const InVariable<const char*> userInitFile( "ombra::deployment::userInitFile", package,
+                                            userInitFileArg, userInitFileEnv );
+
 } // namespace
+
+const InVariable<const char*>& getUserInitFileVariable() noexcept {
+    return userInitFile;
+}
 
 } // namespace Qv

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <resmgt/osal/osFilePath.h>
+
+namespace Qv {
+
+/// Where the resources stand that are installed with these libraries, seen from the file that holds
+/// this code; empty when that can't be told.
+OsFilePath getInstalledResourcesDir();
+
+} // namespace Qv

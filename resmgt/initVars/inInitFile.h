@@ -1,0 +1,46 @@
+#pragma once
+
+#include <base/containers/hashMap.h>
+#include <resmgt/osal/osFilePath.h>
+
+#include <string>
+
+namespace Qv {
+
+/// An init file in memory, and what all init files have in common. docs/settings.md tells where
+/// they are and how they are written.
+///
+/// Threads: the setter is for the application's start, before the packages'; the rest any.
+class QV_RESMGT_API InInitFile {
+public:
+    /// Reads the file; one that doesn't exist, or an empty path, gives an empty one.
+    ///
+    /// Errors: those of InTextFile::readNameValuePair.
+    explicit InInitFile( const OsFilePath& path );
+
+    const OsFilePath& getPath() const noexcept { return _path; }
+    /// Null when the file doesn't have `name`. Lives as long as this object.
+    const char* getValue( const char* name ) const;
+
+    /// "@ombra.ini".
+    static OsFilePath getInitFileBaseName();
+    /// In the user's documents: "ombra", and in it the release of the application.
+    ///
+    /// Errors: OsFileEx::ExHomeNotDefined.
+    static OsFilePath getDefaultUserInitFileDir();
+    /// The environment variable QV_USER_INIT_FILE, the empty text too, which means that there is
+    /// none; else the variable ombra::deployment::userInitFile; else the base name in the default
+    /// directory.
+    ///
+    /// Errors: OsFileEx::ExHomeNotDefined, in the last case.
+    static OsFilePath getUserInitFilePath();
+    /// Whether `getUserInitFilePath` passes over the environment, be it directly or through the
+    /// variable. Not at first.
+    static void setIgnoresEnvironment( bool ignores ) noexcept;
+
+private:
+    OsFilePath _path;
+    HashMap<std::string, std::string> _values;
+};
+
+} // namespace Qv
