@@ -23,6 +23,7 @@
 #include <resmgt/profiling/profilingPackage.h>
 #include <resmgt/random/randomPackage.h>
 #include <resmgt/resmgtLib/resmgtPackage.h>
+#include <resmgt/resmgtLib/src/substitutionPatterns.h>
 #include <resmgt/rtti/rttiPackage.h>
 #include <resmgt/testing/testingPackage.h>
 #include <resmgt/threadExtensions/threadExtensionsPackage.h>
@@ -94,6 +95,12 @@ public:
 template <>
 void InInit<QvInit::resmgt>::initializePackage() {
     InBuildInfoUtil::registerInfo( OPtr<InBuildInfo>( new LibraryBuildInfo ) );
+    SubstitutionPatterns::registerAll();
+}
+
+template <>
+void InInit<QvInit::resmgt>::finalizePackage() {
+    SubstitutionPatterns::unregisterAll();
 }
 
 namespace {
