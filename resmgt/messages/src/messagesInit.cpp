@@ -3,6 +3,7 @@
 #include <resmgt/initVars/initVarsPackage.h>
 #include <resmgt/logger/loggerPackage.h>
 #include <resmgt/messages/messagesPackage.h>
+#include <resmgt/messages/msgServer.h>
 #include <resmgt/osSupport/osSupportPackage.h>
 #include <resmgt/osal/osalPackage.h>
 
@@ -18,6 +19,16 @@ InInit<QvInit::messages>::InInit()
     addDependency( InInit<QvInit::initVars>::getType() );
     addDependency( InInit<QvInit::initConfig>::getType() );
     addDependency( InInit<QvInit::base>::getType() );
+}
+
+template <>
+void InInit<QvInit::messages>::initializePackage() {
+    MsgServer::initialize();
+}
+
+template <>
+void InInit<QvInit::messages>::finalizePackage() {
+    MsgServer::finalize();
 }
 
 namespace {

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <base/containers/hashMap.h>
+#include <resmgt/osal/osFilePath.h>
+#include <resmgt/resmgtApi.h>
+
+#include <string>
+
+namespace Qv {
+
+class MsgServerImp;
+
+/// Makes a message file the server's current one until scope exit, when the former one is again.
+///
+/// Errors:  a file that is missing or malformed raises what InTextFile raises; nothing changes.
+/// Threads: the guards that stand at one time belong to one thread.
+/// Cost:    the file is read, once, by the constructor.
+class QV_RESMGT_API MsgFileGuard {
+public:
+    /// `fileName` is relative to the server's directory.
+    explicit MsgFileGuard( const char* fileName );
+    MsgFileGuard( const MsgFileGuard& ) = delete;
+    MsgFileGuard& operator=( const MsgFileGuard& ) = delete;
+    ~MsgFileGuard();
+
+private:
+    friend class MsgServerImp;
+
+    MsgServerImp& _server;
+    const OsFilePath _path;
+    HashMap<std::string, std::string> _texts;
+    const MsgFileGuard* _formerGuard;
+};
+
+} // namespace Qv

@@ -1,0 +1,42 @@
+#include <resmgt/messages/msgServer.h>
+
+#include <resmgt/messages/src/msgServerImp.h>
+
+#include <utility>
+
+namespace Qv {
+
+namespace {
+
+/// Messages may have to be told before any constructor has run, so neither needs one.
+constinit const LkLock instanceLock( "MsgServer" );
+constinit MsgServerImp* instance QV_GUARDED_BY( instanceLock ) = nullptr;
+
+} // namespace
+
+MsgServer::MsgServer() = default;
+
+MsgServer::~MsgServer() = default;
+
+MsgServerImp& MsgServerImp::getImp() {
+    const LkGuard guard( instanceLock );
+    if( instance == nullptr ) {
+        instance = new MsgServerImp;
+    }
+    return *instance;
+}
+
+void MsgServer::initialize() {
+    MsgServerImp::getImp();
+}
+
+MsgServer& MsgServer::getInstance() {
+    return MsgServerImp::getImp();
+}
+
+void MsgServer::finalize() {
+    const LkGuard guard( instanceLock );
+    delete std::exchange( instance, nullptr );
+}
+
+} // namespace Qv

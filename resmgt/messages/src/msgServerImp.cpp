@@ -1,0 +1,86 @@
+#include <resmgt/messages/src/msgServerImp.h>
+
+#include <base/failure/assertions.h>
+#include <resmgt/initConfig/inPaths.h>
+#include <resmgt/messages/msgFileGuard.h>
+#include <resmgt/messages/msgManager.h>
+#include <resmgt/messages/msgSubscription.h>
+#include <resmgt/messages/src/msgLog.h>
+
+#include <string_view>
+#include <utility>
+
+namespace Qv {
+
+namespace {
+
+/// `\#` and those of C for control characters. A backslash before anything else is itself.
+std::string decodeEscapes( std::string_view text ) {
+    constexpr std::string_view NAMES = "bfnrtv#\\";
+    constexpr std::string_view CHARACTERS = "\b\f\n\r\t\v#\\";
+    std::string result;
+    for( std::size_t i = 0; i < text.size(); ++i ) {
+        const std::size_t escape = text[i] == '\\' && i + 1 < text.size()
+                                       ? NAMES.find( text[i + 1] )
+                                       : std::string_view::npos;
+        if( escape == std::string_view::npos ) {
+            result += text[i];
+        } else {
+            result += CHARACTERS[escape];
+            ++i;
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+MsgServerImp::MsgServerImp()
+    : _managerLock( "MsgServer manager" )
+    , _manager( new MsgManager ) {}
+
+MsgServerImp::~MsgServerImp() = default;
+
+void MsgServerImp::subscribe( MsgSubscription& subscription ) {
+    QV_ASSERT_TEXT( _currentFileGuard != nullptr, "_currentFileGuard != 0" );
+    const auto found = _currentFileGuard->_texts.find( subscription.getTag() );
+    if( found != _currentFileGuard->_texts.end() ) {
+        subscription.setText( decodeEscapes( found->second ).c_str() );
+    } else {
+        subscription.setText( nullptr );
+        MsgLog::print( std::string( "Could not find message with tag " ) + subscription.getTag() +
+                       " in " + _currentFileGuard->_path.toString() );
+    }
+}
+
+OPtrRet<MsgManager> MsgServerImp::setManager( OPtr<MsgManager> manager ) {
+    const LkGuard guard( _managerLock );
+    OPtr<MsgManager> former( _manager );
+    _manager = manager;
+    return former;
+}
+
+MsgManager* MsgServerImp::getManager() {
+    const LkGuard guard( _managerLock );
+    return _manager.get();
+}
+
+void MsgServerImp::setDirectory( const OsFilePath& directory ) {
+    _directory = directory;
+}
+
+void MsgServerImp::enablePopups( bool isEnabled ) {
+    if( MsgManager* const manager = getManager() ) {
+        manager->enablePopups( isEnabled );
+    }
+}
+
+OsFilePath MsgServerImp::getDirectory() const {
+    return _directory.isEmpty() ? InPaths::getResourcesDir() + "messages" : _directory;
+}
+
+const MsgFileGuard* MsgServerImp::setCurrentFileGuard( const MsgFileGuard* guard ) {
+    return std::exchange( _currentFileGuard, guard );
+}
+
+} // namespace Qv
