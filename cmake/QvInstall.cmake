@@ -20,6 +20,8 @@ if( TARGET qvcomp )
         "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}" )
     set_target_properties( qvcomp PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}" )
     install( TARGETS qvcomp RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" )
+    install( FILES tools/qvcomp/resources/messages/qvcomp.msg
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/qvresmgt/resources/messages" )
 endif()
 install( FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" )
 

@@ -80,7 +80,19 @@ class InstallTest(unittest.TestCase):
                 self.assertNotIn(word, text, path)
 
     def test_command_starts_from_the_installed_copy(self):
-        self.assertIn("qvcomp", run(self.only("bin/qvcomp"), "--version"))
+        command = self.only("bin/qvcomp")
+        self.assertIn("qvcomp", run(command, "--version"))
+        # What it says comes from the file that was installed with it.
+        texts = self.only("share/qvresmgt/resources/messages/qvcomp.msg")
+        text = texts.read_text()
+        texts.write_text(text.replace("there is no layer", "a layer is wanted"))
+        self.addCleanup(texts.write_text, text)
+        result = subprocess.run(
+            [command, "--size", "8x8", "-o", self.folder / "out.exr"],
+            capture_output=True, text=True,
+        )
+        self.assertEqual((result.returncode, result.stdout), (2, ""))
+        self.assertTrue(result.stderr.startswith("qvcomp: a layer is wanted"), result.stderr)
 
 
 if __name__ == "__main__":

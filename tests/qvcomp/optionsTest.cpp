@@ -99,18 +99,22 @@ INSTANTIATE_TEST_SUITE_P(
                  "the same file" } ),
     []( const auto& suite ) { return suite.param.name; } );
 
+std::uint64_t parseMemory( const char* text ) {
+    return *parse( { "--size", "8x8", "-o", "b", "--memory", text, "a" } ).memory;
+}
+
 TEST( QvcompMemorySize, CountsInPowersOf1024 ) {
-    EXPECT_EQ( parseByteCount( "300" ), 300U );
-    EXPECT_EQ( parseByteCount( "64K" ), 65536U );
-    EXPECT_EQ( parseByteCount( "5M" ), 5242880U );
-    EXPECT_EQ( parseByteCount( "2G" ), std::uint64_t{ 1 } << 31 );
-    EXPECT_EQ( parseByteCount( "4294967296G" ), std::uint64_t{ 1 } << 62 );
+    EXPECT_EQ( parseMemory( "300" ), 300U );
+    EXPECT_EQ( parseMemory( "64K" ), 65536U );
+    EXPECT_EQ( parseMemory( "5M" ), 5242880U );
+    EXPECT_EQ( parseMemory( "2G" ), std::uint64_t{ 1 } << 31 );
+    EXPECT_EQ( parseMemory( "4294967296G" ), std::uint64_t{ 1 } << 62 );
 }
 
 TEST( QvcompMemorySize, RefusesWhatIsNoSize ) {
     for( const char* text : { "", "0", "0M", "M", "12T", "1.5G", "-1", " 1", "0x10", "4294967297G",
                               "18446744073709551615", "99999999999999999999999" } ) {
-        EXPECT_THROW( parseByteCount( text ), UsageFailure ) << '"' << text << '"';
+        EXPECT_THROW( parseMemory( text ), UsageFailure ) << '"' << text << '"';
     }
 }
 

@@ -2,6 +2,10 @@
 
 #include <tests/support/deadline.h>
 #include <tools/qvcomp/command.h>
+#include <tools/qvcomp/messages.h>
+
+#include <resmgt/messages/msgServer.h>
+#include <resmgt/osal/osFilePath.h>
 
 #include <gmock/gmock.h>
 
@@ -60,6 +64,18 @@ bool hasFileIn( pid_t process, const fs::path& folder ) {
     }
     return false;
 }
+
+/// This program isn't where the command looks for its texts from.
+class MessageTexts : public ::testing::Environment {
+public:
+    void SetUp() override {
+        MsgServer::getInstance().setDirectory( QVCOMP_RESOURCES "/messages" );
+        loadMessages();
+    }
+};
+
+[[maybe_unused]] const ::testing::Environment* const messageTexts =
+    ::testing::AddGlobalTestEnvironment( new MessageTexts );
 
 } // namespace
 

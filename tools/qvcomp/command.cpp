@@ -34,10 +34,8 @@ Scene probeScene( const Options& options ) {
 void checkMemory( const Options& options ) {
     const std::uint64_t least = ManagedTiles::getLeastMemory( options.tileSide, options.threads );
     if( options.memory && *options.memory < least ) {
-        throw Failure( "--memory " + std::to_string( *options.memory ) +
-                       " is too little: " + std::to_string( options.threads ) +
-                       " threads with two tiles of " + std::to_string( options.tileSide ) +
-                       " pixels a side each need " + std::to_string( least ) + " bytes" );
+        throw Failure( Tag::LITTLE_MEMORY, options.memoryLabel, *options.memory, options.threads,
+                       options.tileSide, least );
     }
 }
 
@@ -124,21 +122,50 @@ int runOptions( const Options& options, std::ostream& output, std::ostream& erro
     return EXIT_DONE;
 }
 
+/// Help and the version can be asked for also where the messages can't be read.
+Options readOptions( std::span<const char* const> arguments ) {
+    std::exception_ptr unreadable;
+    try {
+        loadMessages();
+    } catch( const std::exception& ) {
+        unreadable = std::current_exception();
+    }
+    try {
+        Options options = parseOptions( arguments );
+        if( !unreadable || options.wantsHelp || options.wantsVersion ) {
+            return options;
+        }
+    } catch( const Failure& ) {
+        if( !unreadable ) {
+            throw;
+        }
+    }
+    std::rethrow_exception( unreadable );
+}
+
+/// What others say, who have no tags.
+void tell( const char* text ) {
+    MsgError( std::string( "%1" ) ).substitute( text ).display();
+}
+
 } // namespace
 
 int runCommand( std::span<const char* const> arguments, std::ostream& output, std::ostream& errors,
                 bool isTerminal ) {
+    const MessageLines lines( errors );
     try {
-        return runOptions( parseOptions( arguments ), output, errors, isTerminal );
+        return runOptions( readOptions( arguments ), output, errors, isTerminal );
     } catch( const UsageFailure& e ) {
-        errors << "qvcomp: " << e.what() << "; try --help\n";
+        makeMessage( Tag::USAGE, { e.what() } ).display();
         return EXIT_USAGE;
+    } catch( const Failure& e ) {
+        e.getMessage().display();
     } catch( const ExBase& e ) {
-        errors << "qvcomp: " << e.getReason() << '\n';
+        tell( e.getReason() );
     } catch( const std::bad_alloc& ) {
-        errors << "qvcomp: there isn't enough memory\n";
+        makeMessage( Tag::NO_MEMORY ).display();
     } catch( const std::exception& e ) {
-        errors << "qvcomp: " << e.what() << '\n';
+        tell( e.what() );
     }
     return EXIT_FAILED;
 }

@@ -8,6 +8,7 @@ namespace Qv::Comp {
 /// The whole command: `arguments` are those after its name. Returns its exit status: 0, 1 when the
 /// work can't be done, 2 for a wrong command line; what was wrong stands on `errors` in one line.
 ///
+/// REQUIRES: packages are started, this command's among them.
 /// Files:   however it ends, nothing is left of the scratch file and of outputs that aren't
 ///          complete, and no thread.
 /// Signals: SIGINT and SIGTERM end it like a failure.

@@ -1,17 +1,37 @@
 #pragma once
 
+#include <tools/qvcomp/messages.h>
+
 #include <base/failure/exBase.h>
 
+#include <concepts>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace Qv::Comp {
 
-/// The work can't be done; the text is one sentence without a full stop, for the person at the
+/// The work can't be done; the message is one sentence without a full stop, for the person at the
 /// terminal. Ends the command with 1.
 class Failure : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    /// The values are texts and whole numbers.
+    template <class... Values>
+    explicit Failure( Tag tag, const Values&... values )
+        : Failure( makeMessage( tag, { toText( values )... } ) ) {}
+    explicit Failure( const MsgProtocol& message )
+        : std::runtime_error( message.getText() )
+        , _message( std::make_shared<const MsgProtocol>( message ) ) {}
+
+    const MsgProtocol& getMessage() const noexcept { return *_message; }
+
+private:
+    static std::string toText( std::string_view value ) { return std::string( value ); }
+    static std::string toText( std::integral auto value ) { return std::to_string( value ); }
+
+    // Shared, so that copying an exception can't fail.
+    std::shared_ptr<const MsgProtocol> _message;
 };
 
 /// The command line is wrong. Ends the command with 2.

@@ -50,8 +50,7 @@ InterruptNote::~InterruptNote() {
 void InterruptNote::check() {
     const int signal = receivedSignal.load( std::memory_order_relaxed );
     if( signal != 0 ) {
-        throw Failure( std::string( "interrupted by " ) +
-                       ( signal == SIGINT ? "SIGINT" : "SIGTERM" ) + "; nothing was written" );
+        throw Failure( Tag::INTERRUPTED, signal == SIGINT ? "SIGINT" : "SIGTERM" );
     }
 }
 

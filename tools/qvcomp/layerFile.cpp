@@ -22,35 +22,31 @@ namespace {
 /// A band of lines is read at a time; more bytes than this only cost memory.
 constexpr std::size_t BAND_BYTES = std::size_t{ 4 } << 20;
 
-[[noreturn]] void fail( const OsFilePath& path, const std::string& what ) {
-    throw Failure( "layer '" + path.toString() + "' " + what );
-}
-
 /// Distinguishes what OpenEXR would only call a file that it can't read.
 void checkReadable( const OsFilePath& path ) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status( path.toString(), error );
     if( !std::filesystem::exists( status ) ) {
-        fail( path, "doesn't exist" );
+        throw Failure( Tag::LAYER_MISSING, path.toString() );
     }
     // A pipe would keep us waiting.
     if( !std::filesystem::is_regular_file( status ) ) {
-        fail( path, "is not a file" );
+        throw Failure( Tag::LAYER_NO_FILE, path.toString() );
     }
     const OsFile file( path );
     if( !file.isReadable() ) {
-        fail( path, "may not be read" );
+        throw Failure( Tag::LAYER_FORBIDDEN, path.toString() );
     }
     if( file.getSize() == 0 ) {
-        fail( path, "is empty" );
+        throw Failure( Tag::LAYER_EMPTY, path.toString() );
     }
     bool isTiled = false;
     bool isDeep = false;
     if( !Imf::isOpenExrFile( path.getChars(), isTiled, isDeep ) ) {
-        fail( path, "is not an OpenEXR image" );
+        throw Failure( Tag::LAYER_NO_IMAGE, path.toString() );
     }
     if( isDeep ) {
-        fail( path, "holds deep pixels, which qvcomp doesn't take" );
+        throw Failure( Tag::LAYER_DEEP, path.toString() );
     }
 }
 
@@ -62,7 +58,7 @@ auto guardReading( const OsFilePath& path, const Read& read ) {
     } catch( const Failure& ) {
         throw;
     } catch( const std::bad_alloc& ) {
-        fail( path, "needs more memory to read than there is" );
+        throw Failure( Tag::LAYER_HUGE, path.toString() );
     } catch( const std::exception& e ) {
         InterruptNote::check();
         std::string text = e.what();
@@ -70,15 +66,14 @@ auto guardReading( const OsFilePath& path, const Read& read ) {
         while( !text.empty() && ( text.back() == '.' || text.back() == '\n' ) ) {
             text.pop_back();
         }
-        fail( path, "is damaged or incomplete: " + text );
+        throw Failure( Tag::LAYER_DAMAGED, path.toString(), text );
     }
 }
 
 void checkChannel( const OsFilePath& path, const Imf::ChannelList& channels, const char* name ) {
     const Imf::Channel* channel = channels.findChannel( name );
     if( channel != nullptr && ( channel->xSampling != 1 || channel->ySampling != 1 ) ) {
-        fail( path,
-              std::string( "has a subsampled channel " ) + name + ", which qvcomp doesn't take" );
+        throw Failure( Tag::LAYER_SUBSAMPLED, path.toString(), name );
     }
 }
 
@@ -91,9 +86,7 @@ LayerInfo toInfo( const OsFilePath& path, const Imf::Header& header ) {
     const auto width = std::int64_t{ window.max.x } - window.min.x + 1;
     const auto height = std::int64_t{ window.max.y } - window.min.y + 1;
     if( width < 1 || height < 1 || width > MAX_SIDE || height > MAX_SIDE ) {
-        fail( path, "has a data window of " + std::to_string( width ) + " by " +
-                        std::to_string( height ) + " pixels; from 1 to " +
-                        std::to_string( MAX_SIDE ) + " a side are taken" );
+        throw Failure( Tag::LAYER_WINDOW, path.toString(), width, height, MAX_SIDE );
     }
     const Imf::ChannelList& channels = header.channels();
     for( const char* name : { "R", "G", "B", "A", "Y" } ) {
@@ -102,7 +95,7 @@ LayerInfo toInfo( const OsFilePath& path, const Imf::Header& header ) {
     if( !isGrey( channels ) &&
         ( channels.findChannel( "R" ) == nullptr || channels.findChannel( "G" ) == nullptr ||
           channels.findChannel( "B" ) == nullptr ) ) {
-        fail( path, "has neither the channels R, G and B nor a channel Y" );
+        throw Failure( Tag::LAYER_CHANNELS, path.toString() );
     }
     return { path, static_cast<int>( width ), static_cast<int>( height ),
              channels.findChannel( "A" ) != nullptr };
@@ -211,7 +204,7 @@ std::unique_ptr<Imf::InputFile> openUnchanged( const LayerInfo& layer ) {
     auto file = std::make_unique<Imf::InputFile>( layer.path.getChars() );
     const LayerInfo now = toInfo( layer.path, file->header() );
     if( now.width != layer.width || now.height != layer.height || now.hasAlpha != layer.hasAlpha ) {
-        fail( layer.path, "changed while it was in use" );
+        throw Failure( Tag::LAYER_CHANGED, layer.path.toString() );
     }
     return file;
 }

@@ -41,7 +41,7 @@ public:
         void* memory = ::operator new( size, std::align_val_t( ALIGNMENT ), std::nothrow );
         if( memory == nullptr ) {
             // An empty pool would let its first user wait for ever.
-            throw Failure( "can't reserve " + std::to_string( size ) + " bytes for tiles" );
+            throw Failure( Tag::NO_ARENA, size );
         }
         pieces.push_back( { memory, size } );
         return pieces;

@@ -1,6 +1,8 @@
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/options.h>
+#include <tools/qvcomp/qvcompPackage.h>
 
+#include <resmgt/literals/liStringSubstituter.h>
 #include <resmgt/osal/osEnv.h>
 
 #include <algorithm>
@@ -26,20 +28,40 @@ std::optional<std::uint64_t> toNumber( std::string_view text ) {
     return value;
 }
 
+template <class Refusal = UsageFailure>
 int parseInt( const std::string& option, const std::string& text, int least, int most ) {
     const std::optional<std::uint64_t> value = toNumber( text );
     if( !value || *value < static_cast<std::uint64_t>( least ) ||
         *value > static_cast<std::uint64_t>( most ) ) {
-        throw UsageFailure( option + " takes a number from " + std::to_string( least ) + " to " +
-                            std::to_string( most ) + ", not '" + text + "'" );
+        throw Refusal( Tag::WRONG_NUMBER, option, least, most, text );
     }
     return static_cast<int>( *value );
+}
+
+/// A number of bytes such as 300, 64K, 2M or 1G, in powers of 1024, that isn't 0 and fits 62 bits:
+/// sums of two such counts still fit 64 bits.
+template <class Refusal = UsageFailure>
+std::uint64_t parseByteCount( const std::string& option, const std::string& text ) {
+    constexpr std::string_view UNITS = "KMG";
+    constexpr std::uint64_t MOST = std::uint64_t{ 1 } << 62;
+    const std::size_t unit = text.empty() ? std::string_view::npos : UNITS.find( text.back() );
+    const bool hasUnit = unit != std::string_view::npos;
+    const std::size_t shift = hasUnit ? 10 * ( unit + 1 ) : 0;
+    const auto count = toNumber( std::string_view( text ).substr( 0, text.size() - hasUnit ) );
+    if( !count || *count == 0 || *count > MOST >> shift ) {
+        throw Refusal( Tag::WRONG_BYTES, option, text );
+    }
+    return *count << shift;
+}
+
+OsFilePath toPath( const std::string& text ) {
+    return LiStringSubstituter().substitute( text );
 }
 
 void parseSize( const std::string& text, Options& options ) {
     const std::size_t cross = text.find( 'x' );
     if( cross == std::string::npos ) {
-        throw UsageFailure( "--size takes WIDTHxHEIGHT, such as 1920x1080, not '" + text + "'" );
+        throw UsageFailure( Tag::WRONG_SIZE, text );
     }
     options.width = parseInt( "--size", text.substr( 0, cross ), 1, MAX_SIDE );
     options.height = parseInt( "--size", text.substr( cross + 1 ), 1, MAX_SIDE );
@@ -58,8 +80,7 @@ T parseWord( const std::string& option, const std::string& text,
     const auto word =
         std::find_if( words.begin(), words.end(), [&]( auto& w ) { return w.text == text; } );
     if( word == words.end() ) {
-        throw UsageFailure( option + " takes " + std::string( words[0].text ) + " or " +
-                            std::string( words[1].text ) + ", not '" + text + "'" );
+        throw UsageFailure( Tag::WRONG_WORD, option, words[0].text, words[1].text, text );
     }
     return word->value;
 }
@@ -89,8 +110,8 @@ using Text = const std::string&;
 
 constexpr std::array<ValueOption, 11> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
-    { "-o", []( Options& o, Text, Text v ) { o.output = v; } },
-    { "--memory", []( Options& o, Text, Text v ) { o.memory = parseByteCount( v ); } },
+    { "-o", []( Options& o, Text, Text v ) { o.output = toPath( v ); } },
+    { "--memory", []( Options& o, Text n, Text v ) { o.memory = parseByteCount( n, v ); } },
     { "--tile", []( Options& o, Text n,
                     Text v ) { o.tileSide = parseInt( n, v, MIN_TILE_SIDE, MAX_TILE_SIDE ); } },
     { "--threads",
@@ -100,8 +121,8 @@ constexpr std::array<ValueOption, 11> VALUE_OPTIONS{ {
     { "--policy", []( Options& o, Text n, Text v ) { o.policy = parseWord( n, v, POLICIES ); } },
     { "--manager", []( Options& o, Text n, Text v ) { o.manager = parseWord( n, v, MANAGERS ); } },
     { "--report", []( Options& o, Text n, Text v ) { o.report = parseWord( n, v, REPORTS ); } },
-    { "--preview", []( Options& o, Text, Text v ) { o.preview = v; } },
-    { "--scratch", []( Options& o, Text, Text v ) { o.scratch = v; } },
+    { "--preview", []( Options& o, Text, Text v ) { o.preview = toPath( v ); } },
+    { "--scratch", []( Options& o, Text, Text v ) { o.scratch = toPath( v ); } },
 } };
 
 struct FlagOption {
@@ -134,15 +155,15 @@ std::size_t applyValue( Options& options, Arguments arguments, std::size_t index
     const auto found = std::find_if( VALUE_OPTIONS.begin(), VALUE_OPTIONS.end(),
                                      [&]( auto& o ) { return o.name == name; } );
     if( found == VALUE_OPTIONS.end() ) {
-        throw UsageFailure( "there is no option '" + argument + "'" );
+        throw UsageFailure( Tag::UNKNOWN_OPTION, argument );
     }
     const bool isJoined = equals != std::string::npos;
     if( !isJoined && index + 1 == arguments.size() ) {
-        throw UsageFailure( name + " needs a value" );
+        throw UsageFailure( Tag::NO_VALUE, name );
     }
     const std::string value = isJoined ? argument.substr( equals + 1 ) : arguments[index + 1];
     if( value.empty() ) {
-        throw UsageFailure( name + " needs a value that isn't empty" );
+        throw UsageFailure( Tag::EMPTY_VALUE, name );
     }
     found->apply( options, name, value );
     return isJoined ? 1 : 2;
@@ -150,16 +171,16 @@ std::size_t applyValue( Options& options, Arguments arguments, std::size_t index
 
 void checkComplete( const Options& options ) {
     if( options.width == 0 ) {
-        throw UsageFailure( "--size WIDTHxHEIGHT is missing" );
+        throw UsageFailure( Tag::NO_SIZE );
     }
     if( options.output.isEmpty() ) {
-        throw UsageFailure( "-o OUT.exr is missing" );
+        throw UsageFailure( Tag::NO_OUTPUT );
     }
     if( options.layers.empty() ) {
-        throw UsageFailure( "there is no layer; name at least one OpenEXR image" );
+        throw UsageFailure( Tag::NO_LAYER );
     }
     if( options.preview == options.output ) {
-        throw UsageFailure( "-o and --preview name the same file" );
+        throw UsageFailure( Tag::SAME_OUTPUTS );
     }
 }
 
@@ -173,17 +194,37 @@ int getDefaultThreads() {
     return std::clamp( static_cast<int>( std::thread::hardware_concurrency() ), 1, MAX_THREADS );
 }
 
+/// What the command line leaves open.
+void takeSettings( Options& options ) {
+    if( options.threads == 0 ) {
+        const std::optional<Setting> setting = getThreadsSetting();
+        options.threads = setting
+                              ? parseInt<Failure>( setting->label, setting->text, 1, MAX_THREADS )
+                              : getDefaultThreads();
+    }
+    if( options.scratch.isEmpty() ) {
+        const std::optional<Setting> setting = getScratchSetting();
+        if( setting && setting->text.empty() ) {
+            throw Failure( Tag::EMPTY_VALUE, setting->label );
+        }
+        options.scratch = setting ? toPath( setting->text ) : getDefaultScratch();
+    }
+    const std::optional<Setting> setting = options.memory ? std::nullopt : getMemorySetting();
+    if( setting ) {
+        options.memory = parseByteCount<Failure>( setting->label, setting->text );
+        options.memoryLabel = setting->label;
+    }
+}
+
 } // namespace
 
 Options parseOptions( Arguments arguments ) {
     Options options;
-    options.threads = getDefaultThreads();
-    options.scratch = getDefaultScratch();
     bool areOptionsOver = false;
     for( std::size_t i = 0; i < arguments.size(); ) {
         const std::string_view argument = arguments[i];
         if( areOptionsOver || argument.size() < 2 || argument[0] != '-' ) {
-            options.layers.emplace_back( std::string( argument ) );
+            options.layers.push_back( toPath( std::string( argument ) ) );
             ++i;
         } else if( argument == "--" ) {
             areOptionsOver = true;
@@ -198,22 +239,8 @@ Options parseOptions( Arguments arguments ) {
         }
     }
     checkComplete( options );
+    takeSettings( options );
     return options;
-}
-
-std::uint64_t parseByteCount( const std::string& text ) {
-    constexpr std::string_view UNITS = "KMG";
-    // Sums of two such counts still fit 64 bits.
-    constexpr std::uint64_t MOST = std::uint64_t{ 1 } << 62;
-    const std::size_t unit = text.empty() ? std::string_view::npos : UNITS.find( text.back() );
-    const bool hasUnit = unit != std::string_view::npos;
-    const std::size_t shift = hasUnit ? 10 * ( unit + 1 ) : 0;
-    const auto count = toNumber( std::string_view( text ).substr( 0, text.size() - hasUnit ) );
-    if( !count || *count == 0 || *count > MOST >> shift ) {
-        throw UsageFailure( "--memory takes a number of bytes such as 64M or 2G, not '" + text +
-                            "'" );
-    }
-    return *count << shift;
 }
 
 const char* toText( Strategy value ) {
@@ -251,6 +278,10 @@ held in tiles; those that the memory limit has no room for wait in a scratch fil
   --help, -h            show this text
   --version             show the version
   --                    all that follows are layers
+
+Patterns such as <TempFolder> and <Env:HOME> are expanded in all files and folders. What isn't given
+of --memory, --threads and --scratch is taken from QVCOMP_MEMORY, QVCOMP_THREADS and QVCOMP_SCRATCH,
+then from the init files.
 
 Exit status: 0 when the picture is written, 1 when it can't be, 2 for a wrong command line.
 )";

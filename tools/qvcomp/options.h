@@ -30,8 +30,10 @@ struct Options {
     std::vector<OsFilePath> layers;
     /// Bytes for tiles; none means no limit.
     std::optional<std::uint64_t> memory;
+    /// The option or the setting that gave the memory.
+    std::string memoryLabel = "--memory";
     int tileSide = 256;
-    int threads = 1;
+    int threads = 0;
     Strategy strategy = Strategy::LRU;
     Policy policy = Policy::RELAXED;
     Manager manager = Manager::HEAP;
@@ -42,19 +44,16 @@ struct Options {
     bool wantsVersion = false;
 };
 
-/// Reads the arguments after the command's name. When help or the version is wanted the rest isn't
-/// checked.
+/// Reads the arguments after the command's name; what they leave open comes from the settings, else
+/// from the defaults. Patterns in paths are expanded. When help or the version is wanted the rest
+/// isn't checked.
 ///
-/// Errors: UsageFailure.
+/// Errors: UsageFailure; Failure that names a setting with a wrong value. What the value of a
+///         pattern raises goes on.
 Options parseOptions( std::span<const char* const> arguments );
 
 /// The text of `--help`.
 std::string getHelp();
-
-/// A number of bytes such as 300, 64K, 2M or 1G, in powers of 1024.
-///
-/// Errors: UsageFailure when it isn't one, is 0 or doesn't fit 62 bits.
-std::uint64_t parseByteCount( const std::string& text );
 
 const char* toText( Strategy );
 const char* toText( Policy );

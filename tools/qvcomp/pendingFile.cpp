@@ -36,8 +36,7 @@ PendingFile::PendingFile( const OsFilePath& path )
     , _temporary(
           OsFileUtils::createUniqueFileName( _path.getDirectoryName(), ".qvcomp.", nullptr ) ) {
     if( isSpecial( _path ) ) {
-        throw Failure( "'" + path.toString() +
-                       "' is there and is not a file that can be replaced" );
+        throw Failure( Tag::CANT_REPLACE, path.toString() );
     }
     try {
         _writer.emplace( _temporary, OsFileTypes::Permissions( 3, 3, 3 ), true, false );
@@ -82,7 +81,7 @@ void PendingFile::removeTemporary() noexcept {
 }
 
 void PendingFile::fail( const std::string& reason ) const {
-    throw Failure( "can't write '" + _path.toString() + "': " + reason );
+    throw Failure( Tag::CANT_WRITE, _path.toString(), reason );
 }
 
 } // namespace Qv::Comp

@@ -14,9 +14,7 @@ void checkTile( const TileReader& tile, const TileReader& expected ) {
     for( int y = area.y0; y < area.y1; ++y ) {
         if( std::memcmp( tile.at( area.x0, y ), expected.at( area.x0, y ),
                          width * CHANNELS * sizeof( float ) ) != 0 ) {
-            throw Failure( "the picture differs from the one made in plain memory, in line " +
-                           std::to_string( y ) + " from column " + std::to_string( area.x0 ) +
-                           " on" );
+            throw Failure( Tag::DIFFERS, y, area.x0 );
         }
     }
 }

@@ -55,7 +55,7 @@ struct PngWriter::Imp {
         if( failure ) {
             std::rethrow_exception( failure );
         }
-        throw Failure( "can't write '" + file.getPath().toString() + "': " + text );
+        throw Failure( Tag::CANT_WRITE, file.getPath().toString(), text );
     }
 
     PendingFile& file;

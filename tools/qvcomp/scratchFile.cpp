@@ -53,7 +53,7 @@ ScratchFile::ScratchFile( const OsFilePath& folder, std::size_t slotBytes )
             _file = openUnnamed( folder );
         }
     } catch( const ExBase& e ) {
-        fail( "make a scratch file", getSystemText( e ) );
+        throw Failure( Tag::SCRATCH_MAKE, _folder, getSystemText( e ) );
     }
 }
 
@@ -79,7 +79,7 @@ void ScratchFile::write( std::size_t slot, const void* bytes ) {
     try {
         _file->write( bytes, getOffset( slot ), _slotBytes );
     } catch( const ExBase& e ) {
-        fail( "write the scratch file", getSystemText( e ) );
+        throw Failure( Tag::SCRATCH_WRITE, _folder, getSystemText( e ) );
     }
 }
 
@@ -88,15 +88,11 @@ void ScratchFile::read( std::size_t slot, void* bytes ) {
     try {
         size = _file->read( bytes, getOffset( slot ), _slotBytes );
     } catch( const ExBase& e ) {
-        fail( "read the scratch file", getSystemText( e ) );
+        throw Failure( Tag::SCRATCH_READ, _folder, getSystemText( e ) );
     }
     if( size != _slotBytes ) {
-        fail( "read the scratch file", "it ends too early" );
+        throw Failure( Tag::SCRATCH_ENDS, _folder );
     }
-}
-
-void ScratchFile::fail( const char* what, const std::string& reason ) const {
-    throw Failure( std::string( "can't " ) + what + " in '" + _folder + "': " + reason );
 }
 
 } // namespace Qv::Comp

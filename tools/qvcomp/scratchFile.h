@@ -33,7 +33,6 @@ private:
     long long getOffset( std::size_t slot ) const noexcept {
         return static_cast<long long>( slot * _slotBytes );
     }
-    [[noreturn]] void fail( const char* what, const std::string& reason ) const;
 
     /// As text: a path fills a cache when it prints itself, which threads mustn't do at once.
     const std::string _folder;

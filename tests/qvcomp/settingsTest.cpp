@@ -1,0 +1,175 @@
+#include <tests/qvcomp/testCommand.h>
+#include <tests/qvcomp/testImages.h>
+
+#include <base/init/inBuildInfoMgr.h>
+#include <tests/support/scopedEnvironment.h>
+#include <tests/support/tempDirectory.h>
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <map>
+
+namespace Qv::Comp {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+using Arguments = std::vector<std::string>;
+
+/// What the command, as a process of its own, takes from outside of its command line.
+class QvcompSettings : public ::testing::Test {
+protected:
+    QvcompSettings() {
+        set( "QV_USER_INIT_FILE", at( "user.ini" ) );
+        set( "QV_INSTALL_DIR", at( "app" ) );
+        set( "QV_RESOURCES_DIR", QVCOMP_RESOURCES );
+    }
+
+    std::string at( const std::string& name ) const { return ( _folder.path() / name ).string(); }
+
+    void set( const char* name, const std::string& value ) {
+        _environment.erase( name );
+        _environment.try_emplace( name, name, value.c_str() );
+    }
+
+    std::string write( const std::string& name, const std::string& text ) const {
+        fs::create_directories( fs::path( at( name ) ).parent_path() );
+        std::ofstream( at( name ), std::ios::binary ) << text;
+        return at( name );
+    }
+
+    Outcome run( const Arguments& more = {} ) const {
+        Arguments arguments{ QVCOMP_PROGRAM, "--size",        "60x40",    "--tile", "16",
+                             "-o",           at( "out.exr" ), "--report", "json" };
+        arguments.insert( arguments.end(), more.begin(), more.end() );
+        arguments.push_back( _layers[0] );
+        return ChildCommand( arguments ).finish();
+    }
+
+    std::uint64_t getUsed( const char* key, const Arguments& more = {} ) const {
+        const Outcome outcome = run( more );
+        EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
+        return getNumber( outcome.output, key );
+    }
+
+    /// Directory of messages of the test's own.
+    void setMessages( const std::string& text ) {
+        write( "resources/messages/qvcomp.msg", text );
+        set( "QV_RESOURCES_DIR", at( "resources" ) );
+    }
+
+    TempDirectory _folder;
+    const Arguments _layers = writeLayers( _folder.path() );
+    std::map<std::string, ScopedEnvironment> _environment;
+};
+
+TEST_F( QvcompSettings, OptionBeforeEnvironmentBeforeUsersFileBeforeApplications ) {
+    const std::uint64_t byDefault = getUsed( "threads" );
+    write( "app/etc/@ombra.ini", "ombra::qvcomp::threads = 3\nombra::qvcomp::memory = 2G\n" );
+    EXPECT_EQ( getUsed( "threads" ), 3U );
+    EXPECT_EQ( getUsed( "limitBytes" ), std::uint64_t{ 1 } << 31 );
+    write( "user.ini", "ombra::qvcomp::threads = 4\nombra::qvcomp::memory = 2M\n" );
+    EXPECT_EQ( getUsed( "threads" ), 4U );
+    EXPECT_EQ( getUsed( "limitBytes" ), 2U << 20 );
+    set( "QVCOMP_THREADS", "5" );
+    set( "QVCOMP_MEMORY", "3M" );
+    EXPECT_EQ( getUsed( "threads" ), 5U );
+    EXPECT_EQ( getUsed( "limitBytes" ), 3U << 20 );
+    EXPECT_EQ( getUsed( "threads", { "--threads", "6" } ), 6U );
+    EXPECT_EQ( getUsed( "limitBytes", { "--memory=4M" } ), 4U << 20 );
+    EXPECT_GE( byDefault, 1U );
+}
+
+TEST_F( QvcompSettings, WrongValueIsToldWithItsSourceUnlessAnOptionWins ) {
+    struct Case {
+        const char* variable;
+        const char* value;
+        const char* text;
+        const char* option;
+    };
+    const Case cases[] = {
+        { "QVCOMP_THREADS", "0",
+          "threads from QVCOMP_THREADS (InInitEnv) takes a number from 1 to "
+          "256, not '0'",
+          "--threads=2" },
+        { "QVCOMP_THREADS", "257", "not '257'", "--threads=2" },
+        { "QVCOMP_THREADS", "many", "not 'many'", "--threads=2" },
+        { "QVCOMP_MEMORY", "1X",
+          "ombra::qvcomp::memory from QVCOMP_MEMORY (InInitEnv) takes a "
+          "number of bytes such as 64M or 2G, not '1X'",
+          "--memory=2M" },
+        { "QVCOMP_MEMORY", "", "not ''", "--memory=2M" },
+        { "QVCOMP_MEMORY", "5K", "QVCOMP_MEMORY (InInitEnv) 5120 is too little", "--memory=2M" },
+        { "QVCOMP_SCRATCH", "/proc", "can't make a scratch file in '/proc'", "--scratch=/tmp" },
+        { "QVCOMP_SCRATCH", "", "QVCOMP_SCRATCH (InInitEnv) needs a value", "--scratch=/tmp" },
+    };
+    for( const Case& c : cases ) {
+        SCOPED_TRACE( std::string( c.variable ) + '=' + c.value );
+        const ScopedEnvironment environment( c.variable, c.value );
+        const Outcome outcome = run();
+        EXPECT_EQ( outcome.status, 1 );
+        EXPECT_EQ( outcome.output, "" );
+        EXPECT_THAT( outcome.errors, HasSubstr( c.text ) );
+        EXPECT_EQ( run( { c.option } ).status, 0 );
+    }
+    write( "user.ini", "ombra::qvcomp::threads = 700\n" );
+    EXPECT_THAT( run().errors, HasSubstr( "(InInitUserInitFile) takes a number" ) );
+}
+
+TEST_F( QvcompSettings, PatternsAreExpandedInEachPath ) {
+    set( "QVCOMP_TEST", at( "" ) );
+    fs::create_directory( at( "scratch" ) );
+    fs::rename( _layers[1], at( "layer.exr" ) );
+    const Outcome outcome =
+        run( { "-o", "<Env:QVCOMP_TEST>/out-<AppVersion>.exr", "--preview=<Env:QVCOMP_TEST>/p.png",
+               "--scratch", "<Env:QVCOMP_TEST>/scratch", "<Env:QVCOMP_TEST>/layer.exr" } );
+    EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
+    EXPECT_TRUE( fs::exists( at( "p.png" ) ) );
+    const std::string version = InBuildInfoMgr::getAppInfo().getVersion();
+    EXPECT_TRUE( fs::exists( at( "out-" + version + ".exr" ) ) );
+
+    set( "QVCOMP_SCRATCH", "<Env:QVCOMP_TEST>/away" );
+    EXPECT_THAT( run().errors, HasSubstr( "in '" + at( "away" ) + "'" ) );
+}
+
+TEST_F( QvcompSettings, TranslatedMessagesAreSaid ) {
+    std::string text = readFile( QVCOMP_RESOURCES "/messages/qvcomp.msg" );
+    const std::string original = "layer '%1' doesn't exist";
+    ASSERT_NE( text.find( original ), std::string::npos );
+    text.replace( text.find( original ), original.size(),
+                  "il n'y a pas de plan \xC2\xAB %1 \xC2\xBB" );
+    setMessages( text );
+    const Outcome outcome = run( { "/no%2where" } );
+    EXPECT_EQ( outcome.status, 1 );
+    EXPECT_EQ( outcome.output, "" );
+    EXPECT_EQ( outcome.errors, "qvcomp: il n'y a pas de plan \xC2\xAB /no%2where \xC2\xBB\n" );
+}
+
+TEST_F( QvcompSettings, UnusableMessageFileIsSaidAndHelpStaysThere ) {
+    set( "QV_RESOURCES_DIR", at( "resources" ) );
+    const auto expectRefusal = [&]( const std::string& text ) {
+        // A wrong command line couldn't be told.
+        for( const Arguments& more : { Arguments{}, Arguments{ "--fast" } } ) {
+            const Outcome outcome = run( more );
+            EXPECT_EQ( outcome.status, 1 );
+            EXPECT_THAT( outcome.errors, StartsWith( "qvcomp: " + text ) );
+            EXPECT_FALSE( fs::exists( at( "out.exr" ) ) );
+        }
+        for( const char* const question : { "--help", "--version" } ) {
+            const Outcome answer = ChildCommand( { QVCOMP_PROGRAM, question } ).finish();
+            EXPECT_EQ( answer.status, 0 ) << answer.errors;
+            EXPECT_THAT( answer.output, HasSubstr( "qvcomp" ) );
+        }
+    };
+    expectRefusal( "Cannot open message file " + at( "resources/messages/qvcomp.msg" ) );
+    setMessages( "no-name = x\n" );
+    expectRefusal( "Invalid token 'no-name' encountered at line 1" );
+    setMessages( "usage = %1\n" );
+    expectRefusal( "the message file qvcomp.msg has no text for 'setting'" );
+}
+
+} // namespace
+} // namespace Qv::Comp

@@ -1,0 +1,76 @@
+#include <tools/qvcomp/messages.h>
+
+#include <resmgt/messages/msgFileGuard.h>
+#include <resmgt/messages/msgServer.h>
+#include <resmgt/messages/msgSubscription.h>
+
+#include <array>
+#include <stdexcept>
+#include <vector>
+
+namespace Qv::Comp {
+
+namespace {
+
+constexpr const char* FILE_NAME = "qvcomp.msg";
+
+/// As the file names them, in the order of Tag.
+constexpr std::array TAGS{ "usage",           "setting",     "wrongNumber",    "wrongSize",
+                           "wrongWord",       "wrongBytes",  "unknownOption",  "noValue",
+                           "emptyValue",      "noSize",      "noOutput",       "noLayer",
+                           "sameOutputs",     "noMemory",    "littleMemory",   "noArena",
+                           "layerMissing",    "layerNoFile", "layerForbidden", "layerEmpty",
+                           "layerNoImage",    "layerDeep",   "layerHuge",      "layerDamaged",
+                           "layerSubsampled", "layerWindow", "layerChannels",  "layerChanged",
+                           "cantWrite",       "cantReplace", "scratchMake",    "scratchWrite",
+                           "scratchRead",     "scratchEnds", "interrupted",    "differs" };
+static_assert( TAGS.size() == static_cast<std::size_t>( Tag::DIFFERS ) + 1 );
+
+std::vector<MsgSubscription>& getSubscriptions() {
+    static std::vector<MsgSubscription> subscriptions( TAGS.begin(), TAGS.end() );
+    return subscriptions;
+}
+
+class LineManager final : public MsgManager {
+public:
+    explicit LineManager( std::ostream& stream )
+        : _stream( stream ) {}
+
+    void display( const char* text, MsgTypes::Level ) override {
+        _stream << "qvcomp: " << text << '\n';
+    }
+
+private:
+    std::ostream& _stream;
+};
+
+} // namespace
+
+void loadMessages() {
+    const MsgFileGuard file( FILE_NAME );
+    for( MsgSubscription& subscription : getSubscriptions() ) {
+        MsgServer::getInstance().subscribe( subscription );
+        if( !subscription.hasText() ) {
+            throw std::runtime_error( std::string( "the message file " ) + FILE_NAME +
+                                      " has no text for '" + subscription.getTag() + "'" );
+        }
+    }
+}
+
+MsgError makeMessage( Tag tag, std::initializer_list<std::string> values ) {
+    MsgError message( getSubscriptions()[static_cast<std::size_t>( tag )] );
+    for( const std::string& value : values ) {
+        message.substitute( value );
+    }
+    return message;
+}
+
+MessageLines::MessageLines( std::ostream& stream )
+    : _former(
+          MsgServer::getInstance().setManager( OPtr<MsgManager>( new LineManager( stream ) ) ) ) {}
+
+MessageLines::~MessageLines() {
+    const OPtr<MsgManager> ours( MsgServer::getInstance().setManager( _former ) );
+}
+
+} // namespace Qv::Comp

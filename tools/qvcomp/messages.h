@@ -1,0 +1,78 @@
+#pragma once
+
+#include <resmgt/messages/msgManager.h>
+#include <resmgt/messages/msgProtocol.h>
+
+#include <base/ownership/oPtr.h>
+
+#include <initializer_list>
+#include <ostream>
+#include <string>
+
+namespace Qv::Comp {
+
+/// What the command has to say when something is wrong; resources/messages/qvcomp.msg has the texts
+/// and tells their values.
+enum class Tag {
+    USAGE,
+    SETTING,
+    WRONG_NUMBER,
+    WRONG_SIZE,
+    WRONG_WORD,
+    WRONG_BYTES,
+    UNKNOWN_OPTION,
+    NO_VALUE,
+    EMPTY_VALUE,
+    NO_SIZE,
+    NO_OUTPUT,
+    NO_LAYER,
+    SAME_OUTPUTS,
+    NO_MEMORY,
+    LITTLE_MEMORY,
+    NO_ARENA,
+    LAYER_MISSING,
+    LAYER_NO_FILE,
+    LAYER_FORBIDDEN,
+    LAYER_EMPTY,
+    LAYER_NO_IMAGE,
+    LAYER_DEEP,
+    LAYER_HUGE,
+    LAYER_DAMAGED,
+    LAYER_SUBSAMPLED,
+    LAYER_WINDOW,
+    LAYER_CHANNELS,
+    LAYER_CHANGED,
+    CANT_WRITE,
+    CANT_REPLACE,
+    SCRATCH_MAKE,
+    SCRATCH_WRITE,
+    SCRATCH_READ,
+    SCRATCH_ENDS,
+    INTERRUPTED,
+    DIFFERS
+};
+
+/// Reads the texts of all tags, before threads use them.
+///
+/// Errors: those of MsgFileGuard; a tag without a text raises std::runtime_error. Messages say
+/// their
+///         tags then, or the texts that were read before.
+void loadMessages();
+
+/// The message of the tag with `values` for its place holders; from any thread.
+MsgError makeMessage( Tag tag, std::initializer_list<std::string> values = {} );
+
+/// Until scope exit messages go to `stream`, as lines that begin with the command's name, and
+/// nowhere else.
+class MessageLines {
+public:
+    explicit MessageLines( std::ostream& stream );
+    MessageLines( const MessageLines& ) = delete;
+    MessageLines& operator=( const MessageLines& ) = delete;
+    ~MessageLines();
+
+private:
+    OPtr<MsgManager> _former;
+};
+
+} // namespace Qv::Comp

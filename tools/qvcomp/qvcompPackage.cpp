@@ -1,0 +1,97 @@
+#include <tools/qvcomp/messages.h>
+#include <tools/qvcomp/qvcompPackage.h>
+
+#include <base/init/inBuildInfoMgr.h>
+#include <base/init/inBuildInfoUtil.h>
+#include <base/init/inContextAlias.h>
+#include <base/init/inInit.h>
+#include <base/init/inVariable.h>
+#include <resmgt/resmgtLib/resmgtPackage.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace Qv {
+
+template <>
+InInit<QvInit::qvcomp>::InInit()
+    : InPackageInit( "qvcomp" ) {
+    registerPackage();
+    addDependency( InInit<QvInit::resmgt>::getType() );
+}
+
+namespace {
+
+/// The command is built and numbered with the library.
+class CommandBuildInfo final : public InBuildInfo {
+public:
+    const char* getProductName() const override { return "qvcomp"; }
+    const char* getLibraryName() const override { return "qvcomp"; }
+    const char* getVersion() const override { return getLibrary().getVersion(); }
+    const char* getVersionNumber() const override { return getLibrary().getVersionNumber(); }
+    const char* getBuildSuffix() const override { return getLibrary().getBuildSuffix(); }
+    int getMajor() const override { return getLibrary().getMajor(); }
+    int getMinor() const override { return getLibrary().getMinor(); }
+    int getBuildKind() const override { return getLibrary().getBuildKind(); }
+    const char* getBuildNumber() const override { return getLibrary().getBuildNumber(); }
+    const char* getBuildDate() const override { return getLibrary().getBuildDate(); }
+    const char* getBuildFlavour() const override { return getLibrary().getBuildFlavour(); }
+
+private:
+    static const InBuildInfo& getLibrary() {
+        const Vector<const InBuildInfo*> infos = InBuildInfoUtil::getInfos();
+        const auto found = std::find_if( infos.begin(), infos.end(), []( const InBuildInfo* info ) {
+            return std::string_view( info->getLibraryName() ) == "libQvresmgt";
+        } );
+        return **found;
+    }
+};
+
+} // namespace
+
+template <>
+void InInit<QvInit::qvcomp>::initializePackage() {
+    InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new CommandBuildInfo ) );
+}
+
+namespace {
+
+InInit<QvInit::qvcomp> package;
+
+const InContextAlias<InInitEnv, 0> memoryEnv( "QVCOMP_MEMORY", "Memory for tiles." );
+const InVariable<const char*> memory( "ombra::qvcomp::memory", package, memoryEnv );
+const InContextAlias<InInitEnv, 0> threadsEnv( "QVCOMP_THREADS", "Computing threads." );
+const InVariable<int> threads( "ombra::qvcomp::threads", package, threadsEnv );
+const InContextAlias<InInitEnv, 0> scratchEnv( "QVCOMP_SCRATCH", "Folder of the scratch file." );
+const InVariable<const char*> scratchDir( "ombra::qvcomp::scratchDir", package, scratchEnv );
+
+/// The first source that has a value counts, also with a malformed one: that is an error here, and
+/// not passed over.
+std::optional<Comp::Setting> getSetting( const InVariableBase& variable ) {
+    for( const InContextAliasBase* const source : variable.getSources() ) {
+        if( source->isValid() ) {
+            return Comp::Setting{
+                Comp::makeMessage( Comp::Tag::SETTING, { variable.getKey(), source->getKey(),
+                                                         source->getSourceString() } )
+                    .getText(),
+                source->getValue() };
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<Comp::Setting> Comp::getMemorySetting() {
+    return getSetting( memory );
+}
+
+std::optional<Comp::Setting> Comp::getThreadsSetting() {
+    return getSetting( threads );
+}
+
+std::optional<Comp::Setting> Comp::getScratchSetting() {
+    return getSetting( scratchDir );
+}
+
+} // namespace Qv
