@@ -1,4 +1,8 @@
+#include <base/init/inContextAlias.h>
+#include <base/init/inInit.h>
 #include <base/init/inInitGuard.h>
+#include <base/init/inVariable.h>
+#include <resmgt/initVars/inTextFile.h>
 #include <resmgt/literals/liStringSubstituter.h>
 #include <resmgt/literals/liTimeCodeFactory.h>
 
@@ -6,14 +10,38 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 /// Timecodes: a drop-frame label written and read, beside one call of the C library for the same
-/// text. Ours also count the labels that are left out. Patterns: in bytes of text a second.
+/// text. Ours also count the labels that are left out. Patterns and init files: in bytes of text a
+/// second. Variables: what a read costs.
+
+namespace Qv {
+
+namespace QvInit {
+
+struct literalsBenchmark {};
+
+} // namespace QvInit
+
+template <>
+InInit<QvInit::literalsBenchmark>::InInit()
+    : InPackageInit( "literalsBenchmark" ) {
+    registerPackage();
+    addDependency( InInit<QvInit::base>::getType() );
+}
+
+} // namespace Qv
 
 namespace {
 
 using namespace Qv;
+
+InInit<QvInit::literalsBenchmark> package;
+const InVariable<int> variable( "ombra::benchmark::number", package,
+                                InContextAlias<InInitDef, 0>( "5", "" ) );
 
 RCShdPtr<LiTimeCode> dropFrame() {
     return LiTimeCodeFactory::getInstance().create( LiRateRegistry::getInstance().get( "F29_97" ),
@@ -78,6 +106,44 @@ void substitute( benchmark::State& state ) {
     state.SetBytesProcessed( static_cast<std::int64_t>( text.size() ) * state.iterations() );
 }
 BENCHMARK( substitute )->Name( "substitute/LiStringSubstituter" );
+
+/// 10 MB of settings in groups of ten, with a comment before each group and one behind a value.
+void writeSettings( const std::filesystem::path& path ) {
+    std::ofstream stream( path );
+    for( int i = 0; stream.tellp() < 10'000'000; ++i ) {
+        if( i % 10 == 0 ) {
+            stream << "\n# Settings of the group " << i / 10 << ", as they were delivered\n";
+        }
+        stream << "ombra::group" << i / 10 << "::setting" << i % 10 << " = a value of number " << i
+               << ( i % 10 == 5 ? " # not in use\n" : "\n" );
+    }
+}
+
+void readInitFile( benchmark::State& state ) {
+    const std::filesystem::path path =
+        std::filesystem::temp_directory_path() / "bench_literals.ini";
+    writeSettings( path );
+    for( auto _ : state ) {
+        HashMap<std::string, std::string> map;
+        InTextFile::readNameValuePair( path.c_str(), map, true );
+        benchmark::DoNotOptimize( map );
+        // Giving the map's memory back is no part of reading.
+        state.PauseTiming();
+        map.clear();
+        state.ResumeTiming();
+    }
+    state.SetBytesProcessed( state.iterations() *
+                             static_cast<std::int64_t>( std::filesystem::file_size( path ) ) );
+    std::filesystem::remove( path );
+}
+BENCHMARK( readInitFile )->Name( "settings/readNameValuePair" )->Unit( benchmark::kMillisecond );
+
+void getValue( benchmark::State& state ) {
+    for( auto _ : state ) {
+        benchmark::DoNotOptimize( variable.getValue() );
+    }
+}
+BENCHMARK( getValue )->Name( "settings/InVariable::getValue" );
 
 } // namespace
 

@@ -6,6 +6,7 @@
 #include <resmgt/osal/osFileWriter.h>
 #include <resmgt/osal/osFsUtils.h>
 
+#include <algorithm>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -17,6 +18,10 @@ namespace {
 using Pairs = HashMap<std::string, std::string>;
 
 constexpr std::string_view ASSIGNMENT = " = ";
+/// What a pair takes of a file, for an estimate of their number, and the most that is believed: a
+/// file can be large without holding anything.
+constexpr unsigned long long BYTES_PER_PAIR = 40;
+constexpr unsigned long long MAX_ESTIMATE = 1'000'000;
 
 void checkPair( const char* file, const std::string& name, const std::string& value ) {
     if( !isName( name ) ) {
@@ -231,6 +236,7 @@ void InTextFile::readNameValuePair( const char* file, HashMap<std::string, std::
                                     bool stripComments ) {
     Pairs pairs;
     InTextLineReader lines( file );
+    pairs.reserve( std::min( lines.getSize() / BYTES_PER_PAIR, MAX_ESTIMATE ) );
     InTextPairParser parser( lines );
     for( std::string_view line; lines.read( line ); ) {
         if( parser.take( line ) ) {

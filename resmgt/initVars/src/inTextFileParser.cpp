@@ -72,6 +72,7 @@ InTextLineReader::InTextLineReader( const char* file )
     , _buffer( new char[BUFFER_SIZE] ) {
     try {
         _reader = std::make_unique<OsFileReader>( file, false );
+        _size = _reader->getSize();
     } catch( const ExBase& failure ) {
         throw InTextFileEx::ExCannotOpen( QV_HERE, file, failure.getReason() );
     }

@@ -21,12 +21,15 @@ public:
     /// Of the line that was read last.
     int getNumber() const noexcept { return _number; }
     const char* getFile() const noexcept { return _file; }
+    /// Of the whole file, in bytes; 0 when that can't be told beforehand.
+    unsigned long long getSize() const noexcept { return _size; }
 
 private:
     bool fill();
 
     const char* const _file;
     std::unique_ptr<OsFileReader> _reader;
+    unsigned long long _size = 0;
     const std::unique_ptr<char[]> _buffer;
     /// What of the buffer hasn't been handed out.
     std::size_t _begin = 0;
