@@ -12,6 +12,11 @@ namespace {
 constinit const LkLock instanceLock( "MsgServer" );
 constinit MsgServerImp* instance QV_GUARDED_BY( instanceLock ) = nullptr;
 
+MsgServerImp* takeInstance() {
+    const LkGuard guard( instanceLock );
+    return std::exchange( instance, nullptr );
+}
+
 } // namespace
 
 MsgServer::MsgServer() = default;
@@ -35,8 +40,8 @@ MsgServer& MsgServer::getInstance() {
 }
 
 void MsgServer::finalize() {
-    const LkGuard guard( instanceLock );
-    delete std::exchange( instance, nullptr );
+    // Managers may do anything while they end.
+    const OPtr<MsgServerImp> ended( takeInstance() );
 }
 
 } // namespace Qv
