@@ -40,10 +40,19 @@ FailingNew::~FailingNew() {
 
 } // namespace Qv
 
-// This program's allocation functions: the array and nothrow forms come down to these.
+// This program's allocation functions; the array forms come down to these. So would the nothrow
+// form, but for the address sanitizer's own, whose memory the functions below can't free.
 void* operator new( std::size_t size ) {
     countDown();
     return checked( std::malloc( std::max<std::size_t>( size, 1 ) ) );
+}
+
+void* operator new( std::size_t size, const std::nothrow_t& ) noexcept {
+    try {
+        return operator new( size );
+    } catch( const std::bad_alloc& ) {
+        return nullptr;
+    }
 }
 
 void* operator new( std::size_t size, std::align_val_t alignment ) {
