@@ -92,13 +92,15 @@ void NewText::rewrite() {
         }
     }
     parser.finish();
+    _text.insert( 0, lines.getByteOrderMark() );
 }
 
 /// `line` is empty when the pair stood on several.
 void NewText::replaceValue( const InTextPairParser& parser, std::string_view line,
                             const std::string& value ) {
     const std::string_view former = parser.getValue();
-    if( line.empty() || former.empty() || value.empty() ) {
+    // Behind a name and a blank, an "=" would be the separator.
+    if( line.empty() || former.empty() || value.empty() || value.starts_with( '=' ) ) {
         addPair( std::string( parser.getName() ).append( ASSIGNMENT ), value, "" );
         return;
     }

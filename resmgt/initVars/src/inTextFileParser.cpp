@@ -100,6 +100,7 @@ bool InTextLineReader::read( std::string_view& line ) {
     _begin += size + ( end != nullptr );
     if( _number == 1 && line.starts_with( BYTE_ORDER_MARK ) ) {
         line.remove_prefix( BYTE_ORDER_MARK.size() );
+        _byteOrderMark = BYTE_ORDER_MARK;
     }
     return true;
 }

@@ -16,11 +16,13 @@ public:
     explicit InTextLineReader( const char* file );
 
     /// Whether there is a further line, which is without its line feed then, and valid until the
-    /// next one is read. The first is rid of a byte order mark.
+    /// next one is read. The first one's byte order mark isn't part of it.
     bool read( std::string_view& line );
     /// Of the line that was read last.
     int getNumber() const noexcept { return _number; }
     const char* getFile() const noexcept { return _file; }
+    /// Empty when the first line has none.
+    std::string_view getByteOrderMark() const noexcept { return _byteOrderMark; }
     /// Of the whole file, in bytes; 0 when that can't be told beforehand.
     unsigned long long getSize() const noexcept { return _size; }
 
@@ -35,6 +37,7 @@ private:
     std::size_t _begin = 0;
     std::size_t _end = 0;
     int _number = 0;
+    std::string_view _byteOrderMark;
 };
 
 /// Makes pairs of name and value of a text file's lines, as InTextFile tells it.

@@ -51,9 +51,9 @@ bool read( Pairs& pairs, bool stripComments ) {
     }
 }
 
-/// Lines that are comments, and blank ones.
-std::vector<std::string> getOtherLines( const std::string& content ) {
+std::vector<std::string> getComments( const std::string& content ) {
     std::istringstream stream( content );
+    stream.ignore( content.starts_with( "\xef\xbb\xbf" ) ? 3 : 0 );
     std::vector<std::string> lines;
     for( std::string line; std::getline( stream, line ); ) {
         if( line.starts_with( '#' ) ) {
@@ -74,7 +74,9 @@ void expectWritten( const std::string& content, const Pairs& before, const Pairs
     expected.insert( before.begin(), before.end() );
     Pairs after;
     expect( read( after, true ) && after == expected, "what is written reads back" );
-    expect( getOtherLines( load() ) == getOtherLines( content ), "comments and their order stay" );
+    expect( load().starts_with( "\xef\xbb\xbf" ) == content.starts_with( "\xef\xbb\xbf" ),
+            "a byte order mark stays" );
+    expect( getComments( load() ) == getComments( content ), "comments and their order stay" );
     const std::string written = load();
     InTextFile::writeNameValuePair( getPath().c_str(), changes );
     expect( load() == written, "writing the same again changes nothing" );

@@ -174,9 +174,9 @@ TEST_F( InTextFileTest, WritingChangesValuesAloneAndAddsWhatIsMissing ) {
         EXPECT_EQ( load(), c._after );
         EXPECT_FALSE( fs::exists( _backup ) );
     }
-    store( "a = 1 # note\n" );
-    write( { { "a", "2 # own" } } );
-    EXPECT_EQ( load(), "a = 2 # own\n" );
+    store( "\xef\xbb\xbfz = 1 # note\nb 3\n" );
+    write( { { "z", "2 # own" }, { "b", "=4" } } );
+    EXPECT_EQ( load(), "\xef\xbb\xbfz = 2 # own\nb = =4\n" );
 }
 
 TEST_F( InTextFileTest, WhatCouldntBeReadBackIsRefusedBeforeAnythingIsChanged ) {
