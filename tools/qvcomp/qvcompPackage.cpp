@@ -61,23 +61,18 @@ InInit<QvInit::qvcomp> package;
 const InContextAlias<InInitEnv, 0> memoryEnv( "QVCOMP_MEMORY", "Memory for tiles." );
 const InVariable<const char*> memory( "ombra::qvcomp::memory", package, memoryEnv );
 const InContextAlias<InInitEnv, 0> threadsEnv( "QVCOMP_THREADS", "Computing threads." );
-const InVariable<int> threads( "ombra::qvcomp::threads", package, threadsEnv );
+const InVariable<const char*> threads( "ombra::qvcomp::threads", package, threadsEnv );
 const InContextAlias<InInitEnv, 0> scratchEnv( "QVCOMP_SCRATCH", "Folder of the scratch file." );
 const InVariable<const char*> scratchDir( "ombra::qvcomp::scratchDir", package, scratchEnv );
 
-/// The first source that has a value counts, also with a malformed one: that is an error here, and
-/// not passed over.
-std::optional<Comp::Setting> getSetting( const InVariableBase& variable ) {
-    for( const InContextAliasBase* const source : variable.getSources() ) {
-        if( source->isValid() ) {
-            return Comp::Setting{
-                Comp::makeMessage( Comp::Tag::SETTING, { variable.getKey(), source->getKey(),
-                                                         source->getSourceString() } )
-                    .getText(),
-                source->getValue() };
-        }
+std::optional<Comp::Setting> getSetting( const InVariable<const char*>& variable ) {
+    if( !variable.isValid() ) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    const InContextAliasBase& source = *variable.getOrigin();
+    const MsgError label = Comp::makeMessage(
+        Comp::Tag::SETTING, { variable.getKey(), source.getKey(), source.getSourceString() } );
+    return Comp::Setting{ label.getText(), variable.getValue() };
 }
 
 } // namespace
