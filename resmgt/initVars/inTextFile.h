@@ -11,7 +11,8 @@ namespace Qv {
 ///
 /// Lines:   of up to MAX_LINE bytes without their end, which is a line feed or the end of the file;
 ///          a carriage return before it counts as white space.
-/// Text:    bytes, UTF-8 by agreement; its byte order mark at the start of the file is passed over.
+/// Text:    bytes, UTF-8 by agreement; its byte order mark at the start of the file is passed over, and
+///          takes no room of the line.
 /// Escapes: stay in the values as they stand; who uses a value decodes them.
 /// Errors:  those of InTextFileEx.
 /// Threads: any; nothing keeps two processes from writing one file at once.

@@ -82,7 +82,7 @@ bool InTextLineReader::read( std::string_view& line ) {
     const void* end;
     const auto findEnd = [&] {
         end = std::memchr( _buffer.get() + _begin, '\n', _end - _begin );
-        return end != nullptr || _end - _begin > MAX_LINE;
+        return end != nullptr || _end - _begin > MAX_LINE + BYTE_ORDER_MARK.size();
     };
     while( !findEnd() && fill() ) {}
     if( _begin == _end ) {
@@ -93,14 +93,14 @@ bool InTextLineReader::read( std::string_view& line ) {
     const std::size_t size =
         end != nullptr ? static_cast<std::size_t>( static_cast<const char*>( end ) - begin )
                        : _end - _begin;
-    if( size > MAX_LINE ) {
-        throw InTextFileEx::ExLineTooLong( QV_HERE, _file, _number );
-    }
     line = std::string_view( begin, size );
     _begin += size + ( end != nullptr );
     if( _number == 1 && line.starts_with( BYTE_ORDER_MARK ) ) {
         line.remove_prefix( BYTE_ORDER_MARK.size() );
         _byteOrderMark = BYTE_ORDER_MARK;
+    }
+    if( line.size() > MAX_LINE ) {
+        throw InTextFileEx::ExLineTooLong( QV_HERE, _file, _number );
     }
     return true;
 }

@@ -192,6 +192,10 @@ TEST_F( InTextFileTest, WritingChangesValuesAloneAndAddsWhatIsMissing ) {
     store( "\xef\xbb\xbfz = 1 # note\nb 3\n" );
     write( { { "z", "2 # own" }, { "b", "=4" } } );
     EXPECT_EQ( load(), "\xef\xbb\xbfz = 2 # own\nb = =4\n" );
+    store( "\xef\xbb\xbfz\n" );
+    const std::string longest( InTextFile::MAX_LINE - 4, 'x' );
+    write( { { "z", longest } } );
+    EXPECT_EQ( read()["z"], longest ) << "the byte order mark takes no room of the line";
 }
 
 TEST_F( InTextFileTest, WhatCouldntBeReadBackIsRefusedBeforeAnythingIsChanged ) {
