@@ -5,10 +5,9 @@
 namespace Qv {
 
 /// The directories and files of the application; docs/settings.md tells the variables that change
-/// them. None needs to exist. A variable that holds the empty text counts as not set.
+/// them. None needs to exist. A source with the empty text counts as one without a value.
 ///
-/// Threads: any, once the packages have started. Before that, and after their stop, the variables
-///          don't count.
+/// Threads: any, once the packages have started. Before that the variables don't count.
 class QV_RESMGT_API InPaths {
 public:
     InPaths() = delete;

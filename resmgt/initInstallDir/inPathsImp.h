@@ -25,7 +25,8 @@ public:
     /// the first of `searchPath`, a list as the system's PATH is, in which there is such a file.
     /// Else empty.
     static OsFilePath findProgramDir( const OsFilePath& name, const std::string& searchPath );
-    /// The path that a variable gives; the empty text gives none.
+    /// The path that a variable gives. A source with the empty text counts as one without a value:
+    /// the next one is asked.
     static std::optional<OsFilePath> getPath( const InVariable<const char*>& variable );
 };
 

@@ -71,6 +71,9 @@ TEST( InPathsTest, TheApplicationsFileServesVariablesAndTheUsersFileGoesBefore )
     EXPECT_STREQ( sources[0]->getSourceString(), "InInitEnv" );
     EXPECT_STREQ( sources[1]->getSourceString(), "InInitUserInitFile" );
     EXPECT_STREQ( sources[2]->getSourceString(), "InInitAppInitFile" );
+    const ScopedEnvironment empty( "QV_PYTHON_EXEC", "" );
+    const Resolved withEmpty;
+    EXPECT_EQ( InPaths::getPythonExec(), "/user" );
     InInitUserInitFile::get().finalize();
 }
 

@@ -59,10 +59,12 @@ OsFilePath InPathsImp::findProgramDir( const OsFilePath& name, const std::string
 }
 
 std::optional<OsFilePath> InPathsImp::getPath( const InVariable<const char*>& variable ) {
-    if( !variable.isValid() || *variable.getValue() == 0 ) {
-        return std::nullopt;
+    for( const InContextAliasBase* const source : variable.getSources() ) {
+        if( source->isValid() && *source->getValue() != 0 ) {
+            return OsFilePath( source->getValue() );
+        }
     }
-    return OsFilePath( variable.getValue() );
+    return std::nullopt;
 }
 
 } // namespace Qv
