@@ -116,7 +116,8 @@ TEST_F( QvcompSettings, WrongValueIsToldWithItsSourceUnlessAnOptionWins ) {
         EXPECT_EQ( run( { c.option } ).status, 0 );
     }
     write( "user.ini", "ombra::qvcomp::threads = 700\n" );
-    EXPECT_THAT( run().errors, HasSubstr( "(InInitUserInitFile) takes a number" ) );
+    EXPECT_THAT( run().errors,
+                 HasSubstr( at( "user.ini" ) + " (InInitUserInitFile) takes a number" ) );
 }
 
 TEST_F( QvcompSettings, PatternsAreExpandedInEachPath ) {

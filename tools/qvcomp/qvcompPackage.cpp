@@ -65,13 +65,20 @@ const InVariable<const char*> threads( "ombra::qvcomp::threads", package, thread
 const InContextAlias<InInitEnv, 0> scratchEnv( "QVCOMP_SCRATCH", "Folder of the scratch file." );
 const InVariable<const char*> scratchDir( "ombra::qvcomp::scratchDir", package, scratchEnv );
 
+/// An init file bears the variable's key; what it is tells where it stands.
+const char* getName( const InContextAliasBase& source, const InVariableBase& variable ) {
+    const bool isFile = std::string_view( source.getKey() ) == variable.getKey();
+    return isFile ? source.getDescription() : source.getKey();
+}
+
 std::optional<Comp::Setting> getSetting( const InVariable<const char*>& variable ) {
     if( !variable.isValid() ) {
         return std::nullopt;
     }
     const InContextAliasBase& source = *variable.getOrigin();
-    const MsgError label = Comp::makeMessage(
-        Comp::Tag::SETTING, { variable.getKey(), source.getKey(), source.getSourceString() } );
+    const MsgError label =
+        Comp::makeMessage( Comp::Tag::SETTING, { variable.getKey(), getName( source, variable ),
+                                                 source.getSourceString() } );
     return Comp::Setting{ label.getText(), variable.getValue() };
 }
 

@@ -71,8 +71,8 @@ void report( const InVariableBase& variable, const InContextAliasBase& alias,
              const char* whatHappens ) {
     std::ostringstream text;
     text << "Configuration variable " << variable.getKey() << ": the value \"" << alias.getValue()
-         << "\" of its source " << alias.getSourceString() << ' ' << alias.getKey() << ' '
-         << whatHappens << '.';
+         << "\" of its source " << alias.getSourceString() << ' ' << alias.getKey() << " ("
+         << alias.getDescription() << ") " << whatHappens << '.';
     TraceManager::getInstance().getTrace().log( text, QV_HERE );
 }
 

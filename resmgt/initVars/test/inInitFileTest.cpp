@@ -19,6 +19,7 @@ namespace Qv {
 namespace {
 
 using ::testing::EndsWith;
+using ::testing::HasSubstr;
 
 struct TestPackageTag {};
 
@@ -66,7 +67,7 @@ TEST_F( InInitFileTest, TheUsersFileIsReadOnceAndServesEveryVariable ) {
     store( "ombra::a = 6\n" );
     ::testing::internal::CaptureStderr();
     b.resolve();
-    EXPECT_NE( ::testing::internal::GetCapturedStderr(), "" );
+    EXPECT_THAT( ::testing::internal::GetCapturedStderr(), HasSubstr( "/user.ini" ) );
     c.resolve();
     EXPECT_EQ( a.getValue(), 5 );
     EXPECT_EQ( b.getValue(), 3 );
