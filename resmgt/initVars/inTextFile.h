@@ -11,8 +11,8 @@ namespace Qv {
 ///
 /// Lines:   of up to MAX_LINE bytes without their end, which is a line feed or the end of the file;
 ///          a carriage return before it counts as white space.
-/// Text:    bytes, UTF-8 by agreement; its byte order mark at the start of the file is passed over, and
-///          takes no room of the line.
+/// Text:    bytes, UTF-8 by agreement; its byte order mark at the start of the file is passed over
+///          and takes no room of the line.
 /// Escapes: stay in the values as they stand; who uses a value decodes them.
 /// Errors:  those of InTextFileEx.
 /// Threads: any; nothing keeps two processes from writing one file at once.
@@ -38,13 +38,15 @@ public:
     /// alphabet.
     ///
     /// While the file is written its former content is the file with the extension "tt~", which is
-    /// gone after that; one that is there already is overwritten. A link is replaced by a file.
+    /// gone after that; one that is there already is overwritten, but stays when there is no file
+    /// to be replaced: it may be all that is left of it. A link is replaced by a file.
     ///
     /// Errors: a name or value that couldn't be read back and a present file that can't be read are
     ///         refused before anything is changed. A value can be read back when it is free of line
     ///         feeds, zero characters, white space at its ends and a backslash at its end, and fits
-    ///         its line. After a later failure either the file or the backup is there as the file
-    ///         was, and the exception says which.
+    ///         its line; who strips comments doesn't get what follows a "#" in it. After a later
+    ///         failure either the file or the backup is there as the file was, and the exception
+    ///         says which.
     static void writeNameValuePair( const char* file,
                                     const HashMap<std::string, std::string>& map );
 };

@@ -54,8 +54,8 @@ enum class Tag {
 
 /// Reads the texts of all tags, before threads use them.
 ///
-/// Errors: those of MsgFileGuard; a tag without a text raises std::runtime_error. Messages say their
-///         tags then, or the texts that were read before.
+/// Errors: those of MsgFileGuard; a tag without a text raises std::runtime_error. Messages say
+///         their tags then, or the texts that were read before.
 void loadMessages();
 
 /// The message of the tag with `values` for its place holders; from any thread.

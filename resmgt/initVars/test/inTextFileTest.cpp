@@ -234,6 +234,12 @@ TEST_F( InTextFileTest, ReplacingAFileKeepsItsPermissionsAndNeverItsBackup ) {
     EXPECT_EQ( fs::status( _path ).permissions(), fs::perms::owner_read | fs::perms::owner_write );
     EXPECT_FALSE( fs::exists( _backup ) );
 
+    // A backup that may be all that is left.
+    fs::rename( _path, _backup );
+    write( { { "b", "3" } } );
+    EXPECT_EQ( load(), "b = 3\n" );
+    EXPECT_EQ( load( _backup ), "a = 2\n" );
+
     const fs::path odd = _directory.path() / "odd.tt~";
     std::ofstream( odd ) << "a = 1\n";
     InTextFile::writeNameValuePair( odd.c_str(), { { "a", "3" } } );
