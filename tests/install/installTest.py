@@ -87,12 +87,18 @@ class InstallTest(unittest.TestCase):
         text = texts.read_text()
         texts.write_text(text.replace("there is no layer", "a layer is wanted"))
         self.addCleanup(texts.write_text, text)
-        result = subprocess.run(
-            [command, "--size", "8x8", "-o", self.folder / "out.exr"],
-            capture_output=True, text=True,
-        )
-        self.assertEqual((result.returncode, result.stdout), (2, ""))
-        self.assertTrue(result.stderr.startswith("qvcomp: a layer is wanted"), result.stderr)
+        libraries = self.only("**/libQVresmgt.so").parent
+        link = self.folder / "link" / "libraries"
+        link.parent.mkdir()
+        link.symlink_to(libraries)
+        for folder in (libraries, link):
+            result = subprocess.run(
+                [command, "--size", "8x8", "-o", self.folder / "out.exr"],
+                env={**os.environ, "LD_LIBRARY_PATH": str(folder)},
+                capture_output=True, text=True,
+            )
+            self.assertEqual((result.returncode, result.stdout), (2, ""), result.stderr)
+            self.assertTrue(result.stderr.startswith("qvcomp: a layer is wanted"), result.stderr)
 
 
 if __name__ == "__main__":

@@ -1,6 +1,8 @@
 #include <resmgt/initConfig/src/installedResources.h>
 
+#include <cstdlib>
 #include <dlfcn.h>
+#include <memory>
 
 namespace Qv {
 
@@ -9,8 +11,12 @@ OsFilePath getInstalledResourcesDir() {
     if( ::dladdr( reinterpret_cast<const void*>( &getInstalledResourcesDir ), &info ) == 0 ) {
         return {};
     }
-    return OsFilePath( info.dli_fname ).getAbsolutePath().getDirectoryName() +
-           QV_RESOURCES_FROM_LIBRARIES;
+    // The loader often comes through a link, such as /lib for /usr/lib, which has no prefix above.
+    const std::unique_ptr<char, void ( * )( void* )> file( ::realpath( info.dli_fname, nullptr ),
+                                                           std::free );
+    return file == nullptr
+               ? OsFilePath()
+               : OsFilePath( file.get() ).getDirectoryName() + QV_RESOURCES_FROM_LIBRARIES;
 }
 
 } // namespace Qv
