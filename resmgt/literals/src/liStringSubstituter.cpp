@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <iterator>
 #include <ostream>
 #include <set>
 #include <vector>
@@ -26,7 +27,6 @@ public:
     /// Replaces a former value. False if there was one.
     bool put( const std::string& pattern, const Value& value ) {
         QV_ASSERT( !pattern.empty() );
-        _lengths.insert( pattern.size() );
         _begins[static_cast<unsigned char>( pattern[0] )] = true;
         return _values.insert_or_assign( pattern, value ).second;
     }
@@ -34,9 +34,8 @@ public:
     template <class MustGo>
     void removeIf( MustGo mustGo ) {
         std::erase_if( _values, [&]( const auto& entry ) { return mustGo( entry.second ); } );
-        // Lengths and beginnings that nobody has any more only cost a look.
+        // Beginnings that no pattern has any more only cost a look.
         if( _values.empty() ) {
-            _lengths.clear();
             _begins.fill( false );
         }
     }
@@ -45,21 +44,23 @@ public:
     }
     /// The entry of the longest pattern that `text` begins with; null if there is none.
     const std::pair<const std::string, Value>* find( std::string_view text ) const {
-        for( const std::size_t length : _lengths ) {
-            if( length <= text.size() ) {
-                const auto found = _values.find( text.substr( 0, length ) );
-                if( found != _values.end() ) {
-                    return &*found;
-                }
+        auto next = _values.upper_bound( text );
+        while( next != _values.begin() ) {
+            const auto& entry = *std::prev( next );
+            const std::string_view pattern = entry.first;
+            const auto differing = std::ranges::mismatch( pattern, text ).in1;
+            if( differing == pattern.end() ) {
+                return &entry;
             }
+            // A longer beginning of the text would stand between this pattern and the text.
+            const auto common = static_cast<std::size_t>( differing - pattern.begin() );
+            next = _values.upper_bound( text.substr( 0, common ) );
         }
         return nullptr;
     }
 
 private:
     std::map<std::string, Value, std::less<>> _values;
-    /// Longest first.
-    std::set<std::size_t, std::greater<>> _lengths;
     std::array<bool, 256> _begins{};
 };
 

@@ -1,11 +1,16 @@
 #include <resmgt/literals/liStringSubstituter.h>
 #include <tests/support/raisedBy.h>
+#include <tests/support/testSettings.h>
 
 #include <base/callbacks/cbFunction.h>
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <random>
+#include <set>
 #include <sstream>
+#include <string>
 
 namespace Qv {
 
@@ -79,6 +84,35 @@ TEST_F( LiStringSubstituterTest, ExpandsInOnePassTheLongestPatternFirst ) {
     };
     for( const auto& c : cases ) {
         EXPECT_EQ( _substituter.substitute( c.text ), c.expanded ) << c.text;
+    }
+}
+
+TEST_F( LiStringSubstituterTest, OfPatternsWithinEachOtherTheLongestIsFoundAsByTryingAll ) {
+    std::mt19937_64 random( testSeed() );
+    const auto makeText = [&]( std::size_t most ) {
+        std::string text( 1 + random() % most, 'a' );
+        std::ranges::generate( text, [&] { return "ab\xff"[random() % 3]; } );
+        return text;
+    };
+    for( long run = scaledCount( 500 ); run > 0; --run ) {
+        LiStringSubstituter substituter;
+        std::set<std::string> patterns;
+        for( auto count = random() % 12; count > 0; --count ) {
+            const std::string pattern = makeText( 5 );
+            patterns.insert( pattern );
+            substituter.addPattern( pattern, std::to_string( pattern.size() ) );
+        }
+        const std::string text = makeText( 30 );
+        std::string expected;
+        for( std::size_t i = 0; i < text.size(); ) {
+            std::size_t length = std::min<std::size_t>( 5, text.size() - i );
+            while( length > 0 && !patterns.contains( text.substr( i, length ) ) ) {
+                --length;
+            }
+            expected += length > 0 ? std::to_string( length ) : text.substr( i, 1 );
+            i += std::max<std::size_t>( length, 1 );
+        }
+        ASSERT_EQ( substituter.substitute( text ), expected ) << text;
     }
 }
 
