@@ -13,22 +13,22 @@
 namespace Qv {
 namespace {
 
-/// Resolves the package's variables as they are in the environment now, and anew at the end.
-class Resolved {
-public:
-    Resolved() { resolve(); }
-    ~Resolved() { resolve(); }
-
-private:
-    static void resolve() {
-        for( const auto* variable :
-             { &getResourcesDirVariable(), &getOutputDirVariable(), &getPythonExecVariable() } ) {
-            const_cast<InVariable<const char*>&>( *variable ).resolve();
-        }
+/// Resolves the package's variables as the environment and the user's file are now.
+void resolve() {
+    InInitUserInitFile::get().finalize();
+    for( const auto* variable :
+         { &getResourcesDirVariable(), &getOutputDirVariable(), &getPythonExecVariable() } ) {
+        const_cast<InVariable<const char*>&>( *variable ).resolve();
     }
+}
+
+/// Resolves them anew when the test's environment is gone.
+class InPathsTest : public ::testing::Test {
+protected:
+    void TearDown() override { resolve(); }
 };
 
-TEST( InPathsTest, PathsStandUnderTheInstallDirectoryUnlessAVariableSaysOtherwise ) {
+TEST_F( InPathsTest, PathsStandUnderTheInstallDirectoryUnlessAVariableSaysOtherwise ) {
     const OsFilePath install = InPaths::getInstallDir();
     const ScopedEnvironment home( "HOME", "/home/somebody" );
     const ScopedEnvironment config( "XDG_CONFIG_HOME", "/nowhere" );
@@ -41,7 +41,7 @@ TEST( InPathsTest, PathsStandUnderTheInstallDirectoryUnlessAVariableSaysOtherwis
         const ScopedEnvironment resources( "QV_RESOURCES_DIR", value );
         const ScopedEnvironment output( "QV_OUTPUT_DIR", value );
         const ScopedEnvironment python( "QV_PYTHON_EXEC", value );
-        const Resolved resolved;
+        resolve();
         const bool isSet = *value != 0;
         EXPECT_EQ( InPaths::getResourcesDir(), isSet ? value : install + "resources" );
         EXPECT_EQ( InPaths::getOutputDir(), isSet ? value : OsFilePath::getTempDir() );
@@ -49,22 +49,21 @@ TEST( InPathsTest, PathsStandUnderTheInstallDirectoryUnlessAVariableSaysOtherwis
     }
 }
 
-TEST( InPathsTest, TheOutputDirectoryIsTheOneForTemporaryFilesAtTheStart ) {
+TEST_F( InPathsTest, TheOutputDirectoryIsTheOneForTemporaryFilesAtTheStart ) {
     const ScopedEnvironment unset( "QV_OUTPUT_DIR" );
     const ScopedEnvironment temp( "QV_TEST_DIR", "/some/temp" );
-    const Resolved resolved;
+    resolve();
     EXPECT_STREQ( getOutputDirVariable().getValue(), "/some/temp" );
 }
 
-TEST( InPathsTest, TheApplicationsFileServesVariablesAndTheUsersFileGoesBefore ) {
+TEST_F( InPathsTest, TheApplicationsFileServesVariablesAndTheUsersFileGoesBefore ) {
     const TempDirectory directory;
     const std::string path = directory.path() / "user.ini";
     std::ofstream( path ) << "ombra::deployment::pythonExec = /user\n";
     EXPECT_EQ( InInitAppInitFile::get().getFile().getPath(), InPaths::getAppInitFilePath() );
     const ScopedEnvironment unset( "QV_PYTHON_EXEC" );
     const ScopedEnvironment user( "QV_USER_INIT_FILE", path.c_str() );
-    InInitUserInitFile::get().finalize();
-    const Resolved resolved;
+    resolve();
     EXPECT_EQ( InPaths::getPythonExec(), "/user" );
     const auto& sources = getPythonExecVariable().getSources();
     ASSERT_EQ( sources.size(), 3U );
@@ -72,9 +71,8 @@ TEST( InPathsTest, TheApplicationsFileServesVariablesAndTheUsersFileGoesBefore )
     EXPECT_STREQ( sources[1]->getSourceString(), "InInitUserInitFile" );
     EXPECT_STREQ( sources[2]->getSourceString(), "InInitAppInitFile" );
     const ScopedEnvironment empty( "QV_PYTHON_EXEC", "" );
-    const Resolved withEmpty;
+    resolve();
     EXPECT_EQ( InPaths::getPythonExec(), "/user" );
-    InInitUserInitFile::get().finalize();
 }
 
 } // namespace
