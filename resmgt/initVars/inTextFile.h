@@ -28,7 +28,7 @@ public:
     /// that has no backslash before it and isn't its first character.
     ///
     /// Errors: `map` stays as it was.
-    /// Cost:   some 30 ns a line and two or three allocations a pair.
+    /// Cost:   most of it is the map's: two or three allocations a pair, and its memory.
     static void readNameValuePair( const char* file, HashMap<std::string, std::string>& map,
                                    bool stripComments );
 

@@ -7,9 +7,12 @@
 #include <resmgt/osal/osFsUtils.h>
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <set>
+#include <span>
 #include <string_view>
+#include <utility>
 
 namespace Qv {
 
@@ -22,6 +25,54 @@ constexpr std::string_view ASSIGNMENT = " = ";
 /// file can be large without holding anything.
 constexpr unsigned long long BYTES_PER_PAIR = 40;
 constexpr unsigned long long MAX_ESTIMATE = 1'000'000;
+
+/// Fills a map. Where that is large, what an insertion costs is waiting for memory: a whole batch
+/// of names is looked up first, since the processor waits for independent look-ups together.
+class PairCollector {
+public:
+    explicit PairCollector( std::size_t estimate ) { _pairs.reserve( estimate ); }
+
+    /// A former value of the name is replaced.
+    void add( std::string_view name, std::string_view value ) {
+        _batch[_size++] = { std::string( name ), std::string( value ), nullptr };
+        if( _size == _batch.size() ) {
+            insertBatch();
+        }
+    }
+    Pairs take() {
+        insertBatch();
+        return std::move( _pairs );
+    }
+
+private:
+    struct Addition {
+        std::string name;
+        std::string value;
+        /// What the map had for the name before the batch.
+        std::string* formerValue;
+    };
+
+    void insertBatch();
+
+    Pairs _pairs;
+    std::array<Addition, 64> _batch;
+    std::size_t _size = 0;
+};
+
+void PairCollector::insertBatch() {
+    const std::span additions( _batch.data(), std::exchange( _size, 0 ) );
+    for( Addition& addition : additions ) {
+        const auto found = _pairs.find( addition.name );
+        addition.formerValue = found != _pairs.end() ? &found->second : nullptr;
+    }
+    for( Addition& addition : additions ) {
+        if( addition.formerValue != nullptr ) {
+            *addition.formerValue = std::move( addition.value );
+        } else {
+            _pairs.insert_or_assign( std::move( addition.name ), std::move( addition.value ) );
+        }
+    }
+}
 
 void checkPair( const char* file, const std::string& name, const std::string& value ) {
     if( !isName( name ) ) {
@@ -236,20 +287,19 @@ std::string FileReplacement::restore( const char* reason ) {
 
 void InTextFile::readNameValuePair( const char* file, HashMap<std::string, std::string>& map,
                                     bool stripComments ) {
-    Pairs pairs;
     InTextLineReader lines( file );
-    pairs.reserve( std::min( lines.getSize() / BYTES_PER_PAIR, MAX_ESTIMATE ) );
     InTextPairParser parser( lines );
+    PairCollector pairs( std::min( lines.getSize() / BYTES_PER_PAIR, MAX_ESTIMATE ) );
     for( std::string_view line; lines.read( line ); ) {
         if( parser.take( line ) ) {
             const std::string_view value = parser.getValue();
-            pairs.insert_or_assign( std::string( parser.getName() ),
-                                    std::string( stripComments ? stripComment( value ) : value ) );
+            pairs.add( parser.getName(), stripComments ? stripComment( value ) : value );
         }
     }
     parser.finish();
-    pairs.merge( map );
-    map.swap( pairs );
+    Pairs result = pairs.take();
+    result.merge( map );
+    map.swap( result );
 }
 
 void InTextFile::writeNameValuePair( const char* file,
