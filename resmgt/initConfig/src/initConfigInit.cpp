@@ -23,10 +23,10 @@ InInit<QvInit::initConfig>::InInit()
 
 namespace {
 
-/// The directory for temporary files, as it is when packages start.
+/// A default that is known when packages start: the directory for temporary files.
 struct TempDir {
     static constexpr int getPriority() noexcept { return 0; }
-    static constexpr const char* getSourceString() noexcept { return "TempDir"; }
+    static constexpr const char* getSourceString() noexcept { return "InInitDef"; }
     static void initialize( InContextAliasBase& alias ) {
         alias.initialize( OsFilePath::getTempDir().getChars() );
     }
