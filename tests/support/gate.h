@@ -1,7 +1,10 @@
 #pragma once
 
+#include <tests/support/deadline.h>
+
 #include <condition_variable>
 #include <mutex>
+#include <string>
 
 namespace Qv {
 
@@ -13,12 +16,25 @@ namespace Qv {
 class Gate {
 public:
     /// `name` is kept, not copied.
-    explicit Gate( const char* name );
+    explicit Gate( const char* name )
+        : _name( name ) {}
 
-    void open();
+    void open() {
+        const std::lock_guard lock( _mutex );
+        _isOpen = true;
+        _opened.notify_all();
+    }
     /// Returns once the gate is open.
-    void wait();
-    bool isOpen() const;
+    void wait() {
+        std::unique_lock lock( _mutex );
+        if( !_opened.wait_until( lock, deadlineFromNow(), [this] { return _isOpen; } ) ) {
+            failHang( ( std::string( "Nobody opened the gate: " ) + _name ).c_str() );
+        }
+    }
+    bool isOpen() const {
+        const std::lock_guard lock( _mutex );
+        return _isOpen;
+    }
 
 private:
     const char* const _name;

@@ -1,7 +1,9 @@
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
+#include <tests/support/deadline.h>
+#include <tests/support/gate.h>
+
+#include <atomic>
 
 namespace Qv {
 
@@ -18,21 +20,26 @@ namespace Qv {
 class HoldPoint {
 public:
     /// `name` is kept, not copied.
-    explicit HoldPoint( const char* name );
+    explicit HoldPoint( const char* name )
+        : _name( name )
+        , _released( name ) {}
 
     /// Counts the calling thread, and holds it until `release`.
-    void pass();
+    void pass() {
+        ++_nbReached;
+        _released.wait();
+    }
     /// Returns once `nbThreads` threads have come here in all.
-    void waitUntilReached( int nbThreads = 1 );
+    void waitUntilReached( int nbThreads = 1 ) {
+        waitUntil( [&] { return _nbReached >= nbThreads; }, _name );
+    }
     /// Lets those go that are held, and all that come later.
-    void release();
+    void release() { _released.open(); }
 
 private:
     const char* const _name;
-    std::mutex _mutex;
-    std::condition_variable _changed;
-    int _nbReached = 0;
-    bool _isReleased = false;
+    std::atomic<int> _nbReached = 0;
+    Gate _released;
 };
 
 } // namespace Qv

@@ -6,25 +6,28 @@
 
 namespace Qv {
 
-ScopedEnvironment::ScopedEnvironment( const char* name )
-    : _name( name ) {
-    if( const char* const value = std::getenv( name ) ) {
-        _before = value;
+namespace {
+
+void set( const char* name, const char* value ) {
+    if( value ) {
+        ::setenv( name, value, 1 );
+    } else {
+        ::unsetenv( name );
     }
-    ::unsetenv( name );
 }
 
+} // namespace
+
 ScopedEnvironment::ScopedEnvironment( const char* name, const char* value )
-    : ScopedEnvironment( name ) {
-    ::setenv( name, value, 1 );
+    : _name( name ) {
+    if( const char* const before = std::getenv( name ) ) {
+        _before = before;
+    }
+    set( name, value );
 }
 
 ScopedEnvironment::~ScopedEnvironment() {
-    if( _before ) {
-        ::setenv( _name.c_str(), _before->c_str(), 1 );
-    } else {
-        ::unsetenv( _name.c_str() );
-    }
+    set( _name.c_str(), _before ? _before->c_str() : nullptr );
 }
 
 } // namespace Qv

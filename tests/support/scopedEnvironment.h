@@ -5,13 +5,11 @@
 
 namespace Qv {
 
-/// An environment variable that has another value, or none, until scope exit. No other thread may
-/// read the environment meanwhile.
+/// An environment variable that has another value, or with null none, until scope exit. No other
+/// thread may read the environment meanwhile.
 class ScopedEnvironment {
 public:
-    ScopedEnvironment( const char* name, const char* value );
-    /// Takes the variable out of the environment.
-    explicit ScopedEnvironment( const char* name );
+    explicit ScopedEnvironment( const char* name, const char* value = nullptr );
     ScopedEnvironment( const ScopedEnvironment& ) = delete;
     ScopedEnvironment& operator=( const ScopedEnvironment& ) = delete;
     ~ScopedEnvironment();

@@ -68,12 +68,9 @@ std::uint64_t testSeed() {
     return seed;
 }
 
-double testScale() {
-    return environmentScale() * WORK_SHARE;
-}
-
 long scaledCount( long count ) {
-    return std::max( 1L, static_cast<long>( static_cast<double>( count ) * testScale() ) );
+    const double scaled = static_cast<double>( count ) * environmentScale() * WORK_SHARE;
+    return std::max( 1L, static_cast<long>( scaled ) );
 }
 
 double testSlowdown() {

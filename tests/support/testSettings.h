@@ -8,11 +8,9 @@ namespace Qv {
 /// the form in which the environment takes it back.
 std::uint64_t testSeed();
 
-/// The share of its full work that a test does: the value of `QV_TEST_SCALE`, else 1, times 0.5
-/// under the address sanitizer and 0.1 under the thread sanitizer.
-double testScale();
-
-/// `count` times `testScale()`, at least 1.
+/// The part of its full work that a test does, at least 1: `count` times the value of
+/// `QV_TEST_SCALE`, else 1, times 0.5 under the address sanitizer and 0.1 under the thread
+/// sanitizer.
 long scaledCount( long count );
 
 /// How much longer than in an ordinary build work may last here: the sanitizer's slow-down, times

@@ -31,24 +31,18 @@ constexpr int MAX_FRAMES = 64;
 constexpr auto ANSWER_TIME = std::chrono::seconds( 2 );
 constexpr auto POLL_INTERVAL = std::chrono::milliseconds( 1 );
 
-struct Stack {
-    int kernelId = 0;
-    std::array<void*, MAX_FRAMES> frames = {};
-    int nbFrames = 0;
-};
-
-// The thread that is asked for its stack; written by the asker before the signal, read by the
-// handler. `answered` is released by the handler and acquired by the asker, and carries `asked`.
-Stack asked;
+// The stack of the thread that is asked for it, written by the signal's handler. `answered` is
+// released by the handler and acquired by the asker, and carries the frames.
+std::array<void*, MAX_FRAMES> frames;
+int nbFrames = 0;
 std::atomic<bool> answered = false;
 
 void onAsked( int ) {
-    asked.nbFrames = ::backtrace( asked.frames.data(), MAX_FRAMES );
+    nbFrames = ::backtrace( frames.data(), MAX_FRAMES );
     answered.store( true, std::memory_order_release );
 }
 
 bool askThread( int kernelId ) {
-    asked.kernelId = kernelId;
     answered.store( false, std::memory_order_relaxed );
     if( ::syscall( SYS_tgkill, ::getpid(), kernelId, SIGRTMAX ) != 0 ) {
         return false;
@@ -86,11 +80,11 @@ void printSourceLines( const std::string& module, const std::string& offsets ) {
     }
 }
 
-void printSourceLines( const Stack& stack ) {
+void printAskedStack() {
     std::string module;
     std::string offsets;
-    for( int frame = 0; frame < stack.nbFrames; ++frame ) {
-        void* const address = stack.frames[static_cast<std::size_t>( frame )];
+    for( int frame = 0; frame < nbFrames; ++frame ) {
+        void* const address = frames[static_cast<std::size_t>( frame )];
         Dl_info info = {};
         if( ::dladdr( address, &info ) == 0 || !info.dli_fname ) {
             continue;
@@ -120,20 +114,13 @@ void printThreadStacks() {
     action.sa_flags = SA_RESTART;
     ::__sigaction( SIGRTMAX, &action, nullptr );
 
-    std::vector<Stack> stacks;
     for( const int id : threadIds() ) {
         std::fprintf( stderr, "Thread %d '%s':\n", id, threadName( id ).c_str() );
-        if( !askThread( id ) ) {
+        if( askThread( id ) ) {
+            printAskedStack();
+        } else {
             std::fprintf( stderr, "    no answer\n" );
-            continue;
         }
-        ::backtrace_symbols_fd( asked.frames.data(), asked.nbFrames, STDERR_FILENO );
-        stacks.push_back( asked );
-    }
-    std::fprintf( stderr, "\nThe same as source lines:\n" );
-    for( const Stack& stack : stacks ) {
-        std::fprintf( stderr, "Thread %d:\n", stack.kernelId );
-        printSourceLines( stack );
     }
 }
 

@@ -1,14 +1,12 @@
 #include <tests/support/deadline.h>
 #include <tests/support/gate.h>
 #include <tests/support/processCounts.h>
-#include <tests/support/script.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
 
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -21,7 +19,6 @@ namespace Qv {
 
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 struct Outcome {
@@ -36,14 +33,12 @@ Outcome runOddTest( const std::string& name, const std::string& environment ) {
     const std::string command =
         environment + " '" + program + "' --gtest_filter=OddTest." + name + " 2>&1";
     FILE* const pipe = ::popen( command.c_str(), "r" );
-    Outcome outcome = { -1, "" };
-    std::array<char, 4096> part = {};
-    while( const std::size_t size = std::fread( part.data(), 1, part.size(), pipe ) ) {
-        outcome.output.append( part.data(), size );
+    std::string output;
+    for( int c = 0; ( c = std::fgetc( pipe ) ) != EOF; ) {
+        output += static_cast<char>( c );
     }
     const int status = ::pclose( pipe );
-    outcome.exitCode = WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
-    return outcome;
+    return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, output };
 }
 
 TEST( SupportTest, HangThreadsExceptionOrMalformedSettingEndsATestWithAnExplanation ) {
@@ -79,20 +74,6 @@ TEST( TestThreadTest, BlockedIsSeenOnlyOnceTheThreadSleeps ) {
     gate.open();
     thread.join();
     EXPECT_TRUE( thread.isDone() );
-}
-
-TEST( ScriptTest, StepsOfTwoThreadsRunInTheirNumbersOrder ) {
-    Script script( "two threads" );
-    std::vector<int> order;
-    const auto note = [&]( int first ) {
-        for( const int number : { first, first + 2 } ) {
-            script.step( number, [&order, number] { order.push_back( number ); } );
-        }
-    };
-    TestThread even( [&] { note( 2 ); } );
-    note( 1 );
-    even.join();
-    EXPECT_THAT( order, ElementsAre( 1, 2, 3, 4 ) );
 }
 
 TEST( TempDirectoryTest, GoesWithAllThatItHolds ) {
