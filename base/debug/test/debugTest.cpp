@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <sstream>
@@ -37,18 +38,12 @@ TEST( DbgTestMgrTest, TestsRunFromTheMarkUntilItsManagerEnds ) {
 }
 
 TEST( HmGCTest, ReportsWhatAScopeKeepsAndOnlyThat ) {
-    const struct {
-        bool _keeps;
-        bool _forcesSummary;
-        bool _dumpsStack;
-        bool _reports;
-    } cases[] = {
-        { true, false, false, true },
-        { false, false, false, false },
-        { false, true, false, true },
-        { true, false, true, true },
-    };
-    for( const auto& c : cases ) {
+    // Whether a block is kept, a summary forced, the stack dumped, and something reported.
+    const std::array<bool, 4> cases[] = { { true, false, false, true },
+                                          { false, false, false, false },
+                                          { false, true, false, true },
+                                          { true, false, true, true } };
+    for( const auto& [keeps, forcesSummary, dumpsStack, reports] : cases ) {
         // Given back within the scope, it pays for what else is allocated there.
         auto former = std::make_unique<Block>( BLOCK_SIZE );
         std::ostringstream report;
@@ -56,16 +51,16 @@ TEST( HmGCTest, ReportsWhatAScopeKeepsAndOnlyThat ) {
         {
             HmGC leaks( false );
             leaks.setOutput( &report );
-            leaks.setForceSummary( c._forcesSummary );
-            leaks.setStackDump( c._dumpsStack );
+            leaks.setForceSummary( forcesSummary );
+            leaks.setStackDump( dumpsStack );
             leaks.setActive( true );
-            if( c._keeps ) {
+            if( keeps ) {
                 kept = std::make_unique<Block>( 2 * BLOCK_SIZE );
             }
             former.reset();
         }
-        EXPECT_EQ( !report.str().empty(), c._reports ) << c._keeps << c._forcesSummary;
-        EXPECT_EQ( report.str().find( "0x" ) != std::string::npos, c._dumpsStack );
+        EXPECT_EQ( !report.str().empty(), reports ) << keeps << forcesSummary;
+        EXPECT_EQ( report.str().find( "0x" ) != std::string::npos, dumpsStack );
     }
 }
 

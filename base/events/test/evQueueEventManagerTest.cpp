@@ -2,7 +2,6 @@
 #include <base/events/evRequestEvent.h>
 #include <base/failure/assertions.h>
 #include <base/init/inSingletonEx.h>
-#include <tests/support/gate.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
@@ -82,13 +81,11 @@ TEST( EvQueueEventManagerTest, AnEventMayDrainTheQueueItself ) {
 TEST( EvQueueEventManagerTest, AnEventsExceptionReachesTheDrainerAndLosesNoOtherEvent ) {
     nbWakeUps = 0;
     EvQueueEventManager events( [] { ++nbWakeUps; } );
-    std::vector<int> order;
     post( [&] { throw ExInternalError( QV_HERE, "event" ); } );
-    post( [&] { order.push_back( 2 ); } );
+    post( [] {} );
     EXPECT_THROW( events.drain(), ExInternalError );
     EXPECT_EQ( nbWakeUps, 2 );
     EXPECT_EQ( events.drain(), 1 );
-    EXPECT_THAT( order, ElementsAre( 2 ) );
 }
 
 TEST( EvQueueEventManagerTest, TheMainLoopIsWokenOnceForEachDrainThatIsDue ) {
@@ -111,24 +108,18 @@ TEST( EvQueueEventManagerTest, EachThreadsEventsArriveAllAndInItsOrder ) {
     const long nbEvents = scaledCount( 20000 );
     constexpr int nbThreads = 4;
     std::vector<long> nextOf( nbThreads, 0 );
-    Gate start( "start" );
-    const auto produce = [&]( std::size_t thread ) {
-        start.wait();
-        for( long i = 0; i < nbEvents; ++i ) {
-            post( [&nextOf, thread, i] { EXPECT_EQ( nextOf[thread]++, i ); } );
-        }
-    };
-    long nbExecuted = 0;
-    {
-        std::deque<TestThread> threads;
-        for( std::size_t thread = 0; thread < nbThreads; ++thread ) {
-            threads.emplace_back( [&, thread] { produce( thread ); } );
-        }
-        start.open();
-        while( nbExecuted < nbEvents * nbThreads ) {
-            nbExecuted += events.drain();
-        }
+    std::deque<TestThread> threads;
+    for( std::size_t thread = 0; thread < nbThreads; ++thread ) {
+        threads.emplace_back( [&, thread] {
+            for( long i = 0; i < nbEvents; ++i ) {
+                post( [&nextOf, thread, i] { EXPECT_EQ( nextOf[thread]++, i ); } );
+            }
+        } );
     }
+    for( long nbExecuted = 0; nbExecuted < nbEvents * nbThreads; ) {
+        nbExecuted += events.drain();
+    }
+    threads.clear();
     EXPECT_EQ( events.drain(), 0 );
     EXPECT_THAT( nextOf, ::testing::Each( nbEvents ) );
 }

@@ -1,7 +1,7 @@
 #include <base/failure/assertions.h>
-#include <base/init/inBuildInfo.h>
 #include <base/init/inBuildInfoMgr.h>
 #include <base/init/inBuildInfoUtil.h>
+#include <tests/support/fakeBuildInfo.h>
 
 #include <gmock/gmock.h>
 
@@ -9,72 +9,47 @@ namespace Qv {
 
 namespace {
 
-using ::testing::HasSubstr;
+// Records live until the process ends.
+int nbAlive = 0;
 
-class TestInfo : public InBuildInfo {
+class CountedInfo : public FakeBuildInfo {
 public:
-    TestInfo( const char* library, int& nbAlive )
-        : _library( library )
-        , _nbAlive( nbAlive ) {
-        ++_nbAlive;
-    }
-    ~TestInfo() override { --_nbAlive; }
-
-    const char* getProductName() const override { return "Painter"; }
-    const char* getLibraryName() const override { return _library; }
-    const char* getVersion() const override { return "2031"; }
-    const char* getVersionNumber() const override { return "4.7"; }
-    const char* getBuildSuffix() const override { return "dev"; }
-    int getMajor() const override { return 4; }
-    int getMinor() const override { return 7; }
-    int getBuildKind() const override { return DEVELOPMENT_BUILD; }
-    const char* getBuildNumber() const override { return "815"; }
-    const char* getBuildDate() const override { return "March 04 2031"; }
-    const char* getBuildFlavour() const override { return "fast.z80.cc"; }
-
-private:
-    const char* const _library;
-    int& _nbAlive;
+    using FakeBuildInfo::FakeBuildInfo;
+    ~CountedInfo() override { --nbAlive; }
 };
 
-// Records live until the process ends.
-int nbLibraryRecords = 0;
-int nbApplicationRecords = 0;
+OPtr<InBuildInfo> make( const char* library ) {
+    ++nbAlive;
+    return OPtr<InBuildInfo>( new CountedInfo( library ) );
+}
 
 TEST( InBuildInfoTest, AnApplicationWithoutARecordHasNoIdentityAndALaterRecordReplaces ) {
+    const auto identify = []( auto id, auto version ) {
+        return InBuildInfo::getInstanceIdentificationString( id, version );
+    };
     ASSERT_FALSE( InBuildInfoMgr::isAppInfoRegistered() );
     EXPECT_THROW( InBuildInfoMgr::getAppInfo(), ExAssertionFailed );
-    EXPECT_THROW( InBuildInfo::getInstanceIdentificationString( InBuildInfo::WITH_PRODUCT_NAME,
-                                                                InBuildInfo::YEAR ),
+    EXPECT_THROW( identify( InBuildInfo::WITH_PRODUCT_NAME, InBuildInfo::YEAR ),
                   ExAssertionFailed );
-
+    const int nbBefore = nbAlive;
     for( int i = 0; i < 2; ++i ) {
-        InBuildInfoMgr::registerAppInfo(
-            OPtr<InBuildInfo>( new TestInfo( "painter", nbApplicationRecords ) ) );
+        InBuildInfoMgr::registerAppInfo( make( "painter" ) );
         EXPECT_TRUE( InBuildInfoMgr::isAppInfoRegistered() );
-        EXPECT_EQ( nbApplicationRecords, 1 );
+        EXPECT_EQ( nbAlive, nbBefore + 1 );
     }
-    const struct {
-        InBuildInfo::InstanceIdControl _id;
-        InBuildInfo::VersionDisplayControl _version;
-        const char* _expected;
-    } cases[] = {
-        { InBuildInfo::WITH_PRODUCT_NAME, InBuildInfo::YEAR, "Painter 2031" },
-        { InBuildInfo::WITHOUT_PRODUCT_NAME, InBuildInfo::YEAR_AND_NUMBER, " 2031 (4.7dev)" },
-    };
-    for( const auto& c : cases ) {
-        EXPECT_EQ( InBuildInfo::getInstanceIdentificationString( c._id, c._version ), c._expected );
-    }
+    EXPECT_EQ( identify( InBuildInfo::WITH_PRODUCT_NAME, InBuildInfo::YEAR ), "Painter 2031" );
+    EXPECT_EQ( identify( InBuildInfo::WITHOUT_PRODUCT_NAME, InBuildInfo::YEAR_AND_NUMBER ),
+               " 2031 (4.7dev)" );
 }
 
 TEST( InBuildInfoUtilTest, ALibraryThatStartsAgainReplacesItsRecord ) {
-    const std::size_t nbBefore = InBuildInfoUtil::getInfos().size();
-    InBuildInfoUtil::registerInfo( OPtr<InBuildInfo>( new TestInfo( "libA", nbLibraryRecords ) ) );
-    InBuildInfoUtil::registerInfo( OPtr<InBuildInfo>( new TestInfo( "libB", nbLibraryRecords ) ) );
-    InBuildInfo& again = InBuildInfoUtil::registerInfo(
-        OPtr<InBuildInfo>( new TestInfo( "libA", nbLibraryRecords ) ) );
-    EXPECT_EQ( nbLibraryRecords, 2 );
-    EXPECT_EQ( InBuildInfoUtil::getInfos().size(), nbBefore + 2 );
+    const std::size_t nbInfos = InBuildInfoUtil::getInfos().size();
+    const int nbBefore = nbAlive;
+    InBuildInfoUtil::registerInfo( make( "libA" ) );
+    InBuildInfoUtil::registerInfo( make( "libB" ) );
+    InBuildInfo& again = InBuildInfoUtil::registerInfo( make( "libA" ) );
+    EXPECT_EQ( nbAlive, nbBefore + 2 );
+    EXPECT_EQ( InBuildInfoUtil::getInfos().size(), nbInfos + 2 );
     EXPECT_THAT( InBuildInfoUtil::getInfos(), ::testing::Contains( &again ) );
 }
 

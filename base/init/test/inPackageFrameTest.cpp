@@ -1,7 +1,7 @@
 #include <base/failure/assertions.h>
 #include <base/init/inInit.h>
-#include <base/init/inSingleton.imp>
 #include <base/init/src/inPackageFrame.h>
+#include <tests/support/raisedBy.h>
 
 #include <gmock/gmock.h>
 
@@ -37,26 +37,22 @@ public:
 
     void preInitializePackage() override {}
     void postInitializePackage() override {}
-    void initializePackage() override {
-        _events.push_back( std::string( "start " ) + getName() );
-        if( _failsToStart ) {
-            throw ExInternalError( QV_HERE, "won't start" );
-        }
-    }
-    void finalizePackage() override {
-        _events.push_back( std::string( "stop " ) + getName() );
-        if( _failsToStop ) {
-            throw ExInternalError( QV_HERE, "won't stop" );
-        }
-    }
+    void initializePackage() override { note( "start" ); }
+    void finalizePackage() override { note( "stop" ); }
     void setPackageState( bool isStarted ) override { _isStarted = isStarted; }
     const std::type_info* getIdentity() const override { return &typeid( Tag ); }
 
-    bool _failsToStart = false;
-    bool _failsToStop = false;
+    const char* _failing = "";
     bool _isStarted = false;
 
 private:
+    void note( const std::string& step ) {
+        _events.push_back( step + " " + getName() );
+        if( step == _failing ) {
+            throw ExInternalError( QV_HERE, ( "won't " + step ).c_str() );
+        }
+    }
+
     Events& _events;
 };
 
@@ -69,12 +65,7 @@ struct InPackageFrameTest : ::testing::Test {
     }
 
     std::string startFailure() {
-        try {
-            _frame.start();
-        } catch( const ExBase& exception ) {
-            return exception.getReason();
-        }
-        return {};
+        return raisedBy( [this] { _frame.start(); } );
     }
 
     Events _events;
@@ -82,10 +73,6 @@ struct InPackageFrameTest : ::testing::Test {
     FakePackage<B> _b{ _events, "b", { &typeid( C ) } };
     FakePackage<C> _c{ _events, "c", {} };
     InPackageFrame _frame;
-};
-
-struct Single {
-    static const char* getSingletonName() { return "Single"; }
 };
 
 } // namespace
@@ -104,7 +91,7 @@ TEST_F( InPackageFrameTest, StartsInDependencyOrderAndStopsInReverse ) {
 }
 
 TEST_F( InPackageFrameTest, AFailedStartStopsWhatHadStartedAndGoesOn ) {
-    _a._failsToStart = true;
+    _a._failing = "start";
     EXPECT_EQ( startFailure(), "won't start" );
     EXPECT_THAT( _events, ElementsAre( "start c", "start b", "start a", "stop b", "stop c" ) );
     EXPECT_FALSE( _b._isStarted );
@@ -112,7 +99,7 @@ TEST_F( InPackageFrameTest, AFailedStartStopsWhatHadStartedAndGoesOn ) {
 }
 
 TEST_F( InPackageFrameTest, AFailedStopIsReportedAndDoesNotKeepOthersFromStopping ) {
-    _b._failsToStop = true;
+    _b._failing = "stop";
     _frame.start();
     ::testing::internal::CaptureStderr();
     _frame.stop();
@@ -131,18 +118,6 @@ TEST_F( InPackageFrameTest, AMissingCyclicOrDoubledPackageIsNamedAndNothingStart
     _frame.add( closing );
     EXPECT_THAT( startFailure(), HasSubstr( "a -> b -> c -> a" ) );
     EXPECT_TRUE( _events.empty() );
-}
-
-TEST( InSingletonTest, TellsBeforeTheStartFromAfterTheStop ) {
-    using Access = InSingleton<Single>;
-    EXPECT_THROW( Access::getInstance(), InSingletonEx::ExNotInitialized );
-    Access::initialize( OPtr<Single>( new Single ) );
-    EXPECT_THROW( Access::initialize( OPtr<Single>( new Single ) ),
-                  InSingletonEx::ExAlreadyInitialized );
-    EXPECT_TRUE( Access::isInitialized() );
-    Access::getInstance();
-    Access::finalize();
-    EXPECT_THROW( Access::getInstance(), InSingletonEx::ExAlreadyDestroyed );
 }
 
 } // namespace Qv

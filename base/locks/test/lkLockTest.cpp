@@ -2,11 +2,24 @@
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <memory>
+#include <numeric>
+#include <random>
 #include <sstream>
-#include <vector>
+#include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 
 namespace Qv {
 
@@ -17,61 +30,62 @@ void lockAndUnlock( const LkLock& lock ) QV_NO_THREAD_SAFETY_ANALYSIS {
     const LkGuard<const LkLock> guard( lock );
 }
 
+/// A lock of which all that guards the same count of sleepers as `like` is its address.
+const LkLockPosix& sharingTheCountOf( const LkLockPosix& like ) {
+    static LkLockPosix locks[16 << LkSleepers::NB_COUNTS_LOG2];
+    for( const LkLockPosix& lock : locks ) {
+        if( &lock != &like && LkSleepers::getIndex( &lock ) == LkSleepers::getIndex( &like ) ) {
+            return lock;
+        }
+    }
+    throw std::logic_error( "no lock shares its count" );
+}
+
+std::uint32_t nbSleepers() {
+    return std::accumulate( std::begin( LkSleepers::counts ), std::end( LkSleepers::counts ), 0u );
+}
+
+/// The status of a forked child that exits with what `body` returns.
+int statusOfChild( const std::function<int()>& body ) {
+    const pid_t child = ::fork();
+    if( child == 0 ) {
+        ::_exit( body() );
+    }
+    int status = -1;
+    EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
+    return status;
+}
+
+/// From now on, and in every program that this process becomes, the system has no barrier.
+void denyBarrier() {
+    sock_filter program[] = {
+        BPF_STMT( BPF_LD | BPF_W | BPF_ABS, offsetof( seccomp_data, nr ) ),
+        BPF_JUMP( BPF_JMP | BPF_JEQ | BPF_K, SYS_membarrier, 0, 1 ),
+        BPF_STMT( BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS ),
+        BPF_STMT( BPF_RET | BPF_K, SECCOMP_RET_ALLOW ),
+    };
+    const sock_fprog filter = { std::size( program ), program };
+    if( ::prctl( PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0 ) != 0 ||
+        ::prctl( PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter ) != 0 ) {
+        ::_exit( 3 );
+    }
+}
+
 } // namespace
 
-TEST( LkLockTest, itsHolderIsNotBlockedAndTheInnerGuardGivesNothingBack ) {
+TEST( LkLockTest, itsHolderIsNamedAndNotBlockedAndTheInnerGuardGivesNothingBack ) {
     const LkLock lock( "nested" );
     {
         const LkGuard<const LkLock> outer( lock );
         lockAndUnlock( lock );
         EXPECT_EQ( lock.getImp().getHolder(), ThreadNumber::get() );
         EXPECT_FALSE( lock.getImp().lock() );
+        std::ostringstream text;
+        lock.dump( text );
+        EXPECT_EQ( text.str(),
+                   "name nested holder " + std::to_string( ThreadNumber::get() ) + '\n' );
     }
     EXPECT_EQ( lock.getImp().getHolder(), 0u );
-}
-
-TEST( LkLockTest, anotherThreadWaitsUntilTheHolderIsDone ) {
-    const LkLock lock( "contended" );
-    int value = 0;
-    std::unique_ptr<TestThread> waiter;
-    {
-        const LkGuard<const LkLock> guard( lock );
-        waiter = std::make_unique<TestThread>( [&] {
-            const LkGuard<const LkLock> inner( lock );
-            EXPECT_EQ( value, 1 );
-        } );
-        waiter->waitUntilBlocked();
-        value = 1;
-    }
-    waiter->join();
-}
-
-TEST( LkLockTest, countsOfManyThreadsAreNeverLost ) {
-    const LkLock lock( "counter" );
-    const long rounds = scaledCount( 200000 );
-    long count = 0;
-    {
-        std::vector<std::unique_ptr<TestThread>> threads;
-        for( int i = 0; i < 4; ++i ) {
-            threads.push_back( std::make_unique<TestThread>( [&] {
-                for( long round = 0; round < rounds; ++round ) {
-                    const LkGuard<const LkLock> guard( lock );
-                    ++count;
-                }
-            } ) );
-        }
-    }
-    EXPECT_EQ( count, 4 * rounds );
-}
-
-TEST( LkLockTest, dumpNamesTheHolder ) {
-    const LkLock lock( "dumped" );
-    std::ostringstream held;
-    std::ostringstream expected;
-    expected << "name dumped holder " << ThreadNumber::get() << '\n';
-    const LkGuard<const LkLock> guard( lock );
-    lock.dump( held );
-    EXPECT_EQ( held.str(), expected.str() );
 }
 
 TEST( LkThreadIdTest, answersOnlyToTheThreadThatStoredItself ) {
@@ -79,17 +93,103 @@ TEST( LkThreadIdTest, answersOnlyToTheThreadThatStoredItself ) {
     EXPECT_FALSE( id.isCurrentThread() );
     id.setCurrentThread();
     EXPECT_TRUE( id.isCurrentThread() );
-    TestThread other( [&] {
+    TestThread( [&] {
         EXPECT_FALSE( id.isCurrentThread() );
         LkThreadId own;
         own.setCurrentThread();
         EXPECT_FALSE( own == id );
         EXPECT_NE( own < id, id < own );
-    } );
-    other.join();
+    } ).join();
     id.reset();
     EXPECT_FALSE( id.isCurrentThread() );
     EXPECT_EQ( id, LkThreadId( LkThreadId::NO_THREAD ) );
+}
+
+TEST( LkSleepersTest, everySleeperOfSeveralLocksIsWokenNoAdditionLostAndNoSleeperLeft ) {
+    constexpr unsigned NB_THREADS = 6;
+    struct {
+        LkLockPosix lock;
+        long count = 0;
+    } counted[3];
+    const long rounds = scaledCount( 20000 );
+    {
+        std::deque<TestThread> threads;
+        for( unsigned i = 0; i < NB_THREADS; ++i ) {
+            threads.emplace_back( [&counted, rounds, i] {
+                std::mt19937 random( testSeed() + i );
+                for( long round = 0; round < rounds; ++round ) {
+                    auto& chosen = counted[random() % std::size( counted )];
+                    chosen.lock.lock();
+                    ++chosen.count;
+                    if( random() % 64 == 0 ) {
+                        std::this_thread::yield();
+                    }
+                    chosen.lock.unlock();
+                }
+            } );
+        }
+    }
+    EXPECT_EQ( counted[0].count + counted[1].count + counted[2].count, NB_THREADS * rounds );
+    EXPECT_EQ( nbSleepers(), 0u );
+}
+
+TEST( LkSleepersTest, whereTheSystemHasNoBarrierUnlockingHasAFence ) {
+    const auto testWithout = [] {
+        denyBarrier();
+        const char* const filter = "--gtest_filter=LkSleepersTest.everySleeper*";
+        return ::execl( "/proc/self/exe", "baseTest", filter, nullptr );
+    };
+    EXPECT_EQ( statusOfChild( testWithout ), 0 );
+}
+
+TEST( LkSleepersTest, aLockThatSharesTheCountWakesNobodyElse ) {
+    LkLockPosix lock;
+    const LkLockPosix& neighbour = sharingTheCountOf( lock );
+    bool isFree = false;
+    lock.lock();
+    TestThread sleeper( [&] {
+        lock.lock();
+        EXPECT_TRUE( isFree );
+        lock.unlock();
+    } );
+    sleeper.waitUntilBlocked();
+    neighbour.lock();
+    neighbour.unlock();
+    EXPECT_EQ( LkSleepers::counts[LkSleepers::getIndex( &lock )].load( std::memory_order_relaxed ),
+               1u );
+    isFree = true;
+    lock.unlock();
+    sleeper.join();
+}
+
+TEST( LkSleepersTest, whoeverTakesALockNextMayDestroyIt ) {
+    const long rounds = scaledCount( 3000 );
+    for( long round = 0; round < rounds; ++round ) {
+        auto lock = std::make_unique<LkLockPosix>();
+        lock->lock();
+        TestThread other( [&lock] {
+            lock->lock();
+            lock.reset();
+        } );
+        if( round % 2 == 0 ) {
+            std::this_thread::yield();
+        }
+        lock->unlock();
+        other.join();
+    }
+}
+
+TEST( LkSleepersTest, aForkedChildHasNoSleepers ) {
+    LkLockPosix lock;
+    lock.lock();
+    TestThread sleeper( [&] {
+        lock.lock();
+        lock.unlock();
+    } );
+    sleeper.waitUntilBlocked();
+    EXPECT_EQ( statusOfChild( [] { return nbSleepers() == 0 ? 0 : 1; } ), 0 );
+    lock.unlock();
+    sleeper.join();
 }
 
 } // namespace Qv
