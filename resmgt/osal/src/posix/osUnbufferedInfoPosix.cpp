@@ -5,6 +5,7 @@
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/kernelFilePosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -54,13 +55,15 @@ KnownVolumes& knownVolumes() {
 
 struct stat getFacts( int file ) {
     struct stat facts;
-    QV_SYS_ASSERT( ::fstat( file, &facts ) == 0, errno );
+    const int result = OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } );
+    QV_SYS_ASSERT( result == 0, errno );
     return facts;
 }
 
 struct statfs getVolumeFacts( int file ) {
     struct statfs facts;
-    QV_SYS_ASSERT( ::fstatfs( file, &facts ) == 0, errno );
+    const int result = OsFsUtilsPosix::retry( [&] { return ::fstatfs( file, &facts ); } );
+    QV_SYS_ASSERT( result == 0, errno );
     return facts;
 }
 
