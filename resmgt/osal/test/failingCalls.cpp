@@ -19,11 +19,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -33,16 +31,11 @@ namespace {
 
 thread_local CallHook* newest = nullptr;
 
-void checkIsWrapped( const char* name ) {
-    std::istringstream wrapped( QV_WRAPPED_CALLS );
-    std::string call;
-    while( wrapped >> call ) {
-        if( call == name ) {
-            return;
-        }
+void checkIsWrapped( const std::string& name ) {
+    if( std::string( " " QV_WRAPPED_CALLS " " ).find( " " + name + " " ) == std::string::npos ) {
+        std::fprintf( stderr, "CallHook: '%s' isn't among WRAPPED_CALLS\n", name.c_str() );
+        std::abort();
     }
-    std::fprintf( stderr, "CallHook: '%s' isn't among WRAPPED_CALLS\n", name );
-    std::abort();
 }
 
 } // namespace
@@ -111,55 +104,56 @@ void forEachFailingCall( int error, const std::function<void()>& operation,
     }
 }
 
+namespace {
+
+constexpr std::nullptr_t NO_SIZE = nullptr;
+
+int pass( const char* name, std::nullptr_t ) {
+    std::size_t noSize = 0;
+    return CallHook::pass( name, noSize );
+}
+
+template <class Size>
+int pass( const char* name, Size& size ) {
+    auto seen = static_cast<std::size_t>( size );
+    const int error = CallHook::pass( name, seen );
+    size = static_cast<Size>( seen );
+    return error;
+}
+
+} // namespace
 } // namespace Qv
 
-// QV_WRAPPED( type, failure, name, parameters, arguments ) is the function that the linker puts in
-// the place of the system's `name`; it answers `failure` for a call that is to fail.
-#define QV_WRAPPED( type, failure, name, parameters, arguments )                                   \
+// The function that the linker puts in the place of the system's `name`: for a call that is to fail
+// it does what stands `before` that and answers `failure`.
+#define QV_WRAPPED_AS( type, failure, name, parameters, arguments, size, before )                  \
     type __real_##name parameters;                                                                 \
     type __wrap_##name parameters {                                                                \
-        std::size_t noSize = 0;                                                                    \
-        const int error = Qv::CallHook::pass( #name, noSize );                                     \
+        const int error = Qv::pass( #name, size );                                                 \
         if( error != 0 ) {                                                                         \
+            before;                                                                                \
             errno = error;                                                                         \
             return failure;                                                                        \
         }                                                                                          \
         return __real_##name arguments;                                                            \
     }
-
-// The same for a call that moves `size` bytes.
-#define QV_WRAPPED_TRANSFER( name, parameters, arguments )                                         \
-    ssize_t __real_##name parameters;                                                              \
-    ssize_t __wrap_##name parameters {                                                             \
-        const int error = Qv::CallHook::pass( #name, size );                                       \
-        if( error != 0 ) {                                                                         \
-            errno = error;                                                                         \
-            return -1;                                                                             \
-        }                                                                                          \
-        return __real_##name arguments;                                                            \
-    }
-
-// The same for a call that gives the resource back even when it fails.
+#define QV_WRAPPED( type, failure, name, parameters, arguments )                                   \
+    QV_WRAPPED_AS( type, failure, name, parameters, arguments, Qv::NO_SIZE, )
+// Of a call that is about `size` bytes.
+#define QV_WRAPPED_SIZED( type, name, parameters, arguments )                                      \
+    QV_WRAPPED_AS( type, -1, name, parameters, arguments, size, )
+// Of a call that gives the resource back even when it fails.
 #define QV_WRAPPED_RELEASE( name, parameters, arguments )                                          \
-    int __real_##name parameters;                                                                  \
-    int __wrap_##name parameters {                                                                 \
-        std::size_t noSize = 0;                                                                    \
-        const int error = Qv::CallHook::pass( #name, noSize );                                     \
-        const int result = __real_##name arguments;                                                \
-        if( error != 0 ) {                                                                         \
-            errno = error;                                                                         \
-            return -1;                                                                             \
-        }                                                                                          \
-        return result;                                                                             \
-    }
+    QV_WRAPPED_AS( int, -1, name, parameters, arguments, Qv::NO_SIZE, __real_##name arguments )
 
 extern "C" {
 
 // clang-format off
-QV_WRAPPED_TRANSFER( pread, ( int handle, void* to, std::size_t size, off_t at ), ( handle, to, size, at ) )
-QV_WRAPPED_TRANSFER( pwrite, ( int handle, const void* from, std::size_t size, off_t at ), ( handle, from, size, at ) )
-QV_WRAPPED_TRANSFER( read, ( int handle, void* to, std::size_t size ), ( handle, to, size ) )
-QV_WRAPPED_TRANSFER( write, ( int handle, const void* from, std::size_t size ), ( handle, from, size ) )
+QV_WRAPPED_SIZED( ssize_t, pread, ( int handle, void* to, std::size_t size, off_t at ), ( handle, to, size, at ) )
+QV_WRAPPED_SIZED( ssize_t, pwrite, ( int handle, const void* from, std::size_t size, off_t at ), ( handle, from, size, at ) )
+QV_WRAPPED_SIZED( ssize_t, read, ( int handle, void* to, std::size_t size ), ( handle, to, size ) )
+QV_WRAPPED_SIZED( ssize_t, write, ( int handle, const void* from, std::size_t size ), ( handle, from, size ) )
+QV_WRAPPED_SIZED( int, fallocate, ( int handle, int mode, off_t at, off_t size ), ( handle, mode, at, size ) )
 
 QV_WRAPPED_RELEASE( close, ( int handle ), ( handle ) )
 QV_WRAPPED_RELEASE( closedir, ( DIR* directory ), ( directory ) )
@@ -208,16 +202,5 @@ QV_WRAPPED( int, -1, fcntl, ( int handle, int command, void* argument ), ( handl
 QV_WRAPPED( int, -1, open, ( const char* path, int flags, mode_t mode ), ( path, flags, mode ) )
 QV_WRAPPED( int, -1, openat, ( int folder, const char* path, int flags, mode_t mode ), ( folder, path, flags, mode ) )
 // clang-format on
-
-int __real_fallocate( int handle, int mode, off_t at, off_t size );
-int __wrap_fallocate( int handle, int mode, off_t at, off_t size ) {
-    auto seen = static_cast<std::size_t>( size );
-    const int error = Qv::CallHook::pass( "fallocate", seen );
-    if( error != 0 ) {
-        errno = error;
-        return -1;
-    }
-    return __real_fallocate( handle, mode, at, size );
-}
 
 } // extern "C"

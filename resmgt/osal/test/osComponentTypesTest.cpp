@@ -11,24 +11,21 @@ using ::testing::ElementsAre;
 using Types = OsComponentTypes;
 
 TEST( OsComponentTypes, EachTypeHasItsTextAndItsTreatment ) {
-    struct Case {
-        int type;
-        const char* text;
-        bool isHierarchic, isLeaf, isGraphBased;
-    };
-    const Case cases[] = {
-        { 0, "FOLDER", true, false, false }, { 1, "COMPOSITION", true, true, true },
-        { 2, "GRAPH", true, true, true },    { 3, "PROJECT", true, true, false },
-        { 4, "USER", true, true, false },    { 5, "MACHINE", true, true, false },
-        { 6, "SETUP", true, true, false },   { -1, "UNKNOWN", false, false, false },
-    };
-    for( const Case& row : cases ) {
-        const auto type = Types::ComponentType( row.type );
-        EXPECT_EQ( Types::toString( type ), row.text );
-        EXPECT_EQ( Types::fromString( row.text ), type );
-        EXPECT_EQ( Types::isHierarchic( type ), row.isHierarchic ) << row.text;
-        EXPECT_EQ( Types::isLeaf( type ), row.isLeaf ) << row.text;
-        EXPECT_EQ( Types::isGraphBased( type ), row.isGraphBased ) << row.text;
+    const struct {
+        int _type;
+        const char* _text;
+        bool _isHierarchic, _isLeaf, _isGraphBased;
+    } cases[] = { { 0, "FOLDER", true, false, false }, { 1, "COMPOSITION", true, true, true },
+                  { 2, "GRAPH", true, true, true },    { 3, "PROJECT", true, true, false },
+                  { 4, "USER", true, true, false },    { 5, "MACHINE", true, true, false },
+                  { 6, "SETUP", true, true, false },   { -1, "UNKNOWN", false, false, false } };
+    for( const auto& row : cases ) {
+        const auto type = Types::ComponentType( row._type );
+        EXPECT_EQ( Types::toString( type ), row._text );
+        EXPECT_EQ( Types::fromString( row._text ), type );
+        EXPECT_EQ( Types::isHierarchic( type ), row._isHierarchic ) << row._text;
+        EXPECT_EQ( Types::isLeaf( type ), row._isLeaf ) << row._text;
+        EXPECT_EQ( Types::isGraphBased( type ), row._isGraphBased ) << row._text;
     }
     for( const char* const text : { "graph", "GRAPH ", "" } ) {
         EXPECT_EQ( Types::fromString( text ), Types::UNKNOWN ) << text;

@@ -1,21 +1,14 @@
-#include <base/failure/assertions.h>
-#include <base/failure/exSysError.h>
 #include <resmgt/osal/osEnv.h>
 #include <resmgt/osal/osRegistry.h>
 #include <resmgt/osal/src/osRegistryPlace.h>
 #include <resmgt/osal/test/testFiles.h>
 #include <tests/support/scopedEnvironment.h>
 
-#include <gmock/gmock.h>
-
 #include <cstdlib>
-#include <functional>
-#include <string>
 
 namespace Qv {
 namespace {
 
-using ::testing::HasSubstr;
 using ::testing::Pair;
 using Guard = OsEnv::VariableGuard;
 
@@ -33,8 +26,7 @@ TEST( OsEnv, ValuesOfAnyBytesAndSizeComeBackAsTheyWereSet ) {
     std::string narrow = "former";
     std::wstring wide = L"former";
     EXPECT_FALSE( OsEnv::getVariable( narrow, NAME ) || OsEnv::getVariable( wide, WIDE_NAME ) );
-    EXPECT_EQ( narrow, "former" );
-    EXPECT_EQ( wide, L"former" );
+    EXPECT_TRUE( narrow == "former" && wide == L"former" );
     for( const std::string& value :
          { std::string(), std::string( "a=b;c " ), std::string( "\xC3\xA9 \xFF\xC3" ),
            std::string( 1000000, 'x' ) } ) {
@@ -62,10 +54,10 @@ TEST( OsEnv, WhatIsNoNameNoValueOrNoAssignmentChangesNothing ) {
         EXPECT_THROW( Guard( name, "", Guard::SET ), ExSysErrorANSI ) << name;
     }
     EXPECT_EQ(
-        reasonOf<ExSysErrorANSI>( [] { OsEnv::setVariable( NAME, std::string( "x\0y", 3 ) ); } ),
+        raisedBy<ExSysErrorANSI>( [] { OsEnv::setVariable( NAME, std::string( "x\0y", 3 ) ); } ),
         "OsEnv::setVariable 'QV_TEST_VARIABLE': Invalid argument (error 22)" );
     for( const wchar_t* const text : { L"", L"=x", WIDE_NAME } ) {
-        EXPECT_THAT( reasonOf<ExSysErrorANSI>( [&] { OsEnv::putVariable( text ); } ),
+        EXPECT_THAT( raisedBy<ExSysErrorANSI>( [&] { OsEnv::putVariable( text ); } ),
                      HasSubstr( "Could not set environment variable" ) );
     }
     EXPECT_EQ( valueOf(), "B=c" );
@@ -76,33 +68,26 @@ TEST( OsEnv, WhatIsNoNameNoValueOrNoAssignmentChangesNothing ) {
 }
 
 TEST( OsEnv, GuardsEditAVariableAndGiveItsFormerValueBack ) {
-    struct Case {
-        const char* former;
-        const char* value;
-        Guard::EditMode mode;
-        const char* expected;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, const char*, Guard::EditMode, const char*> cases[] = {
         { "a", "b", Guard::SET, "b" },        { "\xFF", "b", Guard::APPEND, "\xFF;b" },
         { "a", "b", Guard::PREPEND, "b;a" },  { "", "b", Guard::APPEND, "b" },
         { "", "b", Guard::PREPEND, "b" },     { "a", "", Guard::APPEND, "a" },
-        { "a", "", Guard::PREPEND, "a" },     { nullptr, "b", Guard::SET, "b" },
-        { nullptr, "b", Guard::APPEND, "b" }, { nullptr, "b", Guard::PREPEND, "b" },
-    };
-    for( const Case& row : cases ) {
+        { "a", "", Guard::PREPEND, "a" },     { "unset", "b", Guard::SET, "b" },
+        { "unset", "b", Guard::APPEND, "b" }, { "unset", "b", Guard::PREPEND, "b" } };
+    for( const auto& [former, value, mode, expected] : cases ) {
         const ScopedEnvironment outer( NAME );
-        if( row.former != nullptr ) {
-            ::setenv( NAME, row.former, 1 );
+        if( std::string( former ) != "unset" ) {
+            ::setenv( NAME, former, 1 );
         }
         {
-            const Guard guard( NAME, row.value, row.mode );
-            EXPECT_EQ( valueOf(), row.expected );
+            const Guard guard( NAME, value, mode );
+            EXPECT_EQ( valueOf(), expected );
         }
-        EXPECT_EQ( valueOf(), row.former == nullptr ? "unset" : row.former );
-        EXPECT_THAT(
-            reasonOf<ExProgramAborted>( [] { Guard( WIDE_NAME, L"b", Guard::EditMode( 3 ) ); } ),
-            HasSubstr( "Unknown environment variable edit mode." ) );
-        EXPECT_EQ( valueOf(), row.former == nullptr ? "unset" : row.former );
+        EXPECT_EQ( valueOf(), former );
+        EXPECT_EQ(
+            raisedBy<ExProgramAborted>( [] { Guard( WIDE_NAME, L"b", Guard::EditMode( 3 ) ); } ),
+            "Program aborted: Unknown environment variable edit mode." );
+        EXPECT_EQ( valueOf(), former );
     }
 }
 
@@ -132,31 +117,24 @@ TEST( OsEnv, SnapshotHoldsAllVariablesAndNothingElse ) {
 }
 
 TEST( OsRegistry, TextIsSplitIntoRootKeyAndValue ) {
-    struct Case {
-        const char* text;
-        std::uint32_t root;
-        const char* key;
-        const char* value;
-    };
-    const Case cases[] = {
-        { "HKEY_LOCAL_MACHINE\\SOFTWARE\\A b\\c", 0x80000002, "SOFTWARE\\A b", "c" },
-        { "HKEY_CLASSES_ROOT\\a\\b", 0x80000000, "a", "b" },
-        { "HKEY_CURRENT_CONFIG\\a\\b", 0x80000005, "a", "b" },
-        { "HKEY_CURRENT_USER\\a\\b", 0x80000001, "a", "b" },
-        { "HKEY_PERFORMANCE_DATA\\a\\b", 0x80000004, "a", "b" },
-        { "HKEY_PERFORMANCE_DATA \\a\\b", 0x80000004, "a", "b" },
-        { "HKEY_CURRENT\\a\\b", 0x80000005, "a", "b" },
-        { "HKEY_USERS\\value", 0x80000003, "", "value" },
-        { "HKEY_USERS\\\\value", 0x80000003, "", "value" },
-        { "HKEY_USERS\\key\\", 0x80000003, "key", "" },
-        { "HKEY_USERS\\a/b\\\\c", 0x80000003, "a/b\\", "c" },
-    };
-    for( const Case& row : cases ) {
-        const auto place = OsRegistryPlace::parse( row.text );
-        ASSERT_TRUE( place ) << row.text;
-        EXPECT_EQ( place->root, row.root ) << row.text;
-        EXPECT_EQ( place->key, row.key ) << row.text;
-        EXPECT_EQ( place->valueName, row.value ) << row.text;
+    const std::tuple<const char*, unsigned int, const char*, const char*> cases[] = {
+        { "HKEY_LOCAL_MACHINE\\SOFTWARE\\A b\\c", 2, "SOFTWARE\\A b", "c" },
+        { "HKEY_CLASSES_ROOT\\a\\b", 0, "a", "b" },
+        { "HKEY_CURRENT_CONFIG\\a\\b", 5, "a", "b" },
+        { "HKEY_CURRENT_USER\\a\\b", 1, "a", "b" },
+        { "HKEY_PERFORMANCE_DATA\\a\\b", 4, "a", "b" },
+        { "HKEY_PERFORMANCE_DATA \\a\\b", 4, "a", "b" },
+        { "HKEY_CURRENT\\a\\b", 5, "a", "b" },
+        { "HKEY_USERS\\value", 3, "", "value" },
+        { "HKEY_USERS\\\\value", 3, "", "value" },
+        { "HKEY_USERS\\key\\", 3, "key", "" },
+        { "HKEY_USERS\\a/b\\\\c", 3, "a/b\\", "c" } };
+    for( const auto& [text, root, key, value] : cases ) {
+        const auto place = OsRegistryPlace::parse( text );
+        ASSERT_TRUE( place ) << text;
+        EXPECT_EQ( place->root, 0x80000000U + root ) << text;
+        EXPECT_EQ( place->key, key ) << text;
+        EXPECT_EQ( place->valueName, value ) << text;
     }
     for( const char* const text :
          { static_cast<const char*>( nullptr ), "", "HKEY_USERS", "HKEY_USERS/a",
@@ -166,23 +144,20 @@ TEST( OsRegistry, TextIsSplitIntoRootKeyAndValue ) {
 }
 
 TEST( OsRegistry, NothingIsFoundAndNothingSeemsToBeKept ) {
-    struct Case {
-        const char* text;
-        const char* reason;
-    };
-    const Case cases[] = { { "HKEY_CURRENT_USER\\key\\value", "this system has no registry" },
-                           { "HKEY_NONSENSE\\a\\b", "names no value of the registry" },
-                           { nullptr, "names no value of the registry" } };
-    for( const Case& row : cases ) {
-        EXPECT_TRUE( APtr<char>( OsRegistry::getVariable( row.text ) ).isNull() );
-        EXPECT_EQ( OsRegistry::getLong( row.text ), 0 );
-        EXPECT_EQ( OsRegistry::getLongLong( row.text ), 0 );
+    const std::pair<const char*, const char*> cases[] = {
+        { "HKEY_CURRENT_USER\\key\\value", "this system has no registry" },
+        { "HKEY_NONSENSE\\a\\b", "names no value of the registry" },
+        { nullptr, "names no value of the registry" } };
+    for( const auto& row : cases ) {
+        const char* const text = row.first;
+        EXPECT_TRUE( APtr<char>( OsRegistry::getVariable( text ) ).isNull() );
+        EXPECT_EQ( OsRegistry::getLong( text ), 0 );
+        EXPECT_EQ( OsRegistry::getLongLong( text ), 0 );
         const std::function<void()> setters[] = {
-            [&] { OsRegistry::setVariable( row.text, APtr<char>( new char[1]() ) ); },
-            [&] { OsRegistry::setLong( row.text, 1 ); },
-            [&] { OsRegistry::setLongLong( row.text, 1 ); } };
+            [&] { OsRegistry::setVariable( text, APtr<char>( new char[1]() ) ); },
+            [&] { OsRegistry::setLong( text, 1 ); }, [&] { OsRegistry::setLongLong( text, 1 ); } };
         for( const auto& set : setters ) {
-            EXPECT_THAT( reasonOf<ExSysErrorGeneric>( set ), HasSubstr( row.reason ) );
+            EXPECT_THAT( raisedBy<ExSysErrorGeneric>( set ), HasSubstr( row.second ) );
         }
     }
 }

@@ -1,33 +1,26 @@
 #include <resmgt/osal/osFileFilter.h>
 #include <resmgt/osal/test/testFiles.h>
 
-#include <gtest/gtest.h>
-
-#include <vector>
-
 namespace Qv {
 namespace {
 
 using Names = std::vector<const char*>;
 
 TEST( OsFileFilter, KeepsWhatItsKindPromises ) {
-    const TestFiles files;
-    for( const char* name :
-         { "a.tif", "a.TIF", "a.log", "a.Log", "plain", ".log", "dir/", "dir.d/", "x.tif/" } ) {
-        files.write( name );
-    }
+    const TestFiles files( "a.tif a.TIF a.log a.Log plain .log dir/ dir.d/ x.tif/" );
     Set<std::string> tif;
     tif.insert( "tif" );
     const auto expectKept = [&]( const OsFileFilter& filter, const Names& kept,
                                  const Names& dropped ) {
         const OPtr<OsFileFilter> clone( filter.clone() );
-        for( const char* name : kept ) {
-            EXPECT_TRUE( filter.filter( files.path( name ) ) ) << name;
-            EXPECT_TRUE( clone->filter( files.path( name ) ) ) << name;
-        }
-        for( const char* name : dropped ) {
-            EXPECT_FALSE( filter.filter( files.path( name ) ) ) << name;
-            EXPECT_FALSE( clone->filter( files.path( name ) ) ) << name;
+        for( const OsFileFilter* const one :
+             { &filter, static_cast<const OsFileFilter*>( &*clone ) } ) {
+            for( const char* name : kept ) {
+                EXPECT_TRUE( one->filter( files.path( name ) ) ) << name;
+            }
+            for( const char* name : dropped ) {
+                EXPECT_FALSE( one->filter( files.path( name ) ) ) << name;
+            }
         }
     };
     expectKept( OsPassThroughFilter(), { "a.tif", "dir", "nothing" }, {} );

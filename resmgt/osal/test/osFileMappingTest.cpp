@@ -1,15 +1,7 @@
 #include <base/failure/qvHere.h>
 #include <resmgt/osal/osFileMapping.h>
 #include <resmgt/osal/osMTFileWriter.h>
-#include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/osal/test/testFiles.h>
-
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstring>
-#include <string>
-#include <utility>
 
 namespace Qv {
 namespace {
@@ -52,9 +44,8 @@ TEST_F( OsFileMappingTest, WritableGrowsAShortFileAndLeavesALongOne ) {
         EXPECT_EQ( size(), 4 * _page );
         std::memcpy( mapping.getAddress(), "mapped", 6 );
     }
-    struct stat facts;
-    ASSERT_EQ( ::stat( _files.at( "file" ).c_str(), &facts ), 0 );
-    EXPECT_GE( static_cast<unsigned long long>( facts.st_blocks ) * 512, 4 * _page );
+    EXPECT_GE( static_cast<unsigned long long>( _files.facts( "file" ).st_blocks ) * 512,
+               4 * _page );
     OsFileMapping mapping( name().c_str(), 0, 2 * _page, false );
     EXPECT_EQ( size(), 4 * _page );
     EXPECT_STREQ( static_cast<const char*>( mapping.getAddress() ), "content" );
@@ -77,7 +68,7 @@ TEST_F( OsFileMappingTest, WhatCantBeMappedIsRefusedAndTheFileKeepsItsLength ) {
                   { 0xffffffffffffffff / _page * _page, _page, false },
                   { 0xffffffffffffffff / _page * _page, 0, true } };
     for( const auto& refused : cases ) {
-        EXPECT_EQ( reasonOf<OsFileMapping::CannotMapFileEx>( [&] {
+        EXPECT_EQ( raisedBy<OsFileMapping::CannotMapFileEx>( [&] {
                        OsFileMapping( name().c_str(), refused._offset, refused._size,
                                       refused._readOnly );
                    } ),
@@ -88,26 +79,22 @@ TEST_F( OsFileMappingTest, WhatCantBeMappedIsRefusedAndTheFileKeepsItsLength ) {
 }
 
 TEST_F( OsFileMappingTest, FileThatCantBeOpenedIsTold ) {
-    const auto reason = []( const std::wstring& path ) {
-        return reasonOf<OsFileMapping::FileNotFoundEx>(
-            [&] { OsFileMapping( path.c_str(), 0, 1, false ); } );
-    };
     const std::string rest = " due to missing permissions. "
                              "You must enable write permissions for that file and directory.";
-    const OsFilePath absent = _files.path( "none/file" );
-    EXPECT_EQ( reason( absent.toWString() ),
-               "OsFileMapping cannot open " + absent.toString() + rest );
-    EXPECT_EQ( reason( _files.path().toWString() ),
-               "OsFileMapping cannot open " + _files.path().toString() + rest );
+    for( const OsFilePath& path : { _files.path( "none/file" ), _files.path() } ) {
+        EXPECT_EQ( raisedBy<OsFileMapping::FileNotFoundEx>(
+                       [&] { OsFileMapping( path.toWString().c_str(), 0, 1, false ); } ),
+                   "OsFileMapping cannot open " + path.toString() + rest );
+    }
     EXPECT_EQ(
-        reasonOf<OsFileMapping::FileNotFoundEx>( [] { OsFileMapping( nullptr, 0, 1, true ); } ),
+        raisedBy<OsFileMapping::FileNotFoundEx>( [] { OsFileMapping( nullptr, 0, 1, true ); } ),
         "OsFileMapping cannot open <null>" + rest );
     // The system makes the file that it finds nothing in then.
     EXPECT_THROW( OsFileMapping( name().c_str(), 0, 0, true ), OsFileMapping::CannotMapFileEx );
     EXPECT_EQ( size(), 0U );
     // A pipe isn't waited for.
-    ASSERT_EQ( ::mkfifo( _files.at( "pipe" ).c_str(), 0600 ), 0 );
-    EXPECT_THROW( OsFileMapping( _files.path( "pipe" ).toWString().c_str(), 0, 1, true ),
+    const TestFiles pipe( "pipe|" );
+    EXPECT_THROW( OsFileMapping( pipe.path( "pipe" ).toWString().c_str(), 0, 1, true ),
                   OsFileMapping::CannotMapFileEx );
     EXPECT_STREQ( OsFileMapping::CannotGrowFileEx( QV_HERE, L"file" ).getReason(),
                   "OsFileMapping cannot grow file" );
@@ -117,28 +104,19 @@ TEST_F( OsFileMappingTest, FileThatCantBeOpenedIsTold ) {
 
 TEST_F( OsFileMappingTest, EachCallThatFailsIsToldAndLeavesLengthAndDescriptorsAsTheyWere ) {
     _files.write( "file", "content" );
-    bool isMapped = false;
-    const auto operation = [&] {
-        try {
-            isMapped = false;
-            const OsFileMapping mapping( name().c_str(), _page, 2 * _page, false );
-            isMapped = true;
-        } catch( const OsFileMapping::FileNotFoundEx& ) {
-            isMapped = false;
-        } catch( const OsFileMapping::CannotMapFileEx& ) {
-            isMapped = false;
-        }
-    };
-    const auto check = [&]( const FailedRun& run ) {
-        if( isMapped ) {
-            EXPECT_EQ( size(), 3 * _page );
-            fs::resize_file( _files.at( "file" ), 7 );
-        } else if( run.times == FailingCall::ONCE ) {
-            EXPECT_EQ( _files.read( "file" ), "content" ) << run.call;
-        }
-    };
     for( const int error : { ENOSPC, ENOMEM } ) {
-        forEachFailingCall( error, operation, check );
+        std::string failure;
+        const auto map = [&] { OsFileMapping( name().c_str(), _page, 2 * _page, false ); };
+        const auto check = [&]( const FailedRun& run ) {
+            if( failure.empty() ) {
+                EXPECT_EQ( size(), 3 * _page );
+                fs::resize_file( _files.at( "file" ), 7 );
+            } else if( run.times == FailingCall::ONCE ) {
+                EXPECT_EQ( _files.read( "file" ), "content" ) << run.call;
+            }
+        };
+        forEachFailingCall(
+            error, [&] { failure = raisedBy<ExBase>( map ); }, check );
     }
 }
 

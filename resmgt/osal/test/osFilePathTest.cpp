@@ -1,19 +1,31 @@
-#include <base/failure/assertions.h>
-#include <resmgt/osal/osFileEx.h>
-#include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFilePathUtils.h>
+#include <resmgt/osal/test/testFiles.h>
 #include <tests/support/testSettings.h>
 
-#include <gmock/gmock.h>
-
+#include <array>
 #include <cstdint>
 #include <random>
-#include <sstream>
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size );
 
 namespace Qv {
 namespace {
+
+/// Rows of `NB_COLUMNS` words that blanks separate; '' is the empty word.
+template <std::size_t NB_COLUMNS>
+std::vector<std::array<std::string, NB_COLUMNS>> rowsOf( const char* table ) {
+    std::vector<std::array<std::string, NB_COLUMNS>> rows;
+    std::istringstream words( table );
+    std::size_t nbWords = 0;
+    for( std::string word; words >> word; ++nbWords ) {
+        if( nbWords % NB_COLUMNS == 0 ) {
+            rows.emplace_back();
+        }
+        rows.back()[nbWords % NB_COLUMNS] = word == "''" ? "" : word;
+    }
+    EXPECT_EQ( nbWords % NB_COLUMNS, 0U );
+    return rows;
+}
 
 std::string componentsOf( const OsFilePath& path ) {
     std::string components;
@@ -23,66 +35,34 @@ std::string componentsOf( const OsFilePath& path ) {
     return components;
 }
 
-template <class Body>
-std::string reasonOf( const Body& body ) {
-    try {
-        body();
-    } catch( const OsFileEx::ExIllegalPathConcat& exception ) {
-        return exception.getReason();
-    }
-    return "nothing was raised";
-}
-
 TEST( OsFilePath, EveryTextHasItsNormalForm ) {
-    const struct {
-        const char *_text, *_components, *_printed;
-    } cases[] = {
-        { "", "", "" },
-        { "a//b", "a|b", "a/b" },
-        { "a\\b/", "a|b", "a/b" },
-        { "a/./b", "a|b", "a/b" },
-        { "./a", "a", "a" },
-        { ".//.", ".", "." },
-        { "a/..", ".", "." },
-        { "a/../b", "b", "b" },
-        { "a/../..", "..", ".." },
-        { "../a", "..|a", "../a" },
-        { "../..", ".", "." },
-        { "../../a", "a", "a" },
-        { "../../..", "..", ".." },
-        { "...", "...", "..." },
-        { "/", "/", "/" },
-        { "\\a", "/|a", "/a" },
-        { "/..", "/|..", "/.." },
-        { "/../..", "/", "/" },
-        { "/../a", "/|..|a", "/../a" },
-        { "/.", "/", "/" },
-        { "///", "/", "/" },
-        { "C:\\dir\\.\\sub\\", "C:/|dir|sub", "C:/dir/sub" },
-        { "c:", "C:/", "C:/" },
-        { "c:/..", "C:/|..", "C:/.." },
-        { "c:foo", "c:foo", "c:foo" },
-        { "1:/a", "1:|a", "1:/a" },
-        { "\xc3:/a", "\xc3:|a", "\xc3:/a" },
-        { "./c:/a", "c:|a", "./c:/a" },
-        { "a/../c:", "c:", "./c:" },
-        { "/c:", "/|c:", "/c:" },
-        { "//server", "//server/", "//server/" },
-        { "\\\\server\\share\\dir", "//server/share/|dir", "//server/share/dir" },
-        { "////server//share", "//server/share/", "//server/share/" },
-        { "//server/./share/..", "//server/share/|..", "//server/share/.." },
-        { "//server/..", "//server/../", "//server/../" },
-        { "//server/share/../../a", "//server/share/|a", "//server/share/a" },
-    };
-    for( const auto& one : cases ) {
-        const OsFilePath path( one._text );
-        EXPECT_EQ( componentsOf( path ), one._components ) << one._text;
-        EXPECT_EQ( path.toString(), one._printed ) << one._text;
+    const auto rows = rowsOf<3>( R"(
+        ''         ''     ''         a//b    a|b    a/b       a\b/      a|b        a/b
+        a/./b      a|b    a/b        ./a     a      a         .//.      .          .
+        a/..       .      .          a/../b  b      b         a/../..   ..         ..
+        ../a       ..|a   ../a       ../..   .      .         ../../a   a          a
+        ../../..   ..     ..         ...     ...    ...       /         /          /
+        \a         /|a    /a         /..     /|..   /..       /../..    /          /
+        /../a      /|..|a /../a      /.      /      /         ///       /          /
+        c:         C:/    C:/        c:/..   C:/|.. C:/..     c:foo     c:foo      c:foo
+        1:/a       1:|a   1:/a       ./c:/a  c:|a   ./c:/a    a/../c:   c:         ./c:
+        /c:        /|c:   /c:        C:\dir\.\sub\             C:/|dir|sub           C:/dir/sub
+        //server                     //server/                //server/
+        \\server\share\dir          //server/share/|dir      //server/share/dir
+        ////server//share            //server/share/          //server/share/
+        //server/./share/..          //server/share/|..       //server/share/..
+        //server/..                  //server/../             //server/../
+        //server/share/../../a       //server/share/|a        //server/share/a )" );
+    for( const auto& [text, components, printed] : rows ) {
+        const OsFilePath path( text );
+        EXPECT_EQ( componentsOf( path ), components ) << text;
+        EXPECT_EQ( path.toString(), printed ) << text;
     }
     const std::string bytes( "a\0b/\xff\0", 6 );
     EXPECT_EQ( componentsOf( bytes ), std::string( "a\0b|\xff\0", 6 ) );
     EXPECT_EQ( OsFilePath( OsFilePath( bytes ).toWString() ).toString(), bytes );
     EXPECT_EQ( OsFilePath( bytes ).length(), bytes.size() );
+    EXPECT_EQ( componentsOf( "\xc3:/a" ), "\xc3:|a" );
     EXPECT_TRUE( OsFilePath( static_cast<const char*>( nullptr ) ).isEmpty() );
     EXPECT_TRUE( OsFilePath( static_cast<const wchar_t*>( nullptr ) ).isEmpty() );
     EXPECT_EQ( OsFilePath( L"/gr\u00fcn" ).toString(), "/gr\xc3\xbcn" );
@@ -90,134 +70,93 @@ TEST( OsFilePath, EveryTextHasItsNormalForm ) {
 }
 
 TEST( OsFilePath, KnowsItsRoot ) {
-    const struct {
-        const char *_text, *_root;
-        bool _isRoot, _isNative;
-    } cases[] = {
-        { "", "", false, false },
-        { ".", "", false, true },
-        { "c:foo", "", false, true },
-        { "./c:", "", false, true },
-        { "/", "/", true, false },
-        { "/a", "/", false, false },
-        { "c:/", "C:/", true, true },
-        { "c:/a", "C:/", false, true },
-        { "//server", "//server/", true, true },
-        { "//server/share", "//server/share/", true, true },
-        { "//server/share/a", "//server/share/", false, true },
-    };
-    for( const auto& one : cases ) {
-        const OsFilePath path( one._text );
-        EXPECT_EQ( path.getRoot().toString(), one._root ) << one._text;
-        EXPECT_EQ( path.isRoot(), one._isRoot ) << one._text;
-        EXPECT_EQ( path.isNative(), one._isNative ) << one._text;
-        EXPECT_EQ( path.isAbsolute(), *one._root != '\0' ) << one._text;
-        EXPECT_EQ( path.isRelative(), !path.isAbsolute() && !path.isEmpty() ) << one._text;
+    const auto rows = rowsOf<4>( R"(
+        ''         ''   no   no        .      ''   no   yes        c:foo  ''   no   yes
+        ./c:       ''   no   yes       /      /    yes  no         /a     /    no   no
+        c:/        C:/  yes  yes       c:/a   C:/  no   yes
+        //server          //server/        yes  yes
+        //server/share    //server/share/  yes  yes
+        //server/share/a  //server/share/  no   yes )" );
+    for( const auto& [text, root, isRoot, isNative] : rows ) {
+        const OsFilePath path( text );
+        EXPECT_EQ( path.getRoot().toString(), root ) << text;
+        EXPECT_EQ( path.isRoot(), isRoot == "yes" ) << text;
+        EXPECT_EQ( path.isNative(), isNative == "yes" ) << text;
+        EXPECT_EQ( path.isAbsolute(), !root.empty() ) << text;
+        EXPECT_EQ( path.isRelative(), root.empty() && !text.empty() ) << text;
     }
 }
 
 TEST( OsFilePath, ComposesByComponents ) {
-    const struct {
-        const char *_left, *_right, *_sum;
-    } cases[] = {
-        { "", "", "" },
-        { "", "/abs", "/abs" },
-        { "", "//s/sh/a", "//s/sh/a" },
-        { "a", "", "a" },
-        { "a", "b/c", "a/b/c" },
-        { "a", "../b", "b" },
-        { ".", "a", "a" },
-        { ".", "../a", "../a" },
-        { "..", "../a", "a" },
-        { "/", "../a", "/../a" },
-        { "/a", "../..", "/a" },
-        { "//server", "share", "//server/share/" },
-        { "/a", "./c:", "/a/c:" },
-        { ".", "./c:", "./c:" },
-        { "C:", "a", "C:/a" },
-    };
-    for( const auto& one : cases ) {
-        OsFilePath sum( one._left );
+    const auto rows = rowsOf<3>( R"(
+        ''   ''     ''       ''   /abs     /abs       ''        //s/sh/a  //s/sh/a
+        a    ''     a        a    b/c      a/b/c      a         ../b      b
+        .    a      a        .    ../a     ../a       ..        ../a      a
+        /    ../a   /../a    /a   ../..    /a         //server  share     //server/share/
+        /a   ./c:   /a/c:    .    ./c:     ./c:       C:        a         C:/a )" );
+    for( const auto& [left, right, expected] : rows ) {
+        OsFilePath sum( left );
         sum.toWString(); // what is kept of it must go
-        EXPECT_EQ( ( sum + one._right ).toString(), one._sum ) << one._left;
-        EXPECT_EQ( ( sum += one._right ).toWString(), OsFilePath( one._sum ).toWString() );
+        EXPECT_EQ( ( sum + right ).toString(), expected ) << left;
+        EXPECT_EQ( ( sum += right ).toWString(), OsFilePath( expected ).toWString() ) << left;
     }
-    OsFilePath twice( "../a" );
-    EXPECT_EQ( ( twice += twice ).toString(), "../a" );
+    OsFilePath path( "../a" );
+    EXPECT_EQ( ( path += path ).toString(), "../a" );
     for( const char* absolute : { "/abs", "c:", "//server" } ) {
-        OsFilePath path( "x\\y" );
-        EXPECT_EQ( reasonOf( [&] { path += absolute; } ),
-                   "OsFilePath::operator+=: Attempt to concatenate absolute path: 'x/y'." );
-        EXPECT_EQ( path.toString(), "x/y" );
+        EXPECT_EQ( raisedBy<OsFileEx::ExIllegalPathConcat>( [&] { path += absolute; } ),
+                   "OsFilePath::operator+=: Attempt to concatenate absolute path: '../a'." );
+        EXPECT_EQ( path.toString(), "../a" );
     }
 }
 
 TEST( OsFilePath, ComesApartIntoDirectoryNameAndExtension ) {
-    const struct {
-        const char *_text, *_directory, *_name, *_stem, *_extension, *_stripped;
-    } cases[] = {
-        { "", "", "", "", "", "" },
-        { "a", ".", "a", "a", "", "a" },
-        { "a.tar.gz", ".", "a.tar.gz", "a.tar", "gz", "a.tar" },
-        { "/d.x/a", "/d.x", "a", "a", "", "/d.x/a" },
-        { "d/a.", "d", "a.", "a", "", "d/a" },
-        { ".profile", ".", ".profile", "", "", "" },
-        { "d/.profile", "d", ".profile", "", "", "d" },
-        { "d/..x", "d", "..x", ".", "x", "d" },
-        { "d/...x", "d", "...x", "..", "x", "." },
-        { "d/c:.x", "d", "c:.x", "./c:", "x", "d/c:" },
-        { ".", ".", ".", "", "", "." },
-        { "..", ".", "..", ".", "", ".." },
-        { "/", "/", "/", "/", "", "/" },
-        { "/..", "/", "..", ".", "", "/.." },
-        { "C:/a.b", "C:/", "a.b", "a", "b", "C:/a" },
-        { "//a.b/c", "//a.b/c/", "//a.b/c/", "//a/", "", "//a.b/c/" },
-        { "//s/sh/a", "//s/sh/", "a", "a", "", "//s/sh/a" },
-    };
-    for( const auto& one : cases ) {
-        OsFilePath path( one._text );
-        EXPECT_EQ( path.getDirectoryName().toString(), one._directory ) << one._text;
-        EXPECT_EQ( path.getBaseName( OsFilePath::WITH_EXTENSION ).toString(), one._name );
-        EXPECT_EQ( path.getBaseNameNoExt().toString(), one._stem ) << one._text;
-        EXPECT_EQ( path.getExtension(), one._extension ) << one._text;
-        EXPECT_EQ( OsFilePath::stripExtension( one._text ), one._stem ) << one._text;
-        EXPECT_EQ( path.stripExtension().toString(), one._stripped ) << one._text;
+    // Text, directory, name, name without extension, extension, text without extension.
+    const auto rows = rowsOf<6>( R"(
+        ''      ''      ''    ''     ''  ''           a         .     a         a   ''  a
+        a.t.gz  .       a.t.gz  a.t  gz  a.t        /d.x/a    /d.x  a         a   ''  /d.x/a
+        d/a.    d       a.    a      ''  d/a          .profile  .     .profile  ''  ''  ''
+        d/..x   d       ..x   .      x   d            d/.prof   d     .prof     ''  ''  d
+        d/...x  d       ...x  ..     x   .            d/c:.x    d     c:.x      ./c:  x  d/c:
+        .       .       .     ''     ''  .            ..        .     ..        .   ''  ..
+        /       /       /     /      ''  /            /..       /     ..        .   ''  /..
+        C:/a.b  C:/     a.b   a      b   C:/a         //s/sh/a  //s/sh/  a      a   ''  //s/sh/a
+        //a.b/c  //a.b/c/  //a.b/c/  //a/  ''  //a.b/c/ )" );
+    for( const auto& [text, directory, name, stem, extension, stripped] : rows ) {
+        SCOPED_TRACE( text );
+        OsFilePath path( text );
+        EXPECT_EQ( path.getDirectoryName().toString(), directory );
+        EXPECT_EQ( path.getBaseName( OsFilePath::WITH_EXTENSION ).toString(), name );
+        EXPECT_EQ( path.getBaseNameNoExt().toString(), stem );
+        EXPECT_EQ( path.getExtension(), extension );
+        EXPECT_EQ( OsFilePath::stripExtension( text ), stem );
+        EXPECT_EQ( path.stripExtension().toString(), stripped );
     }
     EXPECT_EQ( OsFilePath( "a.gr\xc3\xbcn" ).getExtensionW(), L"gr\u00fcn" );
 }
 
 TEST( OsFilePath, TakesAnExtension ) {
-    const struct {
-        const char *_text, *_extension, *_added, *_enforced;
-    } cases[] = {
-        { "a", "tif", "a.tif", "a.tif" },
-        { "a.TIF", "tif", "a.TIF.tif", "a.tif" },
-        { "d/a.tif", "tif", "d/a.tif.tif", "d/a.tif" },
-        { "a.jpg", "tif", "a.jpg.tif", "a.jpg.tif" },
-        { "/.profile", ".tif", "/.profile.tif", "/.profile.tif" },
-        { "a.tif", "", "a.tif", "a.tif" },
-        { "d/..x", "X", "d/..x.X", "d/..X" },
-        { "...x", "X", "...x.X", "...X" },
-        { "a", "b/../c\\", "a.b/../c", "c" },
-    };
-    for( const auto& one : cases ) {
-        OsFilePath path( one._text );
+    // Text, extension, with it added, with it enforced.
+    const auto rows = rowsOf<4>( R"(
+        a         tif   a.tif         a.tif             a.TIF  tif  a.TIF.tif  a.tif
+        d/a.tif   tif   d/a.tif.tif   d/a.tif           a.jpg  tif  a.jpg.tif  a.jpg.tif
+        /.prof    .tif  /.prof.tif    /.prof.tif        a.tif  ''   a.tif      a.tif
+        d/..x     X     d/..x.X       d/..X             ...x   X    ...x.X     ...X
+        a         b/../c\   a.b/../c  c )" );
+    for( const auto& [text, extension, added, enforced] : rows ) {
+        OsFilePath path( text );
         path.toString(); // what is kept of it must go
-        EXPECT_EQ( path.addExtension( one._extension ), OsFilePath( one._added ) ) << one._text;
-        EXPECT_EQ( path.toString(), OsFilePath( one._added ).toString() ) << one._text;
-        EXPECT_EQ( OsFilePath::enforceExtension( one._text, one._extension ).toString(),
-                   one._enforced )
-            << one._text;
+        EXPECT_EQ( path.addExtension( extension.c_str() ), OsFilePath( added ) ) << text;
+        EXPECT_EQ( path.toString(), OsFilePath( added ).toString() ) << text;
+        EXPECT_EQ( OsFilePath::enforceExtension( text, extension ).toString(), enforced ) << text;
     }
     EXPECT_EQ( OsFilePath( "a" ).addExtension( L"\u00fc" ).toString(), "a.\xc3\xbc" );
     EXPECT_EQ( OsFilePath( "a" ).addExtension( static_cast<char*>( nullptr ) ).toString(), "a" );
     EXPECT_TRUE( OsFilePath::enforceExtension( "", "tif" ).isEmpty() );
-    for( const char* text : { "", ".", "..", "/", "/..", "C:/", "//server/share/" } ) {
+    for( const std::string text : { "", ".", "..", "/", "/..", "C:/", "//server/share/" } ) {
         OsFilePath path( text );
-        EXPECT_EQ(
-            reasonOf( [&] { path.addExtension( "tif" ); } ),
-            std::string( "OsFilePath::addExtension: Attempt to concatenate absolute path: '" ) +
-                text + "'." );
+        EXPECT_EQ( raisedBy<OsFileEx::ExIllegalPathConcat>( [&] { path.addExtension( "tif" ); } ),
+                   "OsFilePath::addExtension: Attempt to concatenate absolute path: '" + text +
+                       "'." );
         EXPECT_EQ( path.toString(), text );
     }
 }
@@ -248,29 +187,21 @@ TEST( OsFilePath, PrintsItselfOnBothKindsOfStream ) {
 }
 
 TEST( OsFilePathUtils, AncestorsAndRelocationGoByWholeComponents ) {
-    const struct {
-        const char *_from, *_to, *_path;
-        bool _isAncestor;
-        const char* _moved; // null: it isn't below
-    } cases[] = {
-        { "/a", "/b", "/a/c", true, "/b/c" },
-        { "/a", "/b/d", "/a", false, "/b/d" },
-        { "/a", "/b", "/ab", false, nullptr },
-        { "/a/b", "/c", "/a", false, nullptr },
-        { "", "/x", "a/b", true, "/x/a/b" },
-        { "", "", "", false, "" },
-        { "", "", "/a", true, "/a" },
-        { "//s", "/x", "//s/sh/a", false, nullptr },
-        { "/", "//s", "/sh/a", true, "//s/sh/a" },
-        { "/", "/b", "/../c", true, "/c" },
-        { "a", "", "a/c:", true, "./c:" },
-    };
-    for( const auto& one : cases ) {
-        OsFilePath path( one._path );
+    // From, to, path, whether from is an ancestor, the relocated path; "stays" where it isn't
+    // below.
+    const auto rows = rowsOf<5>( R"(
+        /a    /b   /a/c  yes  /b/c          /a  /b/d  /a       no   /b/d
+        /a    /b   /ab   no   stays         /a/b  /c  /a       no   stays
+        ''    /x   a/b   yes  /x/a/b        ''  ''    ''       no   ''
+        ''    ''   /a    yes  /a            //s /x    //s/sh/a no   stays
+        /     //s  /sh/a yes  //s/sh/a      /   /b    /../c    yes  /c
+        a     ''   a/c:  yes  ./c: )" );
+    for( const auto& [from, to, text, isAncestor, moved] : rows ) {
+        OsFilePath path( text );
         path.toString(); // what is kept of it must go
-        EXPECT_EQ( OsFilePathUtils::isAncestor( one._from, path ), one._isAncestor ) << one._path;
-        EXPECT_EQ( OsFilePathUtils::relocate( one._from, one._to, path ), one._moved != nullptr );
-        EXPECT_EQ( path.toString(), one._moved != nullptr ? one._moved : one._path );
+        EXPECT_EQ( OsFilePathUtils::isAncestor( from, path ), isAncestor == "yes" ) << text;
+        EXPECT_EQ( OsFilePathUtils::relocate( from, to, path ), moved != "stays" ) << text;
+        EXPECT_EQ( path.toString(), moved != "stays" ? moved : text );
     }
     OsFilePath absolute( "/a" );
     EXPECT_THROW( OsFilePathUtils::relocate( "", "b", absolute ), OsFileEx::ExIllegalPathConcat );

@@ -1,44 +1,29 @@
-#include <base/failure/exSysError.h>
 #include <resmgt/osal/osFileReader.h>
 #include <resmgt/osal/osFileWriter.h>
 #include <resmgt/osal/osMTFileReader.h>
 #include <resmgt/osal/osMTFileWriter.h>
 #include <resmgt/osal/src/osFileAccessor.h>
-#include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/osal/test/testFiles.h>
 #include <tests/support/processCounts.h>
 
-#include <gmock/gmock.h>
-
-#include <cerrno>
-#include <cstring>
-#include <functional>
 #include <limits>
-#include <string>
 
 /// Positions, reserving space and closing.
 
 namespace Qv {
 namespace {
 
-using OsFileTypes::FROM_BEGINNING;
-using OsFileTypes::FROM_CURRENT;
-using OsFileTypes::FROM_END;
-using OsFileTypes::Permissions;
-using OsFileTypes::SeekMode;
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
+using namespace OsFileTypes;
 
 constexpr long long LAST_OFFSET = std::numeric_limits<long long>::max();
 const Permissions mine( 3, 0, 0 );
 
-template <class File>
-void expectSeeks( File& file, const char* failed ) {
+TEST( OsFileSeek, CountsFromWhereTheModeTellsAndRefusesToLeaveTheOffsetsThereAre ) {
+    const TestFiles files( "file=0123456789" );
     const struct {
         long long _offset;
         int _mode;
-        long long _expected;
+        long long _expected; // -1 for a failure
     } cases[] = { { 0, FROM_END, 10 },
                   { -3, FROM_END, 7 },
                   { 2, FROM_CURRENT, 9 },
@@ -46,44 +31,34 @@ void expectSeeks( File& file, const char* failed ) {
                   { 4, 7, 4 },
                   { 3, -1, 3 },
                   { 5, FROM_BEGINNING, 5 },
-                  { 1000, FROM_END, 1010 } };
-    for( const auto& expected : cases ) {
-        EXPECT_EQ( file.seek( expected._offset, SeekMode( expected._mode ) ), expected._expected );
-    }
-    for( const auto& [offset, mode] :
-         { std::pair( -1LL, FROM_BEGINNING ), std::pair( -11LL, FROM_END ),
-           std::pair( LAST_OFFSET, FROM_CURRENT ), std::pair( LAST_OFFSET, FROM_END ) } ) {
-        EXPECT_THAT(
-            reasonOf<ExSysErrorWindows>( [&, at = offset, from = mode] { file.seek( at, from ); } ),
-            AllOf( StartsWith( failed ), HasSubstr( "/file'" ) ) );
-        EXPECT_EQ( file.seek( 0, FROM_CURRENT ), 1010 );
-    }
-}
-
-TEST( OsFileSeek, CountsFromWhereTheModeTellsAndRefusesToLeaveTheOffsetsThereAre ) {
-    const TestFiles files;
-    files.write( "file", "0123456789" );
-    OsFileReader reader( files.path( "file" ), false );
-    expectSeeks( reader, "OsFileReader::performSeek" );
+                  { 1000, FROM_END, 1010 },
+                  { -1, FROM_BEGINNING, -1 },
+                  { -11, FROM_END, -1 },
+                  { LAST_OFFSET, FROM_CURRENT, -1 },
+                  { LAST_OFFSET, FROM_END, -1 },
+                  { 0, FROM_CURRENT, 1010 } };
+    const auto expectSeeks = [&]( auto&& file, const char* failed ) {
+        for( const auto& [offset, mode, expected] : cases ) {
+            long long position = -1;
+            const std::string reason = raisedBy<Sys>(
+                [&, at = offset, from = mode] { position = file.seek( at, SeekMode( from ) ); } );
+            EXPECT_EQ( position, expected ) << offset;
+            EXPECT_THAT( reason, expected < 0 ? tells( failed, "/file'" ) : tells( "", "" ) );
+        }
+    };
+    expectSeeks( OsFileReader( files.path( "file" ), false ), "OsFileReader::performSeek" );
     OsFileWriter writer( files.path( "file" ), mine, false, false );
-    expectSeeks( writer, "OsFileWriter::performSeek" );
-}
-
-TEST( OsFileWriterTest, WritesOnFromTheStartAndReadsWhatItWrote ) {
-    const TestFiles files;
-    files.write( "file", "0123456789" );
-    OsFileWriter writer( files.path( "file" ), mine, false, false );
-    char buffer[10];
+    char buffer[3];
     writer.write( "ab", 2 );
     EXPECT_EQ( writer.read( buffer, 3 ), 3U );
     EXPECT_EQ( std::string( buffer, 3 ), "234" );
     writer.write( "c", 1 );
     EXPECT_EQ( files.read( "file" ), "ab234c6789" );
+    expectSeeks( writer, "OsFileWriter::performSeek" );
 }
 
 TEST( OsFileClosing, EveryOperationOnAClosedFileIsRefused ) {
-    const TestFiles files;
-    files.write( "file", "content" );
+    const TestFiles files( "file=content" );
     OsFileReader reader( files.path( "file" ), false );
     OsFileWriter writer( files.path( "file" ), mine, false, false );
     reader.close();
@@ -108,174 +83,145 @@ TEST( OsFileClosing, EveryOperationOnAClosedFileIsRefused ) {
         { "OsFileAccessor::write", [&] { OsFileAccessor::write( closed, buffer, 0, 1 ); } },
         { "OsFileAccessor::reserve", [&] { OsFileAccessor::reserve( closed, 1 ); } } };
     for( const auto& [where, operation] : cases ) {
-        EXPECT_THAT( reasonOf<ExSysErrorANSI>( operation ),
-                     AllOf( StartsWith( std::string( where ) + " '" ), HasSubstr( "/file'" ) ) );
+        EXPECT_THAT( raisedBy<ExSysErrorANSI>( operation ),
+                     tells( std::string( where ) + " '", "/file'" ) );
     }
     EXPECT_EQ( reader.getSize(), 7U );
 }
 
 TEST( OsFileClosing, FailureIsToldOnceAndTheFileIsClosedAllTheSame ) {
-    const TestFiles files;
-    files.write( "file", "content" );
+    const TestFiles files( "file=content" );
+    const OsFilePath path = files.path( "file" );
     const int nbBefore = countDescriptors();
-    const auto expectFailure = [&]( auto& file, const char* failed ) {
+    const auto expectFailure = [&]( auto&& file, const char* failed ) {
         {
             const FailingCall failing( "close", EIO );
-            EXPECT_THAT( reasonOf<ExSysErrorWindows>( [&] { file.close(); } ),
-                         AllOf( StartsWith( failed ), HasSubstr( "/file'" ),
-                                HasSubstr( std::strerror( EIO ) ) ) );
+            EXPECT_THAT( raisedBy<Sys>( [&] { file.close(); } ),
+                         tells( failed, "/file'", std::strerror( EIO ) ) );
         }
         EXPECT_THROW( file.close(), ExSysErrorANSI );
     };
+    expectFailure( OsFileReader( path, false ), "OsFileReader::performClose" );
+    expectFailure( OsFileWriter( path, mine, false, false ), "OsFileWriter::performClose" );
     {
-        OsFileReader reader( files.path( "file" ), false );
-        expectFailure( reader, "OsFileReader::performClose" );
-        OsFileWriter writer( files.path( "file" ), mine, false, false );
-        expectFailure( writer, "OsFileWriter::performClose" );
-        EXPECT_EQ( countDescriptors(), nbBefore );
-        OsFileWriter interrupted( files.path( "file" ), mine, false, false );
         const FailingCall signal( "close", EINTR );
-        interrupted.close();
+        OsFileWriter( path, mine, false, false ).close();
         EXPECT_EQ( signal.nbCalls(), 1 );
     }
     {
-        const OsFileReader reader( files.path( "file" ), false );
-        const OsMTFileWriter writer( files.path( "file" ), mine, false, false );
         const FailingCall failing( "close", EIO );
         ::testing::internal::CaptureStderr();
-        { const OsMTFileReader traced( files.path( "file" ), false ); }
+        OsFileReader( path, false );
+        OsMTFileWriter( path, mine, false, false );
+        OsMTFileReader( path, false );
         EXPECT_THAT( ::testing::internal::GetCapturedStderr(),
-                     AllOf( HasSubstr( "OsFileReader::performClose" ), HasSubstr( "/file'" ) ) );
+                     tells( "", "OsFileReader::performClose", "/file'" ) );
     }
     EXPECT_EQ( countDescriptors(), nbBefore );
 }
 
-/// The two ways of reserving, on a file in `files`.
-const std::pair<const char*, std::function<void( const OsFilePath&, unsigned long long )>>
-    reservings[] = { { "OsFileWriter",
-                       []( const OsFilePath& path, unsigned long long size ) {
-                           OsFileWriter writer( path, mine, false, false );
-                           writer.seek( 3, FROM_BEGINNING );
-                           writer.reserve( size );
-                       } },
-                     { "OsMTFileWriter", []( const OsFilePath& path, unsigned long long size ) {
-                          OsMTFileWriter( path, mine, false, false ).reserve( size );
-                      } } };
-
-class OsFileReserving : public ::testing::Test {
+/// By the sequential writer or by the positioned one.
+class OsFileReserving : public ::testing::TestWithParam<bool> {
 protected:
-    struct stat facts() const {
-        struct stat facts;
-        EXPECT_EQ( ::stat( _files.at( "file" ).c_str(), &facts ), 0 );
-        return facts;
-    }
+    OsFileReserving() { makeSparse(); }
+
     /// 8 MiB with nothing but "content" in the middle.
     void makeSparse() const {
         _files.write( "file" );
         fs::resize_file( _files.at( "file" ), 0x800000 );
-        OsMTFileWriter( _files.path( "file" ), mine, false, false ).write( "content", 0x400000, 7 );
+        OsMTFileWriter( _path, mine, false, false ).write( "content", 0x400000, 7 );
+    }
+    void reserve( unsigned long long size ) const {
+        if( GetParam() ) {
+            OsFileWriter( _path, mine, false, false ).reserve( size );
+        } else {
+            OsMTFileWriter( _path, mine, false, false ).reserve( size );
+        }
+    }
+    unsigned long long length() const { return fs::file_size( _files.at( "file" ) ); }
+    unsigned long long space() const {
+        return static_cast<unsigned long long>( _files.facts( "file" ).st_blocks ) * 512;
     }
 
     const TestFiles _files;
+    const OsFilePath _path = _files.path( "file" );
 };
 
-TEST_F( OsFileReserving, FixesTheLengthAndTakesTheSpaceForAllOfIt ) {
-    for( const auto& [name, reserve] : reservings ) {
-        SCOPED_TRACE( name );
-        makeSparse();
-        for( const unsigned long long size : { 0x800000U, 0x1000000U, 0x700001U, 5U, 0U } ) {
-            reserve( _files.path( "file" ), size );
-            EXPECT_EQ( static_cast<unsigned long long>( facts().st_size ), size );
-            EXPECT_GE( static_cast<unsigned long long>( facts().st_blocks ) * 512, size );
-            if( size > 0x400000 ) {
-                EXPECT_EQ( _files.read( "file" ).substr( 0x400000, 8 ),
-                           std::string( "content\0", 8 ) );
+INSTANTIATE_TEST_SUITE_P(, OsFileReserving, ::testing::Bool() );
+
+TEST_P( OsFileReserving, FixesTheLengthAndTakesTheSpaceForAllOfIt ) {
+    for( const unsigned long long size : { 0x800000U, 0x1000000U, 0x700001U, 5U, 0U } ) {
+        reserve( size );
+        EXPECT_EQ( length(), size );
+        EXPECT_GE( space(), size );
+        if( size > 0x400000 ) {
+            EXPECT_EQ( _files.read( "file" ).substr( 0x400000, 8 ), std::string( "content\0", 8 ) );
+        }
+    }
+}
+
+TEST_P( OsFileReserving, FailureGivesBackWhatWasTaken ) {
+    const unsigned long long before = space();
+    const std::string content = _files.read( "file" );
+    for( const unsigned long long size : { 0x1000000U, 0x700000U } ) {
+        std::string failure;
+        const auto check = [&]( const FailedRun& run ) {
+            if( failure.empty() ) {
+                EXPECT_EQ( length(), size );
+                makeSparse();
+            } else if( run.times == FailingCall::ONCE ) {
+                // Else giving back fails too.
+                EXPECT_THAT( failure, HasSubstr( std::strerror( ENOSPC ) ) );
+                EXPECT_LE( space(), before ) << run.call;
+                EXPECT_TRUE( _files.read( "file" ) == content ) << run.call;
             }
-        }
+        };
+        const auto operation = [&] { failure = raisedBy<Sys>( [&] { reserve( size ); } ); };
+        forEachFailingCall( ENOSPC, operation, check );
     }
 }
 
-TEST_F( OsFileReserving, FailureGivesBackWhatWasTaken ) {
-    for( const auto& [name, reserve] : reservings ) {
-        for( const unsigned long long size : { 0x1000000U, 0x700000U } ) {
-            makeSparse();
-            const auto before = facts();
-            const std::string content = _files.read( "file" );
-            bool isReserved = false;
-            const auto operation = [&, &act = reserve] {
-                try {
-                    isReserved = false;
-                    act( _files.path( "file" ), size );
-                    isReserved = true;
-                } catch( const ExSysErrorWindows& failure ) {
-                    EXPECT_THAT( failure.getReason(), HasSubstr( std::strerror( ENOSPC ) ) );
-                }
-            };
-            const auto check = [&, &where = name]( const FailedRun& run ) {
-                if( isReserved ) {
-                    EXPECT_EQ( static_cast<unsigned long long>( facts().st_size ), size );
-                    makeSparse();
-                } else if( run.times == FailingCall::ONCE ) {
-                    // Else giving back fails too.
-                    SCOPED_TRACE( where + std::string( " without " ) + run.call );
-                    EXPECT_EQ( facts().st_size, before.st_size );
-                    EXPECT_LE( facts().st_blocks, before.st_blocks );
-                    EXPECT_TRUE( _files.read( "file" ) == content );
-                }
-            };
-            forEachFailingCall( ENOSPC, operation, check );
-        }
+TEST_P( OsFileReserving, OnlyTheLengthIsFixedWhereTheVolumeCantTakeSpace ) {
+    for( const int error : { EOPNOTSUPP, ENOSYS } ) {
+        makeSparse();
+        const FailingCall failing( "fallocate", error );
+        reserve( 0x1000000 );
+        EXPECT_EQ( length(), 0x1000000U );
+        EXPECT_LT( space(), 0x800000U );
     }
 }
 
-TEST_F( OsFileReserving, PositionIsTheLengthAfterwardsAndAsBeforeAfterAFailure ) {
-    makeSparse();
-    OsFileWriter writer( _files.path( "file" ), mine, false, false );
+TEST_P( OsFileReserving, GoesOnAfterSignalsWithSmallerPieces ) {
+    const CallHook signals( "fallocate", []( const SystemCall& made ) {
+        return made.size > 0x100000 || made.number % 2 == 0 ? EINTR : 0;
+    } );
+    const CallHook moreSignals(
+        "ftruncate", []( const SystemCall& made ) { return made.number < 3 ? EINTR : 0; } );
+    reserve( 0x1000000 );
+    EXPECT_EQ( length(), 0x1000000U );
+    EXPECT_GE( space(), 0x1000000U );
+}
+
+TEST_P( OsFileReserving, RefusesALengthThatNoFileCanHave ) {
+    for( const auto size : { 0x7fffffffffffffffULL, 0x8000000000000000ULL, ~0ULL } ) {
+        EXPECT_ANY_THROW( reserve( size ) ) << size;
+    }
+    EXPECT_EQ( length(), 0x800000U );
+}
+
+TEST( OsFileWriterReserving, PositionIsTheLengthAfterwardsAndAsBeforeAfterAFailure ) {
+    const TestFiles files( "file" );
+    // With a hole, which is searched for.
+    fs::resize_file( files.at( "file" ), 0x100000 );
+    OsFileWriter writer( files.path( "file" ), mine, false, false );
     writer.seek( 3, FROM_BEGINNING );
     {
         const FailingCall full( "fallocate", ENOSPC );
-        EXPECT_THROW( writer.reserve( 100 ), ExSysErrorWindows );
+        EXPECT_THROW( writer.reserve( 100 ), Sys );
         EXPECT_EQ( writer.seek( 0, FROM_CURRENT ), 3 );
     }
     writer.reserve( 100 );
     EXPECT_EQ( writer.seek( 0, FROM_CURRENT ), 100 );
-}
-
-TEST_F( OsFileReserving, OnlyTheLengthIsFixedWhereTheVolumeCantTakeSpace ) {
-    for( const auto& [name, reserve] : reservings ) {
-        for( const int error : { EOPNOTSUPP, ENOSYS } ) {
-            makeSparse();
-            const FailingCall failing( "fallocate", error );
-            reserve( _files.path( "file" ), 0x1000000 );
-            EXPECT_EQ( facts().st_size, 0x1000000 );
-            EXPECT_LT( facts().st_blocks * 512, 0x800000 );
-        }
-    }
-}
-
-TEST_F( OsFileReserving, GoesOnAfterSignalsWithSmallerPieces ) {
-    for( const auto& [name, reserve] : reservings ) {
-        makeSparse();
-        const CallHook signals( "fallocate", []( const SystemCall& made ) {
-            return made.size > 0x100000 || made.number % 2 == 0 ? EINTR : 0;
-        } );
-        const CallHook moreSignals(
-            "ftruncate", []( const SystemCall& made ) { return made.number < 3 ? EINTR : 0; } );
-        reserve( _files.path( "file" ), 0x1000000 );
-        EXPECT_EQ( facts().st_size, 0x1000000 );
-        EXPECT_GE( facts().st_blocks * 512, 0x1000000 );
-    }
-}
-
-TEST_F( OsFileReserving, RefusesALengthThatNoFileCanHave ) {
-    for( const auto& [name, reserve] : reservings ) {
-        _files.write( "file", "content" );
-        for( const unsigned long long size :
-             { 0x7fffffffffffffffULL, 0x8000000000000000ULL, 0xffffffffffffffffULL } ) {
-            EXPECT_ANY_THROW( reserve( _files.path( "file" ), size ) ) << size;
-        }
-        EXPECT_EQ( _files.read( "file" ), "content" );
-    }
 }
 
 } // namespace

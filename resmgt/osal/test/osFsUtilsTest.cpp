@@ -1,42 +1,25 @@
 #include <base/failure/exStandard.h>
-#include <base/failure/exSysError.h>
 #include <resmgt/osal/osDirectory.h>
-#include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFileUtils.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/osWorkingDirectory.h>
 #include <resmgt/osal/src/posix/mountTablePosix.h>
-#include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/osal/test/testFiles.h>
 
-#include <gmock/gmock.h>
 #include <sys/statvfs.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <functional>
-#include <vector>
 
 namespace Qv {
 namespace {
 
-using ::testing::AllOf;
 using ::testing::ContainsRegex;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
-using Sys = ExSysErrorWindows;
 
 constexpr OsFileTypes::Permissions PERMISSIONS( 3, 1, 1 );
 
 TEST( OsFsUtils, WildcardsOfTheLastComponentFindFiles ) {
-    const TestFiles files;
-    files.write( "dir/shot.0001.exr" );
-    files.write( "dir/a*b" );
-    files.write( "dir/back\\slash" );
-    files.write( "\xc3\xa4" );
-    files.write( "empty/" );
-    files.link( "nothing", "lost" );
+    const TestFiles files(
+        "dir/shot.0001.exr dir/a*b dir/back\\slash \xc3\xa4 empty/ lost>nothing" );
     for( const char* name : { "dir", "dir/", "dir/shot.0001.exr", "dir/shot.*.exr", "dir/a*b",
                               "lost", "los?", "?" } ) {
         EXPECT_TRUE( OsFsUtils::fileExists( files.path( name ) ) ) << name;
@@ -51,147 +34,104 @@ TEST( OsFsUtils, WildcardsOfTheLastComponentFindFiles ) {
 }
 
 TEST( OsFsUtils, MakesAPathWithAllItsMissingParents ) {
-    struct Case {
-        const char* _path;
-        const char* _top;
+    const struct {
+        const char *_path, *_top;
         bool _isDirectory;
-        // -1 for a failure.
-        int _nbMade;
-    };
-    const Case cases[] = {
+        int _nbMade; // -1 for a failure
+    } cases[] = {
         { "first", "", false, 1 },     { "a/b/file", "", false, 3 }, { "a/b/file", "", false, 0 },
         { "a/b", "", true, 0 },        { "a/c/d", "", true, 2 },     { "a/e/f", "a", true, 2 },
         { "a/g/h", "a/g", true, -1 },  { "i/j", "i", true, -1 },     { "i/j", "i/j", true, 2 },
         { "k/l/m", "other", true, 3 }, { "first/n", "", true, -1 },  { "first", "", true, 0 } };
-    const TestFiles files;
-    const WorkingIn working( files.at( "" ) );
-    for( const bool isAbsolute : { true, false } ) {
-        const std::string start = isAbsolute ? files.path().toString() + "/abs" : "rel";
-        fs::create_directory( files.at( isAbsolute ? "abs" : "rel" ) );
-        for( const Case& expected : cases ) {
-            SCOPED_TRACE( start + "/" + expected._path + " below " + expected._top );
-            const OsFilePath path( start + "/" + expected._path );
-            const OsFilePath top( *expected._top == '\0' ? "" : start + "/" + expected._top );
+    const TestFiles files( "rel/ abs/" );
+    const OsWorkingDirectory::Guard working( files.path() );
+    for( const OsFilePath& start : { files.path( "abs" ), OsFilePath( "rel" ) } ) {
+        for( const auto& expected : cases ) {
+            SCOPED_TRACE( ( start + expected._path ).toString() + " below " + expected._top );
+            const OsFilePath path = start + expected._path;
+            const OsFilePath top = *expected._top == '\0' ? OsFilePath() : start + expected._top;
             int nbMade = -1;
-            try {
+            const std::string failure = raisedBy<Sys>( [&] {
                 nbMade = expected._isDirectory
                              ? OsFsUtils::createDirPath( path, top )
                              : OsFsUtils::createFilePath( path, top, PERMISSIONS );
-                EXPECT_TRUE( OsFsUtils::fileExists( path ) );
-            } catch( const Sys& failure ) {
-                EXPECT_THAT( failure.getReason(), StartsWith( "OsFsUtils::createFilePath" ) );
-            }
+            } );
             EXPECT_EQ( nbMade, expected._nbMade );
+            EXPECT_EQ( failure.starts_with( "OsFsUtils::createFilePath" ), nbMade < 0 );
+            EXPECT_TRUE( nbMade < 0 || OsFsUtils::fileExists( path ) );
         }
         // Nothing at or above the top was made for a failure.
-        EXPECT_FALSE( OsFsUtils::fileExists( OsFilePath( start + "/a/g" ) ) );
+        EXPECT_FALSE( OsFsUtils::fileExists( start + "a/g" ) );
     }
-    const OsFilePath none;
-    EXPECT_EQ(
-        reasonOf<OsFileEx::ExNullFilePath>( [&] { OsFsUtils::createDirPath( none, none ); } ),
-        "OsFsUtils::createFilePath: File has null file path." );
 }
 
 TEST( OsFsUtils, AParentThatMayNotBeMadeIsPassedOver ) {
-    const TestFiles files;
-    files.write( "server/" );
+    const TestFiles files( "server/" );
     // The server's own directories exist but deny to be made.
-    long nbCalls = 0;
-    const CallHook denying( "mkdir", [&]( const SystemCall& ) {
-        ++nbCalls;
-        return nbCalls == 1 ? ENOENT : nbCalls < 4 ? EACCES : 0;
+    const CallHook denying( "mkdir", []( const SystemCall& call ) {
+        return call.number == 1 ? ENOENT : call.number < 4 ? EACCES : 0;
     } );
     EXPECT_GE( OsFsUtils::createDirPath( files.path( "server/dir" ), OsFilePath() ), 1 );
     EXPECT_TRUE( fs::is_directory( files.at( "server/dir" ) ) );
 }
 
-TEST( OsFsUtils, MakesADirectoryOrTellsWhatIsInItsPlace ) {
+TEST( OsFsUtils, MakesAndRemovesDirectoriesAndFiles ) {
     const TestFiles files;
-    files.write( "file" );
-    files.link( "nothing", "lost" );
     OsFsUtils::createDir( files.path( "dir" ), false );
     OsFsUtils::createDir( files.path( "dir" ), true );
     EXPECT_TRUE( fs::is_directory( files.at( "dir" ) ) );
-    EXPECT_STREQ( reasonOf<ExInternalError>( [&] {
-                      OsFsUtils::createDir( files.path( "file" ), true );
-                  } ).c_str(),
-                  "A regular file with the same path name exists." );
-    const std::pair<const char*, bool> failures[] = {
-        { "dir", false }, { "lost", true }, { "no/dir", true } };
-    for( const auto& [name, ignoreExisting] : failures ) {
-        EXPECT_THAT( reasonOf<Sys>( [&, &path = name, &ignore = ignoreExisting] {
-                         OsFsUtils::createDir( files.path( path ), ignore );
-                     } ),
-                     AllOf( StartsWith( "OsFsUtils::createDir" ), HasSubstr( name ) ) );
-    }
+    files.write( "file" );
+    EXPECT_EQ(
+        raisedBy<ExInternalError>( [&] { OsFsUtils::createDir( files.path( "file" ), true ); } ),
+        "A regular file with the same path name exists." );
+    OsFsUtils::deleteFile( files.path( "file" ) );
+    OsFsUtils::removeDir( files.path( "dir" ) );
+    EXPECT_EQ( files.count(), 0 );
 }
 
 TEST( OsFsUtils, LinksWhereItCanAndTellsWhyWhereItCannot ) {
-    const TestFiles files;
-    files.write( "from", "text" );
-    files.link( "from", "link" );
+    const TestFiles files( "from=text link>from" );
     OsFsUtils::createHardLink( files.path( "link" ), files.path( "to" ) );
     EXPECT_TRUE( fs::equivalent( files.at( "from" ), files.at( "to" ) ) );
     EXPECT_FALSE( fs::is_symlink( files.at( "to" ) ) );
     const std::string from = files.path( "from" ).toString();
     const std::string to = files.path( "new" ).toString();
     const auto failWith = [&]( int error ) {
-        const FailingCall failing( "linkat", error );
-        OsFsUtils::createHardLink( OsFilePath( from ), OsFilePath( to ) );
+        return [&, error] {
+            const FailingCall failing( "linkat", error );
+            OsFsUtils::createHardLink( OsFilePath( from ), OsFilePath( to ) );
+        };
     };
-    EXPECT_EQ( reasonOf<OsFileEx::ExFileExists>( [&] { failWith( EEXIST ); } ),
+    EXPECT_EQ( raisedBy<OsFileEx::ExFileExists>( failWith( EEXIST ) ),
                "OsFsUtils::createHardLink: File '" + to + "' already exists." );
-    EXPECT_THAT( reasonOf<OsFileEx::ExUnHardlinkableFs>( [&] { failWith( EPERM ); } ),
-                 HasSubstr( to ) );
-    EXPECT_THAT( reasonOf<OsFileEx::ExInvalidCrossDeviceLink>( [&] { failWith( EXDEV ); } ),
-                 AllOf( HasSubstr( from ), HasSubstr( to ) ) );
-    EXPECT_THAT( reasonOf<Sys>( [&] { failWith( EMLINK ); } ),
-                 StartsWith( "OsFsUtils::createHardLink" ) );
+    EXPECT_THAT( raisedBy<OsFileEx::ExUnHardlinkableFs>( failWith( EPERM ) ), HasSubstr( to ) );
+    EXPECT_THAT( raisedBy<OsFileEx::ExInvalidCrossDeviceLink>( failWith( EXDEV ) ),
+                 tells( "", from, to ) );
 }
 
 TEST( OsFsUtils, CopiesWhereThereCannotBeALink ) {
-    const TestFiles files;
-    files.write( "from", "text" );
-    const std::tuple<int, const char*, bool> cases[] = {
-        { 0, "linked", true }, { EPERM, "copied", false }, { EXDEV, "copiedToo", false } };
-    for( const auto& [error, name, isLink] : cases ) {
-        const CallHook call( "linkat", [&, &code = error]( const SystemCall& ) { return code; } );
-        OsFsUtils::hardLinkOrCopy( files.path( "from" ), files.path( name ) );
-        EXPECT_EQ( files.read( name ), "text" );
-        EXPECT_EQ( fs::equivalent( files.at( "from" ), files.at( name ) ), isLink );
-    }
-    const CallHook never( "linkat", []( const SystemCall& ) { return EIO; } );
+    const TestFiles files( "from=text" );
     const auto linkOrCopy = [&]( const char* from, const char* to ) {
         OsFsUtils::hardLinkOrCopy( files.path( from ), files.path( to ) );
     };
-    EXPECT_THAT( reasonOf<OsFileEx::ExInvalidPath>( [&] { linkOrCopy( "nothing", "new" ); } ),
-                 AllOf( StartsWith( "OsFsUtils::hardLinkOrCopy" ), HasSubstr( "nothing" ) ) );
-    EXPECT_THAT( reasonOf<OsFileEx::ExFileExists>( [&] { linkOrCopy( "from", "copied" ); } ),
-                 AllOf( StartsWith( "OsFsUtils::hardLinkOrCopy" ), HasSubstr( "copied" ) ) );
+    const std::pair<int, const char*> cases[] = {
+        { 0, "linked" }, { EPERM, "copied" }, { EXDEV, "copiedToo" } };
+    for( const auto& [error, name] : cases ) {
+        const CallHook call( "linkat", [&, &code = error]( const SystemCall& ) { return code; } );
+        linkOrCopy( "from", name );
+        EXPECT_EQ( files.read( name ), "text" );
+        EXPECT_EQ( fs::equivalent( files.at( "from" ), files.at( name ) ), error == 0 );
+    }
+    const CallHook never( "linkat", []( const SystemCall& ) { return EIO; } );
+    EXPECT_THAT( raisedBy<OsFileEx::ExInvalidPath>( [&] { linkOrCopy( "nothing", "new" ); } ),
+                 tells( "OsFsUtils::hardLinkOrCopy", "nothing" ) );
+    EXPECT_THAT( raisedBy<OsFileEx::ExFileExists>( [&] { linkOrCopy( "from", "copied" ); } ),
+                 tells( "OsFsUtils::hardLinkOrCopy", "copied" ) );
     EXPECT_EQ( never.nbCalls(), 0 );
-    EXPECT_THROW( linkOrCopy( "from", "new" ), Sys );
-    EXPECT_FALSE( files.has( "new" ) );
-}
-
-TEST( OsFsUtils, RemovesAFileOrAnEmptyDirectoryAndNothingElse ) {
-    const TestFiles files;
-    files.write( "dir/file" );
-    for( const char* name : { "dir", "nothing" } ) {
-        EXPECT_THAT( reasonOf<Sys>( [&] { OsFsUtils::deleteFile( files.path( name ) ); } ),
-                     AllOf( StartsWith( "OsFsUtils::deleteFile" ), HasSubstr( name ) ) );
-    }
-    for( const char* name : { "dir", "dir/file" } ) {
-        EXPECT_THAT( reasonOf<Sys>( [&] { OsFsUtils::removeDir( files.path( name ) ); } ),
-                     AllOf( StartsWith( "OsFsUtils::removeDir" ), HasSubstr( name ) ) );
-    }
-    OsFsUtils::deleteFile( files.path( "dir/file" ) );
-    OsFsUtils::removeDir( files.path( "dir" ) );
-    EXPECT_EQ( files.count(), 0 );
 }
 
 TEST( OsFsUtils, TellsTheFileSystemsTimeAndLeavesNoFile ) {
-    const TestFiles files;
-    files.write( "file" );
+    const TestFiles files( "file" );
     const OsDateTypes::DateRep before(
         *OPtr<OsDateTypes::DateRep>( OsFile( files.path( "file" ) ).getLastModificationTime() ) );
     for( const OsFilePath& path : { files.path(), files.path( "file" ) } ) {
@@ -199,91 +139,19 @@ TEST( OsFsUtils, TellsTheFileSystemsTimeAndLeavesNoFile ) {
         EXPECT_GE( *time, before );
         EXPECT_LT( time->getSeconds(), before.getSeconds() + 600 );
     }
-    EXPECT_THROW( OPtr<OsDateTypes::DateRep>( OsFsUtils::getServerTime( OsFilePath() ) ),
-                  OsFileEx::ExNullFilePath );
     EXPECT_EQ( files.count(), 1 );
 }
 
-/// Each adds at most one entry to `files`, which holds "file" and "dir/file".
-std::vector<std::function<void()>> operationsOn( const TestFiles& files ) {
-    const OsPassThroughFilter all;
-    const OsFilePath file = files.path( "file" );
-    const OsFilePath dir = files.path( "dir" );
-    const OsFilePath made = files.path( "new" );
-    return { [=] { OsFsUtils::createFile( made, PERMISSIONS, true ); },
-             [=] { OsFsUtils::createFile( made, PERMISSIONS, false ); },
-             [=] { OsFsUtils::createDir( made, true ); },
-             [=] { OsFsUtils::createFilePath( made, OsFilePath(), PERMISSIONS ); },
-             [=] { OsFsUtils::hardLinkOrCopy( file, made ); },
-             [=] { OPtr<OsDateTypes::DateRep>( OsFsUtils::getServerTime( dir ) ); },
-             [=] { OPtr<Vector<OsDriveInfo>>( OsFsUtils::getAllDriveInfo() ); },
-             [=] { OsFsUtils::getFreeSpace( dir ); },
-             [=] { OsFile( file ).getInfo(); },
-             [=] { OsFile( file ).getAccess( 3 ); },
-             [=] { OsFile( file ).copyTo( made ); },
-             [=] { OsDirectory( dir ).getChildrenInfo( all ); },
-             [=] { OsDirectory( dir ).getChildren( all ); } };
-}
-
-TEST( OsFsUtils, EachFailedCallLeavesNothingBehindThatCanBeRemoved ) {
-    const TestFiles files;
-    files.write( "file", "text" );
-    files.write( "dir/file" );
-    for( const auto& operation : operationsOn( files ) ) {
-        bool hasRaised = false;
-        forEachFailingCall(
-            EIO,
-            [&] {
-                try {
-                    hasRaised = false;
-                    operation();
-                } catch( const ExBase& ) {
-                    hasRaised = true;
-                }
-            },
-            [&]( const FailedRun& run ) {
-                EXPECT_FALSE( hasRaised && run.call == nullptr );
-                // What can't be removed, since that is what fails, stays.
-                const bool isRemovable = run.times == FailingCall::ONCE && run.call != nullptr &&
-                                         std::strcmp( run.call, "unlink" ) != 0;
-                EXPECT_FALSE( hasRaised && isRemovable && files.count() != 3 ) << run.call;
-                for( const auto& entry : fs::directory_iterator( files.at( "dir" ) ) ) {
-                    if( entry.path().filename() != "file" ) {
-                        fs::remove( entry );
-                    }
-                }
-                fs::remove( files.at( "new" ) );
-            } );
-    }
-}
-
-TEST( OsFsUtils, AStormOfSignalsIsNoFailure ) {
-    const TestFiles files;
-    files.write( "file", "text" );
-    files.write( "dir/file" );
-    for( const auto& operation : operationsOn( files ) ) {
-        // Every second call, so that each succeeds when it is made again.
-        const CallHook storm(
-            nullptr, []( const SystemCall& call ) { return call.number % 2 == 1 ? EINTR : 0; } );
-        EXPECT_NO_THROW( operation() );
-        fs::remove( files.at( "new" ) );
-    }
-}
-
-TEST( OsFsUtils, TellsTheVolumesSpace ) {
+TEST( OsFsUtils, TellsTheVolumesSpaceAndTheNullDevice ) {
     const TestFiles files;
     struct statvfs status {};
     ASSERT_EQ( ::statvfs( files.at( "" ).c_str(), &status ), 0 );
     EXPECT_EQ( OsFsUtils::getTotalSpace( files.path() ), status.f_blocks * status.f_frsize );
     EXPECT_LE( OsFsUtils::getFreeSpace( files.path() ), status.f_blocks * status.f_frsize );
-    EXPECT_THAT( reasonOf<Sys>( [&] { OsFsUtils::getFreeSpace( files.path( "no" ) ); } ),
-                 StartsWith( "OsFsUtils::getFreeSpace" ) );
-}
-
-TEST( OsFsUtils, TheNullDeviceSwallowsAndIsEmpty ) {
-    EXPECT_EQ( OsFsUtils::getNullDevicePath().toString(), "/dev/null" );
-    EXPECT_TRUE( OsFile( OsFsUtils::getNullDevicePath() ).isFile() );
-    EXPECT_EQ( OsFile( OsFsUtils::getNullDevicePath() ).getAccess( 3 ), 3 );
+    const OsFile nothing( OsFsUtils::getNullDevicePath() );
+    EXPECT_EQ( nothing.getPath().toString(), "/dev/null" );
+    EXPECT_TRUE( nothing.isFile() );
+    EXPECT_EQ( nothing.getAccess( 3 ), 3 );
 }
 
 constexpr const char* MOUNTS =
@@ -340,11 +208,9 @@ TEST( OsDriveEntryDescriptor, ListsThisMachinesVolumes ) {
     const OPtr<OsDriveEntryDescriptor> clone( entries->clone() );
     entries->reset();
     EXPECT_EQ( OPtr<OsDriveInfo>( entries->getNextEntry() )->getName(), first->getName() );
-    std::size_t nbLeft = 0;
-    while( !OPtr<OsDriveInfo>( clone->getNextEntry() ).isNull() ) {
-        ++nbLeft;
-    }
-    EXPECT_EQ( nbLeft + 1, drives->size() );
+    std::size_t nbSeen = 1;
+    for( ; !OPtr<OsDriveInfo>( clone->getNextEntry() ).isNull(); ++nbSeen ) {}
+    EXPECT_EQ( nbSeen, drives->size() );
 }
 
 TEST( OsDriveEntryDescriptor, AVolumeThatCannotBeAskedIsStillTold ) {
@@ -358,10 +224,6 @@ TEST( OsDriveEntryDescriptor, AVolumeThatCannotBeAskedIsStillTold ) {
     EXPECT_EQ( drive->getTotalSpace(), 0U );
     EXPECT_EQ( drive->getOwner(), "" );
     EXPECT_EQ( drive->getType(), OsFileTypes::DIRECTORY );
-    const FailingCall noTable( "open", EMFILE );
-    entries->reset();
-    EXPECT_THAT( reasonOf<Sys>( [&] { OPtr<OsDriveInfo>( entries->getNextEntry() ); } ),
-                 StartsWith( "OsFsUtils::getDriveInfos" ) );
 }
 
 TEST( OsFileUtils, UniqueNamesDifferAndKeepTheirParts ) {
@@ -386,9 +248,8 @@ TEST( OsFileUtils, UniqueNamesDifferAndKeepTheirParts ) {
 }
 
 TEST( OsFileUtils, WalkDividesAPathIntoWhatExistsAndWhatIsMissing ) {
-    const TestFiles files;
-    files.write( "a/b/file" );
-    const WorkingIn working( files.at( "" ) );
+    const TestFiles files( "a/b/file" );
+    const OsWorkingDirectory::Guard working( files.path() );
     const OsFilePath here = OsFilePath::getCurrentDir();
     const struct {
         OsFilePath _path, _existing, _missing;

@@ -1,25 +1,60 @@
 #pragma once
 
+#include <base/failure/assertions.h>
+#include <base/failure/exSysError.h>
+#include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFilePath.h>
+#include <resmgt/osal/test/failingCalls.h>
+#include <tests/support/raisedBy.h>
 #include <tests/support/tempDirectory.h>
 
+#include <gmock/gmock.h>
 #include <sys/fsuid.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
+
+/// What the tests of this package share.
 
 namespace Qv {
 
 namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using Sys = ExSysErrorWindows;
 
 /// A directory of the test's own, in which files are made and looked at past the tested layer. What
-/// has no powers may search it.
+/// has no powers may search it. It is made with entries that blanks separate, such as "file",
+/// "file=content", "dir/", "link>target" and "pipe|".
 class TestFiles {
 public:
-    TestFiles() { fs::permissions( _top.path(), fs::perms( 0755 ) ); }
+    explicit TestFiles( const std::string& entries = "" ) {
+        fs::permissions( _top.path(), fs::perms( 0755 ) );
+        std::istringstream all( entries );
+        for( std::string entry; all >> entry; ) {
+            const std::size_t end = std::min( entry.find_first_of( "=>|" ), entry.size() );
+            const std::string name = entry.substr( 0, end );
+            const std::string rest = entry.substr( std::min( end + 1, entry.size() ) );
+            if( entry[end] == '>' ) {
+                link( rest, name );
+            } else if( entry[end] == '|' ) {
+                EXPECT_EQ( ::mkfifo( at( name ).c_str(), 0666 ), 0 ) << name;
+            } else {
+                write( name, rest );
+            }
+        }
+    }
 
     fs::path at( const std::string& name ) const { return _top.path() / name; }
     OsFilePath path( const std::string& name = "" ) const { return OsFilePath( at( name ) ); }
@@ -44,9 +79,12 @@ public:
     void setMode( const std::string& name, unsigned int mode ) const {
         fs::permissions( at( name ), fs::perms( mode ) );
     }
-    unsigned int mode( const std::string& name ) const {
-        return static_cast<unsigned int>( fs::status( at( name ) ).permissions() );
+    struct stat facts( const std::string& name ) const {
+        struct stat facts {};
+        EXPECT_EQ( ::stat( at( name ).c_str(), &facts ), 0 ) << name;
+        return facts;
     }
+    unsigned int mode( const std::string& name ) const { return facts( name ).st_mode & 0777U; }
     /// The entries at all depths.
     long count() const {
         return std::distance( fs::recursive_directory_iterator( _top.path() ), {} );
@@ -54,18 +92,6 @@ public:
 
 private:
     TempDirectory _top;
-};
-
-/// Works in another directory until scope exit.
-class WorkingIn {
-public:
-    explicit WorkingIn( const fs::path& directory ) { fs::current_path( directory ); }
-    WorkingIn( const WorkingIn& ) = delete;
-    WorkingIn& operator=( const WorkingIn& ) = delete;
-    ~WorkingIn() { fs::current_path( _former ); }
-
-private:
-    const fs::path _former = fs::current_path();
 };
 
 /// Takes root's powers over files from this thread, until scope exit. Others keep what they have.
@@ -88,15 +114,10 @@ private:
     const uid_t _user;
 };
 
-/// The reason of the `Exception` that `body` raises; an exception of another type goes on.
-template <class Exception, class Body>
-std::string reasonOf( const Body& body ) {
-    try {
-        body();
-    } catch( const Exception& exception ) {
-        return exception.getReason();
-    }
-    return "nothing was raised";
+/// Of a reason that begins with `where` and holds all `parts`.
+template <class... Parts>
+auto tells( const std::string& where, const Parts&... parts ) {
+    return ::testing::AllOf( ::testing::StartsWith( where ), ::testing::HasSubstr( parts )... );
 }
 
 } // namespace Qv

@@ -1,0 +1,258 @@
+#include <resmgt/osal/osDirectory.h>
+#include <resmgt/osal/osFileReader.h>
+#include <resmgt/osal/osFileWriter.h>
+#include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/osMTFileReader.h>
+#include <resmgt/osal/osMTFileWriter.h>
+#include <resmgt/osal/osMultiplexer.h>
+#include <resmgt/osal/osProcess.h>
+#include <resmgt/osal/osUtils.h>
+#include <resmgt/osal/osWorkingDirectory.h>
+#include <resmgt/osal/test/testFiles.h>
+
+#include <memory>
+
+/// What all operations have in common when they fail.
+
+namespace Qv {
+namespace {
+
+using Operation = std::function<void()>;
+using Date = OPtr<OsDateTypes::DateRep>;
+using Drives = OPtr<Vector<OsDriveInfo>>;
+using OsFileTypes::FULL_PATH;
+
+constexpr OsFileTypes::Permissions PERMISSIONS( 3, 1, 1 );
+const OsPassThroughFilter all;
+
+/// The reason of an exception that was copied and raised again with its own type.
+template <class Exception, class... Args>
+std::string reasonOf( const Args&... args ) {
+    const std::unique_ptr<ExBase> copy( Exception( "file", 7, args... ).clone() );
+    return raisedBy<Exception>( [&] { copy->raise(); } );
+}
+
+TEST( OsalFailure, ReasonsTellWhereAndWhatPath ) {
+    using namespace OsFileEx;
+    const OsFilePath path( std::string( "d\\f\0", 4 ) );
+    const std::pair<std::string, const char*> cases[] = {
+        { reasonOf<ExSeparatorNotAllowed>( "W", L"\u00fc/" ),
+          "W: Separator not allowed in path elements: '\xc3\xbc/'." },
+        { reasonOf<ExHomeNotDefined>( "W" ), "W: Cannot get home directory from the environment." },
+        { reasonOf<ExPathNotReadable>( "W", path ), "W: Path is not readable: 'd/f?'." },
+        { reasonOf<ExPathNotAbsolute>( "W", path ), "W: Path not absolute: 'd/f?'." },
+        { reasonOf<ExRootDoesNotExist>( "W", path ), "W: Root does not exist: 'd/f?'." },
+        { reasonOf<ExUnHardlinkableFs>( "W", path ),
+          "W: Can't create a hardlink on this filesystem : 'd/f?'." },
+        { reasonOf<ExNotEnoughSpace>( "W", path ),
+          "W: filesystem doesn't have enough space to create file : 'd/f?'." },
+        { reasonOf<ExInvalidCrossDeviceLink>( "W", path, OsFilePath( "b" ) ),
+          "W: Can't create a hardlink from 'd/f?' to 'b'." },
+        { reasonOf<ExEmptyDrive>( L"A:" ), "No disk in drive A:" } };
+    for( const auto& [reason, expected] : cases ) {
+        EXPECT_EQ( reason, expected );
+    }
+}
+
+TEST( OsalFailure, TheEmptyPathIsRefused ) {
+    const TestFiles files( "dir/file" );
+    const OsFilePath noPath;
+    OsFile none( noPath );
+    OsFile file( files.path( "dir/file" ) );
+    OsDirectory noDir( noPath );
+    OsDirectory dir( files.path( "dir" ) );
+    const std::pair<const char*, Operation> cases[] = {
+        { "OsFile::getOwner", [&] { APtr<char>( none.getOwner() ); } },
+        { "OsFile::getSize", [&] { none.getSize(); } },
+        { "OsFile::isReadable", [&] { none.isReadable(); } },
+        { "OsFile::isWritable", [&] { none.isWritable(); } },
+        { "OsFile::isSymLink", [&] { none.isSymLink(); } },
+        { "OsFile::exists", [&] { none.exists(); } },
+        { "OsFile::getInfo", [&] { none.getInfo(); } },
+        { "OsFile::getUnbufferedInfo", [&] { none.getUnbufferedInfo(); } },
+        { "OsFile::create", [&] { none.create( PERMISSIONS, false ); } },
+        { "OsFile::remove", [&] { none.remove(); } },
+        { "OsFile::renameTo", [&] { none.renameTo( files.path( "other" ) ); } },
+        { "OsFile::renameTo", [&] { file.renameTo( noPath ); } },
+        { "OsFile::copyTo", [&] { none.copyTo( files.path( "other" ) ); } },
+        { "OsFile::copyTo", [&] { file.copyTo( noPath ); } },
+        { "OsDirectory::remove", [&] { noDir.remove(); } },
+        { "OsDirectory::create", [&] { noDir.create( PERMISSIONS ); } },
+        { "OsDirectory::copyTo", [&] { noDir.copyTo( files.path( "other" ) ); } },
+        { "OsDirectory::copyTo", [&] { dir.copyTo( noPath ); } },
+        { "OsDirectory::getChildrenPath", [&] { noDir.getChildrenPath( FULL_PATH, all ); } },
+        { "OsDirectory::getChildrenInfo", [&] { noDir.getChildrenInfo( all ); } },
+        { "OsDirectory::hasChildren", [&] { noDir.hasChildren( all ); } },
+        { "OsFsUtils::createFilePath", [&] { OsFsUtils::createDirPath( noPath, noPath ); } },
+        { "OsFsUtils::getServerTime", [&] { Date( OsFsUtils::getServerTime( noPath ) ); } },
+        { "OsFileReader::OsFileReader", [&] { OsFileReader( noPath, false ); } },
+        { "OsFileWriter::OsFileWriter",
+          [&] { OsFileWriter( noPath, PERMISSIONS, false, false ); } },
+        { "OsFileAccessor::openRead", [&] { OsMTFileReader( noPath, false ); } },
+        { "OsFileAccessor::openRead",
+          [&] { OsMTFileWriter( noPath, PERMISSIONS, false, false ); } } };
+    for( const auto& [where, operation] : cases ) {
+        EXPECT_EQ( raisedBy<OsFileEx::ExNullFilePath>( operation ),
+                   std::string( where ) + ": File has null file path." );
+    }
+    EXPECT_FALSE( none.isFile() || none.isDirectory() );
+    EXPECT_EQ( files.count(), 2 );
+}
+
+TEST( OsalFailure, WhatTheSystemRefusesTellsOperationAndPathAndChangesNothing ) {
+    const TestFiles files( "dir/file lost>nothing" );
+    using OnPath = void ( * )( const OsFilePath& path );
+    const OnPath renames = []( const OsFilePath& path ) {
+        OsFile( path ).renameTo( path + "no/f" );
+    };
+    const OnPath makes = []( const OsFilePath& path ) { OsFsUtils::createDir( path, true ); };
+    const OnPath makesNew = []( const OsFilePath& path ) { OsFsUtils::createDir( path, false ); };
+    const OnPath removes = []( const OsFilePath& path ) { OsFile( path ).remove(); };
+    const OnPath removesDir = []( const OsFilePath& path ) { OsDirectory( path ).remove(); };
+    const OnPath asks = []( const OsFilePath& path ) { OsFsUtils::getFreeSpace( path ); };
+    const std::tuple<const char*, const char*, OnPath> cases[] = {
+        { "OsFile::performRenameTo", "dir/file", renames },
+        { "OsFile::performRemove", "dir", removes },
+        { "OsDirectory::performRemove", "dir", removesDir },
+        { "OsDirectory::performRemove", "dir/file", removesDir },
+        { "OsFsUtils::createDir", "dir", makesNew },
+        { "OsFsUtils::createDir", "lost", makes },
+        { "OsFsUtils::createDir", "no/dir", makes },
+        { "OsFsUtils::deleteFile", "dir", OsFsUtils::deleteFile },
+        { "OsFsUtils::deleteFile", "nothing", OsFsUtils::deleteFile },
+        { "OsFsUtils::removeDir", "dir", OsFsUtils::removeDir },
+        { "OsFsUtils::removeDir", "dir/file", OsFsUtils::removeDir },
+        { "OsFsUtils::getFreeSpace", "no", asks } };
+    for( const auto& [where, name, operation] : cases ) {
+        EXPECT_THAT(
+            raisedBy<Sys>( [&, &run = operation, &on = name] { run( files.path( on ) ); } ),
+            tells( where, files.path( name ).getChars() ) );
+    }
+    EXPECT_EQ( files.count(), 3 );
+}
+
+TEST( OsalFailure, AFailedCallIsToldWithOperationAndReason ) {
+    const TestFiles files( "file" );
+    const OsFilePath file = files.path( "file" );
+    const OsFilePath made = files.path( "new" );
+    const Operation list = [&] { OsDirectory( files.path() ).getChildrenInfo( all ); };
+    const Operation enter = [&] { OsWorkingDirectory::Guard guard( files.path() ); };
+    OsMultiplexer multiplexer;
+    OsProcess process;
+    const char* const argv[] = { "/bin/true", nullptr };
+    const Operation start = [&] { process.start( argv, OsProcess::DETACHED ); };
+    const std::tuple<const char*, const char*, Operation> cases[] = {
+        { "linkat", "OsFsUtils::createHardLink", [&] { OsFsUtils::createHardLink( file, made ); } },
+        { "linkat", "OsFsUtils::createHardLink", [&] { OsFsUtils::hardLinkOrCopy( file, made ); } },
+        { "open", "OsFile::performGetAccess", [&] { OsFile( file ).isReadable(); } },
+        { "open", "OsFsUtils::getDriveInfos", [] { Drives( OsFsUtils::getAllDriveInfo() ); } },
+        { "opendir", "OsFsUtilsWindows::getFirstChildInfo", list },
+        { "readdir", "OsFsUtilsWindows::getFirstChildInfo", list },
+        { "chdir", "OsWorkingDirectory::set '", enter },
+        { "select", "OsMultiplexer::waitFor 'select failed'", [&] { multiplexer.waitFor( 0 ); } },
+        { "posix_spawnp", "OsProcess::start '/bin/true'", start },
+        { "gethostname", "OsUtils::getHostName", OsUtils::getHostName },
+        { "getpwuid_r", "OsUtils::getUserName", [] { OsUtils::getUserName( true ); } },
+        { "getpwuid_r", "OsUtils::getPidUserName", OsUtils::getPidUserName },
+        { "getifaddrs", "OsUtils::getMacAddress", OsUtils::getMacAddress },
+        { "readlink", "OsUtils::getModulePath", OsUtils::getModulePath },
+        { "readlink", "OsUtils::getModuleName", OsUtils::getModuleName } };
+    for( const auto& [call, where, operation] : cases ) {
+        const FailingCall failing( call, EMFILE );
+        EXPECT_THAT( raisedBy<Sys>( operation ),
+                     tells( where, ": Too many open files (error 24)" ) );
+    }
+    EXPECT_EQ( files.count(), 1 );
+}
+
+/// Works on `files`, which holds "file" and "dir/file", and adds at most "new".
+struct Making {
+    Operation run;
+    /// What "new" holds then, if it is a file.
+    std::string content;
+};
+
+std::vector<Making> operationsOn( const TestFiles& files ) {
+    const OsFilePath file = files.path( "file" );
+    const OsFilePath dir = files.path( "dir" );
+    const OsFilePath made = files.path( "new" );
+    const std::string content = files.read( "file" );
+    std::vector<Making> operations{
+        { [=] { OsFsUtils::createFile( made, PERMISSIONS, true ); }, "" },
+        { [=] { OsFsUtils::createFile( made, PERMISSIONS, false ); }, "" },
+        { [=] { OsFsUtils::createDir( made, true ); }, "" },
+        { [=] { OsFsUtils::createFilePath( made, OsFilePath(), PERMISSIONS ); }, "" },
+        { [=] { OsFsUtils::hardLinkOrCopy( file, made ); }, content },
+        { [=] { Date( OsFsUtils::getServerTime( dir ) ); }, "" },
+        { [=] { Drives( OsFsUtils::getAllDriveInfo() ); }, "" },
+        { [=] { OsFsUtils::getFreeSpace( dir ); }, "" },
+        { [=] { OsFile( file ).getInfo(); }, "" },
+        { [=] { OsFile( file ).getAccess( 3 ); }, "" },
+        { [=] { OsFile( file ).copyTo( made ); }, content },
+        { [=] { OsDirectory( dir ).getChildrenInfo( all ); }, "" },
+        { [=] { OsDirectory( dir ).getChildren( all ); }, "" } };
+    for( const bool unbuffered : { false, true } ) {
+        operations.push_back( { [=] { OsFileReader( file, unbuffered ); }, "" } );
+        operations.push_back( { [=] { OsMTFileReader( file, unbuffered ); }, "" } );
+        operations.push_back(
+            { [=] { OsFileWriter( file, PERMISSIONS, false, unbuffered ); }, "" } );
+        operations.push_back(
+            { [=] { OsMTFileWriter( file, PERMISSIONS, false, unbuffered ); }, "" } );
+    }
+    return operations;
+}
+
+class OsalOperation : public ::testing::Test {
+protected:
+    OsalOperation() {
+        _files.write( "file", _content );
+        _files.write( "dir/file" );
+    }
+    std::string contentOfNew() const {
+        return fs::is_directory( _files.at( "new" ) ) ? "" : _files.read( "new" );
+    }
+
+    const TestFiles _files;
+    const std::string _content = std::string( 3 * 0x10000 + 17, 'x' );
+};
+
+TEST_F( OsalOperation, EachFailedCallLeavesNothingBehindThatCanBeRemoved ) {
+    for( const auto& [operation, content] : operationsOn( _files ) ) {
+        for( const int error : { EIO, ENOSPC } ) {
+            bool hasRaised = false;
+            forEachFailingCall(
+                error, [&, &run = operation] { hasRaised = !raisedBy<ExBase>( run ).empty(); },
+                [&, &made = content]( const FailedRun& run ) {
+                    EXPECT_FALSE( hasRaised && run.call == nullptr );
+                    EXPECT_EQ( _files.read( "file" ), _content );
+                    // What can't be removed, since that is what fails, stays.
+                    const bool isRemovable = run.times == FailingCall::ONCE &&
+                                             run.call != nullptr &&
+                                             std::strcmp( run.call, "unlink" ) != 0;
+                    EXPECT_FALSE( hasRaised && isRemovable && _files.count() != 3 ) << run.call;
+                    EXPECT_TRUE( hasRaised || contentOfNew() == made ) << run.number;
+                    for( const auto& entry : fs::directory_iterator( _files.at( "dir" ) ) ) {
+                        if( entry.path().filename() != "file" ) {
+                            fs::remove( entry );
+                        }
+                    }
+                    fs::remove( _files.at( "new" ) );
+                } );
+        }
+    }
+}
+
+TEST_F( OsalOperation, IsNotDisturbedByAStormOfSignals ) {
+    for( const Making& operation : operationsOn( _files ) ) {
+        // Every second call, so that each succeeds when it is made again. No signal ends `fcntl`.
+        const CallHook storm( nullptr, []( const SystemCall& call ) {
+            return call.number % 2 == 1 && call.name != std::string( "fcntl" ) ? EINTR : 0;
+        } );
+        EXPECT_NO_THROW( operation.run() );
+        EXPECT_TRUE( contentOfNew() == operation.content );
+        fs::remove( _files.at( "new" ) );
+    }
+}
+
+} // namespace
+} // namespace Qv
