@@ -25,20 +25,17 @@ void workInKernel() {
 }
 
 TEST( PrProcessTimes, userAndKernelTimeGrowWhereTheWorkIsDoneAndSwappedMomentsAreNegative ) {
-    const struct {
-        void ( *work )();
-        double ( *told )( const PrProcessTimes&, const PrProcessTimes& );
-    } cases[] = { { workInUser, PrProcessTimes::cpuUserTime },
-                  { workInKernel, PrProcessTimes::cpuKernelTime } };
-    for( const auto& c : cases ) {
+    const auto expectGrowth = []( void ( *work )(), auto told ) {
         const PrProcessTimes before;
         const auto hasGrown = [&] {
-            c.work();
-            return c.told( before, PrProcessTimes() ) >= 0.02;
+            work();
+            return told( before, PrProcessTimes() ) >= 0.02;
         };
         waitUntil( hasGrown, "processor time" );
-        EXPECT_LT( c.told( PrProcessTimes(), before ), 0.0 );
-    }
+        EXPECT_LT( told( PrProcessTimes(), before ), 0.0 );
+    };
+    expectGrowth( workInUser, PrProcessTimes::cpuUserTime );
+    expectGrowth( workInKernel, PrProcessTimes::cpuKernelTime );
 }
 
 TEST( PrProcessTimes, theTimerTellsAllThreadsProcessorTimeBetweenStartAndStop ) {
