@@ -29,11 +29,11 @@ public:
     ~ScriptedAllocator() override { _record.push_back( "deleted" ); }
 
     Pieces allocate( std::size_t size ) override {
-        _record.push_back( "allocate " + std::to_string( size ) );
         Pieces result;
         for( const std::size_t one : _sizes ) {
             result.emplace_back( reinterpret_cast<void*>( 0x10000 * ( result.size() + 1 ) ), one );
         }
+        _record.push_back( "allocate " + std::to_string( size ) );
         return result;
     }
     void deallocate( const Pieces& pieces, std::size_t size ) override {
@@ -107,6 +107,7 @@ TEST_F( DaArenaPoolTest, AFailedConstructionGivesEverythingBack ) {
         } catch( const std::bad_alloc& ) {
             ASSERT_FALSE( _record.empty() ) << "the allocator is lost at " << nbSucceeding;
             EXPECT_EQ( _record.back(), "deleted" );
+            EXPECT_NE( _record.size(), 2u ) << "the pieces are lost at " << nbSucceeding;
         }
     }
     EXPECT_EQ( _record, ( Record{ "allocate 100", "free 2 of 100", "deleted" } ) );
