@@ -10,6 +10,7 @@
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osUtils.h>
 #include <resmgt/osal/osWorkingDirectory.h>
+#include <tests/support/fakeBuildInfo.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 
@@ -34,21 +35,6 @@ class Restart {
 public:
     Restart() { InPackageFrame::getInstance().stop(); }
     ~Restart() { InPackageFrame::getInstance().start(); }
-};
-
-class AppInfo final : public InBuildInfo {
-public:
-    const char* getProductName() const override { return ""; }
-    const char* getLibraryName() const override { return ""; }
-    const char* getVersion() const override { return "2031"; }
-    const char* getVersionNumber() const override { return "7.9"; }
-    const char* getBuildSuffix() const override { return ""; }
-    int getMajor() const override { return 7; }
-    int getMinor() const override { return 9; }
-    int getBuildKind() const override { return 0; }
-    const char* getBuildNumber() const override { return ""; }
-    const char* getBuildDate() const override { return ""; }
-    const char* getBuildFlavour() const override { return ""; }
 };
 
 TEST( SubstitutionPatterns, eachExpandsToTheValueOfTheMomentInAllSpellings ) {
@@ -138,7 +124,7 @@ TEST( SubstitutionPatterns, aRegistrationThatFailsLeavesNoPattern ) {
 TEST( SubstitutionPatterns, theApplicationsVersionNeedsItsRecord ) {
     ASSERT_FALSE( InBuildInfoMgr::isAppInfoRegistered() );
     EXPECT_EQ( expand( "v<AppVersion>" ), "v<AppVersion>" );
-    InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new AppInfo ) );
+    InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new FakeBuildInfo( "painter" ) ) );
     EXPECT_EQ( expand( "v<AppVersion>" ), "v2031" );
 }
 

@@ -1,24 +1,21 @@
+#include <base/init/inBuildInfoUtil.h>
 #include <base/init/src/inPackageFrame.h>
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
+#include <cstring>
 #include <map>
-#include <sstream>
+#include <regex>
 #include <string>
-#include <vector>
+#include <typeindex>
+#include <utility>
 
 namespace Qv {
 
 namespace {
 
-struct Row {
-    const char* _package;
-    const char* _dependencies;
-};
-
 /// The declared graph; who starts after whom is a promise to everybody who adds to a package.
-const Row TABLE[] = {
+const std::map<std::string, std::string> graph = {
     { "base", "" },
     { "pluginAPI", "base" },
     { "resmgt", "pluginAPI base rtti content memoryBuffers observers threadExtensions threads xml "
@@ -58,37 +55,46 @@ const Row TABLE[] = {
     { "usageMetrics", "base" },
 };
 
-std::string declaredDependencies( const InPackageInit& package,
-                                  const std::vector<InPackageInit*>& all ) {
-    std::string text;
-    for( const std::type_info* const identity : package.getDependencies() ) {
-        const auto i = std::ranges::find_if(
-            all, [&]( const InPackageInit* other ) { return *other->getIdentity() == *identity; } );
-        text += text.empty() ? "" : " ";
-        text += ( *i )->getName();
+TEST( LibraryTest, everyPackageDeclaresItsDependenciesAndStartsAfterThem ) {
+    std::map<std::string, std::string> declared;
+    std::map<std::type_index, std::string> started;
+    for( const InPackageInit* const package : InPackageFrame::getInstance().getStartedPackages() ) {
+        const std::string name = package->getName();
+        std::string& dependencies = declared[name];
+        for( const std::type_info* const identity : package->getDependencies() ) {
+            ASSERT_TRUE( started.contains( *identity ) ) << name << " starts too early";
+            dependencies += ( dependencies.empty() ? "" : " " ) + started.at( *identity );
+        }
+        started.emplace( *package->getIdentity(), name );
     }
-    return text;
+    EXPECT_EQ( declared, graph );
+}
+
+TEST( LibraryTest, theLibraryRegistersOneRecordThatFitsTogether ) {
+    const InBuildInfo* info = nullptr;
+    for( const InBuildInfo* const candidate : InBuildInfoUtil::getInfos() ) {
+        if( std::strcmp( candidate->getLibraryName(), "libQvresmgt" ) == 0 ) {
+            EXPECT_EQ( info, nullptr );
+            info = candidate;
+        }
+    }
+    ASSERT_NE( info, nullptr );
+    EXPECT_STREQ( info->getProductName(), "Tessaroc Ombra Library" );
+    EXPECT_EQ( info->getVersionNumber(),
+               std::to_string( info->getMajor() ) + '.' + std::to_string( info->getMinor() ) );
+    EXPECT_STREQ( info->getBuildSuffix(), info->getBuildKind() == 3 ? "dev" : "" );
+
+    const std::pair<const char*, const char*> cases[] = {
+        { info->getVersion(), "20[0-9]{2}" },
+        { info->getBuildNumber(), "[0-9]+" },
+        { info->getBuildDate(), "[A-Z][a-z]+ [0-3][0-9] 20[0-9]{2}" },
+        { info->getBuildFlavour(), "[a-z]+\\.[a-z0-9_]+\\.[a-z]+[0-9]+" },
+    };
+    for( const auto& [text, form] : cases ) {
+        EXPECT_TRUE( std::regex_match( text, std::regex( form ) ) ) << text;
+    }
 }
 
 } // namespace
-
-TEST( PackageGraphTest, everyPackageDeclaresItsDependenciesAndStartsAfterThem ) {
-    const std::vector<InPackageInit*>& started = InPackageFrame::getInstance().getStartedPackages();
-    ASSERT_EQ( started.size(), std::size( TABLE ) );
-    EXPECT_STREQ( started.back()->getName(), "resmgt" );
-    std::map<std::string, std::size_t> positions;
-    for( const InPackageInit* const package : started ) {
-        const std::string name = package->getName();
-        SCOPED_TRACE( name );
-        const auto row = std::ranges::find( TABLE, name, &Row::_package );
-        ASSERT_NE( row, std::end( TABLE ) );
-        EXPECT_EQ( declaredDependencies( *package, started ), row->_dependencies );
-        std::istringstream dependencies( row->_dependencies );
-        for( std::string dependency; dependencies >> dependency; ) {
-            EXPECT_TRUE( positions.contains( dependency ) ) << dependency << " starts too late";
-        }
-        positions.emplace( name, positions.size() );
-    }
-}
 
 } // namespace Qv
