@@ -13,8 +13,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <numeric>
+#include <random>
 
 namespace Qv::Comp {
 namespace {
@@ -64,9 +66,7 @@ TEST_F( QvcompFiles, PngWriterTellsOfAFullDisk ) {
     const FileSizeLimit limit( 70 );
     PngWriter writer( file, 300, 20 );
     std::vector<unsigned char> noise( 300 * 20 * 3 );
-    for( std::size_t i = 0; i < noise.size(); ++i ) {
-        noise[i] = static_cast<unsigned char>( i * i * 7919 >> 5 );
-    }
+    std::ranges::generate( noise, std::mt19937() );
     const auto write = [&] {
         writer.writeLines( noise.data(), 20 );
         writer.finish();

@@ -1,9 +1,7 @@
 #include <tests/qvcomp/testCommand.h>
-#include <tests/qvcomp/testImages.h>
 
 #include <tests/support/deadline.h>
 #include <tests/support/processCounts.h>
-#include <tests/support/tempDirectory.h>
 
 #include <gmock/gmock.h>
 
@@ -15,68 +13,43 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-using Arguments = std::vector<std::string>;
-
-class QvcompRun : public ::testing::Test {
-protected:
-    Arguments makeArguments( const std::string& size, const Arguments& more = {} ) {
-        Arguments arguments{ "--size",    size,
-                             "-o",        getOutput().string(),
-                             "--preview", getPreview().string(),
-                             "--scratch", _folder.path().string(),
-                             "--report",  "json" };
-        arguments.insert( arguments.end(), more.begin(), more.end() );
-        arguments.insert( arguments.end(), _layers.begin(), _layers.end() );
-        return arguments;
-    }
-
-    fs::path getOutput() const { return _folder.path() / "out.exr"; }
-    fs::path getPreview() const { return _folder.path() / "out.png"; }
-
-    TempDirectory _inputs;
-    TempDirectory _folder;
-    Arguments _layers = writeLayers( _inputs.path() );
-};
+using QvcompRun = QvcompTest;
 
 TEST_F( QvcompRun, MakesTheSameFilesWhateverTheOptions ) {
     const std::string size = "300x170";
-    ASSERT_EQ( runInside( makeArguments( size, { "--threads", "1", "--verify" } ) ).status, 0 );
+    run( { "--size", size, "--tile", "256", "--threads", "1", "--verify" } );
     const std::string image = readFile( getOutput() );
     const std::string preview = readFile( getPreview() );
     ASSERT_FALSE( preview.empty() );
 
     // Each tile's memory is just what its threads need, or a few tiles more.
-    struct Limit {
+    const struct {
         const char* tile;
         const char* threads;
         const char* memory;
-    };
-    const Limit limits[] = { { "16", "1", "8446" }, { "16", "4", "33784" }, { "16", "4", "70000" },
-                             { "50", "3", "300K" }, { "64", "2", "400K" },  { "256", "2", "5M" },
-                             { "512", "2", "20M" } };
-    for( const Limit& limit : limits ) {
-        for( const char* strategy : { "lru", "random" } ) {
-            for( const char* policy : { "relaxed", "strict" } ) {
-                for( const char* manager : { "heap", "arena" } ) {
-                    const Arguments options{ "--tile",   limit.tile,   "--threads",  limit.threads,
-                                             "--memory", limit.memory, "--strategy", strategy,
-                                             "--policy", policy,       "--manager",  manager };
-                    SCOPED_TRACE( ::testing::PrintToString( options ) );
-                    const Outcome outcome = runInside( makeArguments( size, options ) );
-                    ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
-                    EXPECT_TRUE( readFile( getOutput() ) == image );
-                    EXPECT_TRUE( readFile( getPreview() ) == preview );
-                }
-            }
+    } limits[] = { { "16", "1", "8446" }, { "16", "4", "33784" }, { "16", "4", "70000" },
+                   { "50", "3", "300K" }, { "64", "2", "400K" },  { "256", "2", "5M" },
+                   { "512", "2", "20M" } };
+    for( const auto& limit : limits ) {
+        for( unsigned way = 0; way < 8; ++way ) {
+            const Arguments options{ "--size",     size,
+                                     "--tile",     limit.tile,
+                                     "--threads",  limit.threads,
+                                     "--memory",   limit.memory,
+                                     "--strategy", way & 1 ? "lru" : "random",
+                                     "--policy",   way & 2 ? "relaxed" : "strict",
+                                     "--manager",  way & 4 ? "heap" : "arena" };
+            SCOPED_TRACE( ::testing::PrintToString( options ) );
+            run( options );
+            EXPECT_TRUE( readFile( getOutput() ) == image );
+            EXPECT_TRUE( readFile( getPreview() ) == preview );
         }
     }
 }
 
 TEST_F( QvcompRun, UnderALimitTilesGoToDiskAndComeBack ) {
-    const Outcome outcome = runInside(
-        makeArguments( "400x300", { "--tile", "32", "--threads", "2", "--memory", "400K" } ) );
-    ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
-    const std::string& report = outcome.output;
+    const std::string report =
+        run( { "--size", "400x300", "--tile", "32", "--threads", "2", "--memory", "400K" } );
     EXPECT_GT( getNumber( report, "workingSetBytes" ), 8U * 400 * 1024 );
     EXPECT_GT( getNumber( report, "evictions" ), 0U );
     EXPECT_GT( getNumber( report, "reloads" ), getNumber( report, "prefetches" ) );
@@ -89,54 +62,44 @@ TEST_F( QvcompRun, UnderALimitTilesGoToDiskAndComeBack ) {
 
 TEST_F( QvcompRun, WithoutALimitNothingGoesToDisk ) {
     for( const char* manager : { "heap", "arena" } ) {
-        const Outcome outcome = runInside( makeArguments( "400x300", { "--manager", manager } ) );
-        ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
-        EXPECT_EQ( getNumber( outcome.output, "bytesWritten" ), 0U );
-        EXPECT_EQ( getNumber( outcome.output, "reloads" ), 0U );
-        EXPECT_THAT( outcome.output, HasSubstr( "\"limitBytes\": null" ) );
+        const std::string report = run( { "--size", "400x300", "--manager", manager } );
+        EXPECT_EQ( getNumber( report, "bytesWritten" ), 0U );
+        EXPECT_EQ( getNumber( report, "reloads" ), 0U );
+        EXPECT_THAT( report, HasSubstr( "\"limitBytes\": null" ) );
     }
 }
 
 TEST_F( QvcompRun, TilesThatWereOnlyReadArentWrittenAgain ) {
-    const Outcome outcome =
-        runInside( makeArguments( "400x300", { "--tile", "16", "--threads", "1", "--memory", "60K",
-                                               "--strategy", "random" } ) );
-    ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
+    const std::string report =
+        run( { "--size", "400x300", "--threads", "1", "--memory", "60K", "--strategy", "random" } );
     // Every tile is finished once; a layer's source is written line band by line band.
-    EXPECT_LE( getNumber( outcome.output, "bytesWritten" ),
-               getNumber( outcome.output, "tiles" ) * 16 * 16 * 16 );
-    EXPECT_GT( getNumber( outcome.output, "evictions" ), getNumber( outcome.output, "tiles" ) );
+    const std::uint64_t nbTiles = getNumber( report, "tiles" );
+    EXPECT_LE( getNumber( report, "bytesWritten" ), nbTiles * 16 * 16 * 16 );
+    EXPECT_GT( getNumber( report, "evictions" ), nbTiles );
 }
 
 TEST_F( QvcompRun, TilesThatAreEvictedWhileALayerIsReadKeepAllItsLines ) {
     // Lines so wide that a tile is filled in several turns, between which it is evicted.
-    TestImage wide;
-    wide.width = 20000;
-    wide.height = 60;
-    wide.paint = []( int x, int y ) {
+    const auto paint = []( int x, int y ) {
         const float light = static_cast<float>( ( x * 31 + y * 17 ) % 101 ) / 50.0F;
         return TestPixel{ light, 1.0F, static_cast<float>( y ), 1.0F };
     };
     _layers = { ( _inputs.path() / "wide.exr" ).string() };
-    writeImage( _layers[0], wide );
-    const Arguments options{ "--tile", "64", "--threads", "1", "--memory", "200K", "--verify" };
-    const Outcome outcome = runInside( makeArguments( "70x60", options ) );
-    EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
-    EXPECT_THAT( outcome.output, HasSubstr( "\"verified\": true" ) );
+    writeImage( _layers[0], { 20000, 60, "RGB", false, 0, 0, paint } );
+    EXPECT_THAT( run( { "--size", "70x60", "--tile", "64", "--threads", "1", "--memory", "200K",
+                        "--verify" } ),
+                 HasSubstr( "\"verified\": true" ) );
 }
 
 TEST_F( QvcompRun, SamplesThatAreNoNumbersSpoilNothing ) {
-    TestImage odd;
-    odd.channels = "RGBA";
-    odd.paint = []( int x, int y ) {
+    const auto paint = []( int x, int y ) {
         const float values[] = { NAN, INFINITY, -INFINITY, 1e38F, 0.5F, 0.5F, 0.5F };
         const auto at = [&]( int i ) { return values[( i + x + 3 * y ) % 7]; };
         return TestPixel{ at( 0 ), at( 1 ), at( 2 ), at( 3 ) };
     };
     _layers = { ( _inputs.path() / "odd.exr" ).string() };
-    writeImage( _layers[0], odd );
-    const Outcome outcome = runInside( makeArguments( "90x70" ) );
-    ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
+    writeImage( _layers[0], { 40, 30, "RGBA", false, 0, 0, paint } );
+    run( { "--size", "90x70" } );
     for( const TestPixel& pixel : readImage( getOutput() ) ) {
         for( const float value : { pixel.r, pixel.g, pixel.b, pixel.a } ) {
             ASSERT_TRUE( value >= 0.0F && value <= 65504.0F ) << value;
@@ -148,32 +111,28 @@ TEST_F( QvcompRun, SamplesThatAreNoNumbersSpoilNothing ) {
 TEST_F( QvcompRun, ReplacesAnOlderPictureAndLeavesNothingElse ) {
     const int threads = countThreads();
     const int descriptors = countDescriptors();
-    for( int run = 0; run < 2; ++run ) {
-        const Arguments options{ "--tile", "16", "--threads", "4", "--memory", "50K" };
-        ASSERT_EQ( runInside( makeArguments( "200x100", options ) ).status, 0 );
-        EXPECT_EQ( std::distance( fs::directory_iterator( _folder.path() ), {} ), 2 );
+    for( int i = 0; i < 2; ++i ) {
+        run( { "--threads", "4", "--memory", "50K" } );
+        EXPECT_EQ( std::distance( fs::directory_iterator( _outputs.path() ), {} ), 2 );
+        EXPECT_TRUE( fs::is_empty( _scratch.path() ) );
     }
     waitUntil( [&] { return countThreads() == threads; }, "the threads to end" );
     EXPECT_EQ( countDescriptors(), descriptors );
 }
 
 TEST_F( QvcompRun, ReportIsValidJson ) {
-    ASSERT_EQ( runInside( makeArguments( "50x40" ) ).status, 0 );
-    Arguments odd = makeArguments( "50x40" );
-    odd[3] = ( _folder.path() / "quo\"te \t\xC3\xA9.exr" ).string();
-    const Outcome outcome = runInside( odd );
-    ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
+    const std::string odd = _outputs.path() / "quo\"te \t\xC3\xA9.exr";
     const Outcome parsed =
         ChildCommand( { QV_PYTHON, "-c",
                         "import json, sys; r = json.loads( sys.argv[1] );"
                         "print( r['output'] == sys.argv[2], r['width'], r['limitBytes'] )",
-                        outcome.output, odd[3] } )
+                        run( { "--size", "50x40", "-o", odd } ), odd } )
             .finish();
     EXPECT_EQ( parsed.output, "True 50 None\n" ) << parsed.errors;
 }
 
 TEST_F( QvcompRun, AllLayersAreSeen ) {
-    ASSERT_EQ( runInside( makeArguments( "120x80" ) ).status, 0 );
+    run( { "--size", "120x80" } );
     const std::vector<TestPixel> pixels = readImage( getOutput() );
     const auto at = [&]( int x, int y ) { return pixels[static_cast<std::size_t>( y * 120 + x )]; };
     // The lowest layer is coloured, the middle one a red disc in the centre, the upper one grey
@@ -186,29 +145,29 @@ TEST_F( QvcompRun, AllLayersAreSeen ) {
 
 #if defined( QV_MEMORY_ALLOWANCE )
 TEST_F( QvcompRun, ProcessStaysWithinTheLimitPlusAFixedAmount ) {
+    constexpr std::uint64_t LIMIT = std::uint64_t{ 16 } << 20;
     constexpr std::uint64_t ALLOWANCE = std::uint64_t{ QV_MEMORY_ALLOWANCE } << 20;
     for( const char* manager : { "heap", "arena" } ) {
-        Arguments arguments = makeArguments(
-            "2000x1500", { "--threads", "7", "--memory", "16M", "--manager", manager } );
-        arguments.insert( arguments.begin(), QVCOMP_PROGRAM );
-        const Outcome outcome = ChildCommand( arguments ).finish();
+        const Outcome outcome =
+            ChildCommand( makeCommand( { "--size", "2000x1500", "--tile", "256", "--threads", "7",
+                                         "--memory", "16M", "--manager", manager } ) )
+                .finish();
         ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
-        ASSERT_GT( getNumber( outcome.output, "workingSetBytes" ),
-                   8 * ( std::uint64_t{ 16 } << 20 ) );
+        ASSERT_GT( getNumber( outcome.output, "workingSetBytes" ), 8 * LIMIT );
         const std::uint64_t peak = getNumber( outcome.output, "peakProcessBytes" );
-        EXPECT_LE( peak, ( std::uint64_t{ 16 } << 20 ) + ALLOWANCE ) << manager;
+        EXPECT_LE( peak, LIMIT + ALLOWANCE ) << manager;
         EXPECT_GT( peak, getNumber( outcome.output, "peakTileBytes" ) );
     }
 }
 #endif
 
 TEST( QvcompProgram, ShowsHelpAndVersion ) {
-    const Outcome help = ChildCommand( { QVCOMP_PROGRAM, "--help" } ).finish();
-    EXPECT_EQ( help.status, 0 );
-    EXPECT_THAT( help.output, HasSubstr( "Usage: qvcomp" ) );
-    const Outcome version = ChildCommand( { QVCOMP_PROGRAM, "--version" } ).finish();
-    EXPECT_EQ( version.status, 0 );
-    EXPECT_THAT( version.output, ::testing::MatchesRegex( "qvcomp [0-9]+\\.[0-9]+\\.[0-9]+\n" ) );
+    for( const auto& [option, answer] : { std::pair( "--help", "Usage: qvcomp.*" ),
+                                          { "--version", "qvcomp [0-9]+\\.[0-9]+\\.[0-9]+\n" } } ) {
+        const Outcome outcome = ChildCommand( { QVCOMP_PROGRAM, option } ).finish();
+        EXPECT_EQ( outcome.status, 0 );
+        EXPECT_THAT( outcome.output, ::testing::MatchesRegex( answer ) );
+    }
 }
 
 } // namespace

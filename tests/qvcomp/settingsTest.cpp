@@ -1,9 +1,7 @@
 #include <tests/qvcomp/testCommand.h>
-#include <tests/qvcomp/testImages.h>
 
 #include <base/init/inBuildInfoMgr.h>
 #include <tests/support/scopedEnvironment.h>
-#include <tests/support/tempDirectory.h>
 
 #include <gmock/gmock.h>
 
@@ -16,8 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-
-using Arguments = std::vector<std::string>;
 
 /// What the command, as a process of its own, takes from outside of its command line.
 class QvcompSettings : public ::testing::Test {
@@ -55,6 +51,15 @@ protected:
         return getNumber( outcome.output, key );
     }
 
+    /// A run that says `text` and makes nothing.
+    Outcome refuse( const std::string& text, const Arguments& more = {} ) const {
+        const Outcome outcome = run( more );
+        EXPECT_EQ( outcome.status, 1 );
+        EXPECT_THAT( outcome.errors, HasSubstr( text ) );
+        EXPECT_FALSE( fs::exists( at( "out.exr" ) ) );
+        return outcome;
+    }
+
     /// Directory of messages of the test's own.
     void setMessages( const std::string& text ) {
         write( "resources/messages/qvcomp.msg", text );
@@ -67,7 +72,7 @@ protected:
 };
 
 TEST_F( QvcompSettings, OptionBeforeEnvironmentBeforeUsersFileBeforeApplications ) {
-    const std::uint64_t byDefault = getUsed( "threads" );
+    EXPECT_GE( getUsed( "threads" ), 1U );
     write( "app/etc/@ombra.ini", "ombra::qvcomp::threads = 3\nombra::qvcomp::memory = 2G\n" );
     EXPECT_EQ( getUsed( "threads" ), 3U );
     EXPECT_EQ( getUsed( "limitBytes" ), std::uint64_t{ 1 } << 31 );
@@ -80,44 +85,36 @@ TEST_F( QvcompSettings, OptionBeforeEnvironmentBeforeUsersFileBeforeApplications
     EXPECT_EQ( getUsed( "limitBytes" ), 3U << 20 );
     EXPECT_EQ( getUsed( "threads", { "--threads", "6" } ), 6U );
     EXPECT_EQ( getUsed( "limitBytes", { "--memory=4M" } ), 4U << 20 );
-    EXPECT_GE( byDefault, 1U );
 }
 
 TEST_F( QvcompSettings, WrongValueIsToldWithItsSourceUnlessAnOptionWins ) {
-    struct Case {
+    const struct {
         const char* variable;
+        const char* option;
         const char* value;
         const char* text;
-        const char* option;
+    } cases[] = {
+        { "QVCOMP_THREADS", "--threads=2", "0",
+          "threads from QVCOMP_THREADS (InInitEnv) takes a number from 1 to 256, not '0'" },
+        { "QVCOMP_THREADS", "--threads=2", "257", "not '257'" },
+        { "QVCOMP_THREADS", "--threads=2", "many", "not 'many'" },
+        { "QVCOMP_MEMORY", "--memory=2M", "1X",
+          "ombra::qvcomp::memory from QVCOMP_MEMORY (InInitEnv) takes a number of bytes such as "
+          "64M or 2G, not '1X'" },
+        { "QVCOMP_MEMORY", "--memory=2M", "", "not ''" },
+        { "QVCOMP_MEMORY", "--memory=2M", "5K", "QVCOMP_MEMORY (InInitEnv) 5120 is too little" },
+        { "QVCOMP_SCRATCH", "--scratch=/tmp", "/proc", "can't make a scratch file in '/proc'" },
+        { "QVCOMP_SCRATCH", "--scratch=/tmp", "", "QVCOMP_SCRATCH (InInitEnv) needs a value" },
     };
-    const Case cases[] = {
-        { "QVCOMP_THREADS", "0",
-          "threads from QVCOMP_THREADS (InInitEnv) takes a number from 1 to "
-          "256, not '0'",
-          "--threads=2" },
-        { "QVCOMP_THREADS", "257", "not '257'", "--threads=2" },
-        { "QVCOMP_THREADS", "many", "not 'many'", "--threads=2" },
-        { "QVCOMP_MEMORY", "1X",
-          "ombra::qvcomp::memory from QVCOMP_MEMORY (InInitEnv) takes a "
-          "number of bytes such as 64M or 2G, not '1X'",
-          "--memory=2M" },
-        { "QVCOMP_MEMORY", "", "not ''", "--memory=2M" },
-        { "QVCOMP_MEMORY", "5K", "QVCOMP_MEMORY (InInitEnv) 5120 is too little", "--memory=2M" },
-        { "QVCOMP_SCRATCH", "/proc", "can't make a scratch file in '/proc'", "--scratch=/tmp" },
-        { "QVCOMP_SCRATCH", "", "QVCOMP_SCRATCH (InInitEnv) needs a value", "--scratch=/tmp" },
-    };
-    for( const Case& c : cases ) {
+    for( const auto& c : cases ) {
         SCOPED_TRACE( std::string( c.variable ) + '=' + c.value );
         const ScopedEnvironment environment( c.variable, c.value );
-        const Outcome outcome = run();
-        EXPECT_EQ( outcome.status, 1 );
-        EXPECT_EQ( outcome.output, "" );
-        EXPECT_THAT( outcome.errors, HasSubstr( c.text ) );
+        EXPECT_EQ( refuse( c.text ).output, "" );
         EXPECT_EQ( run( { c.option } ).status, 0 );
+        fs::remove( at( "out.exr" ) );
     }
     write( "user.ini", "ombra::qvcomp::threads = 700\n" );
-    EXPECT_THAT( run().errors,
-                 HasSubstr( at( "user.ini" ) + " (InInitUserInitFile) takes a number" ) );
+    refuse( at( "user.ini" ) + " (InInitUserInitFile) takes a number" );
 }
 
 TEST_F( QvcompSettings, PatternsAreExpandedInEachPath ) {
@@ -133,7 +130,7 @@ TEST_F( QvcompSettings, PatternsAreExpandedInEachPath ) {
     EXPECT_TRUE( fs::exists( at( "out-" + version + ".exr" ) ) );
 
     set( "QVCOMP_SCRATCH", "<Env:QVCOMP_TEST>/away" );
-    EXPECT_THAT( run().errors, HasSubstr( "in '" + at( "away" ) + "'" ) );
+    refuse( "in '" + at( "away" ) + "'" );
 }
 
 TEST_F( QvcompSettings, TranslatedMessagesAreSaid ) {
@@ -143,21 +140,17 @@ TEST_F( QvcompSettings, TranslatedMessagesAreSaid ) {
     text.replace( text.find( original ), original.size(),
                   "il n'y a pas de plan \xC2\xAB %1 \xC2\xBB" );
     setMessages( text );
-    const Outcome outcome = run( { "/no%2where" } );
-    EXPECT_EQ( outcome.status, 1 );
+    const Outcome outcome = refuse( "plan", { "/no%2where" } );
     EXPECT_EQ( outcome.output, "" );
     EXPECT_EQ( outcome.errors, "qvcomp: il n'y a pas de plan \xC2\xAB /no%2where \xC2\xBB\n" );
 }
 
 TEST_F( QvcompSettings, UnusableMessageFileIsSaidAndHelpStaysThere ) {
     set( "QV_RESOURCES_DIR", at( "resources" ) );
-    const auto expectRefusal = [&]( const std::string& text ) {
+    const auto expectUnusable = [&]( const std::string& text ) {
         // A wrong command line couldn't be told.
         for( const Arguments& more : { Arguments{}, Arguments{ "--fast" } } ) {
-            const Outcome outcome = run( more );
-            EXPECT_EQ( outcome.status, 1 );
-            EXPECT_THAT( outcome.errors, StartsWith( "qvcomp: " + text ) );
-            EXPECT_FALSE( fs::exists( at( "out.exr" ) ) );
+            EXPECT_THAT( refuse( text, more ).errors, StartsWith( "qvcomp: " + text ) );
         }
         for( const char* const question : { "--help", "--version" } ) {
             const Outcome answer = ChildCommand( { QVCOMP_PROGRAM, question } ).finish();
@@ -165,11 +158,11 @@ TEST_F( QvcompSettings, UnusableMessageFileIsSaidAndHelpStaysThere ) {
             EXPECT_THAT( answer.output, HasSubstr( "qvcomp" ) );
         }
     };
-    expectRefusal( "Cannot open message file " + at( "resources/messages/qvcomp.msg" ) );
+    expectUnusable( "Cannot open message file " + at( "resources/messages/qvcomp.msg" ) );
     setMessages( "no-name = x\n" );
-    expectRefusal( "Invalid token 'no-name' encountered at line 1" );
+    expectUnusable( "Invalid token 'no-name' encountered at line 1" );
     setMessages( "usage = %1\n" );
-    expectRefusal( "the message file qvcomp.msg has no text for 'setting'" );
+    expectUnusable( "the message file qvcomp.msg has no text for 'setting'" );
 }
 
 } // namespace

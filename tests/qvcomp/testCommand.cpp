@@ -7,8 +7,7 @@
 #include <resmgt/messages/msgServer.h>
 #include <resmgt/osal/osFilePath.h>
 
-#include <gmock/gmock.h>
-
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <fstream>
@@ -27,21 +26,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<const char*> toPointers( const std::vector<std::string>& texts ) {
-    std::vector<const char*> pointers;
-    for( const std::string& text : texts ) {
-        pointers.push_back( text.c_str() );
-    }
+std::vector<const char*> toPointers( const Arguments& texts ) {
+    std::vector<const char*> pointers( texts.size() );
+    std::ranges::transform( texts, pointers.begin(), &std::string::c_str );
     return pointers;
-}
-
-/// Becomes the program. Only what is allowed between fork and exec of a process with threads.
-[[noreturn]] void becomeProgram( const std::vector<const char*>& arguments, int output,
-                                 int errors ) {
-    ::dup2( output, STDOUT_FILENO );
-    ::dup2( errors, STDERR_FILENO );
-    ::execv( arguments[0], const_cast<char* const*>( arguments.data() ) );
-    ::_exit( 127 );
 }
 
 std::string readAll( int descriptor ) {
@@ -79,14 +67,14 @@ public:
 
 } // namespace
 
-Outcome runInside( const std::vector<std::string>& arguments ) {
+Outcome runInside( const Arguments& arguments ) {
     std::ostringstream output;
     std::ostringstream errors;
     const int status = runCommand( toPointers( arguments ), output, errors, false );
     return { status, output.str(), errors.str() };
 }
 
-ChildCommand::ChildCommand( const std::vector<std::string>& arguments ) {
+ChildCommand::ChildCommand( const Arguments& arguments ) {
     std::array<int, 2> output;
     std::array<int, 2> errors;
     if( ::pipe2( output.data(), O_CLOEXEC ) != 0 || ::pipe2( errors.data(), O_CLOEXEC ) != 0 ) {
@@ -96,7 +84,11 @@ ChildCommand::ChildCommand( const std::vector<std::string>& arguments ) {
     pointers.push_back( nullptr );
     _pid = ::fork();
     if( _pid == 0 ) {
-        becomeProgram( pointers, output[1], errors[1] );
+        // Only what is allowed in the child of a process with threads.
+        ::dup2( output[1], STDOUT_FILENO );
+        ::dup2( errors[1], STDERR_FILENO );
+        ::execv( pointers[0], const_cast<char* const*>( pointers.data() ) );
+        ::_exit( 127 );
     }
     ::close( output[1] );
     ::close( errors[1] );
@@ -139,6 +131,31 @@ std::uint64_t getNumber( const std::string& report, const std::string& key ) {
         return 0;
     }
     return std::strtoull( report.c_str() + place + label.size(), nullptr, 10 );
+}
+
+Arguments QvcompTest::makeArguments( const Arguments& more ) const {
+    Arguments arguments{ "--size",    "200x120",
+                         "--tile",    "16",
+                         "--threads", "3",
+                         "-o",        getOutput().string(),
+                         "--preview", getPreview().string(),
+                         "--scratch", _scratch.path().string(),
+                         "--report",  "json" };
+    arguments.insert( arguments.end(), more.begin(), more.end() );
+    arguments.insert( arguments.end(), _layers.begin(), _layers.end() );
+    return arguments;
+}
+
+Arguments QvcompTest::makeCommand( const Arguments& more ) const {
+    Arguments arguments = makeArguments( more );
+    arguments.insert( arguments.begin(), QVCOMP_PROGRAM );
+    return arguments;
+}
+
+std::string QvcompTest::run( const Arguments& more ) const {
+    const Outcome outcome = runInside( makeArguments( more ) );
+    EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
+    return outcome.output;
 }
 
 std::string readFile( const fs::path& path ) {

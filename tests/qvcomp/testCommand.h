@@ -1,5 +1,11 @@
 #pragma once
 
+#include <tests/qvcomp/testImages.h>
+
+#include <tests/support/tempDirectory.h>
+
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -8,6 +14,8 @@
 #include <sys/types.h>
 
 namespace Qv::Comp {
+
+using Arguments = std::vector<std::string>;
 
 /// How a command ended.
 struct Outcome {
@@ -18,13 +26,13 @@ struct Outcome {
 };
 
 /// Runs qvcomp inside of this process.
-Outcome runInside( const std::vector<std::string>& arguments );
+Outcome runInside( const Arguments& arguments );
 
 /// A program as a process of its own.
 class ChildCommand {
 public:
     /// `arguments` begin with the program.
-    explicit ChildCommand( const std::vector<std::string>& arguments );
+    explicit ChildCommand( const Arguments& arguments );
     ChildCommand( const ChildCommand& ) = delete;
     ChildCommand& operator=( const ChildCommand& ) = delete;
     ~ChildCommand();
@@ -45,5 +53,24 @@ private:
 std::uint64_t getNumber( const std::string& report, const std::string& key );
 
 std::string readFile( const std::filesystem::path& path );
+
+/// Each test has folders of its own for the layers, the outputs and the scratch file.
+class QvcompTest : public ::testing::Test {
+protected:
+    /// A whole command line, except for the program; of an option that `more` has too, that counts.
+    Arguments makeArguments( const Arguments& more = {} ) const;
+    /// The same with the program.
+    Arguments makeCommand( const Arguments& more = {} ) const;
+    /// The report of a run that goes well.
+    std::string run( const Arguments& more = {} ) const;
+
+    std::filesystem::path getOutput() const { return _outputs.path() / "out.exr"; }
+    std::filesystem::path getPreview() const { return _outputs.path() / "out.png"; }
+
+    TempDirectory _inputs;
+    TempDirectory _outputs;
+    TempDirectory _scratch;
+    Arguments _layers = writeLayers( _inputs.path() );
+};
 
 } // namespace Qv::Comp

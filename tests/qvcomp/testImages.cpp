@@ -7,23 +7,15 @@
 #include <ImfOutputFile.h>
 #include <ImfTiledOutputFile.h>
 
-#include <cmath>
-
 namespace Qv::Comp {
 
 namespace {
 
 float TestPixel::*getMember( char channel ) {
-    switch( channel ) {
-    case 'G':
-        return &TestPixel::g;
-    case 'B':
-        return &TestPixel::b;
-    case 'A':
-        return &TestPixel::a;
-    default:
-        return &TestPixel::r;
-    }
+    return channel == 'G'   ? &TestPixel::g
+           : channel == 'B' ? &TestPixel::b
+           : channel == 'A' ? &TestPixel::a
+                            : &TestPixel::r;
 }
 
 Imf::FrameBuffer makeBuffer( std::vector<TestPixel>& pixels, const std::string& channels,
@@ -82,38 +74,24 @@ std::vector<TestPixel> readImage( const std::filesystem::path& path ) {
 }
 
 std::vector<std::string> writeLayers( const std::filesystem::path& folder ) {
-    TestImage lights;
-    lights.width = 120;
-    lights.height = 70;
-    lights.originX = -7;
-    lights.originY = 12;
-    lights.paint = []( int x, int y ) {
+    const auto paintLights = []( int x, int y ) {
         const float noise = static_cast<float>( ( x * 7919 + y * 104729 ) % 97 ) / 97.0F;
         const float lamp = x % 37 == 5 && y % 29 == 7 ? 400.0F : 0.0F;
         return TestPixel{ noise + lamp, 0.5F * noise + lamp, 1.0F - noise, 1.0F };
     };
-    TestImage disc;
-    disc.width = 50;
-    disc.height = 45;
-    disc.channels = "RGBA";
-    disc.isTiled = true;
-    disc.paint = []( int x, int y ) {
-        const float alpha =
-            std::hypot( static_cast<float>( x - 25 ), static_cast<float>( y - 22 ) ) < 15.0F ? 0.75F
-                                                                                             : 0.0F;
+    const auto paintDisc = []( int x, int y ) {
+        const int square = ( x - 25 ) * ( x - 25 ) + ( y - 22 ) * ( y - 22 );
+        const float alpha = square < 225 ? 0.75F : 0.0F;
         return TestPixel{ 3.0F * alpha, 0.25F * alpha, 0.125F * alpha, alpha };
     };
-    TestImage grey;
-    grey.channels = "Y";
-    grey.paint = []( int x, int y ) {
-        const float light = static_cast<float>( x + y ) / 35.0F;
-        return TestPixel{ light, 0.0F, 0.0F, 0.0F };
+    const auto paintGrey = []( int x, int y ) {
+        return TestPixel{ static_cast<float>( x + y ) / 35.0F, 0.0F, 0.0F, 0.0F };
     };
     const std::vector<std::string> paths{ folder / "lights.exr", folder / "disc.exr",
                                           folder / "grey.exr" };
-    writeImage( paths[0], lights );
-    writeImage( paths[1], disc );
-    writeImage( paths[2], grey );
+    writeImage( paths[0], { 120, 70, "RGB", false, -7, 12, paintLights } );
+    writeImage( paths[1], { 50, 45, "RGBA", true, 0, 0, paintDisc } );
+    writeImage( paths[2], { 40, 30, "Y", false, 0, 0, paintGrey } );
     return paths;
 }
 
