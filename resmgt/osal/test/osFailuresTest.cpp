@@ -9,6 +9,7 @@
 #include <resmgt/osal/osUtils.h>
 #include <resmgt/osal/osWorkingDirectory.h>
 #include <resmgt/osal/test/testFiles.h>
+#include <tests/support/processCounts.h>
 
 #include <memory>
 
@@ -135,20 +136,24 @@ TEST( OsalFailure, AFailedCallIsToldWithOperationAndReason ) {
     const TestFiles files( "file" );
     const OsFilePath file = files.path( "file" );
     const OsFilePath made = files.path( "new" );
+    const std::string inTop = " '" + files.path().toString() + "'";
+    const std::string inFile = " '" + file.toString() + "'";
     const Operation list = [&] { OsDirectory( files.path() ).getChildrenInfo( all ); };
     const Operation enter = [&] { OsWorkingDirectory::Guard guard( files.path() ); };
     OsMultiplexer multiplexer;
     OsProcess process;
     const char* const argv[] = { "/bin/true", nullptr };
     const Operation start = [&] { process.start( argv, OsProcess::DETACHED ); };
-    const std::tuple<const char*, const char*, Operation> cases[] = {
-        { "linkat", "OsFsUtils::createHardLink", [&] { OsFsUtils::createHardLink( file, made ); } },
-        { "linkat", "OsFsUtils::createHardLink", [&] { OsFsUtils::hardLinkOrCopy( file, made ); } },
-        { "open", "OsFile::performGetAccess", [&] { OsFile( file ).isReadable(); } },
+    const std::tuple<const char*, std::string, Operation> cases[] = {
+        { "linkat", "OsFsUtils::createHardLink" + inFile,
+          [&] { OsFsUtils::createHardLink( file, made ); } },
+        { "linkat", "OsFsUtils::createHardLink" + inFile,
+          [&] { OsFsUtils::hardLinkOrCopy( file, made ); } },
+        { "open", "OsFile::performGetAccess" + inFile, [&] { OsFile( file ).isReadable(); } },
         { "open", "OsFsUtils::getDriveInfos", [] { Drives( OsFsUtils::getAllDriveInfo() ); } },
-        { "opendir", "OsFsUtilsWindows::getFirstChildInfo", list },
-        { "readdir", "OsFsUtilsWindows::getFirstChildInfo", list },
-        { "chdir", "OsWorkingDirectory::set '", enter },
+        { "opendir", "OsFsUtilsWindows::getFirstChildInfo" + inTop, list },
+        { "readdir", "OsFsUtilsWindows::getFirstChildInfo" + inTop, list },
+        { "chdir", "OsWorkingDirectory::set" + inTop, enter },
         { "select", "OsMultiplexer::waitFor 'select failed'", [&] { multiplexer.waitFor( 0 ); } },
         { "posix_spawnp", "OsProcess::start '/bin/true'", start },
         { "gethostname", "OsUtils::getHostName", OsUtils::getHostName },
@@ -157,11 +162,13 @@ TEST( OsalFailure, AFailedCallIsToldWithOperationAndReason ) {
         { "getifaddrs", "OsUtils::getMacAddress", OsUtils::getMacAddress },
         { "readlink", "OsUtils::getModulePath", OsUtils::getModulePath },
         { "readlink", "OsUtils::getModuleName", OsUtils::getModuleName } };
+    const int nbDescriptors = countDescriptors();
     for( const auto& [call, where, operation] : cases ) {
         const FailingCall failing( call, EMFILE );
         EXPECT_THAT( raisedBy<Sys>( operation ),
                      tells( where, ": Too many open files (error 24)" ) );
     }
+    EXPECT_EQ( countDescriptors(), nbDescriptors );
     EXPECT_EQ( files.count(), 1 );
 }
 

@@ -112,6 +112,7 @@ TEST_F( OsFileMappingTest, EachCallThatFailsIsToldAndLeavesLengthAndDescriptorsA
                 EXPECT_EQ( size(), 3 * _page );
                 fs::resize_file( _files.at( "file" ), 7 );
             } else if( run.times == FailingCall::ONCE ) {
+                EXPECT_THAT( failure, tells( "OsFileMapping cannot " ) );
                 EXPECT_EQ( _files.read( "file" ), "content" ) << run.call;
             }
         };

@@ -12,8 +12,7 @@ TEST( OsFilePath, HomeIsThatOfTheEnvironmentElseThatOfTheUsersList ) {
     EXPECT_EQ( OsFilePath::getHomeDir().toString(), "/home/somebody" );
     const passwd* const entry = ::getpwuid( ::getuid() );
     for( const char* none : { static_cast<const char*>( nullptr ), "", "/home/a\\b" } ) {
-        const ScopedEnvironment home =
-            none != nullptr ? ScopedEnvironment( "HOME", none ) : ScopedEnvironment( "HOME" );
+        const ScopedEnvironment home( "HOME", none );
         EXPECT_EQ( OsFilePath::getHomeDir(), OsFilePath( entry->pw_dir ) );
     }
 }

@@ -37,25 +37,20 @@ bool hasChildren() {
 }
 
 TEST( OsProcess, WaitTellsHowTheChildEndedAsOftenAsItIsAsked ) {
-    struct Case {
-        const char* script;
-        int status;
-        int signal;
-    };
-    const Case cases[] = { { "exit 0", 0, 0 },
-                           { "exit 255", 255, 0 },
-                           { "kill -KILL $$", 0, SIGKILL },
-                           { "kill -TERM $$", 0, SIGTERM } };
-    for( const Case& row : cases ) {
+    const std::tuple<const char*, int, int> cases[] = { { "exit 0", 0, 0 },
+                                                        { "exit 255", 255, 0 },
+                                                        { "kill -KILL $$", 0, SIGKILL },
+                                                        { "kill -TERM $$", 0, SIGTERM } };
+    for( const auto& [script, status, signal] : cases ) {
         OsProcess process;
-        startShell( process, row.script );
+        startShell( process, script );
         const CallHook storm(
             "waitpid", []( const SystemCall& call ) { return call.number <= 3 ? EINTR : 0; } );
         for( int round = 0; round < 2; ++round ) {
             const OsProcess::ExitState end = process.wait();
-            EXPECT_EQ( end.status, row.status ) << row.script;
-            EXPECT_EQ( end.signal, row.signal ) << row.script;
-            EXPECT_EQ( end.isSuccess(), row.status == 0 && row.signal == 0 ) << row.script;
+            EXPECT_EQ( end.status, status ) << script;
+            EXPECT_EQ( end.signal, signal ) << script;
+            EXPECT_EQ( end.isSuccess(), status == 0 && signal == 0 ) << script;
         }
         EXPECT_THROW( startShell( process, "exit 0" ), ExAssertionFailed );
     }
@@ -133,26 +128,22 @@ TEST( OsProcess, SignalsThatAreBlockedOrIgnoredHereEndTheChild ) {
 TEST( OsProcess, ProgramThatCannotBeStartedIsToldWithTheReasonAndLeavesNothing ) {
     const TestFiles files( "text broken=none" );
     fs::permissions( files.at( "broken" ), fs::perms::owner_all );
-    struct Case {
-        std::string program;
-        const char* reason;
-    };
-    const Case cases[] = { { files.at( "absent" ), "No such file or directory" },
-                           { "qv-no-such-program", "No such file or directory" },
-                           { "", "No such file or directory" },
-                           { files.at( "" ), "Permission denied" },
-                           { files.at( "text" ), "Permission denied" },
-                           { files.at( "text/below" ), "Not a directory" },
-                           { files.at( "broken" ), "Exec format error" },
-                           { std::string( 300, 'x' ), "File name too long" } };
+    const std::pair<std::string, int> cases[] = { { files.at( "absent" ), ENOENT },
+                                                  { "qv-no-such-program", ENOENT },
+                                                  { "", ENOENT },
+                                                  { files.at( "" ), EACCES },
+                                                  { files.at( "text" ), EACCES },
+                                                  { files.at( "text/below" ), ENOTDIR },
+                                                  { files.at( "broken" ), ENOEXEC },
+                                                  { std::string( 300, 'x' ), ENAMETOOLONG } };
     // A directory in it that may not be searched would be the reason.
     const OsEnv::VariableGuard path( "PATH", files.at( "" ), OsEnv::VariableGuard::SET );
     const int nbDescriptors = countDescriptors();
     OsProcess process;
-    for( const Case& row : cases ) {
-        const char* const argv[] = { row.program.c_str(), nullptr };
+    for( const auto& [program, error] : cases ) {
+        const char* const argv[] = { program.c_str(), nullptr };
         EXPECT_THAT( raisedBy<Sys>( [&] { process.start( argv, ATTACHED ); } ),
-                     HasSubstr( "OsProcess::start '" + row.program + "': " + row.reason ) );
+                     tells( "OsProcess::start '" + program + "': " + std::strerror( error ) ) );
         EXPECT_THROW( process.wait(), ExAssertionFailed );
     }
     EXPECT_EQ( countDescriptors(), nbDescriptors );
@@ -165,12 +156,11 @@ TEST( OsProcess, ProgramThatCannotBeStartedIsToldWithTheReasonAndLeavesNothing )
 }
 
 TEST( OsProcess, ChildThatIsLeftAloneGoesOnAndIsCleanedUpAfterItsEnd ) {
-    const TestFiles files;
-    const std::string fifo = files.at( "fifo" );
-    ASSERT_EQ( ::mkfifo( fifo.c_str(), 0600 ), 0 );
+    const TestFiles files( "fifo|" );
     {
         OsProcess process;
-        startShell( process, "read line < \"$1\"; echo $line > \"$1.out\"", ATTACHED, fifo );
+        startShell( process, "read line < \"$1\"; echo $line > \"$1.out\"", ATTACHED,
+                    files.at( "fifo" ) );
     }
     EXPECT_TRUE( hasChildren() );
     // Opens when the child does.
