@@ -152,16 +152,6 @@ TEST_F( QvcompFault, DiskFullWhileThePictureIsWrittenLeavesTheOldOne ) {
     }
 }
 
-TEST_F( QvcompFault, DiskFullWhileThePreviewIsWrittenWritesNothing ) {
-    run();
-    const auto size = fs::file_size( getPreview() );
-    fs::remove( getOutput() );
-    fs::remove( getPreview() );
-    // A preview alone: the image's own file would be the larger one.
-    const FileSizeLimit limit( size / 2 );
-    expectFailure( "File too large" );
-}
-
 TEST_F( QvcompFault, InterruptedItSaysSoAndInterruptedOrKilledItLeavesNothing ) {
     for( const int signal : { SIGINT, SIGTERM, SIGKILL } ) {
         SCOPED_TRACE( signal );

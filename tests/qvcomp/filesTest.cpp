@@ -84,20 +84,6 @@ TEST_F( QvcompFiles, ExrWriterTellsOfAFailureWhileItCompletesTheFile ) {
     EXPECT_THROW( writer.finish(), Failure );
 }
 
-TEST_F( QvcompFiles, ExistingFileStaysUntilTheNewOneIsCommitted ) {
-    const auto write = [&]( const char* text, bool mustCommit ) {
-        PendingFile file( getOutput().string() );
-        file.write( 0, text, 3 );
-        if( mustCommit ) {
-            file.commit();
-        }
-    };
-    write( "old", true );
-    write( "new", false );
-    EXPECT_EQ( std::distance( fs::directory_iterator( _folder.path() ), {} ), 1 );
-    EXPECT_EQ( readFile( getOutput() ), "old" );
-}
-
 TEST_F( QvcompFiles, TileComesBackByEitherWay ) {
     // Without and with room at the worker.
     for( const std::size_t maxPending : { std::size_t{ 0 }, std::size_t{ 4 } } ) {
