@@ -1,6 +1,7 @@
 #include <base/failure/exStandard.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/test/testFiles.h>
+#include <tests/support/testSettings.h>
 
 #include <malloc.h>
 
@@ -216,12 +217,13 @@ TEST( OsFileEntryDescriptor, GoesOnAfterAFailure ) {
 
 TEST( OsFileEntryDescriptor, NeedsNoMoreMemoryForALargeDirectory ) {
     const TestFiles files;
-    for( int i = 0; i < 2000; ++i ) {
+    const long nbFiles = scaledCount( 100'000 );
+    for( long i = 0; i < nbFiles; ++i ) {
         files.write( std::to_string( i ) );
     }
     const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
     // Sanitizers have their own allocator, which tells nothing here.
-    std::vector<std::size_t> used( 2000 );
+    std::vector<std::size_t> used( static_cast<std::size_t>( nbFiles ) );
     for( std::size_t& now : used ) {
         const OPtr<OsFileInfo> info( entries->getNextEntry() );
         ASSERT_FALSE( info.isNull() );
