@@ -75,9 +75,9 @@ TEST( QvcompOptions, RefusedOnesSayWhatIsWrong ) {
         { { "--threads", "0" }, "1 to 256" },
         { { "--size", "8x8", "-o", "x", "--preview", "x", "a" }, "the same file" },
     };
-    for( const auto& [arguments, text] : cases ) {
-        EXPECT_THAT( raisedBy<UsageFailure>( [&] { parseOptions( arguments ); } ),
-                     HasSubstr( text ) );
+    for( const auto& c : cases ) {
+        EXPECT_THAT( raisedBy<UsageFailure>( [&] { parseOptions( c.first ); } ),
+                     HasSubstr( c.second ) );
     }
 }
 
