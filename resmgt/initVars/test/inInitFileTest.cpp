@@ -7,6 +7,7 @@
 #include <resmgt/initVars/inInitUserInitFile.h>
 #include <resmgt/initVars/inTextFileEx.h>
 #include <resmgt/initVars/src/initVarsVariables.h>
+#include <tests/support/fakeBuildInfo.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 
@@ -140,28 +141,13 @@ TEST_F( InInitFileTest, TheUsersFileIsWhereTheEnvironmentTheVariableOrTheDefault
     EXPECT_EQ( InInitFile::getUserInitFilePath(), standard );
 }
 
-class Application final : public InBuildInfo {
-public:
-    const char* getProductName() const override { return "Name"; }
-    const char* getLibraryName() const override { return "name"; }
-    const char* getVersion() const override { return "2026"; }
-    const char* getVersionNumber() const override { return "1.2"; }
-    const char* getBuildSuffix() const override { return ""; }
-    int getMajor() const override { return 1; }
-    int getMinor() const override { return 2; }
-    int getBuildKind() const override { return 0; }
-    const char* getBuildNumber() const override { return "0"; }
-    const char* getBuildDate() const override { return ""; }
-    const char* getBuildFlavour() const override { return ""; }
-};
-
 TEST_F( InInitFileTest, ARegistryKeyIsAPathOrAValueOfTheApplicationAndHereNeverFound ) {
     const char* const whole = "HKEY_CURRENT_USER\\Software\\x";
     EXPECT_EQ( InInitReg::getPath( whole ), whole );
     EXPECT_EQ( InInitReg::getPath( "stackSize" ), "" );
-    InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new Application ) );
+    InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new FakeBuildInfo( "painter" ) ) );
     EXPECT_EQ( InInitReg::getPath( "stackSize" ),
-               "HKEY_LOCAL_MACHINE\\SOFTWARE\\Tessaroc\\Tessaroc Lumenar 2026\\stackSize" );
+               "HKEY_LOCAL_MACHINE\\SOFTWARE\\Tessaroc\\Tessaroc Lumenar 2031\\stackSize" );
     InVariable<int> variable( "ombra::a", _package, InContextAlias<InInitReg, 0>( whole, "" ) );
     variable.resolve();
     EXPECT_FALSE( variable.isValid() );
