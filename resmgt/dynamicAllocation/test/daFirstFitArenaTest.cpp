@@ -1,5 +1,6 @@
 #include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/daFirstFitArena.h>
+#include <resmgt/dynamicAllocation/test/plainArena.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testSettings.h>
@@ -9,11 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <functional>
-#include <map>
 #include <new>
 #include <random>
 #include <sstream>
-#include <unordered_map>
 #include <vector>
 
 namespace Qv {
@@ -91,91 +90,14 @@ TEST( DaFirstFitArena, ZeroOrMixedAlignmentsAreReported ) {
     expectAssertion( [] { DaFirstFitArena::roundUp( 17, 0 ); }, "alignment != 0" );
 }
 
-/// The arena's rules, done plainly with standard containers: what DaFirstFitArena is compared with.
-class PlainArena {
-public:
-    PlainArena( std::uint64_t begin, std::uint64_t size )
-        : _freeSpace( size ) {
-        insertFree( begin, size );
+void expectStatistics( const DaFirstFitArena::Statistics& statistics, const PlainArena& plain ) {
+    EXPECT_EQ( statistics.getNbFreeBlocks(), plain.getNbFree() );
+    EXPECT_EQ( statistics.getNbAllocBlocks(), plain.getNbLive() );
+    if( plain.getNbFree() != 0 ) {
+        EXPECT_EQ( statistics.getSmallestFreeBlock(), plain.getSmallestFree() );
+        EXPECT_EQ( statistics.getLargestFreeBlock(), plain.getLargestFree() );
     }
-
-    /// 0 when the request can't be served.
-    std::uint64_t allocate( std::uint64_t size, std::uint64_t alignment ) {
-        size = std::max<std::uint64_t>( ( size + 7 ) / 8 * 8, 8 );
-        for( auto it = _bySize.lower_bound( size ); it != _bySize.end(); ++it ) {
-            const auto [blockSize, address] = *it;
-            const std::uint64_t aligned =
-                alignment == 0 ? address : ( address + alignment - 1 ) & ~( alignment - 1 );
-            const std::uint64_t end = address + blockSize;
-            if( aligned + size <= end ) {
-                eraseFree( _byAddress.find( address ) );
-                if( aligned != address ) {
-                    insertFree( address, aligned - address );
-                }
-                if( aligned + size < end ) {
-                    insertFree( aligned + size, end - aligned - size );
-                }
-                _live.emplace( aligned, size );
-                _freeSpace -= size;
-                return aligned;
-            }
-        }
-        return 0;
-    }
-
-    bool free( std::uint64_t address ) {
-        const auto live = _live.find( address );
-        if( live == _live.end() ) {
-            return false;
-        }
-        std::uint64_t size = live->second;
-        _freeSpace += size;
-        _live.erase( live );
-        const auto next = _byAddress.lower_bound( address );
-        if( next != _byAddress.begin() ) {
-            const auto previous = std::prev( next );
-            if( previous->first + previous->second->first == address ) {
-                address = previous->first;
-                size += previous->second->first;
-                eraseFree( previous );
-            }
-        }
-        if( next != _byAddress.end() && address + size == next->first ) {
-            size += next->second->first;
-            eraseFree( next );
-        }
-        insertFree( address, size );
-        return true;
-    }
-
-    std::uint64_t getFreeSpace() const { return _freeSpace; }
-
-    void expectStatistics( const DaFirstFitArena::Statistics& statistics ) const {
-        EXPECT_EQ( statistics.getNbFreeBlocks(), _bySize.size() );
-        EXPECT_EQ( statistics.getNbAllocBlocks(), _live.size() );
-        if( !_bySize.empty() ) {
-            EXPECT_EQ( statistics.getSmallestFreeBlock(), _bySize.begin()->first );
-            EXPECT_EQ( statistics.getLargestFreeBlock(), _bySize.rbegin()->first );
-        }
-    }
-
-private:
-    using BySize = std::multimap<std::uint64_t, std::uint64_t>;
-    using ByAddress = std::map<std::uint64_t, BySize::iterator>;
-
-    void insertFree( std::uint64_t address, std::uint64_t size ) {
-        _byAddress.emplace( address, _bySize.emplace( size, address ) );
-    }
-    void eraseFree( ByAddress::iterator it ) {
-        _bySize.erase( it->second );
-        _byAddress.erase( it );
-    }
-
-    std::uint64_t _freeSpace;
-    BySize _bySize;
-    ByAddress _byAddress;
-    std::unordered_map<std::uint64_t, std::uint64_t> _live;
-};
+}
 
 // What a random run is made of.
 struct Traffic {
@@ -215,7 +137,7 @@ void runTraffic( const Traffic& traffic ) {
         }
         ASSERT_EQ( arena.getFreeBytes(), plain.getFreeSpace() ) << "step " << step;
         if( step % 1000 == 0 ) {
-            plain.expectStatistics( arena.getStatistics() );
+            expectStatistics( arena.getStatistics(), plain );
         }
     }
 }
