@@ -124,10 +124,10 @@ void NewText::rewrite() {
     // Where the lines begin that continue each other.
     std::size_t begin = 0;
     for( std::string_view line; lines.read( line ); ) {
-        if( !parser.isContinued() ) {
+        const bool isAlone = !parser.isContinued();
+        if( isAlone ) {
             begin = _text.size();
         }
-        const bool isAlone = !parser.isContinued();
         const bool isPair = parser.take( line );
         const auto found = isPair ? _map.find( std::string( parser.getName() ) ) : _map.end();
         if( found == _map.end() ) {
@@ -298,6 +298,8 @@ void InTextFile::readNameValuePair( const char* file, HashMap<std::string, std::
     }
     parser.finish();
     Pairs result = pairs.take();
+    // Then nothing can fail any more, with the pairs of the two maps in one.
+    result.reserve( result.size() + map.size() );
     result.merge( map );
     map.swap( result );
 }
