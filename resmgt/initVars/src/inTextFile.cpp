@@ -298,9 +298,11 @@ void InTextFile::readNameValuePair( const char* file, HashMap<std::string, std::
     }
     parser.finish();
     Pairs result = pairs.take();
-    // Then nothing can fail any more, with the pairs of the two maps in one.
-    result.reserve( result.size() + map.size() );
-    result.merge( map );
+    if( !map.empty() ) {
+        // With room for all, merging can't fail half-way.
+        result.reserve( result.size() + map.size() );
+        result.merge( map );
+    }
     map.swap( result );
 }
 
