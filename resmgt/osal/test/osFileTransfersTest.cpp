@@ -8,9 +8,6 @@
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <sys/wait.h>
-
-#include <array>
 #include <cstdlib>
 #include <deque>
 #include <limits>
@@ -385,64 +382,6 @@ TEST( OsUnbufferedRefusal, VolumeWithoutThemIsToldSo ) {
     EXPECT_THAT( raisedBy<Sys>( [&] { OsFileReader( path, true ); } ),
                  tells( "OsFileReader::performOpen '", std::strerror( EOPNOTSUPP ) ) );
     EXPECT_GT( OsFileReader( path, false ).read( std::string( 10, 'x' ).data(), 10 ), 0U );
-}
-
-/// Writes and reads again blocks of its own in turn: those whose number is `own` modulo `nbOwners`.
-void transferBlocks( OsMTFileWriter& writer, OsMTFileReader& reader, std::size_t own,
-                     std::size_t nbOwners, long count ) {
-    constexpr std::size_t SIZE = 8000;
-    constexpr std::size_t NB_BLOCKS = 50;
-    std::array<std::string, NB_BLOCKS> contents;
-    std::string block( SIZE, '\0' );
-    for( std::size_t i = 0; i < static_cast<std::size_t>( count ); ++i ) {
-        const std::size_t number = i % NB_BLOCKS;
-        const auto at = static_cast<long long>( ( number * nbOwners + own ) * SIZE );
-        if( i / NB_BLOCKS % 2 == 0 ) {
-            contents[number].assign( SIZE, static_cast<char>( own * 29 + i ) );
-            writer.write( contents[number].data(), at, SIZE );
-        }
-        ASSERT_EQ( i % 2 == 0 ? reader.read( block.data(), at, SIZE )
-                              : writer.read( block.data(), at, SIZE ),
-                   SIZE );
-        ASSERT_TRUE( block == contents[number] ) << i;
-        // Nobody else knows the path's text when the first failures are told.
-        EXPECT_THAT( raisedBy<Sys>( [&] { reader.read( block.data(), -1, 1 ); } ),
-                     HasSubstr( "/file" ) );
-    }
-}
-
-TEST( OsMTFile, ThreadsShareOneReaderAndOneWriterWithoutMixingTheirBytes ) {
-    constexpr std::size_t NB_THREADS = 8;
-    const TestFiles files;
-    OsMTFileWriter writer( files.path( "file" ), mine, true, false );
-    OsMTFileReader reader( files.path( "file" ), false );
-    std::deque<TestThread> threads;
-    for( std::size_t own = 0; own < NB_THREADS; ++own ) {
-        threads.emplace_back(
-            [&, own] { transferBlocks( writer, reader, own, NB_THREADS, scaledCount( 4000 ) ); } );
-    }
-    for( TestThread& thread : threads ) {
-        thread.join();
-    }
-}
-
-TEST( OsMTFile, ProcessesShareOneFileWithoutMixingTheirBytes ) {
-    const TestFiles files( "file" );
-    const auto transfer = [&]( std::size_t own ) {
-        OsMTFileWriter writer( files.path( "file" ), mine, false, false );
-        OsMTFileReader reader( files.path( "file" ), false );
-        transferBlocks( writer, reader, own, 2, scaledCount( 8000 ) );
-    };
-    const pid_t child = ::fork();
-    ASSERT_GE( child, 0 );
-    if( child == 0 ) {
-        transfer( 1 );
-        ::_exit( ::testing::Test::HasFailure() ? 1 : 0 );
-    }
-    transfer( 0 );
-    int status = -1;
-    ASSERT_EQ( ::waitpid( child, &status, 0 ), child );
-    EXPECT_EQ( status, 0 );
 }
 
 /// Makes a reader or writer of a path and one of a file.
