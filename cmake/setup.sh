@@ -65,6 +65,8 @@ qv_build() {
     local preset=$1 launcher=
     shift
     command -v ccache >/dev/null 2>&1 && launcher=ccache
+    # Without this it passes by whatever includes a precompiled header.
+    export CCACHE_SLOPPINESS=pch_defines,time_macros
     cmake --preset "$preset" -DCMAKE_CXX_COMPILER_LAUNCHER="$launcher" --log-level=WARNING ||
         qv_fail "The preset '$preset' couldn't be configured: see the lines above."
     cmake --build "build/$preset" --parallel "$( nproc )" --target "$@" ||

@@ -5,13 +5,12 @@
 #include <base/values/uuid.h>
 #include <tests/support/testSettings.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <bitset>
 #include <limits>
 #include <map>
 #include <random>
-#include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -147,7 +146,7 @@ TEST( DtTime, RateByWhichNoTimePassesRaisesWhereItIsUsed ) {
 
 // That 10,000 fair draws leave any of 122 bits the same has a probability of 2^-9992.
 TEST( Uuid, NewOnesDifferInAnyFreeBitAreCanonicalAndOrderedAsTheirTexts ) {
-    const std::regex canonical(
+    const ::testing::Matcher<std::string> isCanonical = ::testing::MatchesRegex(
         "[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}" );
     std::map<Uuid, std::string> texts;
     std::bitset<128> everSet;
@@ -156,7 +155,7 @@ TEST( Uuid, NewOnesDifferInAnyFreeBitAreCanonicalAndOrderedAsTheirTexts ) {
     for( std::size_t i = 0; i < COUNT; ++i ) {
         const Uuid id( Uuid::CREATE );
         const std::string text = texts[id] = id.toString();
-        ASSERT_TRUE( std::regex_match( text, canonical ) ) << text;
+        ASSERT_THAT( text, isCanonical );
         std::bitset<128> bits;
         for( const char digit : text ) {
             if( digit != '-' ) {

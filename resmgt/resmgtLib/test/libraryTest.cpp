@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <map>
-#include <regex>
 #include <string>
 #include <typeindex>
 #include <utility>
@@ -91,7 +90,7 @@ TEST( LibraryTest, theLibraryRegistersOneRecordThatFitsTogether ) {
         { info->getBuildFlavour(), "[a-z]+\\.[a-z0-9_]+\\.[a-z]+[0-9]+" },
     };
     for( const auto& [text, form] : cases ) {
-        EXPECT_TRUE( std::regex_match( text, std::regex( form ) ) ) << text;
+        EXPECT_THAT( text, ::testing::MatchesRegex( form ) );
     }
 }
 
