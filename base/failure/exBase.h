@@ -57,7 +57,7 @@ private:
 
 /// Supplies `clone` and `raise` of the concrete exception class `Self`.
 template <class Self, class Base>
-class QV_BASE_API ExCloneable : public Base {
+class QV_TEMPLATE_API ExCloneable : public Base {
 public:
     using Base::Base;
 

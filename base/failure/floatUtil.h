@@ -7,7 +7,7 @@ namespace Qv::FloatUtil {
 /// Raises the failure of a comparison of floating-point numbers. `Kind` 0, the only one, is that of
 /// a comparison with a tolerance.
 template <class T, int Kind>
-struct QV_BASE_API ThrowAssertionFailed;
+struct QV_TEMPLATE_API ThrowAssertionFailed;
 
 /// `T` is float or double.
 ///
@@ -17,7 +17,7 @@ struct QV_BASE_API ThrowAssertionFailed;
 ///             FLT_EPSILON );
 ///     }
 template <class T>
-struct QV_BASE_API ThrowAssertionFailed<T, 0> {
+struct QV_TEMPLATE_API ThrowAssertionFailed<T, 0> {
     /// Raises ExAssertionFailed with `expression`, `relation` and `bound` in a row, the source
     /// texts of what should have held, and the values that were compared, each with as many digits
     /// as tell it from its neighbours.

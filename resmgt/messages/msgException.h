@@ -16,7 +16,7 @@ namespace Qv {
 ///
 /// Copying: never throws; copies share the message.
 template <class T>
-class QV_RESMGT_API MsgException : public ExCloneable<MsgException<T>, T> {
+class QV_TEMPLATE_API MsgException : public ExCloneable<MsgException<T>, T> {
     static_assert( std::is_base_of_v<ExBase, T> );
 
 public:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/qvBaseApi.h>
 #include <resmgt/profiling/hwIntervalTimer.h>
 #include <resmgt/profiling/todIntervalTimer.h>
 
@@ -59,7 +60,7 @@ QV_RESMGT_API std::ostream& operator<<( std::ostream& stream, const ProfilerBase
 /// Measures with a `T`: HwIntervalTimer or TodIntervalTimer. For a `T` of one's own, include
 /// profiler.imp.
 template <class T>
-class QV_RESMGT_API Profiler : public ProfilerBase {
+class QV_TEMPLATE_API Profiler : public ProfilerBase {
 public:
     explicit Profiler( const char* name );
 

@@ -13,7 +13,7 @@ namespace Qv {
 ///
 /// Errors: std::bad_alloc of the constructors and of copying.
 template <class T>
-class QV_RESMGT_API RnNumRecUniformRng : public RnRng<T> {
+class QV_TEMPLATE_API RnNumRecUniformRng : public RnRng<T> {
 public:
     /// With the seed 0.
     RnNumRecUniformRng();

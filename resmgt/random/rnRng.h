@@ -1,6 +1,6 @@
 #pragma once
 
-#include <resmgt/resmgtApi.h>
+#include <base/qvBaseApi.h>
 
 namespace Qv {
 
@@ -8,7 +8,7 @@ namespace Qv {
 ///
 /// Threads: an object belongs to one thread, or its users lock.
 template <class T>
-class QV_RESMGT_API RnRng {
+class QV_TEMPLATE_API RnRng {
 public:
     RnRng() = default;
     RnRng( const RnRng& ) = default;

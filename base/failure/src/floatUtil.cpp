@@ -29,7 +29,7 @@ void ThrowAssertionFailed<T, 0>::throwAssertionFailed( const char* file, int lin
     Assertions::throwAssertionFailed( file, line, text.c_str() );
 }
 
-template struct ThrowAssertionFailed<float, 0>;
-template struct ThrowAssertionFailed<double, 0>;
+template struct QV_INSTANCE_API ThrowAssertionFailed<float, 0>;
+template struct QV_INSTANCE_API ThrowAssertionFailed<double, 0>;
 
 } // namespace Qv::FloatUtil

@@ -7,8 +7,8 @@
 
 namespace Qv {
 
-template class Profiler<HwIntervalTimer>;
-template class Profiler<TodIntervalTimer>;
+template class QV_INSTANCE_API Profiler<HwIntervalTimer>;
+template class QV_INSTANCE_API Profiler<TodIntervalTimer>;
 
 std::ostream& operator<<( std::ostream& stream, const ProfilerBase& profiler ) {
     return stream << profiler.getName() << "\nNb of cycles: " << profiler.cycles()

@@ -1,5 +1,6 @@
-#include <base/failure/assertions.h>
 #include <resmgt/random/rnNumRecUniformRng.h>
+
+#include <base/failure/assertions.h>
 
 namespace Qv {
 
@@ -101,7 +102,7 @@ char const* RnNumRecUniformRng<T>::getName() const {
     return "Numerical Recipes RAN2";
 }
 
-template class RnNumRecUniformRng<float>;
-template class RnNumRecUniformRng<double>;
+template class QV_INSTANCE_API RnNumRecUniformRng<float>;
+template class QV_INSTANCE_API RnNumRecUniformRng<double>;
 
 } // namespace Qv

@@ -5,7 +5,7 @@ namespace Qv {
 template <class T>
 RnRng<T>::~RnRng() = default;
 
-template class RnRng<float>;
-template class RnRng<double>;
+template class QV_INSTANCE_API RnRng<float>;
+template class QV_INSTANCE_API RnRng<double>;
 
 } // namespace Qv
