@@ -7,6 +7,7 @@ import unittest
 from pathlib import Path
 
 import documents
+import exports
 import formatting
 import includes
 import packages
@@ -43,6 +44,7 @@ GOOD = {
     "tests/checks/againstStartOrder.txt": "# comment\n",
     ".clang-format": "BasedOnStyle: LLVM\n",
     "docs/page.md": "[start](../README.md#anchor), [outside](https://example.org/x)\n",
+    "CHANGES.md": "[page](docs/page.md)\n",
     "README.md": "<!-- resmgt/low/src/posix/event.cpp -->\n```cpp\n    #include <unistd.h>\n```\n",
 }
 
@@ -75,7 +77,7 @@ class ChecksTest(unittest.TestCase):
         self.assertIn(part, findings[0])
 
     def test_good_tree_has_no_findings(self):
-        for check in (includes.check, packages.check, registration.check, documents.check):
+        for check in (includes.check, packages.check, registration.check, documents.check, exports.check):
             self.assertEqual(self.findings(check), [])
 
     def test_forbidden_includes_are_found(self):
@@ -119,6 +121,19 @@ class ChecksTest(unittest.TestCase):
                 found = self.findings(includes.check, changes)
                 self.assert_one(found, f"{path}:2: ", part)
 
+    def test_marked_templates_are_found(self):
+        cases = {
+            "template <class T>\nclass QV_BASE_API A {": 1,
+            "template <class T, int N>\nstruct QV_RESMGT_API A;": 1,
+            "template <class T>\nclass QV_TEMPLATE_API A {": 0,
+            "template <>\nclass QV_BASE_API A<int> {": 0,
+            "template <class T> void f();\nclass QV_BASE_API A {": 0,
+        }
+        for text, count in cases.items():
+            with self.subTest(text):
+                found = self.findings(exports.check, {"resmgt/low/low.h": text})
+                self.assertEqual(len(found), count, found)
+
     def test_public_header_that_no_list_names_is_found(self):
         found = self.findings(includes.check, {"resmgt/low/extra.h": ""})
         self.assert_one(found, "resmgt/low/extra.h:1: ", "HEADERS")
@@ -155,6 +170,10 @@ class ChecksTest(unittest.TestCase):
     def test_link_that_leads_nowhere_is_found(self):
         found = self.findings(documents.check, {"docs/page.md": "\n[gone](gone.md)\n"})
         self.assert_one(found, "docs/page.md:2: ", "gone.md")
+
+    def test_page_that_nothing_links_to_is_found(self):
+        found = self.findings(documents.check, {"docs/lost.md": "[me](page.md)\n"})
+        self.assert_one(found, "docs/lost.md:1: ", "README.md")
 
     def test_quoted_code_that_the_source_has_not_is_found(self):
         for quoted in ("#include <unistd.hpp>\n", ""):

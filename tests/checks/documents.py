@@ -1,5 +1,5 @@
-"""Documents stay true: their links lead to files, and code that they quote stands in the source that
-the comment before it names."""
+"""Documents stay true: their links lead to files, code that they quote stands in the source that
+the comment before it names, and each page of docs/ is found by a link."""
 
 import re
 
@@ -36,17 +36,23 @@ def check_quote(tree_, source, quoted):
 
 
 def check(tree_):
+    linked = set()
     for document in documents(tree_):
         path = document.relative_to(tree_.root).as_posix()
         text = document.read_text(encoding="utf-8")
         for match in LINK.finditer(text):
             target = match.group(1)
+            linked.add((document.parent / target).resolve())
             if "://" not in target and not (document.parent / target).exists():
                 yield f"{path}:{line_of(text, match)}: the link to {target} leads nowhere"
         for match in QUOTE.finditer(text):
             finding = check_quote(tree_, match.group(1), match.group(2))
             if finding:
                 yield f"{path}:{line_of(text, match)}: {finding}"
+    for page in sorted((tree_.root / "docs").rglob("*.md")):
+        if page not in linked:
+            path = page.relative_to(tree_.root).as_posix()
+            yield f"{path}:1: no document links to this page: name it in README.md"
 
 
 def line_of(text, match):
