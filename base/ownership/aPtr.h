@@ -60,6 +60,7 @@ public:
     T& operator[]( std::size_t index ) const noexcept { return _array[index]; }
     bool isNull() const noexcept { return _array == nullptr; }
     explicit operator bool() const noexcept { return _array != nullptr; }
+    bool operator==( std::nullptr_t ) const noexcept { return isNull(); }
 
 private:
     T* _array;

@@ -2,6 +2,7 @@
 
 #include <base/ownership/ownershipDelete.h>
 
+#include <cstddef>
 #include <utility>
 
 namespace Qv {
@@ -17,9 +18,12 @@ public:
         : _pointee( std::exchange( other._pointee, nullptr ) ) {}
     OPtrRet( OPtr<T> owner ) noexcept
         : _pointee( owner.release() ) {}
-    template <class U>
+    template <Ownership::PointableAs<T> U>
     OPtrRet( OPtr<U> owner ) noexcept
         : _pointee( owner.release() ) {}
+    template <Ownership::PointableAs<T> U>
+    OPtrRet( OPtrRet<U>&& other ) noexcept
+        : _pointee( other.release() ) {}
     OPtrRet& operator=( const OPtrRet& ) = delete;
     ~OPtrRet() { Ownership::destroy( _pointee ); }
 
@@ -44,20 +48,20 @@ public:
         : _pointee( other.release() ) {}
     OPtr( OPtr&& other ) noexcept
         : _pointee( other.release() ) {}
-    template <class U>
+    template <Ownership::PointableAs<T> U>
     OPtr( OPtr<U>& other ) noexcept
         : _pointee( other.release() ) {}
-    template <class U>
+    template <Ownership::PointableAs<T> U>
     OPtr( OPtr<U>&& other ) noexcept
         : _pointee( other.release() ) {}
-    template <class U>
+    template <Ownership::PointableAs<T> U>
     OPtr( OPtrRet<U>&& other ) noexcept
         : _pointee( other.release() ) {}
     ~OPtr() { Ownership::destroy( _pointee ); }
 
     OPtr& operator=( OPtr& other ) noexcept { return reset( other.release() ); }
     OPtr& operator=( OPtr&& other ) noexcept { return reset( other.release() ); }
-    template <class U>
+    template <Ownership::PointableAs<T> U>
     OPtr& operator=( OPtrRet<U>&& other ) noexcept {
         return reset( other.release() );
     }
@@ -77,6 +81,7 @@ public:
     T* operator->() const noexcept { return _pointee; }
     bool isNull() const noexcept { return _pointee == nullptr; }
     explicit operator bool() const noexcept { return _pointee != nullptr; }
+    bool operator==( std::nullptr_t ) const noexcept { return isNull(); }
 
 private:
     T* _pointee;

@@ -6,6 +6,10 @@
 
 namespace Qv::Ownership {
 
+/// A type whose objects a pointer to `T` can point to.
+template <class U, class T>
+concept PointableAs = std::is_convertible_v<U*, T*>;
+
 /// Reports the exception that is being handled, through the trace facility.
 QV_BASE_API void reportFailedDestructor() noexcept;
 

@@ -3,6 +3,7 @@
 #include <base/ownership/ownershipDelete.h>
 #include <base/ownership/rcExUtil.h>
 
+#include <cstddef>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
@@ -55,9 +56,8 @@ public:
     }
     RCPtr( RCPtr&& other ) noexcept
         : _pointee( std::exchange( other._pointee, nullptr ) ) {}
-    template <class U>
-    requires std::is_convertible_v<U*, T*> RCPtr( const RCPtr<U, LastDrop>& other )
-    noexcept
+    template <Ownership::PointableAs<T> U>
+    RCPtr( const RCPtr<U, LastDrop>& other ) noexcept
         : _pointee( other.get() ) {
         addReference();
     }
@@ -91,6 +91,7 @@ public:
     bool operator==( const RCPtr<U, LastDrop>& other ) const noexcept {
         return _pointee == other.get();
     }
+    bool operator==( std::nullptr_t ) const noexcept { return isNull(); }
     template <class U>
     bool operator<( const RCPtr<U, LastDrop>& other ) const noexcept {
         return _pointee < other.get();

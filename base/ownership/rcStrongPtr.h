@@ -25,10 +25,8 @@ public:
         , _counter( other._counter ) {
         addStrong();
     }
-    template <class U>
-    requires std::is_convertible_v<U*, T*>
-    RCStrongBasePtr( const RCStrongBasePtr<U, Counter>& other )
-    noexcept
+    template <Ownership::PointableAs<T> U>
+    RCStrongBasePtr( const RCStrongBasePtr<U, Counter>& other ) noexcept
         : _pointee( other.get() )
         , _counter( other.getCounter() ) {
         addStrong();
@@ -56,6 +54,7 @@ public:
     bool operator==( const RCStrongBasePtr& other ) const noexcept {
         return _pointee == other._pointee;
     }
+    bool operator==( std::nullptr_t ) const noexcept { return isNull(); }
     bool operator<( const RCStrongBasePtr& other ) const noexcept {
         return _pointee < other._pointee;
     }

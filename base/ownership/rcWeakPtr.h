@@ -10,9 +10,15 @@ template <class T, class Counter>
 class RCWeakBasePtr {
 public:
     RCWeakBasePtr() noexcept = default;
-    explicit( false ) RCWeakBasePtr( const RCStrongBasePtr<T, Counter>& strong ) noexcept
+    template <Ownership::PointableAs<T> U>
+    explicit( false ) RCWeakBasePtr( const RCStrongBasePtr<U, Counter>& strong ) noexcept
         : _pointee( strong.get() )
         , _counter( strong.getCounter() ) {}
+    /// The object is kept for the conversion: a pointer to a base may be found through it alone.
+    template <Ownership::PointableAs<T> U>
+    explicit( false ) RCWeakBasePtr( const RCWeakBasePtr<U, Counter>& other ) noexcept
+        : _pointee( RCStrongBasePtr<U, Counter>( other ).get() )
+        , _counter( other._counter ) {}
 
     /// Whether both were made for the same object, be it gone or not.
     bool operator==( const RCWeakBasePtr& other ) const noexcept {
@@ -26,6 +32,8 @@ public:
 
 private:
     friend class RCStrongBasePtr<T, Counter>;
+    template <class U, class OtherCounter>
+    friend class RCWeakBasePtr;
 
     T* _pointee = nullptr;
     RCShdPtr<RCSWCount<Counter>> _counter;

@@ -4,6 +4,7 @@
 #include <base/containers/map.h>
 #include <base/containers/set.h>
 #include <base/containers/vector.h>
+#include <base/ownership/uPtr.h>
 
 #include <gtest/gtest.h>
 
@@ -73,6 +74,15 @@ TYPED_TEST( CheckedContainerTest, CopiedHandlesMoveIndependently ) {
     auto behind = start;
     ++behind;
     EXPECT_TRUE( it == behind );
+}
+
+TEST( Containers, ASetOfPointersFindsThemByTheirAddresses ) {
+    int numbers[] = { 3, 2, 1 };
+    Set<UPtr<int>> set{ &numbers[2], &numbers[0], &numbers[0] };
+    EXPECT_EQ( set.size(), 2u );
+    EXPECT_TRUE( set.contains( &numbers[2] ) );
+    EXPECT_FALSE( set.contains( &numbers[1] ) );
+    EXPECT_EQ( **set.getIterator(), 3 );
 }
 
 TEST( Containers, HandleGivesWriteAccessOnlyWhereTheContainerDoes ) {

@@ -6,6 +6,7 @@
 #include <base/ownership/rcShdEngPtr.h>
 #include <base/ownership/rcShdPtr.h>
 #include <base/ownership/rcStrongPtr.h>
+#include <base/ownership/uPtr.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
@@ -40,6 +41,7 @@ struct Engine : RCBaseWithDestroy<LkCounter<int>>, Counted {
 };
 
 struct SoftShared : RCSWBase<LkCounter<int>>, Counted {};
+struct SoftChild : virtual SoftShared {};
 struct LocalSoft : RCSWBase<int>, Counted {};
 
 /// Its destructor asserts, as that of a pool does which still has blocks.
@@ -118,6 +120,11 @@ TEST_F( OwnershipTest, soleOwnersHandOverAndLeaveTheSourceNull ) {
     const auto pass = []( OPtr<Counted> owner ) -> OPtrRet<Counted> { return owner; };
     second = pass( first );
     EXPECT_EQ( Counted::alive, 1 );
+    const auto makeChild = []() -> OPtrRet<SoftChild> { return OPtr<SoftChild>( new SoftChild ); };
+    const auto makeBase = [&]() -> OPtrRet<Counted> { return makeChild(); };
+    static_cast<void>( makeBase() );
+    static_assert( !std::is_constructible_v<OPtrRet<SoftChild>, OPtrRet<Counted>> );
+    EXPECT_EQ( Counted::alive, 1 );
     second.reset( new Counted );
     EXPECT_EQ( Counted::alive, 1 );
     static_cast<void>( pass( second ) );
@@ -127,6 +134,22 @@ TEST_F( OwnershipTest, soleOwnersHandOverAndLeaveTheSourceNull ) {
     APtr<Counted> taker( array );
     EXPECT_TRUE( array.isNull() );
     EXPECT_EQ( Counted::alive, 3 );
+}
+
+template <class Owner, class Pointee>
+void expectNullUntilItOwns( Pointee* object ) {
+    EXPECT_TRUE( Owner() == nullptr );
+    const Owner owner( object );
+    EXPECT_TRUE( nullptr != owner );
+}
+
+TEST_F( OwnershipTest, ownersCompareWithNull ) {
+    expectNullUntilItOwns<OPtr<Counted>>( new Counted );
+    expectNullUntilItOwns<APtr<Counted>>( new Counted[2] );
+    expectNullUntilItOwns<RCShdPtr<Shared>>( new Shared );
+    expectNullUntilItOwns<RCStrongPtr<SoftShared>>( new SoftShared );
+    Counted plain;
+    expectNullUntilItOwns<UPtr<Counted>>( &plain );
 }
 
 TEST_F( OwnershipTest, anOwnerReportsADestructorThatThrowsAndGoesOn ) {
@@ -157,6 +180,20 @@ TEST_F( OwnershipTest, weakPointersKnowWithoutKeeping ) {
     EXPECT_TRUE( weak.isExpired() );
     EXPECT_TRUE( RCStrongPtr<SoftShared>( weak ).isNull() );
     EXPECT_TRUE( RCWeakAccessor<SoftShared>( weak ).isNull() );
+
+    RCWeakPtr<SoftShared> base;
+    RCWeakPtr<SoftChild> child;
+    {
+        const RCStrongPtr<SoftChild> strong( new SoftChild );
+        child = strong;
+        base = strong;
+        EXPECT_TRUE( base == RCWeakPtr<SoftShared>( child ) );
+        EXPECT_EQ( RCStrongPtr<SoftShared>( base ).get(), strong.get() );
+        EXPECT_EQ( strong.getCounter()->getStrongCount(), 1 );
+    }
+    // The way to a virtual base is gone with the object.
+    EXPECT_TRUE( RCStrongPtr<SoftShared>( RCWeakPtr<SoftShared>( child ) ).isNull() );
+    EXPECT_TRUE( base == RCWeakPtr<SoftShared>( child ) );
 
     RCWeakBasePtr<LocalSoft, int> local;
     {
