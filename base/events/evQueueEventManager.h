@@ -37,14 +37,18 @@ public:
     int drain();
 
 private:
-    std::size_t beginDrain();
-    std::unique_ptr<EvEvent> takeFirst();
+    /// The number of the first event that the drain which begins leaves.
+    unsigned long long beginDrain();
+    /// Null when no event before the one with that number is left.
+    std::unique_ptr<EvEvent> takeFirst( unsigned long long end );
     /// Wakes the main loop unless that has been done since `drain` last began.
     void wakeUpOnce();
 
     const WakeUp _wakeUp;
     const LkLock _lock{ "EvQueueEventManager" };
     std::deque<std::unique_ptr<EvEvent>> _queue QV_GUARDED_BY( _lock );
+    /// Events are numbered as they are posted; this is the first one's in the queue.
+    unsigned long long _firstNb QV_GUARDED_BY( _lock ) = 0;
     bool _isWoken QV_GUARDED_BY( _lock ) = false;
 };
 

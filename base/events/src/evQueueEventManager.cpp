@@ -35,30 +35,28 @@ void EvQueueEventManager::wakeUpOnce() {
     }
 }
 
-std::size_t EvQueueEventManager::beginDrain() {
+unsigned long long EvQueueEventManager::beginDrain() {
     const LkGuard<const LkLock> guard( _lock );
     _isWoken = false;
-    return _queue.size();
+    return _firstNb + _queue.size();
 }
 
-std::unique_ptr<EvEvent> EvQueueEventManager::takeFirst() {
+std::unique_ptr<EvEvent> EvQueueEventManager::takeFirst( unsigned long long end ) {
     const LkGuard<const LkLock> guard( _lock );
-    if( _queue.empty() ) {
+    // Events that drain the queue themselves may have gone further.
+    if( _queue.empty() || _firstNb >= end ) {
         return nullptr;
     }
     std::unique_ptr<EvEvent> event = std::move( _queue.front() );
     _queue.pop_front();
+    ++_firstNb;
     return event;
 }
 
 int EvQueueEventManager::drain() {
     int nbExecuted = 0;
-    for( std::size_t nbToExecute = beginDrain(); nbToExecute > 0; --nbToExecute ) {
-        const std::unique_ptr<EvEvent> event = takeFirst();
-        if( event == nullptr ) {
-            // An event has drained the queue itself.
-            break;
-        }
+    const unsigned long long end = beginDrain();
+    while( const std::unique_ptr<EvEvent> event = takeFirst( end ) ) {
         ++nbExecuted;
         try {
             event->execute();

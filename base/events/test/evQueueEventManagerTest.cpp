@@ -70,12 +70,16 @@ TEST( EvQueueEventManagerTest, AnEventMayDrainTheQueueItself ) {
     EvQueueEventManager events;
     std::vector<int> order;
     post( [&] {
-        EXPECT_EQ( events.drain(), 1 );
+        EXPECT_EQ( events.drain(), 2 );
         order.push_back( 1 );
+        post( [&] { order.push_back( 4 ); } );
     } );
     post( [&] { order.push_back( 2 ); } );
+    post( [&] { order.push_back( 3 ); } );
     EXPECT_EQ( events.drain(), 1 );
-    EXPECT_THAT( order, ElementsAre( 2, 1 ) );
+    EXPECT_THAT( order, ElementsAre( 2, 3, 1 ) );
+    EXPECT_EQ( events.drain(), 1 );
+    EXPECT_EQ( order.back(), 4 );
 }
 
 TEST( EvQueueEventManagerTest, AnEventsExceptionReachesTheDrainerAndLosesNoOtherEvent ) {
