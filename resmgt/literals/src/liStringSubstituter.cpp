@@ -11,6 +11,7 @@
 #include <iterator>
 #include <ostream>
 #include <set>
+#include <unordered_map>
 #include <vector>
 
 namespace Qv {
@@ -21,19 +22,20 @@ namespace {
 template <class Value>
 class PatternMap {
 public:
+    using Values = std::map<std::string, Value, std::less<>>;
+    using Place = typename Values::const_iterator;
+
     bool isEmpty() const noexcept { return _values.empty(); }
     const auto& getValues() const noexcept { return _values; }
 
-    /// Replaces a former value. False if there was one.
-    bool put( const std::string& pattern, const Value& value ) {
+    /// Replaces a former value.
+    Place put( const std::string& pattern, const Value& value ) {
         QV_ASSERT( !pattern.empty() );
         _begins[static_cast<unsigned char>( pattern[0] )] = true;
-        return _values.insert_or_assign( pattern, value ).second;
+        return _values.insert_or_assign( pattern, value ).first;
     }
-    /// Removes what `mustGo( value )` accepts.
-    template <class MustGo>
-    void removeIf( MustGo mustGo ) {
-        std::erase_if( _values, [&]( const auto& entry ) { return mustGo( entry.second ); } );
+    void remove( Place place ) {
+        _values.erase( place );
         // Beginnings that no pattern has any more only cost a look.
         if( _values.empty() ) {
             _begins.fill( false );
@@ -60,7 +62,7 @@ public:
     }
 
 private:
-    std::map<std::string, Value, std::less<>> _values;
+    Values _values;
     std::array<bool, 256> _begins{};
 };
 
@@ -68,7 +70,11 @@ constinit LkLock patternRegistryLock( "PatternRegistryLock" );
 
 /// What is registered for all.
 struct Registry {
-    PatternMap<CbHandler<std::string>*> _patterns;
+    using Patterns = PatternMap<CbHandler<std::string>*>;
+
+    Patterns _patterns;
+    /// Each pattern under its handler: there may be one for each variable of the environment.
+    std::unordered_multimap<const CbHandler<std::string>*, Patterns::Place> _places;
     std::vector<CbHandler<std::string>*> _handlers;
 };
 
@@ -166,16 +172,26 @@ void LiStringSubstituter::unregisterPatternHandler( const CbHandler<std::string>
 void LiStringSubstituter::registerPattern( const std::string& pattern,
                                            CbHandler<std::string>* handler ) {
     const LkGuard<LkLock> guard( patternRegistryLock );
-    PatternMap<CbHandler<std::string>*>& patterns = registry()._patterns;
+    Registry::Patterns& patterns = registry()._patterns;
     if( patterns.getValues().contains( pattern ) ) {
         abortRedundant( pattern );
     }
-    patterns.put( pattern, handler );
+    const Registry::Patterns::Place place = patterns.put( pattern, handler );
+    try {
+        registry()._places.emplace( handler, place );
+    } catch( ... ) {
+        patterns.remove( place );
+        throw;
+    }
 }
 
 void LiStringSubstituter::unregisterPattern( const CbHandler<std::string>* handler ) {
     const LkGuard<LkLock> guard( patternRegistryLock );
-    registry()._patterns.removeIf( [&]( const auto* other ) { return other == handler; } );
+    const auto [begin, end] = registry()._places.equal_range( handler );
+    for( auto i = begin; i != end; ++i ) {
+        registry()._patterns.remove( i->second );
+    }
+    registry()._places.erase( begin, end );
 }
 
 LiStringSubstituter::LiStringSubstituter()

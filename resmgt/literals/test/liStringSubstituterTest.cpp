@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <deque>
 #include <random>
 #include <set>
 #include <sstream>
@@ -126,6 +127,20 @@ TEST_F( LiStringSubstituterTest, AHandlerIsCalledWhenItsPatternIsMetAndOnlyThen 
     LiStringSubstituter::unregisterPattern( &_colour );
     EXPECT_EQ( _substituter.substitute( "<Colour>" ), "<Colour>" );
     EXPECT_EQ( nbCalls, 2 );
+}
+
+// The watchdog ends it when each that leaves looks through all that are left.
+TEST_F( LiStringSubstituterTest, ManyHandlersLeaveAsFastAsTheyCame ) {
+    std::deque<CbFunction<std::string>> handlers;
+    for( long i = scaledCount( 100000 ); i > 0; --i ) {
+        CbFunction<std::string>& handler = handlers.emplace_back( &expandColour );
+        LiStringSubstituter::registerPattern( "<" + std::to_string( i ) + ">", &handler );
+        LiStringSubstituter::registerPattern( "<other " + std::to_string( i ) + ">", &handler );
+    }
+    for( const CbFunction<std::string>& handler : handlers ) {
+        LiStringSubstituter::unregisterPattern( &handler );
+    }
+    EXPECT_TRUE( _substituter.getPatterns().isAtEnd() );
 }
 
 TEST_F( LiStringSubstituterTest, WhatAHandlerRaisesGoesOnAndTheRegistryStaysUsable ) {
