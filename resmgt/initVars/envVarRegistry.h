@@ -11,8 +11,8 @@ class EnvVar;
 /// All environment variables of the process that are alive, in order of their objects' addresses.
 ///
 /// Lifetime: from the first variable's construction, which may be before `main`, or from the start
-///           of the package initVars, until that package's stop. Variables that are built
-///           afterwards work without being listed.
+///           of the package initVars, until that package's stop. Its next start brings back the
+///           variables that are alive. Those that are built between work without being listed.
 /// Threads:  no lock: no variable may be built or destroyed beside a dump.
 class QV_RESMGT_API EnvVarRegistry {
 public:

@@ -16,13 +16,14 @@ class EnvVarRegistryImp final : public EnvVarRegistry {
 public:
     void dump( std::ostream& stream ) const override;
     void dumpHtml( std::ostream& stream ) const override;
-
-    std::set<const EnvVar*> _variables;
 };
 
 // Constant-initialised: the first variable may be built before anything else of this file.
 EnvVarRegistryImp* instance = nullptr;
 bool wasBuilt = false;
+// What the instance lists. It stays when the instance goes: file-level variables, which are built
+// once, are listed again after the next start.
+std::set<const EnvVar*>* listed = nullptr;
 
 std::string escapeHtml( const char* text ) {
     std::string result;
@@ -55,7 +56,7 @@ void dumpCell( std::ostream& stream, const char* text ) {
 }
 
 void EnvVarRegistryImp::dump( std::ostream& stream ) const {
-    for( const EnvVar* variable : _variables ) {
+    for( const EnvVar* variable : *listed ) {
         stream << *variable << '\n';
     }
 }
@@ -67,7 +68,7 @@ void EnvVarRegistryImp::dumpHtml( std::ostream& stream ) const {
         stream << "<td align=center><font size=+1>" << heading << "</font></td>\n";
     }
     stream << "</tr>\n";
-    for( const EnvVar* variable : _variables ) {
+    for( const EnvVar* variable : *listed ) {
         stream << "<tr>\n";
         dumpCell( stream, variable->getName() );
         dumpCell( stream, variable->getText() != nullptr ? variable->getText() : "(null)" );
@@ -82,6 +83,9 @@ void EnvVarRegistryImp::dumpHtml( std::ostream& stream ) const {
 EnvVarRegistry::~EnvVarRegistry() = default;
 
 void EnvVarRegistry::initialize() {
+    if( listed == nullptr ) {
+        listed = new std::set<const EnvVar*>;
+    }
     if( instance == nullptr ) {
         instance = new EnvVarRegistryImp;
     }
@@ -104,7 +108,7 @@ void EnvVarRegistry::enroll( const EnvVar& variable ) noexcept {
             initialize();
         }
         if( instance != nullptr ) {
-            instance->_variables.insert( &variable );
+            listed->insert( &variable );
         }
     } catch( const std::bad_alloc& ) {
         // A variable that isn't listed serves its code all the same.
@@ -112,8 +116,8 @@ void EnvVarRegistry::enroll( const EnvVar& variable ) noexcept {
 }
 
 void EnvVarRegistry::withdraw( const EnvVar& variable ) noexcept {
-    if( instance != nullptr ) {
-        instance->_variables.erase( &variable );
+    if( listed != nullptr ) {
+        listed->erase( &variable );
     }
 }
 
