@@ -32,7 +32,7 @@ template <>
 InInit<QvInit::literalsBenchmark>::InInit()
     : InPackageInit( "literalsBenchmark" ) {
     registerPackage();
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<QvInit::base>();
 }
 
 } // namespace Qv

@@ -110,9 +110,10 @@ function( qv_add_library target library )
     target_compile_features( ${target} PUBLIC cxx_std_20 )
     target_link_libraries( ${target} PUBLIC ${arg_LINKS}
         PRIVATE $<BUILD_INTERFACE:qv_build> Threads::Threads ${CMAKE_DL_LIBS} )
-    # The packages of a lower library are needed also where no symbol of it is.
+    # A program that uses nothing but the settings of a library's packages needs it too.
     if( NOT WIN32 )
-        target_link_options( ${target} PRIVATE LINKER:--no-as-needed )
+        target_link_options( ${target} INTERFACE
+            "LINKER:--push-state,--no-as-needed,$<TARGET_FILE:QVresmgt::${target}>,--pop-state" )
     endif()
     get_property( packages GLOBAL PROPERTY QV_PACKAGES )
     foreach( package IN LISTS packages )

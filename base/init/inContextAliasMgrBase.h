@@ -25,7 +25,11 @@ public:
     /// An argument is taken whose beginning is the key of an alias, the longest when several are.
     /// What follows the key is the value; when nothing does, the next argument is. A key at the
     /// very end has no value and stays. When a key comes again the last value holds.
+    ///
+    /// The `argv` that the last call has left is the rest of the same command line: what was taken
+    /// out of it stays bound. Any other is a new one.
     static void bindArguments( int& argc, const char* const*& argv );
+    static void bindArguments( int& argc, char**& argv );
 };
 
 } // namespace Qv

@@ -53,16 +53,22 @@ public:
     const Vector<InVariableBase*>& getVariables() const { return _variables; }
     /// The package's own identity.
     virtual const std::type_info* getIdentity() const = 0;
+    /// Whether the package provides sources of configuration values.
+    bool isSourceProvider() const noexcept { return _isSourceProvider; }
 
 protected:
     /// Makes the package known to the frame.
     void registerPackage();
     void addDependency( const std::type_info* package );
+    /// Declares that the package registers InContextAliasBuilders when it starts. With all that it
+    /// depends on it starts before every other package, so that their variables have its sources.
+    void provideSources() noexcept { _isSourceProvider = true; }
 
 private:
     const char* const _name;
     Vector<const std::type_info*> _dependencies;
     Vector<InVariableBase*> _variables;
+    bool _isSourceProvider = false;
 };
 
 } // namespace Qv

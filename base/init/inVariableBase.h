@@ -17,7 +17,10 @@ class InPackageInitBase;
 /// Sources:  the aliases that the variable names, in that order; the first with a value wins. Those
 ///           that builders make stand together, the one with the highest priority first, before the
 ///           first named one with a lasting priority: behind the command line and the environment,
-///           before the registry and a built-in default.
+///           before the registry and a built-in default. Every variable has those, whatever order
+///           the libraries are linked in, but for the variables of the packages that such a
+///           builder's own package is or depends on: initVars has neither init file, and
+///           initInstallDir hasn't the application's, which is found through its variable.
 /// Bad text: a value that isn't of the variable's type is reported through Trace, with variable,
 ///           source and text, and passed over: the next source is tried.
 /// Lifetime: between construction and the start of its package a variable isn't valid; the package

@@ -3,16 +3,22 @@
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* pluginAPI::getType() noexcept {
+    return &typeid( pluginAPI );
+}
+
 template <>
-InInit<QvInit::pluginAPI>::InInit()
+InInit<pluginAPI>::InInit()
     : InPackageInit( "pluginAPI" ) {
     registerPackage();
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<base>();
 }
 
 namespace {
 
-InInit<QvInit::pluginAPI> package;
+InInit<pluginAPI> package;
 
 } // namespace
 

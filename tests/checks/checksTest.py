@@ -14,7 +14,7 @@ import packages
 import registration
 from tree import Tree
 
-PACKAGE_OBJECT = "{ registerPackage(); addDependency( InInit<QvInit::%s>::getType() ); }\n"
+PACKAGE_OBJECT = "{ registerPackage(); dependsOn<%s>(); }\n"
 RULES = """package base base
 uses
 headers base/failure/ex.h
@@ -153,6 +153,15 @@ class ChecksTest(unittest.TestCase):
     def test_dependency_without_use_is_found(self):
         found = self.findings(packages.check, rules=RULES.replace("uses low", "uses"))
         self.assert_one(found, "resmgt/high/src/highInit.cpp:1: ", "depends on low")
+
+    def test_the_two_graphs_have_one_order(self):
+        rules = RULES.replace("uses low", "uses low;base")
+        objects = ("low, QvInit::base", "base,\n    low")
+        for dependencies, count in zip(objects, (0, 1)):
+            changes = {"resmgt/high/src/highInit.cpp": PACKAGE_OBJECT % dependencies}
+            found = self.findings(packages.check, changes, rules=rules)
+            self.assertEqual(len([f for f in found if "another order" in f]), count, found)
+            self.assertEqual(len(found), count, found)
 
     def test_package_without_object_is_found(self):
         found = self.findings(packages.check, {"resmgt/low/src/lowInit.cpp": ""})

@@ -1,12 +1,12 @@
-"""The USES list of a package follows the dependencies that its package object declares, but for the
-edges that againstStartOrder.txt names with their reasons."""
+"""The graph of packages is written twice: the USES list of a package names what its package object
+depends on, in the same order, but for the edges that againstStartOrder.txt names with their reasons."""
 
 import re
 
 import tree
 
 EXCEPTIONS = "tests/checks/againstStartOrder.txt"
-DEPENDENCY = re.compile(r"addDependency\(\s*InInit<\s*QvInit::(\w+)\s*>")
+DEPENDENCIES = re.compile(r"dependsOn<([^>]*)>")
 
 
 def read_exceptions(tree_):
@@ -23,12 +23,30 @@ def read_exceptions(tree_):
 
 
 def declared_dependencies(tree_, package):
-    """The package object's file, and the packages that it declares."""
+    """The package object's file, and the packages that it declares, in order."""
     for path in sorted((tree_.root / package.folder).rglob("src/*Init.cpp")):
         text = path.read_text(encoding="utf-8")
         if "registerPackage" in text:
-            return path.relative_to(tree_.root).as_posix(), set(DEPENDENCY.findall(text))
-    return None, set()
+            names = ",".join(DEPENDENCIES.findall(text)).replace("QvInit::", "")
+            declared = [name.strip() for name in names.split(",") if name.strip()]
+            return path.relative_to(tree_.root).as_posix(), declared
+    return None, []
+
+
+def check_package(package, path, declared, exceptions):
+    """Takes the exceptions that the package needs out of `exceptions`."""
+    for used in package.uses:
+        if used not in declared and exceptions.pop((package.name, used), None) is None:
+            yield (
+                f"{package.folder}/CMakeLists.txt:1: {package.name} uses {used}, which its "
+                f"package object doesn't declare: add the dependency in {path}, or name the "
+                f"edge and its reason in {EXCEPTIONS}"
+            )
+    for unused in sorted(set(declared) - set(package.uses)):
+        yield f"{path}:1: {package.name} depends on {unused}, which its USES list doesn't name"
+    both = [used for used in package.uses if used in declared]
+    if both != [name for name in declared if name in both]:
+        yield f"{path}:1: {package.name} declares its dependencies in another order than USES"
 
 
 def check(tree_):
@@ -38,17 +56,7 @@ def check(tree_):
         if path is None:
             yield f"{package.folder}/CMakeLists.txt:1: package {package.name} has no package object"
             continue
-        for used in package.uses:
-            if used in declared:
-                continue
-            if exceptions.pop((package.name, used), None) is None:
-                yield (
-                    f"{package.folder}/CMakeLists.txt:1: {package.name} uses {used}, which its "
-                    f"package object doesn't declare: add the dependency in {path}, or name the "
-                    f"edge and its reason in {EXCEPTIONS}"
-                )
-        for unused in sorted(declared - set(package.uses)):
-            yield f"{path}:1: {package.name} depends on {unused}, which its USES list doesn't name"
+        yield from check_package(package, path, declared, exceptions)
     for (package, used), number in exceptions.items():
         yield f"{EXCEPTIONS}:{number}: {package} has no need of its exception for {used}: remove it"
 

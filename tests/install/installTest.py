@@ -50,16 +50,44 @@ class InstallTest(unittest.TestCase):
         )
         run("cmake", "--build", build)
         self.assertEqual(run(build / "outside"), "caught\n")
+        for package in ("resmgt", "base"):
+            self.assert_setting_is_read(build / f"setting-{package}")
 
     def test_pkg_config_serves_an_outside_project(self):
         pc_folder = self.only("**/QVresmgt.pc").parent
         flags = run(
             "pkg-config", "--cflags", "--libs", "QVresmgt", PKG_CONFIG_PATH=str(pc_folder)
         ).split()
-        program = self.folder / "outside"
-        run(COMPILER, "-std=c++20", *FLAGS, OUTSIDE / "main.cpp", *flags, "-o", program)
-        libraries = str(self.only("**/libQVresmgt.so").parent)
-        self.assertEqual(run(program, LD_LIBRARY_PATH=libraries), "caught\n")
+        program = self.compile("main.cpp", *flags)
+        self.assertEqual(run(program, LD_LIBRARY_PATH=self.libraries()), "caught\n")
+        for package in ("resmgt", "base"):
+            self.assert_setting_is_read(self.compile_setting(package, *flags))
+
+    def test_naming_a_package_keeps_its_library(self):
+        flags = [f"-I{self.prefix}/include/qvresmgt", f"-L{self.libraries()}"]
+        libraries = ["-lQVresmgt", "-lQVpluginAPI", "-lQVbase"]
+        self.assert_setting_is_read(self.compile_setting("resmgt", *flags, *libraries))
+
+    def libraries(self):
+        return str(self.only("**/libQVresmgt.so").parent)
+
+    def compile(self, source, *flags):
+        program = self.folder / source.removesuffix(".cpp")
+        run(COMPILER, "-std=c++20", *FLAGS, OUTSIDE / source, *flags, "-o", program)
+        return program
+
+    def compile_setting(self, package, *flags):
+        return self.compile(
+            "setting.cpp", "-Wl,--as-needed", f"-DOUTSIDE_DEPENDS_ON={package}", *flags
+        )
+
+    def assert_setting_is_read(self, program):
+        settings = self.folder / "settings.ini"
+        settings.write_text("outside::columns = 7\n")
+        environment = {
+            "QV_USER_INIT_FILE": str(settings), "LD_LIBRARY_PATH": self.libraries()
+        }
+        self.assertEqual(run(program, **environment), "7 columns\n")
 
     def test_library_carries_its_interface_version(self):
         for name in ("QVbase", "QVpluginAPI", "QVresmgt"):
@@ -87,7 +115,7 @@ class InstallTest(unittest.TestCase):
         text = texts.read_text()
         texts.write_text(text.replace("there is no layer", "a layer is wanted"))
         self.addCleanup(texts.write_text, text)
-        libraries = self.only("**/libQVresmgt.so").parent
+        libraries = self.libraries()
         link = self.folder / "link" / "libraries"
         link.parent.mkdir()
         link.symlink_to(libraries)

@@ -6,7 +6,7 @@
 #include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
 #include <base/init/inVariable.h>
-#include <resmgt/resmgtLib/resmgtPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 #include <algorithm>
 #include <string_view>
@@ -17,7 +17,7 @@ template <>
 InInit<QvInit::qvcomp>::InInit()
     : InPackageInit( "qvcomp" ) {
     registerPackage();
-    addDependency( InInit<QvInit::resmgt>::getType() );
+    dependsOn<QvInit::resmgt>();
 }
 
 namespace {

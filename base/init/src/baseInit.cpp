@@ -3,21 +3,27 @@
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* base::getType() noexcept {
+    return &typeid( base );
+}
+
 template <>
-InInit<QvInit::base>::InInit()
+InInit<base>::InInit()
     : InPackageInit( "base" ) {
     registerPackage();
 }
 
 // The factory takes no second source: without this, packages couldn't start again.
 template <>
-void InInit<QvInit::base>::finalizePackage() {
+void InInit<base>::finalizePackage() {
     DtRefTimeFactory::finalize();
 }
 
 namespace {
 
-InInit<QvInit::base> package;
+InInit<base> package;
 
 } // namespace
 

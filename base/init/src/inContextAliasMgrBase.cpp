@@ -14,7 +14,7 @@ namespace {
 
 struct CommandLine {
     std::vector<std::vector<char>> _texts;
-    std::map<std::string, const char*, std::less<>> _values;
+    std::map<std::string, std::string, std::less<>> _values;
     Vector<char*> _unboundArgs;
     // What the caller's argv becomes: name, unbound arguments, null.
     std::vector<char*> _keptArgs;
@@ -50,25 +50,12 @@ void bind( CommandLine& line, const std::vector<char*>& args ) {
     }
 }
 
-} // namespace
-
-const char* InContextAliasMgrBase::getApplicationName() noexcept {
-    const std::vector<char*>& kept = commandLine()._keptArgs;
-    return kept.empty() || kept.front() == nullptr ? "" : kept.front();
-}
-
-const Vector<char*>& InContextAliasMgrBase::getUnboundArgs() noexcept {
-    return commandLine()._unboundArgs;
-}
-
-const char* InContextAliasMgrBase::getArgument( const char* key ) {
-    const auto& values = commandLine()._values;
-    const auto i = values.find( std::string_view( key ) );
-    return i != values.end() ? i->second : nullptr;
-}
-
-void InContextAliasMgrBase::bindArguments( int& argc, const char* const*& argv ) {
+template <class Argv>
+void bindTo( int& argc, Argv& argv ) {
     CommandLine line;
+    if( argv == commandLine()._keptArgs.data() ) {
+        line._values = commandLine()._values;
+    }
     std::vector<char*> args;
     for( int i = 0; i < argc; ++i ) {
         line._texts.emplace_back( argv[i], argv[i] + std::strlen( argv[i] ) + 1 );
@@ -84,6 +71,31 @@ void InContextAliasMgrBase::bindArguments( int& argc, const char* const*& argv )
     argc = static_cast<int>( line._keptArgs.size() ) - 1;
     commandLine() = std::move( line );
     argv = commandLine()._keptArgs.data();
+}
+
+} // namespace
+
+const char* InContextAliasMgrBase::getApplicationName() noexcept {
+    const std::vector<char*>& kept = commandLine()._keptArgs;
+    return kept.empty() || kept.front() == nullptr ? "" : kept.front();
+}
+
+const Vector<char*>& InContextAliasMgrBase::getUnboundArgs() noexcept {
+    return commandLine()._unboundArgs;
+}
+
+const char* InContextAliasMgrBase::getArgument( const char* key ) {
+    const auto& values = commandLine()._values;
+    const auto i = values.find( std::string_view( key ) );
+    return i != values.end() ? i->second.c_str() : nullptr;
+}
+
+void InContextAliasMgrBase::bindArguments( int& argc, const char* const*& argv ) {
+    bindTo( argc, argv );
+}
+
+void InContextAliasMgrBase::bindArguments( int& argc, char**& argv ) {
+    bindTo( argc, argv );
 }
 
 } // namespace Qv

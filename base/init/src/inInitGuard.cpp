@@ -5,10 +5,23 @@
 
 namespace Qv {
 
-InInitGuard::InInitGuard( int& argc, const char* const*& argv ) {
+namespace {
+
+template <class Argv>
+void startPackages( int& argc, Argv& argv ) {
     QV_ASSERT( !InPackageFrame::getInstance().isStarted() );
     InContextAliasMgrBase::bindArguments( argc, argv );
     InPackageFrame::getInstance().start();
+}
+
+} // namespace
+
+InInitGuard::InInitGuard( int& argc, const char* const*& argv ) {
+    startPackages( argc, argv );
+}
+
+InInitGuard::InInitGuard( int& argc, char**& argv ) {
+    startPackages( argc, argv );
 }
 
 InInitGuard::~InInitGuard() {

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace Qv {
 
@@ -89,7 +91,6 @@ void InPackageFrame::start() {
     try {
         for( InPackageInit* const package : order ) {
             startPackage( *package );
-            _startedPackages.push_back( package );
         }
         if( InUtils::isDebuggingEnabled( DUMP_SOURCES_BIT ) ) {
             std::ostringstream text;
@@ -108,6 +109,7 @@ void InPackageFrame::startPackage( InPackageInit& package ) {
     }
     package.preInitializePackage();
     package.initializePackage();
+    _startedPackages.push_back( &package );
     package.postInitializePackage();
     package.setPackageState( true );
 }
@@ -127,8 +129,12 @@ void InPackageFrame::stop() noexcept {
 }
 
 std::vector<InPackageInit*> InPackageFrame::orderByDependency() const {
+    std::vector<InPackageInit*> packages = _packages;
+    std::ranges::stable_sort( packages, {}, []( const InPackageInit* package ) {
+        return std::pair( !package->isSourceProvider(), std::string_view( package->getName() ) );
+    } );
     DependencyWalk walk;
-    for( InPackageInit* const package : _packages ) {
+    for( InPackageInit* const package : packages ) {
         walk.visit( *package, [this]( const std::type_info& id ) { return find( id ); } );
     }
     return walk.takeOrder();

@@ -8,8 +8,9 @@ namespace Qv {
 
 /// Starts packages in dependency order and stops them in the exact reverse.
 ///
-/// The order among packages with no dependency between them is that of their registration. A
-/// package that joins after the start stays unstarted.
+/// Packages that provide sources of configuration values start before all that they don't depend
+/// on. The rest of the order is that of the names and the declared dependencies, so that the order
+/// of linking decides nothing. A package that joins after the start stays unstarted.
 ///
 /// Threads: the caller sees to it that one thread at a time is in here.
 class InPackageFrame {
@@ -22,7 +23,8 @@ public:
     void remove( InPackageInit& package ) noexcept;
 
     /// Nothing has started when an unknown dependency or a cycle is raised. When a package's start
-    /// raises, what had started is stopped first.
+    /// raises, what had started is stopped first, and so is that package if its
+    /// `initializePackage` had ended.
     void start();
     /// Reports what a package raises and goes on.
     void stop() noexcept;

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ using ::testing::HasSubstr;
 struct A {};
 struct B {};
 struct C {};
+struct D {};
 
 using Events = std::vector<std::string>;
 
@@ -36,11 +38,17 @@ public:
     }
 
     void preInitializePackage() override {}
-    void postInitializePackage() override {}
+    void postInitializePackage() override {
+        if( _failing == std::string( "finish" ) ) {
+            note( "finish" );
+        }
+    }
     void initializePackage() override { note( "start" ); }
     void finalizePackage() override { note( "stop" ); }
     void setPackageState( bool isStarted ) override { _isStarted = isStarted; }
     const std::type_info* getIdentity() const override { return &typeid( Tag ); }
+
+    using InPackageInit::provideSources;
 
     const char* _failing = "";
     bool _isStarted = false;
@@ -96,6 +104,34 @@ TEST_F( InPackageFrameTest, AFailedStartStopsWhatHadStartedAndGoesOn ) {
     EXPECT_THAT( _events, ElementsAre( "start c", "start b", "start a", "stop b", "stop c" ) );
     EXPECT_FALSE( _b._isStarted );
     EXPECT_FALSE( _frame.isStarted() );
+}
+
+TEST_F( InPackageFrameTest, APackageThatFailsBehindItsStartIsStoppedLikeTheOthers ) {
+    _b._failing = "finish";
+    EXPECT_EQ( startFailure(), "won't finish" );
+    EXPECT_THAT( _events, ElementsAre( "start c", "start b", "finish b", "stop b", "stop c" ) );
+    EXPECT_FALSE( _b._isStarted );
+}
+
+TEST( InPackageFrame, SourcesComeFirstAndTheOrderOfLinkingDecidesNothing ) {
+    Events events;
+    FakePackage<A> bearer( events, "a bearer of variables", {} );
+    FakePackage<B> provider( events, "provider", { &typeid( D ) } );
+    FakePackage<C> other( events, "other", { &typeid( A ) } );
+    FakePackage<D> needed( events, "what the provider needs", {} );
+    provider.provideSources();
+    std::vector<InPackageInit*> packages{ &bearer, &provider, &other, &needed };
+    std::ranges::sort( packages );
+    do {
+        InPackageFrame frame;
+        for( InPackageInit* const package : packages ) {
+            frame.add( *package );
+        }
+        frame.start();
+        EXPECT_THAT( frame.getStartedPackages(),
+                     ElementsAre( &needed, &provider, &bearer, &other ) );
+        frame.stop();
+    } while( std::ranges::next_permutation( packages ).found );
 }
 
 TEST_F( InPackageFrameTest, AFailedStopIsReportedAndDoesNotKeepOthersFromStopping ) {

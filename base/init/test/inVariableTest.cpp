@@ -32,7 +32,7 @@ template <>
 InInit<QvInit::variableTest>::InInit()
     : InPackageInit( "variableTest" ) {
     registerPackage();
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<QvInit::base>();
 }
 
 namespace {
@@ -205,6 +205,27 @@ TEST( InVariableTest, TheGuardBindsTheCommandLineAndResolvesBeforeAPackageStarts
         EXPECT_EQ( secondArgc, 4 );
         EXPECT_STREQ( InContextAliasMgrBase::getUnboundArgs().back(), "b" );
     }
+    InPackageFrame::getInstance().start();
+}
+
+TEST( InVariableTest, AStartWithWhatTheFormerHasLeftBindsTheSameArgumentsAgain ) {
+    InPackageFrame::getInstance().stop();
+    std::string args[] = { "program", "startArg:given", "late:later", "b" };
+    char* pointers[] = { args[0].data(), args[1].data(), args[2].data(), args[3].data(), nullptr };
+    int argc = 4;
+    char** argv = pointers;
+    { const InInitGuard first( argc, argv ); }
+    for( int start = 0; start < 2; ++start ) {
+        const ArgAlias late( "late:", "" );
+        const InInitGuard again( argc, argv );
+        EXPECT_EQ( valueAtStart, "given" );
+        EXPECT_STREQ( InContextAliasMgrBase::getArgument( "late:" ), "later" );
+        EXPECT_THAT( std::vector<std::string>( argv, argv + argc ), ElementsAre( "program", "b" ) );
+    }
+    argc = 1;
+    argv = pointers;
+    { const InInitGuard another( argc, argv ); }
+    EXPECT_EQ( valueAtStart, "built in" );
     InPackageFrame::getInstance().start();
 }
 

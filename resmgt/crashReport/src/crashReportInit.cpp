@@ -1,18 +1,24 @@
 #include <base/init/inInit.h>
-#include <resmgt/crashReport/crashReportPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* crashReport::getType() noexcept {
+    return &typeid( crashReport );
+}
+
 template <>
-InInit<QvInit::crashReport>::InInit()
+InInit<crashReport>::InInit()
     : InPackageInit( "crashReport" ) {
     registerPackage();
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<base>();
 }
 
 namespace {
 
-InInit<QvInit::crashReport> package;
+InInit<crashReport> package;
 
 } // namespace
 

@@ -1,29 +1,31 @@
 #include <base/init/inInit.h>
 #include <base/values/dtRefTimeFactory.h>
-#include <resmgt/discreteTimeImp/discreteTimeImpPackage.h>
 #include <resmgt/discreteTimeImp/src/dtRefClockSourceHwCounter.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/profiling/profilingPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
-template <>
-InInit<QvInit::discreteTimeImp>::InInit()
-    : InPackageInit( "discreteTimeImp" ) {
-    registerPackage();
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::profiling>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+using namespace QvInit;
+
+const std::type_info* discreteTimeImp::getType() noexcept {
+    return &typeid( discreteTimeImp );
 }
 
 template <>
-void InInit<QvInit::discreteTimeImp>::initializePackage() {
+InInit<discreteTimeImp>::InInit()
+    : InPackageInit( "discreteTimeImp" ) {
+    registerPackage();
+    dependsOn<osal, profiling, base>();
+}
+
+template <>
+void InInit<discreteTimeImp>::initializePackage() {
     DtRefTimeFactory::initialize( OPtr<DtRefClockSource>( new DtRefClockSourceHwCounter ) );
 }
 
 namespace {
 
-InInit<QvInit::discreteTimeImp> package;
+InInit<discreteTimeImp> package;
 
 } // namespace
 

@@ -1,34 +1,24 @@
 #include <base/init/inInit.h>
-#include <resmgt/dynamicAllocation/dynamicAllocationPackage.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/messages/messagesPackage.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/profiling/profilingPackage.h>
-#include <resmgt/testing/testingPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* dynamicAllocation::getType() noexcept {
+    return &typeid( dynamicAllocation );
+}
+
 template <>
-InInit<QvInit::dynamicAllocation>::InInit()
+InInit<dynamicAllocation>::InInit()
     : InPackageInit( "dynamicAllocation" ) {
     registerPackage();
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::testing>::getType() );
-    addDependency( InInit<QvInit::messages>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::profiling>::getType() );
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<locks, testing, messages, logger, initVars, osal, profiling, osSupport, base>();
 }
 
 namespace {
 
-InInit<QvInit::dynamicAllocation> package;
+InInit<dynamicAllocation> package;
 
 } // namespace
 

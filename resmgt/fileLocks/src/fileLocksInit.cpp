@@ -1,36 +1,25 @@
 #include <base/init/inInit.h>
-#include <resmgt/fileLocks/fileLocksPackage.h>
-#include <resmgt/literals/literalsPackage.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/profiling/profilingPackage.h>
-#include <resmgt/threadExtensions/threadExtensionsPackage.h>
-#include <resmgt/threads/threadsPackage.h>
-#include <resmgt/xml/xmlPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* fileLocks::getType() noexcept {
+    return &typeid( fileLocks );
+}
+
 template <>
-InInit<QvInit::fileLocks>::InInit()
+InInit<fileLocks>::InInit()
     : InPackageInit( "fileLocks" ) {
     registerPackage();
-    addDependency( InInit<QvInit::threads>::getType() );
-    addDependency( InInit<QvInit::threadExtensions>::getType() );
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::xml>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::literals>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::profiling>::getType() );
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<threads, threadExtensions, locks, xml, logger, literals, osal, profiling, osSupport,
+              base>();
 }
 
 namespace {
 
-InInit<QvInit::fileLocks> package;
+InInit<fileLocks> package;
 
 } // namespace
 

@@ -1,34 +1,25 @@
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
-#include <resmgt/fileMonitoring/fileMonitoringPackage.h>
-#include <resmgt/literals/literalsPackage.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/profiling/profilingPackage.h>
-#include <resmgt/threads/threadsPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* fileMonitoring::getType() noexcept {
+    return &typeid( fileMonitoring );
+}
+
 template <>
-InInit<QvInit::fileMonitoring>::InInit()
+InInit<fileMonitoring>::InInit()
     : InPackageInit( "fileMonitoring" ) {
     registerPackage();
-    addDependency( InInit<QvInit::threads>::getType() );
-    addDependency( InInit<QvInit::literals>::getType() );
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::profiling>::getType() );
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::pluginAPI>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<threads, literals, locks, logger, osal, profiling, osSupport, pluginAPI, base>();
 }
 
 namespace {
 
-InInit<QvInit::fileMonitoring> package;
+InInit<fileMonitoring> package;
 
 } // namespace
 

@@ -1,20 +1,21 @@
 #include <base/init/inInit.h>
 #include <resmgt/initApp/inInitAppInitFile.h>
-#include <resmgt/initApp/initAppPackage.h>
-#include <resmgt/initInstallDir/initInstallDirPackage.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/osal/osalPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* initApp::getType() noexcept {
+    return &typeid( initApp );
+}
+
 template <>
-InInit<QvInit::initApp>::InInit()
+InInit<initApp>::InInit()
     : InPackageInit( "initApp" ) {
     registerPackage();
-    addDependency( InInit<QvInit::initInstallDir>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<initInstallDir, initVars, osal, base>();
+    provideSources();
 }
 
 namespace {
@@ -24,19 +25,19 @@ InContextAliasAppInitFileBuilder builder;
 } // namespace
 
 template <>
-void InInit<QvInit::initApp>::initializePackage() {
+void InInit<initApp>::initializePackage() {
     InVariableBase::registerAppContextAliasBuilders( &builder );
 }
 
 template <>
-void InInit<QvInit::initApp>::finalizePackage() {
+void InInit<initApp>::finalizePackage() {
     InVariableBase::unregisterAppContextAliasBuilders();
     InInitAppInitFile::get().finalize();
 }
 
 namespace {
 
-InInit<QvInit::initApp> package;
+InInit<initApp> package;
 
 } // namespace
 

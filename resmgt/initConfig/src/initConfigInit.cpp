@@ -1,24 +1,22 @@
 #include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
-#include <resmgt/initApp/initAppPackage.h>
-#include <resmgt/initConfig/initConfigPackage.h>
 #include <resmgt/initConfig/src/deploymentVariables.h>
-#include <resmgt/initInstallDir/initInstallDirPackage.h>
-#include <resmgt/initVars/initVarsPackage.h>
 #include <resmgt/osal/osFilePath.h>
-#include <resmgt/osal/osalPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* initConfig::getType() noexcept {
+    return &typeid( initConfig );
+}
+
 template <>
-InInit<QvInit::initConfig>::InInit()
+InInit<initConfig>::InInit()
     : InPackageInit( "initConfig" ) {
     registerPackage();
-    addDependency( InInit<QvInit::initApp>::getType() );
-    addDependency( InInit<QvInit::initInstallDir>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<initApp, initInstallDir, initVars, osal, base>();
 }
 
 namespace {
@@ -32,7 +30,7 @@ struct TempDir {
     }
 };
 
-InInit<QvInit::initConfig> package;
+InInit<initConfig> package;
 
 const InContextAlias<InInitEnv, 0> resourcesDirEnv( "QV_RESOURCES_DIR", "Resources directory." );
 const InVariable<const char*> resourcesDir( "ombra::deployment::resourcesDir", package,

@@ -1,24 +1,26 @@
 #include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
-#include <resmgt/initInstallDir/initInstallDirPackage.h>
 #include <resmgt/initInstallDir/src/installDirVariable.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/osal/osalPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* initInstallDir::getType() noexcept {
+    return &typeid( initInstallDir );
+}
+
 template <>
-InInit<QvInit::initInstallDir>::InInit()
+InInit<initInstallDir>::InInit()
     : InPackageInit( "initInstallDir" ) {
     registerPackage();
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<initVars, osal, base>();
 }
 
 namespace {
 
-InInit<QvInit::initInstallDir> package;
+InInit<initInstallDir> package;
 
 const InContextAlias<InInitEnv, 0> installDirEnv( "QV_INSTALL_DIR", "Install directory." );
 const InVariable<const char*> installDir( "ombra::deployment::installDir", package, installDirEnv );

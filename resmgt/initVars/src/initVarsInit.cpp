@@ -2,20 +2,23 @@
 #include <base/init/inInit.h>
 #include <resmgt/initVars/envVarRegistry.h>
 #include <resmgt/initVars/inInitUserInitFile.h>
-#include <resmgt/initVars/initVarsPackage.h>
 #include <resmgt/initVars/src/initVarsVariables.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* initVars::getType() noexcept {
+    return &typeid( initVars );
+}
+
 template <>
-InInit<QvInit::initVars>::InInit()
+InInit<initVars>::InInit()
     : InPackageInit( "initVars" ) {
     registerPackage();
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<osSupport, osal, base>();
+    provideSources();
 }
 
 namespace {
@@ -25,13 +28,13 @@ InContextAliasUserInitFileBuilder builder;
 } // namespace
 
 template <>
-void InInit<QvInit::initVars>::initializePackage() {
+void InInit<initVars>::initializePackage() {
     EnvVarRegistry::initialize();
     InVariableBase::registerUserContextAliasBuilders( &builder );
 }
 
 template <>
-void InInit<QvInit::initVars>::finalizePackage() {
+void InInit<initVars>::finalizePackage() {
     InVariableBase::unregisterUserContextAliasBuilders();
     InInitUserInitFile::get().finalize();
     EnvVarRegistry::finalize();
@@ -39,7 +42,7 @@ void InInit<QvInit::initVars>::finalizePackage() {
 
 namespace {
 
-InInit<QvInit::initVars> package;
+InInit<initVars> package;
 
 const InContextAlias<InInitArg, 1> userInitFileArg( "init:", "User initialization file." );
 const InContextAlias<InInitEnv, 0> userInitFileEnv( USER_INIT_FILE_ENV,

@@ -3,23 +3,25 @@
 #include <resmgt/literals/liStringSubstituter.h>
 #include <resmgt/literals/liStringUtil.h>
 #include <resmgt/literals/liTimeCodeFactory.h>
-#include <resmgt/literals/literalsPackage.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/osal/osalPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
-template <>
-InInit<QvInit::literals>::InInit()
-    : InPackageInit( "literals" ) {
-    registerPackage();
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+using namespace QvInit;
+
+const std::type_info* literals::getType() noexcept {
+    return &typeid( literals );
 }
 
 template <>
-void InInit<QvInit::literals>::initializePackage() {
+InInit<literals>::InInit()
+    : InPackageInit( "literals" ) {
+    registerPackage();
+    dependsOn<osal, locks, base>();
+}
+
+template <>
+void InInit<literals>::initializePackage() {
     LiStringSubstituter::initialize();
     LiStringUtil::initialize();
     LiRateRegistry::initialize();
@@ -32,7 +34,7 @@ void InInit<QvInit::literals>::initializePackage() {
 }
 
 template <>
-void InInit<QvInit::literals>::finalizePackage() {
+void InInit<literals>::finalizePackage() {
     LiTimeCodeFactory::finalize();
     LiRateRegistry::finalize();
     LiStringSubstituter::finalize();
@@ -40,7 +42,7 @@ void InInit<QvInit::literals>::finalizePackage() {
 
 namespace {
 
-InInit<QvInit::literals> package;
+InInit<literals> package;
 
 } // namespace
 

@@ -3,11 +3,11 @@
 #include <pluginAPI/piAppThread.h>
 #include <pluginAPI/pluginAPIPackage.h>
 #include <resmgt/locks/lkSingletonRegistry.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/osal/osalPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
+
+using namespace QvInit;
 
 namespace {
 
@@ -36,31 +36,32 @@ private:
 
 } // namespace
 
-template <>
-InInit<QvInit::locks>::InInit()
-    : InPackageInit( "locks" ) {
-    registerPackage();
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::pluginAPI>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+const std::type_info* locks::getType() noexcept {
+    return &typeid( locks );
 }
 
 template <>
-void InInit<QvInit::locks>::initializePackage() {
+InInit<locks>::InInit()
+    : InPackageInit( "locks" ) {
+    registerPackage();
+    dependsOn<osal, logger, pluginAPI, base>();
+}
+
+template <>
+void InInit<locks>::initializePackage() {
     LkSingletonRegistry::init();
     LkAppThread::start();
 }
 
 template <>
-void InInit<QvInit::locks>::finalizePackage() {
+void InInit<locks>::finalizePackage() {
     LkAppThread::stop();
     LkSingletonRegistry::fini();
 }
 
 namespace {
 
-InInit<QvInit::locks> package;
+InInit<locks> package;
 
 } // namespace
 

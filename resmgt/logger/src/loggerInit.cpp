@@ -1,28 +1,24 @@
 #include <base/init/inInit.h>
-#include <resmgt/initConfig/initConfigPackage.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/profiling/profilingPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* logger::getType() noexcept {
+    return &typeid( logger );
+}
+
 template <>
-InInit<QvInit::logger>::InInit()
+InInit<logger>::InInit()
     : InPackageInit( "logger" ) {
     registerPackage();
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::initConfig>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::profiling>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<osSupport, initVars, initConfig, osal, profiling, base>();
 }
 
 namespace {
 
-InInit<QvInit::logger> package;
+InInit<logger> package;
 
 } // namespace
 

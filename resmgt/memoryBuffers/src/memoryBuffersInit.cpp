@@ -1,42 +1,36 @@
 #include <base/init/inInit.h>
-#include <resmgt/dynamicAllocation/dynamicAllocationPackage.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/literals/literalsPackage.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/memoryBuffers/memoryBuffersPackage.h>
 #include <resmgt/memoryBuffers/src/mbBufferFactoryRegistryImp.h>
-#include <resmgt/random/randomPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
-template <>
-InInit<QvInit::memoryBuffers>::InInit()
-    : InPackageInit( "memoryBuffers" ) {
-    registerPackage();
-    addDependency( InInit<QvInit::random>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::dynamicAllocation>::getType() );
-    addDependency( InInit<QvInit::literals>::getType() );
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+using namespace QvInit;
+
+const std::type_info* memoryBuffers::getType() noexcept {
+    return &typeid( memoryBuffers );
 }
 
 template <>
-void InInit<QvInit::memoryBuffers>::initializePackage() {
+InInit<memoryBuffers>::InInit()
+    : InPackageInit( "memoryBuffers" ) {
+    registerPackage();
+    dependsOn<random, logger, dynamicAllocation, literals, locks, initVars, base>();
+}
+
+template <>
+void InInit<memoryBuffers>::initializePackage() {
     InSingleton<MbBufferFactoryRegistryImp>::initialize(
         OPtr<MbBufferFactoryRegistryImp>( new MbBufferFactoryRegistryImp ) );
 }
 
 template <>
-void InInit<QvInit::memoryBuffers>::finalizePackage() {
+void InInit<memoryBuffers>::finalizePackage() {
     InSingleton<MbBufferFactoryRegistryImp>::finalize();
 }
 
 namespace {
 
-InInit<QvInit::memoryBuffers> package;
+InInit<memoryBuffers> package;
 
 } // namespace
 

@@ -1,39 +1,35 @@
 #include <base/init/inInit.h>
-#include <resmgt/initConfig/initConfigPackage.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/messages/messagesPackage.h>
 #include <resmgt/messages/msgServer.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
-template <>
-InInit<QvInit::messages>::InInit()
-    : InPackageInit( "messages" ) {
-    registerPackage();
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::initConfig>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+using namespace QvInit;
+
+const std::type_info* messages::getType() noexcept {
+    return &typeid( messages );
 }
 
 template <>
-void InInit<QvInit::messages>::initializePackage() {
+InInit<messages>::InInit()
+    : InPackageInit( "messages" ) {
+    registerPackage();
+    dependsOn<osSupport, osal, logger, initVars, initConfig, base>();
+}
+
+template <>
+void InInit<messages>::initializePackage() {
     MsgServer::initialize();
 }
 
 template <>
-void InInit<QvInit::messages>::finalizePackage() {
+void InInit<messages>::finalizePackage() {
     MsgServer::finalize();
 }
 
 namespace {
 
-InInit<QvInit::messages> package;
+InInit<messages> package;
 
 } // namespace
 

@@ -1,36 +1,25 @@
 #include <base/init/inInit.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/messages/messagesPackage.h>
-#include <resmgt/observers/observersPackage.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/profiling/profilingPackage.h>
-#include <resmgt/testing/testingPackage.h>
-#include <resmgt/threads/threadsPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* observers::getType() noexcept {
+    return &typeid( observers );
+}
+
 template <>
-InInit<QvInit::observers>::InInit()
+InInit<observers>::InInit()
     : InPackageInit( "observers" ) {
     registerPackage();
-    addDependency( InInit<QvInit::testing>::getType() );
-    addDependency( InInit<QvInit::profiling>::getType() );
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::messages>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::threads>::getType() );
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<testing, profiling, osSupport, osal, initVars, messages, logger, threads, locks,
+              base>();
 }
 
 namespace {
 
-InInit<QvInit::observers> package;
+InInit<observers> package;
 
 } // namespace
 

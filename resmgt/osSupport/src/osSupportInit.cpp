@@ -1,18 +1,24 @@
 #include <base/init/inInit.h>
-#include <resmgt/osSupport/osSupportPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* osSupport::getType() noexcept {
+    return &typeid( osSupport );
+}
+
 template <>
-InInit<QvInit::osSupport>::InInit()
+InInit<osSupport>::InInit()
     : InPackageInit( "osSupport" ) {
     registerPackage();
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<base>();
 }
 
 namespace {
 
-InInit<QvInit::osSupport> package;
+InInit<osSupport> package;
 
 } // namespace
 

@@ -3,21 +3,22 @@
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
 #include <resmgt/osSupport/osMemoryArch.h>
-#include <resmgt/osSupport/osSupportPackage.h>
 #include <resmgt/osal/osDirectory.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/profiling/profilingPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* osal::getType() noexcept {
+    return &typeid( osal );
+}
+
 template <>
-InInit<QvInit::osal>::InInit()
+InInit<osal>::InInit()
     : InPackageInit( "osal" ) {
     registerPackage();
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::profiling>::getType() );
-    addDependency( InInit<QvInit::pluginAPI>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<osSupport, profiling, pluginAPI, base>();
 }
 
 namespace {
@@ -40,14 +41,14 @@ void makeTempDirectory() {
 } // namespace
 
 template <>
-void InInit<QvInit::osal>::initializePackage() {
+void InInit<osal>::initializePackage() {
     makeTempDirectory();
     OsMemoryArch::getInstance();
 }
 
 namespace {
 
-InInit<QvInit::osal> package;
+InInit<osal> package;
 
 } // namespace
 

@@ -1,20 +1,24 @@
 #include <base/init/inInit.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/predicate/predicatePackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* predicate::getType() noexcept {
+    return &typeid( predicate );
+}
+
 template <>
-InInit<QvInit::predicate>::InInit()
+InInit<predicate>::InInit()
     : InPackageInit( "predicate" ) {
     registerPackage();
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<locks, base>();
 }
 
 namespace {
 
-InInit<QvInit::predicate> package;
+InInit<predicate> package;
 
 } // namespace
 

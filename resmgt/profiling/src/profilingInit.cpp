@@ -1,22 +1,26 @@
 #include <base/init/inInit.h>
-#include <resmgt/osSupport/osSupportPackage.h>
 #include <resmgt/profiling/hwCounter.h>
 #include <resmgt/profiling/prProcessTimes.h>
-#include <resmgt/profiling/profilingPackage.h>
 #include <resmgt/profiling/sleeper.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
-template <>
-InInit<QvInit::profiling>::InInit()
-    : InPackageInit( "profiling" ) {
-    registerPackage();
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+using namespace QvInit;
+
+const std::type_info* profiling::getType() noexcept {
+    return &typeid( profiling );
 }
 
 template <>
-void InInit<QvInit::profiling>::initializePackage() {
+InInit<profiling>::InInit()
+    : InPackageInit( "profiling" ) {
+    registerPackage();
+    dependsOn<osSupport, base>();
+}
+
+template <>
+void InInit<profiling>::initializePackage() {
     // Builds the counter's engine, and shows that it can be read.
     HwCounter::timeStamp();
     Sleeper::initialize();
@@ -30,14 +34,14 @@ void InInit<QvInit::profiling>::initializePackage() {
 }
 
 template <>
-void InInit<QvInit::profiling>::finalizePackage() {
+void InInit<profiling>::finalizePackage() {
     PrProcessTimes::finalize();
     Sleeper::finalize();
 }
 
 namespace {
 
-InInit<QvInit::profiling> package;
+InInit<profiling> package;
 
 } // namespace
 

@@ -1,18 +1,24 @@
 #include <base/init/inInit.h>
-#include <resmgt/random/randomPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* random::getType() noexcept {
+    return &typeid( random );
+}
+
 template <>
-InInit<QvInit::random>::InInit()
+InInit<random>::InInit()
     : InPackageInit( "random" ) {
     registerPackage();
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<base>();
 }
 
 namespace {
 
-InInit<QvInit::random> package;
+InInit<random> package;
 
 } // namespace
 

@@ -1,73 +1,25 @@
 #include <base/init/inBuildInfoUtil.h>
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
-#include <resmgt/content/contentPackage.h>
-#include <resmgt/crashReport/crashReportPackage.h>
-#include <resmgt/discreteTimeImp/discreteTimeImpPackage.h>
-#include <resmgt/dynamicAllocation/dynamicAllocationPackage.h>
-#include <resmgt/fileLocks/fileLocksPackage.h>
-#include <resmgt/fileMonitoring/fileMonitoringPackage.h>
-#include <resmgt/initApp/initAppPackage.h>
-#include <resmgt/initConfig/initConfigPackage.h>
-#include <resmgt/initInstallDir/initInstallDirPackage.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/literals/literalsPackage.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/memoryBuffers/memoryBuffersPackage.h>
-#include <resmgt/messages/messagesPackage.h>
-#include <resmgt/observers/observersPackage.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/predicate/predicatePackage.h>
-#include <resmgt/profiling/profilingPackage.h>
-#include <resmgt/random/randomPackage.h>
-#include <resmgt/resmgtLib/resmgtPackage.h>
 #include <resmgt/resmgtLib/src/substitutionPatterns.h>
-#include <resmgt/rtti/rttiPackage.h>
-#include <resmgt/testing/testingPackage.h>
-#include <resmgt/threadExtensions/threadExtensionsPackage.h>
-#include <resmgt/threads/threadsPackage.h>
-#include <resmgt/tooltips/tooltipsPackage.h>
-#include <resmgt/usageMetrics/usageMetricsPackage.h>
-#include <resmgt/xml/xmlPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* resmgt::getType() noexcept {
+    return &typeid( resmgt );
+}
+
 template <>
-InInit<QvInit::resmgt>::InInit()
+InInit<resmgt>::InInit()
     : InPackageInit( "resmgt" ) {
     registerPackage();
-    addDependency( InInit<QvInit::pluginAPI>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
-    addDependency( InInit<QvInit::rtti>::getType() );
-    addDependency( InInit<QvInit::content>::getType() );
-    addDependency( InInit<QvInit::memoryBuffers>::getType() );
-    addDependency( InInit<QvInit::observers>::getType() );
-    addDependency( InInit<QvInit::threadExtensions>::getType() );
-    addDependency( InInit<QvInit::threads>::getType() );
-    addDependency( InInit<QvInit::xml>::getType() );
-    addDependency( InInit<QvInit::dynamicAllocation>::getType() );
-    addDependency( InInit<QvInit::literals>::getType() );
-    addDependency( InInit<QvInit::predicate>::getType() );
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::random>::getType() );
-    addDependency( InInit<QvInit::discreteTimeImp>::getType() );
-    addDependency( InInit<QvInit::testing>::getType() );
-    addDependency( InInit<QvInit::messages>::getType() );
-    addDependency( InInit<QvInit::tooltips>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::initConfig>::getType() );
-    addDependency( InInit<QvInit::initApp>::getType() );
-    addDependency( InInit<QvInit::initInstallDir>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::profiling>::getType() );
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::fileMonitoring>::getType() );
-    addDependency( InInit<QvInit::fileLocks>::getType() );
-    addDependency( InInit<QvInit::crashReport>::getType() );
-    addDependency( InInit<QvInit::usageMetrics>::getType() );
+    dependsOn<pluginAPI, base, rtti, content, memoryBuffers, observers, threadExtensions, threads,
+              xml, dynamicAllocation, literals, predicate, locks, random, discreteTimeImp, testing,
+              messages, tooltips, logger, initConfig, initApp, initInstallDir, initVars, osal,
+              profiling, osSupport, fileMonitoring, fileLocks, crashReport, usageMetrics>();
 }
 
 namespace {
@@ -93,19 +45,19 @@ public:
 } // namespace
 
 template <>
-void InInit<QvInit::resmgt>::initializePackage() {
+void InInit<resmgt>::initializePackage() {
     InBuildInfoUtil::registerInfo( OPtr<InBuildInfo>( new LibraryBuildInfo ) );
     SubstitutionPatterns::registerAll();
 }
 
 template <>
-void InInit<QvInit::resmgt>::finalizePackage() {
+void InInit<resmgt>::finalizePackage() {
     SubstitutionPatterns::unregisterAll();
 }
 
 namespace {
 
-InInit<QvInit::resmgt> package;
+InInit<resmgt> package;
 
 } // namespace
 

@@ -1,20 +1,24 @@
 #include <base/init/inInit.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/rtti/rttiPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* rtti::getType() noexcept {
+    return &typeid( rtti );
+}
+
 template <>
-InInit<QvInit::rtti>::InInit()
+InInit<rtti>::InInit()
     : InPackageInit( "rtti" ) {
     registerPackage();
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<locks, base>();
 }
 
 namespace {
 
-InInit<QvInit::rtti> package;
+InInit<rtti> package;
 
 } // namespace
 

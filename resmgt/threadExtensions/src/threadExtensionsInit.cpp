@@ -1,38 +1,25 @@
 #include <base/init/inInit.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/literals/literalsPackage.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/messages/messagesPackage.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/profiling/profilingPackage.h>
-#include <resmgt/testing/testingPackage.h>
-#include <resmgt/threadExtensions/threadExtensionsPackage.h>
-#include <resmgt/threads/threadsPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* threadExtensions::getType() noexcept {
+    return &typeid( threadExtensions );
+}
+
 template <>
-InInit<QvInit::threadExtensions>::InInit()
+InInit<threadExtensions>::InInit()
     : InPackageInit( "threadExtensions" ) {
     registerPackage();
-    addDependency( InInit<QvInit::messages>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::testing>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::profiling>::getType() );
-    addDependency( InInit<QvInit::threads>::getType() );
-    addDependency( InInit<QvInit::literals>::getType() );
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<messages, osal, osSupport, testing, initVars, logger, profiling, threads, literals,
+              locks, base>();
 }
 
 namespace {
 
-InInit<QvInit::threadExtensions> package;
+InInit<threadExtensions> package;
 
 } // namespace
 

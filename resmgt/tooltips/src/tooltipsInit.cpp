@@ -1,32 +1,25 @@
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
-#include <resmgt/initConfig/initConfigPackage.h>
-#include <resmgt/initVars/initVarsPackage.h>
-#include <resmgt/literals/literalsPackage.h>
-#include <resmgt/logger/loggerPackage.h>
-#include <resmgt/osSupport/osSupportPackage.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/tooltips/tooltipsPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* tooltips::getType() noexcept {
+    return &typeid( tooltips );
+}
+
 template <>
-InInit<QvInit::tooltips>::InInit()
+InInit<tooltips>::InInit()
     : InPackageInit( "tooltips" ) {
     registerPackage();
-    addDependency( InInit<QvInit::literals>::getType() );
-    addDependency( InInit<QvInit::osSupport>::getType() );
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::logger>::getType() );
-    addDependency( InInit<QvInit::initVars>::getType() );
-    addDependency( InInit<QvInit::initConfig>::getType() );
-    addDependency( InInit<QvInit::pluginAPI>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<literals, osSupport, osal, logger, initVars, initConfig, pluginAPI, base>();
 }
 
 namespace {
 
-InInit<QvInit::tooltips> package;
+InInit<tooltips> package;
 
 } // namespace
 

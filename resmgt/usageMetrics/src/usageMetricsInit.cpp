@@ -1,18 +1,24 @@
 #include <base/init/inInit.h>
-#include <resmgt/usageMetrics/usageMetricsPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* usageMetrics::getType() noexcept {
+    return &typeid( usageMetrics );
+}
+
 template <>
-InInit<QvInit::usageMetrics>::InInit()
+InInit<usageMetrics>::InInit()
     : InPackageInit( "usageMetrics" ) {
     registerPackage();
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<base>();
 }
 
 namespace {
 
-InInit<QvInit::usageMetrics> package;
+InInit<usageMetrics> package;
 
 } // namespace
 

@@ -1,24 +1,24 @@
 #include <base/init/inInit.h>
-#include <resmgt/literals/literalsPackage.h>
-#include <resmgt/locks/locksPackage.h>
-#include <resmgt/osal/osalPackage.h>
-#include <resmgt/xml/xmlPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
+using namespace QvInit;
+
+const std::type_info* xml::getType() noexcept {
+    return &typeid( xml );
+}
+
 template <>
-InInit<QvInit::xml>::InInit()
+InInit<xml>::InInit()
     : InPackageInit( "xml" ) {
     registerPackage();
-    addDependency( InInit<QvInit::osal>::getType() );
-    addDependency( InInit<QvInit::literals>::getType() );
-    addDependency( InInit<QvInit::locks>::getType() );
-    addDependency( InInit<QvInit::base>::getType() );
+    dependsOn<osal, literals, locks, base>();
 }
 
 namespace {
 
-InInit<QvInit::xml> package;
+InInit<xml> package;
 
 } // namespace
 

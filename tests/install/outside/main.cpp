@@ -41,8 +41,7 @@ bool isCaughtAs( void ( *fail )(), const char* text ) {
 } // namespace
 
 int main( int argc, char** argv ) {
-    const char* const* arguments = argv;
-    const Qv::InInitGuard packages( argc, arguments );
+    const Qv::InInitGuard packages( argc, argv );
     const bool isCaught =
         isCaughtAs<Qv::ExAssertionFailed>( failInBase, "raised in the library" ) &&
         isCaughtAs<Qv::ExBase>( failInBase, "raised in the library" ) &&
