@@ -4,18 +4,20 @@
 # libraries, for what several packages do together, and has ctest run each of its tests. One that is
 # NOT_RUN is started by other tests.
 #
+# Under the thread sanitizer the programs of the packages are made of those sources whose tests start
+# threads, known by the words TestThread or std::thread; the other presets run the rest.
+#
 # qv_finish_package_tests() makes the white-box test programs once all packages are declared, and
 # under the preset fuzz the fuzzers: each, and all of them as the target qv_fuzzers.
 
 find_package( GTest REQUIRED )
 include( GoogleTest )
 
-# What every test source is compiled with. To compile it quickly matters more than its own speed, and
-# the lines of a stack more than its variables; preset clang keeps all for the debugger. The
+# What every test source is compiled with: to compile it quickly matters more than its own speed. The
 # product's objects that a test program is made of keep their options.
 add_library( qv_test_build INTERFACE )
 target_link_libraries( qv_test_build INTERFACE qv_build GTest::gmock ${CMAKE_DL_LIBS} )
-target_compile_options( qv_test_build INTERFACE "$<$<NOT:$<CONFIG:Debug>>:-O1;-g1>"
+target_compile_options( qv_test_build INTERFACE $<$<NOT:$<CONFIG:Debug>>:-O1>
     # Lets ccache see what a precompiled header was made of.
     $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess> )
 
@@ -87,10 +89,33 @@ function( qv_add_package_test package )
     endforeach()
 endfunction()
 
+# Leaves out what starts no thread; helpers that define no test stay. Empty when no test is left.
+function( qv_threaded_tests result sources )
+    set( kept )
+    set( has_tests FALSE )
+    foreach( source IN LISTS sources )
+        file( STRINGS "${source}" tests REGEX "^ *(TYPED_)?TEST(_F|_P)?\\(" LIMIT_COUNT 1 )
+        file( STRINGS "${source}" threads REGEX "TestThread|std::j?thread" LIMIT_COUNT 1 )
+        if( threads OR NOT tests )
+            list( APPEND kept "${source}" )
+        endif()
+        if( threads AND tests )
+            set( has_tests TRUE )
+        endif()
+    endforeach()
+    if( NOT has_tests )
+        set( kept )
+    endif()
+    set( ${result} ${kept} PARENT_SCOPE )
+endfunction()
+
 function( qv_finish_package_tests )
     get_property( packages GLOBAL PROPERTY QV_PACKAGES )
     foreach( package IN LISTS packages )
         get_property( tests GLOBAL PROPERTY QV_${package}_TESTS )
+        if( QV_SANITIZE STREQUAL "thread" )
+            qv_threaded_tests( tests "${tests}" )
+        endif()
         if( tests )
             qv_add_package_test( ${package} ${tests} )
         endif()
