@@ -3,6 +3,7 @@
 #include <base/init/inPackageInit.h>
 #include <base/init/inUtils.h>
 #include <base/init/inVariable.h>
+#include <base/text/ascii.h>
 #include <base/trace/traceManager.h>
 
 #include <algorithm>
@@ -42,15 +43,6 @@ BuilderKinds& builderKinds() {
     return kinds;
 }
 
-std::string_view trim( std::string_view text ) {
-    constexpr std::string_view blanks = " \t\n\v\f\r";
-    const std::size_t begin = text.find_first_not_of( blanks );
-    if( begin == std::string_view::npos ) {
-        return {};
-    }
-    return text.substr( begin, text.find_last_not_of( blanks ) - begin + 1 );
-}
-
 /// How far a whole text could be read as an int.
 std::errc parseInt( std::string_view text, int& value ) noexcept {
     if( text.starts_with( '+' ) && !text.starts_with( "+-" ) ) {
@@ -59,12 +51,6 @@ std::errc parseInt( std::string_view text, int& value ) noexcept {
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars( text.data(), end, value );
     return result.ptr != end ? std::errc::invalid_argument : result.ec;
-}
-
-bool equalsIgnoringCase( std::string_view text, std::string_view lowerCaseWord ) noexcept {
-    return std::ranges::equal( text, lowerCaseWord, {}, []( char c ) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>( c - 'A' + 'a' ) : c;
-    } );
 }
 
 void report( const InVariableBase& variable, const InContextAliasBase& alias,
@@ -79,9 +65,9 @@ void report( const InVariableBase& variable, const InContextAliasBase& alias,
 } // namespace
 
 bool InVariableText::parse( const char* text, bool& value ) noexcept {
-    const std::string_view word = trim( text );
-    const bool isTrue = equalsIgnoringCase( word, "true" );
-    if( isTrue || equalsIgnoringCase( word, "false" ) ) {
+    const std::string_view word = Ascii::trim( text );
+    const bool isTrue = Ascii::equalsIgnoringCase( word, "true" );
+    if( isTrue || Ascii::equalsIgnoringCase( word, "false" ) ) {
         value = isTrue;
         return true;
     }
@@ -96,7 +82,7 @@ bool InVariableText::parse( const char* text, bool& value ) noexcept {
 
 bool InVariableText::parse( const char* text, int& value ) noexcept {
     int number = 0;
-    if( parseInt( trim( text ), number ) != std::errc() ) {
+    if( parseInt( Ascii::trim( text ), number ) != std::errc() ) {
         return false;
     }
     value = number;

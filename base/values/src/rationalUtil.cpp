@@ -1,6 +1,7 @@
 #include <base/values/rationalUtil.h>
 
 #include <base/failure/qvHere.h>
+#include <base/text/ascii.h>
 #include <base/values/rationalEx.h>
 
 #include <algorithm>
@@ -27,10 +28,6 @@ struct Decimal {
     std::int64_t exponent = 0;
 };
 
-bool isDigit( char c ) {
-    return c >= '0' && c <= '9';
-}
-
 /// Takes the sign away; answers whether it was a minus.
 bool takeSign( std::string_view& text ) {
     if( text.empty() || ( text.front() != '-' && text.front() != '+' ) ) {
@@ -44,9 +41,9 @@ bool takeSign( std::string_view& text ) {
 /// Takes the digits at the front away, each of which moves the number's point by `step` places;
 /// answers whether there was one.
 bool takeDigits( std::string_view& text, int step, Decimal& number ) {
-    const bool isFirstDigit = !text.empty() && isDigit( text.front() );
+    const bool isFirstDigit = !text.empty() && Ascii::isDigit( text.front() );
     constexpr auto DIGITS_LIMIT = UInt128( 1'000'000'000'000'000'000 / 10 );
-    while( !text.empty() && isDigit( text.front() ) ) {
+    while( !text.empty() && Ascii::isDigit( text.front() ) ) {
         if( number.digits < DIGITS_LIMIT ) {
             number.digits = number.digits * 10 + static_cast<unsigned>( text.front() - '0' );
             number.exponent += step;
@@ -67,9 +64,9 @@ bool takeExponent( std::string_view& text, Decimal& number ) {
     // Beyond this any exponent gives 0 or is out of range.
     constexpr std::int64_t LIMIT = 1'000'000'000'000;
     const bool isNegative = takeSign( text );
-    const bool hasDigits = !text.empty() && isDigit( text.front() );
+    const bool hasDigits = !text.empty() && Ascii::isDigit( text.front() );
     std::int64_t exponent = 0;
-    for( ; !text.empty() && isDigit( text.front() ); text.remove_prefix( 1 ) ) {
+    for( ; !text.empty() && Ascii::isDigit( text.front() ); text.remove_prefix( 1 ) ) {
         exponent = std::min( LIMIT, exponent * 10 + ( text.front() - '0' ) );
     }
     number.exponent += isNegative ? -exponent : exponent;

@@ -1,4 +1,5 @@
 #include <base/failure/qvHere.h>
+#include <base/text/ascii.h>
 #include <resmgt/initVars/inTextFile.h>
 #include <resmgt/initVars/inTextFileEx.h>
 #include <resmgt/initVars/src/inTextFileParser.h>
@@ -78,7 +79,7 @@ void checkPair( const char* file, const std::string& name, const std::string& va
     if( !isName( name ) ) {
         throw InTextFileEx::ExInvalidToken( QV_HERE, file, name );
     }
-    if( trimSpaces( value ) != value || value.ends_with( '\\' ) ||
+    if( Ascii::trim( value ) != value || value.ends_with( '\\' ) ||
         value.find_first_of( std::string_view( "\n\0", 2 ) ) != std::string::npos ) {
         const std::string detail = "the value of " + name + " couldn't be read back";
         throw InTextFileEx::ExInvalidFormat( QV_HERE, file, detail.c_str() );

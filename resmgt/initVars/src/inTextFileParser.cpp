@@ -1,4 +1,5 @@
 #include <base/failure/qvHere.h>
+#include <base/text/ascii.h>
 #include <resmgt/initVars/inTextFile.h>
 #include <resmgt/initVars/inTextFileEx.h>
 #include <resmgt/initVars/src/inTextFileParser.h>
@@ -18,16 +19,12 @@ constexpr std::string_view SEPARATORS = "= \t";
 /// What a backslash makes another character of.
 constexpr std::string_view ESCAPED = "bfnrtv#";
 
-/// As isspace of the C locale.
-constexpr bool isSpace( char c ) noexcept {
-    return c == ' ' || ( c >= '\t' && c <= '\r' );
-}
-
 constexpr auto NAME_CHARACTERS = [] {
     std::array<bool, 256> result{};
-    for( const char c : std::string_view( "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"
-                                          "abcdefghijklmnopqrstuvwxyz_.:" ) ) {
-        result[static_cast<unsigned char>( c )] = true;
+    for( int i = 0; i < 128; ++i ) {
+        const char c = static_cast<char>( i );
+        result[static_cast<unsigned char>( i )] =
+            Ascii::isLetter( c ) || Ascii::isDigit( c ) || c == '_' || c == '.' || c == ':';
     }
     return result;
 }();
@@ -43,16 +40,6 @@ bool endsInEscape( std::string_view text ) noexcept {
 
 } // namespace
 
-std::string_view trimSpaces( std::string_view text ) noexcept {
-    while( !text.empty() && isSpace( text.front() ) ) {
-        text.remove_prefix( 1 );
-    }
-    while( !text.empty() && isSpace( text.back() ) ) {
-        text.remove_suffix( 1 );
-    }
-    return text;
-}
-
 bool isName( std::string_view text ) noexcept {
     return !text.empty() && std::ranges::all_of( text, isNameCharacter );
 }
@@ -61,7 +48,7 @@ std::string_view stripComment( std::string_view value ) noexcept {
     for( std::size_t i = value.find( '#', 1 ); i != std::string_view::npos;
          i = value.find( '#', i + 1 ) ) {
         if( value[i - 1] != '\\' ) {
-            return trimSpaces( value.substr( 0, i ) );
+            return Ascii::trim( value.substr( 0, i ) );
         }
     }
     return value;
@@ -124,7 +111,7 @@ bool InTextPairParser::take( std::string_view line ) {
         finish();
         return false;
     }
-    std::string_view text = trimSpaces( line );
+    std::string_view text = Ascii::trim( line );
     if( _isContinued ) {
         append( text );
         text = _text;
@@ -165,7 +152,7 @@ void InTextPairParser::awaitMore( std::string_view text ) {
 }
 
 void InTextPairParser::split( std::string_view text ) {
-    text = trimSpaces( text );
+    text = Ascii::trim( text );
     const auto end = std::ranges::find_if_not( text, isNameCharacter );
     _name = text.substr( 0, static_cast<std::size_t>( end - text.begin() ) );
     if( end != text.end() && SEPARATORS.find( *end ) == std::string_view::npos ) {
@@ -176,9 +163,9 @@ void InTextPairParser::split( std::string_view text ) {
     if( _name.empty() ) {
         throw InTextFileEx::ExInvalidFormat( QV_HERE, _source.getFile(), _source.getNumber() );
     }
-    _value = trimSpaces( text.substr( _name.size() ) );
+    _value = Ascii::trim( text.substr( _name.size() ) );
     if( _value.starts_with( '=' ) ) {
-        _value = trimSpaces( _value.substr( 1 ) );
+        _value = Ascii::trim( _value.substr( 1 ) );
     }
     if( std::memchr( _value.data(), 0, _value.size() ) != nullptr ) {
         throw InTextFileEx::ExInvalidFormat( QV_HERE, _source.getFile(), _source.getNumber() );

@@ -83,8 +83,6 @@ private:
 
 /// The value without the comment behind it.
 std::string_view stripComment( std::string_view value ) noexcept;
-/// The text without white space at its ends.
-std::string_view trimSpaces( std::string_view text ) noexcept;
 /// Whether a name may hold these characters; the empty text isn't one.
 bool isName( std::string_view text ) noexcept;
 

@@ -1,4 +1,5 @@
 #include <base/failure/assertions.h>
+#include <base/text/ascii.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/literals/liStringUtil.h>
 #include <resmgt/osal/osFileUtils.h>
@@ -17,19 +18,13 @@ std::wstring& componentForbidden() {
     return characters;
 }
 
-// What the two kinds of text know of a character.
-bool isSpace( char c ) {
-    return c == ' ' || ( c >= '\t' && c <= '\r' );
-}
+// What the two kinds of text know of a character: wide text goes by the locale.
+using Ascii::isSpace;
+using Ascii::toLower;
+using Ascii::toUpper;
+
 bool isSpace( wchar_t c ) {
     return std::iswspace( static_cast<std::wint_t>( c ) ) != 0;
-}
-
-char toLower( char c ) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>( c - 'A' + 'a' ) : c;
-}
-char toUpper( char c ) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>( c - 'a' + 'A' ) : c;
 }
 wchar_t toLower( wchar_t c ) {
     return static_cast<wchar_t>( std::towlower( static_cast<std::wint_t>( c ) ) );
@@ -93,10 +88,6 @@ void substituteIn( Text& text, const Text& from, const Text& to ) {
     }
     result.append( text, begin );
     text = std::move( result );
-}
-
-bool isBlankOfAscii( wchar_t c ) {
-    return c == L' ' || ( c >= L'\t' && c <= L'\r' );
 }
 
 } // namespace
@@ -188,8 +179,9 @@ std::wstring LiStringUtil::sanitizeImp( const std::wstring& text, const std::wst
     auto begin = text.begin();
     auto end = text.end();
     if( isTrimmed ) {
-        begin = std::find_if_not( begin, end, isBlankOfAscii );
-        end = std::find_if_not( text.rbegin(), std::make_reverse_iterator( begin ), isBlankOfAscii )
+        begin = std::find_if_not( begin, end, Ascii::isSpace<wchar_t> );
+        end = std::find_if_not( text.rbegin(), std::make_reverse_iterator( begin ),
+                                Ascii::isSpace<wchar_t> )
                   .base();
     }
     std::wstring result( begin, end );

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <base/failure/qvHere.h>
+#include <base/text/ascii.h>
 #include <resmgt/literals/liEx.h>
 
 #include <algorithm>
@@ -90,9 +91,7 @@ public:
     }
 
 private:
-    bool isDigit() const {
-        return _place < _label.size() && _label[_place] >= '0' && _label[_place] <= '9';
-    }
+    bool isDigit() const { return _place < _label.size() && Ascii::isDigit( _label[_place] ); }
     void skipBlanks() {
         while( isAt( ' ' ) || isAt( '\t' ) ) {
             ++_place;

@@ -1,3 +1,4 @@
+#include <base/text/ascii.h>
 #include <resmgt/messages/msgManager.h>
 #include <resmgt/messages/msgProtocol.h>
 #include <resmgt/messages/msgServer.h>
@@ -9,19 +10,14 @@ namespace Qv {
 
 namespace {
 
-// Not those of the C library, which depend on the locale.
-bool isDigit( char c ) {
-    return c >= '0' && c <= '9';
-}
-
 bool canBeginName( char c ) {
-    return ( c >= 'a' && c <= 'z' ) || ( c >= 'A' && c <= 'Z' ) || c == '_';
+    return Ascii::isLetter( c ) || c == '_';
 }
 
 /// The name that begins at `place` and ends with "%"; empty when none does.
 std::string readName( const std::string& text, std::size_t place ) {
     std::size_t end = place;
-    while( end < text.size() && ( canBeginName( text[end] ) || isDigit( text[end] ) ) ) {
+    while( end < text.size() && ( canBeginName( text[end] ) || Ascii::isDigit( text[end] ) ) ) {
         ++end;
     }
     const bool isName = end < text.size() && text[end] == '%' && canBeginName( text[place] );

@@ -1,4 +1,5 @@
 #include <base/failure/assertions.h>
+#include <base/text/ascii.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFilePath.h>
@@ -15,23 +16,9 @@ constexpr bool isSeparator( char character ) {
     return character == '/' || character == '\\';
 }
 
-constexpr bool isLetter( char character ) {
-    return ( character >= 'a' && character <= 'z' ) || ( character >= 'A' && character <= 'Z' );
-}
-
-constexpr char toLower( char character ) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>( character - 'A' + 'a' )
-                                                : character;
-}
-
-constexpr char toUpper( char character ) {
-    return character >= 'a' && character <= 'z' ? static_cast<char>( character - 'a' + 'A' )
-                                                : character;
-}
-
 /// A name that at the start of a text would be a drive's root.
 constexpr bool isDrive( std::string_view name ) {
-    return name.size() == 2 && isLetter( name[0] ) && name[1] == ':';
+    return name.size() == 2 && Ascii::isLetter( name[0] ) && name[1] == ':';
 }
 
 bool beginsWithDriveRoot( std::string_view text ) {
@@ -80,7 +67,7 @@ std::size_t getUncRoot( std::string_view text, std::string& root ) {
 
 std::size_t getAbsoluteRoot( std::string_view text, std::string& root ) {
     if( beginsWithDriveRoot( text ) ) {
-        root = { toUpper( text[0] ), ':', '/' };
+        root = { Ascii::toUpper( text[0] ), ':', '/' };
         return 2;
     }
     if( text.size() >= 2 && isSeparator( text[0] ) && isSeparator( text[1] ) ) {
@@ -93,11 +80,6 @@ std::size_t getAbsoluteRoot( std::string_view text, std::string& root ) {
     }
     root = OsFilePath::getSeparator();
     return 1;
-}
-
-std::string lowerCase( std::string text ) {
-    std::transform( text.begin(), text.end(), text.begin(), toLower );
-    return text;
 }
 
 } // namespace
@@ -314,7 +296,7 @@ OsFilePath OsFilePath::enforceExtension( const OsFilePath& path, const std::stri
     if( path.isEmpty() || present == extension ) {
         return path;
     }
-    if( lowerCase( present ) == lowerCase( extension ) ) {
+    if( Ascii::equalsIgnoringCase( present, extension ) ) {
         // In one step, since what is left without an extension may be no name.
         const std::string_view name = path._components.back();
         const std::string_view stem = name.substr( 0, name.size() - present.size() );

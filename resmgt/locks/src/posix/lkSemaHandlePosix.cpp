@@ -1,5 +1,7 @@
 #include <resmgt/locks/src/posix/lkSemaHandlePosix.h>
 
+#include <base/text/ascii.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -82,10 +84,8 @@ std::string LkSemaHandlePosix::toSystemName( const char* name ) {
     std::uint64_t hash = 0xCBF29CE484222325u;
     for( const char letter : text ) {
         const auto byte = static_cast<unsigned char>( letter );
-        const bool isAlphanumeric = ( byte >= 'a' && byte <= 'z' ) ||
-                                    ( byte >= 'A' && byte <= 'Z' ) ||
-                                    ( byte >= '0' && byte <= '9' );
-        if( isAlphanumeric || std::strchr( ".-_", letter ) != nullptr ) {
+        if( Ascii::isLetter( letter ) || Ascii::isDigit( letter ) ||
+            std::strchr( ".-_", letter ) != nullptr ) {
             result += letter;
         } else {
             char code[4];

@@ -1,5 +1,7 @@
 #include <resmgt/osal/src/posix/mountTablePosix.h>
 
+#include <base/text/ascii.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -79,14 +81,6 @@ std::string unescape( std::string_view text ) {
     return plain;
 }
 
-std::string lowerCase( std::string text ) {
-    std::transform( text.begin(), text.end(), text.begin(), []( char character ) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>( character - 'A' + 'a' )
-                                                    : character;
-    } );
-    return text;
-}
-
 /// "share on 'server'" of "//server/share" or "user@server:/share".
 std::string makeRemoteLabel( const std::string& source ) {
     std::string_view share( source );
@@ -102,7 +96,7 @@ std::string makeRemoteLabel( const std::string& source ) {
     if( server.empty() || share.empty() ) {
         return "Network Drive";
     }
-    return lowerCase( std::string( share ) + " on '" + server + "'" );
+    return Ascii::toLowerCase( std::string( share ) + " on '" + server + "'" );
 }
 
 } // namespace
