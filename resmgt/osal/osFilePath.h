@@ -1,5 +1,6 @@
 #pragma once
 
+#include <resmgt/osal/osLazyText.h>
 #include <resmgt/resmgtApi.h>
 
 #include <iosfwd>
@@ -21,9 +22,7 @@ namespace Qv {
 ///           can begin with a name such as "c:" when the text is "./c:"; it prints so too, since
 ///           "c:" is a drive.
 /// Files:    none is looked at, except by `getAbsolutePath` and the well-known directories.
-/// Threads:  `toString`, `toWString`, `getChars`, `toUTF8` and `length` fill a cache: an object
-///           that several threads see needs a lock, or these called once before. What else is const
-///           only reads.
+/// Threads:  what is const is for any number of threads at once, also where it makes a text.
 /// Errors:   every text is a path. After an exception the path is as before.
 /// Lifetime: what `toString` and its kin return is valid until the path is changed.
 ///
@@ -130,6 +129,7 @@ public:
 private:
     friend class OsFilePathUtils;
 
+    std::string makeText() const;
     void parse( std::string_view text );
     void addNames( std::string_view text );
     void addComponent( std::string_view name );
@@ -140,8 +140,8 @@ private:
     void appendExtension( std::string_view extension );
 
     std::vector<std::string> _components;
-    mutable std::string _normalizedPath;
-    mutable std::wstring _normalizedPathW;
+    OsLazyText<std::string> _normalizedPath;
+    OsLazyText<std::wstring> _normalizedPathW;
 };
 
 } // namespace Qv

@@ -27,11 +27,10 @@ OsFilePath getProgramDir() {
     return InPathsImp::findProgramDir( InContextAliasMgrBase::getApplicationName(), searchPath );
 }
 
-/// As text, since several threads mustn't print one path.
-const std::string& getDirAboveProgram() {
-    static const std::string dir = [] {
+const OsFilePath& getDirAboveProgram() {
+    static const OsFilePath dir = [] {
         const OsFilePath programDir = getProgramDir();
-        return programDir.isEmpty() ? std::string() : ( programDir + ".." ).toString();
+        return programDir.isEmpty() ? programDir : programDir + "..";
     }();
     return dir;
 }
@@ -40,7 +39,7 @@ const std::string& getDirAboveProgram() {
 
 OsFilePath InPathsImp::getInstallDir() {
     const std::optional<OsFilePath> dir = getPath( getInstallDirVariable() );
-    return dir ? *dir : OsFilePath( getDirAboveProgram() );
+    return dir ? *dir : getDirAboveProgram();
 }
 
 OsFilePath InPathsImp::findProgramDir( const OsFilePath& name, const std::string& searchPath ) {

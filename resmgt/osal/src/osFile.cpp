@@ -200,8 +200,6 @@ void OsFile::close( OsFileTypes::Handle handle ) const {
 
 void OsFile::setPath( const OsFilePath& path ) {
     _path = path;
-    // Made now, the printed form is there for all threads that ask.
-    _path.toString();
 }
 
 } // namespace Qv

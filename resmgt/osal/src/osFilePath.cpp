@@ -134,10 +134,14 @@ OsFilePath OsFilePath::getRoot() const {
 }
 
 const std::string& OsFilePath::toString() const {
-    if( isEmpty() || !_normalizedPath.empty() ) {
-        return _normalizedPath;
-    }
+    return _normalizedPath.get( [this] { return makeText(); } );
+}
+
+std::string OsFilePath::makeText() const {
     std::string text;
+    if( isEmpty() ) {
+        return text;
+    }
     std::size_t size = 2;
     for( const std::string& component : _components ) {
         size += component.size() + 1;
@@ -158,15 +162,11 @@ const std::string& OsFilePath::toString() const {
         }
         text += _components[i];
     }
-    _normalizedPath = std::move( text );
-    return _normalizedPath;
+    return text;
 }
 
 const std::wstring& OsFilePath::toWString() const {
-    if( !isEmpty() && _normalizedPathW.empty() ) {
-        _normalizedPathW = WideStringUtil::widen( toString() );
-    }
-    return _normalizedPathW;
+    return _normalizedPathW.get( [this] { return WideStringUtil::widen( toString() ); } );
 }
 
 std::ostream& OsFilePath::dump( std::ostream& stream ) const {

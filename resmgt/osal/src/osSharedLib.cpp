@@ -3,11 +3,7 @@
 namespace Qv {
 
 OsSharedLib::OsSharedLib( const OsFilePath& path )
-    : _path( path ) {
-    // Fills the path's caches, so that any thread may read it.
-    static_cast<void>( _path.toString() );
-    static_cast<void>( _path.toWString() );
-}
+    : _path( path ) {}
 
 OsSharedLib::~OsSharedLib() = default;
 

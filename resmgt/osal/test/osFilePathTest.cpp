@@ -1,9 +1,12 @@
 #include <resmgt/osal/osFilePathUtils.h>
 #include <resmgt/osal/test/testFiles.h>
+#include <tests/support/gate.h>
 #include <tests/support/testSettings.h>
+#include <tests/support/testThread.h>
 
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <random>
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size );
@@ -184,6 +187,49 @@ TEST( OsFilePath, PrintsItselfOnBothKindsOfStream ) {
     EXPECT_EQ( narrow.str(), "/\xc3\xbc/a!" );
     EXPECT_EQ( wide.str(), L"/\u00fc/a!" );
     EXPECT_EQ( path.getChars(), path.toUTF8() );
+}
+
+TEST( OsFilePath, ThreadsThatPrintOnePathAtOnceGetOneText ) {
+    constexpr std::size_t NB_THREADS = 4;
+    const std::vector<OsFilePath> paths( 500, OsFilePath( "/a/\xc3\xbc/some name" ) );
+    std::array<std::vector<std::pair<const std::string*, const std::wstring*>>, NB_THREADS> texts;
+    {
+        Gate start( "start" );
+        std::deque<TestThread> threads;
+        for( auto& own : texts ) {
+            threads.emplace_back( [&] {
+                start.wait();
+                for( const OsFilePath& path : paths ) {
+                    own.emplace_back( &path.toString(), &path.toWString() );
+                    EXPECT_STREQ( path.getChars(), "/a/\xc3\xbc/some name" );
+                }
+            } );
+        }
+        start.open();
+    }
+    for( const auto& own : texts ) {
+        EXPECT_EQ( own, texts[0] );
+    }
+}
+
+TEST( OsFilePath, ACopyAndAnAssignmentPrintWhatTheyAre ) {
+    OsFilePath path( "a/b" );
+    EXPECT_EQ( path.toString() + std::to_string( path.toWString().size() ), "a/b3" );
+    const OsFilePath copy( path );
+    const std::string* const text = &path.toString();
+    const OsFilePath& same = path;
+    path = same;
+    EXPECT_EQ( &path.toString(), text );
+    path += "longer";
+    EXPECT_EQ( path.toString(), "a/b/longer" );
+    EXPECT_EQ( path.toWString(), L"a/b/longer" );
+    OsFilePath taken( std::move( path ) );
+    EXPECT_EQ( taken.toString(), "a/b/longer" );
+    path = copy;
+    EXPECT_EQ( path.toString(), "a/b" );
+    taken = std::move( path );
+    EXPECT_EQ( taken.toString(), "a/b" );
+    EXPECT_EQ( OsFilePath().toString() + OsFilePath().getChars(), "" );
 }
 
 TEST( OsFilePathUtils, AncestorsAndRelocationGoByWholeComponents ) {

@@ -153,12 +153,7 @@ bool OsFsUtils::supportDrives() {
 }
 
 const OsFilePath& OsFsUtils::getNullDevicePath() {
-    static const OsFilePath path = [] {
-        OsFilePath device( "/dev/null" );
-        // The printed form, which would be made on first use, is there for all threads.
-        device.toWString();
-        return device;
-    }();
+    static const OsFilePath path( "/dev/null" );
     return path;
 }
 
