@@ -34,19 +34,18 @@ public:
 
     /// Gives the names of `map` these values in the file, which is made if need be. Comments, blank
     /// lines, other pairs and the order stay. Each line of a name gets its value; the comment
-    /// behind it stays unless the value has a "#" of its own. New names follow at the end, by
-    /// alphabet.
+    /// behind it stays. New names follow at the end, by alphabet.
     ///
-    /// While the file is written its former content is the file with the extension "tt~", which is
-    /// gone after that; one that is there already is overwritten, but stays when there is no file
-    /// to be replaced: it may be all that is left of it. A link is replaced by a file.
+    /// The new file is complete and synced before it takes the former one's place, at once, with
+    /// its owner and mode: see OsFileReplacement. Meanwhile the former file has a second name, with
+    /// the extension "tt~"; a file with that name is replaced, but stays when there is no file to
+    /// be written anew. Where `file` is a link all this happens where it leads.
     ///
     /// Errors: a name or value that couldn't be read back and a present file that can't be read are
     ///         refused before anything is changed. A value can be read back when it is free of line
-    ///         feeds, zero characters, white space at its ends and a backslash at its end, and fits
-    ///         its line; who strips comments doesn't get what follows a "#" in it. After a later
-    ///         failure either the file or the backup is there as the file was, and the exception
-    ///         says which.
+    ///         feeds, zero characters, white space at its ends and a backslash at its end, has no
+    ///         "#" that would begin a comment, and fits its line. After a later failure the file is
+    ///         there as it was or as it was to be, and the exception says which.
     static void writeNameValuePair( const char* file,
                                     const HashMap<std::string, std::string>& map );
 };

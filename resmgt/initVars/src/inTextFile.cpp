@@ -3,9 +3,7 @@
 #include <resmgt/initVars/inTextFile.h>
 #include <resmgt/initVars/inTextFileEx.h>
 #include <resmgt/initVars/src/inTextFileParser.h>
-#include <resmgt/osal/osFile.h>
-#include <resmgt/osal/osFileWriter.h>
-#include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/osFileReplacement.h>
 
 #include <algorithm>
 #include <array>
@@ -79,7 +77,8 @@ void checkPair( const char* file, const std::string& name, const std::string& va
     if( !isName( name ) ) {
         throw InTextFileEx::ExInvalidToken( QV_HERE, file, name );
     }
-    if( Ascii::trim( value ) != value || value.ends_with( '\\' ) ||
+    if( Ascii::trim( value ) != value || stripComment( value ) != value ||
+        value.ends_with( '\\' ) ||
         value.find_first_of( std::string_view( "\n\0", 2 ) ) != std::string::npos ) {
         const std::string detail = "the value of " + name + " couldn't be read back";
         throw InTextFileEx::ExInvalidFormat( QV_HERE, file, detail.c_str() );
@@ -157,9 +156,7 @@ void NewText::replaceValue( const InTextPairParser& parser, std::string_view lin
         return;
     }
     const auto begin = static_cast<std::size_t>( former.data() - line.data() );
-    const bool hasOwnComment = stripComment( value ).size() != value.size();
-    addPair( line.substr( 0, begin ), value,
-             hasOwnComment ? "" : line.substr( begin + stripComment( former ).size() ) );
+    addPair( line.substr( 0, begin ), value, line.substr( begin + stripComment( former ).size() ) );
 }
 
 void NewText::addPair( std::string_view beforeValue, std::string_view value,
@@ -178,109 +175,38 @@ void NewText::addMissing() {
     }
 }
 
-OsFilePath getBackupPath( const OsFilePath& path ) {
+std::string getBackupName( const OsFilePath& path ) {
     constexpr const char* extension = "tt~";
-    OsFilePath backup = path;
+    OsFilePath backup = path.getBaseName( OsFilePath::WITH_EXTENSION );
     if( !path.getExtension().empty() && path.getExtension() != extension ) {
         backup.stripExtension();
     }
-    return backup.addExtension( extension );
+    return backup.addExtension( extension ).toString();
 }
 
-/// A file on its way from its former content to a new one.
-class FileReplacement {
-public:
-    FileReplacement( const char* file, bool isThere )
-        : _file( file )
-        , _path( file )
-        , _backup( getBackupPath( _path ) )
-        , _isReplaced( isThere ) {}
-
-    void run( const std::string& text );
-
-private:
-    void moveToBackup();
-    void write( const std::string& text );
-    void removeBackup();
-    std::string restore( const char* reason );
-
-    const char* const _file;
-    const OsFilePath _path;
-    const OsFilePath _backup;
-    const bool _isReplaced;
-    bool _isMade = false;
-    OsFileTypes::Permissions _permissions{ 3, 3, 3 };
-};
-
-void FileReplacement::run( const std::string& text ) {
-    moveToBackup();
-    write( text );
-    removeBackup();
-}
-
-void FileReplacement::moveToBackup() {
-    if( !_isReplaced ) {
-        return;
+const char* whatIsThere( const OsFileReplacement& file ) {
+    if( !file.isCommitted() ) {
+        return file.isReplacing() ? "; the file is as it was" : "; nothing is written";
     }
+    return file.hasBackup() ? "; the file is written, and its former content is still there"
+                            : "; the file is written";
+}
+
+void write( const char* file, OsFileReplacement& replacement, const std::string& text ) {
+    const auto describe = [&]( const ExBase& failure ) {
+        return std::string( failure.getReason() ) + whatIsThere( replacement );
+    };
     try {
-        _permissions = OsFile( _path ).getPermissions();
-        // Were it a second name of the file itself, renaming would do nothing.
-        if( OsFsUtils::isFile( _backup ) || OsFsUtils::isSymLink( _backup ) ) {
-            OsFsUtils::deleteFile( _backup );
-        }
-        OsFile( _path ).renameTo( _backup );
+        replacement.create();
     } catch( const ExBase& failure ) {
-        const std::string detail = std::string( failure.getReason() ) + "; the file is as it was";
-        throw InTextFileEx::ExFileError( QV_HERE, _file, detail.c_str() );
+        throw InTextFileEx::ExCannotOpen( QV_HERE, file, describe( failure ).c_str() );
     }
-}
-
-void FileReplacement::write( const std::string& text ) {
-    std::optional<OsFileWriter> writer;
     try {
-        if( !_isReplaced ) {
-            // One that only couldn't be asked for mustn't be overwritten.
-            OsFsUtils::createFile( _path, _permissions, true );
-            _isMade = true;
-        }
-        writer.emplace( _path, _permissions, true, false );
+        replacement.write( text.data(), text.size() );
+        replacement.commit( getBackupName( replacement.getPath() ) );
+        replacement.removeBackup();
     } catch( const ExBase& failure ) {
-        throw InTextFileEx::ExCannotOpen( QV_HERE, _file, restore( failure.getReason() ).c_str() );
-    }
-    try {
-        writer->write( text.data(), text.size() );
-        writer->close();
-    } catch( const ExBase& failure ) {
-        throw InTextFileEx::ExFileError( QV_HERE, _file, restore( failure.getReason() ).c_str() );
-    }
-}
-
-void FileReplacement::removeBackup() {
-    if( !_isReplaced ) {
-        return;
-    }
-    try {
-        OsFsUtils::deleteFile( _backup );
-    } catch( const ExBase& failure ) {
-        const std::string detail = std::string( failure.getReason() ) +
-                                   "; the file is written, and its former content is still there";
-        throw InTextFileEx::ExFileError( QV_HERE, _file, detail.c_str() );
-    }
-}
-
-/// Puts the former file back; returns `reason` and what is where then.
-std::string FileReplacement::restore( const char* reason ) {
-    const std::string text = std::string( reason ) + "; ";
-    try {
-        if( _isReplaced ) {
-            OsFile( _backup ).renameTo( _path );
-        } else if( _isMade ) {
-            OsFsUtils::deleteFile( _path );
-        }
-        return text + ( _isReplaced ? "the file is as it was" : "nothing is written" );
-    } catch( const ExBase& ) {
-        return text + ( _isReplaced ? "its former content is in " + _backup.toString()
-                                    : "what is there of it isn't complete" );
+        throw InTextFileEx::ExFileError( QV_HERE, file, describe( failure ).c_str() );
     }
 }
 
@@ -310,12 +236,17 @@ void InTextFile::readNameValuePair( const char* file, HashMap<std::string, std::
 void InTextFile::writeNameValuePair( const char* file,
                                      const HashMap<std::string, std::string>& map ) {
     NewText text( file, map );
-    const bool isThere = OsFsUtils::isFile( file );
-    if( isThere ) {
+    std::optional<OsFileReplacement> replacement;
+    try {
+        replacement.emplace( file );
+    } catch( const ExBase& failure ) {
+        throw InTextFileEx::ExCannotOpen( QV_HERE, file, failure.getReason() );
+    }
+    if( replacement->isReplacing() ) {
         text.rewrite();
     }
     text.addMissing();
-    FileReplacement( file, isThere ).run( text.get() );
+    write( file, *replacement, text.get() );
 }
 
 } // namespace Qv

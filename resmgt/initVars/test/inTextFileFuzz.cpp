@@ -90,7 +90,7 @@ int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
     const std::string input( data, data + size );
     const std::size_t cut = std::min( input.find( '\x1' ), input.size() );
     const std::string content = input.substr( 0, cut );
-    std::string value = input.substr( std::min( cut + 1, input.size() ) );
+    const std::string value = input.substr( std::min( cut + 1, input.size() ) );
     store( content );
     Pairs raw;
     Pairs stripped;
@@ -99,8 +99,6 @@ int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
     for( const auto& [name, text] : stripped ) {
         expect( raw.at( name ).starts_with( text ), "a value without comment is its beginning" );
     }
-    // A value with "#" is cut when it is read.
-    std::erase( value, '#' );
     Pairs changes{ { "new:name", value } };
     if( !stripped.empty() ) {
         changes[stripped.begin()->first] = value;

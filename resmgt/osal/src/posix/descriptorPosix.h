@@ -18,6 +18,12 @@ public:
             _file = ::open( path, flags | O_NOCTTY | O_CLOEXEC, mode );
         } while( _file < 0 && errno == EINTR );
     }
+    /// The same for a name in an open directory.
+    Descriptor( int folder, const char* name, int flags, mode_t mode ) {
+        do {
+            _file = ::openat( folder, name, flags | O_NOCTTY | O_CLOEXEC, mode );
+        } while( _file < 0 && errno == EINTR );
+    }
     Descriptor( Descriptor&& other ) noexcept
         : _file( other.release() ) {}
     Descriptor( const Descriptor& ) = delete;
