@@ -10,7 +10,8 @@ namespace Qv {
 
 class MsgServerImp;
 
-/// Makes a message file the server's current one until scope exit, when the former one is again.
+/// Makes a message file the server's current one until scope exit. Of several guards that stand the
+/// newest one's file is the current one, in whatever order they end.
 ///
 /// Errors:  a file that is missing or malformed raises what InTextFile raises; nothing changes.
 /// Threads: the guards that stand at one time belong to one thread.
@@ -29,7 +30,7 @@ private:
     MsgServerImp& _server;
     const OsFilePath _path;
     HashMap<std::string, std::string> _texts;
-    const MsgFileGuard* _formerGuard;
+    MsgFileGuard* _formerGuard = nullptr;
 };
 
 } // namespace Qv

@@ -9,11 +9,11 @@ MsgFileGuard::MsgFileGuard( const char* fileName )
     : _server( MsgServerImp::getImp() )
     , _path( _server.getDirectory() + fileName ) {
     InTextFile::readNameValuePair( _path.getChars(), _texts, true );
-    _formerGuard = _server.setCurrentFileGuard( this );
+    _server.addFileGuard( *this );
 }
 
 MsgFileGuard::~MsgFileGuard() {
-    _server.setCurrentFileGuard( _formerGuard );
+    _server.removeFileGuard( *this );
 }
 
 } // namespace Qv

@@ -79,8 +79,16 @@ OsFilePath MsgServerImp::getDirectory() const {
     return _directory.isEmpty() ? InPaths::getResourcesDir() + "messages" : _directory;
 }
 
-const MsgFileGuard* MsgServerImp::setCurrentFileGuard( const MsgFileGuard* guard ) {
-    return std::exchange( _currentFileGuard, guard );
+void MsgServerImp::addFileGuard( MsgFileGuard& guard ) noexcept {
+    guard._formerGuard = std::exchange( _currentFileGuard, &guard );
+}
+
+void MsgServerImp::removeFileGuard( const MsgFileGuard& guard ) noexcept {
+    MsgFileGuard** place = &_currentFileGuard;
+    while( *place != &guard ) {
+        place = &( *place )->_formerGuard;
+    }
+    *place = guard._formerGuard;
 }
 
 } // namespace Qv

@@ -25,11 +25,13 @@ public:
     void enablePopups( bool isEnabled ) override;
 
     OsFilePath getDirectory() const;
-    /// Returns the former guard; both may be null.
-    const MsgFileGuard* setCurrentFileGuard( const MsgFileGuard* guard );
+    /// It is the current one from now on.
+    void addFileGuard( MsgFileGuard& guard ) noexcept;
+    void removeFileGuard( const MsgFileGuard& guard ) noexcept;
 
 private:
-    const MsgFileGuard* _currentFileGuard = nullptr;
+    /// The newest of those that stand; each knows the one before.
+    MsgFileGuard* _currentFileGuard = nullptr;
     OsFilePath _directory;
     const LkLock _managerLock;
     OPtr<MsgManager> _manager QV_GUARDED_BY( _managerLock );

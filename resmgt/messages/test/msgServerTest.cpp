@@ -12,7 +12,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <fstream>
+#include <map>
+#include <memory>
 
 namespace Qv {
 namespace {
@@ -106,6 +109,24 @@ TEST_F( MsgServerTest, EndOfAGuardMakesTheFormerFileCurrentAgain ) {
     }
     EXPECT_THAT( raisedBy<ExAssertionFailed>( [] { find( "tag" ); } ),
                  ::testing::HasSubstr( "_currentFileGuard != 0" ) );
+}
+
+TEST_F( MsgServerTest, GuardsEndInAnyOrderAndTheNewestThatStandsCounts ) {
+    for( const char* const name : { "a", "b", "c" } ) {
+        writeFile( name, std::string( "tag = " ) + name );
+    }
+    std::string ends = "abc";
+    do {
+        std::map<char, std::unique_ptr<MsgFileGuard>> guards;
+        for( const char* const name : { "a", "b", "c" } ) {
+            guards[*name] = std::make_unique<MsgFileGuard>( name );
+        }
+        for( const char name : ends ) {
+            EXPECT_EQ( find( "tag" ), std::string( 1, guards.rbegin()->first ) ) << ends;
+            guards.erase( name );
+        }
+        EXPECT_THROW( find( "tag" ), ExAssertionFailed ) << ends;
+    } while( std::ranges::next_permutation( ends ).found );
 }
 
 TEST_F( MsgServerTest, FileThatCantBeReadIsNamed ) {
