@@ -36,8 +36,15 @@ public:
     MsgProtocol& operator=( const MsgProtocol& ) = default;
     virtual ~MsgProtocol();
 
-    /// A number is put in as decimal digits.
+    /// A number is put in as decimal digits, a fraction with as few as read back as the same
+    /// number: "0.1", "25", "1e+20".
     MsgProtocol& substitute( int value );
+    MsgProtocol& substitute( unsigned int value );
+    MsgProtocol& substitute( long value );
+    MsgProtocol& substitute( unsigned long value );
+    MsgProtocol& substitute( long long value );
+    MsgProtocol& substitute( unsigned long long value );
+    MsgProtocol& substitute( double value );
     MsgProtocol& substitute( const std::string& value );
     /// The value of a name; a former one is replaced.
     MsgProtocol& substitute( const char* name, const char* value );

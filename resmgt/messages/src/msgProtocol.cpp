@@ -1,14 +1,29 @@
 #include <base/text/ascii.h>
+#include <base/text/printable.h>
 #include <resmgt/messages/msgManager.h>
 #include <resmgt/messages/msgProtocol.h>
 #include <resmgt/messages/msgServer.h>
 #include <resmgt/messages/msgSubscription.h>
 
+#include <charconv>
+#include <cmath>
+#include <iterator>
 #include <ostream>
 
 namespace Qv {
 
 namespace {
+
+/// Without an exponent as long as people read it so.
+std::string toText( double value ) {
+    const double magnitude = std::abs( value );
+    const bool isFixed = value == 0 || ( magnitude >= 1e-4 && magnitude < 1e15 );
+    char text[32];
+    char* const end =
+        isFixed ? std::to_chars( text, std::end( text ), value, std::chars_format::fixed ).ptr
+                : std::to_chars( text, std::end( text ), value ).ptr;
+    return std::string( text, end );
+}
 
 bool canBeginName( char c ) {
     return Ascii::isLetter( c ) || c == '_';
@@ -40,6 +55,30 @@ MsgProtocol::~MsgProtocol() = default;
 
 MsgProtocol& MsgProtocol::substitute( int value ) {
     return substitute( std::to_string( value ) );
+}
+
+MsgProtocol& MsgProtocol::substitute( unsigned int value ) {
+    return substitute( std::to_string( value ) );
+}
+
+MsgProtocol& MsgProtocol::substitute( long value ) {
+    return substitute( std::to_string( value ) );
+}
+
+MsgProtocol& MsgProtocol::substitute( unsigned long value ) {
+    return substitute( std::to_string( value ) );
+}
+
+MsgProtocol& MsgProtocol::substitute( long long value ) {
+    return substitute( std::to_string( value ) );
+}
+
+MsgProtocol& MsgProtocol::substitute( unsigned long long value ) {
+    return substitute( std::to_string( value ) );
+}
+
+MsgProtocol& MsgProtocol::substitute( double value ) {
+    return substitute( toText( value ) );
 }
 
 MsgProtocol& MsgProtocol::substitute( const std::string& value ) {
@@ -102,7 +141,8 @@ std::string MsgProtocol::listValues() const {
 }
 
 void MsgProtocol::dump( std::ostream& stream ) const {
-    stream << "level " << static_cast<int>( _level ) << " text \"" << getText() << '"';
+    stream << "level " << static_cast<int>( _level ) << " text \""
+           << Printable::makeLine( getText() ) << '"';
 }
 
 void MsgProtocol::display() const {

@@ -7,7 +7,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <sstream>
+#include <utility>
 
 namespace Qv {
 namespace {
@@ -55,6 +57,32 @@ TEST( MsgProtocol, PlaceHolderWithoutValueStaysVisible ) {
     MsgWarning message( std::string( "%1 and %2" ) );
     EXPECT_EQ( message.getText(), "%1 and %2" );
     EXPECT_EQ( message.substitute( -2147483647 - 1 ).getText(), "-2147483648 and %2" );
+}
+
+TEST( MsgProtocol, NumbersOfEachTypeStandAsPeopleReadThem ) {
+    const auto put = []( auto number ) {
+        return MsgWarning( std::string( "%1" ) ).substitute( number ).getText();
+    };
+    EXPECT_EQ( put( 4294967295U ), "4294967295" );
+    EXPECT_EQ( put( 18446744073709551615ULL ), "18446744073709551615" );
+    EXPECT_EQ( put( std::uint64_t( 1 ) << 63 ), "9223372036854775808" );
+    EXPECT_EQ( put( -9223372036854775807LL - 1 ), "-9223372036854775808" );
+    EXPECT_EQ( put( std::int64_t( -5'000'000'000 ) ), "-5000000000" );
+    const std::pair<double, const char*> doubles[] = {
+        { 0.1, "0.1" },
+        { -2.5, "-2.5" },
+        { 1e6, "1000000" },
+        { 0, "0" },
+        { 0.0001, "0.0001" },
+        { 1e20, "1e+20" },
+        { 1e-7, "1e-07" },
+        { -123456789012345.7, "-123456789012345.7" },
+        { 1.7976931348623157e308, "1.7976931348623157e+308" },
+    };
+    for( const auto& [number, text] : doubles ) {
+        EXPECT_EQ( put( number ), text );
+    }
+    EXPECT_EQ( put( 0.5F ), "0.5" );
 }
 
 TEST( MsgProtocol, SaysTagAndValuesWhereThereIsNoText ) {
