@@ -1,15 +1,13 @@
 #include <base/init/inEx.h>
 
-#include <cstdio>
+#include <string>
 
 namespace Qv {
 
 InEx::ExContextAliasAlreadyDefined::ExContextAliasAlreadyDefined( const char* file, int line,
                                                                   const char* key )
     : ExCloneable( file, line ) {
-    char text[512];
-    std::snprintf( text, sizeof( text ), "Registering %s twice.", key );
-    setReason( text );
+    setReason( ( std::string( "Registering " ) + key + " twice." ).c_str() );
 }
 
 } // namespace Qv

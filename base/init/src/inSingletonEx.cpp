@@ -1,15 +1,13 @@
 #include <base/init/inSingletonEx.h>
 
-#include <cstdio>
+#include <string>
 
 namespace Qv {
 
 InSingletonEx::InSingletonEx( const char* file, int line, const char* singletonName,
                               const char* state )
     : ExBase( file, line ) {
-    char text[256];
-    std::snprintf( text, sizeof( text ), "Singleton %s %s.", singletonName, state );
-    setReason( text );
+    setReason( ( std::string( "Singleton " ) + singletonName + ' ' + state + '.' ).c_str() );
 }
 
 InSingletonEx::ExNotInitialized::ExNotInitialized( const char* file, int line,

@@ -1,22 +1,19 @@
 #include <base/values/dtTimeEx.h>
 
-#include <cstdio>
+#include <string>
 
 namespace Qv {
 
 DtTimeEx::ExBadRate::ExBadRate( const char* file, int line, const Rational& rate )
     : ExCloneable( file, line ) {
-    char reason[128];
-    std::snprintf( reason, sizeof( reason ), "%d/%d is no rate of time.", rate.getNumerator(),
-                   rate.getDenominator() );
-    setReason( reason );
+    setReason( ( std::to_string( rate.getNumerator() ) + '/' +
+                 std::to_string( rate.getDenominator() ) + " is no rate of time." )
+                   .c_str() );
 }
 
 DtTimeEx::ExOutOfRange::ExOutOfRange( const char* file, int line, const char* operation )
     : ExCloneable( file, line ) {
-    char reason[128];
-    std::snprintf( reason, sizeof( reason ), "%.80s: the time index is out of range.", operation );
-    setReason( reason );
+    setReason( ( std::string( operation ) + ": the time index is out of range." ).c_str() );
 }
 
 } // namespace Qv

@@ -1,21 +1,17 @@
 #include <resmgt/locks/lkEx.h>
 
-#include <cstdio>
+#include <string>
 
 namespace Qv {
 
 LkEx::ExNoContent::ExNoContent( const char* file, int line, const char* holder, const char* name )
     : ExCloneable( file, line ) {
-    char text[256];
-    std::snprintf( text, sizeof( text ), "%s: \"%s\" has no content.", holder, name );
-    setReason( text );
+    setReason( ( std::string( holder ) + ": \"" + name + "\" has no content." ).c_str() );
 }
 
 LkEx::ExDuplicateSingleton::ExDuplicateSingleton( const char* file, int line, const char* typeName )
     : ExCloneable( file, line ) {
-    char text[512];
-    std::snprintf( text, sizeof( text ), "Duplicate singleton of type %s.", typeName );
-    setReason( text );
+    setReason( ( std::string( "Duplicate singleton of type " ) + typeName + '.' ).c_str() );
 }
 
 } // namespace Qv
