@@ -29,7 +29,8 @@ public:
 
     /// Reads the environment again.
     virtual void refresh();
-    /// One line without its end: name, the environment's text and the default, "NIL" for none.
+    /// One line without its end: name, the environment's text and the default, "NIL" for none. What
+    /// of them a terminal would take for a command is replaced, see Printable::makeLine.
     virtual void dump( std::ostream& stream ) const;
 
     const char* getFileName() const noexcept { return _fileName; }
@@ -56,52 +57,41 @@ private:
 
 QV_RESMGT_API std::ostream& operator<<( std::ostream& stream, const EnvVar& variable );
 
-/// A whole number: the digits at the head of the text, after blanks and a sign. 0 without digits;
-/// beyond the range of int its nearest end.
-class QV_RESMGT_API EnvIntVar : public EnvVar {
+/// What the kinds of numbers share. `Number` is int, unsigned long long or double.
+template <class Number>
+class QV_RESMGT_API EnvNumberVar : public EnvVar {
 public:
-    EnvIntVar( const char* fileName, const char* name, int defaultValue );
+    EnvNumberVar( const char* fileName, const char* name, Number defaultValue );
 
     void refresh() override;
     void dump( std::ostream& stream ) const override;
 
-    int getValue() const noexcept { return _number; }
+    Number getValue() const noexcept { return _number; }
 
 private:
-    int _number;
-    const int _defaultNumber;
+    Number _number;
+    const Number _defaultNumber;
+};
+
+/// A whole number: the digits at the head of the text, after blanks and a sign. 0 without digits;
+/// beyond the range of int its nearest end.
+class QV_RESMGT_API EnvIntVar : public EnvNumberVar<int> {
+public:
+    using EnvNumberVar::EnvNumberVar;
 };
 
 /// The same without a sign: the largest number for one beyond the range. As a stream reads it, a
 /// minus sign counts modulo 2^64: "-1" is the largest number.
-class QV_RESMGT_API EnvUInt64Var : public EnvVar {
+class QV_RESMGT_API EnvUInt64Var : public EnvNumberVar<unsigned long long> {
 public:
-    EnvUInt64Var( const char* fileName, const char* name, unsigned long long defaultValue );
-
-    void refresh() override;
-    void dump( std::ostream& stream ) const override;
-
-    unsigned long long getValue() const noexcept { return _number; }
-
-private:
-    unsigned long long _number;
-    const unsigned long long _defaultNumber;
+    using EnvNumberVar::EnvNumberVar;
 };
 
 /// A number with a decimal point, whatever the locale: the longest head of the text that is one,
 /// also with an exponent, "inf", "nan" or hexadecimal. 0 without one; an infinity beyond the range.
-class QV_RESMGT_API EnvDoubleVar : public EnvVar {
+class QV_RESMGT_API EnvDoubleVar : public EnvNumberVar<double> {
 public:
-    EnvDoubleVar( const char* fileName, const char* name, double defaultValue );
-
-    void refresh() override;
-    void dump( std::ostream& stream ) const override;
-
-    double getValue() const noexcept { return _number; }
-
-private:
-    double _number;
-    const double _defaultNumber;
+    using EnvNumberVar::EnvNumberVar;
 };
 
 } // namespace Qv

@@ -1,3 +1,4 @@
+#include <base/text/printable.h>
 #include <resmgt/initVars/envVar.h>
 #include <resmgt/initVars/envVarRegistry.h>
 #include <resmgt/initVars/src/envNumber.h>
@@ -14,23 +15,26 @@ namespace Qv {
 
 namespace {
 
-const char* orNil( const char* text ) {
-    return text != nullptr ? text : "NIL";
+std::string orNil( const char* text ) {
+    return text != nullptr ? Printable::makeLine( text ) : "NIL";
 }
 
-int readInt( const char* text ) {
+void read( const char* text, int& number ) {
     // strtoll clamps to its own range, which holds int's.
-    return static_cast<int>( std::clamp<long long>( std::strtoll( text, nullptr, 10 ),
-                                                    std::numeric_limits<int>::min(),
-                                                    std::numeric_limits<int>::max() ) );
+    number = static_cast<int>( std::clamp<long long>( std::strtoll( text, nullptr, 10 ),
+                                                      std::numeric_limits<int>::min(),
+                                                      std::numeric_limits<int>::max() ) );
 }
 
-unsigned long long readUInt64( const char* text ) {
+void read( const char* text, unsigned long long& number ) {
     std::istringstream stream( text );
     stream.imbue( std::locale::classic() );
-    unsigned long long result = 0;
-    stream >> result;
-    return result;
+    number = 0;
+    stream >> number;
+}
+
+void read( const char* text, double& number ) {
+    number = readDouble( text );
 }
 
 } // namespace
@@ -65,53 +69,31 @@ std::ostream& operator<<( std::ostream& stream, const EnvVar& variable ) {
     return stream;
 }
 
-EnvIntVar::EnvIntVar( const char* fileName, const char* name, int defaultValue )
+template <class Number>
+EnvNumberVar<Number>::EnvNumberVar( const char* fileName, const char* name, Number defaultValue )
     : EnvVar( fileName, name, nullptr )
     , _defaultNumber( defaultValue ) {
-    EnvIntVar::refresh();
+    EnvNumberVar::refresh();
 }
 
-void EnvIntVar::refresh() {
+template <class Number>
+void EnvNumberVar<Number>::refresh() {
     EnvVar::refresh();
-    _number = getText() != nullptr ? readInt( getText() ) : _defaultNumber;
+    if( getText() != nullptr ) {
+        read( getText(), _number );
+    } else {
+        _number = _defaultNumber;
+    }
 }
 
-void EnvIntVar::dump( std::ostream& stream ) const {
+template <class Number>
+void EnvNumberVar<Number>::dump( std::ostream& stream ) const {
     dumpName( stream );
     stream << " value " << _number << " default " << _defaultNumber;
 }
 
-EnvUInt64Var::EnvUInt64Var( const char* fileName, const char* name,
-                            unsigned long long defaultValue )
-    : EnvVar( fileName, name, nullptr )
-    , _defaultNumber( defaultValue ) {
-    EnvUInt64Var::refresh();
-}
-
-void EnvUInt64Var::refresh() {
-    EnvVar::refresh();
-    _number = getText() != nullptr ? readUInt64( getText() ) : _defaultNumber;
-}
-
-void EnvUInt64Var::dump( std::ostream& stream ) const {
-    dumpName( stream );
-    stream << " value " << _number << " default " << _defaultNumber;
-}
-
-EnvDoubleVar::EnvDoubleVar( const char* fileName, const char* name, double defaultValue )
-    : EnvVar( fileName, name, nullptr )
-    , _defaultNumber( defaultValue ) {
-    EnvDoubleVar::refresh();
-}
-
-void EnvDoubleVar::refresh() {
-    EnvVar::refresh();
-    _number = getText() != nullptr ? readDouble( getText() ) : _defaultNumber;
-}
-
-void EnvDoubleVar::dump( std::ostream& stream ) const {
-    dumpName( stream );
-    stream << " value " << _number << " default " << _defaultNumber;
-}
+template class EnvNumberVar<int>;
+template class EnvNumberVar<unsigned long long>;
+template class EnvNumberVar<double>;
 
 } // namespace Qv
