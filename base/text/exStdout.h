@@ -14,7 +14,8 @@ namespace Qv::ExStdout {
 QV_BASE_API void initialize( const char* path );
 
 /// Writes the whole text, not interleaved with another thread's, at once and past the buffers of
-/// the language's own output streams. Blocks until all is written.
+/// the language's own output streams. Blocks until all is written. What a terminal would take for a
+/// command is replaced, see Printable::makeText.
 QV_BASE_API void printAtomically( const char* text );
 
 /// Whether what is printed goes to a regular file, be it that of `initialize` or one that the

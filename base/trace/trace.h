@@ -37,6 +37,7 @@ private:
 
 /// A thread's trace output, reached through `TraceManager::getInstance().getTrace()`.
 ///
+/// Text:    what a terminal would take for a command is replaced, see Printable::makeText.
 /// Levels:  off until `TraceLevel::setEnabled`, or named in the environment variable
 ///          QV_TRACE_LEVELS, a list separated by commas, in which "all" names every level.
 ///          MainTraceLevel is on.

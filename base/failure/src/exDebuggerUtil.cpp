@@ -2,6 +2,7 @@
 #include <base/failure/src/exDebugger.h>
 #include <base/failure/src/exForeign.h>
 #include <base/failure/src/exStack.h>
+#include <base/text/printable.h>
 
 #include <atomic>
 #include <cstdio>
@@ -33,7 +34,8 @@ void ExDebuggerUtil::invokeDebuggerFromTerminateHandler() noexcept {
     try {
         const std::string exception = currentExceptionText();
         const std::string heading = exception.empty() ? "" : exception + '\n';
-        dump( ( heading + "Call stack:\n" + stackText( captureStack() ) ).c_str() );
+        const std::string text = heading + "Call stack:\n" + stackText( captureStack() );
+        dump( Printable::makeText( text ).c_str() );
     } catch( ... ) {
         dump( "There isn't enough memory to tell the call stack.\n" );
     }

@@ -4,6 +4,7 @@
 #include <base/init/inUtils.h>
 #include <base/init/inVariable.h>
 #include <base/text/ascii.h>
+#include <base/text/printable.h>
 #include <base/trace/traceManager.h>
 
 #include <algorithm>
@@ -56,9 +57,10 @@ std::errc parseInt( std::string_view text, int& value ) noexcept {
 void report( const InVariableBase& variable, const InContextAliasBase& alias,
              const char* whatHappens ) {
     std::ostringstream text;
-    text << "Configuration variable " << variable.getKey() << ": the value \"" << alias.getValue()
-         << "\" of its source " << alias.getSourceString() << ' ' << alias.getKey() << " ("
-         << alias.getDescription() << ") " << whatHappens << '.';
+    text << "Configuration variable " << variable.getKey() << ": the value \""
+         << Printable::makeLine( alias.getValue() ) << "\" of its source "
+         << alias.getSourceString() << ' ' << alias.getKey() << " ("
+         << Printable::makeLine( alias.getDescription() ) << ") " << whatHappens << '.';
     TraceManager::getInstance().getTrace().log( text, QV_HERE );
 }
 

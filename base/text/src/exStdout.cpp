@@ -1,5 +1,6 @@
 #include <base/text/exStdout.h>
 
+#include <base/text/printable.h>
 #include <base/text/src/outputDescriptor.h>
 
 #include <mutex>
@@ -25,8 +26,9 @@ void ExStdout::initialize( const char* path ) {
 }
 
 void ExStdout::printAtomically( const char* text ) {
+    const std::string printable = Printable::makeText( text );
     const std::lock_guard guard( outputLock );
-    OutputDescriptor::write( output, text );
+    OutputDescriptor::write( output, printable );
 }
 
 bool ExStdout::isRedirectedToAFile() {

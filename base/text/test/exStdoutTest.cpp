@@ -128,9 +128,9 @@ TEST_F( ExStdoutTest, AFailedRedirectionRaisesAndTheFormerFileIsAppendedTo ) {
     EXPECT_TRUE( ExStdout::isRedirectedToAFile() );
     EXPECT_THROW( ExStdout::initialize( ( directory.path() / "none" / "x" ).c_str() ),
                   ExSysErrorANSI );
-    ExStdout::printAtomically( "new" );
+    ExStdout::printAtomically( "new\x1b\xc2\x9b\n" );
     std::ifstream file( path );
-    EXPECT_EQ( std::string( std::istreambuf_iterator<char>( file ), {} ), "old new" );
+    EXPECT_EQ( std::string( std::istreambuf_iterator<char>( file ), {} ), "old new??\n" );
     ExStdout::initialize( "/dev/full" );
     EXPECT_THROW( ExStdout::printAtomically( "text" ), ExSysErrorANSI );
 }

@@ -1,6 +1,7 @@
 #include <base/failure/assertions.h>
 #include <base/failure/src/exForeign.h>
 #include <base/locks/lkLock.h>
+#include <base/text/printable.h>
 #include <base/trace/traceManager.h>
 
 #include <cstdio>
@@ -118,8 +119,8 @@ void Trace::print( const std::string& line ) {
 void Trace::printLine( const std::string& text, const char* file, int line ) {
     std::ostringstream stream;
     stream << "[" << LkThreadId( ThreadNumber::get() ).getNum() << "] "
-           << std::string( static_cast<std::size_t>( _depth ) * 2, ' ' ) << text << "  (" << file
-           << ':' << line << ")\n";
+           << std::string( static_cast<std::size_t>( _depth ) * 2, ' ' )
+           << Printable::makeText( text ) << "  (" << file << ':' << line << ")\n";
     print( stream.str() );
 }
 

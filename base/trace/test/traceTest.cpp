@@ -52,9 +52,10 @@ TEST( TraceTest, anEntryTellsEnteringAndLeavingWhileItsLevelIsOpen ) {
 TEST( TraceTest, logWritesWhatTheStreamHoldsWithItsPlace ) {
     RecordingManager manager;
     std::ostringstream text;
-    text << "header " << 7;
+    text << "header\x1b[2J " << 7 << "\nnext";
     TraceManager::getInstance().getTrace().log( text, "some\\file", 12 );
-    EXPECT_THAT( manager._trace._lines, ElementsAre( HasSubstr( "header 7  (some\\file:12)" ) ) );
+    EXPECT_THAT( manager._trace._lines,
+                 ElementsAre( HasSubstr( "header?[2J 7\nnext  (some\\file:12)" ) ) );
     std::ostream noString( nullptr );
     EXPECT_THROW( manager._trace.log( noString, QV_HERE ), ExAssertionFailed );
 }

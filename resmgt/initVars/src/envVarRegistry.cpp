@@ -1,5 +1,5 @@
 #include <base/failure/assertions.h>
-#include <base/text/wideStringUtil.h>
+#include <base/text/printable.h>
 #include <resmgt/initVars/envVar.h>
 #include <resmgt/initVars/envVarRegistry.h>
 
@@ -27,7 +27,7 @@ std::set<const EnvVar*>* listed = nullptr;
 
 std::string escapeHtml( const char* text ) {
     std::string result;
-    for( const char c : WideStringUtil::narrowReplace( WideStringUtil::widen( text ) ) ) {
+    for( const char c : Printable::makeText( text ) ) {
         switch( c ) {
         case '&':
             result += "&amp;";
@@ -41,11 +41,8 @@ std::string escapeHtml( const char* text ) {
         case '"':
             result += "&quot;";
             break;
-        default: {
-            const auto byte = static_cast<unsigned char>( c );
-            const bool isControl = ( byte < 0x20 && c != '\t' && c != '\n' ) || byte == 0x7f;
-            result += isControl ? '?' : c;
-        }
+        default:
+            result += c;
         }
     }
     return result;

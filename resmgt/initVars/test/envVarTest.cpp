@@ -140,6 +140,8 @@ TEST( EnvVar, DumpsNameValueAndDefault ) {
     EXPECT_EQ( textOf( EnvDoubleVar( "a.cpp", name, 2.5 ) ), head + "value 1 default 2.5" );
     const ScopedEnvironment unset( name );
     EXPECT_EQ( textOf( EnvVar( "a.cpp", name, "x" ) ), head + "value \"NIL\" default \"x\"" );
+    const ScopedEnvironment command( name, "\x1b]0;x\a\n" );
+    EXPECT_EQ( textOf( EnvVar( "a.cpp", name, "x" ) ), head + "value \"?]0;x??\" default \"x\"" );
 }
 
 TEST( EnvVarRegistry, ListsEachVariableThatIsAlive ) {
@@ -166,7 +168,7 @@ TEST( EnvVarRegistry, AnotherStartListsTheVariablesThatAreAliveAgain ) {
 }
 
 TEST( EnvVarRegistry, ThePageStaysWellFormedWhateverTheEnvironmentHolds ) {
-    const ScopedEnvironment environment( name, "<b>&\"\x01\xff\xc3\xa9" );
+    const ScopedEnvironment environment( name, "<b>&\"\x01\xff\xc2\x9b\xc3\xa9" );
     const EnvVar variable( "a<b.cpp", name, nullptr );
     const ScopedEnvironment unset( "QV_TEST_UNSET" );
     const std::string html = registryHtml();
@@ -178,7 +180,7 @@ TEST( EnvVarRegistry, ThePageStaysWellFormedWhateverTheEnvironmentHolds ) {
                                    "<tr>\n" ) );
     EXPECT_THAT( html, HasSubstr( "</tr>\n<tr>\n"
                                   "<td align=left>QV_TEST_VARIABLE</td>\n"
-                                  "<td align=left>&lt;b&gt;&amp;&quot;??\xc3\xa9</td>\n"
+                                  "<td align=left>&lt;b&gt;&amp;&quot;???\xc3\xa9</td>\n"
                                   "<td align=left>a&lt;b.cpp</td>\n</tr>\n" ) );
     EXPECT_THAT( html, EndsWith( "</tr>\n</table>\n</body>\n</html>\n" ) );
     const EnvIntVar number( "a.cpp", "QV_TEST_UNSET", 5 );

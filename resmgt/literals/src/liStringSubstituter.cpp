@@ -3,6 +3,7 @@
 #include <base/containers/map.h>
 #include <base/failure/assertions.h>
 #include <base/locks/lkLock.h>
+#include <base/text/printable.h>
 #include <resmgt/literals/liStringUtil.h>
 
 #include <algorithm>
@@ -248,7 +249,7 @@ std::string LiStringSubstituter::substitute( const std::string& text ) const {
 void LiStringSubstituter::dump( std::ostream& stream ) const {
     stream << "Available substitutions: ";
     for( ConstIterator<std::string> pattern = getPatterns(); !pattern.isAtEnd(); ++pattern ) {
-        stream << *pattern << ' ';
+        stream << Printable::makeLine( *pattern ) << ' ';
     }
     stream << '\n';
 }

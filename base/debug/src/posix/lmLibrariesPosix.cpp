@@ -1,5 +1,6 @@
 #include <base/debug/lmLibraries.h>
 #include <base/text/exStdout.h>
+#include <base/text/printable.h>
 
 #include <link.h>
 
@@ -23,7 +24,7 @@ std::string listOfModules() {
     // The loader's lock is held during the walk: nothing that may load must be called then.
     std::ostringstream text;
     ::dl_iterate_phdr( &writeModule, &text );
-    return std::move( text ).str();
+    return Printable::makeText( text.view() );
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include <resmgt/messages/msgManager.h>
 
-#include <resmgt/messages/src/msgLog.h>
+#include <base/text/printable.h>
 
 #include <cerrno>
 #include <poll.h>
@@ -43,7 +43,7 @@ void MsgManager::performBeep( MsgTypes::Level ) {
 }
 
 void MsgManager::performShowBox( const char* title, const char* text, MsgTypes::Level ) {
-    showOnTerminal( std::string( title ) + ": " + MsgLog::makePrintable( text ) + '\n' );
+    showOnTerminal( std::string( title ) + ": " + Printable::makeText( text ) + '\n' );
 }
 
 } // namespace Qv
