@@ -51,6 +51,7 @@ struct QV_BASE_API InInitArg {
 /// alias with a key that is taken raises InEx::ExContextAliasAlreadyDefined; else 0.
 ///
 /// A source is a class with the static operations of InInitEnv, and with `getKeys` when it tracks.
+/// It may have `dumpUnasked`.
 ///
 ///     const InContextAlias<InInitEnv, 0> env( "QV_LOG_DIR", "Log directory" );
 template <class Source, int N>
@@ -67,6 +68,11 @@ public:
     InContextAliasBase* clone() const override { return new InContextAlias( *this ); }
     const char* getSourceString() const override { return initSourceString(); }
     void lookUp() override { Source::initialize( *this ); }
+    void dumpUnasked( std::ostream& stream ) const override {
+        if constexpr( requires { Source::dumpUnasked( stream ); } ) {
+            Source::dumpUnasked( stream );
+        }
+    }
     /// The source's name, for dumps.
     static const char* initSourceString() noexcept { return Source::getSourceString(); }
 

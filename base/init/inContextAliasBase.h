@@ -2,6 +2,7 @@
 
 #include <base/qvBaseApi.h>
 
+#include <iosfwd>
 #include <memory>
 
 namespace Qv {
@@ -35,6 +36,8 @@ public:
     virtual const char* getSourceString() const = 0;
     /// Looks the value up, and calls `initialize` with it.
     virtual void lookUp() = 0;
+    /// Writes, for a dump of all sources, what this one holds that no variable asks for.
+    virtual void dumpUnasked( std::ostream& stream ) const;
 
     /// Copies `value`; null says that the source has none.
     void initialize( const char* value );

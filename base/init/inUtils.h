@@ -15,7 +15,8 @@ struct QV_BASE_API LtStr {
 
 /// Whether any of `bits` is set in the number that the environment variable QV_INIT_DEBUG holds
 /// now. Bit 1 traces where each configuration variable takes its value from; bit 2 traces all
-/// sources of all variables, with what they hold, once the packages have started.
+/// sources of all variables, with what they hold, once the packages have started; and what an init
+/// file holds that no variable asks for.
 QV_BASE_API bool isDebuggingEnabled( unsigned int bits );
 
 } // namespace Qv::InUtils

@@ -10,6 +10,7 @@ struct QV_RESMGT_API InInitAppInitFile {
     static constexpr const char* getSourceString() noexcept { return "InInitAppInitFile"; }
     static void initialize( InContextAliasBase& alias ) { get().initialize( alias ); }
     static InContextAliasKeys& getKeys() { return get().getKeys(); }
+    static void dumpUnasked( std::ostream& stream ) { get().dumpUnasked( stream ); }
     static InInitFileSource& get();
     /// The base name of init files in "etc" of the install directory; empty when there is none.
     static OsFilePath getPath();

@@ -3,6 +3,7 @@
 #include <base/containers/hashMap.h>
 #include <resmgt/osal/osFilePath.h>
 
+#include <set>
 #include <string>
 
 namespace Qv {
@@ -13,14 +14,18 @@ namespace Qv {
 /// Threads: the setter is for the application's start, before the packages'; the rest any.
 class QV_RESMGT_API InInitFile {
 public:
-    /// Reads the file; one that doesn't exist, or an empty path, gives an empty one.
+    enum Presence { MAY_BE_MISSING, MUST_BE_THERE };
+
+    /// Reads the file; one that may be missing and does, or an empty path, gives an empty one.
     ///
     /// Errors: those of InTextFile::readNameValuePair.
-    explicit InInitFile( const OsFilePath& path );
+    explicit InInitFile( const OsFilePath& path, Presence presence = MAY_BE_MISSING );
 
     const OsFilePath& getPath() const noexcept { return _path; }
     /// Null when the file doesn't have `name`. Lives as long as this object.
     const char* getValue( const char* name ) const;
+    /// By alphabet.
+    std::set<std::string> getNames() const;
 
     /// "@ombra.ini".
     static OsFilePath getInitFileBaseName();
@@ -34,6 +39,9 @@ public:
     ///
     /// Errors: OsFileEx::ExHomeNotDefined, in the last case.
     static OsFilePath getUserInitFilePath();
+    /// MUST_BE_THERE where the argument "init:" gives that path: who names a file for this one run
+    /// means it. The environment may name one that is written later.
+    static Presence getUserInitFilePresence();
     /// Whether `getUserInitFilePath` passes over the environment, be it directly or through the
     /// variable. Not at first.
     static void setIgnoresEnvironment( bool ignores ) noexcept;

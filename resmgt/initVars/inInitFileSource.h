@@ -5,6 +5,7 @@
 #include <base/init/inVariableBase.h>
 #include <resmgt/initVars/inInitFile.h>
 
+#include <iosfwd>
 #include <optional>
 #include <string>
 
@@ -17,24 +18,27 @@ namespace Qv {
 /// Errors:  a malformed file raises the exceptions of InTextFileEx whenever it is asked.
 class QV_RESMGT_API InInitFileSource {
 public:
-    using GetPath = OsFilePath ( * )();
+    using Read = InInitFile ( * )();
 
     /// `description` is kept.
-    InInitFileSource( const char* description, GetPath getPath ) noexcept
+    InInitFileSource( const char* description, Read read ) noexcept
         : _description( description )
-        , _getPath( getPath ) {}
+        , _read( read ) {}
 
     const InInitFile& getFile();
     /// For the aliases: what they are, and which file they stand for.
     std::string getDescription();
     InContextAliasKeys& getKeys() noexcept { return _keys; }
     void initialize( InContextAliasBase& alias );
+    /// Writes the keys of the file that no variable asks for, each with the most similar one that a
+    /// variable has.
+    void dumpUnasked( std::ostream& stream );
     /// Forgets what was read.
     void finalize() noexcept { _file.reset(); }
 
 private:
     const char* const _description;
-    const GetPath _getPath;
+    const Read _read;
     InContextAliasKeys _keys;
     std::optional<InInitFile> _file;
 };

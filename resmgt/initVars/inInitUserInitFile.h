@@ -11,6 +11,7 @@ struct QV_RESMGT_API InInitUserInitFile {
     static constexpr const char* getSourceString() noexcept { return "InInitUserInitFile"; }
     static void initialize( InContextAliasBase& alias ) { get().initialize( alias ); }
     static InContextAliasKeys& getKeys() { return get().getKeys(); }
+    static void dumpUnasked( std::ostream& stream ) { get().dumpUnasked( stream ); }
     static InInitFileSource& get();
 };
 

@@ -1,5 +1,6 @@
 #include <base/init/inVariableBase.h>
 #include <base/init/src/inAliasDump.h>
+#include <base/text/printable.h>
 
 #include <map>
 #include <ostream>
@@ -34,12 +35,15 @@ void dumpAliases( std::ostream& stream, const std::vector<InPackageInit*>& packa
         stream << "Context aliases of type: : " << kind.second << '\n';
         for( const auto& [alias, variable] : uses ) {
             stream << "Key             : " << alias->getKey() << '\n'
-                   << "     Description: " << alias->getDescription() << '\n'
+                   << "     Description: " << Printable::makeLine( alias->getDescription() ) << '\n'
                    << "     Value      : "
-                   << ( alias->isValid() ? alias->getValue() : "(uninitialized)" ) << '\n'
+                   << Printable::makeLine( alias->isValid() ? alias->getValue()
+                                                            : "(uninitialized)" )
+                   << '\n'
                    << "     Variable   : " << variable->getKey()
                    << ( variable->getOrigin() == alias ? ", which takes it\n" : "\n" );
         }
+        uses.front().first->dumpUnasked( stream );
         stream << "----\n";
     }
 }

@@ -30,6 +30,8 @@ InContextAliasBase::InContextAliasBase( const InContextAliasBase& other )
 
 InContextAliasBase::~InContextAliasBase() = default;
 
+void InContextAliasBase::dumpUnasked( std::ostream& ) const {}
+
 const char* InContextAliasBase::getKey() const {
     return _key.get();
 }

@@ -5,9 +5,13 @@
 #include <base/init/inEx.h>
 #include <base/init/inInit.h>
 #include <base/init/inInitGuard.h>
+#include <base/init/inSingletonEx.h>
 #include <base/init/inVariable.h>
 #include <base/init/src/inAliasDump.h>
 #include <base/init/src/inPackageFrame.h>
+#include <base/values/dtTimeEx.h>
+#include <base/values/rationalEx.h>
+#include <tests/support/raisedBy.h>
 #include <tests/support/scopedEnvironment.h>
 
 #include <gmock/gmock.h>
@@ -109,6 +113,13 @@ using AppFile = FileSource<2>;
 using UserFile = FileSource<3>;
 using Registry = FileSource<5>;
 
+struct UnaskedSource {
+    static constexpr int getPriority() { return 1; }
+    static constexpr const char* getSourceString() { return "UnaskedSource"; }
+    static void initialize( InContextAliasBase& alias ) { alias.initialize( nullptr ); }
+    static void dumpUnasked( std::ostream& stream ) { stream << "what nobody asks for\n"; }
+};
+
 template <class Source>
 class FileBuilder : public InContextAliasBuilder {
 public:
@@ -172,7 +183,7 @@ TEST( InVariableTest, TextThatIsNoWholeNumberOrTruthValueIsNoValue ) {
 }
 
 TEST( InVariableTest, MalformedTextIsReportedTheNextSourceIsTriedAndDebugTellsWhich ) {
-    const ScopedEnvironment environment( "QV_TEST_NUMBER", "many" );
+    const ScopedEnvironment environment( "QV_TEST_NUMBER", "many\x1b[2J\n" );
     InVariable<int> variable( "ombra::test::number", package, EnvAlias( "QV_TEST_NUMBER", "" ),
                               DefAlias( "3", "built in" ) );
     for( const bool isDebugging : { false, true } ) {
@@ -182,7 +193,7 @@ TEST( InVariableTest, MalformedTextIsReportedTheNextSourceIsTriedAndDebugTellsWh
         const std::string report = ::testing::internal::GetCapturedStderr();
         EXPECT_EQ( variable.getValue(), 3 );
         EXPECT_THAT( report, AllOf( HasSubstr( "ombra::test::number" ),
-                                    HasSubstr( "QV_TEST_NUMBER" ), HasSubstr( "many" ) ) );
+                                    HasSubstr( "QV_TEST_NUMBER" ), HasSubstr( "many?[2J?" ) ) );
         EXPECT_EQ( std::count( report.begin(), report.end(), '\n' ), isDebugging ? 2 : 1 )
             << report;
     }
@@ -306,6 +317,10 @@ TEST( InVariableTest, TheDumpTellsWhatEachSourceHoldsAndWhichOneCounts ) {
     InVariable<int> variable( "ombra::test::number", package,
                               EnvAlias( "QV_TEST_NUMBER", "A number" ), DefAlias( "3", "Three" ) );
     variable.resolve();
+    InVariable<const char*> textVariable( "ombra::test::text", package,
+                                          DefAlias( "a\x1b[2J\nb", "c\xc2\x9b" ),
+                                          InContextAlias<UnaskedSource, 0>( "key", "" ) );
+    textVariable.resolve();
     std::ostringstream text;
     dumpAliases( text, { &package } );
     EXPECT_THAT( text.str(), HasSubstr( "Context aliases of type: : InInitEnv\n"
@@ -314,8 +329,13 @@ TEST( InVariableTest, TheDumpTellsWhatEachSourceHoldsAndWhichOneCounts ) {
                                         "     Value      : (uninitialized)\n"
                                         "     Variable   : ombra::test::number\n"
                                         "----\n" ) );
-    EXPECT_THAT( text.str(), HasSubstr( "     Value      : 3\n"
-                                        "     Variable   : ombra::test::number, which takes it\n"
+    EXPECT_THAT( text.str(),
+                 HasSubstr( "     Value      : 3\n"
+                            "     Variable   : ombra::test::number, which takes it\n" ) );
+    EXPECT_THAT( text.str(), HasSubstr( "     Description: c?\n"
+                                        "     Value      : a?[2J?b\n" ) );
+    EXPECT_THAT( text.str(), HasSubstr( "     Variable   : ombra::test::text\n"
+                                        "what nobody asks for\n"
                                         "----\n" ) );
 }
 
@@ -328,6 +348,21 @@ TEST( InContextAliasTest, ATrackedKeyIsTakenUntilItsLastCopyDies ) {
     EXPECT_THROW( ArgAlias( "twice:", "" ), InEx::ExContextAliasAlreadyDefined );
     copy.reset();
     EXPECT_NO_THROW( ArgAlias( "twice:", "" ) );
+}
+
+TEST( InContextAliasTest, ReasonsHoldNamesOfAnyLength ) {
+    const std::string name( 3000, 'n' );
+    const ArgAlias alias( name.c_str(), "" );
+    EXPECT_EQ( raisedBy( [&] { ArgAlias( name.c_str(), "" ); } ),
+               "Registering " + name + " twice." );
+    EXPECT_EQ( InSingletonEx::ExNotInitialized( QV_HERE, name.c_str() ).getReason(),
+               "Singleton " + name + " isn't initialized." );
+    EXPECT_EQ( RationalEx::ExBadFormat( QV_HERE, name.c_str(), "a number" ).getReason(),
+               '"' + name + "\" is not a number." );
+    EXPECT_EQ( RationalEx::ExOutOfRange( QV_HERE, name.c_str() ).getReason(),
+               '"' + name + "\" is out of the range of a fraction." );
+    EXPECT_EQ( DtTimeEx::ExOutOfRange( QV_HERE, name.c_str() ).getReason(),
+               name + ": the time index is out of range." );
 }
 
 TEST( InContextAliasMgrBaseTest, TakesWhatAliasesNameAndKeepsTheRestInOrder ) {

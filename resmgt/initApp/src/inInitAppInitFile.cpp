@@ -5,7 +5,8 @@ namespace Qv {
 
 InInitFileSource& InInitAppInitFile::get() {
     // Aliases leave it in static destructors, so it has none.
-    static auto* const source = new InInitFileSource( "Application initialization file", getPath );
+    static auto* const source = new InInitFileSource( "Application initialization file",
+                                                      [] { return InInitFile( getPath() ); } );
     return *source;
 }
 

@@ -16,17 +16,24 @@ constexpr const char* RELEASE = "2013";
 
 bool ignoresEnvironment = false;
 
-bool isFromEnvironment( const InVariableBase& variable ) {
-    return std::strcmp( variable.getOrigin()->getSourceString(), InInitEnv::getSourceString() ) ==
-           0;
+template <class Source>
+bool isFrom( const InVariableBase& variable ) {
+    return variable.isValid() &&
+           std::strcmp( variable.getOrigin()->getSourceString(), Source::getSourceString() ) == 0;
+}
+
+/// Whether `path` becomes what the environment says of the user's file.
+bool isInEnvironment( std::string& path ) {
+    return !ignoresEnvironment && OsEnv::getVariable( path, USER_INIT_FILE_ENV );
 }
 
 } // namespace
 
-InInitFile::InInitFile( const OsFilePath& path )
+InInitFile::InInitFile( const OsFilePath& path, Presence presence )
     : _path( path ) {
     // A directory is there, and fails to be read.
-    if( OsFsUtils::isFile( path ) || OsFsUtils::isDirectory( path ) ) {
+    if( ( presence == MUST_BE_THERE && !path.isEmpty() ) || OsFsUtils::isFile( path ) ||
+        OsFsUtils::isDirectory( path ) ) {
         InTextFile::readNameValuePair( path.getChars(), _values, true );
     }
 }
@@ -34,6 +41,14 @@ InInitFile::InInitFile( const OsFilePath& path )
 const char* InInitFile::getValue( const char* name ) const {
     const auto found = _values.find( name );
     return found != _values.end() ? found->second.c_str() : nullptr;
+}
+
+std::set<std::string> InInitFile::getNames() const {
+    std::set<std::string> names;
+    for( const auto& [name, value] : _values ) {
+        names.insert( name );
+    }
+    return names;
 }
 
 OsFilePath InInitFile::getInitFileBaseName() {
@@ -46,14 +61,21 @@ OsFilePath InInitFile::getDefaultUserInitFileDir() {
 
 OsFilePath InInitFile::getUserInitFilePath() {
     std::string path;
-    if( !ignoresEnvironment && OsEnv::getVariable( path, USER_INIT_FILE_ENV ) ) {
+    if( isInEnvironment( path ) ) {
         return path;
     }
     const auto& variable = getUserInitFileVariable();
-    if( variable.isValid() && !( ignoresEnvironment && isFromEnvironment( variable ) ) ) {
+    if( variable.isValid() && !( ignoresEnvironment && isFrom<InInitEnv>( variable ) ) ) {
         return variable.getValue();
     }
     return getDefaultUserInitFileDir() + getInitFileBaseName();
+}
+
+InInitFile::Presence InInitFile::getUserInitFilePresence() {
+    std::string path;
+    return !isInEnvironment( path ) && isFrom<InInitArg>( getUserInitFileVariable() )
+               ? MUST_BE_THERE
+               : MAY_BE_MISSING;
 }
 
 void InInitFile::setIgnoresEnvironment( bool ignores ) noexcept {

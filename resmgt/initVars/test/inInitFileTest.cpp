@@ -8,17 +8,20 @@
 #include <resmgt/initVars/inTextFileEx.h>
 #include <resmgt/initVars/src/initVarsVariables.h>
 #include <tests/support/fakeBuildInfo.h>
+#include <tests/support/raisedBy.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 
 #include <gmock/gmock.h>
 
 #include <fstream>
+#include <sstream>
 #include <string>
 
 namespace Qv {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
@@ -115,6 +118,8 @@ private:
         InContextAliasMgrBase::bindArguments( argc, argv );
         // The package resolves its variables once; this is the only way to have it do so again.
         const_cast<InVariable<const char*>&>( getUserInitFileVariable() ).resolve();
+        // By then it has asked for the file itself.
+        InInitUserInitFile::get().finalize();
     }
 };
 
@@ -139,6 +144,42 @@ TEST_F( InInitFileTest, TheUsersFileIsWhereTheEnvironmentTheVariableOrTheDefault
         EXPECT_EQ( InInitFile::getUserInitFilePath(), "/arg" );
     }
     EXPECT_EQ( InInitFile::getUserInitFilePath(), standard );
+}
+
+TEST_F( InInitFileTest, AFileThatTheCommandLineNamesMustBeThere ) {
+    const std::string missing = _directory.path() / "none";
+    InVariable<int> variable( "ombra::a", _package );
+    const BoundArgument argument( ( "init:" + missing ).c_str() );
+    {
+        const ScopedEnvironment unset( "QV_USER_INIT_FILE" );
+        EXPECT_THAT( raisedBy<InTextFileEx::ExCannotOpen>( [&] { variable.resolve(); } ),
+                     AllOf( HasSubstr( missing ), HasSubstr( "No such file" ) ) );
+        std::ofstream( missing ) << "ombra::a = 4";
+        variable.resolve();
+        EXPECT_EQ( variable.getValue(), 4 );
+    }
+    // What the environment names comes first, and may be written later.
+    InInitUserInitFile::get().finalize();
+    const ScopedEnvironment set( "QV_USER_INIT_FILE", ( missing + "2" ).c_str() );
+    variable.resolve();
+    EXPECT_FALSE( variable.isValid() );
+}
+
+TEST_F( InInitFileTest, KeysThatNoVariableAsksForAreListedWithTheNearestOneThatOneHas ) {
+    const ScopedEnvironment path(
+        "QV_USER_INIT_FILE", store( "ombra::threads::stackSize = 1\nombra::treads::stacksize = 2\n"
+                                    "logdir = 3\nombra::logDir = 4\n" )
+                                 .c_str() );
+    InVariable<int> stackSize( "ombra::threads::stackSize", _package );
+    InVariable<int> logDir( "ombra::logDir", _package );
+    stackSize.resolve();
+    logDir.resolve();
+    std::ostringstream text;
+    logDir.getOrigin()->dumpUnasked( text );
+    EXPECT_EQ( text.str(), "Unknown key     : logdir\n"
+                           "     Nearest    : ombra::logDir\n"
+                           "Unknown key     : ombra::treads::stacksize\n"
+                           "     Nearest    : ombra::threads::stackSize\n" );
 }
 
 TEST_F( InInitFileTest, ARegistryKeyIsAPathOrAValueOfTheApplicationAndHereNeverFound ) {
