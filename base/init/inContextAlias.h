@@ -57,7 +57,8 @@ struct QV_BASE_API InInitArg {
 template <class Source, int N>
 class InContextAlias final : public InContextAliasBase {
 public:
-    InContextAlias( const char* key, const char* description )
+    /// Both texts are copied; dumps show the description.
+    explicit InContextAlias( const char* key, const char* description = "" )
         : InContextAliasBase( key, description ) {
         if constexpr( N == 1 ) {
             _entry = Source::getKeys().add( key );
@@ -81,5 +82,10 @@ private:
 
     std::shared_ptr<const InContextAliasKeys::Entry> _entry;
 };
+
+/// The sources that a program's own settings name.
+using InArgument = InContextAlias<InInitArg, 1>;
+using InEnvironment = InContextAlias<InInitEnv, 0>;
+using InDefault = InContextAlias<InInitDef, 0>;
 
 } // namespace Qv

@@ -2,6 +2,7 @@
 // no place meanwhile are kept by their store.
 
 #include <base/init/inInitGuard.h>
+#include <base/text/printable.h>
 #include <resmgt/memoryBuffers/mbBufferRdGuardImp.h>
 #include <resmgt/memoryBuffers/mbBufferSimpleFactory.h>
 #include <resmgt/memoryBuffers/mbBufferWrGuardImp.h>
@@ -80,7 +81,8 @@ int main( int argc, char** argv ) {
     try {
         return run( argc, argv );
     } catch( const std::exception& failure ) {
-        std::fprintf( stderr, "firstBuffer: %s\n", failure.what() );
+        std::fprintf( stderr, "firstBuffer: %s\n",
+                      Qv::Printable::makeText( failure.what() ).c_str() );
         return 1;
     }
 }

@@ -10,6 +10,7 @@
 // formats exactly and prints the sum in the first one.
 
 #include <base/init/inInitGuard.h>
+#include <base/text/printable.h>
 #include <base/values/dtTime.h>
 #include <resmgt/literals/liRateRegistry.h>
 #include <resmgt/literals/liStringUtil.h>
@@ -118,7 +119,8 @@ int main( int argc, char** argv ) {
     try {
         return run( argc, argv );
     } catch( const std::exception& failure ) {
-        std::fprintf( stderr, "timecodes: %s\n", failure.what() );
+        std::fprintf( stderr, "timecodes: %s\n",
+                      Qv::Printable::makeText( failure.what() ).c_str() );
         return 1;
     }
 }

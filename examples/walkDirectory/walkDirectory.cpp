@@ -5,6 +5,7 @@
 // Without extensions all files are told, else those that have one of them.
 
 #include <base/init/inInitGuard.h>
+#include <base/text/printable.h>
 #include <resmgt/osSupport/osDateUtil.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/osFsUtils.h>
@@ -39,12 +40,15 @@ struct Totals {
     unsigned long long nbBytes = 0;
 };
 
+std::string getName( const Qv::OsFilePath& path ) {
+    return Qv::Printable::makeLine( path.getBaseName( Qv::OsFilePath::WITH_EXTENSION ).toString() );
+}
+
 void printFile( const Qv::OsFileInfo& file, int depth ) {
     std::printf(
         "%12llu  %s  %-10s %*s%s\n", static_cast<unsigned long long>( file.getSize() ),
         Qv::OsDateUtil::toLocalText( file.getLastModificationTime(), "%Y-%m-%d %H:%M" ).c_str(),
-        file.getOwner().c_str(), 4 * depth, "",
-        file.getPath().getBaseName( Qv::OsFilePath::WITH_EXTENSION ).getChars() );
+        file.getOwner().c_str(), 4 * depth, "", getName( file.getPath() ).c_str() );
 }
 
 void walk( const Qv::OsDirectory& directory, const Qv::OsFileFilter& filter, int depth,
@@ -63,8 +67,7 @@ void walk( const Qv::OsDirectory& directory, const Qv::OsFileFilter& filter, int
     std::sort( children.begin(), children.end() );
     for( const Qv::OsFilePath& child : children ) {
         ++totals.nbDirectories;
-        std::printf( "%42s%*s%s/\n", "", 4 * depth, "",
-                     child.getBaseName( Qv::OsFilePath::WITH_EXTENSION ).getChars() );
+        std::printf( "%42s%*s%s/\n", "", 4 * depth, "", getName( child ).c_str() );
         // A link may lead back to where the walk came from.
         if( !Qv::OsFsUtils::isSymLink( child ) ) {
             walk( Qv::OsDirectory( child ), filter, depth + 1, totals );
@@ -93,7 +96,8 @@ int main( int argc, char** argv ) {
     try {
         return run( argc, argv );
     } catch( const std::exception& failure ) {
-        std::fprintf( stderr, "walkDirectory: %s\n", failure.what() );
+        std::fprintf( stderr, "walkDirectory: %s\n",
+                      Qv::Printable::makeText( failure.what() ).c_str() );
         return 1;
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/qvBaseApi.h>
 #include <resmgt/resmgtApi.h>
 
 #include <iosfwd>
@@ -59,7 +60,7 @@ QV_RESMGT_API std::ostream& operator<<( std::ostream& stream, const EnvVar& vari
 
 /// What the kinds of numbers share. `Number` is int, unsigned long long or double.
 template <class Number>
-class QV_RESMGT_API EnvNumberVar : public EnvVar {
+class QV_TEMPLATE_API EnvNumberVar : public EnvVar {
 public:
     EnvNumberVar( const char* fileName, const char* name, Number defaultValue );
 
@@ -72,6 +73,10 @@ private:
     Number _number;
     const Number _defaultNumber;
 };
+
+extern template class EnvNumberVar<int>;
+extern template class EnvNumberVar<unsigned long long>;
+extern template class EnvNumberVar<double>;
 
 /// A whole number: the digits at the head of the text, after blanks and a sign. 0 without digits;
 /// beyond the range of int its nearest end.

@@ -92,8 +92,8 @@ void EnvNumberVar<Number>::dump( std::ostream& stream ) const {
     stream << " value " << _number << " default " << _defaultNumber;
 }
 
-template class EnvNumberVar<int>;
-template class EnvNumberVar<unsigned long long>;
-template class EnvNumberVar<double>;
+template class QV_INSTANCE_API EnvNumberVar<int>;
+template class QV_INSTANCE_API EnvNumberVar<unsigned long long>;
+template class QV_INSTANCE_API EnvNumberVar<double>;
 
 } // namespace Qv
