@@ -9,6 +9,8 @@
 #include <resmgt/resmgtLib/inProgram.h>
 
 #include <cstdio>
+#include <exception>
+#include <string>
 
 using namespace Qv;
 
@@ -23,19 +25,24 @@ const InVariable<bool> filled( "painter::filled", program, InArgument( "filled:"
                                InEnvironment( "PAINTER_FILLED" ), InDefault( "false" ) );
 const InVariable<const char*> title( "painter::title", program, InDefault( "untitled" ) );
 
+void print( const InVariableBase& setting, const std::string& value ) {
+    const InContextAliasBase& source = *setting.getOrigin();
+    std::printf( "%s is %s, by %s %s\n", setting.getKey(), Printable::makeLine( value ).c_str(),
+                 source.getSourceString(), source.getKey() );
+}
+
 } // namespace
 
 int main( int argc, char** argv ) {
     const char* const* arguments = argv;
     try {
         const InInitGuard packages( argc, arguments );
-        std::printf( "width %d from %s\n", width.getValue(), width.getOrigin()->getKey() );
-        std::printf( "colour %s from %s\n", Printable::makeLine( colour.getValue() ).c_str(),
-                     colour.getOrigin()->getKey() );
-        std::printf( "filled %d from %s\n", filled.getValue(), filled.getOrigin()->getKey() );
-        std::printf( "title %s from %s\n", Printable::makeLine( title.getValue() ).c_str(),
-                     title.getOrigin()->getKey() );
-        std::printf( "%d other argument: %s\n", argc - 1, argc > 1 ? arguments[1] : "" );
+        print( width, std::to_string( width.getValue() ) );
+        print( colour, colour.getValue() );
+        print( filled, filled.getValue() ? "true" : "false" );
+        print( title, title.getValue() );
+        std::printf( "%d other argument: %s\n", argc - 1,
+                     argc > 1 ? Printable::makeLine( arguments[1] ).c_str() : "" );
         return 0;
     } catch( const std::exception& failure ) {
         std::fprintf( stderr, "settings: %s\n", Printable::makeText( failure.what() ).c_str() );
