@@ -2,6 +2,7 @@
 #include <base/debug/src/heapUse.h>
 #include <base/failure/qvHere.h>
 #include <base/failure/src/exStack.h>
+#include <base/text/printable.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -53,7 +54,7 @@ void HmGC::report( std::ptrdiff_t growth ) const {
     *_output << "Heap: " << ( isMemDebugLoaded() ? "" : "about " ) << std::abs( growth )
              << " bytes " << ( growth < 0 ? "less" : "more" ) << " in use than at the start.\n";
     if( growth > 0 && _isStackDumped ) {
-        *_output << stackText( captureStack() );
+        *_output << Printable::makeText( stackText( captureStack() ) );
     }
     _output->flush();
 }
