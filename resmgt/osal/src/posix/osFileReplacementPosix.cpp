@@ -177,21 +177,25 @@ void OsFileReplacement::Imp::replaceFormer() {
 /// for that, and not every one knows links.
 void OsFileReplacement::Imp::giveFreeName() {
     constexpr const char* WHERE = "OsFileReplacement::giveFreeName";
-    const char* const from = _newName.c_str();
-    const char* const to = _name.c_str();
-    if( OsFsUtilsPosix::retry( [&] {
-            return ::renameat2( _folder.get(), from, _folder.get(), to, RENAME_NOREPLACE );
-        } ) == 0 ) {
+    const int folder = _folder.get();
+    const auto rename = [&] {
+        return ::renameat2( folder, _newName.c_str(), folder, _name.c_str(), RENAME_NOREPLACE );
+    };
+    const auto link = [&] {
+        return ::linkat( folder, _newName.c_str(), folder, _name.c_str(), 0 );
+    };
+    if( OsFsUtilsPosix::retry( rename ) == 0 ) {
         _newName.clear();
-    } else if( !failedWith( { EINVAL, ENOSYS } ) || OsFsUtilsPosix::retry( [&] {
-                                                        return ::linkat( _folder.get(), from,
-                                                                         _folder.get(), to, 0 );
-                                                    } ) != 0 ) {
-        if( errno == EEXIST ) {
-            throw OsFileEx::ExFileExists( QV_HERE, WHERE, _path );
-        }
-        raise( WHERE, _path );
+        return;
     }
+    // Linked, it loses its first name with this object.
+    if( failedWith( { EINVAL, ENOSYS } ) && OsFsUtilsPosix::retry( link ) == 0 ) {
+        return;
+    }
+    if( errno == EEXIST ) {
+        throw OsFileEx::ExFileExists( QV_HERE, WHERE, _path );
+    }
+    raise( WHERE, _path );
 }
 
 int OsFileReplacement::Imp::unlink( const std::string& name ) const noexcept {
