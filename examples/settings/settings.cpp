@@ -34,15 +34,14 @@ void print( const InVariableBase& setting, const std::string& value ) {
 } // namespace
 
 int main( int argc, char** argv ) {
-    const char* const* arguments = argv;
     try {
-        const InInitGuard packages( argc, arguments );
+        const InInitGuard packages( argc, argv );
         print( width, std::to_string( width.getValue() ) );
         print( colour, colour.getValue() );
         print( filled, filled.getValue() ? "true" : "false" );
         print( title, title.getValue() );
         std::printf( "%d other argument: %s\n", argc - 1,
-                     argc > 1 ? Printable::makeLine( arguments[1] ).c_str() : "" );
+                     argc > 1 ? Printable::makeLine( argv[1] ).c_str() : "" );
         return 0;
     } catch( const std::exception& failure ) {
         std::fprintf( stderr, "settings: %s\n", Printable::makeText( failure.what() ).c_str() );

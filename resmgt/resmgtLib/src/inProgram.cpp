@@ -1,7 +1,7 @@
 #include <resmgt/resmgtLib/inProgram.h>
 
 #include <base/init/inInit.h>
-#include <resmgt/resmgtLib/resmgtPackage.h>
+#include <resmgt/resmgtPackages.h>
 
 namespace Qv {
 
