@@ -22,16 +22,22 @@ public:
     /// Builds the set of characters that names of components can't have; the package's start.
     static void initialize();
 
-    /// Numbers to text, in decimal and in every locale alike. A floating-point number becomes the
-    /// shortest text that reads back as the same value: "0.1", "1e+20", "inf", "-nan".
+    /// Numbers to text, in decimal and in every locale alike, of every integer type: the smaller
+    /// ones, characters and bool too, as the `int` that they are. A floating-point number becomes
+    /// the shortest text that reads back as the same value, "0.1" or "1e+20"; what is no number
+    /// becomes "inf" or "nan", with a sign, which isn't read back.
     static std::string convertNb( int number );
     static std::string convertNb( unsigned int number );
+    static std::string convertNb( long number );
+    static std::string convertNb( unsigned long number );
     static std::string convertNb( long long number );
     static std::string convertNb( unsigned long long number );
     static std::string convertNb( float number );
     static std::string convertNb( double number );
     static std::wstring convertNbW( int number );
     static std::wstring convertNbW( unsigned int number );
+    static std::wstring convertNbW( long number );
+    static std::wstring convertNbW( unsigned long number );
     static std::wstring convertNbW( long long number );
     static std::wstring convertNbW( unsigned long long number );
     static std::wstring convertNbW( float number );
@@ -39,8 +45,9 @@ public:
 
     /// Text to numbers, in every locale alike. The whole text must be one decimal number, which may
     /// have a sign, and white space of ASCII around it. Everything else raises
-    /// LiEx::ExConversionError: an empty text, a number that the type can't hold (also one so small
-    /// that nothing would be left of it), a minus sign before an unsigned number.
+    /// LiEx::ExConversionError: an empty text, "inf" and "nan", a number that the type can't hold
+    /// (also one so small that nothing would be left of it), a minus sign before an unsigned
+    /// number.
     static int convertToInt( const std::string& text );
     static unsigned int convertToUInt( const std::string& text );
     static long long convertToLong( const std::string& text );

@@ -37,7 +37,9 @@ T toNumber( const std::string& text ) {
     }
     T result{};
     const auto [stop, error] = std::from_chars( begin, end, result );
-    if( stop != end || error == std::errc::invalid_argument ) {
+    // Names of infinities and NaNs are read, too.
+    const bool isDecimal = number.find_first_of( "nN" ) == std::string::npos;
+    if( stop != end || !isDecimal || error == std::errc::invalid_argument ) {
         throw LiEx::ExConversionError(
             QV_HERE, text.c_str(), std::is_floating_point_v<T> ? "a number" : "a whole number" );
     }
@@ -62,6 +64,14 @@ std::string LiStringUtil::convertNb( unsigned int number ) {
     return toText( number );
 }
 
+std::string LiStringUtil::convertNb( long number ) {
+    return toText( number );
+}
+
+std::string LiStringUtil::convertNb( unsigned long number ) {
+    return toText( number );
+}
+
 std::string LiStringUtil::convertNb( long long number ) {
     return toText( number );
 }
@@ -83,6 +93,14 @@ std::wstring LiStringUtil::convertNbW( int number ) {
 }
 
 std::wstring LiStringUtil::convertNbW( unsigned int number ) {
+    return toWideText( number );
+}
+
+std::wstring LiStringUtil::convertNbW( long number ) {
+    return toWideText( number );
+}
+
+std::wstring LiStringUtil::convertNbW( unsigned long number ) {
     return toWideText( number );
 }
 

@@ -1,9 +1,12 @@
+#include <base/text/wideStringUtil.h>
+#include <base/values/rationalEx.h>
 #include <resmgt/literals/liEx.h>
 #include <resmgt/literals/liStringUtil.h>
 #include <tests/support/testSettings.h>
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <functional>
@@ -31,21 +34,38 @@ TEST( LiStringUtil, NumbersBecomeTheirShortestText ) {
     EXPECT_EQ( LiStringUtil::convertNbW( -12 ), L"-12" );
 }
 
-TEST( LiStringUtil, EveryFloatingPointNumberSurvivesItsText ) {
-    const auto expectSame = []( auto number, auto same ) {
-        ASSERT_TRUE( same == number || ( std::isnan( same ) && std::isnan( number ) ) ) << number;
+template <class... Int>
+void expectEveryInteger() {
+    const auto expectText = []( auto number ) {
+        EXPECT_EQ( LiStringUtil::convertNb( number ), std::to_string( number ) );
+        EXPECT_EQ( LiStringUtil::convertNbW( number ), std::to_wstring( number ) );
     };
-    const auto expectDouble = [&]( double number ) {
-        expectSame( number, LiStringUtil::convertToDouble( LiStringUtil::convertNb( number ) ) );
+    ( ( expectText( largest<Int> ), expectText( lowest<Int> ) ), ... );
+}
+
+TEST( LiStringUtil, IntegersOfEachTypeBecomeText ) {
+    expectEveryInteger<signed char, unsigned char, short, unsigned short, int, unsigned int, long,
+                       unsigned long, long long, unsigned long long, char, bool, std::int64_t,
+                       std::uint64_t, std::size_t, std::ptrdiff_t>();
+}
+
+TEST( LiStringUtil, EveryFloatingPointNumberSurvivesItsText ) {
+    const auto expectDouble = []( double number ) {
+        if( std::isfinite( number ) ) {
+            ASSERT_EQ( LiStringUtil::convertToDouble( LiStringUtil::convertNb( number ) ), number );
+        }
     };
     std::mt19937_64 random( testSeed() );
     for( long i = 0; i < scaledCount( 20000 ) && !::testing::Test::HasFailure(); ++i ) {
         expectDouble( std::bit_cast<double>( random() ) );
         const auto single = std::bit_cast<float>( static_cast<std::uint32_t>( random() ) );
-        expectSame( single, LiStringUtil::convertToFloatW( LiStringUtil::convertNbW( single ) ) );
+        if( std::isfinite( single ) ) {
+            ASSERT_EQ( LiStringUtil::convertToFloatW( LiStringUtil::convertNbW( single ) ),
+                       single );
+        }
     }
-    for( const double number : { lowest<double>, largest<double>, HUGE_VAL, -HUGE_VAL,
-                                 std::numeric_limits<double>::denorm_min() } ) {
+    for( const double number :
+         { lowest<double>, largest<double>, -0., std::numeric_limits<double>::denorm_min() } ) {
         expectDouble( number );
     }
 }
@@ -81,7 +101,8 @@ TEST( LiStringUtil, TextThatIsNoNumberIsQuotedInTheError ) {
         }
     };
     for( const char* text :
-         { "", " ", "abc", "12abc", "1 2", "+-1", "--1", "1,5", "0x10", "1e999" } ) {
+         { "", " ", "abc", "12abc", "1 2", "+-1", "--1", "1,5", "0x10", "1e999", "inf", "-INF",
+           "infinity", "nan", "+NaN", "nan(1)", "0x1p3", "1d", "1f" } ) {
         for( const Conversion& convert : conversions ) {
             expectRefused( convert, text );
         }
@@ -106,6 +127,32 @@ TEST( LiStringUtil, TextThatIsNoNumberIsQuotedInTheError ) {
         EXPECT_THROW( convert( std::string( "1\0", 2 ) ), LiEx::ExConversionError );
     }
     EXPECT_THROW( LiStringUtil::convertToIntW( L"1\x661" ), LiEx::ExConversionError );
+}
+
+TEST( LiStringUtil, NoMessageCutsACharacterInTwo ) {
+    const auto expectWhole = []( const auto& exception ) {
+        const std::wstring reason = WideStringUtil::widen( exception.getReason() );
+        const auto isPart = []( wchar_t c ) { return c >= 0xdc80 && c <= 0xdcff; };
+        EXPECT_TRUE( std::ranges::none_of( reason, isPart ) ) << exception.getReason();
+        EXPECT_EQ( reason.back(), L'.' ) << exception.getReason();
+        EXPECT_LT( reason.size(), 400 );
+    };
+    for( std::size_t i = 0; i < 4; ++i ) {
+        std::string text( i, 'x' );
+        for( int j = 0; j < 100; ++j ) {
+            text += "\xf0\x9f\x8e\xac";
+        }
+        expectWhole( LiEx::ExBadRate( "", 1, text.c_str(), "is none" ) );
+        expectWhole( LiEx::ExBadTimeCode( "", 1, text, text, i, "is none" ) );
+        expectWhole( LiEx::ExConversionError( "", 1, text.c_str(), "a number" ) );
+        expectWhole( RationalEx::ExBadFormat( "", 1, text.c_str(), "a number" ) );
+        expectWhole( RationalEx::ExOutOfRange( "", 1, text.c_str() ) );
+    }
+    // What isn't UTF-8 is cut somewhere.
+    const std::string broken( 200, '\x80' );
+    EXPECT_THAT( LiEx::ExBadTimeCode( "", 1, broken, "", 0, "" ).getReason(),
+                 HasSubstr( '"' + broken.substr( 0, 120 ) + '"' ) );
+    EXPECT_THAT( LiEx::ExBadRate( "", 1, "a\nb", "is none" ).getReason(), HasSubstr( "\"a?b\"" ) );
 }
 
 TEST( LiStringUtil, CaseOfNarrowTextIsThatOfAscii ) {
