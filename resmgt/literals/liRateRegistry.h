@@ -5,6 +5,7 @@
 #include <base/values/rational.h>
 #include <resmgt/resmgtApi.h>
 
+#include <concepts>
 #include <string>
 #include <vector>
 
@@ -38,20 +39,25 @@ public:
 
     /// Adds a rate at the end. The rate is `baseRate` x `factor` x `timePullRate`; `nameFunctor`
     /// makes its numeric name and isn't kept. Null, and nothing is added, if there is a rate with
-    /// this `enumName`. Raises LiEx::ExBadRate if a numerator or a denominator isn't positive or a
-    /// product of them doesn't fit an int.
+    /// this `enumName`, whatever the other arguments are. Raises LiEx::ExBadRate if a numerator or
+    /// a denominator isn't positive or a product of them doesn't fit an int. Asserts that no name
+    /// is null.
     Entry registerRate( const char* enumName, const char* shortName, const char* description,
                         const Rational& baseRate, const Rational& timePullRate,
                         const Rational& factor, const NameFunctor& nameFunctor );
-    /// The same for a rate that the published standards write as `standardRate`.
+    /// The same for a rate that the published standards write as `standardRate`. A rate that is
+    /// pulled needs it for drop-frame labels: 2997/100 for 30000/1001.
     Entry registerRate( const char* enumName, const char* shortName, const char* description,
                         const Rational& baseRate, const Rational& timePullRate,
                         const Rational& factor, const NameFunctor& nameFunctor,
                         const Rational& standardRate );
 
-    /// In the order of registration. What isn't found is at `end()`.
+    /// In the order of registration. What isn't found is at `end()`. A null name is an assertion.
     ConstIterator find( const char* enumName ) const;
     ConstIterator find( int enumVal ) const;
+    /// A number with a fraction is no place: see getFrameRate and getNearest.
+    template <std::floating_point Number>
+    ConstIterator find( Number ) const = delete;
     ConstIterator begin() const;
     ConstIterator end() const;
 
@@ -61,6 +67,13 @@ public:
     /// The first whose computed rate is `rate`; without one, the first whose standard rate is; else
     /// the first whose rate without the pull is.
     Entry get( const Rational& rate ) const;
+    template <std::floating_point Number>
+    Entry get( Number ) const = delete;
+    /// The frame rate that a person means by `framesPerSecond`: a whole number, or 1000/1001 of one
+    /// as the nearest of 2 to 5 decimals write it, such as 23.98, 23.976, 47.95 and 119.88. If the
+    /// registry has no such rate, a new entry that isn't added to it, with the place -1 and named
+    /// "F119_88". Raises LiEx::ExBadRate for every other number.
+    Entry getFrameRate( double framesPerSecond ) const;
     /// The entry with the computed rate nearest to `rate`, the first of several; null if none is
     /// nearer than `maxDistance`. Both are in units a second.
     Entry getNearest( double rate, double maxDistance ) const;
@@ -83,7 +96,7 @@ public:
     bool isNull() const noexcept { return _imp.isNull(); }
     /// "F29_97": unique in the registry.
     const std::string& getEnumName() const;
-    /// The place in the registry, from 0.
+    /// The place in the registry, from 0; -1 for what getFrameRate made.
     int getEnumVal() const;
     const std::string& getShortName() const;
     const std::string& getDescription() const;

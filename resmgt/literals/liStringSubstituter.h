@@ -32,7 +32,8 @@ public:
     /// unregistered.
     static void registerPatternHandler( CbHandler<std::string>* handler );
     static void unregisterPatternHandler( const CbHandler<std::string>* handler );
-    /// Several patterns may share a handler. An empty pattern is an assertion.
+    /// Several patterns may share a handler. An empty pattern is an assertion, and so is a null
+    /// handler here and above.
     static void registerPattern( const std::string& pattern, CbHandler<std::string>* handler );
     /// Removes all patterns of the handler.
     static void unregisterPattern( const CbHandler<std::string>* handler );

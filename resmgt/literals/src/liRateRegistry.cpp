@@ -7,6 +7,7 @@
 #include <resmgt/literals/liStringUtil.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -100,6 +101,66 @@ Rational product( const char* enumName, const Rational& a, const Rational& b ) {
                      product( enumName, a.getDenominator(), b.getDenominator() ) );
 }
 
+/// How a person writes a number: "47.952", not "4.7952e+01".
+std::string fixedText( double number ) {
+    char text[32];
+    char* const end =
+        std::to_chars( text, text + sizeof( text ), number, std::chars_format::fixed ).ptr;
+    return std::string( text, end );
+}
+
+/// Whether `number` is `rate`, or what it becomes with 2 to 5 decimals. The error of a `float`
+/// doesn't count.
+bool isWrittenAs( double rate, double number ) {
+    constexpr double TOLERANCE = 1e-5;
+    return std::ranges::any_of( std::array{ 1e2, 1e3, 1e4, 1e5 }, [=]( double unit ) {
+        return std::abs( std::round( rate * unit ) / unit - number ) < TOLERANCE;
+    } );
+}
+
+/// A rate of film, PAL or NTSC times a whole number where it can be one.
+Rational findBaseRate( int framesPerSecond ) {
+    for( const int base : { 30, 25, 24 } ) {
+        if( framesPerSecond % base == 0 ) {
+            return Rational( base, 1 );
+        }
+    }
+    return Rational( framesPerSecond, 1 );
+}
+
+LiRateRegistry::Entry makeEntry( int enumVal, const char* enumName, const char* shortName,
+                                 const char* description, const Rational& baseRate,
+                                 const Rational& timePullRate, const Rational& factor,
+                                 const LiRateRegistry::NameFunctor& nameFunctor,
+                                 const Rational& standardRate ) {
+    OPtr<LiRateRegistry::Entry::Imp> imp( new LiRateRegistry::Entry::Imp );
+    imp->enumName = enumName;
+    imp->enumVal = enumVal;
+    imp->shortName = shortName;
+    imp->description = description;
+    imp->baseRate = baseRate;
+    imp->baseFactorRate = product( enumName, baseRate, factor );
+    imp->timePullRate = timePullRate;
+    imp->factor = factor;
+    imp->computedRate = product( enumName, imp->baseFactorRate, timePullRate );
+    imp->standardRate = standardRate;
+    imp->numericName = nameFunctor( imp->computedRate );
+    return LiRateRegistry::Entry( imp.release() );
+}
+
+LiRateRegistry::Entry makeFrameRate( int nominal, bool isPulled ) {
+    // The standards write 30000/1001 as 29.97: 999/1000 of the whole rate.
+    const Rational standard = isPulled ? Rational( nominal * 999, 1000 ) : Rational( nominal, 1 );
+    std::string enumName = 'F' + fixedText( standard.getDouble() );
+    std::ranges::replace( enumName, '.', '_' );
+    const Rational base = findBaseRate( nominal );
+    const Rational pull = isPulled ? DOWN : ONE;
+    const FpsNameFunctor fpsName;
+    const std::string name = fpsName( standard );
+    return makeEntry( -1, enumName.c_str(), name.c_str(), name.c_str(), base, pull,
+                      Rational( nominal / base.getNumerator(), 1 ), fpsName, standard );
+}
+
 } // namespace
 
 std::string FpsNameFunctor::operator()( const Rational& rate ) const {
@@ -155,6 +216,9 @@ LiRateRegistry::Entry
 LiRateRegistry::registerRate( const char* enumName, const char* shortName, const char* description,
                               const Rational& baseRate, const Rational& timePullRate,
                               const Rational& factor, const NameFunctor& nameFunctor ) {
+    if( find( enumName ) != end() ) {
+        return Entry();
+    }
     for( const Rational& part : { baseRate, timePullRate, factor } ) {
         checkPositive( enumName, part );
     }
@@ -168,30 +232,23 @@ LiRateRegistry::registerRate( const char* enumName, const char* shortName, const
                               const Rational& baseRate, const Rational& timePullRate,
                               const Rational& factor, const NameFunctor& nameFunctor,
                               const Rational& standardRate ) {
-    for( const Rational& part : { baseRate, timePullRate, factor, standardRate } ) {
-        checkPositive( enumName, part );
-    }
+    QV_ASSERT( shortName != nullptr );
+    QV_ASSERT( description != nullptr );
     if( find( enumName ) != end() ) {
         return Entry();
     }
-    OPtr<Entry::Imp> imp( new Entry::Imp );
-    imp->enumName = enumName;
-    imp->enumVal = static_cast<int>( _entries.size() );
-    imp->shortName = shortName;
-    imp->description = description;
-    imp->baseRate = baseRate;
-    imp->baseFactorRate = product( enumName, baseRate, factor );
-    imp->timePullRate = timePullRate;
-    imp->factor = factor;
-    imp->computedRate = product( enumName, imp->baseFactorRate, timePullRate );
-    imp->standardRate = standardRate;
-    imp->numericName = nameFunctor( imp->computedRate );
-    const Entry entry( imp.release() );
+    for( const Rational& part : { baseRate, timePullRate, factor, standardRate } ) {
+        checkPositive( enumName, part );
+    }
+    const Entry entry =
+        makeEntry( static_cast<int>( _entries.size() ), enumName, shortName, description, baseRate,
+                   timePullRate, factor, nameFunctor, standardRate );
     _entries.push_back( entry );
     return entry;
 }
 
 LiRateRegistry::ConstIterator LiRateRegistry::find( const char* enumName ) const {
+    QV_ASSERT( enumName != nullptr );
     return std::find_if( begin(), end(), [enumName]( const Entry& entry ) {
         return entry.getEnumName() == enumName;
     } );
@@ -230,6 +287,22 @@ LiRateRegistry::Entry LiRateRegistry::get( const Rational& rate ) const {
         }
     }
     return Entry();
+}
+
+LiRateRegistry::Entry LiRateRegistry::getFrameRate( double framesPerSecond ) const {
+    constexpr double LARGEST = std::numeric_limits<int>::max() / 1000;
+    const bool isWhole = isWrittenAs( std::round( framesPerSecond ), framesPerSecond );
+    const double nominal = std::round( isWhole ? framesPerSecond : framesPerSecond * 1.001 );
+    const bool isMeant = isWhole || isWrittenAs( nominal / 1.001, framesPerSecond );
+    if( !isMeant || nominal < 1 || nominal > LARGEST ) {
+        throw LiEx::ExBadRate(
+            QV_HERE, LiStringUtil::convertNb( framesPerSecond ).c_str(),
+            "is neither a whole number of frames a second nor 1000/1001 of one" );
+    }
+    const Entry wanted = makeFrameRate( static_cast<int>( nominal ), !isWhole );
+    const auto known =
+        std::ranges::find( _entries, wanted.getComputedRate(), &Entry::getComputedRate );
+    return known == _entries.end() ? wanted : *known;
 }
 
 LiRateRegistry::Entry LiRateRegistry::getNearest( double rate, double maxDistance ) const {

@@ -157,6 +157,7 @@ void LiStringSubstituter::finalize() {
 }
 
 void LiStringSubstituter::registerPatternHandler( CbHandler<std::string>* handler ) {
+    QV_ASSERT( handler != nullptr );
     const LkGuard<LkLock> guard( patternRegistryLock );
     std::vector<CbHandler<std::string>*>& handlers = registry()._handlers;
     if( std::find( handlers.begin(), handlers.end(), handler ) != handlers.end() ) {
@@ -172,6 +173,7 @@ void LiStringSubstituter::unregisterPatternHandler( const CbHandler<std::string>
 
 void LiStringSubstituter::registerPattern( const std::string& pattern,
                                            CbHandler<std::string>* handler ) {
+    QV_ASSERT( handler != nullptr );
     const LkGuard<LkLock> guard( patternRegistryLock );
     Registry::Patterns& patterns = registry()._patterns;
     if( patterns.getValues().contains( pattern ) ) {

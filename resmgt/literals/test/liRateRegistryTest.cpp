@@ -1,3 +1,4 @@
+#include <base/failure/assertions.h>
 #include <base/failure/exStandard.h>
 #include <base/init/src/inPackageFrame.h>
 #include <resmgt/literals/liEx.h>
@@ -7,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <limits>
 
 namespace Qv {
@@ -137,6 +139,10 @@ TEST( LiRateRegistry, ASecondRegistrationOfANameChangesNothing ) {
     EXPECT_TRUE(
         rates.registerRate( "F12", "c", "d", Rational( 13, 1 ), one, one, FpsNameFunctor() )
             .isNull() );
+    const Rational bad( 0, 1 );
+    EXPECT_TRUE( rates.registerRate( "F12", "", "", bad, bad, bad, FpsNameFunctor() ).isNull() );
+    EXPECT_TRUE(
+        rates.registerRate( "F12", "", "", bad, bad, bad, FpsNameFunctor(), bad ).isNull() );
     EXPECT_EQ( rates.end() - rates.begin(), 1 );
     EXPECT_EQ( rates.get( "F12" ).getShortName(), "a" );
     EXPECT_EQ( first.getDescription(), "b" );
@@ -163,6 +169,79 @@ TEST( LiRateRegistry, ARateThatCannotBeOneIsRefusedByItsName ) {
         }
     }
     EXPECT_TRUE( rates.begin() == rates.end() );
+}
+
+// What `get` and `find` take: a number with a fraction would be cut to a place.
+template <class Key>
+constexpr bool isKey = requires( const LiRateRegistry& rates, Key key ) {
+    rates.get( key );
+    rates.find( key );
+};
+static_assert( isKey<const char*> && isKey<int> && isKey<short> );
+static_assert( !isKey<double> && !isKey<float> && !isKey<long double> );
+
+TEST( LiRateRegistry, NullNamesAreAssertions ) {
+    LiRateRegistry rates;
+    const Rational one( 1, 1 );
+    const char* const none = nullptr;
+    const FpsNameFunctor name;
+    EXPECT_THROW( rates.get( none ), ExAssertionFailed );
+    EXPECT_THROW( rates.find( none ), ExAssertionFailed );
+    EXPECT_THROW( rates.registerRate( none, "", "", one, one, one, name ), ExAssertionFailed );
+    EXPECT_THROW( rates.registerRate( "F1", none, "", one, one, one, name ), ExAssertionFailed );
+    EXPECT_THROW( rates.registerRate( "F1", "", none, one, one, one, name, one ),
+                  ExAssertionFailed );
+    EXPECT_TRUE( rates.begin() == rates.end() );
+}
+
+TEST( LiRateRegistry, AFrameRateIsFoundOrMadeAsAPersonWritesIt ) {
+    const struct {
+        double written;
+        Rational computed;
+        Rational standard;
+        const char* enumName;
+    } table[] = {
+        { 23.98, { 24000, 1001 }, { 23976, 1000 }, "F23_976" },
+        { 23.976, { 24000, 1001 }, { 23976, 1000 }, "F23_976" },
+        { 23.976f, { 24000, 1001 }, { 23976, 1000 }, "F23_976" },
+        { 23.97602, { 24000, 1001 }, { 23976, 1000 }, "F23_976" },
+        { 24000 / 1001., { 24000, 1001 }, { 23976, 1000 }, "F23_976" },
+        { 24, { 24, 1 }, { 24, 1 }, "F24" },
+        { 29.97, { 30000, 1001 }, { 2997, 100 }, "F29_97" },
+        { 59.94f, { 60000, 1001 }, { 5994, 100 }, "F59_94" },
+        { 47.95, { 48000, 1001 }, { 47952, 1000 }, "F47_952" },
+        { 47.952, { 48000, 1001 }, { 47952, 1000 }, "F47_952" },
+        { 119.88, { 120000, 1001 }, { 11988, 100 }, "F119_88" },
+        { 24.98, { 25000, 1001 }, { 24975, 1000 }, "F24_975" },
+        { 71.93, { 72000, 1001 }, { 71928, 1000 }, "F71_928" },
+        { 48, { 48, 1 }, { 48, 1 }, "F48" },
+        { 100, { 100, 1 }, { 100, 1 }, "F100" },
+        { 1, { 1, 1 }, { 1, 1 }, "F1" },
+        { 2000000, { 2000000, 1 }, { 2000000, 1 }, "F2000000" },
+    };
+    const auto nbRates = registry().end() - registry().begin();
+    for( const auto& wanted : table ) {
+        const LiRateRegistry::Entry entry = registry().getFrameRate( wanted.written );
+        EXPECT_EQ( entry.getEnumName(), wanted.enumName );
+        EXPECT_EQ( entry.getComputedRate(), wanted.computed ) << wanted.written;
+        EXPECT_EQ( entry.getStandardRate(), wanted.standard ) << wanted.written;
+        const bool isKnown = !registry().get( wanted.enumName ).isNull();
+        EXPECT_EQ( entry.getEnumVal() == -1, !isKnown ) << wanted.written;
+    }
+    EXPECT_EQ( registry().end() - registry().begin(), nbRates );
+    const LiRateRegistry::Entry fast = registry().getFrameRate( 119.88 );
+    EXPECT_EQ( fast.getBaseRate(), Rational( 30, 1 ) );
+    EXPECT_EQ( fast.getFactor(), Rational( 4, 1 ) );
+    EXPECT_EQ( fast.getNumericName(), "119.88 fps" );
+    LiRateRegistry own;
+    own.registerRate( "PULLED", "", "", Rational( 72, 1 ), Rational( 1000, 1001 ), Rational( 1, 1 ),
+                      FpsNameFunctor() );
+    EXPECT_EQ( own.getFrameRate( 72 ).getEnumName(), "F72" ) << "not the one that is pulled";
+    EXPECT_EQ( own.getFrameRate( 71.93 ).getEnumName(), "PULLED" );
+    for( const double bad : { 23.97, 23.9, 24.5, 29.96, 0., 0.3, -24., 3e6, 1e300, HUGE_VAL,
+                              std::numeric_limits<double>::quiet_NaN() } ) {
+        EXPECT_THROW( registry().getFrameRate( bad ), LiEx::ExBadRate ) << bad;
+    }
 }
 
 TEST( LiRateRegistry, APackageStartThatLacksMemoryCanBeTriedAgain ) {

@@ -162,6 +162,10 @@ TEST_F( LiStringSubstituterTest, ASecondRegistrationAbortsAndAPatternLeftBehindI
                  HasSubstr( "_patterns.empty()" ) );
     EXPECT_THAT( raisedBy( [&] { LiStringSubstituter::registerPattern( "", &_nothing ); } ),
                  HasSubstr( "!pattern.empty()" ) );
+    EXPECT_THAT( raisedBy( [] { LiStringSubstituter::registerPattern( "<Null>", nullptr ); } ),
+                 HasSubstr( "handler != nullptr" ) );
+    EXPECT_THAT( raisedBy( [] { LiStringSubstituter::registerPatternHandler( nullptr ); } ),
+                 HasSubstr( "handler != nullptr" ) );
 }
 
 TEST_F( LiStringSubstituterTest, CopiesShareTheirOwnPatternsAndAllAreListed ) {
