@@ -13,16 +13,19 @@ class LiTimeCodeLabelReader;
 ///             time at a pulled rate: at 29.97, two in every minute but each tenth (SMPTE ST 12-1).
 /// Day:        as many frames as the standard rate has in 24 hours: 2589408 at 29.97, in drop-frame
 ///             or not. Without drop-frame that day's labels end at 23:58:33:17; the labels after it
-///             are read, as times of the next day.
-/// Reading:    fields may have fewer digits than are written. Separators must be the format's own.
+///             are read, as times of the next day. With `wholeDay` they are times of the same day.
+/// Reading:    fields may have fewer digits than are written. Separators must be the format's own;
+///             with drop-frame, those of "00:01:00;02" are read, too.
 /// Fields:     where `fieldSeparator` differs from `secondFrameSeparator`, it stands in its place
 ///             in labels of second fields, and a label that has it is read as a time in fields.
 /// Sub-frames: follow the frames if the format has them; a label without them is read, too. With a
-///             sub-frame rate they are its units since the frame began. A label whose sub-frames
-///             aren't 0 is read as a time at that rate. Without, they are the fraction of a frame:
-///             25.500000 is 0.255 frames at 2 integer digits, hundredths, and 6 decimals. Rounded,
-///             but never to the next frame. The time read has the frame rate times a power of ten;
-///             digits for which that leaves two ints are cut off.
+///             sub-frame rate they are its units since the one that the frame begins in: how many a
+///             frame has differs where rates aren't multiples, and reading allows the most. A label
+///             whose sub-frames aren't 0 is read as a time at that rate. Without, they are the
+///             fraction of a frame: 25.500000 is 0.255 frames at 2 integer digits, hundredths, and
+///             6 decimals. Rounded, but never to the next frame. The time read has the frame rate
+///             times the denominator of that fraction in lowest terms; digits are cut off where
+///             that doesn't fit two ints.
 class QV_RESMGT_API LiTimeCodeCustom : public LiTimeCode {
 public:
     struct QV_RESMGT_API Args {
@@ -38,6 +41,8 @@ public:
         int dropPeriod = 0;
         /// In tens of minutes: no labels are left out where such a period begins.
         int dropExceptPeriod = 0;
+        /// Without drop-frame: a day has the frames of 24 hours of labels, 2592000 at 29.97.
+        bool wholeDay = false;
         /// Set at a rate with a time pull.
         int nonIntegerRate = 0;
         char hourMinuteSeparator = ':';
@@ -53,8 +58,12 @@ public:
         char subFrameDecimalPoint = '.';
     };
 
-    /// Raises LiEx::ExBadRate if the rate before its pull isn't a whole number of frames a second.
-    /// Asserts that the drop-frame counts belong together and the sub-frames have 1 to 15 digits.
+    /// Raises LiEx::ExBadRate if the rate before its pull isn't a whole number of frames a second,
+    /// or the drop-frame counts don't belong together: the drop period must divide the exception's
+    /// period and that a day, fewer labels be left out than a second has, and the labels that are
+    /// left be as many as the frames of the standard rate, from one exception to the next and in a
+    /// day. A pulled rate without a standard rate of its own has too many frames a day. Asserts
+    /// that the sub-frames have 1 to 15 digits.
     explicit LiTimeCodeCustom( const Args& args );
 
     DtTimeIndex getDay( const DtTime& time ) const override;
@@ -75,39 +84,63 @@ public:
     char getMinuteSecondSeparator() const override { return _args.minuteSecondSeparator; }
     char getSecondFrameSeparator() const override { return _args.secondFrameSeparator; }
 
+    /// For formats that differ in little: change a copy.
     const Args& getArgs() const noexcept { return _args; }
 
 private:
+    /// What the constructor finds out that is divided by. See the source.
+    class Divisor {
+    public:
+        explicit Divisor( std::int64_t value = 1 );
+
+        std::int64_t getValue() const { return _value; }
+        template <class Int>
+        Int divide( Int dividend ) const;
+
+    private:
+        std::int64_t _value;
+        std::uint64_t _inverse = 0;
+        std::uint64_t _limit = 0;
+    };
+
     template <class Int>
     Int toLabel( Int frame ) const;
     template <class Int>
     Int toFrame( Int label ) const;
+    std::int64_t placeInDay( std::int64_t frame ) const;
     void initializeDrop();
     void initializeSubFrames();
+    void checkDropped( std::int64_t minutes, std::int64_t frames, std::int64_t labels ) const;
     void applyFieldFormat( std::string& label, std::int64_t field ) const;
     std::string generateSubFramePctStr( double fraction ) const;
     void appendSubFrames( std::string& label, const DtTime& time, std::int64_t frame ) const;
-    /// Of those that begin in the frame, counted from where it begins.
-    std::int64_t getLastSubFrame( const DtTime& frameTime ) const;
     DtTime readSubFrames( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
     DtTime readSubFrameCount( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
     DtTime readSubFrameFraction( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
 
     Args _args;
+    Rational _rate;
     Rational _fieldRate;
     std::int64_t _framesPerHour;
-    std::int64_t _framesPerMinute;
-    std::int64_t _framesPerSecond;
     std::int64_t _framesPerDay;
-    // Frames from one exception to the next, and from one drop to the next.
-    std::int64_t _dropBlockFrames = 0;
-    std::int64_t _dropMinuteFrames = 0;
+    Divisor _framesPerMinute;
+    Divisor _framesPerSecond;
+    // Frames from one exception to the next, and from one drop to the next; their minutes.
+    Divisor _dropBlockFrames;
+    Divisor _dropMinuteFrames;
+    Divisor _exceptMinutes;
+    Divisor _dropMinutes;
     std::int64_t _droppedPerBlock = 0;
     std::int64_t _lastHour;
+    /// The largest count that a label can have.
+    std::int64_t _lastSubFrame = 0;
     double _subFramesPerDay = 0;
     int _frameDigits;
     int _subFrameWidth = 0;
     int _subFrameDecimals = 0;
+    /// What is read in place of the format's own separators.
+    char _otherSeparator;
+    char _otherFrameSeparator;
 };
 
 } // namespace Qv

@@ -19,12 +19,19 @@ public:
     LiTimeCodeFactory& operator=( const LiTimeCodeFactory& ) = delete;
     virtual ~LiTimeCodeFactory() = default;
 
-    /// The format for a rate: that of the registry's rate, or plain numbers if it has none.
+    /// The format for a rate: that of the registry's rate, or plain numbers if it has none. The
+    /// rate is taken as it is: for 2398/100 there are plain numbers.
     virtual RCShdPtr<LiTimeCode> create( const Rational& rate, bool isDropFrame ) const;
     /// The first format of this rate. `isDropFrame` chooses where there are formats with
     /// drop-frame and without. Plain numbers if there is none.
     virtual RCShdPtr<LiTimeCode> create( const LiRateRegistry::Entry& rate,
                                          bool isDropFrame ) const;
+    /// The format for what a person calls a rate, such as 23.98, 47.95 or 120: the first with this
+    /// rate and with drop-frame as asked, else a new one, which isn't added. 30 frames a second and
+    /// its multiples, pulled, can have drop-frame; at other rates `isDropFrame` plays no part. A
+    /// new format has ":" between its numbers, with drop-frame ";". Raises LiEx::ExBadRate where
+    /// LiRateRegistry::getFrameRate does.
+    RCShdPtr<LiTimeCode> create( double framesPerSecond, bool isDropFrame = false ) const;
 
     /// The one of the process, with the built-in formats. Asserts that the package is started.
     static LiTimeCodeFactory& getInstance();
@@ -32,6 +39,7 @@ public:
     static void initialize();
     static void finalize();
 
+    /// Asserts that `format` isn't null.
     void add( const RCShdPtr<LiTimeCode>& format );
     /// In the order in which they were added.
     ConstIterator begin() const { return _formats.begin(); }

@@ -4,31 +4,31 @@
 #include <base/failure/qvHere.h>
 #include <base/values/dtTimeEx.h>
 #include <resmgt/literals/liEx.h>
+#include <resmgt/literals/liStringUtil.h>
 #include <resmgt/literals/src/liTimeCodeLabel.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <numeric>
+#include <type_traits>
 
 namespace Qv {
 
 namespace {
 
 __extension__ typedef __int128 Int128;
+__extension__ typedef unsigned __int128 UInt128;
 
 constexpr std::int64_t SECONDS_PER_DAY = 86400;
+constexpr std::int64_t MINUTES_PER_DAY = 1440;
 // Below this, counts of labels and frames have room in 64 bits for what drop-frame adds.
 constexpr std::int64_t ROOMY = std::int64_t( 1 ) << 61;
 
 // Rounds down, towards minus infinity.
 std::int64_t daysOf( std::int64_t frame, std::int64_t framesPerDay ) {
     return frame >= 0 ? frame / framesPerDay : ( frame + 1 ) / framesPerDay - 1;
-}
-
-std::int64_t placeInDay( std::int64_t frame, std::int64_t framesPerDay ) {
-    const std::int64_t place = frame % framesPerDay;
-    return place < 0 ? place + framesPerDay : place;
 }
 
 DtTimeIndex checkedIndex( Int128 index, const char* operation ) {
@@ -70,6 +70,30 @@ std::int64_t unitsOf( const Rational& rate, std::int64_t seconds ) {
 
 } // namespace
 
+LiTimeCodeCustom::Divisor::Divisor( std::int64_t value )
+    : _value( value ) {
+    if( value > 1 ) {
+        const UInt128 two64 = UInt128( 1 ) << 64;
+        const auto divisor = static_cast<std::uint64_t>( value );
+        _inverse = static_cast<std::uint64_t>( ( two64 + divisor - 1 ) / divisor );
+        _limit = static_cast<std::uint64_t>( two64 / divisor );
+    }
+}
+
+// The inverse is 2^64 / value, rounded up: too large by e / value, where e < value. So the product
+// is too large by dividend x e / value, which below the limit is less than 2^64 / value, and
+// doesn't reach the next quotient. A multiplication takes a fifth of the time of a division.
+template <class Int>
+Int LiTimeCodeCustom::Divisor::divide( Int dividend ) const {
+    if constexpr( std::is_same_v<Int, std::int64_t> ) {
+        const auto number = static_cast<std::uint64_t>( dividend );
+        if( number < _limit ) {
+            return static_cast<std::int64_t>( ( UInt128( number ) * _inverse ) >> 64 );
+        }
+    }
+    return dividend / _value;
+}
+
 LiTimeCodeCustom::Args::Args( const LiRateRegistry::Entry& frameRate )
     : rate( frameRate )
     , name( frameRate.getEnumName() )
@@ -78,24 +102,28 @@ LiTimeCodeCustom::Args::Args( const LiRateRegistry::Entry& frameRate )
 LiTimeCodeCustom::LiTimeCodeCustom( const Args& args )
     : LiTimeCode( args.name, args.shortName, args.rate, args.subFrameRate, args.dropFrames > 0 )
     , _args( args )
+    , _rate( args.rate.getComputedRate() )
     , _fieldRate( 1, 1 )
     , _framesPerHour( unitsOf( args.rate.getBaseFactorRate(), 3600 ) )
+    , _framesPerDay( unitsOf( args.wholeDay && !isDropFrame() ? args.rate.getBaseFactorRate()
+                                                              : args.rate.getStandardRate(),
+                              SECONDS_PER_DAY ) )
     , _framesPerMinute( _framesPerHour / 60 )
-    , _framesPerSecond( _framesPerMinute / 60 )
-    , _framesPerDay( unitsOf( args.rate.getStandardRate(), SECONDS_PER_DAY ) ) {
+    , _framesPerSecond( _framesPerHour / 3600 )
+    , _otherSeparator( isDropFrame() ? ':' : args.hourMinuteSeparator )
+    , _otherFrameSeparator( isDropFrame() ? ';' : args.secondFrameSeparator ) {
     const Rational base = args.rate.getBaseFactorRate();
     if( base.getNumerator() % base.getDenominator() != 0 || _framesPerDay == 0 ) {
         throw LiEx::ExBadRate( QV_HERE, args.rate.getEnumName().c_str(),
                                "has no whole number of frames a second for its labels" );
     }
     if( args.fieldBased ) {
-        const Rational rate = args.rate.getComputedRate();
-        const auto twice = 2 * std::int64_t( rate.getNumerator() );
+        const auto twice = 2 * std::int64_t( _rate.getNumerator() );
         if( twice > std::numeric_limits<int>::max() ) {
             throw LiEx::ExBadRate( QV_HERE, args.rate.getEnumName().c_str(),
                                    "has a field rate that doesn't fit an int" );
         }
-        _fieldRate = Rational( static_cast<int>( twice ), rate.getDenominator() );
+        _fieldRate = Rational( static_cast<int>( twice ), _rate.getDenominator() );
     }
     _frameDigits =
         std::max( widthBelow( static_cast<float>( args.rate.getStandardRate().getDouble() ) ), 0 );
@@ -105,25 +133,61 @@ LiTimeCodeCustom::LiTimeCodeCustom( const Args& args )
 }
 
 void LiTimeCodeCustom::initializeDrop() {
-    if( _args.dropFrames <= 0 ) {
+    if( !isDropFrame() ) {
         return;
     }
-    QV_ASSERT( _args.dropPeriod > 0 && _args.dropExceptPeriod > 0 );
-    QV_ASSERT( _args.dropExceptPeriod * 10 % _args.dropPeriod == 0 );
-    QV_ASSERT( _args.dropFrames < _framesPerSecond );
-    _dropBlockFrames = _framesPerDay / 24 * _args.dropExceptPeriod / 6;
-    _droppedPerBlock = ( _args.dropExceptPeriod * 10 / _args.dropPeriod - 1 ) * _args.dropFrames;
-    _dropMinuteFrames = _args.dropPeriod * 60 * _framesPerSecond - _args.dropFrames;
-    QV_ASSERT( _dropBlockFrames > 0 );
+    const std::int64_t period = _args.dropPeriod;
+    const std::int64_t exceptMinutes = std::int64_t( _args.dropExceptPeriod ) * 10;
+    if( period <= 0 || exceptMinutes <= 0 || exceptMinutes % period != 0 ||
+        MINUTES_PER_DAY % exceptMinutes != 0 || _args.dropFrames >= _framesPerSecond.getValue() ) {
+        throw LiEx::ExBadRate( QV_HERE, _args.rate.getEnumName().c_str(),
+                               "has drop-frame periods that don't divide a day, or leaves out the "
+                               "labels of a whole second" );
+    }
+    const std::int64_t blockFrames = _framesPerDay / 24 * _args.dropExceptPeriod / 6;
+    _dropBlockFrames = Divisor( blockFrames );
+    _dropMinuteFrames = Divisor( period * _framesPerMinute.getValue() - _args.dropFrames );
+    _exceptMinutes = Divisor( exceptMinutes );
+    _dropMinutes = Divisor( period );
+    _droppedPerBlock = ( exceptMinutes / period - 1 ) * _args.dropFrames;
+    const std::int64_t labels = exceptMinutes * _framesPerMinute.getValue() - _droppedPerBlock;
+    checkDropped( exceptMinutes, blockFrames, labels );
+    checkDropped( MINUTES_PER_DAY, _framesPerDay, MINUTES_PER_DAY / exceptMinutes * labels );
+}
+
+void LiTimeCodeCustom::checkDropped( std::int64_t minutes, std::int64_t frames,
+                                     std::int64_t labels ) const {
+    if( frames == labels ) {
+        return;
+    }
+    const LiRateRegistry::Entry& rate = _args.rate;
+    std::string problem = "has " + LiStringUtil::convertNb( frames ) + " frames in " +
+                          LiStringUtil::convertNb( minutes ) +
+                          " minutes, for which drop-frame leaves " +
+                          LiStringUtil::convertNb( labels ) + " labels";
+    if( rate.hasTimePullRate() && !rate.overridesComputedRate() ) {
+        problem += "; it was registered without a standard rate";
+    }
+    throw LiEx::ExBadRate( QV_HERE, rate.getEnumName().c_str(), problem.c_str() );
 }
 
 void LiTimeCodeCustom::initializeSubFrames() {
     if( _args.subFrameRate.isNull() ) {
-        _subFramesPerDay = 1 / getFrameRate().getDouble();
+        _subFramesPerDay = 1 / _rate.getDouble();
     } else {
-        const DtTime day( _framesPerDay, getFrameRate() );
-        _subFramesPerDay = static_cast<double>(
-            day.convertRate( _args.subFrameRate.getComputedRate() ).getIndex().getValue() );
+        const Rational subRate = _args.subFrameRate.getComputedRate();
+        const DtTime day( _framesPerDay, _rate );
+        _subFramesPerDay = static_cast<double>( day.convertRate( subRate ).getIndex().getValue() );
+        // A frame lasts `units` / `parts` sub-frames and begins at most `parts` - 1 parts after
+        // one.
+        auto units =
+            std::uint64_t( subRate.getNumerator() ) * std::uint64_t( _rate.getDenominator() );
+        auto parts =
+            std::uint64_t( subRate.getDenominator() ) * std::uint64_t( _rate.getNumerator() );
+        const std::uint64_t common = std::gcd( units, parts );
+        units /= common;
+        parts /= common;
+        _lastSubFrame = static_cast<std::int64_t>( ( units + 2 * ( parts - 1 ) ) / parts ) - 1;
     }
     if( !_args.hasSubFrames ) {
         return;
@@ -148,10 +212,10 @@ Int LiTimeCodeCustom::toLabel( Int frame ) const {
     if( dropped <= 0 ) {
         return frame;
     }
-    const Int block = frame / _dropBlockFrames;
-    const Int rest = frame - block * _dropBlockFrames;
+    const Int block = _dropBlockFrames.divide( frame );
+    const Int rest = frame - block * _dropBlockFrames.getValue();
     // Rounding towards 0 matters: a block's first frames stand before its first drop.
-    return frame + _droppedPerBlock * block + dropped * ( ( rest - dropped ) / _dropMinuteFrames );
+    return frame + _droppedPerBlock * block + dropped * _dropMinuteFrames.divide( rest - dropped );
 }
 
 template <class Int>
@@ -164,18 +228,25 @@ Int LiTimeCodeCustom::toFrame( Int label ) const {
     if( isNegative ) {
         label = 2 - label;
     }
-    const Int minute = label / _framesPerMinute;
-    const Int rest = label - minute * _framesPerMinute;
-    const int exceptMinutes = _args.dropExceptPeriod * 10;
-    const Int nbExceptions = minute / exceptMinutes;
-    const Int nbPeriods = minute / _args.dropPeriod;
+    const Int minute = _framesPerMinute.divide( label );
+    const Int rest = label - minute * _framesPerMinute.getValue();
+    const Int nbExceptions = _exceptMinutes.divide( minute );
+    const Int nbPeriods = _dropMinutes.divide( minute );
     Int frame = label - dropped * ( nbPeriods - nbExceptions );
-    const bool isDropping =
-        nbPeriods * _args.dropPeriod == minute && nbExceptions * exceptMinutes != minute;
+    const bool isDropping = nbPeriods * _dropMinutes.getValue() == minute &&
+                            nbExceptions * _exceptMinutes.getValue() != minute;
     if( isDropping && rest < dropped ) {
         frame += dropped - rest;
     }
     return isNegative ? 2 - frame : frame;
+}
+
+std::int64_t LiTimeCodeCustom::placeInDay( std::int64_t frame ) const {
+    if( frame >= 0 && frame < _framesPerDay ) {
+        return frame;
+    }
+    const std::int64_t place = frame % _framesPerDay;
+    return place < 0 ? place + _framesPerDay : place;
 }
 
 DtTimeIndex LiTimeCodeCustom::dropToNonDropAdjust( const DtTimeIndex& frame ) const {
@@ -201,7 +272,8 @@ int LiTimeCodeCustom::getNbDroppedFrames( const DtTimeIndex& from, const DtTimeI
     const std::int64_t fromDay = daysOf( from, _framesPerDay );
     const std::int64_t toDay = daysOf( to, _framesPerDay );
     const std::int64_t perDay =
-        _args.dropFrames * ( 1440 / _args.dropPeriod - 1440 / ( _args.dropExceptPeriod * 10 ) );
+        _args.dropFrames *
+        ( MINUTES_PER_DAY / _args.dropPeriod - MINUTES_PER_DAY / ( _args.dropExceptPeriod * 10 ) );
     const auto droppedOfDay = [this]( std::int64_t frame, std::int64_t day ) {
         const auto rest = static_cast<std::int64_t>( frame - Int128( day ) * _framesPerDay );
         return toLabel( rest ) - rest;
@@ -216,29 +288,28 @@ int LiTimeCodeCustom::getNbDroppedFrames( const DtTimeIndex& from, const DtTimeI
 }
 
 DtTimeIndex LiTimeCodeCustom::getDay( const DtTime& time ) const {
-    return daysOf( time.convertRate( getFrameRate() ).getIndex(), _framesPerDay );
+    return daysOf( time.convertRate( _rate ).getIndex(), _framesPerDay );
 }
 
 std::string LiTimeCodeCustom::generate( const DtTimeIndex& frame ) const {
-    std::int64_t rest = toLabel( placeInDay( frame, _framesPerDay ) );
+    const std::int64_t place = toLabel( placeInDay( frame ) );
+    const std::int64_t second = _framesPerSecond.divide( place );
+    const std::int64_t minute = second / 60;
     LiTimeCodeLabel label;
-    label.append( rest / _framesPerHour, 2 );
-    rest %= _framesPerHour;
+    label.append( minute / 60, 2 );
     label.append( _args.hourMinuteSeparator );
-    label.append( rest / _framesPerMinute, 2 );
-    rest %= _framesPerMinute;
+    label.append( minute % 60, 2 );
     label.append( _args.minuteSecondSeparator );
-    label.append( rest / _framesPerSecond, 2 );
+    label.append( second % 60, 2 );
     label.append( _args.secondFrameSeparator );
-    label.append( rest % _framesPerSecond, _frameDigits );
+    label.append( place - second * _framesPerSecond.getValue(), _frameDigits );
     return label.getText();
 }
 
 std::string LiTimeCodeCustom::generate( const DtTime& time ) const {
-    const std::int64_t frame = time.convertRate( getFrameRate() ).getIndex();
+    const std::int64_t frame = time.convertRate( _rate ).getIndex();
     std::string label = generate( DtTimeIndex( frame ) );
-    const bool isInFrames =
-        time.getRate() == getFrameRate() || time.getRate() == DtTime::SPECIAL_RATE;
+    const bool isInFrames = time.getRate() == _rate || time.getRate() == DtTime::SPECIAL_RATE;
     if( _args.fieldBased && !isInFrames ) {
         applyFieldFormat( label, time.convertRate( _fieldRate ).getIndex() );
     }
@@ -268,16 +339,12 @@ void LiTimeCodeCustom::appendSubFrames( std::string& label, const DtTime& time,
                                         std::int64_t frame ) const {
     label += _args.subFrameSeparator;
     const bool isSpecial = time.getRate() == DtTime::SPECIAL_RATE;
-    const Rational rate = getFrameRate();
     if( !_args.subFrameRate.isNull() ) {
         const Rational subRate = _args.subFrameRate.getComputedRate();
-        const std::int64_t start = DtTime( frame, rate ).convertRate( subRate ).getIndex();
-        const std::int64_t count =
-            isSpecial ? 0 : time.convertRate( subRate ).getIndex().getValue() - start;
-        // Frames of other days may begin elsewhere between sub-frames, and have one more.
-        const DtTime shown( placeInDay( frame, _framesPerDay ), rate );
+        const std::int64_t start = DtTime( frame, _rate ).convertRate( subRate ).getIndex();
         LiTimeCodeLabel digits;
-        digits.append( std::min( count, getLastSubFrame( shown ) ), _subFrameWidth );
+        digits.append( isSpecial ? 0 : time.convertRate( subRate ).getIndex().getValue() - start,
+                       _subFrameWidth );
         label += digits.getText();
         return;
     }
@@ -285,8 +352,8 @@ void LiTimeCodeCustom::appendSubFrames( std::string& label, const DtTime& time,
     if( !isSpecial ) {
         const Rational& from = time.getRate();
         Int128 frames = Int128( time.getIndex().getValue() ) * from.getDenominator();
-        frames *= rate.getNumerator();
-        const Int128 unit = Int128( from.getNumerator() ) * rate.getDenominator();
+        frames *= _rate.getNumerator();
+        const Int128 unit = Int128( from.getNumerator() ) * _rate.getDenominator();
         fraction = static_cast<double>( frames - unit * frame ) / static_cast<double>( unit );
     }
     label += generateSubFramePctStr( fraction );
@@ -310,32 +377,37 @@ std::string LiTimeCodeCustom::generateSubFramePctStr( double fraction ) const {
 DtTime LiTimeCodeCustom::getTime( int hours, int minutes, int seconds, int frames ) const {
     const auto magnitude = []( int part ) { return std::abs( std::int64_t( part ) ); };
     const Int128 label = Int128( magnitude( hours ) ) * _framesPerHour +
-                         Int128( magnitude( minutes ) ) * _framesPerMinute +
-                         Int128( magnitude( seconds ) ) * _framesPerSecond + magnitude( frames );
+                         Int128( magnitude( minutes ) ) * _framesPerMinute.getValue() +
+                         Int128( magnitude( seconds ) ) * _framesPerSecond.getValue() +
+                         magnitude( frames );
     const bool isNegative = hours < 0 || minutes < 0 || seconds < 0 || frames < 0;
     const std::int64_t frame =
         nonDropToDropAdjust( checkedIndex( label, "LiTimeCodeCustom::getTime" ) );
-    return DtTime( isNegative ? -frame : frame, getFrameRate() );
+    return DtTime( isNegative ? -frame : frame, _rate );
 }
 
 DtTime LiTimeCodeCustom::getTime( const std::string& label ) const {
     LiTimeCodeLabelReader reader( label, getName() );
+    const std::int64_t perSecond = _framesPerSecond.getValue();
     const auto hours =
         reader.readNumber( "hours", std::max( 2, nbDigits( _lastHour ) ), _lastHour );
-    reader.readSeparator( _args.hourMinuteSeparator );
+    reader.readSeparator( _args.hourMinuteSeparator, _otherSeparator );
     const auto minutes = reader.readNumber( "minutes", 2, 59 );
-    reader.readSeparator( _args.minuteSecondSeparator );
+    reader.readSeparator( _args.minuteSecondSeparator, _otherSeparator );
     const auto seconds = reader.readNumber( "seconds", 2, 59 );
     const char mark = _args.fieldBased ? _args.fieldSeparator : _args.secondFrameSeparator;
-    const bool isMarked = reader.readSeparator( _args.secondFrameSeparator, mark );
-    const int width = std::max( _frameDigits, nbDigits( _framesPerSecond - 1 ) );
-    const auto frames = reader.readNumber( "frames", width, _framesPerSecond - 1 );
-    const DtTime time = getTime( static_cast<int>( hours ), static_cast<int>( minutes ),
-                                 static_cast<int>( seconds ), static_cast<int>( frames ) );
+    const char separator =
+        reader.readSeparator( _args.secondFrameSeparator, mark, _otherFrameSeparator );
+    const int width = std::max( _frameDigits, nbDigits( perSecond - 1 ) );
+    const auto frames = reader.readNumber( "frames", width, perSecond - 1 );
+    // In the range of a day, and so far from that of 64 bits.
+    const std::int64_t place = ( ( hours * 60 + minutes ) * 60 + seconds ) * perSecond + frames;
+    const DtTime time( toFrame( place ), _rate );
     if( _args.hasSubFrames && reader.isAt( _args.subFrameSeparator ) ) {
         return readSubFrames( reader, time );
     }
     reader.readEnd();
+    const bool isMarked = separator != _args.secondFrameSeparator && separator == mark;
     return isMarked ? DtTime( 2 * time.getIndex() + 1, _fieldRate ) : time;
 }
 
@@ -348,25 +420,15 @@ DtTime LiTimeCodeCustom::readSubFrames( LiTimeCodeLabelReader& reader,
     return time;
 }
 
-std::int64_t LiTimeCodeCustom::getLastSubFrame( const DtTime& frameTime ) const {
-    const Rational subRate = _args.subFrameRate.getComputedRate();
-    const std::int64_t start = frameTime.convertRate( subRate ).getIndex();
-    const DtTime nextFrame( frameTime.getIndex() + 1, frameTime.getRate() );
-    std::int64_t last = nextFrame.convertRate( subRate ).getIndex() - start;
-    if( DtTime( start + last, subRate ) >= nextFrame ) {
-        --last;
-    }
-    return std::max<std::int64_t>( last, 0 );
-}
-
 DtTime LiTimeCodeCustom::readSubFrameCount( LiTimeCodeLabelReader& reader,
                                             const DtTime& frameTime ) const {
+    const int width = std::max( _subFrameWidth, nbDigits( _lastSubFrame ) );
+    const std::int64_t count = reader.readNumber( "sub-frames", width, _lastSubFrame );
+    if( count == 0 ) {
+        return frameTime;
+    }
     const Rational subRate = _args.subFrameRate.getComputedRate();
-    const std::int64_t start = frameTime.convertRate( subRate ).getIndex();
-    const std::int64_t last = getLastSubFrame( frameTime );
-    const int width = std::max( _subFrameWidth, nbDigits( last ) );
-    const std::int64_t count = reader.readNumber( "sub-frames", width, last );
-    return count == 0 ? frameTime : DtTime( start + count, subRate );
+    return DtTime( frameTime.convertRate( subRate ).getIndex() + count, subRate );
 }
 
 DtTime LiTimeCodeCustom::readSubFrameFraction( LiTimeCodeLabelReader& reader,
@@ -382,16 +444,18 @@ DtTime LiTimeCodeCustom::readSubFrameFraction( LiTimeCodeLabelReader& reader,
         units = units * powerOfTen( nbRead ) + decimals;
         digits += nbRead;
     }
-    const Rational rate = getFrameRate();
-    const std::int64_t largest = std::numeric_limits<int>::max() / rate.getNumerator();
-    while( digits > 0 && ( units % 10 == 0 || powerOfTen( digits ) > largest ) ) {
-        units /= 10;
-        --digits;
+    for( ;; --digits, units /= 10 ) {
+        const std::int64_t divisor = std::gcd( units, powerOfTen( digits ) );
+        const std::int64_t perFrame = powerOfTen( digits ) / divisor;
+        const std::int64_t common = std::gcd( perFrame, std::int64_t( _rate.getDenominator() ) );
+        const std::int64_t factor = perFrame / common;
+        if( factor <= std::numeric_limits<int>::max() / _rate.getNumerator() ) {
+            const Int128 index = Int128( frameTime.getIndex() ) * perFrame + units / divisor;
+            return DtTime( checkedIndex( index, "LiTimeCodeCustom::getTime" ),
+                           Rational( static_cast<int>( _rate.getNumerator() * factor ),
+                                     static_cast<int>( _rate.getDenominator() / common ) ) );
+        }
     }
-    const std::int64_t perFrame = powerOfTen( digits );
-    return DtTime(
-        frameTime.getIndex() * perFrame + units,
-        Rational( static_cast<int>( rate.getNumerator() * perFrame ), rate.getDenominator() ) );
 }
 
 } // namespace Qv

@@ -40,23 +40,52 @@ const BuiltInFormat builtInFormats[] = {
     { "96000 Hz", "96KHz", "S96000", 0, "::::", false, false },
 };
 
+/// Leaves labels out in each minute but the tenth ones; none if `dropFrames` is 0.
+void setDropFrames( LiTimeCodeCustom::Args& args, int dropFrames ) {
+    args.dropFrames = dropFrames;
+    args.dropPeriod = dropFrames > 0 ? 1 : 0;
+    args.dropExceptPeriod = args.dropPeriod;
+}
+
 RCShdPtr<LiTimeCode> createBuiltIn( const BuiltInFormat& format ) {
     LiTimeCodeCustom::Args args( LiRateRegistry::getInstance().get( format.rate ) );
     args.name = format.name;
     if( format.shortName != nullptr ) {
         args.shortName = format.shortName;
     }
-    args.dropFrames = format.dropFrames;
-    if( format.dropFrames > 0 ) {
-        args.dropPeriod = 1;
-        args.dropExceptPeriod = 1;
-    }
+    setDropFrames( args, format.dropFrames );
     args.hourMinuteSeparator = format.separators[0];
     args.minuteSecondSeparator = format.separators[1];
     args.secondFrameSeparator = format.separators[2];
     args.fieldSeparator = format.separators[3];
     args.nonIntegerRate = format.isNonInteger ? 1 : 0;
     args.fieldBased = format.isFieldBased;
+    return RCShdPtr<LiTimeCode>( new LiTimeCodeCustom( args ) );
+}
+
+/// How many labels drop-frame leaves out at once: two at 29.97, 0 where there is no drop-frame.
+int nbDroppedAt( const LiRateRegistry::Entry& rate ) {
+    const Rational& base = rate.getBaseFactorRate();
+    const bool isPulled = rate.getTimePullRate() == Rational( 1000, 1001 );
+    const int nominal = base.getNumerator() / base.getDenominator();
+    return isPulled && nominal % 30 == 0 ? nominal / 15 : 0;
+}
+
+RCShdPtr<LiTimeCode> createForRate( const LiRateRegistry::Entry& rate, bool isDropFrame ) {
+    LiTimeCodeCustom::Args args( rate );
+    args.name = rate.getNumericName();
+    if( nbDroppedAt( rate ) > 0 ) {
+        args.name = ( isDropFrame ? "DF " : "NDF " ) + args.name;
+    }
+    args.shortName = args.name;
+    args.nonIntegerRate = rate.hasTimePullRate() ? 1 : 0;
+    if( isDropFrame ) {
+        setDropFrames( args, nbDroppedAt( rate ) );
+        args.hourMinuteSeparator = ';';
+        args.minuteSecondSeparator = ';';
+        args.secondFrameSeparator = ';';
+        args.fieldSeparator = ';';
+    }
     return RCShdPtr<LiTimeCode>( new LiTimeCodeCustom( args ) );
 }
 
@@ -82,6 +111,7 @@ void LiTimeCodeFactory::finalize() {
 }
 
 void LiTimeCodeFactory::add( const RCShdPtr<LiTimeCode>& format ) {
+    QV_ASSERT( !format.isNull() );
     _formats.push_back( format );
 }
 
@@ -108,6 +138,20 @@ RCShdPtr<LiTimeCode> LiTimeCodeFactory::create( const LiRateRegistry::Entry& rat
                                                     : new LiTimeCodePositiveNb( rate ) );
     }
     return found;
+}
+
+RCShdPtr<LiTimeCode> LiTimeCodeFactory::create( double framesPerSecond, bool isDropFrame ) const {
+    const LiRateRegistry::Entry rate =
+        LiRateRegistry::getInstance().getFrameRate( framesPerSecond );
+    isDropFrame = isDropFrame && nbDroppedAt( rate ) > 0;
+    for( const RCShdPtr<LiTimeCode>& format : _formats ) {
+        const LiRateRegistry::Entry& other = format->getFrameRateEntry();
+        if( !other.isNull() && other.getComputedRate() == rate.getComputedRate() &&
+            format->isDropFrame() == isDropFrame ) {
+            return format;
+        }
+    }
+    return createForRate( rate, isDropFrame );
 }
 
 } // namespace Qv

@@ -74,15 +74,17 @@ public:
         return { number, nbDigits };
     }
     bool isAt( char c ) const { return _place < _label.size() && _label[_place] == c; }
-    /// Answers whether it is the other of the two.
-    bool readSeparator( char separator, char other ) {
-        if( !isAt( separator ) && !isAt( other ) ) {
-            const char expected[] = { '"', separator, '"', '\0' };
-            fail( _place, expected, " is missing" );
+    /// Reads one of the three and answers which; `separator` is what a message asks for.
+    char readSeparator( char separator, char second, char third ) {
+        if( !isAt( separator ) && !isAt( second ) && !isAt( third ) ) {
+            failSeparator( separator );
         }
-        return _label[_place++] != separator;
+        return _label[_place++];
     }
-    void readSeparator( char separator ) { readSeparator( separator, separator ); }
+    char readSeparator( char separator, char second ) {
+        return readSeparator( separator, second, second );
+    }
+    char readSeparator( char separator ) { return readSeparator( separator, separator ); }
     void readEnd() {
         skipBlanks();
         if( _place != _label.size() ) {
@@ -96,6 +98,10 @@ private:
         while( isAt( ' ' ) || isAt( '\t' ) ) {
             ++_place;
         }
+    }
+    [[noreturn]] void failSeparator( char separator ) const {
+        const char expected[] = { '"', separator, '"', '\0' };
+        fail( _place, expected, " is missing" );
     }
     [[noreturn]] void fail( std::size_t place, const char* what, const char* problem ) const {
         throw LiEx::ExBadTimeCode( QV_HERE, _label, _format, place, std::string( what ) + problem );

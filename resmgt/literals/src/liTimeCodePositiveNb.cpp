@@ -71,7 +71,7 @@ std::string LiTimeCodePositiveNb::generate( const DtTimeIndex& frame ) const {
     if( frame == std::numeric_limits<std::int64_t>::max() ) {
         throw DtTimeEx::ExOutOfRange( QV_HERE, "LiTimeCodePositiveNb::generate" );
     }
-    return LiStringUtil::convertNb( static_cast<long long>( frame + 1 ) );
+    return LiStringUtil::convertNb( frame + 1 );
 }
 
 std::string LiTimeCodePositiveNb::generateFromField( const DtTimeIndex& field ) const {

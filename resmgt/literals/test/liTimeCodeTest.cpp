@@ -1,3 +1,4 @@
+#include <base/failure/assertions.h>
 #include <base/values/dtTimeEx.h>
 #include <resmgt/literals/liEx.h>
 #include <resmgt/literals/liTimeCodeAes31Tcf.h>
@@ -13,6 +14,7 @@
 #include <cstdio>
 #include <limits>
 #include <random>
+#include <tuple>
 
 namespace Qv {
 namespace {
@@ -21,6 +23,7 @@ using ::testing::HasSubstr;
 
 constexpr std::int64_t LAST_INDEX = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t FIRST_INDEX = std::numeric_limits<std::int64_t>::min();
+constexpr int LAST_INT = std::numeric_limits<int>::max();
 
 LiRateRegistry::Entry rate( const char* enumName ) {
     return LiRateRegistry::getInstance().get( enumName );
@@ -64,35 +67,57 @@ const KnownFormat knownFormats[] = {
 };
 
 // Counts as a clock of timecode does, label by label, and leaves out what the rule of drop-frame
-// says: the first labels of each minute that isn't a tenth one.
+// says: the first labels of each period of minutes that doesn't begin with one of the exceptions.
 class SlowCounter {
 public:
+    SlowCounter( int framesPerSecond, int dropped, int period = 1, int exception = 10 )
+        : _framesPerSecond( framesPerSecond )
+        , _dropped( dropped )
+        , _period( period )
+        , _exception( exception ) {}
     explicit SlowCounter( const KnownFormat& format )
-        : _format( format ) {}
+        : SlowCounter( format.framesPerSecond, format.dropped ) {}
 
     void advance() {
-        if( ++_frames < _format.framesPerSecond ) {
+        if( ++_frames < _framesPerSecond ) {
             return;
         }
         _frames = 0;
-        if( ++_seconds % 60 == 0 && _seconds / 60 % 10 != 0 ) {
-            _frames = _format.dropped;
-            nbDropped += _format.dropped;
+        const int minute = ++_seconds / 60;
+        if( _seconds % 60 == 0 && minute % _period == 0 && minute % _exception != 0 ) {
+            _frames = _dropped;
+            nbDropped += _dropped;
         }
     }
-    std::string text() const {
-        const char* const separators = _format.separators;
-        char result[32];
-        std::snprintf( result, sizeof( result ), "%02d%c%02d%c%02d%c%0*d", _seconds / 3600,
-                       separators[0], _seconds / 60 % 60, separators[1], _seconds % 60,
-                       separators[2], _format.width, _frames );
+    bool isNearMinute() const {
+        return ( _seconds % 60 == 0 && _frames <= 2 * _dropped + 1 ) ||
+               ( _seconds % 60 == 59 && _frames >= _framesPerSecond - 2 );
+    }
+    // Digit by digit: this runs tens of millions of times.
+    std::string text( const char* separators, int width ) const {
+        std::string result;
+        const auto append = [&result]( int number, int unit ) {
+            for( ; unit > 0; unit /= 10 ) {
+                result += "0123456789"[number / unit % 10];
+            }
+        };
+        append( _seconds / 3600, 10 );
+        result += separators[0];
+        append( _seconds / 60 % 60, 10 );
+        result += separators[1];
+        append( _seconds % 60, 10 );
+        result += separators[2];
+        append( _frames, width == 2 ? 10 : width == 3 ? 100 : 10000 );
         return result;
     }
 
     std::int64_t nbDropped = 0;
 
 private:
-    const KnownFormat& _format;
+    int _framesPerSecond;
+    int _dropped;
+    int _period;
+    int _exception;
     int _seconds = 0;
     int _frames = 0;
 };
@@ -103,27 +128,34 @@ void expectPair( const LiTimeCode& code, std::int64_t frame, const std::string& 
     ASSERT_EQ( code.getTime( label ).getIndex(), frame ) << code.getName() << ' ' << label;
 }
 
+// Follows the counter from frame 0 to `end`, and compares every frame, or those near minutes alone.
+void expectCounted( const LiTimeCode& code, SlowCounter& counter, const char* separators, int width,
+                    std::int64_t end, bool isEveryFrame ) {
+    std::string last;
+    for( std::int64_t frame = 0; frame < end; ++frame, counter.advance() ) {
+        if( !isEveryFrame && !counter.isNearMinute() ) {
+            continue;
+        }
+        const std::string label = counter.text( separators, width );
+        const std::int64_t place = frame + counter.nbDropped;
+        // One condition: this runs tens of millions of times.
+        const bool isRight = code.generate( DtTimeIndex( frame ) ) == label &&
+                             code.getTime( label ).getIndex() == frame && last < label &&
+                             code.dropToNonDropAdjust( frame ) == place &&
+                             code.nonDropToDropAdjust( place ) == frame;
+        ASSERT_TRUE( isRight ) << code.getName() << ": " << frame << " should be " << label;
+        last = label;
+    }
+    EXPECT_EQ( code.getNbDroppedFrames( 0, end - 1 ), counter.nbDropped ) << code.getName();
+}
+
 TEST( LiTimeCode, EveryFrameOfADayHasTheLabelThatASlowCounterCounts ) {
     for( const KnownFormat& known : knownFormats ) {
-        const RCShdPtr<LiTimeCode> code = format( known.name );
         SlowCounter counter( known );
         // Of sound, the first minute: a day would take too long.
         const bool isSound = known.width == 5;
         const std::int64_t end = isSound ? 61 * known.framesPerSecond : known.framesPerDay;
-        std::string last;
-        for( std::int64_t frame = 0; frame < end; ++frame ) {
-            const std::string label = counter.text();
-            const std::int64_t place = frame + counter.nbDropped;
-            // One condition: this runs tens of millions of times.
-            const bool isRight = code->generate( DtTimeIndex( frame ) ) == label &&
-                                 code->getTime( label ).getIndex() == frame && last < label &&
-                                 code->dropToNonDropAdjust( frame ) == place &&
-                                 code->nonDropToDropAdjust( place ) == frame;
-            ASSERT_TRUE( isRight ) << known.name << ": " << frame << " should be " << label;
-            last = label;
-            counter.advance();
-        }
-        EXPECT_EQ( code->getNbDroppedFrames( 0, end - 1 ), counter.nbDropped ) << known.name;
+        expectCounted( *format( known.name ), counter, known.separators, known.width, end, true );
         EXPECT_EQ( counter.nbDropped, 1296 * known.dropped ) << known.name;
     }
 }
@@ -291,7 +323,7 @@ TEST( LiTimeCode, Aes31LabelsLeadBackToTheirSamplesAtAllRates ) {
     }
     // The first frame of the second day has a sample more than that of the first.
     const auto ntsc = LiTimeCodeAes31Tcf::create( rate( "F29_97" ), rate( "S48000" ) );
-    EXPECT_EQ( ntsc->getTime( ntsc->generateFromSubFrame( 4147197454 ) ).getIndex(), 1601 );
+    EXPECT_EQ( ntsc->getTime( ntsc->generateFromSubFrame( 4147197454 ) ).getIndex(), 1602 );
 }
 
 TEST( LiTimeCode, Aes31SeparatorsTellTheRates ) {
@@ -392,6 +424,223 @@ TEST( LiTimeCode, LabelsNeedWholeFramesASecondAndHaveAllHoursOfADay ) {
                                         one, FpsNameFunctor() );
     expectPair( LiTimeCodeCustom( LiTimeCodeCustom::Args( fast ) ), 120 * 86400 - 1,
                 "119:59:59:023" );
+}
+
+TEST( LiTimeCode, OneCallGivesTheFormatOfWhatAPersonCallsARate ) {
+    struct Rate {
+        double framesPerSecond;
+        bool isDropFrame;
+        const char* name;
+        int nominal;
+        int dropped;
+        int width;
+        std::int64_t framesPerDay;
+        const char* last;
+    };
+    const Rate table[] = {
+        { 47.952, false, "47.95 fps", 48, 0, 2, 4143052, "23:58:33:27" },
+        { 48, true, "48 fps", 48, 0, 2, 4147200, "23:59:59:47" },
+        { 100, false, "100 fps", 100, 0, 2, 8640000, "23:59:59:99" },
+        { 119.88, true, "DF 119.88 fps", 120, 8, 3, 10357632, "23;59;59;119" },
+        { 119.88, false, "NDF 119.88 fps", 120, 0, 3, 10357632, "23:58:33:071" },
+        { 120, true, "120 fps", 120, 0, 3, 10368000, "23:59:59:119" },
+        { 239.76, true, "DF 239.76 fps", 240, 16, 3, 20715264, "23;59;59;239" },
+    };
+    const LiTimeCodeFactory& factory = LiTimeCodeFactory::getInstance();
+    for( const Rate& wanted : table ) {
+        const auto code = factory.create( wanted.framesPerSecond, wanted.isDropFrame );
+        EXPECT_EQ( code->getName(), wanted.name );
+        EXPECT_EQ( code->getFramesPerDay(), wanted.framesPerDay ) << wanted.name;
+        EXPECT_EQ( code->generate( DtTimeIndex( -1 ) ), wanted.last );
+        const bool isPulled = wanted.framesPerSecond != wanted.nominal;
+        EXPECT_EQ( code->getFrameRate(), isPulled ? Rational( wanted.nominal * 1000, 1001 )
+                                                  : Rational( wanted.nominal, 1 ) );
+        SlowCounter counter( wanted.nominal, wanted.dropped );
+        expectCounted( *code, counter, wanted.dropped > 0 ? ";;;" : ":::", wanted.width,
+                       wanted.framesPerDay, false );
+    }
+    const std::tuple<double, bool, const char*> builtIns[] = {
+        { 23.98, false, "Film 23.98 FPS" },
+        { 23.976, true, "Film 23.98 FPS" },
+        { 25, true, "PAL 25 FPS" },
+        { 29.97, true, "NTSC DF 29.97 FPS" },
+        { 29.97, false, "NTSC NDF 29.97 FPS" },
+        { 60000 / 1001., true, "HD DF 59.94 FPS" },
+        { 60, false, "HD 60 FPS" },
+    };
+    for( const auto& [framesPerSecond, isDropFrame, name] : builtIns ) {
+        EXPECT_EQ( factory.create( framesPerSecond, isDropFrame )->getName(), name );
+    }
+    EXPECT_EQ( factory.create( 47.95 )->getName(), "47.95 fps" );
+    EXPECT_THROW( factory.create( 23.97 ), LiEx::ExBadRate );
+    EXPECT_EQ( factory.create( Rational( 2398, 100 ), false )->getName(),
+               "1-based frame number (23.98 Hz)" );
+    LiTimeCodeFactory own;
+    own.add( factory.create( 119.88 ) );
+    EXPECT_EQ( own.create( 119.88 ).get(), own.begin()->get() );
+    EXPECT_EQ( own.create( 119.88, true )->getName(), "DF 119.88 fps" );
+    EXPECT_THROW( own.add( RCShdPtr<LiTimeCode>() ), ExAssertionFailed );
+}
+
+TEST( LiTimeCode, DropFrameCountsThatDoNotBelongTogetherAreRefused ) {
+    LiRateRegistry own;
+    const Rational one( 1, 1 );
+    const auto plain = own.registerRate( "BARE", "", "", Rational( 30, 1 ), Rational( 1000, 1001 ),
+                                         one, FpsNameFunctor() );
+    const auto custom = []( const LiRateRegistry::Entry& entry, int dropped, int period,
+                            int exception ) {
+        LiTimeCodeCustom::Args args( entry );
+        args.dropFrames = dropped;
+        args.dropPeriod = period;
+        args.dropExceptPeriod = exception;
+        return RCShdPtr<LiTimeCode>( new LiTimeCodeCustom( args ) );
+    };
+    const struct {
+        LiRateRegistry::Entry entry;
+        int dropped, period, exception;
+        const char* problem;
+    } refused[] = {
+        { rate( "F25" ), 2, 1, 1, "15000 frames in 10 minutes" },
+        { rate( "F59_94" ), 2, 1, 1, "35964 frames in 10 minutes" },
+        { rate( "F29_97" ), 4, 1, 1, "leaves 17964 labels" },
+        { rate( "F29_97" ), 2, 2, 1, "leaves 17992 labels" },
+        { rate( "F29_97" ), 2, 1, 2, "leaves 35962 labels" },
+        { rate( "F23_976" ), 2, 1, 1, "14385 frames in 10 minutes" },
+        { plain, 2, 1, 1, "2589410 frames in 1440 minutes, for which drop-frame leaves 2589408" },
+        { plain, 2, 1, 1, "without a standard rate" },
+        { rate( "F29_97" ), 2, 0, 1, "don't divide a day" },
+        { rate( "F29_97" ), 2, 1, 0, "don't divide a day" },
+        { rate( "F29_97" ), 2, -1, 1, "don't divide a day" },
+        { rate( "F29_97" ), 2, 3, 1, "don't divide a day" },
+        { rate( "F29_97" ), 2, 1, 7, "don't divide a day" },
+        { rate( "F29_97" ), 2, 1, LAST_INT, "don't divide a day" },
+        { rate( "F29_97" ), 30, 1, 1, "a whole second" },
+        { rate( "F29_97" ), LAST_INT, 1, 1, "a whole second" },
+    };
+    for( const auto& bad : refused ) {
+        try {
+            custom( bad.entry, bad.dropped, bad.period, bad.exception );
+            ADD_FAILURE() << bad.problem << " was taken";
+        } catch( const LiEx::ExBadRate& exception ) {
+            EXPECT_THAT( exception.getReason(), HasSubstr( bad.problem ) );
+        }
+    }
+    EXPECT_EQ( custom( plain, 0, 0, 0 )->getFramesPerDay(), 2589410 );
+    // Other periods that keep pace with 29.97.
+    for( const auto& [dropped, period, exception] :
+         { std::tuple( 4, 2, 2 ), std::tuple( 6, 3, 3 ), std::tuple( 18, 5, 1 ) } ) {
+        SlowCounter counter( 30, dropped, period, exception * 10 );
+        expectCounted( *custom( rate( "F29_97" ), dropped, period, exception ), counter, ":::", 2,
+                       2589408, false );
+    }
+}
+
+TEST( LiTimeCode, DropFrameFormatsReadTheSeparatorsOfEditLists ) {
+    const struct {
+        const char* format;
+        const char* label;
+        std::int64_t frame;
+    } table[] = {
+        { "NTSC DF 29.97 FPS", "00:01:00;02", 1800 }, { "NTSC DF 29.97 FPS", "00;01:00;00", 1800 },
+        { "HD DF 59.94 FPS", "00:01:00;04", 3600 },   { "HD DF 59.94 FPS", "00:01:00#04", 3600 },
+        { "NTSC DF 29.97 FPS", "00:01:00:02", -1 },   { "NTSC DF 29.97 FPS", "00.01:00;02", -1 },
+        { "NTSC NDF 29.97 FPS", "00:01:00;02", -1 },  { "NTSC NDF 29.97 FPS", "00;01;00;02", -1 },
+        { "HD NDF 59.94 FPS", "00:01:00;04", -1 },
+    };
+    for( const auto& [name, label, frame] : table ) {
+        const RCShdPtr<LiTimeCode> code = format( name );
+        if( frame >= 0 ) {
+            EXPECT_EQ( code->getTime( label ).getIndex(), frame ) << name << ' ' << label;
+        } else {
+            EXPECT_THROW( code->getTime( label ), LiEx::ExBadTimeCode ) << name << ' ' << label;
+        }
+    }
+}
+
+TEST( LiTimeCode, AWholeDayHasAllItsLabelsWithoutDropFrameWhereThatIsAskedFor ) {
+    const auto wholeDay = []( const char* name ) {
+        const RCShdPtr<LiTimeCode> known = format( name );
+        auto args = dynamic_cast<const LiTimeCodeCustom&>( *known ).getArgs();
+        args.wholeDay = true;
+        return LiTimeCodeCustom( args );
+    };
+    const LiTimeCodeCustom whole = wholeDay( "NTSC NDF 29.97 FPS" );
+    EXPECT_EQ( whole.getFramesPerDay(), 2592000 );
+    expectPair( whole, 2590200, "23:59:00:00" );
+    expectPair( whole, 2591999, whole.generate( DtTimeIndex( -1 ) ) );
+    EXPECT_EQ( whole.generate( DtTimeIndex( 2592000 ) ), "00:00:00:00" );
+    EXPECT_EQ( whole.getDay( DtTime( 2591999, 30000, 1001 ) ), 0 );
+    EXPECT_EQ( whole.getDay( DtTime( 2592000, 30000, 1001 ) ), 1 );
+    SlowCounter counter( 30, 0 );
+    expectCounted( whole, counter, ":::", 2, 2592000, false );
+    const RCShdPtr<LiTimeCode> usual = format( "NTSC NDF 29.97 FPS" );
+    EXPECT_EQ( usual->generate( usual->getTime( "23:59:00:00" ) ), "00:00:26:12" );
+    for( const char* same : { "NTSC DF 29.97 FPS", "PAL 25 FPS", "48000 Hz" } ) {
+        EXPECT_EQ( wholeDay( same ).getFramesPerDay(), format( same )->getFramesPerDay() );
+    }
+}
+
+__extension__ typedef __int128 Int128;
+
+// The unit of a rate of `numerator` / `denominator` that begins last before the one of another
+// rate.
+std::int64_t unitAt( std::int64_t index, const Rational& from, const Rational& to ) {
+    const Int128 dividend = Int128( index ) * from.getDenominator() * to.getNumerator();
+    const Int128 divisor = Int128( from.getNumerator() ) * to.getDenominator();
+    const Int128 quotient = dividend / divisor;
+    return static_cast<std::int64_t>( quotient * divisor > dividend ? quotient - 1 : quotient );
+}
+
+TEST( LiTimeCode, Aes31CountsSamplesFromTheFrameOnAnyDayAndReadsWhatItWrites ) {
+    std::mt19937_64 random( testSeed() );
+    for( const char* frames : { "F23_976", "F24", "F25", "F29_97", "F30", "F59_94" } ) {
+        for( const char* samples :
+             { "S48000", "S47952", "S44100", "S44055", "S11025", "S33333" } ) {
+            const Rational frameRate = rate( frames ).getComputedRate();
+            const Rational sampleRate = rate( samples ).getComputedRate();
+            const auto code = LiTimeCodeAes31Tcf::create( rate( frames ), rate( samples ) );
+            for( long i = 0; i < scaledCount( 1000 ); ++i ) {
+                const auto sample = static_cast<std::int64_t>( random() >> 24 ) - ( 1LL << 39 );
+                const std::int64_t frame = unitAt( sample, sampleRate, frameRate );
+                const std::int64_t count = sample - unitAt( frame, frameRate, sampleRate );
+                const std::string label = code->generateFromSubFrame( sample );
+                ASSERT_EQ( std::stoll( label.substr( 12 ) ), count ) << label << ' ' << sample;
+                const std::int64_t perDay = code->getFramesPerDay();
+                const std::int64_t place = ( frame % perDay + perDay ) % perDay;
+                const DtTime start( unitAt( place, frameRate, sampleRate ) + count, sampleRate );
+                const DtTime time = count == 0 ? DtTime( place, frameRate ) : start;
+                ASSERT_TRUE( code->getTime( label ) == time ) << code->getName() << ' ' << label;
+            }
+        }
+    }
+}
+
+TEST( LiTimeCode, FractionsAreReducedBeforeDigitsAreCut ) {
+    const struct {
+        const char* rate;
+        const char* fraction;
+        std::int64_t numerator;
+        int denominator;
+    } table[] = {
+        { "F29_97", "00.012500", 1, 8000 },     { "F29_97", "99.987500", 7999, 8000 },
+        { "F29_97", "33.333333", 3333, 10000 }, { "F25", "33.333333", 3333333, 10000000 },
+        { "F59_94", "00.003125", 1, 32000 },    { "F59_94", "00.003126", 0, 1 },
+        { "S48048", "00.003125", 1, 32000 },    { "S48048", "50.000000", 1, 2 },
+        { "F23_976", "00.001600", 1, 62500 },   { "F23_976", "00.000000", 0, 1 },
+    };
+    for( const auto& [name, fraction, numerator, denominator] : table ) {
+        const auto code = LiTimeCodeSmpte258::create( rate( name ), 2, 6 );
+        const std::string frames = name[0] == 'S' ? "00007" : "07";
+        const std::string label = "00:00:00:" + frames + ':' + fraction;
+        const DtTime time = code->getTime( label );
+        // Exactly: ( time / rate - 7 ) x denominator is the numerator.
+        const Rational frameRate = code->getFrameRate();
+        const Int128 left = Int128( time.getIndex() ) * time.getRate().getDenominator() *
+                            frameRate.getNumerator() * denominator;
+        const Int128 right = ( Int128( 7 ) * denominator + numerator ) *
+                             time.getRate().getNumerator() * frameRate.getDenominator();
+        EXPECT_TRUE( left == right ) << name << ' ' << fraction << ' ' << time.getIndex();
+    }
 }
 
 } // namespace
