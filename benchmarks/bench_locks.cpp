@@ -8,13 +8,18 @@
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <semaphore>
 #include <thread>
+#include <vector>
 
 /// Names end in the class that is measured, "Lk..." ours, the others the peers. A hand-over's time
-/// is that of one way between two threads on two processors.
+/// is that of one way between two threads on two processors. A wait behind a thread that takes its
+/// lock again at once has counters: percentiles in seconds, and the turns a second of that thread.
 
 namespace {
 
@@ -149,6 +154,104 @@ BENCHMARK( handOver<LkPlace<LkTimedCondVar>> )->Name( "handOver/LkTimedCondVar" 
 BENCHMARK( handOver<LkSemaPlace> )->Name( "handOver/LkSema" )->UseRealTime();
 BENCHMARK( handOver<StdPlace> )->Name( "handOver/std_condition_variable" )->UseRealTime();
 BENCHMARK( handOver<StdSemaPlace> )->Name( "handOver/std_counting_semaphore" )->UseRealTime();
+
+using Clock = std::chrono::steady_clock;
+
+double toSeconds( Clock::duration time ) {
+    return std::chrono::duration<double>( time ).count();
+}
+
+void workFor( std::chrono::nanoseconds time ) {
+    if( time.count() != 0 ) {
+        const Clock::time_point end = Clock::now() + time;
+        while( Clock::now() < end ) {}
+    }
+}
+
+struct LkMutex {
+    template <class Work>
+    void hold( const Work& work ) {
+        const LkGuard<const LkLock> guard( lock );
+        work();
+    }
+    const LkLock lock{ "bench" };
+};
+struct StdMutex {
+    template <class Work>
+    void hold( const Work& work ) {
+        const std::lock_guard guard( mutex );
+        work();
+    }
+    std::mutex mutex;
+};
+
+/// In seconds; sorts.
+double percentile( std::vector<double>& waits, double share ) {
+    if( waits.empty() ) {
+        return 0.0;
+    }
+    std::sort( waits.begin(), waits.end() );
+    return waits[static_cast<std::size_t>( share * static_cast<double>( waits.size() - 1 ) )];
+}
+
+/// How long a thread waits for a lock that another holds for `range( 0 )` nanoseconds again and
+/// again, with nothing in between.
+template <class Mutex>
+void waitBehind( benchmark::State& state ) {
+    const std::chrono::nanoseconds held( state.range( 0 ) );
+    Mutex mutex;
+    std::atomic<bool> isOver{ false };
+    std::atomic<long> nbTurns{ 0 };
+    std::thread rival( [&] {
+        runOn( 1 );
+        while( !isOver.load( std::memory_order_relaxed ) ) {
+            mutex.hold( [&] { workFor( held ); } );
+            nbTurns.store( nbTurns.load( std::memory_order_relaxed ) + 1,
+                           std::memory_order_relaxed );
+        }
+    } );
+    std::vector<double> waits;
+    double allTime = 0.0;
+    std::thread self( [&] {
+        runOn( 0 );
+        while( nbTurns.load( std::memory_order_relaxed ) == 0 ) {}
+        const Clock::time_point start = Clock::now();
+        for( auto _ : state ) {
+            workFor( std::chrono::microseconds( 50 ) );
+            const Clock::time_point begin = Clock::now();
+            Clock::time_point end;
+            mutex.hold( [&] { end = Clock::now(); } );
+            waits.push_back( toSeconds( end - begin ) );
+            state.SetIterationTime( waits.back() );
+        }
+        allTime = toSeconds( Clock::now() - start );
+    } );
+    self.join();
+    isOver = true;
+    rival.join();
+    state.counters["50%"] = percentile( waits, 0.5 );
+    state.counters["99%"] = percentile( waits, 0.99 );
+    state.counters["max"] = percentile( waits, 1.0 );
+    state.counters["turns"] = static_cast<double>( nbTurns ) / allTime;
+}
+// As many waits as a percentile needs, whatever a wait costs.
+constexpr int NB_WAITS = 5000;
+BENCHMARK( waitBehind<LkMutex> )
+    ->Name( "waitBehind/LkLock" )
+    ->ArgName( "heldNs" )
+    ->Arg( 0 )
+    ->Arg( 1000 )
+    ->Arg( 20000 )
+    ->Iterations( NB_WAITS )
+    ->UseManualTime();
+BENCHMARK( waitBehind<StdMutex> )
+    ->Name( "waitBehind/std_mutex" )
+    ->ArgName( "heldNs" )
+    ->Arg( 0 )
+    ->Arg( 1000 )
+    ->Arg( 20000 )
+    ->Iterations( NB_WAITS )
+    ->UseManualTime();
 
 void threadDataLk( benchmark::State& state ) {
     static const RCShdPtr<LkThreadOpaqueData> data = LkThreadOpaqueDataFactory::create(

@@ -30,6 +30,12 @@ namespace Assertions {
 /// Raises ExAssertionFailed for an operating-system call that failed with `error`.
 [[noreturn]] QV_BASE_API void throwSysAssertionFailed( const char* file, int line,
                                                        const char* expression, int error );
+/// The same unless `error` is 0.
+inline void checkErrorCode( const char* file, int line, const char* expression, int error ) {
+    if( error != 0 ) {
+        throwSysAssertionFailed( file, line, expression, error );
+    }
+}
 /// Raises ExProgramAborted. `message` may be null, as in the default branch of a switch.
 [[noreturn]] QV_BASE_API void throwProgramAborted( const char* file, int line,
                                                    const char* message );
@@ -53,3 +59,6 @@ namespace Assertions {
 #define QV_SYS_ASSERT( expression, error )                                                         \
     ( ( expression ) ? static_cast<void>( 0 )                                                      \
                      : ::Qv::Assertions::throwSysAssertionFailed( QV_HERE, #expression, error ) )
+
+/// The same for a call that returns its error code; the text is the call and " == 0".
+#define QV_SYS_CALL_ASSERT( call ) ::Qv::Assertions::checkErrorCode( QV_HERE, #call " == 0", call )

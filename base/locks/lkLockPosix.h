@@ -14,9 +14,10 @@ namespace Qv {
 /// The word is 0 when free, else the holder's thread number. Who can't get it sleeps in LkSleepers.
 ///
 /// Invariants
-///  - Only the holder clears the word.
-///  - A thread sees its own number in the word only if it holds the lock, which makes the test for
-///    a second lock by the holder free of races.
+///  - Only the holder clears the word. Only a free word is taken: by a thread for itself, or for a
+///    thread that waits in LkSleepers by one who gives the lock back.
+///  - A running thread sees its own number in the word only if it holds the lock, which makes the
+///    test for a second lock by the holder free of races.
 ///  - `unlock` touches no memory of the lock after the word is free, so that whoever takes it next
 ///    may destroy it.
 ///
@@ -56,6 +57,7 @@ private:
     static constexpr std::uint32_t FREE = 0;
 
     bool lockContended( std::uint32_t seen ) const;
+    bool takeWhileLooking( std::uint32_t self ) const noexcept;
 
     mutable std::atomic<std::uint32_t> _word{ FREE };
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <base/qvBaseApi.h>
+
 namespace Qv {
 
 /// Tells the processor that the caller looks at a word in a loop: saves power, and spares the
@@ -15,5 +17,8 @@ inline void lkPause() noexcept {
 #else
 inline void lkPause() noexcept {}
 #endif
+
+/// Whether looking in a loop can pay: with one processor nobody can act meanwhile.
+QV_BASE_API bool lkCanSpin() noexcept;
 
 } // namespace Qv

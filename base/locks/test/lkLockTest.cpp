@@ -1,21 +1,19 @@
 #include <base/locks/lkLock.h>
+#include <tests/support/deniedCall.h>
+#include <tests/support/gate.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <deque>
 #include <functional>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <memory>
 #include <numeric>
 #include <random>
 #include <sstream>
 #include <stdexcept>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
@@ -54,21 +52,6 @@ int statusOfChild( const std::function<int()>& body ) {
     int status = -1;
     EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
     return status;
-}
-
-/// From now on, and in every program that this process becomes, the system has no barrier.
-void denyBarrier() {
-    sock_filter program[] = {
-        BPF_STMT( BPF_LD | BPF_W | BPF_ABS, offsetof( seccomp_data, nr ) ),
-        BPF_JUMP( BPF_JMP | BPF_JEQ | BPF_K, SYS_membarrier, 0, 1 ),
-        BPF_STMT( BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS ),
-        BPF_STMT( BPF_RET | BPF_K, SECCOMP_RET_ALLOW ),
-    };
-    const sock_fprog filter = { std::size( program ), program };
-    if( ::prctl( PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0 ) != 0 ||
-        ::prctl( PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter ) != 0 ) {
-        ::_exit( 3 );
-    }
 }
 
 } // namespace
@@ -135,11 +118,76 @@ TEST( LkSleepersTest, everySleeperOfSeveralLocksIsWokenNoAdditionLostAndNoSleepe
 
 TEST( LkSleepersTest, whereTheSystemHasNoBarrierUnlockingHasAFence ) {
     const auto testWithout = [] {
-        denyBarrier();
+        denyCall( SYS_membarrier, ENOSYS );
         const char* const filter = "--gtest_filter=LkSleepersTest.everySleeper*";
         return ::execl( "/proc/self/exe", "baseTest", filter, nullptr );
     };
     EXPECT_EQ( statusOfChild( testWithout ), 0 );
+}
+
+TEST( LkSleepersTest, aSleeperWhoseBarrierFailsFindsALockThatWasGivenBackUnseen ) {
+    std::atomic<std::uint32_t> word{ 1 };
+    TestThread sleeper( [&] {
+        denyCall( SYS_membarrier, ENOSYS );
+        EXPECT_TRUE( LkSleepers::waitForTurn( word, 2, LkSleepers::LAST ) );
+    } );
+    sleeper.waitUntilBlocked();
+    // As by a holder that looked at the count before it could see this sleeper.
+    word.store( 0, std::memory_order_release );
+    sleeper.join();
+    EXPECT_EQ( word.load(), 2u );
+    EXPECT_EQ( nbSleepers(), 0u );
+}
+
+TEST( LkSleepersTest, aSleeperIsWokenOnceInVainAndGetsTheLockTheNextTime ) {
+    LkLockPosix lock;
+    Gate over( "over" );
+    lock.lock();
+    TestThread sleeper( [&] {
+        lock.lock();
+        over.wait();
+        lock.unlock();
+    } );
+    int nbTurns = 0;
+    do {
+        sleeper.waitUntilBlocked();
+        lock.unlock();
+        ++nbTurns;
+    } while( lock.tryLock() );
+    EXPECT_LE( nbTurns, 2 );
+    over.open();
+    sleeper.join();
+    EXPECT_EQ( nbSleepers(), 0u );
+}
+
+TEST( LkSleepersTest, theFirstIsGivenTheLockUnlessAnotherIsQuickerAndOtherLocksKeepTheirOrder ) {
+    std::atomic<std::uint32_t> words[2] = { 1, 1 };
+    const auto startWaiter = [&]( std::uint32_t number, std::size_t word,
+                                  LkSleepers::Place place ) {
+        auto waiter = std::make_unique<TestThread>( [&words, number, word, place] {
+            const bool isFirst = place == LkSleepers::FIRST;
+            EXPECT_EQ( LkSleepers::waitForTurn( words[word], number, place ), isFirst );
+        } );
+        waiter->waitUntilBlocked();
+        return waiter;
+    };
+    const auto last = startWaiter( 2, 0, LkSleepers::LAST );
+    const auto other = startWaiter( 3, 1, LkSleepers::LAST );
+    const auto first = startWaiter( 4, 0, LkSleepers::FIRST );
+    LkSleepers::wakeOne( &words[0] );
+    EXPECT_EQ( nbSleepers(), 3u ) << "the word is taken";
+    words[0] = 0;
+    LkSleepers::wakeOne( &words[0] );
+    EXPECT_EQ( words[0], 4u );
+    first->join();
+    for( std::atomic<std::uint32_t>& word : words ) {
+        word = 0;
+        LkSleepers::wakeOne( &word );
+        EXPECT_EQ( word, 0u ) << "a lock without a running holder";
+    }
+    last->join();
+    other->join();
+    EXPECT_EQ( nbSleepers(), 0u );
 }
 
 TEST( LkSleepersTest, aLockThatSharesTheCountWakesNobodyElse ) {

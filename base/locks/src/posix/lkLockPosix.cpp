@@ -2,7 +2,6 @@
 #include <base/locks/lkPause.h>
 
 #include <algorithm>
-#include <thread>
 
 namespace Qv {
 
@@ -17,12 +16,6 @@ constexpr int SPIN_LOOKS = 6;
 constexpr int SHORTEST_PAUSE = 16;
 constexpr int LONGEST_PAUSE = 128;
 
-/// With one processor the holder can't go on while we look.
-int spinLooks() noexcept {
-    static const int looks = std::thread::hardware_concurrency() > 1 ? SPIN_LOOKS : 0;
-    return looks;
-}
-
 void pauseFor( int count ) noexcept {
     for( ; count > 0; --count ) {
         lkPause();
@@ -31,27 +24,27 @@ void pauseFor( int count ) noexcept {
 
 } // namespace
 
-bool LkLockPosix::lockContended( std::uint32_t seen ) const {
-    const std::uint32_t self = ThreadNumber::get();
-    if( seen == self ) {
-        return false;
-    }
+bool LkLockPosix::takeWhileLooking( std::uint32_t self ) const noexcept {
     int pause = SHORTEST_PAUSE;
-    for( int looks = spinLooks(); looks > 0; --looks ) {
+    for( int looks = lkCanSpin() ? SPIN_LOOKS : 0; looks > 0; --looks ) {
         pauseFor( pause );
         pause = std::min( 2 * pause, LONGEST_PAUSE );
-        seen = _word.load( std::memory_order_relaxed );
+        std::uint32_t seen = _word.load( std::memory_order_relaxed );
         if( seen == FREE && _word.compare_exchange_weak( seen, self, std::memory_order_acquire,
                                                          std::memory_order_relaxed ) ) {
             return true;
         }
     }
-    while( seen != FREE || !_word.compare_exchange_weak( seen, self, std::memory_order_acquire,
-                                                         std::memory_order_relaxed ) ) {
-        LkSleepers::sleepWhileTaken( _word );
-        seen = _word.load( std::memory_order_relaxed );
+    return false;
+}
+
+bool LkLockPosix::lockContended( std::uint32_t seen ) const {
+    const std::uint32_t self = ThreadNumber::get();
+    if( seen == self ) {
+        return false;
     }
-    return true;
+    return takeWhileLooking( self ) || LkSleepers::waitForTurn( _word, self, LkSleepers::LAST ) ||
+           tryLock() || LkSleepers::waitForTurn( _word, self, LkSleepers::FIRST );
 }
 
 } // namespace Qv

@@ -1,3 +1,4 @@
+#include <base/locks/lkPause.h>
 #include <base/locks/lkSleepersPosix.h>
 
 #include <linux/futex.h>
@@ -6,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
+#include <mutex>
 
 namespace Qv::LkSleepers {
 
@@ -14,40 +17,96 @@ constinit std::atomic<bool> isWithoutBarrier{ true };
 
 namespace {
 
-void futexWait( std::atomic<std::uint32_t>& word, std::uint32_t expected ) noexcept {
-    // Any return, by a wake-up, a signal or a word that changed, leads to another look.
-    ::syscall( SYS_futex, &word, FUTEX_WAIT_PRIVATE, expected, nullptr, nullptr, 0 );
+/// How long a sleeper that a holder may have missed sleeps before it looks for itself.
+constexpr std::timespec SLICE = { 0, 4'000'000 };
+
+/// A sleeper looks for its turn this often before it gives its processor up: a microsecond or a
+/// few, in which a holder of the usual kind comes to its end. No other thread's cache line is
+/// disturbed.
+constexpr int LOOKS_FOR_TURN = 200;
+
+/// Without `limit` there is none. Any return, by a wake-up, a signal, the limit or a word that
+/// changed, leads to another look.
+void futexWait( std::atomic<std::uint32_t>& word, std::uint32_t expected,
+                const std::timespec* limit ) noexcept {
+    ::syscall( SYS_futex, &word, FUTEX_WAIT_PRIVATE, expected, limit, nullptr, 0 );
 }
 
 void futexWake( const std::atomic<std::uint32_t>* word ) noexcept {
     ::syscall( SYS_futex, word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0 );
 }
 
-/// One thread asleep, on its own stack.
+/// One thread in a queue, on its own stack.
 ///
-/// The waker touches no memory of it after `_awake` is set: the sleeper returns then.
+/// It writes its state as it goes from LOOKING to ASLEEP; the waker writes it once, under the
+/// queue's lock, as it takes the sleeper off the queue, and touches no memory of it afterwards: the
+/// sleeper returns then.
 class Sleeper {
 public:
-    explicit Sleeper( const void* lock ) noexcept
-        : _lock( lock ) {}
+    Sleeper( std::atomic<std::uint32_t>& word, std::uint32_t number, Place place ) noexcept
+        : _word( word )
+        , _number( number )
+        , _place( place ) {}
 
-    bool waitsFor( const void* lock ) const noexcept { return _lock == lock; }
-    void sleep() noexcept {
-        while( _awake.load( std::memory_order_acquire ) == 0 ) {
-            futexWait( _awake, 0 );
-        }
+    Place getPlace() const noexcept { return _place; }
+    bool waitsFor( const void* lock ) const noexcept { return &_word == lock; }
+    /// Acquires: whoever gets the lock sees what its former holder did, also through the waker.
+    bool takeLock() noexcept {
+        std::uint32_t seen = 0;
+        return _word.compare_exchange_strong( seen, _number, std::memory_order_acquire,
+                                              std::memory_order_relaxed );
     }
-    void wake() noexcept {
-        // Releases: what the waker did to the queue is done before the sleeper's stack goes on.
-        _awake.store( 1, std::memory_order_release );
-        futexWake( &_awake );
+
+    /// By the sleeper: false when the limit was over first.
+    bool sleep( const std::timespec* limit ) noexcept {
+        std::uint32_t seen = look();
+        if( seen == LOOKING ) {
+            _state.compare_exchange_strong( seen, ASLEEP, std::memory_order_relaxed,
+                                            std::memory_order_relaxed );
+        }
+        while( isQueued() ) {
+            futexWait( _state, ASLEEP, limit );
+            if( limit != nullptr ) {
+                break;
+            }
+        }
+        return !isQueued();
+    }
+    /// Acquires what the waker released.
+    bool isQueued() const noexcept { return _state.load( std::memory_order_acquire ) <= ASLEEP; }
+    bool holdsLock() const noexcept { return _state.load( std::memory_order_acquire ) == HOLDS; }
+
+    /// By the waker, under the queue's lock.
+    bool wantsLock() const noexcept {
+        return _place == FIRST || _state.load( std::memory_order_relaxed ) == LOOKING;
+    }
+    /// Releases the lock that the sleeper now holds, if it does, and what was done to the queue.
+    /// Answers with the word to wake, if the sleeper is asleep on it.
+    const std::atomic<std::uint32_t>* leave( bool withLock ) noexcept {
+        const auto* const state = &_state;
+        return _state.exchange( withLock ? HOLDS : WOKEN, std::memory_order_release ) == ASLEEP
+                   ? state
+                   : nullptr;
     }
 
     Sleeper* _next = nullptr; // guarded by the queue's lock
 
 private:
-    const void* _lock;
-    std::atomic<std::uint32_t> _awake{ 0 };
+    enum State : std::uint32_t { LOOKING, ASLEEP, WOKEN, HOLDS };
+
+    std::uint32_t look() const noexcept {
+        std::uint32_t seen = _state.load( std::memory_order_relaxed );
+        for( int left = lkCanSpin() ? LOOKS_FOR_TURN : 0; left > 0 && seen == LOOKING; --left ) {
+            lkPause();
+            seen = _state.load( std::memory_order_relaxed );
+        }
+        return seen;
+    }
+
+    std::atomic<std::uint32_t>& _word;
+    const std::uint32_t _number;
+    const Place _place;
+    std::atomic<std::uint32_t> _state{ LOOKING };
 };
 
 /// The lock of a queue: held for a few instructions, and never destroyed.
@@ -58,7 +117,7 @@ public:
         if( !_word.compare_exchange_strong( seen, TAKEN, std::memory_order_acquire,
                                             std::memory_order_relaxed ) ) {
             while( _word.exchange( CONTENDED, std::memory_order_acquire ) != FREE ) {
-                futexWait( _word, CONTENDED );
+                futexWait( _word, CONTENDED, nullptr );
             }
         }
     }
@@ -77,25 +136,43 @@ private:
     std::atomic<std::uint32_t> _word{ FREE };
 };
 
-/// Sleepers in the order in which they came.
+/// Sleepers in the order of their turns.
 struct alignas( 64 ) Queue {
-    void append( Sleeper& sleeper ) noexcept {
-        ( _last == nullptr ? _first : _last->_next ) = &sleeper;
-        _last = &sleeper;
-    }
-    Sleeper* takeFirst( const void* lock ) noexcept {
-        Sleeper* previous = nullptr;
-        for( Sleeper* sleeper = _first; sleeper != nullptr; sleeper = sleeper->_next ) {
-            if( sleeper->waitsFor( lock ) ) {
-                ( previous == nullptr ? _first : previous->_next ) = sleeper->_next;
-                if( _last == sleeper ) {
-                    _last = previous;
-                }
-                return sleeper;
-            }
-            previous = sleeper;
+    /// Whether the sleeper could take its lock; else it is queued.
+    bool takeOrInsert( Sleeper& sleeper ) noexcept {
+        const std::lock_guard guard( _lock );
+        const bool hasTaken = sleeper.takeLock();
+        if( !hasTaken ) {
+            insert( sleeper );
         }
-        return nullptr;
+        return hasTaken;
+    }
+    /// Whether the sleeper was queued still and could take its lock; it is off the queue then.
+    bool takeAndRemove( Sleeper& sleeper ) noexcept {
+        const std::lock_guard guard( _lock );
+        const bool hasTaken = sleeper.isQueued() && sleeper.takeLock();
+        if( hasTaken ) {
+            remove( sleeper );
+        }
+        return hasTaken;
+    }
+    // REQUIRES: `_lock` is held.
+    Sleeper* find( const void* lock ) const noexcept {
+        Sleeper* sleeper = _first;
+        while( sleeper != nullptr && !sleeper->waitsFor( lock ) ) {
+            sleeper = sleeper->_next;
+        }
+        return sleeper;
+    }
+    void remove( Sleeper& sleeper ) noexcept {
+        Sleeper* previous = nullptr;
+        for( Sleeper* other = _first; other != &sleeper; other = other->_next ) {
+            previous = other;
+        }
+        ( previous == nullptr ? _first : previous->_next ) = sleeper._next;
+        if( _last == &sleeper ) {
+            _last = previous;
+        }
     }
     void clear() noexcept {
         _first = nullptr;
@@ -106,6 +183,17 @@ struct alignas( 64 ) Queue {
     QueueLock _lock;
 
 private:
+    void insert( Sleeper& sleeper ) noexcept {
+        if( sleeper.getPlace() == FIRST ) {
+            sleeper._next = _first;
+            _first = &sleeper;
+            _last = _last == nullptr ? &sleeper : _last;
+        } else {
+            ( _last == nullptr ? _first : _last->_next ) = &sleeper;
+            _last = &sleeper;
+        }
+    }
+
     Sleeper* _first = nullptr;
     Sleeper* _last = nullptr;
 };
@@ -121,12 +209,12 @@ bool membarrier( int command ) noexcept {
     return ::syscall( SYS_membarrier, command, 0, 0 ) == 0;
 }
 
-/// Has every running thread of the process execute a full barrier, the caller included.
-void barrierInAllThreads() noexcept {
-    if( !membarrier( MEMBARRIER_CMD_PRIVATE_EXPEDITED ) && errno == EPERM &&
-        membarrier( MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED ) ) {
-        membarrier( MEMBARRIER_CMD_PRIVATE_EXPEDITED );
-    }
+/// Has every running thread of the process execute a full barrier, the caller included. False if
+/// the system refuses, which it may do at any time: for want of memory, or in a sandbox.
+bool barrierInAllThreads() noexcept {
+    return membarrier( MEMBARRIER_CMD_PRIVATE_EXPEDITED ) ||
+           ( errno == EPERM && membarrier( MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED ) &&
+             membarrier( MEMBARRIER_CMD_PRIVATE_EXPEDITED ) );
 }
 
 /// Before `main`, so that the system needn't wait for running threads. A sleeper that comes earlier
@@ -139,36 +227,42 @@ void barrierInAllThreads() noexcept {
 
 } // namespace
 
-void sleepWhileTaken( const std::atomic<std::uint32_t>& word ) noexcept {
+bool waitForTurn( std::atomic<std::uint32_t>& word, std::uint32_t number, Place place ) noexcept {
     const std::size_t index = getIndex( &word );
     Queue& queue = queueOf( index );
-    Sleeper sleeper( &word );
+    Sleeper sleeper( word, number, place );
     counts[index].fetch_add( 1, std::memory_order_acq_rel );
-    barrierInAllThreads();
-    queue._lock.lock();
-    const bool isTaken = word.load( std::memory_order_relaxed ) != 0;
-    if( isTaken ) {
-        queue.append( sleeper );
-    } else {
+    const std::timespec* const limit = barrierInAllThreads() ? nullptr : &SLICE;
+    bool hasTaken = queue.takeOrInsert( sleeper );
+    while( !hasTaken && !sleeper.sleep( limit ) ) {
+        hasTaken = queue.takeAndRemove( sleeper );
+    }
+    if( hasTaken ) {
         counts[index].fetch_sub( 1, std::memory_order_relaxed );
     }
-    queue._lock.unlock();
-    if( isTaken ) {
-        sleeper.sleep();
-    }
+    return hasTaken || sleeper.holdsLock();
 }
 
 void wakeOne( const void* lock ) noexcept {
     const std::size_t index = getIndex( lock );
     Queue& queue = queueOf( index );
-    queue._lock.lock();
-    Sleeper* const sleeper = queue.takeFirst( lock );
-    if( sleeper != nullptr ) {
+    const std::atomic<std::uint32_t>* asleep = nullptr;
+    {
+        const std::lock_guard guard( queue._lock );
+        Sleeper* const sleeper = queue.find( lock );
+        if( sleeper == nullptr ) {
+            return;
+        }
+        const bool withLock = sleeper->wantsLock();
+        if( withLock && !sleeper->takeLock() ) {
+            return;
+        }
+        queue.remove( *sleeper );
         counts[index].fetch_sub( 1, std::memory_order_relaxed );
+        asleep = sleeper->leave( withLock );
     }
-    queue._lock.unlock();
-    if( sleeper != nullptr ) {
-        sleeper->wake();
+    if( asleep != nullptr ) {
+        futexWake( asleep );
     }
 }
 

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <iterator>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+
+namespace Qv {
+
+/// From now on the system call `number` fails with `error` for the calling thread, the threads that
+/// it starts and every program that its process becomes. There is no way back.
+inline void denyCall( unsigned int number, unsigned int error ) {
+    sock_filter program[] = {
+        BPF_STMT( BPF_LD | BPF_W | BPF_ABS, offsetof( seccomp_data, nr ) ),
+        BPF_JUMP( BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1 ),
+        BPF_STMT( BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error ),
+        BPF_STMT( BPF_RET | BPF_K, SECCOMP_RET_ALLOW ),
+    };
+    const sock_fprog filter = { std::size( program ), program };
+    if( ::prctl( PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0 ) != 0 ||
+        ::prctl( PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter ) != 0 ) {
+        std::abort();
+    }
+}
+
+} // namespace Qv
