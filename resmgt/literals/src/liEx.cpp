@@ -1,8 +1,6 @@
 #include <resmgt/literals/liEx.h>
 
-#include <base/text/utf8.h>
-
-#include <algorithm>
+#include <base/text/printable.h>
 
 namespace Qv {
 
@@ -10,21 +8,32 @@ namespace {
 
 constexpr std::size_t LONGEST_QUOTE = 120;
 
-bool isControl( char c ) {
-    return ( c >= 0 && c < ' ' ) || c == '\x7f';
+constexpr bool goesOn( char byte ) noexcept {
+    return ( static_cast<unsigned char>( byte ) & 0xc0U ) == 0x80U;
+}
+
+/// The beginning of `text`, at most `maxBytes` long, without a part of a character at its end.
+/// Bytes that aren't UTF-8 count as characters.
+constexpr std::string_view startOf( std::string_view text, std::size_t maxBytes ) noexcept {
+    if( text.size() <= maxBytes ) {
+        return text;
+    }
+    // No character has more than three bytes behind its first.
+    std::size_t end = maxBytes;
+    while( end > 0 && maxBytes - end < 3 && goesOn( text[end] ) ) {
+        --end;
+    }
+    return text.substr( 0, goesOn( text[end] ) ? maxBytes : end );
 }
 
 /// The beginning of `text` for one line of a message.
 std::string quote( std::string_view text, std::size_t longest = LONGEST_QUOTE ) {
-    std::string quoted( Utf8::startOf( text, longest ) );
-    // Reasons end at a zero character.
-    std::replace_if( quoted.begin(), quoted.end(), isControl, '?' );
-    return '"' + quoted + '"';
+    return '"' + Printable::makeLine( startOf( text, longest ) ) + '"';
 }
 
 std::string quoteCharacter( std::string_view text ) {
     std::size_t length = 1;
-    while( Utf8::startOf( text, length ).size() < length ) {
+    while( startOf( text, length ).size() < length ) {
         ++length;
     }
     return quote( text, length );
