@@ -33,7 +33,8 @@ public:
     bool isModifiableDir() const;
 
     bool hasChildren( const OsFileFilter& filter ) const;
-    /// Removes the children that the filter keeps; a child directory must be empty.
+    /// Removes the children that the filter keeps; a child directory must be empty. They are those
+    /// of the directory that was opened first, wherever its path leads by then.
     void removeChildren( const OsFileFilter& filter ) const;
     Vector<OsFilePath> getChildrenPath( OsFileTypes::PathTypes type,
                                         const OsFileFilter& filter ) const;
@@ -44,16 +45,19 @@ public:
     OPtrRet<OsFileInfo> getChildInfo( OsFileEntryDescriptor& descriptor ) const;
 
     /// Copies `from`, and what it holds if it is a directory, to `to`; directories that exist there
-    /// are filled. Links are followed.
+    /// are filled. Links are followed in the source only: neither `to` nor what stands in it may be
+    /// a link if a directory is copied.
     /// Errors: OsFileEx::ExInvalidPath, quoting the source, for a directory that would be copied
     ///         into itself, also by way of links, or that a link leads back to, and for a pipe,
-    ///         socket or device. What was copied before a failure stays, but no part of a file.
+    ///         socket or device. OsFileEx::ExFileExists for a link in the target, and for a pipe,
+    ///         socket or device in the place of a file. ExInternalError for a file in the place of
+    ///         a directory. What was copied before a failure stays, but no part of a file.
+    /// Limits: each level needs two descriptors.
     static void copyHierarchy( const OsFilePath& from, const OsFilePath& to );
 
 private:
     void performRemove() const;
     void performCreate( const OsFileTypes::Permissions& permissions ) const;
-    Vector<OsFilePath> performGetChildrenPath( const OsFileFilter& filter ) const;
 };
 
 } // namespace Qv

@@ -65,10 +65,12 @@ public:
     virtual void renameTo( const OsFilePath& target );
     /// Copies the content to `target` or, where that is a directory, into it under this file's
     /// name. An existing file keeps its identity and permissions, a new one gets (3, 3, 0).
-    /// A pipe or device is read to its end, for which this waits.
+    /// A pipe or device is read to its end, for which this waits. A link in the place of the target
+    /// is followed only if it stood there when this looked first.
     /// Errors: OsFileEx::ExPathNotWritable for a target that may not be written;
     ///         OsFileEx::ExInvalidPath for a target that is this very file. A new target that can't
-    ///         be completed is removed; one that existed has lost its content.
+    ///         be completed is removed, unless another file has its name by then; one that existed
+    ///         has lost its content.
     virtual void copyTo( const OsFilePath& target );
 
     /// See OsFsUtils::createFile.

@@ -107,7 +107,8 @@ public:
     /// back-slash.
     static OsFilePath getCurrentDir();
     /// `QV_TEST_DIR`, else "ombra" in the system's directory for temporary files. It need not
-    /// exist; the start of the package makes it.
+    /// exist; the start of the package makes it, for this user alone. Where the start found that it
+    /// can't be had, this is the next best place; docs/paths.md lists them.
     static OsFilePath getTempDir();
     /// Errors: OsFileEx::ExHomeNotDefined, here and below.
     static OsFilePath getHomeDir();

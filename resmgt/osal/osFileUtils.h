@@ -19,7 +19,8 @@ public:
     /// be null. Nothing is made or looked for.
     static OsFilePath createUniqueFileName( const OsFilePath& directory, const char* prefix,
                                             const char* extension );
-    /// Makes an empty file of such a name, and returns its path.
+    /// Makes an empty file of such a name, and returns its path. It is a new one: a file that has
+    /// the name already is an OsFileEx::ExFileExists, here and below.
     static OsFilePath createUniqueFile( const OsFilePath& directory, const char* prefix,
                                         const OsFileTypes::Permissions& permissions );
     /// The same for a directory; missing parents are made as well, with (3, 1, 1).

@@ -35,8 +35,10 @@ public:
     static void createDir( const OsFilePath& path, bool ignoreExisting );
     /// Makes a directory, and its parents that are missing, with the permissions (3, 1, 1);
     /// returns how many were made, 0 if there is anything of that name. Nothing at or above `top`
-    /// is made, unless that is empty.
-    /// Errors: OsFileEx::ExNullFilePath. Parents that were made before a failure stay.
+    /// is made, unless that is empty. Each directory that was made is the one in which the next is
+    /// made, whatever has its name by then.
+    /// Errors: OsFileEx::ExNullFilePath. A parent that is missing and may not be made is the one
+    ///         that is quoted. Parents that were made before a failure stay.
     static int createDirPath( const OsFilePath& path, const OsFilePath& top );
     /// The same for an empty file in these directories, `permissions` being the file's.
     static int createFilePath( const OsFilePath& path, const OsFilePath& top,
@@ -49,7 +51,7 @@ public:
     /// Errors: OsFileEx::ExFileExists; OsFileEx::ExUnHardlinkableFs where the volume or the system
     ///         grants no such link; OsFileEx::ExInvalidCrossDeviceLink.
     static void createHardLink( const OsFilePath& from, const OsFilePath& to );
-    /// The same, but copies where there can't be a link.
+    /// The same, but copies where there can't be a link, to a file that this makes itself.
     /// Errors: OsFileEx::ExInvalidPath without `from`, OsFileEx::ExFileExists with `to`.
     static void hardLinkOrCopy( const OsFilePath& from, const OsFilePath& to );
 
@@ -80,7 +82,8 @@ private:
     friend class OsFileUtils;
 
     static int createPath( const OsFilePath& path, OsFileTypes::ElementType type,
-                           const OsFilePath& top, const OsFileTypes::Permissions& permissions );
+                           const OsFilePath& top, const OsFileTypes::Permissions& permissions,
+                           bool exclusive );
 };
 
 } // namespace Qv

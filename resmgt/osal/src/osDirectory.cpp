@@ -1,7 +1,10 @@
+#include <base/failure/exStandard.h>
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/osFileCopy.h>
+#include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/osFsPlatform.h>
 
 #include <algorithm>
@@ -11,7 +14,12 @@ namespace Qv {
 
 namespace {
 
+using OsFsPlatform::Kind;
+using Links = OsFolder::Links;
+using Making = OsFolder::Making;
+
 constexpr const char* COPYING = "OsDirectory::copyHierarchy";
+constexpr const char* LISTING = "OsDirectory::performGetChildrenPath";
 
 void checkPath( const OsFilePath& path, const char* where ) {
     if( path.isEmpty() ) {
@@ -19,12 +27,34 @@ void checkPath( const OsFilePath& path, const char* where ) {
     }
 }
 
-OsFsPlatform::FileId getFileId( const OsFilePath& path ) {
-    const auto id = OsFsPlatform::getFileId( path );
-    if( !id ) {
-        throw ExSysErrorWindows( QV_HERE, COPYING, path.getChars() );
+/// The directory's entries that the filter keeps, by their names.
+Vector<OsFilePath> getNames( const OsFolder& folder, const OsFileFilter& filter ) {
+    const auto names = folder.isOpen() ? folder.list() : std::nullopt;
+    if( !names ) {
+        throw ExSysErrorWindows( QV_HERE, LISTING, folder.getPath().getChars() );
     }
-    return *id;
+    Vector<OsFilePath> kept;
+    for( const OsFilePath& name : *names ) {
+        if( filter.filter( folder.getPath() + name ) ) {
+            kept.push_back( name );
+        }
+    }
+    return kept;
+}
+
+/// Removes an entry, be it a file, a link or an empty directory.
+void remove( const OsFolder& folder, const OsFilePath& name ) {
+    const auto facts = folder.look( name, Links::REFUSE );
+    const OsFilePath path = folder.getPath() + name;
+    if( !facts ) {
+        throw OsFileEx::ExInvalidPath( QV_HERE, "OsFile::remove", path );
+    }
+    const bool isDirectory = facts->kind == Kind::DIRECTORY;
+    if( !( isDirectory ? folder.removeDirectory( name ) : folder.removeFile( name ) ) ) {
+        throw ExSysErrorWindows(
+            QV_HERE, isDirectory ? "OsDirectory::performRemove" : "OsFile::performRemove",
+            path.getChars() );
+    }
 }
 
 /// Whether `path`, which need not exist, is or lies in the directory `id`.
@@ -44,31 +74,88 @@ bool isInside( const OsFilePath& path, const OsFsPlatform::FileId& id ) {
 class HierarchyCopy {
 public:
     void copy( const OsFilePath& from, const OsFilePath& to ) {
-        if( OsFsUtils::isDirectory( from ) ) {
-            copyDirectory( from, to );
+        const OsFolder here = OsFolder::current();
+        if( getSourceKind( here, from ) != Kind::DIRECTORY ) {
+            OsFile( from ).copyTo( to );
             return;
         }
-        if( OsFsPlatform::isSpecial( from ) ) {
+        const OsFolder source = here.openForListing( from );
+        if( isInside( to, getId( source ) ) ) {
             throw OsFileEx::ExInvalidPath( QV_HERE, COPYING, from );
         }
-        OsFile( from ).copyTo( to );
+        const OsPlace target = OsPlace::of( to );
+        if( !target.folder.isOpen() ) {
+            throw ExSysErrorWindows( QV_HERE, "OsFsUtils::createDir", to.getChars() );
+        }
+        copyDirectory( source, target.folder, target.name );
     }
 
 private:
-    void copyDirectory( const OsFilePath& from, const OsFilePath& to ) {
-        const OsFsPlatform::FileId source = getFileId( from );
-        if( std::find( _open.begin(), _open.end(), source ) != _open.end() ||
-            ( _open.empty() && isInside( to, source ) ) ) {
-            throw OsFileEx::ExInvalidPath( QV_HERE, COPYING, from );
+    /// Of what `name` is or leads to; a file's if it can't be asked, as reading it will tell.
+    static Kind getSourceKind( const OsFolder& folder, const OsFilePath& name ) {
+        const auto facts = folder.look( name, Links::FOLLOW );
+        if( facts && facts->kind == Kind::SPECIAL ) {
+            throw OsFileEx::ExInvalidPath( QV_HERE, COPYING, folder.getPath() + name );
         }
-        OsFsUtils::createDir( to, true );
-        _open.push_back( source );
-        _open.push_back( getFileId( to ) );
-        for( const OsFilePath& child : OsDirectory( from ).getChildrenPath(
-                 OsFileTypes::NAME_ONLY, OsPassThroughFilter() ) ) {
-            copy( from + child, to + child );
+        return facts ? facts->kind : Kind::PLAIN;
+    }
+
+    static OsFsPlatform::FileId getId( const OsFolder& folder ) {
+        const auto facts = folder.isOpen() ? folder.getFacts() : std::nullopt;
+        if( !facts ) {
+            throw ExSysErrorWindows( QV_HERE, LISTING, folder.getPath().getChars() );
+        }
+        return facts->id;
+    }
+
+    /// Makes the directory `name` or takes the one that is there.
+    static OsFolder makeTarget( const OsFolder& folder, const OsFilePath& name ) {
+        constexpr const char* WHERE = "OsFsUtils::createDir";
+        const Making making = folder.makeDirectory( name, { 3, 1, 1 } );
+        const OsFilePath path = folder.getPath() + name;
+        if( making != Making::MADE && making != Making::EXISTS ) {
+            throw ExSysErrorWindows( QV_HERE, WHERE, path.getChars() );
+        }
+        OsFolder target = folder.open( name, Links::REFUSE );
+        if( target.isOpen() ) {
+            return target;
+        }
+        // Asking what stands there would change the error.
+        const ExSysErrorWindows failure( QV_HERE, WHERE, path.getChars() );
+        const auto facts = folder.look( name, Links::REFUSE );
+        if( facts && facts->kind == Kind::LINK ) {
+            throw OsFileEx::ExFileExists( QV_HERE, COPYING, path );
+        }
+        if( facts && facts->kind != Kind::DIRECTORY ) {
+            throw ExInternalError( QV_HERE, "A regular file with the same path name exists." );
+        }
+        failure.raise();
+    }
+
+    void copyDirectory( const OsFolder& source, const OsFolder& folder, const OsFilePath& name ) {
+        const OsFsPlatform::FileId id = getId( source );
+        if( std::find( _open.begin(), _open.end(), id ) != _open.end() ) {
+            throw OsFileEx::ExInvalidPath( QV_HERE, COPYING, source.getPath() );
+        }
+        const OsFolder target = makeTarget( folder, name );
+        _open.push_back( id );
+        _open.push_back( getId( target ) );
+        for( const OsFilePath& child : getNames( source, OsPassThroughFilter() ) ) {
+            copyEntry( source, child, target );
         }
         _open.resize( _open.size() - 2 );
+    }
+
+    void copyEntry( const OsFolder& from, const OsFilePath& name, const OsFolder& to ) {
+        if( getSourceKind( from, name ) == Kind::DIRECTORY ) {
+            copyDirectory( from.openForListing( name ), to, name );
+            return;
+        }
+        // As when it is copied alone, a directory that stands in its place takes it in.
+        const OsFolder inside = to.open( name, Links::REFUSE );
+        const OsFileCopy copy( inside.isOpen() ? inside : to, name, Existing::PLAIN_FILE, COPYING );
+        OsCopySource source( from.getPath() + name, from.openForReading( name ) );
+        copy.run( source );
     }
 
     // The directories that are being read and those that are being filled. One of them met as a
@@ -118,15 +205,18 @@ bool OsDirectory::hasChildren( const OsFileFilter& filter ) const {
 }
 
 void OsDirectory::removeChildren( const OsFileFilter& filter ) const {
-    for( const auto& child : getChildren( filter ) ) {
-        child->remove();
+    checkPath( getPath(), "OsDirectory::getChildrenPath" );
+    const OsFolder folder = OsFolder::current().openForListing( getPath() );
+    for( const OsFilePath& name : getNames( folder, filter ) ) {
+        Qv::remove( folder, name );
     }
 }
 
 Vector<OsFilePath> OsDirectory::getChildrenPath( OsFileTypes::PathTypes type,
                                                  const OsFileFilter& filter ) const {
     checkPath( getPath(), "OsDirectory::getChildrenPath" );
-    Vector<OsFilePath> children = performGetChildrenPath( filter );
+    Vector<OsFilePath> children =
+        getNames( OsFolder::current().openForListing( getPath() ), filter );
     if( type == OsFileTypes::FULL_PATH ) {
         for( OsFilePath& child : children ) {
             child = getPath() + child;

@@ -1,21 +1,15 @@
 #include <base/failure/qvHere.h>
-#include <base/trace/trace.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileEx.h>
-#include <resmgt/osal/osFileReader.h>
-#include <resmgt/osal/osFileWriter.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/osFileCopy.h>
 #include <resmgt/osal/src/osFsPlatform.h>
 
-#include <memory>
-#include <optional>
 #include <utility>
 
 namespace Qv {
 
 namespace {
-
-constexpr unsigned long long COPY_BLOCK_SIZE = 0x10000;
 
 void checkPath( const OsFilePath& path, const char* where ) {
     if( path.isEmpty() ) {
@@ -31,32 +25,10 @@ void checkEntry( const OsFilePath& path, const char* where ) {
     }
 }
 
-void checkExistingTarget( const OsFilePath& source, const OsFilePath& target ) {
-    const auto id = OsFsPlatform::getFileId( source );
-    if( id && id == OsFsPlatform::getFileId( target ) ) {
-        throw OsFileEx::ExInvalidPath( QV_HERE, "OsFile::copyTo", target );
-    }
-    if( !OsFsUtils::isDirectory( target ) && !OsFile( target ).isWritable() ) {
-        throw OsFileEx::ExPathNotWritable( QV_HERE, "OsFile::copyTo", target );
-    }
-}
-
-void copyContent( OsFileReader& reader, OsFileWriter& writer ) {
-    const auto block = std::make_unique_for_overwrite<char[]>( COPY_BLOCK_SIZE );
-    while( const unsigned long long size = reader.read( block.get(), COPY_BLOCK_SIZE ) ) {
-        writer.write( block.get(), size );
-    }
-    writer.close();
-    reader.close();
-}
-
-/// Removes a file that couldn't be completed. The failure that led here goes on to the caller.
-void removeRemains( const OsFilePath& path ) noexcept {
-    try {
-        OsFsUtils::deleteFile( path );
-    } catch( ... ) {
-        Trace::printCurrentException( "OsFile::copyTo", QV_HERE );
-    }
+/// Where a file that is called `name` gets when it is copied to `target`.
+OsPlace getPlace( const OsFilePath& target, const OsFilePath& name ) {
+    OsFolder folder = OsFolder::current().open( target, OsFolder::Links::FOLLOW );
+    return folder.isOpen() ? OsPlace{ std::move( folder ), name } : OsPlace::of( target );
 }
 
 } // namespace
@@ -153,25 +125,8 @@ void OsFile::renameTo( const OsFilePath& target ) {
 void OsFile::copyTo( const OsFilePath& target ) {
     checkPath( _path, "OsFile::copyTo" );
     checkPath( target, "OsFile::copyTo" );
-    const OsFilePath place = OsFsUtils::isDirectory( target )
-                                 ? target + _path.getBaseName( OsFilePath::WITH_EXTENSION )
-                                 : target;
-    const bool isNew = !OsFsPlatform::entryExists( place );
-    if( !isNew ) {
-        checkExistingTarget( _path, place );
-    }
-    OsFileReader reader( _path, false );
-    std::optional<OsFileWriter> writer;
-    writer.emplace( place, OsFileTypes::Permissions( 3, 3, 0 ), true, false );
-    try {
-        copyContent( reader, *writer );
-    } catch( ... ) {
-        writer.reset();
-        if( isNew ) {
-            removeRemains( place );
-        }
-        throw;
-    }
+    copyFile( _path, getPlace( target, _path.getBaseName( OsFilePath::WITH_EXTENSION ) ),
+              Existing::ANYTHING, "OsFile::copyTo" );
 }
 
 void OsFile::create( const OsFileTypes::Permissions& permissions, bool exclusive ) {

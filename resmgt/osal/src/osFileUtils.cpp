@@ -35,14 +35,14 @@ OsFilePath OsFileUtils::createUniqueFileName( const OsFilePath& directory, const
 OsFilePath OsFileUtils::createUniqueFile( const OsFilePath& directory, const char* prefix,
                                           const OsFileTypes::Permissions& permissions ) {
     const OsFilePath path = createUniqueFileName( directory, prefix, nullptr );
-    OsFsUtils::createFile( path, permissions, false );
+    OsFsUtils::createFile( path, permissions, true );
     return path;
 }
 
 OsFilePath OsFileUtils::createUniqueDir( const OsFilePath& directory, const char* prefix,
                                          const OsFileTypes::Permissions& permissions ) {
     const OsFilePath path = createUniqueFileName( directory, prefix, nullptr );
-    OsFsUtils::createPath( path, OsFileTypes::DIRECTORY, OsFilePath(), permissions );
+    OsFsUtils::createPath( path, OsFileTypes::DIRECTORY, OsFilePath(), permissions, true );
     return path;
 }
 

@@ -5,36 +5,17 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
-/// What the portable part of the file-system operations needs of the platform.
+/// What the portable part of the file-system operations needs of the platform, beside OsFolder.
 ///
 /// Errors: none is raised. After a failure the thread's last error is the platform's.
 namespace Qv::OsFsPlatform {
-
-/// What became of the attempt to make a file or directory.
-enum class Making {
-    MADE,
-    EXISTS,
-    PARENT_MISSING,
-    /// For lack of rights.
-    DENIED,
-    FAILED
-};
-
-/// Missing parents and what exists are told, not dealt with.
-Making makeDirectory( const OsFilePath& path, const OsFileTypes::Permissions& permissions );
-/// The same for an empty file. One that exists loses its content unless `exclusive`.
-Making makeFile( const OsFilePath& path, const OsFileTypes::Permissions& permissions,
-                 bool exclusive );
 
 /// Whether there is an entry of exactly this name, be it a link that leads nowhere.
 bool entryExists( const OsFilePath& path );
 /// Whether there is an entry that matches the wildcards of the last component; false without any.
 bool hasMatch( const OsFilePath& path );
-
-/// Whether it is or leads to something that is neither directory nor plain data: a pipe, a socket
-/// or a device.
-bool isSpecial( const OsFilePath& path );
 
 /// Tells files of one machine apart, whatever their names are.
 struct FileId {
@@ -44,10 +25,42 @@ struct FileId {
     std::uint64_t number;
 };
 
+enum class Kind {
+    PLAIN,
+    DIRECTORY,
+    LINK,
+    /// A pipe, a socket or a device.
+    SPECIAL
+};
+
+struct Facts {
+    FileId id;
+    Kind kind;
+};
+
+/// Of an open file.
+std::optional<Facts> getFacts( OsFileTypes::Handle handle );
 /// Of what `path` is or leads to; nothing if it can't be asked.
 std::optional<FileId> getFileId( const OsFilePath& path );
 
+/// Takes the content of an open plain file away.
+bool empty( OsFileTypes::Handle handle );
+/// The same of the file that `path` is or leads to, which is made if there is none by then.
+bool emptyOrMake( const OsFilePath& path, const OsFileTypes::Permissions& permissions );
+
 /// The absolute path without links to an existing file; empty if it can't be told.
 OsFilePath getPathWithoutLinks( const OsFilePath& path );
+
+/// The system's directory for temporary files, which all users may share.
+OsFilePath getSystemTempDir();
+/// The user's directory for what can be made again, which is made if it isn't there. Empty for a
+/// user without a home.
+OsFilePath makeCacheDir();
+/// Tells this process's user from all others, in the name of a file.
+std::string getUserMark();
+/// Makes the directory for this process's user alone; one that is there must be this user's, no
+/// link, and is closed to all others. Returns what is wrong with it, such as "is a link"; nothing
+/// when it is had.
+std::string claimDirectory( const OsFilePath& path );
 
 } // namespace Qv::OsFsPlatform

@@ -6,55 +6,73 @@
 #include <resmgt/osal/osFilePathUtils.h>
 #include <resmgt/osal/osFileUtils.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/osFileCopy.h>
+#include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/osFsPlatform.h>
 
-#include <vector>
+#include <utility>
 
 namespace Qv {
 
 namespace {
 
-using OsFsPlatform::Making;
+using Making = OsFolder::Making;
+using Links = OsFolder::Links;
 
 constexpr const char* CREATING_PATH = "OsFsUtils::createFilePath";
 constexpr OsFileTypes::Permissions NEW_PATH( 3, 1, 1 );
 
-Making make( const OsFilePath& path, OsFileTypes::ElementType type,
+Making make( const OsPlace& place, OsFileTypes::ElementType type,
              const OsFileTypes::Permissions& permissions ) {
-    return type == OsFileTypes::DIRECTORY ? OsFsPlatform::makeDirectory( path, permissions )
-                                          : OsFsPlatform::makeFile( path, permissions, true );
+    return type == OsFileTypes::DIRECTORY ? place.folder.makeDirectory( place.name, permissions )
+                                          : place.folder.makeFile( place.name, permissions );
 }
 
-/// The directories above `path` that may be made, the outermost first.
-std::vector<OsFilePath> getParents( const OsFilePath& path, const OsFilePath& top ) {
-    OsFilePath parent = path.getDirectoryName();
+/// Where the directories above `path` begin that may be made: below `top` if they are.
+OsFilePath getStart( const OsFilePath& path, const OsFilePath& top ) {
+    const OsFilePath parent = path.getDirectoryName();
     const bool isBelowTop = parent == top || OsFilePathUtils::isAncestor( top, parent );
-    unsigned int nbKept = path.isAbsolute() ? 1 : 0;
-    if( !top.isEmpty() && isBelowTop ) {
-        nbKept = top.getNbComponents();
-    }
-    std::vector<OsFilePath> parents;
-    while( parent.getNbComponents() > nbKept ) {
-        parents.insert( parents.begin(), parent );
-        if( parent.getNbComponents() == 1 ) {
-            break;
-        }
-        parent = parent.getDirectoryName();
-    }
-    return parents;
+    return !top.isEmpty() && isBelowTop ? top : path.getRoot();
 }
 
-int makeParents( const OsFilePath& path, const OsFilePath& top ) {
-    int nbMade = 0;
-    for( const OsFilePath& parent : getParents( path, top ) ) {
-        const Making making = OsFsPlatform::makeDirectory( parent, NEW_PATH );
-        if( making == Making::MADE ) {
-            ++nbMade;
-        } else if( making != Making::EXISTS && making != Making::DENIED ) {
-            throw ExSysErrorWindows( QV_HERE, CREATING_PATH, parent.getChars() );
+/// Goes from `folder` to its directory `name`, which it makes if it isn't there.
+OsFolder enterOrMake( const OsFolder& folder, const OsFilePath& name, int& nbMade ) {
+    const OsFilePath path = folder.getPath() + name;
+    const Making making = folder.makeDirectory( name, NEW_PATH );
+    if( making == Making::DENIED ) {
+        // No failure if it exists, as a server's own directories do.
+        const ExSysErrorWindows refusal( QV_HERE, CREATING_PATH, path.getChars() );
+        OsFolder next = folder.open( name, Links::FOLLOW );
+        if( !next.isOpen() ) {
+            refusal.raise();
+        }
+        return next;
+    }
+    if( making == Making::MADE || making == Making::EXISTS ) {
+        const bool isNew = making == Making::MADE;
+        nbMade += isNew ? 1 : 0;
+        OsFolder next = folder.open( name, isNew ? Links::REFUSE : Links::FOLLOW );
+        if( next.isOpen() ) {
+            return next;
         }
     }
-    return nbMade;
+    throw ExSysErrorWindows( QV_HERE, CREATING_PATH, path.getChars() );
+}
+
+/// Makes the directories above `path`, each in the one before, and returns the place of the last
+/// component.
+OsPlace makeParents( const OsFilePath& path, const OsFilePath& top, int& nbMade ) {
+    const OsFilePath start = getStart( path, top );
+    OsFolder folder =
+        start.isEmpty() ? OsFolder::current() : OsFolder::current().open( start, Links::FOLLOW );
+    if( !folder.isOpen() ) {
+        throw ExSysErrorWindows( QV_HERE, CREATING_PATH, start.getChars() );
+    }
+    const unsigned int last = path.getNbComponents() - 1;
+    for( unsigned int i = start.getNbComponents(); i < last; ++i ) {
+        folder = enterOrMake( folder, OsFolder::toName( path.getComponent( i ) ), nbMade );
+    }
+    return { std::move( folder ), OsFolder::toName( path.getComponent( last ) ) };
 }
 
 /// Removes a file that was made for a moment, when something else has failed already.
@@ -73,7 +91,7 @@ bool OsFsUtils::fileExists( const OsFilePath& path ) {
 }
 
 void OsFsUtils::createDir( const OsFilePath& path, bool ignoreExisting ) {
-    const Making making = OsFsPlatform::makeDirectory( path, NEW_PATH );
+    const Making making = OsFolder::current().makeDirectory( path, NEW_PATH );
     if( making == Making::MADE ) {
         return;
     }
@@ -91,29 +109,32 @@ void OsFsUtils::createDir( const OsFilePath& path, bool ignoreExisting ) {
 }
 
 int OsFsUtils::createDirPath( const OsFilePath& path, const OsFilePath& top ) {
-    return createPath( path, OsFileTypes::DIRECTORY, top, NEW_PATH );
+    return createPath( path, OsFileTypes::DIRECTORY, top, NEW_PATH, false );
 }
 
 int OsFsUtils::createFilePath( const OsFilePath& path, const OsFilePath& top,
                                const OsFileTypes::Permissions& permissions ) {
-    return createPath( path, OsFileTypes::PLAIN, top, permissions );
+    return createPath( path, OsFileTypes::PLAIN, top, permissions, false );
 }
 
 int OsFsUtils::createPath( const OsFilePath& path, OsFileTypes::ElementType type,
-                           const OsFilePath& top, const OsFileTypes::Permissions& permissions ) {
+                           const OsFilePath& top, const OsFileTypes::Permissions& permissions,
+                           bool exclusive ) {
     if( path.isEmpty() ) {
         throw OsFileEx::ExNullFilePath( QV_HERE, CREATING_PATH );
     }
     int nbMade = 0;
-    Making making = make( path, type, permissions );
+    Making making = make( { OsFolder::current(), path }, type, permissions );
     if( making == Making::PARENT_MISSING ) {
-        nbMade = makeParents( path, top );
-        making = make( path, type, permissions );
+        making = make( makeParents( path, top, nbMade ), type, permissions );
     }
     switch( making ) {
     case Making::MADE:
         return nbMade + 1;
     case Making::EXISTS:
+        if( exclusive ) {
+            throw OsFileEx::ExFileExists( QV_HERE, CREATING_PATH, path );
+        }
         // Also when another process was quicker.
         return nbMade;
     default:
@@ -127,11 +148,15 @@ void OsFsUtils::createFile( const OsFilePath& path, const OsFileTypes::Permissio
     if( path.isEmpty() ) {
         throw OsFileEx::ExNullFilePath( QV_HERE, WHERE );
     }
-    const Making making = OsFsPlatform::makeFile( path, permissions, exclusive );
+    // Exclusive at first in any case: only a file that was made here may be removed again.
+    const Making making = OsFolder::current().makeFile( path, permissions );
     if( making == Making::EXISTS && exclusive ) {
         throw OsFileEx::ExFileExists( QV_HERE, WHERE, path );
     }
-    if( making != Making::MADE ) {
+    const bool isEmpty =
+        making == Making::MADE ||
+        ( making == Making::EXISTS && OsFsPlatform::emptyOrMake( path, permissions ) );
+    if( !isEmpty ) {
         throw ExSysErrorWindows( QV_HERE, WHERE, path.getChars() );
     }
 }
@@ -147,9 +172,9 @@ void OsFsUtils::hardLinkOrCopy( const OsFilePath& from, const OsFilePath& to ) {
     try {
         createHardLink( from, to );
     } catch( const OsFileEx::ExUnHardlinkableFs& ) {
-        OsFile( from ).copyTo( to );
+        copyFile( from, OsPlace::of( to ), Existing::NOTHING, WHERE );
     } catch( const OsFileEx::ExInvalidCrossDeviceLink& ) {
-        OsFile( from ).copyTo( to );
+        copyFile( from, OsPlace::of( to ), Existing::NOTHING, WHERE );
     }
 }
 

@@ -182,6 +182,7 @@ QV_WRAPPED( int, -1, linkat, ( int fromFolder, const char* from, int toFolder, c
 QV_WRAPPED( off_t, -1, lseek, ( int handle, off_t offset, int mode ), ( handle, offset, mode ) )
 QV_WRAPPED( int, -1, lstat, ( const char* path, struct stat* facts ), ( path, facts ) )
 QV_WRAPPED( int, -1, mkdir, ( const char* path, mode_t mode ), ( path, mode ) )
+QV_WRAPPED( int, -1, mkdirat, ( int folder, const char* path, mode_t mode ), ( folder, path, mode ) )
 QV_WRAPPED( void*, MAP_FAILED, mmap, ( void* hint, std::size_t space, int access, int flags, int handle, off_t at ), ( hint, space, access, flags, handle, at ) )
 QV_WRAPPED( DIR*, nullptr, opendir, ( const char* path ), ( path ) )
 QV_WRAPPED( int, -1, pipe2, ( int* ends, int flags ), ( ends, flags ) )

@@ -68,7 +68,7 @@ TEST( OsFsUtils, MakesAPathWithAllItsMissingParents ) {
 TEST( OsFsUtils, AParentThatMayNotBeMadeIsPassedOver ) {
     const TestFiles files( "server/" );
     // The server's own directories exist but deny to be made.
-    const CallHook denying( "mkdir", []( const SystemCall& call ) {
+    const CallHook denying( "mkdirat", []( const SystemCall& call ) {
         return call.number == 1 ? ENOENT : call.number < 4 ? EACCES : 0;
     } );
     EXPECT_GE( OsFsUtils::createDirPath( files.path( "server/dir" ), OsFilePath() ), 1 );

@@ -18,10 +18,10 @@ public:
             _file = ::open( path, flags | O_NOCTTY | O_CLOEXEC, mode );
         } while( _file < 0 && errno == EINTR );
     }
-    /// The same for a name in an open directory.
-    Descriptor( int folder, const char* name, int flags, mode_t mode ) {
+    /// The same for a path that begins in the open directory `folder`.
+    Descriptor( int folder, const char* path, int flags, mode_t mode = 0 ) {
         do {
-            _file = ::openat( folder, name, flags | O_NOCTTY | O_CLOEXEC, mode );
+            _file = ::openat( folder, path, flags | O_NOCTTY | O_CLOEXEC, mode );
         } while( _file < 0 && errno == EINTR );
     }
     Descriptor( Descriptor&& other ) noexcept

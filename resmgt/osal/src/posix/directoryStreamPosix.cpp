@@ -9,6 +9,9 @@
 #include <string>
 #include <utility>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace Qv {
 
 namespace {
@@ -43,6 +46,23 @@ bool DirectoryStream::open( const OsFilePath& directory ) {
     return isOpen();
 }
 
+bool DirectoryStream::open( int folder, const OsFilePath& directory ) {
+    _directory = directory;
+    const int own = ::fcntl( folder, F_DUPFD_CLOEXEC, STDERR_FILENO + 1 );
+    if( own == -1 ) {
+        return false;
+    }
+    do {
+        _stream = ::fdopendir( own );
+    } while( _stream == nullptr && errno == EINTR );
+    if( !isOpen() ) {
+        const int error = errno;
+        ::close( own );
+        errno = error;
+    }
+    return isOpen();
+}
+
 bool DirectoryStream::close() {
     // A signal doesn't keep the descriptor open.
     return !isOpen() || ::closedir( std::exchange( _stream, nullptr ) ) == 0 || errno == EINTR;
@@ -70,11 +90,6 @@ const char* DirectoryStream::next() {
 
 int DirectoryStream::getDescriptor() const {
     return ::dirfd( _stream );
-}
-
-OsFilePath DirectoryStream::toPath( const char* name ) {
-    // Behind "./" a name such as "c:" is no drive.
-    return OsFilePath( std::string( "./" ).append( name ) );
 }
 
 } // namespace Qv

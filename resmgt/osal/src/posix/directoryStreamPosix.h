@@ -19,6 +19,8 @@ public:
 
     /// REQUIRES: it isn't open. False on failure.
     bool open( const OsFilePath& directory );
+    /// The same for `folder`, which is open for reading and which `directory` led to.
+    bool open( int folder, const OsFilePath& directory );
     bool isOpen() const noexcept { return _stream != nullptr; }
     /// Closes it in any case. False on failure.
     bool close();
@@ -28,9 +30,6 @@ public:
     const char* next();
     /// The open directory's.
     int getDescriptor() const;
-
-    /// The path of an entry `name`, alone.
-    static OsFilePath toPath( const char* name );
 
 private:
     OsFilePath _directory;

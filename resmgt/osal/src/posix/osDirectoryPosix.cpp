@@ -1,8 +1,7 @@
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/osFsUtils.h>
-#include <resmgt/osal/src/osFsPlatform.h>
-#include <resmgt/osal/src/posix/directoryStreamPosix.h>
+#include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
@@ -22,28 +21,9 @@ void OsDirectory::performRemove() const {
 }
 
 void OsDirectory::performCreate( const OsFileTypes::Permissions& permissions ) const {
-    if( OsFsPlatform::makeDirectory( getPath(), permissions ) != OsFsPlatform::Making::MADE ) {
+    if( OsFolder::current().makeDirectory( getPath(), permissions ) != OsFolder::Making::MADE ) {
         throw ExSysErrorWindows( QV_HERE, "OsDirectory::performCreate", getPath().getChars() );
     }
-}
-
-Vector<OsFilePath> OsDirectory::performGetChildrenPath( const OsFileFilter& filter ) const {
-    constexpr const char* WHERE = "OsDirectory::performGetChildrenPath";
-    DirectoryStream entries;
-    if( !entries.open( getPath() ) ) {
-        throw ExSysErrorWindows( QV_HERE, WHERE, getPath().getChars() );
-    }
-    Vector<OsFilePath> children;
-    while( const char* const name = entries.next() ) {
-        const OsFilePath child = DirectoryStream::toPath( name );
-        if( filter.filter( getPath() + child ) ) {
-            children.push_back( child );
-        }
-    }
-    if( errno != 0 ) {
-        throw ExSysErrorWindows( QV_HERE, WHERE, getPath().getChars() );
-    }
-    return children;
 }
 
 } // namespace Qv

@@ -68,15 +68,18 @@ unsigned long long makeUnbuffered( int file ) {
 /// Removes a file that was made in vain, at the end of its scope.
 class UnfinishedFile {
 public:
-    /// Null for none.
-    explicit UnfinishedFile( const char* path )
-        : _path( path ) {}
+    /// `path` is null for none. `file` stays open meanwhile.
+    UnfinishedFile( const char* path, const std::optional<Descriptor>& file )
+        : _path( path )
+        , _file( file ) {}
     UnfinishedFile( const UnfinishedFile& ) = delete;
     UnfinishedFile& operator=( const UnfinishedFile& ) = delete;
     ~UnfinishedFile() {
         if( _path != nullptr ) {
             const int error = errno;
-            ::unlink( _path );
+            if( const auto facts = OsFsPlatform::getFacts( _file->get() ) ) {
+                OsFsUtilsPosix::unlinkIfStill( AT_FDCWD, _path, facts->id );
+            }
             errno = error;
         }
     }
@@ -85,13 +88,14 @@ public:
 
 private:
     const char* _path;
+    const std::optional<Descriptor>& _file;
 };
 
 /// Asks the volume before it changes the file, and with a descriptor of the file: told to open
 /// unbuffered, the system makes or empties it first and refuses then.
 Opened openForUnbufferedWriting( const char* path, unsigned int mode, bool truncate ) {
     std::optional<Descriptor> file( std::in_place, path, O_RDWR | O_CREAT | O_EXCL, mode );
-    UnfinishedFile unfinished( file->isOpen() ? path : nullptr );
+    UnfinishedFile unfinished( file->isOpen() ? path : nullptr, file );
     if( !file->isOpen() && errno == EEXIST ) {
         file.emplace( openOrMake( path, O_RDWR, mode ) );
     }

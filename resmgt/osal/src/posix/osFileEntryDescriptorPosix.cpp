@@ -1,6 +1,7 @@
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFileEntryDescriptor.h>
+#include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/posix/directoryStreamPosix.h>
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
@@ -58,7 +59,7 @@ private:
 
     /// Null for an entry that is filtered out or has vanished.
     OPtrRet<OsFileInfo> makeInfo( const char* name, const char* where ) const {
-        const OsFilePath path = _directory + DirectoryStream::toPath( name );
+        const OsFilePath path = _directory + OsFolder::toName( name );
         OPtr<OsFileInfo> info;
         struct statx status;
         if( _filter->filter( path ) && getStatus( name, path, status, where ) ) {

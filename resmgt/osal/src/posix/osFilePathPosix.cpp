@@ -6,6 +6,8 @@
 #include <resmgt/osal/osFileReader.h>
 #include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/osWorkingDirectory.h>
+#include <resmgt/osal/src/osFolder.h>
+#include <resmgt/osal/src/osFsPlatform.h>
 #include <resmgt/osal/src/posix/accountPosix.h>
 
 #include <unistd.h>
@@ -116,15 +118,6 @@ OsFilePath OsFilePath::getCurrentDir() {
     }
 }
 
-OsFilePath OsFilePath::getTempDir() {
-    const OsFilePath testDir( std::getenv( "QV_TEST_DIR" ) );
-    if( !testDir.isEmpty() ) {
-        return testDir;
-    }
-    const OsFilePath systemDir = getDirectory( "TMPDIR" );
-    return ( systemDir.isEmpty() ? OsFilePath( "/tmp" ) : systemDir ) + "ombra";
-}
-
 OsFilePath OsFilePath::getHomeDir() {
     return getHome( "OsFilePath::getHomeDir" );
 }
@@ -136,6 +129,27 @@ OsFilePath OsFilePath::getUserDocumentsDir() {
     const OsFilePath documents =
         getDocuments( readSettings( configuration + "user-dirs.dirs" ), home );
     return documents.isEmpty() ? home : documents;
+}
+
+OsFilePath OsFsPlatform::getSystemTempDir() {
+    const OsFilePath variable = getDirectory( "TMPDIR" );
+    return variable.isEmpty() ? OsFilePath( "/tmp" ) : variable;
+}
+
+OsFilePath OsFsPlatform::makeCacheDir() {
+    const OsFilePath variable = getDirectory( "XDG_CACHE_HOME" );
+    try {
+        const OsFilePath cache =
+            variable.isAbsolute() ? variable : OsFilePath::getHomeDir() + ".cache";
+        OsFolder::current().makeDirectory( cache, OsFileTypes::Permissions( 7, 0, 0 ) );
+        return cache;
+    } catch( const OsFileEx::ExHomeNotDefined& ) {
+        return {};
+    }
+}
+
+std::string OsFsPlatform::getUserMark() {
+    return std::to_string( ::geteuid() );
 }
 
 } // namespace Qv

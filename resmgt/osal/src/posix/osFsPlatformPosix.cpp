@@ -1,4 +1,5 @@
 #include <base/text/wideStringUtil.h>
+#include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/osFsPlatform.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/directoryStreamPosix.h>
@@ -9,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include <fcntl.h>
@@ -17,54 +19,31 @@
 
 namespace Qv::OsFsPlatform {
 
+using Making = OsFolder::Making;
+using OsFileTypes::Permissions;
+
 namespace {
 
-Making toMaking( int error ) {
-    switch( error ) {
-    case EEXIST:
-        return Making::EXISTS;
-    case ENOENT:
-        return Making::PARENT_MISSING;
-    case EACCES:
-        return Making::DENIED;
-    default:
-        return Making::FAILED;
+constexpr mode_t OWNER_MAY_DO = 0700;
+constexpr mode_t ALL_MAY_DO = 0777;
+
+/// Why `path` wasn't opened as a directory, which errno tells as well.
+std::string explainNoDirectory( const OsFilePath& path ) {
+    const int error = errno;
+    const auto facts = OsFolder::current().look( path, OsFolder::Links::REFUSE );
+    if( !facts || facts->kind == Kind::DIRECTORY ) {
+        return std::string( "can't be opened: " ) + std::strerror( error );
     }
+    return facts->kind == Kind::LINK ? "is a link" : "is no directory";
+}
+
+bool closeToOthers( const Descriptor& directory ) {
+    // The mode can't be changed by a descriptor that is there for looking alone.
+    const Descriptor opened( directory.get(), ".", O_RDONLY | O_DIRECTORY );
+    return opened.isOpen() && ::fchmod( opened.get(), OWNER_MAY_DO ) == 0;
 }
 
 } // namespace
-
-Making makeDirectory( const OsFilePath& path, const OsFileTypes::Permissions& permissions ) {
-    const NativePath native( path );
-    const int result = OsFsUtilsPosix::retry(
-        [&] { return ::mkdir( native.get(), directoryMode( permissions ) ); } );
-    return result == 0 ? Making::MADE : toMaking( errno );
-}
-
-Making makeFile( const OsFilePath& path, const OsFileTypes::Permissions& permissions,
-                 bool exclusive ) {
-    const NativePath native( path );
-    const unsigned int mode = fileMode( permissions );
-    // Exclusive at first in any case: only a file that was made here may be removed again.
-    int descriptor = Descriptor( native.get(), O_RDWR | O_CREAT | O_EXCL, mode ).release();
-    const bool isNew = descriptor != -1;
-    if( !isNew && !exclusive && errno == EEXIST ) {
-        descriptor = openOrMake( native.get(), O_RDWR | O_TRUNC, mode ).release();
-    }
-    if( descriptor == -1 ) {
-        return toMaking( errno );
-    }
-    // A signal doesn't keep the descriptor open.
-    if( ::close( descriptor ) != 0 && errno != EINTR ) {
-        const int error = errno;
-        if( isNew ) {
-            ::unlink( native.get() );
-        }
-        errno = error;
-        return Making::FAILED;
-    }
-    return Making::MADE;
-}
 
 bool entryExists( const OsFilePath& path ) {
     struct statx status;
@@ -92,19 +71,25 @@ bool hasMatch( const OsFilePath& path ) {
     return false;
 }
 
-bool isSpecial( const OsFilePath& path ) {
-    struct statx status;
-    return OsFsUtilsPosix::getStatus( path, STATX_TYPE, status ) && !S_ISDIR( status.stx_mode ) &&
-           !S_ISREG( status.stx_mode );
+std::optional<Facts> getFacts( OsFileTypes::Handle handle ) {
+    return OsFsUtilsPosix::getFacts( static_cast<int>( handle ), "", AT_EMPTY_PATH );
 }
 
 std::optional<FileId> getFileId( const OsFilePath& path ) {
-    struct statx status;
-    if( !OsFsUtilsPosix::getStatus( path, STATX_INO, status ) ) {
-        return std::nullopt;
-    }
-    return FileId{ std::uint64_t{ status.stx_dev_major } << 32U | status.stx_dev_minor,
-                   status.stx_ino };
+    const auto facts = OsFsUtilsPosix::getFacts( AT_FDCWD, NativePath( path ).get(), 0 );
+    return facts ? std::optional( facts->id ) : std::nullopt;
+}
+
+bool empty( OsFileTypes::Handle handle ) {
+    return OsFsUtilsPosix::retry( [&] { return ::ftruncate( static_cast<int>( handle ), 0 ); } ) ==
+           0;
+}
+
+bool emptyOrMake( const OsFilePath& path, const Permissions& permissions ) {
+    const int file =
+        openOrMake( NativePath( path ).get(), O_RDWR | O_TRUNC, fileMode( permissions ) ).release();
+    // A signal doesn't keep the descriptor open.
+    return file != -1 && ( ::close( file ) == 0 || errno == EINTR );
 }
 
 OsFilePath getPathWithoutLinks( const OsFilePath& path ) {
@@ -113,6 +98,26 @@ OsFilePath getPathWithoutLinks( const OsFilePath& path ) {
                                                            std::free );
     const OsFilePath found( text.get() );
     return text == nullptr || found.toString() != text.get() ? OsFilePath() : found;
+}
+
+std::string claimDirectory( const OsFilePath& path ) {
+    const Making making = OsFolder::current().makeDirectory( path, Permissions( 7, 0, 0 ) );
+    if( making != Making::MADE && making != Making::EXISTS ) {
+        return std::string( "can't be made: " ) + std::strerror( errno );
+    }
+    // What is looked at is what was opened, whatever has this name by now.
+    const Descriptor directory( NativePath( path ).get(), O_PATH | O_DIRECTORY | O_NOFOLLOW );
+    struct stat facts;
+    if( !directory.isOpen() || ::fstat( directory.get(), &facts ) != 0 ) {
+        return explainNoDirectory( path );
+    }
+    if( facts.st_uid != ::geteuid() ) {
+        return "belongs to another user";
+    }
+    if( ( facts.st_mode & ALL_MAY_DO ) != OWNER_MAY_DO && !closeToOthers( directory ) ) {
+        return std::string( "can't be closed to others: " ) + std::strerror( errno );
+    }
+    return {};
 }
 
 } // namespace Qv::OsFsPlatform

@@ -49,6 +49,30 @@ bool OsFsUtilsPosix::getStatus( const OsFilePath& path, unsigned int fields,
     return getStatus( AT_FDCWD, NativePath( path ).get(), 0, fields, status );
 }
 
+std::optional<OsFsPlatform::Facts> OsFsUtilsPosix::getFacts( int folder, const char* name,
+                                                             int flags ) {
+    using OsFsPlatform::Kind;
+    struct statx status;
+    if( !getStatus( folder, name, flags, STATX_TYPE | STATX_INO, status ) ) {
+        return std::nullopt;
+    }
+    const auto volume = std::uint64_t{ status.stx_dev_major } << 32U | status.stx_dev_minor;
+    const unsigned int mode = status.stx_mode;
+    return OsFsPlatform::Facts{ { volume, status.stx_ino },
+                                S_ISREG( mode )   ? Kind::PLAIN
+                                : S_ISDIR( mode ) ? Kind::DIRECTORY
+                                : S_ISLNK( mode ) ? Kind::LINK
+                                                  : Kind::SPECIAL };
+}
+
+bool OsFsUtilsPosix::unlinkIfStill( int folder, const char* name, const OsFsPlatform::FileId& id ) {
+    const auto found = getFacts( folder, name, AT_SYMLINK_NOFOLLOW );
+    if( !found ) {
+        return errno == ENOENT;
+    }
+    return found->id != id || retry( [&] { return ::unlinkat( folder, name, 0 ); } ) == 0;
+}
+
 OsFileInfo OsFsUtilsPosix::makeInfo( const OsFilePath& path, const struct statx& status ) {
     return { path,
              getAccountName( status.stx_uid, path ),

@@ -2,8 +2,10 @@
 
 #include <resmgt/osal/osFileInfo.h>
 #include <resmgt/osal/osFilePath.h>
+#include <resmgt/osal/src/osFsPlatform.h>
 
 #include <cerrno>
+#include <optional>
 #include <string>
 
 #include <sys/stat.h>
@@ -25,6 +27,11 @@ public:
                            struct statx& status );
     /// The same for a path, whose links are followed.
     static bool getStatus( const OsFilePath& path, unsigned int fields, struct statx& status );
+
+    /// Of `name` in `folder`, with flags as for `statx`. Nothing with errno on failure.
+    static std::optional<OsFsPlatform::Facts> getFacts( int folder, const char* name, int flags );
+    /// Removes a file that was made here, unless another one has its name by now. False on failure.
+    static bool unlinkIfStill( int folder, const char* name, const OsFsPlatform::FileId& id );
 
     /// REQUIRES: `status` has INFO_FIELDS. Raises what `getAccountName` does.
     static OsFileInfo makeInfo( const OsFilePath& path, const struct statx& status );

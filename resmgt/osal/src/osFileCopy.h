@@ -1,0 +1,71 @@
+#pragma once
+
+#include <resmgt/osal/src/osFolder.h>
+#include <resmgt/osal/src/osOpenFile.h>
+
+#include <optional>
+
+namespace Qv {
+
+/// What a copy may meet in the place of its target.
+enum class Existing {
+    /// All that can be written. A link that stands there before the copy is followed.
+    ANYTHING,
+    PLAIN_FILE,
+    NOTHING
+};
+
+/// The file that a copy reads, open until it goes or is closed.
+class OsCopySource {
+public:
+    /// Takes over what opening `path` gave; raises the system's error with OsFileReader's location
+    /// if that is INVALID_HANDLE.
+    OsCopySource( const OsFilePath& path, OsFileTypes::Handle handle );
+    OsCopySource( const OsCopySource& ) = delete;
+    OsCopySource& operator=( const OsCopySource& ) = delete;
+    ~OsCopySource();
+
+    OsFileTypes::Handle getHandle() const noexcept { return _handle; }
+    unsigned long long read( void* block, unsigned long long size ) const;
+    void close();
+
+private:
+    const OsFilePath _path;
+    OsFileTypes::Handle _handle;
+};
+
+/// A file to be written with the content of another one. It keeps its identity if it exists; a new
+/// one gets the permissions (3, 3, 0).
+///
+/// Links:  none that comes up once this is made is followed.
+/// Errors: the system's with OsFileWriter's and OsFileReader's locations.
+class OsFileCopy {
+public:
+    /// `name` is in `folder`, which stays open meanwhile.
+    /// Errors: OsFileEx::ExFileExists with the location `where` for what isn't welcome,
+    ///         OsFileEx::ExPathNotWritable.
+    OsFileCopy( const OsFolder& folder, const OsFilePath& name, Existing existing,
+                const char* where );
+
+    /// Closes the source.
+    /// Errors: OsFileEx::ExFileExists for what isn't welcome; OsFileEx::ExInvalidPath for the
+    ///         source itself. After a failure the file that was made, and no other, is removed; one
+    ///         that existed has lost its content.
+    void run( OsCopySource& source ) const;
+
+private:
+    class Target;
+
+    const OsFolder& _folder;
+    const OsFilePath _name;
+    const OsFilePath _path;
+    const Existing _existing;
+    const char* const _where;
+    std::optional<OsFsPlatform::Facts> _before;
+};
+
+/// Copies a file, whatever can be read, to `target`.
+void copyFile( const OsFilePath& from, const OsPlace& target, Existing existing,
+               const char* where );
+
+} // namespace Qv
