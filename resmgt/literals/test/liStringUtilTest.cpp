@@ -149,9 +149,10 @@ TEST( LiStringUtil, NoMessageCutsACharacterInTwo ) {
         expectWhole( RationalEx::ExOutOfRange( "", 1, text.c_str() ) );
     }
     // What isn't UTF-8 is cut somewhere.
-    const std::string broken( 200, '\x80' );
-    EXPECT_THAT( LiEx::ExBadTimeCode( "", 1, broken, "", 0, "" ).getReason(),
-                 HasSubstr( '"' + broken.substr( 0, 120 ) + '"' ) );
+    std::string quoted( 122, '?' );
+    quoted.front() = quoted.back() = '"';
+    EXPECT_THAT( LiEx::ExBadTimeCode( "", 1, std::string( 200, '\x80' ), "", 0, "" ).getReason(),
+                 HasSubstr( quoted ) );
     EXPECT_THAT( LiEx::ExBadRate( "", 1, "a\nb", "is none" ).getReason(), HasSubstr( "\"a?b\"" ) );
 }
 
