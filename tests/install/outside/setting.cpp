@@ -1,5 +1,5 @@
-// A program that uses nothing of the libraries but a setting of its own, whose package depends on the
-// package with the tag OUTSIDE_DEPENDS_ON. The value stands in the user's init file, which
+// A program that uses nothing of the libraries but a setting of its own, whose package depends on
+// the package with the tag OUTSIDE_DEPENDS_ON. The value stands in the user's init file, which
 // libQVresmgt reads.
 
 #include <base/init/inInit.h>
