@@ -358,7 +358,7 @@ TEST_P( MbModel, ContentsLimitsAndCountsHoldUnderRandomEventsOfManyThreads ) {
         std::deque<TestThread> threads;
         for( std::uint64_t i = 0; i < NB_THREADS; ++i ) {
             threads.emplace_back(
-                [this, i] { runThread( testSeed() * 31 + i, scaledCount( 80000 ) ); } );
+                [this, i] { runThread( testSeed() * 31 + i, scaledCount( 30000 ) ); } );
         }
     }
     for( Slot& slot : _slots ) {
