@@ -19,7 +19,9 @@ add_library( qv_test_build INTERFACE )
 target_link_libraries( qv_test_build INTERFACE qv_build GTest::gmock ${CMAKE_DL_LIBS} )
 target_compile_options( qv_test_build INTERFACE $<$<NOT:$<CONFIG:Debug>>:-O1>
     # Lets ccache see what a precompiled header was made of.
-    $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess> )
+    $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>
+    # GCC 12 sees copies behind the end of short strings where there are none, at -O1 alone.
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds> )
 
 # GCC's thread sanitizer can't place its shadow memory when the kernel moves mappings about too
 # widely; then the tests run without that.
