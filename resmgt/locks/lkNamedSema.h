@@ -22,6 +22,8 @@ using LkNamedSemaPlatform = LkNamedSemaPosix;
 ///           system sees. Without a name (null) it is this object's alone.
 /// Existing: the semaphore exists as long as some process has it open; a process that is killed
 ///           closes what it had. The last one to close takes the name and the count away.
+/// Killed:   a process that is killed in a wait may take the wake-up of a post along, never the
+///           count: another waiter takes that within a tenth of a second.
 /// Fork:     a child's copy doesn't count while its parent has the semaphore open, and not after
 ///           the parent has closed it. Copies in children keep it open only when the parent ends
 ///           without closing it, until they are gone.

@@ -1,18 +1,23 @@
 #include <base/failure/assertions.h>
 #include <resmgt/locks/lkUnnamedSema.h>
 #include <resmgt/locks/src/posix/lkSemaHandlePosix.h>
+#include <tests/support/deadline.h>
+#include <tests/support/deniedCall.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <list>
 #include <memory>
@@ -29,10 +34,12 @@ protected:
     std::unique_ptr<LkNamedSema> open( LkSemaTypes::CreateFlag flag, unsigned int count = 0 ) {
         return std::make_unique<LkNamedSema>( _name.c_str(), count, flag, "display" );
     }
-    /// Another process that does `body` and then waits to be killed.
+    /// Another process that does `body`, and then waits to be killed or does something else.
     class Process {
     public:
-        explicit Process( const std::function<void()>& body ) {
+        explicit Process(
+            const std::function<void()>& body,
+            const std::function<void()>& whenReady = [] { ::pause(); } ) {
             int ends[2] = {};
             EXPECT_EQ( ::pipe( ends ), 0 );
             _id = ::fork();
@@ -41,7 +48,7 @@ protected:
                 ::prctl( PR_SET_PDEATHSIG, SIGKILL );
                 body();
                 static_cast<void>( !::write( ends[1], "x", 1 ) );
-                ::pause();
+                whenReady();
                 ::_exit( 1 );
             }
             ::close( ends[1] );
@@ -50,6 +57,24 @@ protected:
             ::close( ends[0] );
         }
         ~Process() { kill(); }
+        /// In the kernel, which its state letter says: it stands behind the name in parentheses.
+        void waitUntilBlocked() const {
+            waitUntil(
+                [this] {
+                    std::ifstream file( "/proc/" + std::to_string( _id ) + "/stat" );
+                    std::string line;
+                    std::getline( file, line );
+                    return line.find( ") S" ) != std::string::npos;
+                },
+                "a process that blocks" );
+        }
+        bool hasEnded() {
+            if( ::waitpid( _id, nullptr, WNOHANG ) != _id ) {
+                return false;
+            }
+            _id = 0;
+            return true;
+        }
         void kill() {
             if( _id > 0 ) {
                 ::kill( _id, SIGKILL );
@@ -137,6 +162,50 @@ TEST_F( LkNamedSemaTest, KilledProcessLeavesNoSemaphoreBehind ) {
     ASSERT_TRUE( fresh->isValid() );
     EXPECT_TRUE( fresh->tryWait() );
     EXPECT_FALSE( fresh->tryWait() ) << "the dead process's count";
+}
+
+TEST_F( LkNamedSemaTest, WaiterThatIsKilledAsItIsWokenLeavesTheCountToTheNext ) {
+    LkSemaHandlePosix sema( _name.c_str(), 0, CREATE_ONLY );
+    const auto takeOne = [&] {
+        sema.wait();
+        ::_exit( 0 );
+    };
+    for( long round = scaledCount( 20 ); round > 0; --round ) {
+        Process killed( [] {}, takeOne );
+        killed.waitUntilBlocked();
+        Process next( [] {}, takeOne );
+        next.waitUntilBlocked();
+        ::sem_post( &sema.getSema() );
+        killed.kill();
+        int count = 0;
+        ::sem_getvalue( &sema.getSema(), &count );
+        if( count == 0 ) {
+            // The killed one may have been quick enough to take it.
+            ::sem_post( &sema.getSema() );
+        }
+        waitUntil( [&] { return next.hasEnded(); }, "the next waiter takes the count" );
+        while( ::sem_trywait( &sema.getSema() ) == 0 ) {}
+    }
+}
+
+TEST_F( LkNamedSemaTest, FullVolumeMakesItInvalidAndLeavesNoName ) {
+    TestThread( [this] {
+        denyCall( SYS_fallocate, ENOSPC );
+        EXPECT_EQ( open( CREATE_ONLY )->getErrno(), ENOSPC );
+    } ).join();
+    EXPECT_EQ( open( OPEN_ONLY )->getErrno(), ENOENT );
+    const std::string file = "/dev/shm" + LkSemaHandlePosix::toSystemName( _name.c_str() );
+    EXPECT_NE( ::access( file.c_str(), F_OK ), 0 ) << file;
+}
+
+TEST_F( LkNamedSemaTest, ClosingOneWhoseNameWasMadeAnewLeavesTheNewOne ) {
+    auto old = open( CREATE_ONLY, 1 );
+    const std::string name = LkSemaHandlePosix::toSystemName( _name.c_str() );
+    ASSERT_EQ( ::shm_unlink( name.c_str() ), 0 );
+    const auto anew = open( CREATE_ONLY, 2 );
+    ASSERT_TRUE( anew->isValid() );
+    old.reset();
+    EXPECT_TRUE( open( OPEN_ONLY )->isValid() );
 }
 
 TEST_F( LkNamedSemaTest, ForkedChildsCopyNeitherTakesTheNameAwayNorKeepsItOrTheOpening ) {

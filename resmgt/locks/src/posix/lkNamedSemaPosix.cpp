@@ -21,7 +21,7 @@ void LkNamedSemaPosix::post() {
 
 void LkNamedSemaPosix::wait() {
     if( isValid() ) {
-        while( ::sem_wait( &_handle->getSema() ) != 0 && errno == EINTR ) {}
+        _handle->wait();
     }
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -69,9 +70,55 @@ unsigned long countOthers( int file, off_t begin, off_t end ) {
     return count;
 }
 
+/// 0 if the file is what a semaphore of this user stands in, else the error to report. A stranger's
+/// could be cut short, which would end the processes that share it, or its door never opened.
+int refuseForeign( int file ) {
+    struct stat status {};
+    if( ::fstat( file, &status ) != 0 ) {
+        return errno;
+    }
+    return S_ISREG( status.st_mode ) && status.st_uid == ::geteuid() ? 0 : EACCES;
+}
+
+/// Waits at the door. 0 or the error.
+int enter( int file ) {
+    const int error = refuseForeign( file );
+    return error != 0 || setLock( file, F_OFD_SETLKW, F_WRLCK, DOOR ) ? error : errno;
+}
+
 bool isRemoved( int file ) {
     struct stat status {};
     return ::fstat( file, &status ) == 0 && status.st_nlink == 0;
+}
+
+bool isSameFile( int left, int right ) {
+    struct stat leftStatus {};
+    struct stat rightStatus {};
+    return ::fstat( left, &leftStatus ) == 0 && ::fstat( right, &rightStatus ) == 0 &&
+           leftStatus.st_dev == rightStatus.st_dev && leftStatus.st_ino == rightStatus.st_ino;
+}
+
+/// Gives the file its full size and memory for it: without, the first access to a page that a full
+/// volume doesn't have would end the process. 0 or the error.
+int reserve( int file ) {
+    int error = 0;
+    do {
+        error = ::posix_fallocate( file, 0, static_cast<off_t>( sizeof( sem_t ) ) );
+    } while( error == EINTR );
+    return error;
+}
+
+/// `sem_wait` that gives up after a while. A process that is killed just as it is woken takes the
+/// wake-up along, and the count stays: whoever waits beside it looks again.
+int waitForSlice( sem_t& sema ) {
+    constexpr long SLICE = 100'000'000; // nanoseconds
+    constexpr long SECOND = 1'000'000'000;
+    struct timespec end {};
+    ::clock_gettime( CLOCK_REALTIME, &end );
+    end.tv_nsec += SLICE;
+    end.tv_sec += end.tv_nsec / SECOND;
+    end.tv_nsec %= SECOND;
+    return ::sem_timedwait( &sema, &end );
 }
 
 } // namespace
@@ -123,8 +170,12 @@ void LkSemaHandlePosix::openNamed( unsigned int initialCount, LkSemaTypes::Creat
     const int create = flag == LkSemaTypes::OPEN_ONLY ? 0 : O_CREAT;
     for( ;; ) {
         _file = ::shm_open( _systemName.c_str(), O_RDWR | create, S_IRUSR | S_IWUSR );
-        if( _file < 0 || !setLock( _file, F_OFD_SETLKW, F_WRLCK, DOOR ) ) {
+        if( _file < 0 ) {
             fail( errno );
+            return;
+        }
+        if( const int error = enter( _file ); error != 0 ) {
+            fail( error );
             return;
         }
         if( !isRemoved( _file ) ) {
@@ -133,63 +184,73 @@ void LkSemaHandlePosix::openNamed( unsigned int initialCount, LkSemaTypes::Creat
         // The last one has closed it between our two calls.
         closeFile( _file );
     }
-    attach( initialCount, flag );
-    if( _errno == 0 && !setLock( _file, F_OFD_SETLK, F_UNLCK, DOOR ) ) {
-        fail( errno );
+    int error = attach( initialCount, flag );
+    if( error == 0 && !setLock( _file, F_OFD_SETLK, F_UNLCK, DOOR ) ) {
+        error = errno;
+    }
+    if( error != 0 ) {
+        fail( error );
     }
 }
 
-void LkSemaHandlePosix::attach( unsigned int initialCount, LkSemaTypes::CreateFlag flag ) {
+int LkSemaHandlePosix::attach( unsigned int initialCount, LkSemaTypes::CreateFlag flag ) {
     const bool isInUse = countOthers( _file, FIRST_OPENING, END_OF_OPENINGS ) != 0;
     if( isInUse && flag == LkSemaTypes::CREATE_ONLY ) {
-        fail( EEXIST );
-    } else if( isInUse ) {
-        map();
-    } else if( flag == LkSemaTypes::OPEN_ONLY ) {
+        return EEXIST;
+    }
+    if( !isInUse && flag == LkSemaTypes::OPEN_ONLY ) {
         // What a killed process left doesn't exist any more.
-        ::shm_unlink( _systemName.c_str() );
-        fail( ENOENT );
-    } else {
-        make( initialCount );
+        removeName();
+        return ENOENT;
     }
-    if( _errno == 0 ) {
-        takeByte();
-    }
+    const int error = isInUse ? map() : make( initialCount );
+    return error != 0 ? error : takeByte();
 }
 
-void LkSemaHandlePosix::make( unsigned int initialCount ) {
-    if( ::ftruncate( _file, static_cast<off_t>( sizeof( sem_t ) ) ) != 0 ) {
-        fail( errno );
+int LkSemaHandlePosix::make( unsigned int initialCount ) {
+    int error = reserve( _file );
+    if( error == 0 ) {
+        error = map();
+    }
+    if( error == 0 && ::sem_init( _sema, 1, initialCount ) != 0 ) {
+        error = errno;
+    }
+    if( error != 0 ) {
+        removeName();
+    }
+    return error;
+}
+
+void LkSemaHandlePosix::removeName() const noexcept {
+    const int named = ::shm_open( _systemName.c_str(), O_RDWR, 0 );
+    if( named < 0 ) {
         return;
     }
-    map();
-    if( _errno == 0 && ::sem_init( _sema, 1, initialCount ) != 0 ) {
-        fail( errno );
-    }
-    if( _errno != 0 ) {
+    if( isSameFile( named, _file ) ) {
         ::shm_unlink( _systemName.c_str() );
     }
+    ::close( named );
 }
 
-void LkSemaHandlePosix::map() {
+int LkSemaHandlePosix::map() {
     void* const memory =
         ::mmap( nullptr, sizeof( sem_t ), PROT_READ | PROT_WRITE, MAP_SHARED, _file, 0 );
     if( memory == MAP_FAILED ) {
-        fail( errno );
-    } else {
-        _sema = static_cast<sem_t*>( memory );
+        return errno;
     }
+    _sema = static_cast<sem_t*>( memory );
+    return 0;
 }
 
-void LkSemaHandlePosix::takeByte() {
+int LkSemaHandlePosix::takeByte() {
     off_t place = FIRST_OPENING;
     while( !setLock( _file, F_OFD_SETLK, F_WRLCK, place ) ) {
         if( errno != EAGAIN && errno != EACCES ) {
-            fail( errno );
-            return;
+            return errno;
         }
         ++place;
     }
+    return 0;
 }
 
 void LkSemaHandlePosix::fail( int error ) noexcept {
@@ -214,12 +275,18 @@ LkSemaHandlePosix::~LkSemaHandlePosix() {
         ::close( _file );
         return;
     }
-    // Without the door the name stays until somebody opens it anew.
+    // Without the door, or a descriptor to look at the name, it stays until somebody opens it anew.
     if( setLock( _file, F_OFD_SETLKW, F_WRLCK, DOOR ) &&
         countOthers( _file, FIRST_OPENING, END_OF_OPENINGS ) == 0 ) {
-        ::shm_unlink( _systemName.c_str() );
+        removeName();
     }
     closeFile( _file );
+}
+
+void LkSemaHandlePosix::wait() {
+    const bool isShared = _file >= 0;
+    while( ( isShared ? waitForSlice( *_sema ) : ::sem_wait( _sema ) ) != 0 &&
+           ( errno == EINTR || errno == ETIMEDOUT ) ) {}
 }
 
 unsigned long LkSemaHandlePosix::countOpenings() const {

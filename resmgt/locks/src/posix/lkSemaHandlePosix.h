@@ -17,6 +17,9 @@ namespace Qv {
 /// back even when the process is killed. Byte 0 is locked by whoever opens or closes, so that none
 /// comes upon a half-made semaphore or one that is just being removed.
 ///
+/// A file of another user, or what is no file, is refused with EACCES; where the volume is full the
+/// error is ENOSPC.
+///
 /// A forked child's copy of an opening is none of its own: the opening ends as its opener closes
 /// it. Only an opener that dies without closing leaves it to the child, until the last copy goes.
 ///
@@ -34,17 +37,22 @@ public:
 
     int getErrno() const noexcept { return _errno; }
     sem_t& getSema() noexcept { return *_sema; }
+    void wait();
     unsigned long countOpenings() const;
 
     static std::string toSystemName( const char* name );
 
 private:
     void openNamed( unsigned int initialCount, LkSemaTypes::CreateFlag flag );
-    void attach( unsigned int initialCount, LkSemaTypes::CreateFlag flag );
-    void make( unsigned int initialCount );
-    void map();
-    void takeByte();
+    // These answer with the system's error number, or 0.
+    int attach( unsigned int initialCount, LkSemaTypes::CreateFlag flag );
+    int make( unsigned int initialCount );
+    int map();
+    int takeByte();
     void fail( int error ) noexcept;
+    /// Removes the name unless it leads to another file by now: one that a stranger has removed,
+    /// and somebody made anew, isn't ours any more.
+    void removeName() const noexcept;
 
     const std::string _systemName;
     // A forked child has its parent's openings without having opened anything.
