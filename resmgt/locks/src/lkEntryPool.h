@@ -2,6 +2,7 @@
 
 #include <base/locks/lkGuard.h>
 #include <base/locks/lkLock.h>
+#include <resmgt/locks/lkThreadOpaqueDataFactory.h>
 
 #include <memory>
 #include <vector>
@@ -13,10 +14,32 @@ namespace Qv {
 template <class Entry>
 class LkEntryPool {
 public:
-    /// The process's pool, never destroyed: threads end after static objects do.
+    /// The calling thread's entry, in its slot of this name; its first call takes one from the
+    /// process's pool, and the thread's end gives it back.
+    static Entry& getOwn( const char* slotName ) {
+        // Neither is ever destroyed: threads wait for the first time, and end, after static objects
+        // do.
+        static const auto& slot =
+            *std::make_unique<const RCShdPtr<LkThreadOpaqueData>>(
+                 LkThreadOpaqueDataFactory::create( slotName, &takeOwn, &giveOwnBack ) )
+                 .release();
+        return *static_cast<Entry*>( slot->getPointee() );
+    }
+
+private:
     static LkEntryPool& getInstance() {
         static LkEntryPool* const pool = std::make_unique<LkEntryPool>().release();
         return *pool;
+    }
+    static void* takeOwn() {
+        Entry* const entry = getInstance().take();
+        entry->adopt();
+        return entry;
+    }
+    static void giveOwnBack( void* data ) {
+        Entry* const entry = static_cast<Entry*>( data );
+        entry->abandon();
+        getInstance().giveBack( entry );
     }
 
     /// An entry that belongs to nobody.
@@ -37,7 +60,6 @@ public:
         _free.push_back( entry );
     }
 
-private:
     const LkLock _lock{ "LkEntryPool" };
     std::vector<std::unique_ptr<Entry>> _all QV_GUARDED_BY( _lock );
     std::vector<Entry*> _free QV_GUARDED_BY( _lock );

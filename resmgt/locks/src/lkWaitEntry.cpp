@@ -1,7 +1,6 @@
 #include <resmgt/locks/src/lkWaitEntry.h>
 
 #include <base/failure/assertions.h>
-#include <resmgt/locks/lkThreadOpaqueDataFactory.h>
 #include <resmgt/locks/src/lkEntryPool.h>
 
 #include <chrono>
@@ -9,27 +8,8 @@
 
 namespace Qv {
 
-namespace {
-
-void* createEntry() {
-    LkWaitEntry* const entry = LkEntryPool<LkWaitEntry>::getInstance().take();
-    entry->adopt();
-    return entry;
-}
-
-void deleteEntry( void* data ) {
-    LkWaitEntry* const entry = static_cast<LkWaitEntry*>( data );
-    entry->abandon();
-    LkEntryPool<LkWaitEntry>::getInstance().giveBack( entry );
-}
-
-const RCShdPtr<LkThreadOpaqueData> _threadData =
-    LkThreadOpaqueDataFactory::create( "LkWaitEntry::_threadData", &createEntry, &deleteEntry );
-
-} // namespace
-
 LkWaitEntry& LkWaitEntry::getEntry() {
-    return *static_cast<LkWaitEntry*>( _threadData->getPointee() );
+    return LkEntryPool<LkWaitEntry>::getOwn( "LkWaitEntry::_threadData" );
 }
 
 void LkWaitEntry::abandon() {

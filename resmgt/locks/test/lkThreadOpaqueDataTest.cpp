@@ -1,17 +1,24 @@
 #include <base/failure/assertions.h>
 #include <resmgt/locks/lkEx.h>
 #include <resmgt/locks/lkThreadOpaqueDataFactory.h>
+#include <resmgt/locks/lkTimedCondVar.h>
 #include <resmgt/locks/mtThreadDataRegistry.h>
 #include <resmgt/locks/src/lkWaitEntry.h>
+#include <resmgt/locks/src/posix/lkFutexPosix.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
 #include <pthread.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Qv {
@@ -260,6 +267,53 @@ TEST_F( LkThreadOpaqueDataTest, FailedDeleterDoesntHideTheFailureOfTheRegistrati
         expectInternalError( [&] { slot->getPointee(); }, "registration" );
         EXPECT_EQ( RefusedSlot::nbDeletes, nbCalls );
     }
+}
+
+TEST_F( LkThreadOpaqueDataTest, FailedCallsOfTheSystemAreNamed ) {
+    std::vector<RCShdPtr<LkThreadOpaqueData>> all;
+    EXPECT_THAT( raisedBy<ExAssertionFailed>( [&] {
+                     for( ;; ) {
+                         all.push_back( LkThreadOpaqueDataFactory::create(
+                             "one too many", &create<0>, &destroy<0> ) );
+                     }
+                 } ),
+                 AllOf( HasSubstr( "\"::pthread_key_create( &_tlsIndex, nullptr ) == 0\"" ),
+                        HasSubstr( std::strerror( EAGAIN ) ) ) );
+    const auto* const unaligned = reinterpret_cast<const std::atomic<std::uint32_t>*>( 1 );
+    EXPECT_THAT( raisedBy<ExAssertionFailed>( [&] { LkFutex::wakeOne( unaligned ); } ),
+                 AllOf( HasSubstr( "::syscall( SYS_futex, word, FUTEX_WAKE_PRIVATE" ),
+                        HasSubstr( std::strerror( EINVAL ) ) ) );
+}
+
+constexpr const char* WAIT_AT_THE_END = "QV_TEST_WAIT_AT_THE_END";
+constexpr int HAS_WAITED = 42;
+
+/// Ends after the statics of all other files. With the environment variable set a thread then waits
+/// for the first time, and ends the process with HAS_WAITED if it can.
+class LastStatic {
+public:
+    ~LastStatic() {
+        if( std::getenv( WAIT_AT_THE_END ) != nullptr ) {
+            std::thread( [] {
+                const LkLock lock( "late" );
+                const LkTimedCondVar condVar( "late" );
+                const LkGuard<const LkLock> guard( lock );
+                static_cast<void>( condVar.timedWait( guard, 0.0 ) );
+                LkWaitEntry::getEntry();
+            } ).join();
+            ::_exit( HAS_WAITED );
+        }
+    }
+};
+__attribute__( ( init_priority( 101 ) ) ) LastStatic lastStatic;
+
+TEST( LkWaitEntry, ThreadsMayWaitForTheFirstTimeWhileTheProcessEnds ) {
+    EXPECT_EXIT(
+        {
+            ::setenv( WAIT_AT_THE_END, "1", 1 );
+            ::execl( "/proc/self/exe", "locksTest", "--gtest_filter=none", nullptr );
+        },
+        ::testing::ExitedWithCode( HAS_WAITED ), "" );
 }
 
 TEST( LkWaitEntry, MemoryOfAnEndedThreadsEntryServesALaterThread ) {

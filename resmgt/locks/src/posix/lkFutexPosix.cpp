@@ -16,9 +16,9 @@ namespace {
 static_assert( sizeof( std::atomic<std::uint32_t> ) == sizeof( std::uint32_t ) );
 
 void wake( const std::atomic<std::uint32_t>* word, int nbSleepers ) {
-    const long nbWoken =
-        ::syscall( SYS_futex, word, FUTEX_WAKE_PRIVATE, nbSleepers, nullptr, nullptr, 0 );
-    QV_SYS_ASSERT( nbWoken >= 0, errno );
+    QV_SYS_ASSERT(
+        ::syscall( SYS_futex, word, FUTEX_WAKE_PRIVATE, nbSleepers, nullptr, nullptr, 0 ) >= 0,
+        errno );
 }
 
 } // namespace
@@ -34,9 +34,11 @@ void wait( const std::atomic<std::uint32_t>& word, std::uint32_t expected,
         limit.tv_sec = static_cast<std::time_t>( left / 1'000'000'000 );
         limit.tv_nsec = static_cast<long>( left % 1'000'000'000 );
     }
-    const long ret = ::syscall( SYS_futex, &word, FUTEX_WAIT_PRIVATE, expected,
-                                deadline.isNever() ? nullptr : &limit, nullptr, 0 );
-    QV_SYS_ASSERT( ret == 0 || errno == EAGAIN || errno == EINTR || errno == ETIMEDOUT, errno );
+    const std::timespec* const timeout = deadline.isNever() ? nullptr : &limit;
+    QV_SYS_ASSERT(
+        ::syscall( SYS_futex, &word, FUTEX_WAIT_PRIVATE, expected, timeout, nullptr, 0 ) == 0 ||
+            errno == EAGAIN || errno == EINTR || errno == ETIMEDOUT,
+        errno );
 }
 
 void wakeOne( const std::atomic<std::uint32_t>* word ) {

@@ -28,8 +28,7 @@ extern "C" void lkThreadEnds( void* mark ) {
 
 pthread_key_t makeKey() {
     pthread_key_t key{};
-    const int error = ::pthread_key_create( &key, &lkThreadEnds );
-    QV_SYS_ASSERT( error == 0, error );
+    QV_SYS_CALL_ASSERT( ::pthread_key_create( &key, &lkThreadEnds ) );
     return key;
 }
 
@@ -41,8 +40,7 @@ bool arm() {
     if( ::pthread_getspecific( key ) != nullptr ) {
         return false;
     }
-    const int error = ::pthread_setspecific( key, &mark );
-    QV_SYS_ASSERT( error == 0, error );
+    QV_SYS_CALL_ASSERT( ::pthread_setspecific( key, &mark ) );
     return true;
 }
 

@@ -10,8 +10,7 @@ namespace Qv {
 MtThreadOpaqueDataPosix::MtThreadOpaqueDataPosix( const char* name, Creator creator,
                                                   Deleter deleter )
     : LkThreadOpaqueData( name, creator, deleter ) {
-    const int error = ::pthread_key_create( &_tlsIndex, nullptr );
-    QV_SYS_ASSERT( error == 0, error );
+    QV_SYS_CALL_ASSERT( ::pthread_key_create( &_tlsIndex, nullptr ) );
 }
 
 MtThreadOpaqueDataPosix::~MtThreadOpaqueDataPosix() {
@@ -19,8 +18,7 @@ MtThreadOpaqueDataPosix::~MtThreadOpaqueDataPosix() {
         if( isReal( getValue() ) ) {
             unregisterData( LkThreadDataTypes::DELETE_AND_MARK );
         }
-        const int error = ::pthread_key_delete( _tlsIndex );
-        QV_SYS_ASSERT( error == 0, error );
+        QV_SYS_CALL_ASSERT( ::pthread_key_delete( _tlsIndex ) );
     } catch( ... ) {
         Ownership::reportFailedDestructor();
     }
@@ -35,8 +33,7 @@ void* MtThreadOpaqueDataPosix::getValue() const {
 }
 
 void MtThreadOpaqueDataPosix::setValue( void* data ) const {
-    const int error = ::pthread_setspecific( _tlsIndex, data );
-    QV_SYS_ASSERT( error == 0, error );
+    QV_SYS_CALL_ASSERT( ::pthread_setspecific( _tlsIndex, data ) );
 }
 
 void MtThreadOpaqueDataPosix::registerData() const {
