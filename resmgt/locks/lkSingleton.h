@@ -18,7 +18,7 @@ namespace Qv {
 /// Threads: any; of several that ask first, one builds and the others wait for it. The creator must
 ///          not ask for the instance that it builds.
 /// The end: the caller of `destroy` excludes a first access meanwhile; the two don't exclude each
-///          other.
+///          other. The destructor still finds the instance, and must not end it a second time.
 /// After the end: asking isn't reported. `getPointee` answers null, and `getInstance` must not be
 ///          called.
 /// Errors:  what the creator raises goes to the caller, and the next call tries again. A creator

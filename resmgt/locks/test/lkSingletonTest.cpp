@@ -26,7 +26,10 @@ class Probe {
 public:
     using Singleton = LkSingleton<Probe>;
 
-    virtual ~Probe() { ++nbDestroyed; }
+    virtual ~Probe() {
+        ++nbDestroyed;
+        isFoundAtItsEnd = Singleton::getPointee() == this;
+    }
 
     static OPtrRet<Probe> createInstance() {
         ++nbCreated;
@@ -35,6 +38,7 @@ public:
     static inline std::function<Probe*()> create = [] { return new Probe; };
     static inline std::atomic<int> nbCreated{ 0 };
     static inline std::atomic<int> nbDestroyed{ 0 };
+    static inline bool isFoundAtItsEnd = false;
 };
 
 TEST( LkSingleton, ThreadsThatAskTogetherGetOneInstance ) {
@@ -95,6 +99,7 @@ TEST( LkSingleton, EndedOrUnusedTypeIsNeverBuiltAgain ) {
     Used::Singleton::destroy();
     Unused::Singleton::destroy();
     EXPECT_EQ( Used::nbDestroyed, 1 );
+    EXPECT_TRUE( Used::isFoundAtItsEnd );
     EXPECT_EQ( Used::Singleton::getPointee(), nullptr );
     EXPECT_EQ( Unused::Singleton::getPointee(), nullptr );
     EXPECT_EQ( Used::nbCreated, 1 );
