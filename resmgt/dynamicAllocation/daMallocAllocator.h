@@ -10,8 +10,9 @@ namespace Qv {
 /// Sizes:  while 64 MiB or more are missing, a piece has 512 MiB or what is missing, if that is
 ///         less. What is missing at the end, even nothing, comes as one whole piece of 64 MiB: the
 ///         sum can be larger than what was asked for.
-/// Errors: a piece that isn't to be had is tried again with half its size, down to 4096 bytes;
-///         below that the search for memory ends. Lack of memory is never an exception.
+/// Errors: a piece that isn't to be had is tried again with half its size, rounded down to whole
+///         pages of 4096 bytes; below one page the search for memory ends. Lack of memory is never
+///         an exception.
 class QV_RESMGT_API DaMallocAllocator : public DaArenaAllocator {
 public:
     static OPtrRet<DaMallocAllocator> create();

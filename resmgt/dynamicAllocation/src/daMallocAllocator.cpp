@@ -11,8 +11,10 @@ namespace {
 constexpr std::size_t largestPiece = 0x20000000;
 // Bytes: the size of the last piece, and what must be missing for another one.
 constexpr std::size_t lastPiece = 0x4000000;
-// Bytes. Where not even this is to be had, halving on would only take the process's last memory.
-constexpr std::size_t smallestPiece = 4096;
+// Bytes, a power of two. Halved pieces are whole pages: what an arena asks of its size, and no
+// remainder is lost to it. Where not even one page is to be had, halving on would only take the
+// process's last memory.
+constexpr std::size_t page = 4096;
 
 } // namespace
 
@@ -24,9 +26,9 @@ DaArenaAllocator::Pieces DaMallocAllocator::allocate( std::size_t size ) {
     Pieces result;
     std::size_t remaining = size;
     std::size_t piece = std::min( size, largestPiece );
-    while( remaining >= lastPiece && piece >= smallestPiece ) {
+    while( remaining >= lastPiece && piece >= page ) {
         if( !appendPiece( result, piece ) ) {
-            piece /= 2;
+            piece = piece / 2 & ~( page - 1 );
             continue;
         }
         remaining -= piece;

@@ -1,4 +1,5 @@
 #include <base/failure/exSysError.h>
+#include <resmgt/dynamicAllocation/daFirstFitArena.h>
 #include <resmgt/dynamicAllocation/daMallocAllocator.h>
 #include <resmgt/dynamicAllocation/src/posix/daMemoryMapAllocatorPosix.h>
 
@@ -59,6 +60,7 @@ TEST( DaMallocAllocator, CutsAReservationIntoPiecesAsTheHeapAllows ) {
           { 512 * MiB, 256 * MiB, 384 * MiB, 192 * MiB, 192 * MiB },
           { 256 * MiB, 192 * MiB, 192 * MiB } },
         { 10 * MiB, 32 * MiB, { 64 * MiB }, {} },
+        { 100 * MiB + 8, 96 * MiB, { 100 * MiB + 8, 50 * MiB, 64 * MiB }, { 50 * MiB, 64 * MiB } },
     };
     for( const auto& one : cases ) {
         ScriptedHeap heap( one._largestPiece, unlimited );
@@ -68,6 +70,8 @@ TEST( DaMallocAllocator, CutsAReservationIntoPiecesAsTheHeapAllows ) {
         for( std::size_t i = 0; i < pieces.size(); ++i ) {
             EXPECT_EQ( pieces[i].first, heap._live[i] );
             sizes.push_back( pieces[i].second );
+            const DaFirstFitArena arena( pieces[i].first, pieces[i].second, nullptr );
+            EXPECT_NO_THROW( arena.getStatistics() ) << pieces[i].second;
         }
         EXPECT_THAT( sizes, ElementsAreArray( one._pieces ) ) << one._asked;
         heap.deallocate( pieces, one._asked );
