@@ -3,12 +3,15 @@
 #include <base/containers/hashMap.h>
 #include <resmgt/resmgtApi.h>
 
+#include <cstddef>
 #include <string>
 
 namespace Qv {
 
 /// Files of names and values: init files and message files. docs/settings.md tells their grammar.
 ///
+/// Files:   regular ones of up to MAX_SIZE bytes; the null device is an empty one. Others, such as
+///          pipes, are an ExCannotOpen.
 /// Lines:   of up to MAX_LINE bytes without their end, which is a line feed or the end of the file;
 ///          a carriage return before it counts as white space.
 /// Text:    bytes, UTF-8 by agreement; its byte order mark at the start of the file is passed over
@@ -20,6 +23,8 @@ class QV_RESMGT_API InTextFile {
 public:
     /// In bytes; lines that continue each other may be one less together.
     static constexpr int MAX_LINE = 511;
+    /// In bytes. No settings are as large; a name that leads to a picture mustn't fill the memory.
+    static constexpr std::size_t MAX_SIZE = 0x4000000;
 
     InTextFile() = delete;
 

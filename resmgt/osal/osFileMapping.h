@@ -12,13 +12,18 @@ class OsFileMappingImp;
 /// Part of a file as memory, shared with all who map or open the file. A file that doesn't exist is
 /// made, empty.
 ///
-/// Growth:  for reading and writing the file is made long enough, and the space is taken where the
-///          volume can; one that is long enough isn't changed. For reading alone it must be.
+/// Growth:  for reading and writing the file is made long enough. For reading alone it must be.
+/// Space:   for reading and writing it is taken for the holes of the part that is mapped, as the
+///          system ends a process that touches one on a full volume. Where a volume can't take
+///          space beforehand, as on some networks, that may still happen.
+/// Limit:   a part beyond the process's limit for the size of files can't be mapped for writing; no
+///          SIGXFSZ comes, as with OsFileWriter.
 /// Threads: as any memory. Shortening the file makes the system end a process that touches what was
 ///          cut off.
 /// Errors:  FileNotFoundEx if it can't be opened; CannotMapFileEx for all else, also for an
 ///          `offset` between two pages and for a part beyond the end. A failed mapping leaves the
-///          file's length as it was.
+///          file's length as it was; space that was taken for holes stays, since somebody else may
+///          have written there by then.
 class QV_RESMGT_API OsFileMapping {
 public:
     class FileNotFoundEx;

@@ -66,6 +66,7 @@ public:
     int compare( const OsFilePath& other ) const;
 
     /// Puts the components of `right` behind; its ".." climb. On an empty path it is assignment.
+    /// `+=` takes as long as `right` is, however long this path has become.
     ///
     /// Errors: OsFileEx::ExIllegalPathConcat, which quotes this path, when `right` is absolute and
     ///         this path isn't empty.
@@ -110,7 +111,8 @@ public:
     /// exist; the start of the package makes it, for this user alone. Where the start found that it
     /// can't be had, this is the next best place; docs/paths.md lists them.
     static OsFilePath getTempDir();
-    /// Errors: OsFileEx::ExHomeNotDefined, here and below.
+    /// Errors: OsFileEx::ExHomeNotDefined, here and below; ExSysErrorWindows when the system lacks
+    ///         descriptors or memory to be asked.
     static OsFilePath getHomeDir();
     static OsFilePath getUserDocumentsDir();
 
@@ -129,11 +131,16 @@ public:
 
 private:
     friend class OsFilePathUtils;
+    friend class OsFileUtils;
 
     std::string makeText() const;
     void parse( std::string_view text );
     void addNames( std::string_view text );
     void addComponent( std::string_view name );
+    void addComponents( const OsFilePath& path, std::size_t begin, std::size_t end );
+    void checkCanTake( const OsFilePath& right ) const;
+    void replaceLast( std::size_t count, OsFilePath& by );
+    OsFilePath slice( std::size_t begin, std::size_t end ) const;
     bool climb();
     bool completeUncRoot( std::string_view name );
     bool hasNoName() const;

@@ -3,10 +3,12 @@
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFileTypes.h>
 
+#include <memory>
+
 namespace Qv {
 
 class OsFile;
-struct OsOpenFile;
+class OsOpenFile;
 
 /// Reads an existing file, from its start on.
 ///
@@ -39,19 +41,12 @@ public:
     long long seek( long long offset, OsFileTypes::SeekMode mode );
     /// In bytes, as the file at this path was at the first call: how it grows isn't seen.
     unsigned long long getSize() const;
-    const OsFilePath& getPath() const noexcept { return _path; }
+    const OsFilePath& getPath() const noexcept;
     /// It counts as closed also after a failure.
     void close();
 
 private:
-    OsOpenFile openFile( const char* where ) const;
-
-    OsFilePath _path;
-    OsFileTypes::Handle _handle = OsFileTypes::INVALID_HANDLE;
-    mutable unsigned long long _size = 0;
-    mutable bool _isSizeKnown = false;
-    /// Of unbuffered transfers; else 1.
-    unsigned long long _alignment = 1;
+    const std::unique_ptr<OsOpenFile> _file;
 };
 
 } // namespace Qv

@@ -3,15 +3,20 @@
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFileTypes.h>
 
+#include <memory>
+
 namespace Qv {
 
 class OsFile;
-struct OsOpenFile;
+class OsOpenFile;
 
 /// Writes and reads a file at one position, which starts at 0. A file that doesn't exist is made,
 /// with the permissions less what the process's mask takes away.
 ///
 /// Signals, sizes, unbuffered transfers, threads and errors are as with OsFileReader; besides:
+/// Limit:    what would go beyond the process's limit for the size of files fails with EFBIG, here
+///           as on a full volume. SIGXFSZ doesn't come, whatever the process does on it: it is
+///           blocked in the calling thread around such a call.
 /// Errors:   a full volume fails the assertion "toWrite == 0", with the system's reason. What the
 ///           constructor raises leaves no new file behind and the content of an old one untouched.
 class QV_RESMGT_API OsFileWriter {
@@ -36,17 +41,12 @@ public:
     /// volume can, and sets the position to `size`. A failure leaves length, space and position as
     /// they were. Nobody else may change the file meanwhile.
     void reserve( unsigned long long size );
-    const OsFilePath& getPath() const noexcept { return _path; }
+    const OsFilePath& getPath() const noexcept;
     /// It counts as closed also after a failure.
     void close();
 
 private:
-    OsOpenFile openFile( const char* where ) const;
-
-    OsFilePath _path;
-    OsFileTypes::Handle _handle = OsFileTypes::INVALID_HANDLE;
-    /// Of unbuffered transfers; else 1.
-    unsigned long long _alignment = 1;
+    const std::unique_ptr<OsOpenFile> _file;
 };
 
 } // namespace Qv

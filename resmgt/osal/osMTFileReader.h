@@ -3,12 +3,12 @@
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFileTypes.h>
 
-#include <atomic>
+#include <memory>
 
 namespace Qv {
 
 class OsFile;
-struct OsOpenFile;
+class OsOpenFile;
 
 /// Reads an existing file at offsets that each read names itself.
 ///
@@ -32,18 +32,10 @@ public:
     unsigned long long read( void* buffer, long long offset, unsigned long long size );
     /// In bytes, as the file at this path was at the first call: how it grows isn't seen.
     unsigned long long getSize() const;
-    const OsFilePath& getPath() const noexcept { return _path; }
+    const OsFilePath& getPath() const noexcept;
 
 private:
-    OsOpenFile openFile() const;
-
-    OsFilePath _path;
-    OsFileTypes::Handle _handle = OsFileTypes::INVALID_HANDLE;
-    // Written by whichever threads ask first, with the same value. Released by the flag.
-    mutable std::atomic<unsigned long long> _size = 0;
-    mutable std::atomic<bool> _isSizeKnown = false;
-    /// Of unbuffered transfers; else 1.
-    unsigned long long _alignment = 1;
+    const std::unique_ptr<OsOpenFile> _file;
 };
 
 } // namespace Qv

@@ -3,16 +3,19 @@
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFileTypes.h>
 
+#include <memory>
+
 namespace Qv {
 
 class OsFile;
-struct OsOpenFile;
+class OsOpenFile;
 
 /// Writes and reads a file at offsets that each transfer names itself. A file that doesn't exist is
 /// made, with the permissions less what the process's mask takes away.
 ///
 /// Threads:  any number at once for `write` and `read`; `reserve` alone.
-/// Signals, sizes and unbuffered transfers are as with OsMTFileReader.
+/// Signals, sizes and unbuffered transfers are as with OsMTFileReader, the limit for the size of
+/// files as with OsFileWriter.
 /// Errors:   as with OsFileWriter, but a full volume is an ExSysErrorWindows.
 class QV_RESMGT_API OsMTFileWriter {
 public:
@@ -33,15 +36,10 @@ public:
     unsigned long long read( void* buffer, long long offset, unsigned long long size );
     /// As OsFileWriter::reserve; there is no position to set.
     void reserve( unsigned long long size );
-    const OsFilePath& getPath() const noexcept { return _path; }
+    const OsFilePath& getPath() const noexcept;
 
 private:
-    OsOpenFile openFile() const;
-
-    OsFilePath _path;
-    OsFileTypes::Handle _handle = OsFileTypes::INVALID_HANDLE;
-    /// Of unbuffered transfers; else 1.
-    unsigned long long _alignment = 1;
+    const std::unique_ptr<OsOpenFile> _file;
 };
 
 } // namespace Qv

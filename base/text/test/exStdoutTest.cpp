@@ -135,6 +135,15 @@ TEST_F( ExStdoutTest, AFailedRedirectionRaisesAndTheFormerFileIsAppendedTo ) {
     EXPECT_THROW( ExStdout::printAtomically( "text" ), ExSysErrorANSI );
 }
 
+TEST_F( ExStdoutTest, ItsFileNeverGetsTheNumberOfAClosedStream ) {
+    const auto initialize = [] {
+        ::close( STDIN_FILENO );
+        ExStdout::initialize( "/dev/null" );
+        return ::fcntl( STDIN_FILENO, F_GETFD ) < 0 ? 0 : 1;
+    };
+    EXPECT_EXIT( ::_exit( initialize() ), testing::ExitedWithCode( 0 ), "" );
+}
+
 TEST( LangUtil, NumbersLookTheSameWhateverTheGlobalLocaleIs ) {
     struct Punctuation : std::numpunct<char> {
         char do_decimal_point() const override { return ','; }

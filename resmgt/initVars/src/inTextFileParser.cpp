@@ -3,16 +3,18 @@
 #include <resmgt/initVars/inTextFile.h>
 #include <resmgt/initVars/inTextFileEx.h>
 #include <resmgt/initVars/src/inTextFileParser.h>
+#include <resmgt/osal/osFileUtils.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 namespace Qv {
 
 namespace {
 
-constexpr std::size_t BUFFER_SIZE = 64 * 1024;
 constexpr std::size_t MAX_LINE = InTextFile::MAX_LINE;
 constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
 constexpr std::string_view SEPARATORS = "= \t";
@@ -55,55 +57,36 @@ std::string_view stripComment( std::string_view value ) noexcept {
 }
 
 InTextLineReader::InTextLineReader( const char* file )
-    : _file( file )
-    , _buffer( new char[BUFFER_SIZE] ) {
+    : _file( file ) {
+    std::optional<std::string> text;
     try {
-        _reader = std::make_unique<OsFileReader>( file, false );
-        _size = _reader->getSize();
+        OsFileUtils::readRegularFile( file, InTextFile::MAX_SIZE, text );
     } catch( const ExBase& failure ) {
-        throw InTextFileEx::ExCannotOpen( QV_HERE, file, failure.getReason() );
+        if( !text ) {
+            throw InTextFileEx::ExCannotOpen( QV_HERE, file, failure.getReason() );
+        }
+        const auto nbRead = static_cast<int>( std::ranges::count( *text, '\n' ) );
+        throw InTextFileEx::ExFileError( QV_HERE, file, nbRead + 1, failure.getReason() );
+    }
+    _text = std::move( *text );
+    _rest = _text;
+    if( _rest.starts_with( BYTE_ORDER_MARK ) ) {
+        _rest.remove_prefix( BYTE_ORDER_MARK.size() );
+        _byteOrderMark = BYTE_ORDER_MARK;
     }
 }
 
 bool InTextLineReader::read( std::string_view& line ) {
-    const void* end;
-    const auto findEnd = [&] {
-        end = std::memchr( _buffer.get() + _begin, '\n', _end - _begin );
-        return end != nullptr || _end - _begin > MAX_LINE + BYTE_ORDER_MARK.size();
-    };
-    while( !findEnd() && fill() ) {}
-    if( _begin == _end ) {
+    if( _rest.empty() ) {
         return false;
     }
     ++_number;
-    const char* const begin = _buffer.get() + _begin;
-    const std::size_t size =
-        end != nullptr ? static_cast<std::size_t>( static_cast<const char*>( end ) - begin )
-                       : _end - _begin;
-    line = std::string_view( begin, size );
-    _begin += size + ( end != nullptr );
-    if( _number == 1 && line.starts_with( BYTE_ORDER_MARK ) ) {
-        line.remove_prefix( BYTE_ORDER_MARK.size() );
-        _byteOrderMark = BYTE_ORDER_MARK;
-    }
+    line = _rest.substr( 0, _rest.find( '\n' ) );
+    _rest.remove_prefix( std::min( line.size() + 1, _rest.size() ) );
     if( line.size() > MAX_LINE ) {
         throw InTextFileEx::ExLineTooLong( QV_HERE, _file, _number );
     }
     return true;
-}
-
-/// Reads what there is room for behind the part of a line that is left; false at the file's end.
-bool InTextLineReader::fill() {
-    std::memmove( _buffer.get(), _buffer.get() + _begin, _end - _begin );
-    _end -= _begin;
-    _begin = 0;
-    try {
-        const auto count = _reader->read( _buffer.get() + _end, BUFFER_SIZE - _end );
-        _end += static_cast<std::size_t>( count );
-        return count != 0;
-    } catch( const ExBase& failure ) {
-        throw InTextFileEx::ExFileError( QV_HERE, _file, _number + 1, failure.getReason() );
-    }
 }
 
 bool InTextPairParser::take( std::string_view line ) {

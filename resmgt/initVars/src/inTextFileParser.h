@@ -1,9 +1,6 @@
 #pragma once
 
-#include <resmgt/osal/osFileReader.h>
-
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -14,6 +11,8 @@ class InTextLineReader {
 public:
     /// `file` is kept, for messages.
     explicit InTextLineReader( const char* file );
+    InTextLineReader( const InTextLineReader& ) = delete;
+    InTextLineReader& operator=( const InTextLineReader& ) = delete;
 
     /// Whether there is a further line, which is without its line feed then, and valid until the
     /// next one is read. The first one's byte order mark isn't part of it.
@@ -23,19 +22,14 @@ public:
     const char* getFile() const noexcept { return _file; }
     /// Empty when the first line has none.
     std::string_view getByteOrderMark() const noexcept { return _byteOrderMark; }
-    /// Of the whole file, in bytes; 0 when that can't be told beforehand.
-    unsigned long long getSize() const noexcept { return _size; }
+    /// Of the whole file, in bytes.
+    std::size_t getSize() const noexcept { return _text.size(); }
 
 private:
-    bool fill();
-
     const char* const _file;
-    std::unique_ptr<OsFileReader> _reader;
-    unsigned long long _size = 0;
-    const std::unique_ptr<char[]> _buffer;
-    /// What of the buffer hasn't been handed out.
-    std::size_t _begin = 0;
-    std::size_t _end = 0;
+    std::string _text;
+    /// What of it hasn't been handed out.
+    std::string_view _rest;
     int _number = 0;
     std::string_view _byteOrderMark;
 };

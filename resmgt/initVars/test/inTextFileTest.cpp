@@ -6,6 +6,7 @@
 #include <tests/support/testSettings.h>
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -151,11 +152,20 @@ TEST_F( InTextFileTest, AFileThatCantBeReadIsRefusedWithTheSystemsWords ) {
     const FailingCall second( "read", EIO, FailingCall::ONCE, 2 );
     EXPECT_THAT( raisedBy<ExFileError>( [&] { read(); } ),
                  StartsWith( "Error reading line 65537of message file " + _path.string() ) );
-    EXPECT_NE( raisedBy( [&] {
-                   Pairs pairs;
-                   InTextFile::readNameValuePair( _directory.path().c_str(), pairs, true );
-               } ),
-               "" );
+    EXPECT_THAT( raisedBy<ExCannotOpen>( [&] {
+                     Pairs pairs;
+                     InTextFile::readNameValuePair( _directory.path().c_str(), pairs, true );
+                 } ),
+                 HasSubstr( "It isn't a regular file" ) );
+    fs::remove( _path );
+    ASSERT_EQ( ::mkfifo( _path.c_str(), 0600 ), 0 );
+    EXPECT_THAT( raisedBy<ExCannotOpen>( [&] { read(); } ),
+                 AllOf( HasSubstr( _path.string() ), HasSubstr( "It isn't a regular file" ) ) )
+        << "a pipe isn't waited for";
+    fs::remove( _path );
+    store( "" );
+    fs::resize_file( _path, InTextFile::MAX_SIZE + 1 );
+    EXPECT_THAT( raisedBy<ExCannotOpen>( [&] { read(); } ), HasSubstr( "larger than" ) );
 }
 
 TEST_F( InTextFileTest, ReadingAddsToTheMapAndSurvivesManyLines ) {

@@ -7,6 +7,7 @@
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -251,6 +252,15 @@ TEST_F( LkNamedSemaTest, ThreadsThatOpenAndCloseTogetherNeverMeetAHalfMadeOne ) 
     }
     threads.clear();
     EXPECT_EQ( open( OPEN_ONLY )->getErrno(), ENOENT );
+}
+
+TEST_F( LkNamedSemaTest, ItsFileNeverGetsTheNumberOfAClosedStream ) {
+    const auto use = [this] {
+        ::close( STDIN_FILENO );
+        const auto sema = open( CREATE_ONLY );
+        return sema->isValid() && ::fcntl( STDIN_FILENO, F_GETFD ) < 0 ? 0 : 1;
+    };
+    EXPECT_EXIT( ::_exit( use() ), ::testing::ExitedWithCode( 0 ), "" );
 }
 
 TEST( LkUnnamedSema, CountsAndRefusesAnImpossibleCount ) {

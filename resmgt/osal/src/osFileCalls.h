@@ -5,11 +5,20 @@
 
 /// What the portable part of the transfers needs of the platform: its calls on one file.
 ///
-/// Signals: a call that one interrupts is made again.
+/// Signals: a call that one interrupts is made again. Growing a file beyond the process's limit for
+///          the size of files fails and sends none.
 /// Errors:  none is raised. After a failure the thread's last error is the platform's.
 namespace Qv::OsFileCalls {
 
 using OsFileTypes::Handle;
+
+/// How the bytes of a file are going to be moved; on one platform it is opened differently.
+enum class Transfers {
+    /// By `read` and `write`, at its current position.
+    SEQUENTIAL,
+    /// By `readAt` and `writeAt`.
+    POSITIONED
+};
 
 /// Its handle is INVALID_HANDLE after a failure.
 struct Opened {
@@ -19,10 +28,11 @@ struct Opened {
 };
 
 /// Whatever isn't there to be read, such as a directory, fails.
-Opened openForReading( const OsFilePath& path, bool unbuffered );
+Opened openForReading( const OsFilePath& path, Transfers transfers, bool unbuffered );
 /// A failure leaves no new file behind and the content of an old one untouched.
-Opened openForWriting( const OsFilePath& path, const OsFileTypes::Permissions& permissions,
-                       bool truncate, bool unbuffered );
+Opened openForWriting( const OsFilePath& path, Transfers transfers,
+                       const OsFileTypes::Permissions& permissions, bool truncate,
+                       bool unbuffered );
 /// The handle is gone also after a failure.
 bool close( Handle handle );
 
@@ -56,5 +66,8 @@ bool isAtEnd( Handle handle, long long position );
 /// Fixes the file's length and takes the space for it where the volume can. A failure gives back
 /// what was taken. The current position stays.
 bool reserve( Handle handle, unsigned long long size );
+/// The same for the part from `begin` up to `end` of a file that others may write meanwhile: it is
+/// made long enough, never shorter, and a failure leaves space that was taken for holes.
+bool reservePart( Handle handle, unsigned long long begin, unsigned long long end );
 
 } // namespace Qv::OsFileCalls

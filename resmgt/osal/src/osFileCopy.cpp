@@ -19,36 +19,31 @@ constexpr unsigned long long BLOCK_SIZE = 0x10000;
 constexpr OsFileTypes::Permissions NEW_FILE( 3, 3, 0 );
 constexpr const char* COPYING = "OsFile::copyTo";
 constexpr const char* OPENING = "OsFileWriter::performOpen";
-constexpr const char* CLOSING = "OsFileWriter::performClose";
-constexpr const char* CLOSING_SOURCE = "OsFileReader::performClose";
+constexpr OsOpenFile::Texts SOURCE{ COPYING, "OsFileReader::performOpen",
+                                    "OsFileReader::performClose" };
+constexpr OsOpenFile::Texts TARGET{ COPYING, OPENING, "OsFileWriter::performClose" };
 
 } // namespace
 
 OsCopySource::OsCopySource( const OsFilePath& path, OsFileTypes::Handle handle )
-    : _path( path )
-    , _handle( handle ) {
-    if( _handle == OsFileTypes::INVALID_HANDLE ) {
-        throw ExSysErrorWindows( QV_HERE, "OsFileReader::performOpen", _path.getChars() );
-    }
+    : _file( path, SOURCE ) {
+    _file.take( { handle, 1 } );
 }
 
-OsCopySource::~OsCopySource() {
-    closeLeftFile( _path, _handle, CLOSING_SOURCE );
-}
-
-unsigned long long OsCopySource::read( void* block, unsigned long long size ) const {
-    return OsOpenFile{ _path, _handle, 1 }.read( block, size, "OsFileReader::performRead" );
+unsigned long long OsCopySource::read( void* block, unsigned long long size ) {
+    return _file.read( block, size, { COPYING, "OsFileReader::performRead" } );
 }
 
 void OsCopySource::close() {
-    closeFile( _path, _handle, CLOSING_SOURCE );
+    _file.close( COPYING );
 }
 
 /// The open target of a copy. What was made in vain is removed at the end of the scope.
 class OsFileCopy::Target {
 public:
     explicit Target( const OsFileCopy& copy )
-        : _copy( copy ) {
+        : _copy( copy )
+        , _file( copy._path, TARGET ) {
         if( !_copy._before ) {
             make();
         }
@@ -62,7 +57,6 @@ public:
         if( _isNew ) {
             remove();
         }
-        closeLeftFile( _copy._path, _handle, CLOSING );
     }
 
     /// Takes away what it held, unless it is the file `source`.
@@ -70,26 +64,26 @@ public:
         if( _isNew ) {
             return;
         }
-        const OsFsPlatform::Facts facts = getFacts( _handle );
+        const OsFsPlatform::Facts facts = getFacts( _file.getHandle() );
         if( _copy._existing == Existing::PLAIN_FILE && facts.kind != Kind::PLAIN ) {
             raiseExists();
         }
         if( facts.id == getFacts( source ).id ) {
             throw OsFileEx::ExInvalidPath( QV_HERE, COPYING, _copy._path );
         }
-        if( facts.kind == Kind::PLAIN && !OsFsPlatform::empty( _handle ) ) {
+        if( facts.kind == Kind::PLAIN && !OsFsPlatform::empty( _file.getHandle() ) ) {
             raiseNotOpen();
         }
     }
 
-    void write( const void* block, unsigned long long size ) const {
-        OsOpenFile{ _copy._path, _handle, 1 }.write( block, size, "OsFileWriter::performWrite" );
+    void write( const void* block, unsigned long long size ) {
+        _file.write( block, size, { COPYING, "OsFileWriter::performWrite" } );
     }
 
     void complete() {
         // Closing may fail, and then there is no open file that could be asked.
-        _id = getFacts( _handle ).id;
-        closeFile( _copy._path, _handle, CLOSING );
+        _id = getFacts( _file.getHandle() ).id;
+        _file.close( COPYING );
         _isNew = false;
     }
 
@@ -102,18 +96,18 @@ private:
         if( made.making != Making::MADE && made.making != Making::EXISTS ) {
             raiseNotOpen();
         }
-        _handle = made.handle;
         _isNew = made.making == Making::MADE;
+        if( _isNew ) {
+            _file.take( { made.handle, 1 } );
+        }
     }
 
     void open() {
         // A link that stood there is what the caller means; one that has come since is not.
         const bool isLink = _copy._before && _copy._before->kind == Kind::LINK;
-        _handle =
+        const OsFileTypes::Handle handle =
             _copy._folder.openForWriting( _copy._name, isLink ? Links::FOLLOW : Links::REFUSE );
-        if( _handle == OsFileTypes::INVALID_HANDLE ) {
-            raiseNotOpen();
-        }
+        _file.take( { handle, 1 } );
     }
 
     OsFsPlatform::Facts getFacts( OsFileTypes::Handle handle ) const {
@@ -126,7 +120,7 @@ private:
 
     void remove() noexcept {
         try {
-            const OsFsPlatform::FileId id = _id ? *_id : getFacts( _handle ).id;
+            const OsFsPlatform::FileId id = _id ? *_id : getFacts( _file.getHandle() ).id;
             if( !_copy._folder.removeFileIfStill( _copy._name, id ) ) {
                 throw ExSysErrorWindows( QV_HERE, "OsFsUtils::deleteFile", _copy._path.getChars() );
             }
@@ -143,7 +137,7 @@ private:
     }
 
     const OsFileCopy& _copy;
-    OsFileTypes::Handle _handle = OsFileTypes::INVALID_HANDLE;
+    OsOpenFile _file;
     bool _isNew = false;
     std::optional<OsFsPlatform::FileId> _id;
 };
@@ -186,7 +180,9 @@ void copyFile( const OsFilePath& from, const OsPlace& target, Existing existing,
         throw ExSysErrorWindows( QV_HERE, OPENING, target.getPath().getChars() );
     }
     const OsFileCopy copy( target.folder, target.name, existing, where );
-    OsCopySource source( from, OsFileCalls::openForReading( from, false ).handle );
+    OsCopySource source(
+        from,
+        OsFileCalls::openForReading( from, OsFileCalls::Transfers::SEQUENTIAL, false ).handle );
     copy.run( source );
 }
 

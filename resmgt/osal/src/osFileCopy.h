@@ -21,17 +21,13 @@ public:
     /// Takes over what opening `path` gave; raises the system's error with OsFileReader's location
     /// if that is INVALID_HANDLE.
     OsCopySource( const OsFilePath& path, OsFileTypes::Handle handle );
-    OsCopySource( const OsCopySource& ) = delete;
-    OsCopySource& operator=( const OsCopySource& ) = delete;
-    ~OsCopySource();
 
-    OsFileTypes::Handle getHandle() const noexcept { return _handle; }
-    unsigned long long read( void* block, unsigned long long size ) const;
+    OsFileTypes::Handle getHandle() const noexcept { return _file.getHandle(); }
+    unsigned long long read( void* block, unsigned long long size );
     void close();
 
 private:
-    const OsFilePath _path;
-    OsFileTypes::Handle _handle;
+    OsOpenFile _file;
 };
 
 /// A file to be written with the content of another one. It keeps its identity if it exists; a new

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <ostream>
 
 namespace Qv {
@@ -190,20 +191,43 @@ int OsFilePath::compare( const OsFilePath& other ) const {
 }
 
 OsFilePath& OsFilePath::operator+=( const OsFilePath& right ) {
-    return *this = *this + right;
+    checkCanTake( right );
+    // Each component of `right` climbs over one at most; as long as two more are left of this path,
+    // what stands before them plays no part.
+    const std::size_t nbChanged = std::min( _components.size(), right._components.size() + 2 );
+    OsFilePath tail = slice( _components.size() - nbChanged, _components.size() );
+    tail.addComponents( right, 0, right._components.size() );
+    replaceLast( nbChanged, tail );
+    return *this;
 }
 
 OsFilePath OsFilePath::operator+( const OsFilePath& right ) const {
-    if( !isEmpty() && right.isAbsolute() ) {
-        throw OsFileEx::ExIllegalPathConcat( QV_HERE, "OsFilePath::operator+=", *this );
-    }
+    checkCanTake( right );
     OsFilePath sum;
     sum._components.reserve( _components.size() + right._components.size() );
     sum._components = _components;
-    for( const std::string& component : right._components ) {
-        sum.addComponent( component );
-    }
+    sum.addComponents( right, 0, right._components.size() );
     return sum;
+}
+
+void OsFilePath::checkCanTake( const OsFilePath& right ) const {
+    if( !isEmpty() && right.isAbsolute() ) {
+        throw OsFileEx::ExIllegalPathConcat( QV_HERE, "OsFilePath::operator+=", *this );
+    }
+}
+
+/// Replaces the last `count` components by those of `by`, which it takes.
+void OsFilePath::replaceLast( std::size_t count, OsFilePath& by ) {
+    const std::size_t nbKept = _components.size() - count;
+    const std::size_t size = nbKept + by._components.size();
+    if( size > _components.capacity() ) {
+        _components.reserve( std::max( size, 2 * _components.capacity() ) );
+    }
+    // Nothing fails from here on.
+    _components.resize( nbKept );
+    std::move( by._components.begin(), by._components.end(), std::back_inserter( _components ) );
+    _normalizedPath.clear();
+    _normalizedPathW.clear();
 }
 
 OsFilePath OsFilePath::getBaseName( BaseNameExtension extension ) const {
@@ -226,11 +250,7 @@ OsFilePath OsFilePath::getDirectoryName() const {
     if( _components.size() == 1 ) {
         return isAbsolute() ? *this : OsFilePath( "." );
     }
-    OsFilePath directory;
-    if( !isEmpty() ) {
-        directory._components.assign( _components.begin(), _components.end() - 1 );
-    }
-    return directory;
+    return isEmpty() ? OsFilePath() : slice( 0, _components.size() - 1 );
 }
 
 // Whether there is no last component that could bear an extension.
@@ -351,6 +371,21 @@ void OsFilePath::addComponent( std::string_view name ) {
     _components.emplace_back( name );
 }
 
+/// The components of `path` from `begin` up to `end`.
+void OsFilePath::addComponents( const OsFilePath& path, std::size_t begin, std::size_t end ) {
+    for( std::size_t i = begin; i < end; ++i ) {
+        addComponent( path._components[i] );
+    }
+}
+
+/// The components from `begin` up to `end`, as a path of their own.
+OsFilePath OsFilePath::slice( std::size_t begin, std::size_t end ) const {
+    OsFilePath part;
+    part._components.assign( _components.begin() + static_cast<std::ptrdiff_t>( begin ),
+                             _components.begin() + static_cast<std::ptrdiff_t>( end ) );
+    return part;
+}
+
 /// Goes one component up. False when there is none to leave: an empty path and a root stay.
 bool OsFilePath::climb() {
     if( isEmpty() || isRoot() ) {
@@ -379,8 +414,7 @@ bool OsFilePath::completeUncRoot( std::string_view name ) {
 
 /// This path with its last component replaced by what `name`, a text, is behind the others.
 OsFilePath OsFilePath::withLastName( std::string_view name ) const {
-    OsFilePath path;
-    path._components.assign( _components.begin(), _components.end() - 1 );
+    OsFilePath path = slice( 0, _components.size() - 1 );
     path.addNames( name );
     return path;
 }

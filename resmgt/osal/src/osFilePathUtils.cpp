@@ -15,10 +15,7 @@ bool OsFilePathUtils::relocate( const OsFilePath& from, const OsFilePath& to, Os
     if( from != path && !isAncestor( from, path ) ) {
         return false;
     }
-    OsFilePath rest;
-    rest._components.assign( path._components.begin() + from.getNbComponents(),
-                             path._components.end() );
-    path = to + rest;
+    path = to + path.slice( from._components.size(), path._components.size() );
     return true;
 }
 

@@ -1,26 +1,13 @@
+#include <base/failure/exSysError.h>
+#include <base/failure/qvHere.h>
 #include <base/values/uuid.h>
-#include <resmgt/osal/osFilePathUtils.h>
 #include <resmgt/osal/osFileUtils.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/osFsPlatform.h>
 
-#include <vector>
+#include <cstddef>
 
 namespace Qv {
-
-namespace {
-
-/// The first component of `path`, the first two, and so on, up to all.
-std::vector<OsFilePath> getBeginnings( const OsFilePath& path ) {
-    std::vector<OsFilePath> beginnings( path.getNbComponents() );
-    OsFilePath beginning = path;
-    for( auto place = beginnings.rbegin(); place != beginnings.rend(); ++place ) {
-        *place = beginning;
-        beginning = beginning.getDirectoryName();
-    }
-    return beginnings;
-}
-
-} // namespace
 
 OsFilePath OsFileUtils::createUniqueFileName( const OsFilePath& directory, const char* prefix,
                                               const char* extension ) {
@@ -54,17 +41,32 @@ std::pair<OsFilePath, OsFilePath> OsFileUtils::walk( const OsFilePath& path ) {
     if( OsFsUtils::fileExists( start + path ) ) {
         return { start + path, OsFilePath() };
     }
-    OsFilePath existing = start;
-    OsFilePath missing = path;
-    for( const OsFilePath& beginning : getBeginnings( path ) ) {
-        if( !OsFsUtils::fileExists( start + beginning ) ) {
+    const std::size_t nbComponents = path._components.size();
+    std::size_t nbExisting = 0;
+    for( OsFilePath beginning = start; nbExisting < nbComponents; ++nbExisting ) {
+        beginning += path.slice( nbExisting, nbExisting + 1 );
+        if( !OsFsUtils::fileExists( beginning ) ) {
             break;
         }
-        existing = start + beginning;
-        missing = path;
-        OsFilePathUtils::relocate( beginning, OsFilePath(), missing );
     }
-    return { existing, missing };
+    return { start + path.slice( 0, nbExisting ), path.slice( nbExisting, nbComponents ) };
+}
+
+void OsFileUtils::readRegularFile( const OsFilePath& path, std::size_t most,
+                                   std::optional<std::string>& text ) {
+    constexpr const char* WHERE = "OsFileUtils::readRegularFile";
+    switch( OsFsPlatform::readRegularFile( path, most, text ) ) {
+    case OsFsPlatform::Reading::DONE:
+        return;
+    case OsFsPlatform::Reading::NOT_REGULAR:
+        throw ExSysErrorGeneric( QV_HERE, "It isn't a regular file", WHERE, path.getChars() );
+    case OsFsPlatform::Reading::TOO_LARGE: {
+        const std::string reason = "It is larger than " + std::to_string( most ) + " bytes";
+        throw ExSysErrorGeneric( QV_HERE, reason.c_str(), WHERE, path.getChars() );
+    }
+    case OsFsPlatform::Reading::FAILED:
+        throw ExSysErrorWindows( QV_HERE, WHERE, path.getChars() );
+    }
 }
 
 std::wstring OsFileUtils::getFileInvalidChars() {

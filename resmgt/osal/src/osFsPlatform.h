@@ -3,19 +3,34 @@
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFileTypes.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 
 /// What the portable part of the file-system operations needs of the platform, beside OsFolder.
 ///
-/// Errors: none is raised. After a failure the thread's last error is the platform's.
+/// Errors: after a failure the thread's last error is the platform's. None is raised but for a lack
+///         of descriptors or memory where the result would pass for an answer: ExSysErrorWindows.
 namespace Qv::OsFsPlatform {
 
 /// Whether there is an entry of exactly this name, be it a link that leads nowhere.
 bool entryExists( const OsFilePath& path );
 /// Whether there is an entry that matches the wildcards of the last component; false without any.
 bool hasMatch( const OsFilePath& path );
+
+/// What became of reading a file whole.
+enum class Reading {
+    DONE,
+    /// A directory, a pipe or the like.
+    NOT_REGULAR,
+    TOO_LARGE,
+    FAILED
+};
+
+/// As OsFileUtils::readRegularFile.
+Reading readRegularFile( const OsFilePath& path, std::size_t most,
+                         std::optional<std::string>& text );
 
 /// Tells files of one machine apart, whatever their names are.
 struct FileId {

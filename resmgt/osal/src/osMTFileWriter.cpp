@@ -1,41 +1,41 @@
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osMTFileWriter.h>
-#include <resmgt/osal/src/osFileAccessor.h>
+#include <resmgt/osal/src/osOpenFile.h>
 
 namespace Qv {
 
+namespace {
+
+constexpr OsOpenFile::Texts TEXTS{ "OsFileAccessor::openRead", "OsFileWriter::openReadWrite",
+                                   "OsFileWriter::performClose" };
+
+} // namespace
+
 OsMTFileWriter::OsMTFileWriter( const OsFilePath& path, const OsFileTypes::Permissions& permissions,
                                 bool truncate, bool unbuffered )
-    : _path( path ) {
-    const OsFileCalls::Opened opened =
-        OsFileAccessor::openReadWrite( _path, permissions, truncate, unbuffered );
-    _handle = opened.handle;
-    _alignment = opened.alignment;
-}
+    : _file( std::make_unique<OsOpenFile>( path, OsFileCalls::Transfers::POSITIONED, permissions,
+                                           truncate, unbuffered, TEXTS ) ) {}
 
 OsMTFileWriter::OsMTFileWriter( const OsFile& file, const OsFileTypes::Permissions& permissions,
                                 bool truncate, bool unbuffered )
     : OsMTFileWriter( file.getPath(), permissions, truncate, unbuffered ) {}
 
-OsMTFileWriter::~OsMTFileWriter() {
-    closeLeftFile( _path, _handle, "OsFileWriter::performClose" );
-}
+OsMTFileWriter::~OsMTFileWriter() = default;
 
 void OsMTFileWriter::write( const void* buffer, long long offset, unsigned long long size ) {
-    OsFileAccessor::write( openFile(), buffer, offset, size );
+    _file->writeAt( buffer, offset, size );
 }
 
 unsigned long long OsMTFileWriter::read( void* buffer, long long offset, unsigned long long size ) {
-    return OsFileAccessor::read( openFile(), buffer, offset, size,
-                                 "OsMTFileWriter::read( multi-threaded )" );
+    return _file->readAt( buffer, offset, size, "OsMTFileWriter::read( multi-threaded )" );
 }
 
 void OsMTFileWriter::reserve( unsigned long long size ) {
-    OsFileAccessor::reserve( openFile(), size );
+    _file->reserve( size, { "OsFileAccessor::reserve", "OsFileWriter::performReserve" } );
 }
 
-OsOpenFile OsMTFileWriter::openFile() const {
-    return { _path, _handle, _alignment };
+const OsFilePath& OsMTFileWriter::getPath() const noexcept {
+    return _file->getPath();
 }
 
 } // namespace Qv

@@ -203,7 +203,7 @@ TEST( OsFileEntryDescriptor, PassesOverWhatVanishesMeanwhile ) {
 TEST( OsFileEntryDescriptor, GoesOnAfterAFailure ) {
     const TestFiles files( "a" );
     const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
-    for( const char* call : { "opendir", "readdir" } ) {
+    for( const char* call : { "open", "readdir" } ) {
         const FailingCall failing( call, EIO );
         EXPECT_THROW( OPtr<OsFileInfo>( entries->getNextEntry() ), Sys );
     }

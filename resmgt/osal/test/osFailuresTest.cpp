@@ -1,4 +1,5 @@
 #include <resmgt/osal/osDirectory.h>
+#include <resmgt/osal/osFileMapping.h>
 #include <resmgt/osal/osFileReader.h>
 #include <resmgt/osal/osFileWriter.h>
 #include <resmgt/osal/osFsUtils.h>
@@ -10,8 +11,12 @@
 #include <resmgt/osal/osWorkingDirectory.h>
 #include <resmgt/osal/test/testFiles.h>
 #include <tests/support/processCounts.h>
+#include <tests/support/scopedEnvironment.h>
 
+#include <csignal>
+#include <fcntl.h>
 #include <memory>
+#include <sys/resource.h>
 
 /// What all operations have in common when they fail.
 
@@ -151,7 +156,8 @@ TEST( OsalFailure, AFailedCallIsToldWithOperationAndReason ) {
           [&] { OsFsUtils::hardLinkOrCopy( file, made ); } },
         { "open", "OsFile::performGetAccess" + inFile, [&] { OsFile( file ).isReadable(); } },
         { "open", "OsFsUtils::getDriveInfos", [] { Drives( OsFsUtils::getAllDriveInfo() ); } },
-        { "opendir", "OsFsUtilsWindows::getFirstChildInfo" + inTop, list },
+        { "open", "OsFsUtilsWindows::getFirstChildInfo" + inTop, list },
+        { "fdopendir", "OsFsUtilsWindows::getFirstChildInfo" + inTop, list },
         { "readdir", "OsFsUtilsWindows::getFirstChildInfo" + inTop, list },
         { "chdir", "OsWorkingDirectory::set" + inTop, enter },
         { "select", "OsMultiplexer::waitFor 'select failed'", [&] { multiplexer.waitFor( 0 ); } },
@@ -259,6 +265,111 @@ TEST_F( OsalOperation, IsNotDisturbedByAStormOfSignals ) {
         EXPECT_TRUE( contentOfNew() == operation.content );
         fs::remove( _files.at( "new" ) );
     }
+}
+
+/// Whether a descriptor of one of the standard streams is open.
+bool hasStream() {
+    const int streams[] = { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO };
+    return std::ranges::any_of( streams,
+                                []( int stream ) { return ::fcntl( stream, F_GETFD ) >= 0; } );
+}
+
+/// All of the file layer in a process without standard streams; its exit status.
+int workWithoutStreams( const TestFiles& files ) {
+    int status = 0;
+    for( int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream ) {
+        ::close( stream );
+    }
+    // Moving a descriptor away takes these two.
+    const CallHook hook( nullptr, [&]( const SystemCall& call ) {
+        const std::string name( call.name );
+        status |= name != "fcntl" && name != "close" && hasStream() ? 1 : 0;
+        return 0;
+    } );
+    try {
+        for( const Making& operation : operationsOn( files ) ) {
+            operation.run();
+            fs::remove( files.at( "new" ) );
+        }
+        OsFsUtils::fileExists( files.path( "*" ) );
+        OsFile( files.path( "file" ) ).getUnbufferedInfo();
+        const OsMTFileWriter writer( files.path( "file" ), PERMISSIONS, false, false );
+        const OsFileMapping mapping( files.path( "file" ).toWString().c_str(), 0, 0, true );
+        return status | ( hasStream() ? 2 : 0 );
+    } catch( ... ) {
+        return 4;
+    }
+}
+
+TEST_F( OsalOperation, NothingThatIsOpenedGetsTheNumberOfAClosedStream ) {
+    EXPECT_EXIT( ::_exit( workWithoutStreams( _files ) ), ::testing::ExitedWithCode( 0 ), "" );
+}
+
+TEST_F( OsalOperation, ALackOfDescriptorsOrMemoryIsNoAnswer ) {
+    const ScopedEnvironment noHome( "HOME" );
+    const ScopedEnvironment configuration( "XDG_CONFIG_HOME", _files.at( "" ).c_str() );
+    _files.write( "user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"/d\"" );
+    const OsFilePath file = _files.path( "file" );
+    const OsFilePath dir = _files.path( "dir" );
+    const Operation questions[] = {
+        [&] { OsFsUtils::isFile( file ); }, [&] { OsFsUtils::isDirectory( file ); },
+        [&] { OsFsUtils::isSymLink( file ); }, [&] { OsFsUtils::fileExists( file ); },
+        [&] { OsFsUtils::fileExists( _files.path( "none*" ) ); }, [&] { OsFile( file ).getType(); },
+        [&] { OsFile( file ).getAccess( 3 ); }, [&] { OsFile( dir ).getAccess( 3 ); },
+        // A volume of which nothing is kept, since it has no unbuffered transfers.
+        [&] { OsFile( "/proc" ).getUnbufferedInfo(); },
+        [&] { OsDirectory( _files.path() ).getChildrenInfo( all ); },
+        [&] { OsFilePath::getHomeDir(); }, [&] { OsFilePath::getUserDocumentsDir(); } };
+    for( const Operation& question : questions ) {
+        for( const int error : { EMFILE, ENFILE, ENOMEM } ) {
+            bool hasRaised = false;
+            forEachFailingCall(
+                error, [&] { hasRaised = !raisedBy<ExBase>( question ).empty(); },
+                [&]( const FailedRun& run ) {
+                    const std::string call( run.call != nullptr ? run.call : "" );
+                    const bool mayFail = call.empty() || call == "close" || call == "closedir";
+                    EXPECT_TRUE( hasRaised || mayFail )
+                        << &question - questions << ' ' << call << ' ' << run.number;
+                } );
+        }
+    }
+}
+
+/// What goes beyond a limit for the size of files, in a process that would die of SIGXFSZ.
+int workBeyondTheLimit( const TestFiles& files ) {
+    const auto limit = static_cast<rlim_t>( 0x10000 );
+    const struct rlimit limits { limit, RLIM_INFINITY };
+    ::setrlimit( RLIMIT_FSIZE, &limits );
+    std::signal( SIGXFSZ, SIG_DFL );
+    const std::string text( 2 * limit, 'x' );
+    const OsFilePath path = files.path( "new" );
+    OsFileWriter writer( path, PERMISSIONS, true, false );
+    OsMTFileWriter positioned( path, PERMISSIONS, true, false );
+    const Operation operations[] = {
+        [&] { writer.write( text.data(), text.size() ); },
+        [&] { positioned.write( text.data(), 10, text.size() ); },
+        [&] { writer.reserve( text.size() ); },
+        [&] { positioned.reserve( text.size() ); },
+        [&] { OsFileMapping( path.toWString().c_str(), 0, text.size(), false ); },
+        [&] { OsFile( files.path( "file" ) ).copyTo( files.path( "copy" ) ); } };
+    int nbNotRaised = 0;
+    for( const Operation& operation : operations ) {
+        nbNotRaised += raisedBy<ExBase>( operation ).empty();
+    }
+    sigset_t present;
+    ::sigpending( &present );
+    nbNotRaised += ::sigismember( &present, SIGXFSZ );
+    if( nbNotRaised == 0 && fs::file_size( files.at( "new" ) ) == limit && !files.has( "copy" ) ) {
+        // The process's own way with the signal is what it was.
+        const int own = ::open( files.at( "own" ).c_str(), O_WRONLY | O_CREAT, 0600 );
+        static_cast<void>( !::pwrite( own, "x", 1, static_cast<off_t>( limit ) ) );
+    }
+    return 1;
+}
+
+TEST_F( OsalOperation, TheLimitForTheSizeOfFilesIsAFailureAndNoEndOfTheProcess ) {
+    EXPECT_EXIT( ::_exit( workBeyondTheLimit( _files ) ), ::testing::KilledBySignal( SIGXFSZ ),
+                 "" );
 }
 
 } // namespace

@@ -52,6 +52,28 @@ TEST_F( OsFileMappingTest, WritableGrowsAShortFileAndLeavesALongOne ) {
     EXPECT_EQ( _files.read( "file" ).substr( _page, 6 ), "mapped" );
 }
 
+TEST_F( OsFileMappingTest, SpaceIsTakenForTheHolesOfWhatIsMappedForWriting ) {
+    const auto space = [&] {
+        return static_cast<unsigned long long>( _files.facts( "file" ).st_blocks ) * 512;
+    };
+    _files.write( "file", "content" );
+    fs::resize_file( _files.at( "file" ), 64 * _page );
+    const unsigned long long before = space();
+    {
+        const FailingCall full( "fallocate", ENOSPC );
+        EXPECT_THROW( OsFileMapping( name().c_str(), 16 * _page, 16 * _page, false ),
+                      OsFileMapping::CannotMapFileEx );
+        // Who only reads needs none.
+        OsFileMapping( name().c_str(), 16 * _page, 16 * _page, true );
+    }
+    EXPECT_EQ( space(), before );
+    OsFileMapping mapping( name().c_str(), 16 * _page, 16 * _page, false );
+    EXPECT_GE( space(), 16 * _page );
+    EXPECT_LT( space(), 48 * _page );
+    EXPECT_EQ( size(), 64 * _page );
+    EXPECT_EQ( _files.read( "file" ).substr( 0, 8 ), std::string( "content\0", 8 ) );
+}
+
 TEST_F( OsFileMappingTest, WhatCantBeMappedIsRefusedAndTheFileKeepsItsLength ) {
     _files.write( "file", "content" );
     const struct {

@@ -79,6 +79,17 @@ TEST( OsFilePath, SettingsThatCannotBeReadMakeTheHomeDirectoryTheDocuments ) {
     }
 }
 
+TEST( OsFilePath, SettingsThatAreNoFileOrTooLargeAreNeitherWaitedForNorRead ) {
+    const TestFiles files(
+        "pipe/ pipe/user-dirs.dirs| folder/user-dirs.dirs/ huge/user-dirs.dirs" );
+    fs::resize_file( files.at( "huge/user-dirs.dirs" ), std::uintmax_t{ 1 } << 40U );
+    const ScopedEnvironment home( "HOME", "/h" );
+    for( const char* name : { "pipe", "folder", "huge" } ) {
+        const ScopedEnvironment configuration( "XDG_CONFIG_HOME", files.at( name ).c_str() );
+        EXPECT_EQ( OsFilePath::getUserDocumentsDir().toString(), "/h" ) << name;
+    }
+}
+
 TEST( OsFilePath, AbsoluteIsFromTheCurrentDirectory ) {
     const TestFiles files;
     const std::string where = fs::canonical( files.at( "" ) );

@@ -74,7 +74,9 @@ void expectOrder( const OsFilePath& a, const OsFilePath& b, const OsFilePath& c 
 
 void expectSum( const OsFilePath& a, const OsFilePath& b ) {
     try {
-        expectNormal( a + b );
+        const OsFilePath sum = a + b;
+        expectNormal( sum );
+        expect( ( OsFilePath( a ) += b ) == sum, "two sums differ", a );
         expect( a.isEmpty() || !b.isAbsolute(), "an absolute path was put behind", a );
     } catch( const OsFileEx::ExIllegalPathConcat& ) {
         expect( !a.isEmpty() && b.isAbsolute(), "a path was refused", b );

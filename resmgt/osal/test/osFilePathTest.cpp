@@ -105,6 +105,12 @@ TEST( OsFilePath, ComposesByComponents ) {
     }
     OsFilePath path( "../a" );
     EXPECT_EQ( ( path += path ).toString(), "../a" );
+    // In a time that grows with the length, not with its square.
+    OsFilePath deep( "/" );
+    for( int i = 0; i < 1'000'000; ++i ) {
+        deep += "a";
+    }
+    EXPECT_EQ( deep.getNbComponents(), 1'000'001U );
     for( const char* absolute : { "/abs", "c:", "//server" } ) {
         EXPECT_EQ( raisedBy<OsFileEx::ExIllegalPathConcat>( [&] { path += absolute; } ),
                    "OsFilePath::operator+=: Attempt to concatenate absolute path: '../a'." );

@@ -2,10 +2,11 @@
 #include <resmgt/osal/osFileWriter.h>
 #include <resmgt/osal/osMTFileReader.h>
 #include <resmgt/osal/osMTFileWriter.h>
-#include <resmgt/osal/src/osFileAccessor.h>
+#include <resmgt/osal/src/osOpenFile.h>
 #include <resmgt/osal/test/testFiles.h>
 #include <tests/support/processCounts.h>
 
+#include <fcntl.h>
 #include <limits>
 
 /// Positions, reserving space and closing.
@@ -64,7 +65,8 @@ TEST( OsFileClosing, EveryOperationOnAClosedFileIsRefused ) {
     reader.close();
     writer.close();
     const OsFilePath path = files.path( "file" );
-    const OsOpenFile closed{ path, OsFileTypes::INVALID_HANDLE, 1 };
+    OsOpenFile closed( path, OsFileCalls::Transfers::POSITIONED, false, {} );
+    closed.close( "" );
     char buffer[1];
     const std::pair<const char*, std::function<void()>> cases[] = {
         { "OsFileReader::seek", [&] { reader.seek( 0, FROM_BEGINNING ); } },
@@ -76,12 +78,11 @@ TEST( OsFileClosing, EveryOperationOnAClosedFileIsRefused ) {
         { "OsFileWriter::read", [&] { writer.read( buffer, 1 ); } },
         { "OsFileWriter::close", [&] { writer.close(); } },
         { "OsMTFileReader::read( multi-threaded )",
-          [&] {
-              OsFileAccessor::read( closed, buffer, 0, 1,
-                                    "OsMTFileReader::read( multi-threaded )" );
-          } },
-        { "OsFileAccessor::write", [&] { OsFileAccessor::write( closed, buffer, 0, 1 ); } },
-        { "OsFileAccessor::reserve", [&] { OsFileAccessor::reserve( closed, 1 ); } } };
+          [&] { closed.readAt( buffer, 0, 1, "OsMTFileReader::read( multi-threaded )" ); } },
+        { "OsFileAccessor::write", [&] { closed.writeAt( buffer, 0, 1 ); } },
+        { "OsFileAccessor::reserve", [&] {
+             closed.reserve( 1, { "OsFileAccessor::reserve", "" } );
+         } } };
     for( const auto& [where, operation] : cases ) {
         EXPECT_THAT( raisedBy<ExSysErrorANSI>( operation ),
                      tells( std::string( where ) + " '", "/file'" ) );
@@ -158,6 +159,16 @@ TEST_P( OsFileReserving, FixesTheLengthAndTakesTheSpaceForAllOfIt ) {
             EXPECT_EQ( _files.read( "file" ).substr( 0x400000, 8 ), std::string( "content\0", 8 ) );
         }
     }
+}
+
+TEST_P( OsFileReserving, FindsHolesAlsoWhereTheFileHasBlocksElsewhere ) {
+    const int file = ::open( _files.at( "file" ).c_str(), O_RDWR );
+    ASSERT_EQ( ::fallocate( file, FALLOC_FL_KEEP_SIZE, 0x1000000, 0x1000000 ), 0 );
+    ::close( file );
+    const unsigned long long before = space();
+    EXPECT_GE( before, 0x1000000U );
+    reserve( 0x800000 );
+    EXPECT_GE( space(), before + 0x700000 );
 }
 
 TEST_P( OsFileReserving, FailureGivesBackWhatWasTaken ) {

@@ -1,4 +1,5 @@
 #include <base/failure/exStandard.h>
+#include <base/failure/exSysError.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/osFileUtils.h>
 #include <resmgt/osal/osFsUtils.h>
@@ -9,6 +10,7 @@
 #include <sys/statvfs.h>
 
 #include <algorithm>
+#include <optional>
 
 namespace Qv {
 namespace {
@@ -172,6 +174,11 @@ constexpr const char* MOUNTS =
     "36 22 8:49 / /data rw - xfs /dev/sdd1 rw\n"
     "37 36 0:51 / /data rw - zfs pool/data rw\n"
     "38 22 0:52 / /processing rw - xfs /dev/sde1 rw\n"
+    "40 22 8:65 / /hidden/disk rw - ext4 /dev/sdf1 rw\n"
+    "41 22 0:54 / /hidden rw - autofs none rw\n"
+    "42 44 8:81 / /moved/here rw - ext4 /dev/sdg1 rw\n"
+    "43 22 8:97 / /moved/lost rw - ext4 /dev/sdh1 rw\n"
+    "44 22 0:55 / /moved rw - autofs none rw\n"
     "torn\n39 22 0:53 / - -\n";
 
 TEST( OsDriveEntryDescriptor, FindsTheVolumesThatAPersonLooksForAndNamesThem ) {
@@ -182,12 +189,13 @@ TEST( OsDriveEntryDescriptor, FindsTheVolumesThatAPersonLooksForAndNamesThem ) {
         labels.push_back( std::to_string( type ) + " " +
                           makeDriveLabel( mount, type, mount.device == "8:17" ? "Data" : "" ) );
     }
-    EXPECT_THAT( labels, ElementsAre( "3 Local Disk (/)", "3 Data (/media/My Disk)",
-                                      "4 /plates/film on 'filer' (/net/plates)",
-                                      "4 share on 'server' (/net/win)",
-                                      "4 Network Drive (/net/odd)", "5 Compact Disc (/media/cd)",
-                                      "6 RAM Disk (/ram)", "2 Removable Media (/run/media/me/usb)",
-                                      "3 Local Disk (/data)", "3 Local Disk (/processing)" ) );
+    EXPECT_THAT( labels,
+                 ElementsAre( "3 Local Disk (/)", "3 Data (/media/My Disk)",
+                              "4 /plates/film on 'filer' (/net/plates)",
+                              "4 share on 'server' (/net/win)", "4 Network Drive (/net/odd)",
+                              "5 Compact Disc (/media/cd)", "6 RAM Disk (/ram)",
+                              "2 Removable Media (/run/media/me/usb)", "3 Local Disk (/data)",
+                              "3 Local Disk (/processing)", "3 Local Disk (/moved/here)" ) );
 }
 
 TEST( OsDriveEntryDescriptor, ListsThisMachinesVolumes ) {
@@ -247,6 +255,35 @@ TEST( OsFileUtils, UniqueNamesDifferAndKeepTheirParts ) {
     EXPECT_EQ( directory.getDirectoryName(), files.path( "new" ) );
 }
 
+TEST( OsFileUtils, OnlyRegularFilesUpToTheBoundAreRead ) {
+    const TestFiles files( "file=content empty folder/ link>file pipe|" );
+    constexpr std::size_t MOST = 7;
+    std::optional<std::string> text;
+    const std::pair<const char*, const char*> contents[] = {
+        { "file", "content" }, { "link", "content" }, { "empty", "" }, { "/dev/null", "" } };
+    for( const auto& [name, content] : contents ) {
+        OsFileUtils::readRegularFile( files.at( name ).string(), MOST, text );
+        EXPECT_EQ( text, content ) << name;
+    }
+    files.write( "large", "contents" );
+    const std::tuple<const char*, const char*, bool> refused[] = {
+        { "large", "It is larger than 7 bytes", false },
+        // It has no size until it is read.
+        { "/proc/self/status", "It is larger than 7 bytes", true },
+        { "pipe", "It isn't a regular file", false },
+        { "folder", "It isn't a regular file", false },
+        { "none", "No such file", false },
+        // Opening it succeeds.
+        { "/proc/self/mem", "Input/output error", true } };
+    for( const auto& [name, reason, isOpen] : refused ) {
+        const OsFilePath path( files.at( name ).string() );
+        EXPECT_THAT(
+            raisedBy<ExSysError>( [&] { OsFileUtils::readRegularFile( path, MOST, text ); } ),
+            tells( "", "OsFileUtils::readRegularFile", path.toString(), reason ) );
+        EXPECT_EQ( text.has_value(), isOpen ) << name;
+    }
+}
+
 TEST( OsFileUtils, WalkDividesAPathIntoWhatExistsAndWhatIsMissing ) {
     const TestFiles files( "a/b/file" );
     const OsWorkingDirectory::Guard working( files.path() );
@@ -266,6 +303,12 @@ TEST( OsFileUtils, WalkDividesAPathIntoWhatExistsAndWhatIsMissing ) {
         EXPECT_EQ( existing.toString(), expected._existing.toString() );
         EXPECT_EQ( missing.toString(), expected._missing.toString() );
     }
+    // In time and memory that grow with the length, not with its square.
+    std::string text = "a/b";
+    for( int i = 0; i < 1'000'000; ++i ) {
+        text += "/c";
+    }
+    EXPECT_EQ( OsFileUtils::walk( text ).second.getNbComponents(), 1'000'000U );
 }
 
 } // namespace

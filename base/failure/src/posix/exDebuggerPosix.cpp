@@ -1,5 +1,7 @@
 #include <base/failure/src/exDebugger.h>
 
+#include <base/files/newDescriptorPosix.h>
+
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
@@ -14,7 +16,7 @@ namespace {
 class StatusText {
 public:
     StatusText() noexcept {
-        const int file = ::open( "/proc/self/status", O_RDONLY | O_CLOEXEC );
+        const int file = keepOffStreams( ::open( "/proc/self/status", O_RDONLY | O_CLOEXEC ) );
         if( file >= 0 ) {
             const ssize_t size = ::read( file, _text, sizeof( _text ) - 1 );
             _text[size > 0 ? size : 0] = 0;

@@ -2,6 +2,8 @@
 
 #include <base/failure/exSysError.h>
 #include <base/failure/qvHere.h>
+#include <base/files/newDescriptorPosix.h>
+#include <base/files/sizeSignalGuardPosix.h>
 
 #include <cerrno>
 
@@ -25,7 +27,8 @@ void waitUntilWritable( int descriptor ) {
 } // namespace
 
 int OutputDescriptor::open( const char* path ) {
-    const int descriptor = ::open( path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666 );
+    const int descriptor =
+        keepOffStreams( ::open( path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666 ) );
     if( descriptor < 0 ) {
         throw ExSysErrorANSI( QV_HERE, "ExStdout::initialize", path );
     }
@@ -37,6 +40,7 @@ void OutputDescriptor::close( int descriptor ) noexcept {
 }
 
 void OutputDescriptor::write( int descriptor, std::string_view text ) {
+    const SizeSignalGuard guard;
     while( !text.empty() ) {
         const ssize_t count = ::write( descriptor, text.data(), text.size() );
         if( count >= 0 ) {

@@ -1,3 +1,5 @@
+#include <base/files/newDescriptorPosix.h>
+#include <base/files/sizeSignalGuardPosix.h>
 #include <resmgt/locks/src/posix/lkSemaHandlePosix.h>
 
 #include <base/text/ascii.h>
@@ -169,7 +171,8 @@ LkSemaHandlePosix::LkSemaHandlePosix( const char* name, unsigned int initialCoun
 void LkSemaHandlePosix::openNamed( unsigned int initialCount, LkSemaTypes::CreateFlag flag ) {
     const int create = flag == LkSemaTypes::OPEN_ONLY ? 0 : O_CREAT;
     for( ;; ) {
-        _file = ::shm_open( _systemName.c_str(), O_RDWR | create, S_IRUSR | S_IWUSR );
+        _file =
+            keepOffStreams( ::shm_open( _systemName.c_str(), O_RDWR | create, S_IRUSR | S_IWUSR ) );
         if( _file < 0 ) {
             fail( errno );
             return;
@@ -208,6 +211,7 @@ int LkSemaHandlePosix::attach( unsigned int initialCount, LkSemaTypes::CreateFla
 }
 
 int LkSemaHandlePosix::make( unsigned int initialCount ) {
+    const SizeSignalGuard guard;
     int error = reserve( _file );
     if( error == 0 ) {
         error = map();
@@ -222,7 +226,7 @@ int LkSemaHandlePosix::make( unsigned int initialCount ) {
 }
 
 void LkSemaHandlePosix::removeName() const noexcept {
-    const int named = ::shm_open( _systemName.c_str(), O_RDWR, 0 );
+    const int named = keepOffStreams( ::shm_open( _systemName.c_str(), O_RDWR, 0 ) );
     if( named < 0 ) {
         return;
     }

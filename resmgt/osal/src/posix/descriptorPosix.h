@@ -1,5 +1,7 @@
 #pragma once
 
+#include <base/files/newDescriptorPosix.h>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -12,16 +14,17 @@ namespace Qv {
 /// failed before set it.
 class Descriptor {
 public:
-    /// As the system's call, made again while signals interrupt it. Isn't open after a failure.
+    /// As the system's call, made again while signals interrupt it, but never 0, 1 or 2. Isn't open
+    /// after a failure.
     Descriptor( const char* path, int flags, mode_t mode = 0 ) {
         do {
-            _file = ::open( path, flags | O_NOCTTY | O_CLOEXEC, mode );
+            _file = keepOffStreams( ::open( path, flags | O_NOCTTY | O_CLOEXEC, mode ) );
         } while( _file < 0 && errno == EINTR );
     }
     /// The same for a path that begins in the open directory `folder`.
     Descriptor( int folder, const char* path, int flags, mode_t mode = 0 ) {
         do {
-            _file = ::openat( folder, path, flags | O_NOCTTY | O_CLOEXEC, mode );
+            _file = keepOffStreams( ::openat( folder, path, flags | O_NOCTTY | O_CLOEXEC, mode ) );
         } while( _file < 0 && errno == EINTR );
     }
     Descriptor( Descriptor&& other ) noexcept

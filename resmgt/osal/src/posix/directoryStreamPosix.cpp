@@ -1,5 +1,6 @@
 #include <base/failure/qvHere.h>
 #include <base/trace/traceManager.h>
+#include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/directoryStreamPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
 
@@ -29,7 +30,23 @@ void traceOmitted( const OsFilePath& directory, const char* name ) {
     }
 }
 
+/// Of the open directory `own`, which it takes over; null with errno, also if that is -1.
+DIR* toStream( int own ) {
+    DIR* stream = nullptr;
+    while( own >= 0 && ( stream = ::fdopendir( own ) ) == nullptr && errno == EINTR ) {}
+    if( own >= 0 && stream == nullptr ) {
+        const int error = errno;
+        ::close( own );
+        errno = error;
+    }
+    return stream;
+}
+
 } // namespace
+
+DIR* openDirectory( const char* path ) {
+    return toStream( Descriptor( path, O_RDONLY | O_DIRECTORY | O_NONBLOCK ).release() );
+}
 
 DirectoryStream::~DirectoryStream() {
     if( isOpen() ) {
@@ -40,26 +57,13 @@ DirectoryStream::~DirectoryStream() {
 bool DirectoryStream::open( const OsFilePath& directory ) {
     _directory = directory;
     const NativePath native( _directory );
-    do {
-        _stream = ::opendir( native.get() );
-    } while( _stream == nullptr && errno == EINTR );
+    _stream = openDirectory( native.get() );
     return isOpen();
 }
 
 bool DirectoryStream::open( int folder, const OsFilePath& directory ) {
     _directory = directory;
-    const int own = ::fcntl( folder, F_DUPFD_CLOEXEC, STDERR_FILENO + 1 );
-    if( own == -1 ) {
-        return false;
-    }
-    do {
-        _stream = ::fdopendir( own );
-    } while( _stream == nullptr && errno == EINTR );
-    if( !isOpen() ) {
-        const int error = errno;
-        ::close( own );
-        errno = error;
-    }
+    _stream = toStream( ::fcntl( folder, F_DUPFD_CLOEXEC, STDERR_FILENO + 1 ) );
     return isOpen();
 }
 

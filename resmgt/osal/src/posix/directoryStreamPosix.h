@@ -6,6 +6,9 @@
 
 namespace Qv {
 
+/// As `opendir`, but it goes on after signals, and the descriptor is never 0, 1 or 2.
+DIR* openDirectory( const char* path );
+
 /// Reads the names in a directory, in the system's order. "." and ".." are passed over, as are
 /// names that a path can't tell because they hold a back-slash; these are traced.
 ///

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <map>
+#include <set>
 
 namespace Qv {
 
@@ -29,7 +31,8 @@ bool isAmong( const std::array<const char*, N>& names, const std::string& name )
 }
 
 bool isAtOrBelow( const std::string& place, const std::string& top ) {
-    return place.starts_with( top ) && ( place.size() == top.size() || place[top.size()] == '/' );
+    return place.starts_with( top ) &&
+           ( place.size() == top.size() || place[top.size()] == '/' || top == "/" );
 }
 
 bool isSystemPlace( const std::string& place ) {
@@ -53,6 +56,58 @@ bool isWanted( const Mount& mount ) {
     return isMemory( mount ) || isAmong( REMOTE_TYPES, mount.type ) || mount.type == "zfs" ||
            mount.type.starts_with( "fuse." ) || mount.source.starts_with( "/dev/" );
 }
+
+/// Which mounts are seen, and which are hidden by what was mounted over them or over a directory
+/// above them.
+class MountTree {
+public:
+    /// Keeps references to `mounts`.
+    explicit MountTree( const std::vector<Mount>& mounts )
+        : _size( mounts.size() ) {
+        std::set<std::string_view> ids;
+        for( const Mount& mount : mounts ) {
+            ids.insert( mount.id );
+        }
+        for( const Mount& mount : mounts ) {
+            const bool isFirst = mount.parent == mount.id || !ids.contains( mount.parent );
+            _mountsIn[isFirst ? OUTSIDE : std::string_view( mount.parent )].push_back( &mount );
+        }
+    }
+
+    /// Whether the system, on its way to the place of `mount`, gets there.
+    bool isVisible( const Mount& mount ) const {
+        const Mount* reached = nullptr;
+        const Mount* next = findNext( OUTSIDE, mount.place );
+        // A sound table has no circles, and each step leads to another mount.
+        for( std::size_t nbSteps = 0; next != nullptr && nbSteps < _size; ++nbSteps ) {
+            reached = next;
+            next = findNext( reached->id, mount.place );
+        }
+        return reached == &mount;
+    }
+
+private:
+    /// For the parent of the first mount, which isn't in the table.
+    static constexpr std::string_view OUTSIDE{};
+
+    /// The first mount in the mount `id` on the way to `place`; null when there is none.
+    const Mount* findNext( std::string_view id, const std::string& place ) const {
+        const Mount* next = nullptr;
+        const auto mounts = _mountsIn.find( id );
+        if( mounts != _mountsIn.end() ) {
+            for( const Mount* const mount : mounts->second ) {
+                if( isAtOrBelow( place, mount->place ) &&
+                    ( next == nullptr || mount->place.size() < next->place.size() ) ) {
+                    next = mount;
+                }
+            }
+        }
+        return next;
+    }
+
+    const std::size_t _size;
+    std::map<std::string_view, std::vector<const Mount*>> _mountsIn;
+};
 
 std::string_view takeUpTo( std::string_view& text, char end ) {
     const std::size_t size = std::min( text.find( end ), text.size() );
@@ -111,9 +166,9 @@ std::vector<Mount> parseMountTable( std::string_view text ) {
             continue;
         }
         std::string_view tail = line.substr( dash + 3 );
-        takeUpTo( line, ' ' );
-        takeUpTo( line, ' ' );
         Mount mount;
+        mount.id = takeUpTo( line, ' ' );
+        mount.parent = takeUpTo( line, ' ' );
         mount.device = takeUpTo( line, ' ' );
         takeUpTo( line, ' ' );
         mount.place = unescape( takeUpTo( line, ' ' ) );
@@ -129,14 +184,13 @@ std::vector<Mount> parseMountTable( std::string_view text ) {
 std::vector<Mount> selectVolumes( const std::vector<Mount>& mounts,
                                   const std::function<bool( const Mount& )>& isUsable ) {
     std::vector<Mount> volumes;
-    for( auto mount = mounts.begin(); mount != mounts.end(); ++mount ) {
+    const MountTree tree( mounts );
+    for( const Mount& mount : mounts ) {
         const bool isKnown =
             std::any_of( volumes.begin(), volumes.end(),
-                         [&]( const Mount& known ) { return known.device == mount->device; } );
-        const auto isOver = [&]( const Mount& later ) { return later.place == mount->place; };
-        if( isWanted( *mount ) && !isKnown && std::none_of( mount + 1, mounts.end(), isOver ) &&
-            isUsable( *mount ) ) {
-            volumes.push_back( *mount );
+                         [&]( const Mount& known ) { return known.device == mount.device; } );
+        if( isWanted( mount ) && !isKnown && tree.isVisible( mount ) && isUsable( mount ) ) {
+            volumes.push_back( mount );
         }
     }
     return volumes;

@@ -11,6 +11,9 @@ namespace Qv {
 
 /// One line of the system's table of what is mounted where.
 struct Mount {
+    /// Its number in the table, and that of the mount in which its place lies.
+    std::string id;
+    std::string parent;
     /// The numbers of the device, "8:1".
     std::string device;
     /// The directory at which it is seen.
@@ -25,7 +28,7 @@ struct Mount {
 std::vector<Mount> parseMountTable( std::string_view text );
 
 /// Those that a person would look for and `isUsable` keeps, each device once: where it was mounted
-/// first. Of two mounts at one place the newer one is seen.
+/// first. What a mount over it or over a directory on the way hides isn't among them.
 std::vector<Mount> selectVolumes( const std::vector<Mount>& mounts,
                                   const std::function<bool( const Mount& )>& isUsable );
 

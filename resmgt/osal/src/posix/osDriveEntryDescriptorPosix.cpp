@@ -1,11 +1,13 @@
 #include <base/failure/exSysError.h>
 #include <resmgt/osSupport/osDateUtil.h>
 #include <resmgt/osal/osDriveEntryDescriptor.h>
-#include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/src/posix/directoryStreamPosix.h>
 #include <resmgt/osal/src/posix/kernelFilePosix.h>
 #include <resmgt/osal/src/posix/mountTablePosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -18,14 +20,25 @@ namespace Qv {
 
 namespace {
 
-bool isRemovable( const Mount& mount ) {
-    const std::string device = "/sys/dev/block/" + mount.device;
-    // A partition doesn't tell; its disk does.
-    auto answer = readKernelFile( device + "/removable" );
-    if( !answer ) {
-        answer = readKernelFile( device + "/../removable" );
+constexpr const char* WHERE = "OsFsUtils::getDriveInfos";
+
+void checkNoExhaustion( const std::string& path ) {
+    if( OsFsUtilsPosix::isExhaustion( errno ) ) {
+        throw ExSysErrorWindows( QV_HERE, WHERE, path.c_str() );
     }
-    return answer && answer->starts_with( '1' );
+}
+
+bool isRemovable( const Mount& mount ) {
+    // A partition doesn't tell; its disk does.
+    for( const char* const place : { "/removable", "/../removable" } ) {
+        const std::string path = "/sys/dev/block/" + mount.device + place;
+        const auto answer = readKernelFile( path );
+        if( answer ) {
+            return answer->starts_with( '1' );
+        }
+        checkNoExhaustion( path );
+    }
+    return false;
 }
 
 /// The name of an entry below /dev/disk/by-label: what isn't harmless stands as "\x20".
@@ -46,20 +59,30 @@ std::string decodeLabel( const std::string& name ) {
     return label;
 }
 
+/// Whether the entry `name` of the open directory `folder` leads to the device of `mount`.
+bool isDeviceOf( const Mount& mount, int folder, const char* name ) {
+    struct stat status;
+    if( ::fstatat( folder, name, &status, 0 ) != 0 ) {
+        checkNoExhaustion( name );
+        return false;
+    }
+    return S_ISBLK( status.st_mode ) && std::to_string( major( status.st_rdev ) ) + ":" +
+                                                std::to_string( minor( status.st_rdev ) ) ==
+                                            mount.device;
+}
+
 /// Empty where the volume has none.
 std::string findVolumeLabel( const Mount& mount ) {
-    const std::unique_ptr<DIR, int ( * )( DIR* )> labels( ::opendir( "/dev/disk/by-label" ),
-                                                          ::closedir );
+    constexpr const char* PLACE = "/dev/disk/by-label";
+    errno = 0;
+    const std::unique_ptr<DIR, int ( * )( DIR* )> labels( openDirectory( PLACE ), ::closedir );
     while( const dirent* const entry = labels ? ::readdir( labels.get() ) : nullptr ) {
-        struct stat status {};
-        if( ::fstatat( ::dirfd( labels.get() ), entry->d_name, &status, 0 ) == 0 &&
-            S_ISBLK( status.st_mode ) &&
-            std::to_string( major( status.st_rdev ) ) + ":" +
-                    std::to_string( minor( status.st_rdev ) ) ==
-                mount.device ) {
+        if( isDeviceOf( mount, ::dirfd( labels.get() ), entry->d_name ) ) {
             return decodeLabel( entry->d_name );
         }
+        errno = 0;
     }
+    checkNoExhaustion( PLACE );
     return {};
 }
 
@@ -74,12 +97,12 @@ unsigned long long getSpace( Query query, const OsFilePath& root ) {
 }
 
 OsFileInfo makeRootInfo( const OsFilePath& root ) {
-    try {
-        return OsFile( root ).getInfo();
-    } catch( const ExSysError& ) {
-        const OsDateTypes::DateRep now = OsDateUtil::now();
-        return { root, "", OsFileTypes::DIRECTORY, 0, now, now };
+    struct statx status;
+    if( OsFsUtilsPosix::findStatus( root, 0, OsFsUtilsPosix::INFO_FIELDS, status, WHERE ) ) {
+        return OsFsUtilsPosix::makeInfo( root, status );
     }
+    const OsDateTypes::DateRep now = OsDateUtil::now();
+    return { root, "", OsFileTypes::DIRECTORY, 0, now, now };
 }
 
 OsDriveInfo makeDriveInfo( const Mount& mount ) {
@@ -115,8 +138,7 @@ public:
         if( !_volumes ) {
             const auto table = readKernelFile( "/proc/self/mountinfo" );
             if( !table ) {
-                throw ExSysErrorWindows( QV_HERE, "OsFsUtils::getDriveInfos",
-                                         "/proc/self/mountinfo" );
+                throw ExSysErrorWindows( QV_HERE, WHERE, "/proc/self/mountinfo" );
             }
             _volumes = selectVolumes( parseMountTable( *table ), isDirectoryMount );
         }

@@ -1,3 +1,4 @@
+#include <base/files/sizeSignalGuardPosix.h>
 #include <resmgt/osal/src/osFileCalls.h>
 #include <resmgt/osal/src/osUnbufferedInfo.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
@@ -57,12 +58,15 @@ bool isNoDirectory( int file ) {
 /// Makes the transfers of an open file unbuffered. Returns the alignment that they need, 0 after a
 /// failure.
 unsigned long long makeUnbuffered( int file ) {
-    const OsFileTypes::UnbufferedInfo info = getUnbufferedInfo( Handle( file ) );
-    if( !info.supported ) {
+    const std::optional<OsFileTypes::UnbufferedInfo> info = getUnbufferedInfo( Handle( file ) );
+    if( !info ) {
+        return 0;
+    }
+    if( !info->supported ) {
         errno = EOPNOTSUPP;
         return 0;
     }
-    return ::fcntl( file, F_SETFL, O_DIRECT ) == 0 ? info.sectorSize : 0;
+    return ::fcntl( file, F_SETFL, O_DIRECT ) == 0 ? info->sectorSize : 0;
 }
 
 /// Removes a file that was made in vain, at the end of its scope.
@@ -113,7 +117,7 @@ Opened openForUnbufferedWriting( const char* path, unsigned int mode, bool trunc
 
 } // namespace
 
-Opened openForReading( const OsFilePath& path, bool unbuffered ) {
+Opened openForReading( const OsFilePath& path, Transfers, bool unbuffered ) {
     Descriptor file( NativePath( path ).get(), O_RDONLY );
     if( !file.isOpen() || !isNoDirectory( file.get() ) ) {
         return FAILED;
@@ -122,8 +126,9 @@ Opened openForReading( const OsFilePath& path, bool unbuffered ) {
     return alignment != 0 ? Opened{ file.release(), alignment } : FAILED;
 }
 
-Opened openForWriting( const OsFilePath& path, const OsFileTypes::Permissions& permissions,
-                       bool truncate, bool unbuffered ) {
+Opened openForWriting( const OsFilePath& path, Transfers,
+                       const OsFileTypes::Permissions& permissions, bool truncate,
+                       bool unbuffered ) {
     const NativePath native( path );
     const unsigned int mode = fileMode( permissions );
     if( unbuffered ) {
@@ -157,6 +162,7 @@ Moved read( Handle handle, void* to, unsigned long long size ) {
 }
 
 Moved write( Handle handle, const void* from, unsigned long long size ) {
+    const SizeSignalGuard guard;
     return movedBy(
         OsFsUtilsPosix::retry( [&] { return ::write( descriptor( handle ), from, size ); } ) );
 }
@@ -167,6 +173,7 @@ Moved readAt( Handle handle, void* to, long long offset, unsigned long long size
 }
 
 Moved writeAt( Handle handle, const void* from, long long offset, unsigned long long size ) {
+    const SizeSignalGuard guard;
     return movedBy( OsFsUtilsPosix::retry(
         [&] { return ::pwrite( descriptor( handle ), from, size, offset ); } ) );
 }

@@ -75,8 +75,12 @@ private:
             return OsFsUtilsPosix::getStatus( _entries.getDescriptor(), name, flags,
                                               OsFsUtilsPosix::INFO_FIELDS, status );
         };
-        // A link that can't be followed, for whatever reason, doesn't end the listing.
-        if( ask( 0 ) || ask( AT_SYMLINK_NOFOLLOW ) ) {
+        if( ask( 0 ) ) {
+            return true;
+        }
+        checkCall( !OsFsUtilsPosix::isExhaustion( errno ), where, path );
+        // A link that can't be followed, for whatever other reason, doesn't end the listing.
+        if( ask( AT_SYMLINK_NOFOLLOW ) ) {
             return true;
         }
         checkCall( errno == ENOENT, where, path );

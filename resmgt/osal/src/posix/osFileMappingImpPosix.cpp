@@ -38,23 +38,20 @@ bool OsFileMappingImp::map( unsigned long long offset, unsigned long long size, 
     }
     const auto length = static_cast<unsigned long long>( facts.st_size );
     const unsigned long long end = size != 0 ? offset + size : length;
-    const bool grows = end > length;
-    if( end <= offset || ( grows && ( readOnly || !OsFileCalls::reserve( _file, end ) ) ) ) {
+    if( end <= offset || ( readOnly && end > length ) ) {
         return false;
     }
     const int access = readOnly ? PROT_READ : PROT_READ | PROT_WRITE;
     void* const address =
         ::mmap( nullptr, end - offset, access, MAP_SHARED, file, static_cast<off_t>( offset ) );
     if( address == MAP_FAILED ) {
-        if( grows ) {
-            OsFileCalls::reserve( _file, length );
-        }
         return false;
     }
     _address = address;
     _writableAddress = readOnly ? nullptr : address;
     _size = end - offset;
-    return true;
+    // At last, as it takes itself back when it fails: nobody touches the memory before.
+    return readOnly || OsFileCalls::reservePart( _file, offset, end );
 }
 
 } // namespace Qv

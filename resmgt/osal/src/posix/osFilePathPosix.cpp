@@ -1,25 +1,28 @@
-#include <base/failure/qvHere.h>
+#include <base/failure/exSysError.h>
 #include <base/trace/trace.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFilePath.h>
-#include <resmgt/osal/osFileReader.h>
-#include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/osWorkingDirectory.h>
 #include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/osFsPlatform.h>
 #include <resmgt/osal/src/posix/accountPosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <sstream>
 
 namespace Qv {
 
 namespace {
+
+constexpr const char* DOCUMENTS_DIR = "OsFilePath::getDocumentsDir";
 
 /// A directory of which the system told the name. One with a back-slash counts as none: as a path
 /// it would be another directory.
@@ -32,10 +35,20 @@ OsFilePath getDirectory( const char* variable ) {
     return value != nullptr ? toDirectory( value ) : OsFilePath();
 }
 
+/// A lack of descriptors or memory says nothing of the user's directories.
+void checkNoExhaustion( int error, const char* where, const char* detail ) {
+    if( OsFsUtilsPosix::isExhaustion( error ) ) {
+        errno = error;
+        throw ExSysErrorWindows( QV_HERE, where, detail );
+    }
+}
+
 OsFilePath getHome( const char* where ) {
     OsFilePath home = getDirectory( "HOME" );
-    AccountPosix account;
-    if( home.isEmpty() && AccountPosix::find( ::getuid(), account ) == 0 ) {
+    if( home.isEmpty() ) {
+        AccountPosix account;
+        const int error = AccountPosix::find( ::getuid(), account );
+        checkNoExhaustion( error, where, "the list of accounts" );
         home = toDirectory( account.home );
     }
     if( home.isEmpty() ) {
@@ -44,25 +57,33 @@ OsFilePath getHome( const char* where ) {
     return home;
 }
 
+void traceUnread( const OsFilePath& path, const char* reason ) {
+    static TraceLevel* const level = Trace::registerLevel( "OsFilePath", "osFilePathPosix.cpp" );
+    if( Trace::isEnabled( *level ) ) {
+        std::ostringstream text;
+        text << "'" << path.toString() << "' isn't read: " << reason;
+        TraceManager::getInstance().getTrace().log( text, QV_HERE );
+    }
+}
+
 /// The text of a settings file of the user's desktop, empty when there is none, as is usual.
 std::string readSettings( const OsFilePath& path ) {
-    static TraceLevel* const level = Trace::registerLevel( "OsFilePath", "osFilePathPosix.cpp" );
-    try {
-        if( !OsFsUtils::fileExists( path ) ) {
-            return {};
-        }
-        OsFileReader reader( path, false );
-        std::string text( reader.getSize(), '\0' );
-        text.resize( reader.read( text.data(), text.size() ) );
-        return text;
-    } catch( const ExBase& exception ) {
-        if( Trace::isEnabled( *level ) ) {
-            std::ostringstream text;
-            text << exception.getReason();
-            TraceManager::getInstance().getTrace().log( text, QV_HERE );
-        }
-        return {};
+    using OsFsPlatform::Reading;
+    constexpr std::size_t MAX_SIZE = 0x100000;
+    std::optional<std::string> text;
+    const Reading reading = OsFsPlatform::readRegularFile( path, MAX_SIZE, text );
+    const int error = errno;
+    if( reading == Reading::DONE ) {
+        return *text;
     }
+    if( reading != Reading::FAILED ) {
+        traceUnread( path, reading == Reading::TOO_LARGE ? "it is too large"
+                                                         : "it isn't a regular file" );
+    } else if( error != ENOENT ) {
+        checkNoExhaustion( error, DOCUMENTS_DIR, path.getChars() );
+        traceUnread( path, std::strerror( error ) );
+    }
+    return {};
 }
 
 /// The quoted value that `line` gives the variable of the documents directory, as the shell would
@@ -123,7 +144,7 @@ OsFilePath OsFilePath::getHomeDir() {
 }
 
 OsFilePath OsFilePath::getUserDocumentsDir() {
-    const OsFilePath home = getHome( "OsFilePath::getDocumentsDir" );
+    const OsFilePath home = getHome( DOCUMENTS_DIR );
     const OsFilePath variable = getDirectory( "XDG_CONFIG_HOME" );
     const OsFilePath configuration = variable.isAbsolute() ? variable : home + ".config";
     const OsFilePath documents =

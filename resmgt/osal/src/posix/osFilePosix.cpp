@@ -1,3 +1,4 @@
+#include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileEx.h>
@@ -7,6 +8,7 @@
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 #include <resmgt/osal/src/posix/permissionsPosix.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include <fcntl.h>
@@ -37,30 +39,31 @@ unsigned int getMode( const OsFilePath& path ) {
     if( errno == EACCES ) {
         return S_IFREG;
     }
+    if( OsFsUtilsPosix::isExhaustion( errno ) ) {
+        throw ExSysErrorWindows( QV_HERE, "OsFile::performGetType", path.getChars() );
+    }
     throw OsFileEx::ExInvalidPath( QV_HERE, "OsFile::performGetType", path );
 }
 
-/// Whether `error` is about the process and says nothing of the file.
-bool isExhaustion( int error ) {
-    return error == EMFILE || error == ENFILE || error == ENOMEM;
+bool checkAnswer( bool isGranted, const OsFilePath& path ) {
+    if( !isGranted && OsFsUtilsPosix::isExhaustion( errno ) ) {
+        throw ExSysErrorWindows( QV_HERE, "OsFile::performGetAccess", path.getChars() );
+    }
+    return isGranted;
 }
 
 bool canOpen( const OsFilePath& path, int how ) {
     const NativePath native( path );
     // Should it be a pipe by now, opening it mustn't wait.
-    const Descriptor file( native.get(), how | O_NONBLOCK );
-    if( !file.isOpen() && isExhaustion( errno ) ) {
-        throw ExSysErrorWindows( QV_HERE, "OsFile::performGetAccess", path.getChars() );
-    }
-    return file.isOpen();
+    return checkAnswer( Descriptor( native.get(), how | O_NONBLOCK ).isOpen(), path );
 }
 
 /// For what opening would do more to than to open it, and for directories, which can't be opened
 /// for writing.
 bool isGranted( const OsFilePath& path, int how ) {
     const NativePath native( path );
-    return OsFsUtilsPosix::retry(
-               [&] { return ::faccessat( AT_FDCWD, native.get(), how, AT_EACCESS ); } ) == 0;
+    const auto ask = [&] { return ::faccessat( AT_FDCWD, native.get(), how, AT_EACCESS ); };
+    return checkAnswer( OsFsUtilsPosix::retry( ask ) == 0, path );
 }
 
 } // namespace
@@ -89,7 +92,9 @@ OsDateTypes::DateRep OsFile::performGetCreationTime() const {
 }
 
 OsFileTypes::UnbufferedInfo OsFile::performGetUnbufferedInfo() const {
-    return Qv::getUnbufferedInfo( _path );
+    const auto info = Qv::getUnbufferedInfo( _path );
+    QV_SYS_ASSERT( info.has_value(), errno );
+    return *info;
 }
 
 OsFileTypes::ElementType OsFile::performGetType() const {

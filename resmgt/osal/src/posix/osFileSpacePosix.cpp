@@ -1,3 +1,4 @@
+#include <base/files/sizeSignalGuardPosix.h>
 #include <resmgt/osal/src/osFileCalls.h>
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
@@ -55,36 +56,36 @@ bool isUnableToTakeSpace() {
 /// Nothing after a failure.
 using Holes = std::optional<std::vector<Range>>;
 
-/// The holes before `end`, found with the current position.
-Holes searchHoles( int file, off_t end ) {
+/// The holes of `part`, found with the current position.
+Holes searchHoles( int file, Range part ) {
     std::vector<Range> holes;
-    off_t data = 0;
-    while( data < end ) {
+    off_t data = part.begin;
+    while( data < part.end ) {
         const off_t hole = ::lseek( file, data, SEEK_HOLE );
         if( hole < 0 ) {
             return std::nullopt;
         }
-        if( hole >= end ) {
+        if( hole >= part.end ) {
             break;
         }
         data = ::lseek( file, hole, SEEK_DATA );
         if( data < 0 && errno != ENXIO ) {
             return std::nullopt;
         }
-        data = data < 0 ? end : std::min( data, end );
+        data = data < 0 ? part.end : std::min( data, part.end );
         holes.push_back( { hole, data } );
     }
     return holes;
 }
 
-/// The parts before `end` for which there is no space yet.
-Holes findHoles( int file, const struct stat& facts, off_t end ) {
-    constexpr off_t blockSize = 512;
-    if( facts.st_blocks >= facts.st_size / blockSize ) {
+/// Where in `part`, which is within the file, nothing is stored; space may have been taken all the
+/// same. The file's count of blocks is no sign of holes: what describes the file counts as well.
+Holes findHoles( int file, Range part ) {
+    if( part.begin >= part.end ) {
         return Holes( std::in_place );
     }
     const off_t position = ::lseek( file, 0, SEEK_CUR );
-    const Holes holes = position < 0 ? std::nullopt : searchHoles( file, end );
+    const Holes holes = position < 0 ? std::nullopt : searchHoles( file, part );
     const int error = errno;
     if( ::lseek( file, position, SEEK_SET ) != position ) {
         return std::nullopt;
@@ -93,46 +94,98 @@ Holes findHoles( int file, const struct stat& facts, off_t end ) {
     return holes;
 }
 
-void giveBack( int file, const std::vector<Range>& holes, off_t length ) {
+bool getFacts( int file, struct stat& facts ) {
+    return OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } ) == 0;
+}
+
+/// Fills the holes; `filled` becomes those for which that took space.
+bool fill( int file, const std::vector<Range>& holes, std::vector<Range>& filled ) {
+    for( const Range& hole : holes ) {
+        struct stat before;
+        struct stat after;
+        if( !getFacts( file, before ) ) {
+            return false;
+        }
+        const bool isTaken = takeSpace( file, hole );
+        const int error = errno;
+        if( !getFacts( file, after ) || before.st_blocks != after.st_blocks ) {
+            filled.push_back( hole );
+        }
+        errno = error;
+        if( !isTaken ) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void giveBack( int file, const std::vector<Range>& holes ) {
     const int error = errno;
     for( const Range& hole : holes ) {
         ::fallocate( file, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, hole.begin,
                      hole.end - hole.begin );
     }
-    setLength( file, length );
     errno = error;
+}
+
+/// Takes the space for `part` and fixes the length of a file, which has `facts`. A failure leaves
+/// the length as it was, and the space of `filled` taken.
+bool take( int file, const struct stat& facts, Range part, off_t length,
+           std::vector<Range>& filled ) {
+    const SizeSignalGuard guard;
+    const off_t kept = std::min( length, facts.st_size );
+    const Holes holes = findHoles( file, { part.begin, std::min( part.end, kept ) } );
+    if( !holes ) {
+        return false;
+    }
+    const bool isTaken = takeSpace( file, { std::max( part.begin, kept ), part.end } ) &&
+                         fill( file, *holes, filled );
+    // A volume that can't take space can fix the length all the same.
+    if( ( isTaken || isUnableToTakeSpace() ) &&
+        ( length == facts.st_size || setLength( file, length ) ) ) {
+        return true;
+    }
+    const int error = errno;
+    if( length > facts.st_size ) {
+        setLength( file, facts.st_size );
+    }
+    errno = error;
+    return false;
+}
+
+/// Whether a file can be as long; false with errno.
+bool isLength( unsigned long long size ) {
+    if( size > static_cast<unsigned long long>( std::numeric_limits<off_t>::max() ) ) {
+        errno = EFBIG;
+        return false;
+    }
+    return true;
 }
 
 } // namespace
 
 bool reserve( Handle handle, unsigned long long size ) {
-    if( size > static_cast<unsigned long long>( std::numeric_limits<off_t>::max() ) ) {
-        errno = EFBIG;
-        return false;
-    }
     const int file = static_cast<int>( handle );
     const auto length = static_cast<off_t>( size );
     struct stat facts;
-    if( OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } ) != 0 ) {
+    if( !isLength( size ) || !getFacts( file, facts ) ) {
         return false;
     }
-    const off_t kept = std::min( length, facts.st_size );
     std::vector<Range> filled;
-    const Holes holes = findHoles( file, facts, kept );
-    if( !holes ) {
-        return false;
+    const bool isTaken = take( file, facts, { 0, length }, length, filled );
+    if( !isTaken ) {
+        giveBack( file, filled );
     }
-    bool isTaken = takeSpace( file, { kept, length } );
-    for( auto hole = holes->begin(); isTaken && hole != holes->end(); ++hole ) {
-        filled.push_back( *hole );
-        isTaken = takeSpace( file, *hole );
-    }
-    // A volume that can't take space can fix the length all the same.
-    if( ( isTaken || isUnableToTakeSpace() ) && setLength( file, length ) ) {
-        return true;
-    }
-    giveBack( file, filled, facts.st_size );
-    return false;
+    return isTaken;
+}
+
+bool reservePart( Handle handle, unsigned long long begin, unsigned long long end ) {
+    const int file = static_cast<int>( handle );
+    const Range part{ static_cast<off_t>( begin ), static_cast<off_t>( end ) };
+    struct stat facts;
+    std::vector<Range> filled;
+    return isLength( end ) && getFacts( file, facts ) &&
+           take( file, facts, part, std::max( part.end, facts.st_size ), filled );
 }
 
 } // namespace Qv::OsFileCalls

@@ -1,3 +1,4 @@
+#include <base/failure/exSysError.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/osFsPlatform.h>
@@ -24,6 +25,7 @@ using OsFileTypes::Permissions;
 
 namespace {
 
+constexpr const char* FILE_EXISTS = "OsFsUtils::fileExists";
 constexpr mode_t OWNER_MAY_DO = 0700;
 constexpr mode_t ALL_MAY_DO = 0777;
 
@@ -47,8 +49,7 @@ bool closeToOthers( const Descriptor& directory ) {
 
 bool entryExists( const OsFilePath& path ) {
     struct statx status;
-    return OsFsUtilsPosix::getStatus( AT_FDCWD, NativePath( path ).get(), AT_SYMLINK_NOFOLLOW,
-                                      STATX_TYPE, status );
+    return OsFsUtilsPosix::findStatus( path, AT_SYMLINK_NOFOLLOW, STATX_TYPE, status, FILE_EXISTS );
 }
 
 bool hasMatch( const OsFilePath& path ) {
@@ -67,6 +68,9 @@ bool hasMatch( const OsFilePath& path ) {
                 return true;
             }
         }
+    }
+    if( OsFsUtilsPosix::isExhaustion( errno ) ) {
+        throw ExSysErrorWindows( QV_HERE, FILE_EXISTS, path.getChars() );
     }
     return false;
 }

@@ -73,6 +73,15 @@ bool OsFsUtilsPosix::unlinkIfStill( int folder, const char* name, const OsFsPlat
     return found->id != id || retry( [&] { return ::unlinkat( folder, name, 0 ); } ) == 0;
 }
 
+bool OsFsUtilsPosix::findStatus( const OsFilePath& path, int flags, unsigned int fields,
+                                 struct statx& status, const char* where ) {
+    const bool isFound = getStatus( AT_FDCWD, NativePath( path ).get(), flags, fields, status );
+    if( !isFound && isExhaustion( errno ) ) {
+        throw ExSysErrorWindows( QV_HERE, where, path.getChars() );
+    }
+    return isFound;
+}
+
 OsFileInfo OsFsUtilsPosix::makeInfo( const OsFilePath& path, const struct statx& status ) {
     return { path,
              getAccountName( status.stx_uid, path ),
@@ -110,18 +119,20 @@ const std::string& OsFsUtilsPosix::getAccountName( uid_t account, const OsFilePa
 
 bool OsFsUtils::isDirectory( const OsFilePath& path ) {
     struct statx status;
-    return OsFsUtilsPosix::getStatus( path, STATX_TYPE, status ) && S_ISDIR( status.stx_mode );
+    return OsFsUtilsPosix::findStatus( path, 0, STATX_TYPE, status, "OsFsUtils::isDirectory" ) &&
+           S_ISDIR( status.stx_mode );
 }
 
 bool OsFsUtils::isFile( const OsFilePath& path ) {
     struct statx status;
-    return OsFsUtilsPosix::getStatus( path, STATX_TYPE, status ) && !S_ISDIR( status.stx_mode );
+    return OsFsUtilsPosix::findStatus( path, 0, STATX_TYPE, status, "OsFsUtils::isFile" ) &&
+           !S_ISDIR( status.stx_mode );
 }
 
 bool OsFsUtils::isSymLink( const OsFilePath& path ) {
     struct statx status;
-    return OsFsUtilsPosix::getStatus( AT_FDCWD, NativePath( path ).get(), AT_SYMLINK_NOFOLLOW,
-                                      STATX_TYPE, status ) &&
+    return OsFsUtilsPosix::findStatus( path, AT_SYMLINK_NOFOLLOW, STATX_TYPE, status,
+                                       "OsFsUtils::isSymLink" ) &&
            S_ISLNK( status.stx_mode );
 }
 

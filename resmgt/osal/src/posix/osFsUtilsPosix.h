@@ -32,6 +32,15 @@ public:
     static std::optional<OsFsPlatform::Facts> getFacts( int folder, const char* name, int flags );
     /// Removes a file that was made here, unless another one has its name by now. False on failure.
     static bool unlinkIfStill( int folder, const char* name, const OsFsPlatform::FileId& id );
+    /// Whether the error is that of a process or machine short of descriptors or memory, which is
+    /// no answer about any file.
+    static bool isExhaustion( int error ) noexcept {
+        return error == EMFILE || error == ENFILE || error == ENOMEM;
+    }
+    /// As `getStatus`, for a question that false is an answer to.
+    /// Errors: ExSysErrorWindows with `where`, for exhaustion.
+    static bool findStatus( const OsFilePath& path, int flags, unsigned int fields,
+                            struct statx& status, const char* where );
 
     /// REQUIRES: `status` has INFO_FIELDS. Raises what `getAccountName` does.
     static OsFileInfo makeInfo( const OsFilePath& path, const struct statx& status );

@@ -1,4 +1,3 @@
-#include <base/failure/assertions.h>
 #include <base/locks/lkGuard.h>
 #include <base/locks/lkLock.h>
 #include <resmgt/osal/src/osUnbufferedInfo.h>
@@ -53,20 +52,6 @@ KnownVolumes& knownVolumes() {
     return volumes;
 }
 
-struct stat getFacts( int file ) {
-    struct stat facts;
-    const int result = OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } );
-    QV_SYS_ASSERT( result == 0, errno );
-    return facts;
-}
-
-struct statfs getVolumeFacts( int file ) {
-    struct statfs facts;
-    const int result = OsFsUtilsPosix::retry( [&] { return ::fstatfs( file, &facts ); } );
-    QV_SYS_ASSERT( result == 0, errno );
-    return facts;
-}
-
 /// Whether the data is on another machine, or where a program of some user takes it.
 bool isRemote( const struct statfs& volume, dev_t device ) {
     constexpr unsigned int LUSTRE_MAGIC = 0x0bd00bd0;
@@ -92,8 +77,8 @@ bool isRemote( const struct statfs& volume, dev_t device ) {
     }
 }
 
-/// Of the disk below a volume; 0 where there is none.
-std::uint64_t getLogicalBlockSize( dev_t device ) {
+/// Of the disk below a volume; 0 where there is none, nothing if it can't be asked.
+std::optional<std::uint64_t> getLogicalBlockSize( dev_t device ) {
     const std::string number =
         std::to_string( major( device ) ) + ":" + std::to_string( minor( device ) );
     for( const char* const place : { "/", "/../" } ) { // a whole disk, a part of one
@@ -102,24 +87,29 @@ std::uint64_t getLogicalBlockSize( dev_t device ) {
         if( size ) {
             return std::strtoull( size->c_str(), nullptr, 10 );
         }
+        if( OsFsUtilsPosix::isExhaustion( errno ) ) {
+            return std::nullopt;
+        }
     }
     return 0;
 }
 
 #ifdef STATX_DIOALIGN
 /// What the kernel tells of a regular file: 0 if it can't be transferred unbuffered, nothing if the
-/// kernel doesn't say.
-std::optional<std::uint64_t> getToldAlignment( int file ) {
+/// kernel doesn't say. False if it can't be asked.
+bool getToldAlignment( int file, std::optional<std::uint64_t>& told ) {
     struct statx facts {};
-    if( ::statx( file, "", AT_EMPTY_PATH, STATX_DIOALIGN, &facts ) != 0 ||
-        ( facts.stx_mask & STATX_DIOALIGN ) == 0 ) {
-        return std::nullopt;
+    if( ::statx( file, "", AT_EMPTY_PATH, STATX_DIOALIGN, &facts ) != 0 ) {
+        return !OsFsUtilsPosix::isExhaustion( errno );
     }
-    return std::max( facts.stx_dio_mem_align, facts.stx_dio_offset_align );
+    if( ( facts.stx_mask & STATX_DIOALIGN ) != 0 ) {
+        told = std::max( facts.stx_dio_mem_align, facts.stx_dio_offset_align );
+    }
+    return true;
 }
 #else
-std::optional<std::uint64_t> getToldAlignment( int ) {
-    return std::nullopt;
+bool getToldAlignment( int, std::optional<std::uint64_t>& ) {
+    return true;
 }
 #endif
 
@@ -132,19 +122,26 @@ bool isAccepted( int file ) {
     return accepted;
 }
 
-/// `isSample` tells that `file` is a regular file, on which can be tried what its volume can do.
-UnbufferedInfo findOut( int file, dev_t device, bool isSample ) {
-    const struct statfs volume = getVolumeFacts( file );
-    const std::uint64_t disk = getLogicalBlockSize( device );
-    const std::optional<std::uint64_t> told = isSample ? getToldAlignment( file ) : std::nullopt;
-    const bool isSupported = isSample ? told != 0 && isAccepted( file ) : disk != 0;
+/// Nothing if the volume can't be asked. `isSample` says that `file` is a regular file, on which
+/// can be tried what its volume can do.
+std::optional<UnbufferedInfo> findOut( int file, dev_t device, bool isSample ) {
+    struct statfs volume;
+    if( OsFsUtilsPosix::retry( [&] { return ::fstatfs( file, &volume ); } ) != 0 ) {
+        return std::nullopt;
+    }
+    const std::optional<std::uint64_t> disk = getLogicalBlockSize( device );
+    std::optional<std::uint64_t> told;
+    if( !disk || ( isSample && !getToldAlignment( file, told ) ) ) {
+        return std::nullopt;
+    }
+    const bool isSupported = isSample ? told != 0 && isAccepted( file ) : *disk != 0;
     if( !isSupported || isRemote( volume, device ) ) {
-        return {};
+        return UnbufferedInfo();
     }
     const auto cluster =
         static_cast<std::uint64_t>( volume.f_frsize > 0 ? volume.f_frsize : volume.f_bsize );
     // What is made of several disks, or of none, takes its own blocks.
-    const std::uint64_t sector = told.value_or( disk != 0 ? disk : cluster );
+    const std::uint64_t sector = told.value_or( *disk != 0 ? *disk : cluster );
     const UnbufferedInfo info( true, sector, cluster, LARGEST_TRANSFER );
     if( isSample ) {
         knownVolumes().add( device, info );
@@ -161,30 +158,42 @@ Descriptor openSample( const NativePath& path, mode_t type ) {
     return Descriptor( S_ISREG( type ) ? path.get() : "", O_RDONLY | O_NONBLOCK );
 }
 
-} // namespace
-
-UnbufferedInfo getUnbufferedInfo( OsFileTypes::Handle handle ) {
-    const int file = static_cast<int>( handle );
-    const dev_t device = getFacts( file ).st_dev;
-    const std::optional<UnbufferedInfo> known = knownVolumes().find( device );
-    return known ? *known : findOut( file, device, true );
+bool getFacts( int file, struct stat& facts ) {
+    return OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } ) == 0;
 }
 
-UnbufferedInfo getUnbufferedInfo( const OsFilePath& path ) {
+} // namespace
+
+std::optional<UnbufferedInfo> getUnbufferedInfo( OsFileTypes::Handle handle ) {
+    const int file = static_cast<int>( handle );
+    struct stat facts;
+    if( !getFacts( file, facts ) ) {
+        return std::nullopt;
+    }
+    const std::optional<UnbufferedInfo> known = knownVolumes().find( facts.st_dev );
+    return known ? known : findOut( file, facts.st_dev, true );
+}
+
+std::optional<UnbufferedInfo> getUnbufferedInfo( const OsFilePath& path ) {
     const OsFilePath place = path.getAbsolutePath();
     const NativePath native( place );
     const Descriptor entry( native.get(), O_PATH );
-    if( !entry.isOpen() && place.getNbComponents() > 1 ) {
+    if( !entry.isOpen() && !OsFsUtilsPosix::isExhaustion( errno ) && place.getNbComponents() > 1 ) {
         return getUnbufferedInfo( place.getDirectoryName() );
     }
-    QV_SYS_ASSERT( entry.isOpen(), errno );
-    const struct stat facts = getFacts( entry.get() );
+    struct stat facts;
+    if( !entry.isOpen() || !getFacts( entry.get(), facts ) ) {
+        return std::nullopt;
+    }
     const std::optional<UnbufferedInfo> known = knownVolumes().find( facts.st_dev );
     if( known ) {
-        return *known;
+        return known;
     }
     const Descriptor sample = openSample( native, facts.st_mode );
     const bool isSample = sample.isOpen();
+    if( !isSample && OsFsUtilsPosix::isExhaustion( errno ) ) {
+        return std::nullopt;
+    }
     return findOut( isSample ? sample.get() : entry.get(), facts.st_dev, isSample );
 }
 
