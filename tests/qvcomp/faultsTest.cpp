@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <tuple>
 
 #include <signal.h>
 
@@ -86,7 +87,7 @@ TEST_F( QvcompFault, AbsurdDataWindowIsRefusedBeforeMemoryIsTaken ) {
     constexpr std::int32_t FAR = 0x7FFFFFFF;
     const std::array<std::int32_t, 4> windows[] = {
         { 0, 0, FAR, FAR },         { -FAR, -FAR, FAR, FAR }, { 5, 5, 4, 4 },
-        { 0, 0, 1000000000, 1000 }, { 0, 0, 65536, 0 },
+        { 0, 0, 1000000000, 1000 }, { 0, 0, 65536, 0 },       { 0, 0, 65535, 65535 },
     };
     for( const auto& window : windows ) {
         SCOPED_TRACE( ::testing::PrintToString( window ) );
@@ -94,6 +95,74 @@ TEST_F( QvcompFault, AbsurdDataWindowIsRefusedBeforeMemoryIsTaken ) {
         std::memcpy( &bytes[place + label.size()], window.data(), sizeof window );
         expectLayerFailure( "window.exr' ", writeInput( "window.exr", bytes ) );
     }
+}
+
+TEST_F( QvcompFault, AttributeThatClaimsMoreThanTheFileHasIsRefused ) {
+    const std::string label( "dataWindow\0box2i\0", 17 );
+    const std::string good = readFile( _layers[2] );
+    const std::size_t place = good.find( label ) + label.size();
+    for( const std::uint32_t size : { 0x7FFFFFFFU, 0xFFFFFFFFU, 0x10000U } ) {
+        std::string bytes = good;
+        std::memcpy( &bytes[place], &size, sizeof size );
+        expectLayerFailure( "its attribute 'dataWindow' claims " + std::to_string( size ),
+                            writeInput( "claim.exr", bytes ) );
+    }
+}
+
+TEST_F( QvcompFault, OneFileUnderTwoNamesIsRefused ) {
+    run();
+    const std::string picture = readFile( getOutput() );
+    const std::string preview = readFile( getPreview() );
+    const std::string layer = readFile( _layers[1] );
+    const fs::path folder = _outputs.path() / "folder";
+    fs::create_directory( folder );
+    fs::create_directory_symlink( _outputs.path(), folder / "up" );
+    fs::create_symlink( "up/out.exr", folder / "out" );
+    fs::create_hard_link( getOutput(), folder / "hard" );
+    fs::create_symlink( "up/new.exr", folder / "new" );
+    fs::create_symlink( _layers[1], folder / "layer" );
+    fs::create_hard_link( _layers[1], _inputs.path() / "second" );
+    const std::string in = folder.string() + '/';
+    const std::string same = "-o and --preview name the same file";
+    const std::string isLayer = "' is also a layer";
+    const std::string second = _inputs.path() / "second";
+    const std::tuple<std::string, std::string, std::string> cases[] = {
+        { getOutput(), in + "out", same },
+        { getOutput(), in + "hard", same },
+        { getOutput(), in + "up/out.exr", same },
+        { in + "new", in + "../new.exr", same },
+        { in + "new.exr", in + "up/folder/new.exr", same },
+        { in + "layer", getPreview(), isLayer },
+        { second, getPreview(), isLayer },
+        { getOutput(), _layers[1], isLayer },
+    };
+    for( const auto& [output, other, text] : cases ) {
+        const Outcome outcome = runInside( makeArguments( { "-o", output, "--preview", other } ) );
+        EXPECT_EQ( outcome.status, 2 ) << output << ' ' << other;
+        EXPECT_THAT( outcome.errors, HasSubstr( text ) );
+    }
+    EXPECT_TRUE( readFile( getOutput() ) == picture && readFile( getPreview() ) == preview );
+    EXPECT_TRUE( readFile( _layers[1] ) == layer );
+    EXPECT_FALSE( fs::exists( _outputs.path() / "new.exr" ) );
+}
+
+TEST_F( QvcompFault, ReportThatCantBeWrittenIsStatus1AndThePictureStays ) {
+    const auto runInto = [&]( const std::string& redirection, Arguments command ) {
+        command.insert( command.begin(), { "/bin/sh", "-c", "exec \"$@\" " + redirection, "sh" } );
+        return ChildCommand( command ).finish();
+    };
+    for( const auto& [redirection, text] :
+         { std::pair( ">/dev/full", "can't write to standard output: No space left on device" ),
+           { ">&-", "can't write to standard output: Bad file descriptor" } } ) {
+        for( const Arguments& command : { makeCommand(), { QVCOMP_PROGRAM, "--help" } } ) {
+            const Outcome outcome = runInto( redirection, command );
+            EXPECT_EQ( outcome.status, 1 );
+            EXPECT_THAT( outcome.errors, HasSubstr( text ) );
+        }
+        EXPECT_TRUE( fs::remove( getOutput() ) );
+    }
+    // What is missing isn't taken for a file that the command opens.
+    EXPECT_EQ( runInto( "<&- 2>&-", makeCommand() ).status, 0 );
 }
 
 TEST_F( QvcompFault, WrongCommandLineIsStatus2 ) {
@@ -153,7 +222,7 @@ TEST_F( QvcompFault, DiskFullWhileThePictureIsWrittenLeavesTheOldOne ) {
 }
 
 TEST_F( QvcompFault, InterruptedItSaysSoAndInterruptedOrKilledItLeavesNothing ) {
-    for( const int signal : { SIGINT, SIGTERM, SIGKILL } ) {
+    for( const int signal : { SIGINT, SIGTERM, SIGHUP, SIGKILL } ) {
         SCOPED_TRACE( signal );
         ChildCommand child( makeCommand( { "--size", "9000x9000", "--memory", "4M" } ) );
         child.waitForFileIn( _scratch.path() );
@@ -162,6 +231,7 @@ TEST_F( QvcompFault, InterruptedItSaysSoAndInterruptedOrKilledItLeavesNothing ) 
         if( signal == SIGKILL ) {
             EXPECT_EQ( outcome.status, -SIGKILL );
             EXPECT_TRUE( fs::is_empty( _scratch.path() ) );
+            EXPECT_TRUE( fs::is_empty( _outputs.path() ) );
         } else {
             expectFailed( outcome, std::string( "interrupted by SIG" ) + ::sigabbrev_np( signal ) );
         }

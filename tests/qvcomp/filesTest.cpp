@@ -2,11 +2,13 @@
 #include <tests/qvcomp/testCommand.h>
 
 #include <tests/support/gate.h>
+#include <tests/support/raisedBy.h>
 #include <tests/support/tempDirectory.h>
 #include <tools/qvcomp/exrWriter.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/interrupt.h>
 #include <tools/qvcomp/pngWriter.h>
+#include <tools/qvcomp/startThread.h>
 #include <tools/qvcomp/tileProtocol.h>
 
 #include <resmgt/locks/lkAsyncHandle.h>
@@ -15,8 +17,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <numeric>
 #include <random>
+
+#include <sys/fsuid.h>
+#include <unistd.h>
 
 namespace Qv::Comp {
 namespace {
@@ -35,6 +41,16 @@ protected:
     static constexpr std::size_t TILE_BYTES = 1024;
 
     fs::path getOutput() const { return _folder.path() / "out"; }
+
+    struct stat getFacts() const {
+        struct stat facts {};
+        EXPECT_EQ( ::stat( getOutput().c_str(), &facts ), 0 );
+        return facts;
+    }
+
+    long countEntries() const {
+        return std::distance( fs::directory_iterator( _folder.path() ), {} );
+    }
 
     /// Takes the content of the scratch file away, as a failing disk does.
     void emptyScratchFile() const {
@@ -82,6 +98,91 @@ TEST_F( QvcompFiles, ExrWriterTellsOfAFailureWhileItCompletesTheFile ) {
     // The table of the tiles, near the file's beginning, is written last.
     const FileSizeLimit limit( 8 );
     EXPECT_THROW( writer.finish(), Failure );
+}
+
+TEST_F( QvcompFiles, FileHasNoNameUntilItIsComplete ) {
+    for( const auto hiding :
+         { PendingFile::Hiding::NAMELESS_IF_POSSIBLE, PendingFile::Hiding::HIDDEN_NAME } ) {
+        const int hidden = hiding == PendingFile::Hiding::HIDDEN_NAME ? 1 : 0;
+        {
+            PendingFile file( getOutput().string(), hiding );
+            file.write( 4, "late", 4 );
+            EXPECT_EQ( countEntries(), hidden );
+        }
+        EXPECT_EQ( countEntries(), 0 );
+        PendingFile file( getOutput().string(), hiding );
+        file.write( 4, "late", 4 );
+        file.write( 0, "soon", 4 );
+        file.sync();
+        EXPECT_EQ( countEntries(), hidden );
+        file.commit();
+        EXPECT_EQ( readFile( getOutput() ), "soonlate" );
+        EXPECT_EQ( countEntries(), 1 );
+        fs::remove( getOutput() );
+    }
+}
+
+TEST_F( QvcompFiles, ReplacedFileIsThereUntilTheNewOneIsAndGivesItItsRights ) {
+    const bool isRoot = ::geteuid() == 0;
+    for( const auto hiding :
+         { PendingFile::Hiding::NAMELESS_IF_POSSIBLE, PendingFile::Hiding::HIDDEN_NAME } ) {
+        for( const mode_t mode : { 0600U, 0640U, 0666U } ) {
+            std::ofstream( getOutput() ) << "former";
+            ::chmod( getOutput().c_str(), mode );
+            if( isRoot ) {
+                ASSERT_EQ( ::chown( getOutput().c_str(), 1234, 5678 ), 0 );
+            }
+            const struct stat before = getFacts();
+            PendingFile file( getOutput().string(), hiding );
+            file.write( 0, "next", 4 );
+            EXPECT_EQ( readFile( getOutput() ), "former" );
+            file.sync();
+            file.commit();
+            EXPECT_EQ( readFile( getOutput() ), "next" );
+            EXPECT_NE( getFacts().st_ino, before.st_ino );
+            EXPECT_EQ( getFacts().st_mode, before.st_mode );
+            EXPECT_EQ( getFacts().st_uid, before.st_uid );
+            EXPECT_EQ( getFacts().st_gid, before.st_gid );
+            EXPECT_EQ( countEntries(), 1 );
+        }
+    }
+}
+
+TEST_F( QvcompFiles, GroupThatCantBeKeptGetsTheRightsOfAllOthers ) {
+    if( ::geteuid() != 0 ) {
+        return; // Who isn't root has no file of a group that isn't theirs.
+    }
+    constexpr uid_t NOBODY = 65534;
+    fs::permissions( _folder.path(), fs::perms::all );
+    std::ofstream( getOutput() ) << "former";
+    ASSERT_EQ( ::chown( getOutput().c_str(), NOBODY, 5678 ), 0 );
+    ::chmod( getOutput().c_str(), 0664 );
+    ::setfsuid( NOBODY );
+    PendingFile file( getOutput().string() );
+    file.commit();
+    ::setfsuid( 0 );
+    EXPECT_EQ( getFacts().st_mode & 0777U, 0644U );
+}
+
+TEST_F( QvcompFiles, LinkStaysAndWhatItLeadsToIsReplacedOrMade ) {
+    fs::create_symlink( "second", _folder.path() / "first" );
+    fs::create_symlink( getOutput(), _folder.path() / "second" );
+    for( const char* text : { "made", "new!" } ) {
+        PendingFile file( ( _folder.path() / "first" ).string() );
+        file.write( 0, text, 4 );
+        file.commit();
+        EXPECT_EQ( readFile( getOutput() ), text );
+        EXPECT_FALSE( fs::is_symlink( getOutput() ) );
+        EXPECT_EQ( countEntries(), 3 );
+    }
+}
+
+TEST_F( QvcompFiles, ThreadThatCantBeStartedIsOneSentence ) {
+    struct Refused {
+        explicit Refused( int ) { throw std::system_error( EAGAIN, std::generic_category() ); }
+    };
+    EXPECT_THAT( raisedBy<Failure>( [] { startThread<Refused>( 1 ); } ),
+                 ::testing::HasSubstr( "--threads" ) );
 }
 
 TEST_F( QvcompFiles, TileComesBackByEitherWay ) {

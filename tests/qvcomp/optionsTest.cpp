@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 namespace Qv::Comp {
 namespace {
 
@@ -42,6 +44,28 @@ TEST( QvcompOptions, AfterTwoDashesAllAreLayers ) {
     EXPECT_THAT( options.layers, ElementsAre( "first.exr", "--verify", "-o" ) );
     EXPECT_FALSE( options.mustVerify );
     EXPECT_EQ( options.output, "out.exr" );
+}
+
+TEST( QvcompOptions, PathsLeadWhereTheSystemLeads ) {
+    const OsFilePath above = std::filesystem::current_path().parent_path().string();
+    const Options options = parse( { "--size", "8x8", "-o", "../out.exr", "--preview", "../../p",
+                                     "--scratch", "..", "../a.exr", "a/b.exr" } );
+    EXPECT_EQ( options.output, above + "out.exr" );
+    EXPECT_EQ( options.preview, above.getDirectoryName() + "p" );
+    EXPECT_EQ( options.scratch, above );
+    EXPECT_THAT( options.layers, ElementsAre( above + "a.exr", "a/b.exr" ) );
+
+    for( const auto& [path, text] :
+         { std::pair( "missing/../x", "'missing/../x' leads nowhere: No such file" ),
+           { "a\\b.exr", "a name in it holds a back-slash" },
+           { "new/", "'new/' ends with a slash" } } ) {
+        for( const char* option : { "-o", "--preview", "--" } ) {
+            EXPECT_THAT( raisedBy<Failure>( [&] {
+                             parse( { option, path } );
+                         } ),
+                         HasSubstr( text ) );
+        }
+    }
 }
 
 TEST( QvcompOptions, HelpAndVersionNeedNothingElse ) {

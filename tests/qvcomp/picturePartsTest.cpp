@@ -3,6 +3,7 @@
 #include <tools/qvcomp/glow.h>
 #include <tools/qvcomp/plainTiles.h>
 #include <tools/qvcomp/planeCompare.h>
+#include <tools/qvcomp/progress.h>
 #include <tools/qvcomp/resample.h>
 #include <tools/qvcomp/toneMap.h>
 
@@ -10,6 +11,8 @@
 
 #include <array>
 #include <cmath>
+#include <sstream>
+#include <tuple>
 
 namespace Qv::Comp {
 namespace {
@@ -56,7 +59,7 @@ protected:
     }
 
     PlainTiles _store{ TILE_SIDE };
-    Progress _progress{ nullptr, 1 };
+    Progress _progress{ nullptr, {} };
     PassRunner _runner{ 2, 0, _progress };
 };
 
@@ -175,6 +178,55 @@ TEST_F( QvcompPicture, ComparisonFindsOneBitThatDiffers ) {
         return pixel;
     } );
     EXPECT_THROW( checkIdentical( *picture, *other ), Failure );
+}
+
+TEST( QvcompProgress, LineFitsTheTerminal ) {
+    const ProgressState early{ 0.004, 5.0, "Reading caf\xC3\xA9.exr" };
+    const ProgressState half{ 0.5, 37.6, "Reading caf\xC3\xA9.exr" };
+    const ProgressState slow{ 0.25, 3000.0, "Glow across" };
+    const std::tuple<ProgressState, int, std::string> cases[] = {
+        { early, 80, '[' + std::string( 30, '.' ) + "]   0%  Reading caf\xC3\xA9.exr" },
+        { half, 80,
+          '[' + std::string( 15, '#' ) + std::string( 15, '.' ) +
+              "]  50%  0:38 left  Reading caf\xC3\xA9.exr" },
+        { half, 61,
+          '[' + std::string( 15, '#' ) + std::string( 15, '.' ) + "]  50%  0:38 left  Reading ca" },
+        { half, 63,
+          '[' + std::string( 15, '#' ) + std::string( 15, '.' ) +
+              "]  50%  0:38 left  Reading caf" },
+        { slow, 40, "[####..............]  25%  2:30:00 left" },
+        { half, 23, " 50%  0:38 left" },
+        { half, 24, "[##...]  50%  0:38 left" },
+        { half, 10, " 50%" },
+        { half, 5, " 50%" },
+        { half, 4, "" },
+        { half, 1, "" },
+    };
+    for( const auto& [state, columns, line] : cases ) {
+        EXPECT_EQ( formatProgress( state, columns ), line ) << columns;
+    }
+}
+
+TEST( QvcompProgress, PercentageIsOfTheWholeWorkAndNeverFalls ) {
+    std::ostringstream terminal;
+    {
+        Progress progress( &terminal, { 1.0, 0.5, 2.5 }, [] { return 5; } );
+        for( const std::size_t steps : { 2U, 0U, 50U } ) {
+            progress.begin( "phase", steps );
+            for( std::size_t i = 0; i < steps; ++i ) {
+                progress.step();
+            }
+        }
+    }
+    int last = -1;
+    std::istringstream lines( terminal.str() );
+    std::vector<int> shown;
+    for( std::string line; std::getline( lines, line, '%' ) && !lines.eof(); ) {
+        shown.push_back( std::stoi( line.substr( line.rfind( 'K' ) + 1 ) ) );
+        EXPECT_GE( shown.back(), last );
+        last = shown.back();
+    }
+    EXPECT_THAT( shown, ::testing::IsSupersetOf( { 0, 12, 25, 37, 100 } ) );
 }
 
 TEST( QvcompToneMap, KeepsBlackAndOrderAndEndsInWhite ) {

@@ -85,7 +85,7 @@ TEST_F( QvcompRun, TilesThatAreEvictedWhileALayerIsReadKeepAllItsLines ) {
         return TestPixel{ light, 1.0F, static_cast<float>( y ), 1.0F };
     };
     _layers = { ( _inputs.path() / "wide.exr" ).string() };
-    writeImage( _layers[0], { 20000, 60, "RGB", false, 0, 0, paint } );
+    writeImage( _layers[0], { 20000, 60, "RGB", 0, 0, 0, paint } );
     EXPECT_THAT( run( { "--size", "70x60", "--tile", "64", "--threads", "1", "--memory", "200K",
                         "--verify" } ),
                  HasSubstr( "\"verified\": true" ) );
@@ -98,7 +98,7 @@ TEST_F( QvcompRun, SamplesThatAreNoNumbersSpoilNothing ) {
         return TestPixel{ at( 0 ), at( 1 ), at( 2 ), at( 3 ) };
     };
     _layers = { ( _inputs.path() / "odd.exr" ).string() };
-    writeImage( _layers[0], { 40, 30, "RGBA", false, 0, 0, paint } );
+    writeImage( _layers[0], { 40, 30, "RGBA", 0, 0, 0, paint } );
     run( { "--size", "90x70" } );
     for( const TestPixel& pixel : readImage( getOutput() ) ) {
         for( const float value : { pixel.r, pixel.g, pixel.b, pixel.a } ) {
@@ -121,14 +121,66 @@ TEST_F( QvcompRun, ReplacesAnOlderPictureAndLeavesNothingElse ) {
 }
 
 TEST_F( QvcompRun, ReportIsValidJson ) {
-    const std::string odd = _outputs.path() / "quo\"te \t\xC3\xA9.exr";
-    const Outcome parsed =
-        ChildCommand( { QV_PYTHON, "-c",
-                        "import json, sys; r = json.loads( sys.argv[1] );"
-                        "print( r['output'] == sys.argv[2], r['width'], r['limitBytes'] )",
-                        run( { "--size", "50x40", "-o", odd } ), odd } )
-            .finish();
-    EXPECT_EQ( parsed.output, "True 50 None\n" ) << parsed.errors;
+    const std::string folder = _outputs.path().string() + '/';
+    // The last one isn't UTF-8: a byte alone, an overlong slash, half a character.
+    for( const auto& [name, shown] :
+         { std::pair( "quo\"te \t\xC3\xA9.exr", "quo\"te \t\xC3\xA9.exr" ),
+           { "\xE9t\xE9 \xC0\xAF \xE2\x82", "?t? ?? ??" } } ) {
+        const Outcome parsed =
+            ChildCommand( { QV_PYTHON, "-c",
+                            "import json, sys; r = json.loads( sys.argv[1] );"
+                            "print( r['output'] == sys.argv[2], r['width'], r['limitBytes'] )",
+                            run( { "--size", "50x40", "-o", folder + name } ), folder + shown } )
+                .finish();
+        EXPECT_EQ( parsed.output, "True 50 None\n" ) << parsed.errors;
+    }
+}
+
+TEST_F( QvcompRun, TextReportCountsTheLayersInEnglish ) {
+    EXPECT_THAT( run( { "--report", "text" } ), HasSubstr( "200 x 120, 3 layers\n" ) );
+    _layers.resize( 1 );
+    EXPECT_THAT( run( { "--report", "text" } ), HasSubstr( "200 x 120, 1 layer\n" ) );
+}
+
+TEST_F( QvcompRun, FileInTilesIsReadLikeOneInLines ) {
+    const auto paint = []( int x, int y ) {
+        return TestPixel{ static_cast<float>( x ), static_cast<float>( y ), 0.5F, 1.0F };
+    };
+    _layers = { ( _inputs.path() / "image.exr" ).string() };
+    std::string expected;
+    // Tiles of the file smaller and larger than ours and than the image, and several blocks of
+    // them side by side.
+    for( const int tileWidth : { 0, 2, 14, 64, 700, 5000 } ) {
+        writeImage( _layers[0], { 3000, 95, "RGB", tileWidth, -9, 7, paint } );
+        run( { "--size", "600x19", "--memory", "10M" } );
+        const std::string image = readFile( getOutput() );
+        EXPECT_TRUE( expected.empty() || image == expected ) << tileWidth;
+        expected = image;
+    }
+}
+
+TEST_F( QvcompRun, GreyIsOnlyWhatHasNoColour ) {
+    const auto paint = []( int x, int ) {
+        const float light = static_cast<float>( x % 9 );
+        return TestPixel{ light, light, light, 1.0F };
+    };
+    _layers = { ( _inputs.path() / "channels.exr" ).string() };
+    for( const auto& [channels, text] : { std::pair( "Y", "" ),
+                                          { "YA", "" },
+                                          { "YZ", "" },
+                                          { "RGBY", "" },
+                                          { "RGBYrb", "" },
+                                          { "XYZ", "a channel X beside Y" },
+                                          { "XY", "a channel X beside Y" },
+                                          { "Yrb", "a channel RY beside Y" },
+                                          { "Yb", "a channel BY beside Y" },
+                                          { "GBY", "neither the channels" },
+                                          { "Z", "neither the channels" } } ) {
+        writeImage( _layers[0], { 40, 30, channels, 0, 0, 0, paint } );
+        const Outcome outcome = runInside( makeArguments() );
+        EXPECT_EQ( outcome.status, *text == 0 ? 0 : 1 ) << channels << outcome.errors;
+        EXPECT_THAT( outcome.errors, HasSubstr( text ) );
+    }
 }
 
 TEST_F( QvcompRun, AllLayersAreSeen ) {
@@ -158,6 +210,42 @@ TEST_F( QvcompRun, ProcessStaysWithinTheLimitPlusAFixedAmount ) {
         EXPECT_LE( peak, LIMIT + ALLOWANCE ) << manager;
         EXPECT_GT( peak, getNumber( outcome.output, "peakTileBytes" ) );
     }
+}
+
+TEST_F( QvcompRun, ReadingIsPartOfTheLimitOrRefused ) {
+    const auto paint = []( int x, int y ) {
+        const float light = static_cast<float>( ( x * 31 + y * 17 ) % 101 ) / 50.0F;
+        return TestPixel{ light, 1.0F, static_cast<float>( y ), 1.0F };
+    };
+    _layers = { ( _inputs.path() / "tiles.exr" ).string() };
+    writeImage( _layers[0], { 2048, 1024, "RGB", 2048, 0, 0, paint } );
+    const Arguments options{ "--size", "300x200", "--tile", "64", "--memory" };
+    const auto runWith = [&]( const std::string& memory ) {
+        Arguments more = options;
+        more.push_back( memory );
+        return ChildCommand( makeCommand( more ) ).finish();
+    };
+    const std::string refusal = runWith( "16M" ).errors;
+    const std::string label = "it needs ";
+    ASSERT_THAT( refusal, ::testing::AllOf( HasSubstr( "tiles.exr' takes" ),
+                                            HasSubstr( "--memory 16777216 is too little" ) ) );
+    const std::string needed =
+        std::to_string( std::stoull( refusal.substr( refusal.rfind( label ) + label.size() ) ) );
+    const Outcome outcome = runWith( needed );
+    ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
+    EXPECT_LE( getNumber( outcome.output, "peakProcessBytes" ),
+               std::stoull( needed ) + ( std::uint64_t{ QV_MEMORY_ALLOWANCE } << 20 ) );
+    // Tiles get what reading doesn't take.
+    EXPECT_LE( getNumber( outcome.output, "peakTileBytes" ), 6U * ( 64 * 64 * 16 + 127 ) );
+}
+
+TEST_F( QvcompRun, MemoryThatIsntThereIsOneSentence ) {
+    Arguments command{ "/bin/sh", "-c", "ulimit -v 300000; exec \"$@\"", "sh" };
+    const Arguments qvcomp = makeCommand( { "--size", "4000x3000", "--tile", "1024" } );
+    command.insert( command.end(), qvcomp.begin(), qvcomp.end() );
+    const Outcome outcome = ChildCommand( command ).finish();
+    EXPECT_EQ( outcome.status, 1 );
+    EXPECT_EQ( outcome.errors, "qvcomp: there isn't enough memory\n" );
 }
 #endif
 

@@ -18,6 +18,10 @@ float TestPixel::*getMember( char channel ) {
                             : &TestPixel::r;
 }
 
+std::string getName( char channel ) {
+    return channel == 'r' ? "RY" : channel == 'b' ? "BY" : std::string( 1, channel );
+}
+
 Imf::FrameBuffer makeBuffer( std::vector<TestPixel>& pixels, const std::string& channels,
                              const Imath::Box2i& window ) {
     const std::int64_t width = window.max.x - window.min.x + 1;
@@ -25,7 +29,7 @@ Imf::FrameBuffer makeBuffer( std::vector<TestPixel>& pixels, const std::string& 
     Imf::FrameBuffer buffer;
     for( const char channel : channels ) {
         buffer.insert(
-            std::string( 1, channel ),
+            getName( channel ),
             Imf::Slice::Make( Imf::FLOAT, &( pixels[0].*getMember( channel ) ), window.min, width,
                               height, sizeof( TestPixel ),
                               sizeof( TestPixel ) * static_cast<std::size_t>( width ) ) );
@@ -47,11 +51,12 @@ void writeImage( const std::filesystem::path& path, const TestImage& image ) {
         { image.originX + image.width - 1, image.originY + image.height - 1 } );
     Imf::Header header( window, window );
     for( const char channel : image.channels ) {
-        header.channels().insert( std::string( 1, channel ), Imf::Channel( Imf::FLOAT ) );
+        header.channels().insert( getName( channel ), Imf::Channel( Imf::FLOAT ) );
     }
     const Imf::FrameBuffer buffer = makeBuffer( pixels, image.channels, window );
-    if( image.isTiled ) {
-        header.setTileDescription( Imf::TileDescription( 16, 8, Imf::ONE_LEVEL ) );
+    if( image.tileWidth > 0 ) {
+        const auto width = static_cast<unsigned>( image.tileWidth );
+        header.setTileDescription( Imf::TileDescription( width, width / 2, Imf::ONE_LEVEL ) );
         Imf::TiledOutputFile file( path.c_str(), header );
         file.setFrameBuffer( buffer );
         file.writeTiles( 0, file.numXTiles() - 1, 0, file.numYTiles() - 1 );
@@ -89,9 +94,9 @@ std::vector<std::string> writeLayers( const std::filesystem::path& folder ) {
     };
     const std::vector<std::string> paths{ folder / "lights.exr", folder / "disc.exr",
                                           folder / "grey.exr" };
-    writeImage( paths[0], { 120, 70, "RGB", false, -7, 12, paintLights } );
-    writeImage( paths[1], { 50, 45, "RGBA", true, 0, 0, paintDisc } );
-    writeImage( paths[2], { 40, 30, "Y", false, 0, 0, paintGrey } );
+    writeImage( paths[0], { 120, 70, "RGB", 0, -7, 12, paintLights } );
+    writeImage( paths[1], { 50, 45, "RGBA", 16, 0, 0, paintDisc } );
+    writeImage( paths[2], { 40, 30, "Y", 0, 0, 0, paintGrey } );
     return paths;
 }
 

@@ -15,12 +15,14 @@ struct TestPixel {
     float a;
 };
 
-/// An OpenEXR image to be made; `channels` is "RGB", "RGBA" or "Y".
+/// An OpenEXR image to be made. `channels` are letters such as "RGBA" or "Y"; "r" and "b" stand for
+/// the channels RY and BY.
 struct TestImage {
     int width = 40;
     int height = 30;
     std::string channels = "RGB";
-    bool isTiled = false;
+    /// Of its tiles, which are half as high; 0 for scan lines.
+    int tileWidth = 0;
     /// Where the data window begins.
     int originX = 0;
     int originY = 0;

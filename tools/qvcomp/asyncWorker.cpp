@@ -1,4 +1,5 @@
 #include <tools/qvcomp/asyncWorker.h>
+#include <tools/qvcomp/startThread.h>
 
 #include <utility>
 
@@ -8,7 +9,7 @@ AsyncWorker::AsyncWorker( std::size_t maxPending )
     : _maxPending( maxPending )
     , _lock( "AsyncWorker" )
     , _posted( "AsyncWorker posted" )
-    , _thread( [this] { run(); } ) {}
+    , _thread( startThread<std::thread>( [this] { run(); } ) ) {}
 
 AsyncWorker::~AsyncWorker() {
     {

@@ -9,11 +9,16 @@
 #include <tools/qvcomp/report.h>
 
 #include <base/failure/exBase.h>
+#include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/profiling/hwIntervalTimer.h>
 
 #include <ImfThreading.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <functional>
 #include <new>
+#include <system_error>
 
 namespace Qv::Comp {
 
@@ -31,19 +36,46 @@ Scene probeScene( const Options& options ) {
     return scene;
 }
 
+std::uint64_t getLeastMemory( const Options& options ) {
+    return ManagedTiles::getLeastMemory( options.tileSide, options.threads );
+}
+
 void checkMemory( const Options& options ) {
-    const std::uint64_t least = ManagedTiles::getLeastMemory( options.tileSide, options.threads );
+    const std::uint64_t least = getLeastMemory( options );
     if( options.memory && *options.memory < least ) {
         throw Failure( Tag::LITTLE_MEMORY, options.memoryLabel, *options.memory, options.threads,
                        options.tileSide, least );
     }
 }
 
+/// Reading takes no more than this beside the limit; what a layer needs beyond is part of it.
+constexpr std::uint64_t READING_ALLOWANCE = std::uint64_t{ 16 } << 20;
+
+/// What the layer takes of the memory limit while it is read.
+std::uint64_t getReadingShare( const LayerInfo& layer ) {
+    return layer.readingMemory - std::min( layer.readingMemory, READING_ALLOWANCE );
+}
+
+/// The limit less what reading takes of it.
+std::optional<std::uint64_t> getTileMemory( const Options& options, const Scene& scene ) {
+    if( !options.memory ) {
+        return std::nullopt;
+    }
+    const LayerInfo& layer = *std::ranges::max_element( scene.layers, {}, getReadingShare );
+    const std::uint64_t share = getReadingShare( layer );
+    const std::uint64_t least = getLeastMemory( options );
+    if( *options.memory - least < share ) {
+        throw Failure( Tag::LAYER_MEMORY, layer.path.toString(), layer.readingMemory,
+                       options.memoryLabel, *options.memory, least + share );
+    }
+    return *options.memory - share;
+}
+
 ManagedTiles::Settings makeSettings( const Options& options, const Scene& scene ) {
     return { options.tileSide,
              options.threads,
              countWorkingTiles( scene, options.tileSide, options.threads ),
-             options.memory,
+             getTileMemory( options, scene ),
              options.strategy,
              options.policy,
              options.manager,
@@ -69,22 +101,73 @@ void fillReport( Report& report, const ManagedTiles& store ) {
     report.bytesRead = counts.bytesRead.load( std::memory_order_relaxed );
 }
 
+/// The picture and, when it is wanted, the preview.
+class Outputs {
+public:
+    Outputs( const Options& options, const Scene& scene )
+        : _picture( options.output ) {
+        checkInputs( _picture, scene );
+        if( !options.preview.isEmpty() ) {
+            _preview.emplace( options.preview );
+            checkInputs( *_preview, scene );
+            if( _preview->hasPlaceOf( _picture ) ) {
+                throw UsageFailure( Tag::SAME_OUTPUTS );
+            }
+        }
+    }
+
+    void write( TilePlane& picture, Progress& progress ) {
+        writePicture( picture, _picture, getPreview(), progress );
+    }
+
+    /// The names come last, when nothing else can fail.
+    void commit() {
+        _picture.sync();
+        if( _preview ) {
+            _preview->sync();
+        }
+        InterruptNote::check();
+        _picture.commit();
+        if( _preview ) {
+            _preview->commit();
+        }
+    }
+
+private:
+    static void checkInputs( const PendingFile& output, const Scene& scene ) {
+        for( const LayerInfo& layer : scene.layers ) {
+            if( output.replaces( layer.file ) ) {
+                throw UsageFailure( Tag::OUTPUT_IS_LAYER, output.getPath().toString() );
+            }
+        }
+    }
+
+    PendingFile* getPreview() { return _preview ? &*_preview : nullptr; }
+
+    PendingFile _picture;
+    std::optional<PendingFile> _preview;
+};
+
+std::vector<double> getWeights( const Options& options, const Scene& scene ) {
+    // Nanoseconds a pixel, like those of rendering.
+    constexpr double WRITING = 60.0;
+    std::vector<double> weights = getPhaseWeights( scene );
+    const std::vector<double> again = options.mustVerify ? weights : std::vector<double>();
+    weights.push_back( WRITING * scene.width * scene.height );
+    weights.insert( weights.end(), again.begin(), again.end() );
+    return weights;
+}
+
 /// Makes the picture; the files get their names when all has gone well.
 Report makePicture( const Options& options, const Scene& scene, std::ostream* terminal ) {
     const HwIntervalTimer timer( "qvcomp" );
-    const int writing = 1;
-    const int phases = countPhases( scene ) * ( options.mustVerify ? 2 : 1 ) + writing;
-    Progress progress( terminal, phases );
-    PendingFile output( options.output );
-    std::optional<PendingFile> preview;
-    if( !options.preview.isEmpty() ) {
-        preview.emplace( options.preview );
-    }
+    Progress progress( terminal, getWeights( options, scene ) );
+    Outputs outputs( options, scene );
     const ManagedTiles::Settings settings = makeSettings( options, scene );
     ManagedTiles store( settings );
     PassRunner runner( options.threads, store.getPrefetchDepth(), progress );
     const auto picture = renderScene( scene, store, runner );
-    writePicture( *picture, output, preview ? &*preview : nullptr, progress );
+    outputs.write( *picture, progress );
 
     Report report;
     report.options = options;
@@ -95,31 +178,37 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
     if( options.mustVerify ) {
         verify( options, scene, *picture, progress );
     }
-    InterruptNote::check();
-    output.commit();
-    if( preview ) {
-        preview->commit();
-    }
+    outputs.commit();
     return report;
 }
 
-int runOptions( const Options& options, std::ostream& output, std::ostream& errors,
-                bool isTerminal ) {
+/// Standard output, of which nothing that is said may be lost.
+void writeOut( std::ostream& output, const std::function<void( std::ostream& )>& write ) {
+    errno = 0;
+    write( output );
+    if( !output.flush() ) {
+        throw Failure( Tag::OUTPUT_UNWRITTEN,
+                       std::system_category().message( errno != 0 ? errno : EIO ) );
+    }
+}
+
+void runOptions( const Options& options, std::ostream& output, std::ostream& errors,
+                 bool isTerminal ) {
+    const InterruptNote note;
     if( options.wantsHelp ) {
-        output << getHelp();
-        return EXIT_DONE;
+        writeOut( output, []( std::ostream& stream ) { stream << getHelp(); } );
+        return;
     }
     if( options.wantsVersion ) {
-        output << "qvcomp " QVCOMP_VERSION "\n";
-        return EXIT_DONE;
+        writeOut( output, []( std::ostream& stream ) { stream << "qvcomp " QVCOMP_VERSION "\n"; } );
+        return;
     }
     // OpenEXR's own threads would outlive the work.
     Imf::setGlobalThreadCount( 0 );
-    const InterruptNote note;
     checkMemory( options );
     const Scene scene = probeScene( options );
-    writeReport( output, makePicture( options, scene, isTerminal ? &errors : nullptr ) );
-    return EXIT_DONE;
+    const Report report = makePicture( options, scene, isTerminal ? &errors : nullptr );
+    writeOut( output, [&]( std::ostream& stream ) { writeReport( stream, report ); } );
 }
 
 /// Help and the version can be asked for also where the messages can't be read.
@@ -154,16 +243,19 @@ int runCommand( std::span<const char* const> arguments, std::ostream& output, st
                 bool isTerminal ) {
     const MessageLines lines( errors );
     try {
-        return runOptions( readOptions( arguments ), output, errors, isTerminal );
+        runOptions( readOptions( arguments ), output, errors, isTerminal );
+        return EXIT_DONE;
     } catch( const UsageFailure& e ) {
         makeMessage( Tag::USAGE, { e.what() } ).display();
         return EXIT_USAGE;
     } catch( const Failure& e ) {
         e.getMessage().display();
-    } catch( const ExBase& e ) {
-        tell( e.getReason() );
+    } catch( const MbEx::ExNotEnoughMemory& ) {
+        makeMessage( Tag::NO_MEMORY ).display();
     } catch( const std::bad_alloc& ) {
         makeMessage( Tag::NO_MEMORY ).display();
+    } catch( const ExBase& e ) {
+        tell( e.getReason() );
     } catch( const std::exception& e ) {
         tell( e.what() );
     }

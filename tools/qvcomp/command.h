@@ -10,8 +10,9 @@ namespace Qv::Comp {
 ///
 /// REQUIRES: packages are started, this command's among them.
 /// Files:   however it ends, nothing is left of the scratch file and of outputs that aren't
-///          complete, and no thread.
-/// Signals: SIGINT and SIGTERM end it like a failure.
+///          complete, and no thread. A report that can't be written is a failure, too; the outputs
+///          stay then.
+/// Signals: SIGINT, SIGTERM and SIGHUP end it like a failure.
 /// Progress: drawn on `errors` when `isTerminal`.
 int runCommand( std::span<const char* const> arguments, std::ostream& output, std::ostream& errors,
                 bool isTerminal );

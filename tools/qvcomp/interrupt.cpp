@@ -6,6 +6,7 @@
 #include <string>
 
 #include <signal.h>
+#include <string.h>
 
 namespace Qv::Comp {
 
@@ -26,8 +27,11 @@ void noteSignal( int signal ) {
     receivedSignal.store( signal, std::memory_order_relaxed );
 }
 
-std::array<Handling, 3> handlings{
-    { { SIGINT, noteSignal, {} }, { SIGTERM, noteSignal, {} }, { SIGXFSZ, SIG_IGN, {} } } };
+std::array<Handling, 5> handlings{ { { SIGINT, noteSignal, {} },
+                                     { SIGTERM, noteSignal, {} },
+                                     { SIGHUP, noteSignal, {} },
+                                     { SIGXFSZ, SIG_IGN, {} },
+                                     { SIGPIPE, SIG_IGN, {} } } };
 
 } // namespace
 
@@ -38,6 +42,10 @@ InterruptNote::InterruptNote() {
         action.sa_handler = handling.handler;
         sigemptyset( &action.sa_mask );
         ::sigaction( handling.signal, &action, &handling.former );
+        // As for a command behind nohup.
+        if( handling.former.sa_handler == SIG_IGN ) {
+            ::sigaction( handling.signal, &handling.former, nullptr );
+        }
     }
 }
 
@@ -48,9 +56,10 @@ InterruptNote::~InterruptNote() {
 }
 
 void InterruptNote::check() {
+    using namespace std::literals;
     const int signal = receivedSignal.load( std::memory_order_relaxed );
     if( signal != 0 ) {
-        throw Failure( Tag::INTERRUPTED, signal == SIGINT ? "SIGINT" : "SIGTERM" );
+        throw Failure( Tag::INTERRUPTED, "SIG"s + ::sigabbrev_np( signal ) );
     }
 }
 

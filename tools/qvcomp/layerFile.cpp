@@ -1,53 +1,49 @@
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/interrupt.h>
 #include <tools/qvcomp/layerFile.h>
+#include <tools/qvcomp/layerHead.h>
 #include <tools/qvcomp/options.h>
 #include <tools/qvcomp/pixelMath.h>
-
-#include <resmgt/osal/osFile.h>
 
 #include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>
 #include <ImfHeader.h>
-#include <ImfInputFile.h>
+#include <ImfInputPart.h>
+#include <ImfMultiPartInputFile.h>
+#include <ImfPartType.h>
 #include <ImfTestFile.h>
+#include <ImfTiledInputPart.h>
 
 #include <cmath>
-#include <filesystem>
 
 namespace Qv::Comp {
 
 namespace {
 
-/// A band of lines is read at a time; more bytes than this only cost memory.
-constexpr std::size_t BAND_BYTES = std::size_t{ 4 } << 20;
+/// So much is read at a time; more only costs memory.
+constexpr std::size_t BLOCK_BYTES = std::size_t{ 4 } << 20;
+constexpr std::size_t PIXEL_BYTES = CHANNELS * sizeof( float );
+/// Of a chunk, beside its pixels as they are in the file: what OpenEXR 3.1 takes as a multiple of
+/// those, rounded up, whatever the compression: 3.1 was measured for noise in ZIP and DWA.
+constexpr std::uint64_t QUARTER_CHUNK_COPIES = 13;
+/// OpenEXR's entries for a chunk, for all levels of detail.
+constexpr std::uint64_t CHUNK_ENTRY_BYTES = 64;
+/// The least that a chunk takes in a file: its place in the table, and its head.
+constexpr std::uint64_t LEAST_CHUNK_BYTES = 16;
+/// No compression makes pixels smaller than by this: DWA packs runs of 64 to 1 by zlib, which packs
+/// up to 1032 to 1.
+constexpr std::uint64_t LARGEST_RATIO = std::uint64_t{ 1 } << 17;
 
-/// Distinguishes what OpenEXR would only call a file that it can't read.
-void checkReadable( const OsFilePath& path ) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status( path.toString(), error );
-    if( !std::filesystem::exists( status ) ) {
-        throw Failure( Tag::LAYER_MISSING, path.toString() );
-    }
-    // A pipe would keep us waiting.
-    if( !std::filesystem::is_regular_file( status ) ) {
-        throw Failure( Tag::LAYER_NO_FILE, path.toString() );
-    }
-    const OsFile file( path );
-    if( !file.isReadable() ) {
-        throw Failure( Tag::LAYER_FORBIDDEN, path.toString() );
-    }
-    if( file.getSize() == 0 ) {
-        throw Failure( Tag::LAYER_EMPTY, path.toString() );
-    }
+void checkKind( LayerStream& stream ) {
     bool isTiled = false;
     bool isDeep = false;
-    if( !Imf::isOpenExrFile( path.getChars(), isTiled, isDeep ) ) {
-        throw Failure( Tag::LAYER_NO_IMAGE, path.toString() );
+    if( !Imf::isOpenExrFile( stream, isTiled, isDeep ) ) {
+        throw Failure( Tag::LAYER_NO_IMAGE, stream.fileName() );
     }
     if( isDeep ) {
-        throw Failure( Tag::LAYER_DEEP, path.toString() );
+        throw Failure( Tag::LAYER_DEEP, stream.fileName() );
     }
+    stream.seekg( 0 );
 }
 
 /// Runs `read` and turns what OpenEXR raises into one sentence.
@@ -77,11 +73,98 @@ void checkChannel( const OsFilePath& path, const Imf::ChannelList& channels, con
     }
 }
 
-bool isGrey( const Imf::ChannelList& channels ) {
-    return channels.findChannel( "R" ) == nullptr && channels.findChannel( "Y" ) != nullptr;
+bool hasChannel( const Imf::ChannelList& channels, const char* name ) {
+    return channels.findChannel( name ) != nullptr;
 }
 
-LayerInfo toInfo( const OsFilePath& path, const Imf::Header& header ) {
+/// Y alone is grey. Beside others of its kind it is a part of a colour, or of a direction.
+bool isGrey( const OsFilePath& path, const Imf::ChannelList& channels ) {
+    const auto has = [&]( const char* name ) { return hasChannel( channels, name ); };
+    if( has( "R" ) && has( "G" ) && has( "B" ) ) {
+        return false;
+    }
+    if( !has( "Y" ) || has( "R" ) || has( "G" ) || has( "B" ) ) {
+        throw Failure( Tag::LAYER_CHANNELS, path.toString() );
+    }
+    for( const char* name : { "X", "RY", "BY" } ) {
+        if( has( name ) ) {
+            throw Failure( Tag::LAYER_NOT_GREY, path.toString(), name );
+        }
+    }
+    return true;
+}
+
+/// Lines of a chunk in a file of scan lines.
+int getChunkLines( Imf::Compression compression ) noexcept {
+    switch( compression ) {
+    case Imf::NO_COMPRESSION:
+    case Imf::RLE_COMPRESSION:
+    case Imf::ZIPS_COMPRESSION:
+        return 1;
+    case Imf::ZIP_COMPRESSION:
+    case Imf::PXR24_COMPRESSION:
+        return 16;
+    case Imf::DWAB_COMPRESSION:
+        return 256;
+    default:
+        return 32;
+    }
+}
+
+int divideUp( int value, int divisor ) noexcept {
+    return value / divisor + ( value % divisor == 0 ? 0 : 1 );
+}
+
+/// How the pixels of an image of `width` by `height` lie in its file.
+struct Layout {
+    Layout( const Imf::Header& header, int width, int height )
+        : isTiled( header.hasType() ? Imf::isTiled( header.type() ) : header.hasTileDescription() )
+        , chunkWidth( width )
+        , chunkHeight( std::min( getChunkLines( header.compression() ), height ) ) {
+        if( isTiled ) {
+            const Imf::TileDescription& tiles = header.tileDescription();
+            chunkWidth = clampSide( tiles.xSize, width );
+            chunkHeight = clampSide( tiles.ySize, height );
+        }
+        columns = divideUp( width, chunkWidth );
+        rows = divideUp( height, chunkHeight );
+    }
+
+    static int clampSide( unsigned side, int size ) noexcept {
+        return static_cast<int>( std::clamp( side, 1U, static_cast<unsigned>( size ) ) );
+    }
+
+    std::uint64_t countChunks() const noexcept {
+        return static_cast<std::uint64_t>( columns ) * static_cast<std::uint64_t>( rows );
+    }
+
+    std::uint64_t countChunkPixels() const noexcept {
+        return static_cast<std::uint64_t>( chunkWidth ) * static_cast<std::uint64_t>( chunkHeight );
+    }
+
+    bool isTiled;
+    int chunkWidth;
+    int chunkHeight;
+    int columns;
+    int rows;
+};
+
+std::uint64_t getFilePixelBytes( const Imf::ChannelList& channels ) {
+    std::uint64_t bytes = 0;
+    for( auto channel = channels.begin(); channel != channels.end(); ++channel ) {
+        bytes += channel.channel().type == Imf::HALF ? 2U : 4U;
+    }
+    return bytes;
+}
+
+std::uint64_t getReadingMemory( const Imf::Header& header, const Layout& layout ) {
+    const std::uint64_t block = layout.isTiled ? layout.countChunkPixels() * PIXEL_BYTES : 0;
+    const std::uint64_t chunk = layout.countChunkPixels() * getFilePixelBytes( header.channels() );
+    return std::max<std::uint64_t>( block, BLOCK_BYTES ) +
+           QUARTER_CHUNK_COPIES * ( chunk / 4 + 1 ) + CHUNK_ENTRY_BYTES * layout.countChunks();
+}
+
+LayerInfo toInfo( const OsFilePath& path, const LayerStream& stream, const Imf::Header& header ) {
     const Imath::Box2i& window = header.dataWindow();
     const auto width = std::int64_t{ window.max.x } - window.min.x + 1;
     const auto height = std::int64_t{ window.max.y } - window.min.y + 1;
@@ -92,55 +175,101 @@ LayerInfo toInfo( const OsFilePath& path, const Imf::Header& header ) {
     for( const char* name : { "R", "G", "B", "A", "Y" } ) {
         checkChannel( path, channels, name );
     }
-    if( !isGrey( channels ) &&
-        ( channels.findChannel( "R" ) == nullptr || channels.findChannel( "G" ) == nullptr ||
-          channels.findChannel( "B" ) == nullptr ) ) {
-        throw Failure( Tag::LAYER_CHANNELS, path.toString() );
+    isGrey( path, channels );
+    const Layout layout( header, static_cast<int>( width ), static_cast<int>( height ) );
+    const auto pixelBytes =
+        static_cast<std::uint64_t>( width * height ) * getFilePixelBytes( channels );
+    if( layout.countChunks() > stream.getLength() / LEAST_CHUNK_BYTES ||
+        pixelBytes / LARGEST_RATIO > stream.getLength() ) {
+        throw Failure( Tag::LAYER_SHORT, path.toString(), width, height );
     }
-    return { path, static_cast<int>( width ), static_cast<int>( height ),
-             channels.findChannel( "A" ) != nullptr };
+    return { path,
+             static_cast<int>( width ),
+             static_cast<int>( height ),
+             hasChannel( channels, "A" ),
+             stream.getId(),
+             getReadingMemory( header, layout ) };
 }
 
 float sanitise( float value ) noexcept {
     return std::isnan( value ) ? 0.0F : std::clamp( value, -LARGEST_HALF, LARGEST_HALF );
 }
 
-/// Lines of the image, as wide as the image, that go to one row of tiles.
-class Band {
+/// A layer's file, open to be read.
+class LayerImage {
 public:
-    Band( Imf::InputFile& file, int width, int maxLines )
-        : _file( file )
-        , _isGrey( isGrey( file.header().channels() ) )
-        , _width( width )
-        , _pixels( toFloats( width ) * static_cast<std::size_t>( maxLines ) ) {}
-
-    /// Reads `lines` lines from the line `y`, counted from the image's first.
-    void read( int y, int lines ) {
-        const Imath::V2i origin( _file.header().dataWindow().min.x,
-                                 _file.header().dataWindow().min.y + y );
-        Imf::FrameBuffer buffer;
-        constexpr std::array<const char*, CHANNELS> NAMES{ "R", "G", "B", "A" };
-        for( std::size_t c = 0; c < CHANNELS; ++c ) {
-            const char* name = _isGrey && c == 0 ? "Y" : NAMES[c];
-            buffer.insert( name, Imf::Slice::Make( Imf::FLOAT, &_pixels[c], origin, _width, lines,
-                                                   CHANNELS * sizeof( float ), getRowBytes(), 1, 1,
-                                                   1.0 ) );
-        }
-        _file.setFrameBuffer( buffer );
-        _file.readPixels( origin.y, origin.y + lines - 1 );
-        clean( lines );
+    /// The head is gone through before OpenEXR reads it.
+    explicit LayerImage( const OsFilePath& path )
+        : _stream( path )
+        , _headMemory( measure( _stream ) )
+        , _file( _stream, 0 )
+        , _info( toInfo( path, _stream, _file.header( 0 ) ) )
+        , _layout( _file.header( 0 ), _info.width, _info.height ) {
+        _info.readingMemory += _headMemory;
     }
 
-    /// The pixel `x` of the line `line` of the band.
-    const float* at( int x, int line ) const {
-        return &_pixels[static_cast<std::size_t>( line ) * toFloats( _width ) + toFloats( x )];
+    const LayerInfo& getInfo() const noexcept { return _info; }
+    const Layout& getLayout() const noexcept { return _layout; }
+    Imf::MultiPartInputFile& getFile() noexcept { return _file; }
+
+private:
+    static std::uint64_t measure( LayerStream& stream ) {
+        checkKind( stream );
+        return measureHead( stream );
+    }
+
+    LayerStream _stream;
+    std::uint64_t _headMemory;
+    Imf::MultiPartInputFile _file;
+    LayerInfo _info;
+    Layout _layout;
+};
+
+/// Pixels of a part of the image, read at once.
+class Block {
+public:
+    Block( LayerImage& image, const PixelArea& largest )
+        : _origin( image.getFile().header( 0 ).dataWindow().min )
+        , _isGrey( isGrey( image.getInfo().path, image.getFile().header( 0 ).channels() ) )
+        , _pixels( std::make_unique_for_overwrite<float[]>(
+              toFloats( largest.getWidth() ) * static_cast<std::size_t>( largest.getHeight() ) ) ) {
+    }
+
+    /// Where the pixels of `area` are to be put.
+    Imf::FrameBuffer makeBuffer( const PixelArea& area ) {
+        _area = area;
+        const Imath::V2i corner( _origin.x + area.x0, _origin.y + area.y0 );
+        constexpr std::array<const char*, CHANNELS> NAMES{ "R", "G", "B", "A" };
+        Imf::FrameBuffer buffer;
+        for( std::size_t c = 0; c < CHANNELS; ++c ) {
+            buffer.insert( _isGrey && c == 0 ? "Y" : NAMES[c],
+                           Imf::Slice::Make( Imf::FLOAT, &_pixels[c], corner, area.getWidth(),
+                                             area.getHeight(), PIXEL_BYTES,
+                                             toFloats( area.getWidth() ) * sizeof( float ), 1, 1,
+                                             1.0 ) );
+        }
+        return buffer;
+    }
+
+    /// Lines of the image for the file.
+    int toFileLine( int y ) const noexcept { return _origin.y + y; }
+
+    /// Copies the pixels into the tiles that they belong to.
+    void store( TilePlane& plane ) {
+        clean();
+        const TilePos first = plane.getPos( _area.x0, _area.y0 );
+        const TilePos last = plane.getPos( _area.x1 - 1, _area.y1 - 1 );
+        for( int row = first.row; row <= last.row; ++row ) {
+            for( int column = first.column; column <= last.column; ++column ) {
+                storeTile( plane.write( { column, row } ) );
+            }
+        }
     }
 
 private:
-    std::size_t getRowBytes() const { return toFloats( _width ) * sizeof( float ); }
-
-    void clean( int lines ) {
-        const std::size_t count = toFloats( _width ) * static_cast<std::size_t>( lines );
+    void clean() {
+        const std::size_t count =
+            toFloats( _area.getWidth() ) * static_cast<std::size_t>( _area.getHeight() );
         for( std::size_t i = 0; i < count; i += CHANNELS ) {
             if( _isGrey ) {
                 _pixels[i + 1] = _pixels[i + 2] = _pixels[i];
@@ -152,78 +281,150 @@ private:
         }
     }
 
-    Imf::InputFile& _file;
+    void storeTile( const TileWriter& tile ) const {
+        const PixelArea& to = tile.getArea();
+        const int x0 = std::max( _area.x0, to.x0 );
+        const int x1 = std::min( _area.x1, to.x1 );
+        const int y1 = std::min( _area.y1, to.y1 );
+        for( int y = std::max( _area.y0, to.y0 ); y < y1; ++y ) {
+            const std::size_t line =
+                static_cast<std::size_t>( y - _area.y0 ) * toFloats( _area.getWidth() );
+            std::copy_n( &_pixels[line + toFloats( x0 - _area.x0 )], toFloats( x1 - x0 ),
+                         tile.at( x0, y ) );
+        }
+    }
+
+    const Imath::V2i _origin;
     bool _isGrey;
-    int _width;
-    std::vector<float> _pixels;
+    PixelArea _area{};
+    /// Not touched before OpenEXR has found the pixels.
+    std::unique_ptr<float[]> _pixels;
 };
 
-/// How many lines are read at once, at most those of a row of tiles.
-int getBandLines( const TilePlane& plane ) {
-    const std::size_t rowBytes = toFloats( plane.getWidth() ) * sizeof( float );
-    const auto lines = static_cast<int>( std::max<std::size_t>( BAND_BYTES / rowBytes, 1 ) );
-    return std::min( { lines, plane.getTileSide(), plane.getHeight() } );
-}
+/// Fills a plane from the top down, and finishes its rows of tiles as they become complete.
+class PlaneFiller {
+public:
+    PlaneFiller( TilePlane& plane, LayerImage& image, Progress& progress )
+        : _plane( plane )
+        , _image( image )
+        , _progress( progress ) {}
 
-/// Copies `lines` lines of the band, which start at `y`, into the tiles of their row.
-void storeBand( TilePlane& plane, const Band& band, int y, int lines ) {
-    for( int column = 0; column < plane.getColumns(); ++column ) {
-        const TilePos pos{ column, plane.getPos( 0, y ).row };
-        const TileWriter tile = plane.write( pos );
-        const PixelArea& area = tile.getArea();
-        for( int line = 0; line < lines; ++line ) {
-            std::copy_n( band.at( area.x0, line ), toFloats( area.getWidth() ),
-                         tile.at( area.x0, y + line ) );
+    void fillFromLines() {
+        const int width = _plane.getWidth();
+        const int height = _plane.getHeight();
+        const int lines = alignDown( countAtOnce( static_cast<std::uint64_t>( width ), height ),
+                                     _plane.getTileSide() );
+        auto part = open<Imf::InputPart>();
+        Block block( _image, { 0, 0, width, lines } );
+        for( int y = 0; y < height; y += lines ) {
+            const PixelArea area{ 0, y, width, std::min( y + lines, height ) };
+            fill( block, area, [&]( const Imf::FrameBuffer& buffer ) {
+                part.setFrameBuffer( buffer );
+                part.readPixels( block.toFileLine( area.y0 ), block.toFileLine( area.y1 - 1 ) );
+            } );
+            finishAbove( area.y1 );
         }
     }
-}
 
-void finishRow( TilePlane& plane, int row ) {
-    for( int column = 0; column < plane.getColumns(); ++column ) {
-        plane.finish( { column, row } );
-    }
-}
-
-void readLines( TilePlane& plane, Imf::InputFile& file, Progress& progress ) {
-    const int bandLines = getBandLines( plane );
-    Band band( file, plane.getWidth(), bandLines );
-    for( int row = 0; row < plane.getRows(); ++row ) {
-        const PixelArea area = plane.getArea( { 0, row } );
-        for( int y = area.y0; y < area.y1; y += bandLines ) {
-            InterruptNote::check();
-            const int lines = std::min( bandLines, area.y1 - y );
-            guardReading( file.fileName(), [&] { band.read( y, lines ); } );
-            storeBand( plane, band, y, lines );
-            progress.step( static_cast<std::size_t>( lines ) );
+    /// As many tiles of the file at once as fit a block, side by side, and whole rows of them.
+    void fillFromTiles() {
+        const Layout& layout = _image.getLayout();
+        const std::uint64_t tilePixels = layout.countChunkPixels();
+        const int columns = countAtOnce( tilePixels, layout.columns );
+        const int rows = alignDown(
+            countAtOnce( tilePixels * static_cast<std::uint64_t>( layout.columns ), layout.rows ),
+            _plane.getTileSide() / layout.chunkHeight );
+        auto part = open<Imf::TiledInputPart>();
+        Block block( _image, { 0, 0, columns * layout.chunkWidth, rows * layout.chunkHeight } );
+        for( int row = 0; row < layout.rows; row += rows ) {
+            const int rowEnd = std::min( row + rows, layout.rows );
+            for( int column = 0; column < layout.columns; column += columns ) {
+                const int columnEnd = std::min( column + columns, layout.columns );
+                fill( block, getArea( column, row, columnEnd, rowEnd ),
+                      [&]( const Imf::FrameBuffer& buffer ) {
+                          part.setFrameBuffer( buffer );
+                          part.readTiles( column, columnEnd - 1, row, rowEnd - 1 );
+                      } );
+            }
+            finishAbove( getArea( 0, row, 1, rowEnd ).y1 );
         }
-        finishRow( plane, row );
     }
-}
 
-std::unique_ptr<Imf::InputFile> openUnchanged( const LayerInfo& layer ) {
-    auto file = std::make_unique<Imf::InputFile>( layer.path.getChars() );
-    const LayerInfo now = toInfo( layer.path, file->header() );
-    if( now.width != layer.width || now.height != layer.height || now.hasAlpha != layer.hasAlpha ) {
+private:
+    /// How many of `count` pieces of so many pixels fit a block, at least 1.
+    static int countAtOnce( std::uint64_t pixels, int count ) noexcept {
+        const std::uint64_t fitting = BLOCK_BYTES / PIXEL_BYTES / pixels;
+        return static_cast<int>(
+            std::clamp<std::uint64_t>( fitting, 1, static_cast<std::uint64_t>( count ) ) );
+    }
+
+    /// So that blocks end where rows of the plane's tiles do, when they are that large.
+    static int alignDown( int count, int unit ) noexcept {
+        return unit > 0 && count > unit ? count - count % unit : count;
+    }
+
+    template <class Part>
+    Part open() {
+        return guardReading( _image.getInfo().path, [&] { return Part( _image.getFile(), 0 ); } );
+    }
+
+    /// Of the file's tiles from `column` and `row` up to, not including, the ends.
+    PixelArea getArea( int column, int row, int columnEnd, int rowEnd ) const noexcept {
+        const Layout& layout = _image.getLayout();
+        return { column * layout.chunkWidth, row * layout.chunkHeight,
+                 std::min( columnEnd * layout.chunkWidth, _plane.getWidth() ),
+                 std::min( rowEnd * layout.chunkHeight, _plane.getHeight() ) };
+    }
+
+    template <class Read>
+    void fill( Block& block, const PixelArea& area, const Read& read ) {
+        InterruptNote::check();
+        guardReading( _image.getInfo().path, [&] { read( block.makeBuffer( area ) ); } );
+        block.store( _plane );
+    }
+
+    /// All lines above `y` are there.
+    void finishAbove( int y ) {
+        _progress.step( static_cast<std::size_t>( y - _linesDone ) );
+        _linesDone = y;
+        for( ; _rowsDone < _plane.getRows() && _plane.getArea( { 0, _rowsDone } ).y1 <= y;
+             ++_rowsDone ) {
+            for( int column = 0; column < _plane.getColumns(); ++column ) {
+                _plane.finish( { column, _rowsDone } );
+            }
+        }
+    }
+
+    TilePlane& _plane;
+    LayerImage& _image;
+    Progress& _progress;
+    int _linesDone = 0;
+    int _rowsDone = 0;
+};
+
+void checkUnchanged( const LayerInfo& layer, const LayerInfo& now ) {
+    if( now.width != layer.width || now.height != layer.height || now.hasAlpha != layer.hasAlpha ||
+        now.readingMemory > layer.readingMemory ) {
         throw Failure( Tag::LAYER_CHANGED, layer.path.toString() );
     }
-    return file;
 }
 
 } // namespace
 
 LayerInfo probeLayer( const OsFilePath& path ) {
-    checkReadable( path );
-    return guardReading(
-        path, [&] { return toInfo( path, Imf::InputFile( path.getChars() ).header() ); } );
+    return guardReading( path, [&] { return LayerImage( path ).getInfo(); } );
 }
 
 std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store,
                                       Progress& progress ) {
     const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
     progress.begin( "Reading " + name, static_cast<std::size_t>( layer.height ) );
-    const auto file = guardReading( layer.path, [&] { return openUnchanged( layer ); } );
+    const auto image =
+        guardReading( layer.path, [&] { return std::make_unique<LayerImage>( layer.path ); } );
+    checkUnchanged( layer, image->getInfo() );
     auto plane = store.createPlane( name + " source", layer.width, layer.height );
-    readLines( *plane, *file, progress );
+    PlaneFiller filler( *plane, *image, progress );
+    image->getLayout().isTiled ? filler.fillFromTiles() : filler.fillFromLines();
     return plane;
 }
 

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <tools/qvcomp/fileId.h>
 #include <tools/qvcomp/progress.h>
 #include <tools/qvcomp/tileStore.h>
 
 #include <resmgt/osal/osFilePath.h>
+
+#include <cstdint>
 
 namespace Qv::Comp {
 
@@ -14,15 +17,22 @@ struct LayerInfo {
     int width;
     int height;
     bool hasAlpha;
+    FileId file;
+    /// Bytes of memory that reading it takes at most, beside the tiles of its plane.
+    std::uint64_t readingMemory;
 };
 
 /// Looks at the file's head: an OpenEXR image of scan lines or tiles, with the channels R, G, B or
-/// Y, not subsampled, up to MAX_SIDE pixels a side.
+/// Y, not subsampled, up to MAX_SIDE pixels a side. Y counts only when no other channel says that
+/// it is part of a colour.
 ///
+/// Memory: what the file says of its sizes is held against its length before memory is taken for
+///         it.
 /// Errors: Failure that names the file and what is wrong with it.
 LayerInfo probeLayer( const OsFilePath& path );
 
-/// Reads the image into a new plane, as lines of full width, some megabytes at a time.
+/// Reads the image into a new plane, some megabytes at a time, or a chunk of the file if that is
+/// larger.
 ///
 /// Values that are no number become 0, those beyond the range of a half float its ends; missing
 /// alpha is 1, alpha lies in 0 to 1.

@@ -1,17 +1,35 @@
 #include <tools/qvcomp/command.h>
+#include <tools/qvcomp/qvcompPackage.h>
 
 #include <base/failure/exBase.h>
 #include <base/init/inInitGuard.h>
 
 #include <iostream>
 
+#include <fcntl.h>
 #include <malloc.h>
 #include <unistd.h>
+
+namespace {
+
+/// A standard stream that this program was started without would be the next file that anybody
+/// opens. What stands in for it refuses to be read or written, as the missing one does.
+void fillStandardStreams() {
+    for( const int stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } ) {
+        if( ::fcntl( stream, F_GETFD ) < 0 ) {
+            ::open( "/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY );
+        }
+    }
+}
+
+} // namespace
 
 int main( int argc, char** argv ) {
     // With an arena a thread, memory that one thread gives up isn't there for another, and the heap
     // would grow beyond the limit of the tiles.
     ::mallopt( M_ARENA_MAX, 1 );
+    fillStandardStreams();
+    Qv::Comp::dropEmptySettings();
     const char* const* arguments = argv;
     try {
         const Qv::InInitGuard packages( argc, arguments );

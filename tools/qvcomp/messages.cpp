@@ -15,15 +15,17 @@ namespace {
 constexpr const char* FILE_NAME = "qvcomp.msg";
 
 /// As the file names them, in the order of Tag.
-constexpr std::array TAGS{ "usage",           "setting",     "wrongNumber",    "wrongSize",
-                           "wrongWord",       "wrongBytes",  "unknownOption",  "noValue",
-                           "emptyValue",      "noSize",      "noOutput",       "noLayer",
-                           "sameOutputs",     "noMemory",    "littleMemory",   "noArena",
-                           "layerMissing",    "layerNoFile", "layerForbidden", "layerEmpty",
-                           "layerNoImage",    "layerDeep",   "layerHuge",      "layerDamaged",
-                           "layerSubsampled", "layerWindow", "layerChannels",  "layerChanged",
-                           "cantWrite",       "cantReplace", "scratchMake",    "scratchWrite",
-                           "scratchRead",     "scratchEnds", "interrupted",    "differs" };
+constexpr std::array TAGS{
+    "usage",          "setting",       "wrongNumber",  "wrongSize",       "wrongWord",
+    "wrongBytes",     "unknownOption", "noValue",      "emptyValue",      "noSize",
+    "noOutput",       "noLayer",       "sameOutputs",  "outputIsLayer",   "pathUntold",
+    "pathUnreached",  "noFileName",    "noMemory",     "littleMemory",    "noArena",
+    "noThreads",      "layerMissing",  "layerNoFile",  "layerForbidden",  "layerUnreadable",
+    "layerEmpty",     "layerNoImage",  "layerDeep",    "layerHuge",       "layerMemory",
+    "layerAttribute", "layerShort",    "layerDamaged", "layerSubsampled", "layerWindow",
+    "layerChannels",  "layerNotGrey",  "layerChanged", "cantWrite",       "cantReplace",
+    "scratchMake",    "scratchWrite",  "scratchRead",  "scratchEnds",     "outputUnwritten",
+    "interrupted",    "differs" };
 static_assert( TAGS.size() == static_cast<std::size_t>( Tag::DIFFERS ) + 1 );
 
 std::vector<MsgSubscription>& getSubscriptions() {

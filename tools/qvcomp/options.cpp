@@ -2,8 +2,11 @@
 #include <tools/qvcomp/options.h>
 #include <tools/qvcomp/qvcompPackage.h>
 
+#include <base/failure/exSysError.h>
 #include <resmgt/literals/liStringSubstituter.h>
 #include <resmgt/osal/osEnv.h>
+#include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/osTypedPath.h>
 
 #include <algorithm>
 #include <array>
@@ -54,8 +57,24 @@ std::uint64_t parseByteCount( const std::string& option, const std::string& text
     return *count << shift;
 }
 
+/// The path that the system finds by `text` after patterns in it are expanded.
 OsFilePath toPath( const std::string& text ) {
-    return LiStringSubstituter().substitute( text );
+    const std::string typed = LiStringSubstituter().substitute( text );
+    try {
+        return OsTypedPath::resolve( typed );
+    } catch( const OsFileEx::ExInvalidPath& ) {
+        throw Failure( Tag::PATH_UNTOLD, typed );
+    } catch( const ExSysErrorWindows& e ) {
+        throw Failure( Tag::PATH_UNREACHED, typed, getSystemText( e ) );
+    }
+}
+
+/// The same for a file, as which the system takes nothing that ends with a slash.
+OsFilePath toFile( const std::string& text ) {
+    if( text.ends_with( '/' ) ) {
+        throw Failure( Tag::NO_FILE_NAME, text );
+    }
+    return toPath( text );
 }
 
 void parseSize( const std::string& text, Options& options ) {
@@ -110,7 +129,7 @@ using Text = const std::string&;
 
 constexpr std::array<ValueOption, 11> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
-    { "-o", []( Options& o, Text, Text v ) { o.output = toPath( v ); } },
+    { "-o", []( Options& o, Text, Text v ) { o.output = toFile( v ); } },
     { "--memory", []( Options& o, Text n, Text v ) { o.memory = parseByteCount( n, v ); } },
     { "--tile", []( Options& o, Text n,
                     Text v ) { o.tileSide = parseInt( n, v, MIN_TILE_SIDE, MAX_TILE_SIDE ); } },
@@ -121,7 +140,7 @@ constexpr std::array<ValueOption, 11> VALUE_OPTIONS{ {
     { "--policy", []( Options& o, Text n, Text v ) { o.policy = parseWord( n, v, POLICIES ); } },
     { "--manager", []( Options& o, Text n, Text v ) { o.manager = parseWord( n, v, MANAGERS ); } },
     { "--report", []( Options& o, Text n, Text v ) { o.report = parseWord( n, v, REPORTS ); } },
-    { "--preview", []( Options& o, Text, Text v ) { o.preview = toPath( v ); } },
+    { "--preview", []( Options& o, Text, Text v ) { o.preview = toFile( v ); } },
     { "--scratch", []( Options& o, Text, Text v ) { o.scratch = toPath( v ); } },
 } };
 
@@ -224,7 +243,7 @@ Options parseOptions( Arguments arguments ) {
     for( std::size_t i = 0; i < arguments.size(); ) {
         const std::string_view argument = arguments[i];
         if( areOptionsOver || argument.size() < 2 || argument[0] != '-' ) {
-            options.layers.push_back( toPath( std::string( argument ) ) );
+            options.layers.push_back( toFile( std::string( argument ) ) );
             ++i;
         } else if( argument == "--" ) {
             areOptionsOver = true;

@@ -45,11 +45,11 @@ struct Options {
 };
 
 /// Reads the arguments after the command's name; what they leave open comes from the settings, else
-/// from the defaults. Patterns in paths are expanded. When help or the version is wanted the rest
-/// isn't checked.
+/// from the defaults. Patterns in paths are expanded, and ".." in them is followed as the system
+/// does. When help or the version is wanted the rest isn't checked.
 ///
-/// Errors: UsageFailure; Failure that names a setting with a wrong value. What the value of a
-///         pattern raises goes on.
+/// Errors: UsageFailure; Failure that names a setting with a wrong value, or a path that leads
+///         nowhere. What the value of a pattern raises goes on.
 Options parseOptions( std::span<const char* const> arguments );
 
 /// The text of `--help`.

@@ -3,85 +3,232 @@
 
 #include <base/failure/qvHere.h>
 #include <base/trace/trace.h>
-#include <resmgt/osal/osFile.h>
-#include <resmgt/osal/osFileUtils.h>
-#include <resmgt/osal/osFsUtils.h>
+#include <base/values/uuid.h>
 
-#include <filesystem>
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include <fcntl.h>
+#include <limits.h>
+#include <unistd.h>
 
 namespace Qv::Comp {
 
 namespace {
 
-namespace fs = std::filesystem;
+constexpr mode_t NEW_RIGHTS = 0666;
+/// Nobody else's until it has those of the file that it replaces.
+constexpr mode_t PRIVATE_RIGHTS = 0600;
+constexpr mode_t ALL_RIGHTS = 0777;
+constexpr mode_t GROUP_RIGHTS = 0070;
+constexpr int GROUP_SHIFT = 3;
+/// As many links in a row as the system follows.
+constexpr int MAX_LINKS = 40;
 
-/// The file itself where `path` is a link to it.
-OsFilePath resolve( const OsFilePath& path ) {
-    std::error_code error;
-    const fs::path resolved = fs::weakly_canonical( path.toString(), error );
-    return error ? path : OsFilePath( resolved.string() );
+/// The part of a path up to its last separator, and with it.
+std::string getFolder( const std::string& path ) {
+    return path.substr( 0, path.rfind( '/' ) + 1 );
 }
 
-/// Whether it is there and something that a new file mustn't take the place of, such as a device.
-bool isSpecial( const OsFilePath& path ) {
-    std::error_code error;
-    const fs::file_status status = fs::status( path.toString(), error );
-    return fs::exists( status ) && !fs::is_regular_file( status );
+/// The text of the link, empty where there is none.
+std::string readLink( const std::string& path ) {
+    std::string text( PATH_MAX, '\0' );
+    const ssize_t size = ::readlink( path.c_str(), text.data(), text.size() );
+    text.resize( size > 0 ? static_cast<std::size_t>( size ) : 0 );
+    return text;
+}
+
+/// The name that the system would make a file by for `path`, which may be a link to a file that
+/// isn't there.
+std::string followLinks( std::string path ) {
+    for( int i = 0; i < MAX_LINKS; ++i ) {
+        const std::string link = readLink( path );
+        if( link.empty() ) {
+            break;
+        }
+        path = link.starts_with( '/' ) ? link : getFolder( path ) + link;
+    }
+    return path;
+}
+
+std::string makeHiddenName() {
+    return ".qvcomp." + Uuid( Uuid::CREATE ).toString();
+}
+
+std::string toOwnPath( const Descriptor& file ) {
+    return "/proc/self/fd/" + std::to_string( file.get() );
 }
 
 } // namespace
 
-PendingFile::PendingFile( const OsFilePath& path )
-    : _path( resolve( path ) )
-    , _temporary(
-          OsFileUtils::createUniqueFileName( _path.getDirectoryName(), ".qvcomp.", nullptr ) ) {
-    if( isSpecial( _path ) ) {
-        throw Failure( Tag::CANT_REPLACE, path.toString() );
+PendingFile::PendingFile( const OsFilePath& path, Hiding hiding )
+    : PendingFile( path, followLinks( path.toString() ), hiding ) {}
+
+PendingFile::PendingFile( const OsFilePath& path, const std::string& target, Hiding hiding )
+    : _path( path )
+    , _folder( ::open( ( getFolder( target ) + '.' ).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC ) )
+    , _name( target.substr( target.rfind( '/' ) + 1 ) ) {
+    if( !_folder.isOpen() ) {
+        fail();
     }
-    try {
-        _writer.emplace( _temporary, OsFileTypes::Permissions( 3, 3, 3 ), true, false );
-    } catch( const ExBase& e ) {
-        fail( getSystemText( e ) );
+    findFormer();
+    const mode_t mode = _former ? PRIVATE_RIGHTS : NEW_RIGHTS;
+    if( hiding == Hiding::NAMELESS_IF_POSSIBLE ) {
+        _file.emplace( openNameless( mode ) );
+    }
+    if( !_file || !_file->isOpen() ) {
+        _file.emplace( openHidden( mode ) );
     }
 }
 
 PendingFile::~PendingFile() {
-    if( _writer ) {
-        _writer.reset();
-        removeTemporary();
+    if( _hiddenName.empty() || ::unlinkat( _folder.get(), _hiddenName.c_str(), 0 ) == 0 ) {
+        return;
+    }
+    try {
+        fail();
+    } catch( ... ) {
+        Trace::printCurrentException( "PendingFile::~PendingFile", QV_HERE );
     }
 }
 
+bool PendingFile::replaces( const FileId& file ) const noexcept {
+    return _former && FileId( *_former ) == file;
+}
+
+bool PendingFile::hasPlaceOf( const PendingFile& other ) const {
+    struct stat ours;
+    struct stat theirs;
+    if( ::fstat( _folder.get(), &ours ) != 0 || ::fstat( other._folder.get(), &theirs ) != 0 ) {
+        fail();
+    }
+    return ( _name == other._name && FileId( ours ) == FileId( theirs ) ) ||
+           ( other._former && replaces( FileId( *other._former ) ) );
+}
+
 void PendingFile::write( std::uint64_t offset, const void* bytes, std::size_t size ) {
-    try {
-        _writer->seek( static_cast<long long>( offset ), OsFileTypes::FROM_BEGINNING );
-        _writer->write( bytes, size );
-    } catch( const ExBase& e ) {
-        fail( getSystemText( e ) );
+    const auto* rest = static_cast<const char*>( bytes );
+    while( size > 0 ) {
+        const ssize_t count = ::pwrite( _file->get(), rest, size, static_cast<off_t>( offset ) );
+        if( count < 0 && errno != EINTR ) {
+            fail();
+        }
+        const auto written = static_cast<std::size_t>( std::max<ssize_t>( count, 0 ) );
+        rest += written;
+        offset += written;
+        size -= written;
+    }
+}
+
+void PendingFile::sync() {
+    if( ::fsync( _file->get() ) != 0 ) {
+        fail();
     }
 }
 
 void PendingFile::commit() {
-    try {
-        // A system that writes later tells of its failure here.
-        _writer->close();
-        OsFile( _temporary ).renameTo( _path );
-    } catch( const ExBase& e ) {
-        fail( getSystemText( e ) );
+    if( _former ) {
+        adoptRights();
     }
-    _writer.reset();
+    const bool isNameless = _hiddenName.empty();
+    if( !isNameless || _former || !link( _name ) ) {
+        rename();
+    }
+    syncFolder();
 }
 
-void PendingFile::removeTemporary() noexcept {
-    try {
-        OsFsUtils::deleteFile( _temporary );
-    } catch( ... ) {
-        Trace::printCurrentException( "PendingFile::removeTemporary", QV_HERE );
+/// What stands where the file goes.
+void PendingFile::findFormer() {
+    struct stat facts;
+    if( ::fstatat( _folder.get(), _name.c_str(), &facts, AT_SYMLINK_NOFOLLOW ) == 0 ) {
+        _former = facts;
+    } else if( errno != ENOENT ) {
+        fail();
+    }
+    if( _name.empty() || ( _former && !S_ISREG( _former->st_mode ) ) ) {
+        throw Failure( Tag::CANT_REPLACE, _path.toString() );
+    }
+    if( _former && ::faccessat( _folder.get(), _name.c_str(), W_OK, AT_EACCESS ) != 0 ) {
+        fail();
     }
 }
 
-void PendingFile::fail( const std::string& reason ) const {
-    throw Failure( Tag::CANT_WRITE, _path.toString(), reason );
+/// Isn't open where the system or the volume has no such files, or couldn't name it later.
+Descriptor PendingFile::openNameless( mode_t mode ) const {
+    Descriptor file( ::openat( _folder.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode ) );
+    const bool isUsable = file.isOpen() && ::access( toOwnPath( file ).c_str(), F_OK ) == 0;
+    return isUsable ? std::move( file ) : Descriptor( -1 );
+}
+
+Descriptor PendingFile::openHidden( mode_t mode ) {
+    const std::string name = makeHiddenName();
+    Descriptor file( ::openat( _folder.get(), name.c_str(),
+                               O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode ) );
+    if( !file.isOpen() ) {
+        fail();
+    }
+    _hiddenName = name;
+    return file;
+}
+
+/// An owner, and after that a group, that can't be kept is no failure: who may replace the file has
+/// the right to.
+void PendingFile::adoptRights() {
+    mode_t mode = _former->st_mode & ALL_RIGHTS;
+    constexpr auto UNCHANGED = static_cast<uid_t>( -1 );
+    struct stat own;
+    if( ::fstat( _file->get(), &own ) != 0 ) {
+        fail();
+    }
+    if( own.st_uid != _former->st_uid ) {
+        [[maybe_unused]] const int isRefused = ::fchown( _file->get(), _former->st_uid, UNCHANGED );
+    }
+    if( own.st_gid != _former->st_gid &&
+        ::fchown( _file->get(), UNCHANGED, _former->st_gid ) != 0 ) {
+        mode = ( mode & ~GROUP_RIGHTS ) | ( mode << GROUP_SHIFT & GROUP_RIGHTS );
+    }
+    if( ::fchmod( _file->get(), mode ) != 0 ) {
+        fail();
+    }
+}
+
+/// False when the name is taken.
+bool PendingFile::link( const std::string& name ) const {
+    if( ::linkat( AT_FDCWD, toOwnPath( *_file ).c_str(), _folder.get(), name.c_str(),
+                  AT_SYMLINK_FOLLOW ) == 0 ) {
+        return true;
+    }
+    if( errno != EEXIST ) {
+        fail();
+    }
+    return false;
+}
+
+/// Replaces whatever file has the name.
+void PendingFile::rename() {
+    while( _hiddenName.empty() ) {
+        std::string name = makeHiddenName();
+        if( link( name ) ) {
+            _hiddenName.swap( name );
+        }
+    }
+    if( ::renameat( _folder.get(), _hiddenName.c_str(), _folder.get(), _name.c_str() ) != 0 ) {
+        fail();
+    }
+    _hiddenName.clear();
+}
+
+/// A folder that may be written but not read can't be synced, nor can those of some volumes.
+void PendingFile::syncFolder() {
+    const Descriptor folder( ::openat( _folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC ) );
+    if( folder.isOpen() && ::fsync( folder.get() ) != 0 && errno != EINVAL ) {
+        fail();
+    }
+}
+
+void PendingFile::fail() const {
+    throw Failure( Tag::CANT_WRITE, _path.toString(), std::system_category().message( errno ) );
 }
 
 } // namespace Qv::Comp

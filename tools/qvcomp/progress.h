@@ -1,20 +1,43 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
+#include <functional>
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace Qv::Comp {
 
-/// A line at the terminal that tells how far the work is.
+/// How far the work is.
+struct ProgressState {
+    /// Of all the work, from 0 to 1.
+    double done;
+    /// Since it began.
+    double seconds;
+    /// What is being done.
+    std::string phase;
+};
+
+/// A line for a terminal of so many columns, the last of which stays free: a bar, percent, the
+/// time that is left as far as it can be told yet, and the phase. On a narrow one the phase is cut
+/// or left out, then the bar, then the time.
+std::string formatProgress( const ProgressState& state, int columns );
+
+/// Of the terminal at standard error; 80 when it doesn't say.
+int getTerminalColumns();
+
+/// A line at the terminal that shows how far the work is.
 ///
 /// Threads: `begin` while nobody steps, `step` from any thread.
 class Progress {
 public:
-    /// `stream` is null when nobody looks; else it must outlive this object.
-    Progress( std::ostream* stream, int phases );
+    /// `stream` is null when nobody looks; else it must outlive this object. `weights` are the
+    /// parts of the phases to come in the whole work, in any unit.
+    Progress( std::ostream* stream, std::vector<double> weights,
+              std::function<int()> getColumns = getTerminalColumns );
     Progress( const Progress& ) = delete;
     Progress& operator=( const Progress& ) = delete;
     /// Takes the line away, so that what follows starts on an empty one.
@@ -25,17 +48,26 @@ public:
     void step( std::size_t steps = 1 );
 
 private:
-    void draw( int percent );
+    using Clock = std::chrono::steady_clock;
+
+    void draw( double done, Clock::time_point now );
 
     std::ostream* _stream;
-    int _phases;
-    int _phase = 0;
-    std::string _name;
+    const std::vector<double> _weights;
+    const std::function<int()> _getColumns;
+    const double _total;
+    const Clock::time_point _begin = Clock::now();
+    /// The phase that comes next, and the weight of those before the current one.
+    std::size_t _next = 0;
+    double _before = 0.0;
+    double _weight = 0.0;
+    std::string _phase;
     std::size_t _steps = 1;
     // Counted by the computing threads; hands nothing over, so relaxed order is enough.
     std::atomic<std::size_t> _done = 0;
     std::mutex _lock;
     int _shownPercent = -1;
+    Clock::time_point _shown;
 };
 
 } // namespace Qv::Comp

@@ -9,7 +9,10 @@
 #include <resmgt/resmgtPackages.h>
 
 #include <algorithm>
+#include <array>
 #include <string_view>
+
+#include <stdlib.h>
 
 namespace Qv {
 
@@ -65,6 +68,9 @@ const InVariable<const char*> threads( "ombra::qvcomp::threads", package, thread
 const InContextAlias<InInitEnv, 0> scratchEnv( "QVCOMP_SCRATCH", "Folder of the scratch file." );
 const InVariable<const char*> scratchDir( "ombra::qvcomp::scratchDir", package, scratchEnv );
 
+constexpr std::array<const InContextAliasBase*, 3> ENVIRONMENT{ &memoryEnv, &threadsEnv,
+                                                                &scratchEnv };
+
 /// An init file bears the variable's key; what it is tells where it stands.
 const char* getName( const InContextAliasBase& source, const InVariableBase& variable ) {
     const bool isFile = std::string_view( source.getKey() ) == variable.getKey();
@@ -83,6 +89,15 @@ std::optional<Comp::Setting> getSetting( const InVariable<const char*>& variable
 }
 
 } // namespace
+
+void Comp::dropEmptySettings() {
+    for( const InContextAliasBase* variable : ENVIRONMENT ) {
+        const char* const value = ::getenv( variable->getKey() );
+        if( value != nullptr && *value == 0 ) {
+            ::unsetenv( variable->getKey() );
+        }
+    }
+}
 
 std::optional<Comp::Setting> Comp::getMemorySetting() {
     return getSetting( memory );

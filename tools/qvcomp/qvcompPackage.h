@@ -21,6 +21,11 @@ struct Setting {
     std::string text;
 };
 
+/// Takes those of the environment's variables below away that are empty, which counts as not set.
+///
+/// REQUIRES: one thread, and packages aren't started.
+void dropEmptySettings();
+
 /// What the sources of "ombra::qvcomp::memory", "ombra::qvcomp::threads" and
 /// "ombra::qvcomp::scratchDir" say: the environment's QVCOMP_MEMORY, QVCOMP_THREADS and
 /// QVCOMP_SCRATCH, then the user's init file, then the application's.

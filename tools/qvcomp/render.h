@@ -15,8 +15,8 @@ struct Scene {
 /// The most tiles that rendering needs at one time if none is put away.
 std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) noexcept;
 
-/// How many phases `renderScene` shows.
-int countPhases( const Scene& scene ) noexcept;
+/// The phases that `renderScene` shows, as the parts that they have in the work.
+std::vector<double> getPhaseWeights( const Scene& scene );
 
 /// Reads and resamples the layers, composites them and adds the glow.
 ///

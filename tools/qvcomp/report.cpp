@@ -1,5 +1,6 @@
 #include <tools/qvcomp/report.h>
 
+#include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFileReader.h>
 
 #include <cstdio>
@@ -24,9 +25,9 @@ void writeText( std::ostream& stream, const Report& report ) {
     const Options& options = report.options;
     const std::string limit = options.memory ? toMebibytes( *options.memory ) : "none";
     stream << "Picture         " << options.output.toString() << ", " << options.width << " x "
-           << options.height << ", " << options.layers.size() << " layers\n"
-           << "Tiles           " << report.tiles << " of " << options.tileSide << " x "
-           << options.tileSide << " pixels\n"
+           << options.height << ", " << options.layers.size()
+           << ( options.layers.size() == 1 ? " layer\n" : " layers\n" ) << "Tiles           "
+           << report.tiles << " of " << options.tileSide << " x " << options.tileSide << " pixels\n"
            << "Evictions       " << report.evictions << '\n'
            << "Reloads         " << report.reloads << ", " << report.prefetches
            << " of them ahead of need\n"
@@ -42,7 +43,9 @@ void writeText( std::ostream& stream, const Report& report ) {
     }
 }
 
-std::string quote( const std::string& text ) {
+/// A JSON string is Unicode: bytes of a name that aren't become "?".
+std::string quote( const std::string& name ) {
+    const std::string text = WideStringUtil::narrowReplace( WideStringUtil::widen( name ) );
     std::string quoted = "\"";
     for( const char c : text ) {
         if( c == '"' || c == '\\' ) {

@@ -1,3 +1,4 @@
+#include <tools/qvcomp/descriptor.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/scratchFile.h>
 
@@ -5,7 +6,6 @@
 #include <resmgt/osal/osFsUtils.h>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace Qv::Comp {
 
@@ -13,22 +13,12 @@ namespace {
 
 const OsFileTypes::Permissions PRIVATE( 3, 0, 0 );
 
-struct Descriptor {
-    ~Descriptor() {
-        if( value >= 0 ) {
-            ::close( value );
-        }
-    }
-
-    const int value;
-};
-
 /// A file that never has a name. Null where the system or the volume has no such files.
 std::unique_ptr<OsMTFileWriter> openNameless( const OsFilePath& folder ) {
-    const Descriptor descriptor{
-        ::open( folder.getChars(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600 ) };
-    const OsFilePath self( "/proc/self/fd/" + std::to_string( descriptor.value ) );
-    if( descriptor.value < 0 || !OsFsUtils::isFile( self ) ) {
+    const Descriptor descriptor(
+        ::open( folder.getChars(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600 ) );
+    const OsFilePath self( "/proc/self/fd/" + std::to_string( descriptor.get() ) );
+    if( !descriptor.isOpen() || !OsFsUtils::isFile( self ) ) {
         return nullptr;
     }
     return std::make_unique<OsMTFileWriter>( self, PRIVATE, false, false );

@@ -1,4 +1,5 @@
 #include <tools/qvcomp/interrupt.h>
+#include <tools/qvcomp/startThread.h>
 #include <tools/qvcomp/tilePass.h>
 
 #include <atomic>
@@ -91,7 +92,7 @@ void PassRunner::run( const TilePass& pass ) {
         threads.reserve( static_cast<std::size_t>( _threads ) );
         try {
             for( int i = 1; i < _threads; ++i ) {
-                threads.emplace_back( [&run] { run.work(); } );
+                threads.push_back( startThread<std::jthread>( [&run] { run.work(); } ) );
             }
             run.work();
         } catch( ... ) {
