@@ -19,6 +19,7 @@
 #include <functional>
 #include <new>
 #include <system_error>
+#include <thread>
 
 namespace Qv::Comp {
 
@@ -150,8 +151,9 @@ private:
 
 std::vector<double> getWeights( const Options& options, const Scene& scene ) {
     // Nanoseconds a pixel, like those of rendering.
-    constexpr double WRITING = 60.0;
-    std::vector<double> weights = getPhaseWeights( scene );
+    constexpr double WRITING = 550.0;
+    const int processors = std::max( static_cast<int>( std::thread::hardware_concurrency() ), 1 );
+    std::vector<double> weights = getPhaseWeights( scene, std::min( options.threads, processors ) );
     const std::vector<double> again = options.mustVerify ? weights : std::vector<double>();
     weights.push_back( WRITING * scene.width * scene.height );
     weights.insert( weights.end(), again.begin(), again.end() );

@@ -41,11 +41,13 @@ public:
 };
 
 /// The system's own words, with which the reason of a failed call of it ends; what stands before
-/// them is for developers. Other reasons come as they are.
+/// them, and the error's number behind, is for developers. Other reasons come as they are.
 inline std::string getSystemText( const ExBase& failure ) {
     const std::string reason = failure.getReason();
     const std::size_t colon = reason.rfind( ": " );
-    return colon == std::string::npos ? reason : reason.substr( colon + 2 );
+    return colon == std::string::npos
+               ? reason
+               : reason.substr( colon + 2, reason.rfind( " (error " ) - colon - 2 );
 }
 
 } // namespace Qv::Comp

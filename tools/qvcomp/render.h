@@ -15,8 +15,9 @@ struct Scene {
 /// The most tiles that rendering needs at one time if none is put away.
 std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) noexcept;
 
-/// The phases that `renderScene` shows, as the parts that they have in the work.
-std::vector<double> getPhaseWeights( const Scene& scene );
+/// The phases that `renderScene` shows, each as the nanoseconds that it may take with so many
+/// threads at work at a time; only their proportions count.
+std::vector<double> getPhaseWeights( const Scene& scene, int threads );
 
 /// Reads and resamples the layers, composites them and adds the glow.
 ///
