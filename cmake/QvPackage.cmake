@@ -6,7 +6,9 @@
 # library that it belongs to and its white-box tests take those objects.
 #
 #   USES     the packages whose public headers it may include, nothing more; the build checks it
-#   HEADERS  public headers, relative to the package's folder; each compiles alone
+#   HEADERS  public headers, relative to the package's folder. Each compiles alone: a source that
+#            bears its name includes it first; one without such a source is compiled on its own by
+#            the target all_verify_interface_header_sets.
 #   SOURCES  portable sources
 #   POSIX, WINDOWS  the sources of one port; the build takes those of the platform
 #   TESTS    sources of the one white-box test program, <name>Test
@@ -54,9 +56,10 @@ function( qv_package name )
     endif()
     string( TOUPPER "${library}" upper )
     target_compile_definitions( ${name}_objects PRIVATE QV_BUILDING_${upper} )
-    if( arg_HEADERS )
+    qv_headers_without_source( lonely "${arg_HEADERS}" "${arg_SOURCES};${port}" )
+    if( lonely )
         target_sources( ${name}_objects PUBLIC FILE_SET HEADERS
-            BASE_DIRS "${CMAKE_SOURCE_DIR}" FILES ${arg_HEADERS} )
+            BASE_DIRS "${CMAKE_SOURCE_DIR}" FILES ${lonely} )
         set_target_properties( ${name}_objects PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON )
         # The header check compiles with the interface's options alone.
         target_link_libraries( ${name}_objects INTERFACE qv_build )
@@ -66,17 +69,28 @@ function( qv_package name )
     foreach( test IN LISTS arg_TESTS )
         list( APPEND tests "${CMAKE_CURRENT_SOURCE_DIR}/${test}" )
     endforeach()
-    set( headers )
-    foreach( header IN LISTS arg_HEADERS )
-        list( APPEND headers "${folder}/${header}" )
-    endforeach()
+    list( TRANSFORM arg_HEADERS PREPEND "${folder}/" OUTPUT_VARIABLE headers )
+    list( TRANSFORM lonely PREPEND "${folder}/" )
     set_property( GLOBAL APPEND PROPERTY QV_PACKAGES ${name} )
     set_property( GLOBAL PROPERTY QV_${name}_LIBRARY ${library} )
     set_property( GLOBAL PROPERTY QV_${name}_FOLDER ${folder} )
     set_property( GLOBAL PROPERTY QV_${name}_USES ${arg_USES} )
     set_property( GLOBAL PROPERTY QV_${name}_TESTS ${tests} )
     set_property( GLOBAL PROPERTY QV_${name}_HEADERS ${headers} )
+    set_property( GLOBAL PROPERTY QV_${name}_LONELY_HEADERS ${lonely} )
     set_property( GLOBAL PROPERTY QV_${name}_WRAPPED_CALLS ${arg_WRAPPED_CALLS} )
+endfunction()
+
+# The headers that no source bears the name of: a/src/x.cpp and a/src/posix/xPosix.cpp are sources of
+# a/x.h.
+function( qv_headers_without_source result headers sources )
+    foreach( source IN LISTS sources )
+        string( REGEX REPLACE "(^|/)src/(posix/|windows/)?" "\\1" path "${source}" )
+        string( REGEX REPLACE "(Posix|Windows)?\\.cpp$" ".h" header "${path}" )
+        string( REGEX REPLACE "\\.cpp$" ".h" suffixed "${path}" )
+        list( REMOVE_ITEM headers ${header} ${suffixed} )
+    endforeach()
+    set( ${result} ${headers} PARENT_SCOPE )
 endfunction()
 
 function( qv_test_environment package suffix )
@@ -149,7 +163,9 @@ function( qv_write_include_rules )
         get_property( folder GLOBAL PROPERTY QV_${package}_FOLDER )
         get_property( uses GLOBAL PROPERTY QV_${package}_USES )
         get_property( headers GLOBAL PROPERTY QV_${package}_HEADERS )
-        string( APPEND text "package ${package} ${folder}\nuses ${uses}\nheaders ${headers}\n" )
+        get_property( lonely GLOBAL PROPERTY QV_${package}_LONELY_HEADERS )
+        string( APPEND text "package ${package} ${folder}\nuses ${uses}\nheaders ${headers}\n"
+            "lonely ${lonely}\n" )
     endforeach()
     file( WRITE "${CMAKE_BINARY_DIR}/include-rules.txt" "${text}" )
 endfunction()

@@ -1,6 +1,7 @@
+#include <pluginAPI/piAppThread.h>
+
 #include <base/failure/assertions.h>
 #include <base/init/inSingletonEx.h>
-#include <pluginAPI/piAppThread.h>
 
 #include <atomic>
 

@@ -1,6 +1,7 @@
+#include <pluginAPI/piHelp.h>
+
 #include <base/failure/qvHere.h>
 #include <base/trace/traceManager.h>
-#include <pluginAPI/piHelp.h>
 
 #include <atomic>
 #include <sstream>

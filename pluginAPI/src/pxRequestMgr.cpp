@@ -1,6 +1,7 @@
+#include <pluginAPI/pxRequestMgr.h>
+
 #include <base/failure/assertions.h>
 #include <base/init/inSingletonEx.h>
-#include <pluginAPI/pxRequestMgr.h>
 
 #include <atomic>
 

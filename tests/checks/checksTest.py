@@ -18,12 +18,15 @@ PACKAGE_OBJECT = "{ registerPackage(); dependsOn<%s>(); }\n"
 RULES = """package base base
 uses
 headers base/failure/ex.h
+lonely base/failure/ex.h
 package low resmgt/low
 uses base
 headers resmgt/low/low.h
+lonely
 package high resmgt/high
 uses low
 headers resmgt/high/high.h;resmgt/high/../resmgtApi.h
+lonely resmgt/high/high.h;resmgt/high/../resmgtApi.h
 """
 GOOD = {
     "base/failure/ex.h": "#include <string>\n",
@@ -31,14 +34,15 @@ GOOD = {
     "resmgt/resmgtApi.h": "",
     "resmgt/low/low.h": "#include <base/failure/ex.h>\n#include <resmgt/resmgtApi.h>\n",
     "resmgt/low/src/lowInit.cpp": PACKAGE_OBJECT % "base",
-    "resmgt/low/src/posix/event.cpp": "#include <unistd.h>\n#include <resmgt/low/src/event.h>\n",
+    "resmgt/low/src/posix/event.cpp": "#include <resmgt/low/src/event.h>\n#include <unistd.h>\n",
+    "resmgt/low/src/posix/lowPosix.cpp": "#include <resmgt/low/low.h>\n#include <unistd.h>\n",
     "resmgt/low/src/event.h": "",
     "resmgt/high/high.h": "#include <resmgt/low/low.h>\n",
     "resmgt/high/src/highInit.cpp": PACKAGE_OBJECT % "low",
     # A test program is made of all that the package reaches.
     "resmgt/high/test/highTest.cpp": "#include <base/failure/ex.h>\n#include <unistd.h>\n"
     "#include <resmgt/low/src/event.h>\n"
-    "TEST( High, holds ) {}\n",
+    "TEST( HighTest, Holds ) {}\n",
     "tests/install/outside/CMakeLists.txt": "project( outside )\n",
     "tests/install/outside/main.cpp": "int  main() {}\n",
     "tests/checks/againstStartOrder.txt": "# comment\n",
@@ -92,13 +96,13 @@ class ChecksTest(unittest.TestCase):
             "an upper library": ("base/failure/ex.h", "<resmgt/low/low.h>", "package low"),
             "system header": (low, "<sys/types.h>", "system header"),
             "system header of a portable source": (
-                "resmgt/low/src/low.cpp",
+                "resmgt/low/src/other.cpp",
                 "<pthread.h>",
                 "system header",
             ),
             "private header in a public one": (low, "<resmgt/low/src/event.h>", "private"),
             "another package's private header": (
-                "resmgt/high/src/high.cpp",
+                "resmgt/high/src/other.cpp",
                 "<resmgt/low/src/event.h>",
                 "private to package low",
             ),
@@ -110,7 +114,7 @@ class ChecksTest(unittest.TestCase):
             ),
             "no such file": (low, "<resmgt/low/none.h>", "doesn't exist"),
             "what tests share": (
-                "resmgt/low/src/low.cpp",
+                "resmgt/low/src/other.cpp",
                 "<tests/install/outside/main.cpp>",
                 "no part of the libraries",
             ),
@@ -120,6 +124,17 @@ class ChecksTest(unittest.TestCase):
                 changes = {path: f"\n#include {included}\n", "resmgt/high/src/high.h": ""}
                 found = self.findings(includes.check, changes)
                 self.assert_one(found, f"{path}:2: ", part)
+
+    def test_header_that_nothing_compiles_alone_is_found(self):
+        source = "resmgt/low/src/posix/lowPosix.cpp"
+        late = self.findings(includes.check, {source: f"#include <string>\n{GOOD[source]}"})
+        self.assertEqual(len(late), 2, late)
+        self.assertIn("include <resmgt/low/low.h> first", late[0])
+        self.assertTrue(late[1].startswith("resmgt/low/low.h:1: "), late)
+        private = self.findings(
+            includes.check, {"resmgt/low/src/event.cpp": "#include <resmgt/low/low.h>\n"}
+        )
+        self.assert_one(private, "resmgt/low/src/event.cpp:1: ", "<resmgt/low/src/event.h> first")
 
     def test_marked_templates_are_found(self):
         cases = {

@@ -1,5 +1,9 @@
 """A file includes only what its place allows: public headers of the packages that its package uses,
-private headers of its own package, and system headers in the folder of a port alone."""
+private headers of its own package, and system headers in the folder of a port alone. A source
+includes the header of its own name first, which proves that the header compiles alone."""
+
+import re
+from pathlib import PurePosixPath
 
 import tree
 
@@ -74,16 +78,49 @@ def check_include(tree_, path, package, quote, included):
     return None
 
 
+def own_header(tree_, path):
+    """The header that bears the source's name, with or without the port's suffix: the nearest from
+    the source's folder up to the folder of its public header."""
+    source = PurePosixPath(path)
+    stems = dict.fromkeys((source.stem, re.sub("(Posix|Windows)$", "", source.stem)))
+    folders = [source.parent]
+    while folders[-1].name in ("src", "posix", "windows"):
+        folders.append(folders[-1].parent)
+    for stem in stems:
+        for folder in folders:
+            header = (folder / f"{stem}.h").as_posix()
+            if (tree_.root / header).exists():
+                return header
+    return None
+
+
+def check_own_header(tree_, path, includes, proven):
+    """What a source includes first has been compiled alone; `proven` takes it down."""
+    first = includes[0][2] if includes else None
+    own = own_header(tree_, path)
+    if own is None or first == own:
+        proven.add(first)
+    else:
+        yield f"{path}:1: include <{own}> first, which proves that it compiles alone"
+
+
 def check(tree_):
+    proven = set()
     for path in tree_.sources():
+        includes = list(tree_.includes(path))
+        if path.endswith(".cpp") and "/test/" not in path:
+            yield from check_own_header(tree_, path, includes, proven)
         package = tree_.package_of(path)
         if package is None:
             continue
         yield from check_own_place(tree_, path, package)
-        for number, quote, included in tree_.includes(path):
+        for number, quote, included in includes:
             finding = check_include(tree_, path, package, quote, included)
             if finding:
                 yield f"{path}:{number}: {finding}"
+    for package in tree_.packages.values():
+        for header in sorted(package.headers - package.lonely - proven):
+            yield f"{header}:1: no source includes it first, which would prove that it compiles alone"
 
 
 if __name__ == "__main__":

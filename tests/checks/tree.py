@@ -17,6 +17,8 @@ class Package:
     folder: str
     uses: list = field(default_factory=list)
     headers: set = field(default_factory=set)
+    # Those that the build compiles on their own.
+    lonely: set = field(default_factory=set)
 
 
 class Tree:
@@ -37,8 +39,9 @@ class Tree:
                 package = packages[name] = Package(name, folder)
             elif keyword == "uses":
                 package.uses = [name for name in rest.split(";") if name]
-            elif keyword == "headers":
-                package.headers = {normalised(path) for path in rest.split(";") if path}
+            elif keyword in ("headers", "lonely"):
+                paths = {normalised(path) for path in rest.split(";") if path}
+                setattr(package, keyword, paths)
         return packages
 
     def sources(self):

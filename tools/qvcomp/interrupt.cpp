@@ -1,5 +1,6 @@
-#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/interrupt.h>
+
+#include <tools/qvcomp/failure.h>
 
 #include <array>
 #include <atomic>

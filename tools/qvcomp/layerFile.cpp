@@ -1,6 +1,7 @@
+#include <tools/qvcomp/layerFile.h>
+
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/interrupt.h>
-#include <tools/qvcomp/layerFile.h>
 #include <tools/qvcomp/layerHead.h>
 #include <tools/qvcomp/options.h>
 #include <tools/qvcomp/pixelMath.h>

@@ -1,5 +1,6 @@
-#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/layerHead.h>
+
+#include <tools/qvcomp/failure.h>
 
 #include <Iex.h>
 #include <ImfVersion.h>

@@ -1,5 +1,6 @@
-#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/layerStream.h>
+
+#include <tools/qvcomp/failure.h>
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,6 @@
-#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/managedTiles.h>
+
+#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/tileProtocol.h>
 
 #include <resmgt/dynamicAllocation/daArenaPool.h>

@@ -1,5 +1,6 @@
-#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/options.h>
+
+#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/qvcompPackage.h>
 
 #include <base/failure/exSysError.h>

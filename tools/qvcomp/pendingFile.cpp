@@ -1,5 +1,6 @@
-#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/pendingFile.h>
+
+#include <tools/qvcomp/failure.h>
 
 #include <base/failure/qvHere.h>
 #include <base/trace/trace.h>

@@ -1,6 +1,7 @@
+#include <tools/qvcomp/pictureFile.h>
+
 #include <tools/qvcomp/exrWriter.h>
 #include <tools/qvcomp/interrupt.h>
-#include <tools/qvcomp/pictureFile.h>
 #include <tools/qvcomp/pixelMath.h>
 #include <tools/qvcomp/pngWriter.h>
 #include <tools/qvcomp/toneMap.h>

@@ -1,5 +1,6 @@
-#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/planeCompare.h>
+
+#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/tilePass.h>
 
 #include <cstring>

@@ -1,5 +1,6 @@
-#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/pngWriter.h>
+
+#include <tools/qvcomp/failure.h>
 
 #include <csetjmp>
 #include <exception>

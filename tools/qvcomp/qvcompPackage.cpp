@@ -1,5 +1,6 @@
-#include <tools/qvcomp/messages.h>
 #include <tools/qvcomp/qvcompPackage.h>
+
+#include <tools/qvcomp/messages.h>
 
 #include <base/init/inBuildInfoMgr.h>
 #include <base/init/inBuildInfoUtil.h>

@@ -1,6 +1,7 @@
+#include <tools/qvcomp/render.h>
+
 #include <tools/qvcomp/composite.h>
 #include <tools/qvcomp/glow.h>
-#include <tools/qvcomp/render.h>
 #include <tools/qvcomp/resample.h>
 
 namespace Qv::Comp {

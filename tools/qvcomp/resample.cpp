@@ -1,6 +1,7 @@
+#include <tools/qvcomp/resample.h>
+
 #include <tools/qvcomp/filterTaps.h>
 #include <tools/qvcomp/pixelMath.h>
-#include <tools/qvcomp/resample.h>
 #include <tools/qvcomp/tileSum.h>
 
 namespace Qv::Comp {

@@ -1,6 +1,7 @@
+#include <tools/qvcomp/scratchFile.h>
+
 #include <tools/qvcomp/descriptor.h>
 #include <tools/qvcomp/failure.h>
-#include <tools/qvcomp/scratchFile.h>
 
 #include <resmgt/osal/osFileUtils.h>
 #include <resmgt/osal/osFsUtils.h>

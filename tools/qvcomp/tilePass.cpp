@@ -1,6 +1,7 @@
+#include <tools/qvcomp/tilePass.h>
+
 #include <tools/qvcomp/interrupt.h>
 #include <tools/qvcomp/startThread.h>
-#include <tools/qvcomp/tilePass.h>
 
 #include <atomic>
 #include <exception>

@@ -1,5 +1,6 @@
-#include <tools/qvcomp/pixelMath.h>
 #include <tools/qvcomp/toneMap.h>
+
+#include <tools/qvcomp/pixelMath.h>
 
 #include <cmath>
 

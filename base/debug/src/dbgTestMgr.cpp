@@ -1,5 +1,6 @@
-#include <base/debug/dbgTestGroup.h>
 #include <base/debug/dbgTestMgr.h>
+
+#include <base/debug/dbgTestGroup.h>
 
 #include <atomic>
 

@@ -1,3 +1,5 @@
+#include <base/events/evEvent.h>
+
 #include <base/events/evRequestEvent.h>
 
 #include <istream>

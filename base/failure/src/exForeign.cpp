@@ -1,5 +1,6 @@
-#include <base/failure/exBase.h>
 #include <base/failure/src/exForeign.h>
+
+#include <base/failure/exBase.h>
 
 #include <exception>
 

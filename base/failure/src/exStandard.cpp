@@ -1,5 +1,6 @@
-#include <base/failure/assertions.h>
 #include <base/failure/exStandard.h>
+
+#include <base/failure/assertions.h>
 
 namespace Qv {
 

@@ -1,5 +1,6 @@
-#include <base/failure/exStandard.h>
 #include <base/failure/exWrapper.h>
+
+#include <base/failure/exStandard.h>
 #include <base/failure/qvHere.h>
 #include <base/failure/src/exForeign.h>
 #include <base/failure/src/exStack.h>

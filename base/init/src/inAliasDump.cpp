@@ -1,5 +1,6 @@
-#include <base/init/inVariableBase.h>
 #include <base/init/src/inAliasDump.h>
+
+#include <base/init/inVariableBase.h>
 #include <base/text/printable.h>
 
 #include <map>

@@ -1,5 +1,6 @@
-#include <base/failure/assertions.h>
 #include <base/init/inBuildInfo.h>
+
+#include <base/failure/assertions.h>
 #include <base/init/inBuildInfoMgr.h>
 #include <base/init/inBuildInfoUtil.h>
 

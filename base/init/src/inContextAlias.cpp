@@ -1,5 +1,6 @@
-#include <base/failure/assertions.h>
 #include <base/init/inContextAlias.h>
+
+#include <base/failure/assertions.h>
 #include <base/init/inContextAliasBuilder.h>
 #include <base/init/inContextAliasMgrBase.h>
 #include <base/init/inEx.h>

@@ -1,5 +1,6 @@
-#include <base/init/inContextAlias.h>
 #include <base/init/inContextAliasMgrBase.h>
+
+#include <base/init/inContextAlias.h>
 
 #include <cstring>
 #include <map>

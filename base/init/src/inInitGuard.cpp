@@ -1,6 +1,7 @@
+#include <base/init/inInitGuard.h>
+
 #include <base/failure/assertions.h>
 #include <base/init/inContextAliasMgrBase.h>
-#include <base/init/inInitGuard.h>
 #include <base/init/src/inPackageFrame.h>
 
 namespace Qv {

@@ -1,9 +1,10 @@
+#include <base/init/src/inPackageFrame.h>
+
 #include <base/failure/assertions.h>
 #include <base/failure/src/exStack.h>
 #include <base/init/inUtils.h>
 #include <base/init/inVariableBase.h>
 #include <base/init/src/inAliasDump.h>
-#include <base/init/src/inPackageFrame.h>
 #include <base/ownership/ownershipDelete.h>
 #include <base/trace/traceManager.h>
 

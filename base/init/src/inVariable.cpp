@@ -1,8 +1,9 @@
+#include <base/init/inVariable.h>
+
 #include <base/failure/assertions.h>
 #include <base/init/inContextAliasBuilder.h>
 #include <base/init/inPackageInit.h>
 #include <base/init/inUtils.h>
-#include <base/init/inVariable.h>
 #include <base/text/ascii.h>
 #include <base/text/printable.h>
 #include <base/trace/traceManager.h>

@@ -1,5 +1,6 @@
-#include <base/failure/qvHere.h>
 #include <base/ownership/ownershipDelete.h>
+
+#include <base/failure/qvHere.h>
 #include <base/trace/trace.h>
 
 namespace Qv {

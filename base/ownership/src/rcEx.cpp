@@ -1,6 +1,7 @@
+#include <base/ownership/rcEx.h>
+
 #include <base/failure/qvHere.h>
 #include <base/failure/src/exStack.h>
-#include <base/ownership/rcEx.h>
 #include <base/ownership/rcExUtil.h>
 
 namespace Qv {

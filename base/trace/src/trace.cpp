@@ -1,3 +1,5 @@
+#include <base/trace/trace.h>
+
 #include <base/failure/assertions.h>
 #include <base/failure/src/exForeign.h>
 #include <base/locks/lkLock.h>

@@ -1,5 +1,6 @@
-#include <base/locks/lkLock.h>
 #include <base/trace/traceManager.h>
+
+#include <base/locks/lkLock.h>
 
 #include <climits>
 #include <new>

@@ -1,5 +1,6 @@
-#include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/src/daArenaPoolImp.h>
+
+#include <base/failure/assertions.h>
 
 #include <ostream>
 

@@ -1,5 +1,6 @@
-#include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/daFirstFitArena.h>
+
+#include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/src/daArenaBlocks.h>
 
 #include <algorithm>

@@ -1,5 +1,6 @@
-#include <resmgt/initApp/inInitAppInitFile.h>
 #include <resmgt/initConfig/inPaths.h>
+
+#include <resmgt/initApp/inInitAppInitFile.h>
 #include <resmgt/initConfig/src/deploymentVariables.h>
 #include <resmgt/initConfig/src/installedResources.h>
 #include <resmgt/initInstallDir/inPathsImp.h>

@@ -1,8 +1,9 @@
+#include <resmgt/initInstallDir/inPathsImp.h>
+
 #include <base/failure/exBase.h>
 #include <base/failure/qvHere.h>
 #include <base/init/inContextAliasMgrBase.h>
 #include <base/trace/traceManager.h>
-#include <resmgt/initInstallDir/inPathsImp.h>
 #include <resmgt/initInstallDir/src/installDirVariable.h>
 #include <resmgt/initInstallDir/src/searchPath.h>
 #include <resmgt/osal/osEnv.h>

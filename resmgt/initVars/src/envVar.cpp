@@ -1,5 +1,6 @@
-#include <base/text/printable.h>
 #include <resmgt/initVars/envVar.h>
+
+#include <base/text/printable.h>
 #include <resmgt/initVars/envVarRegistry.h>
 #include <resmgt/initVars/src/envNumber.h>
 

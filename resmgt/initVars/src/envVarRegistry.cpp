@@ -1,7 +1,8 @@
+#include <resmgt/initVars/envVarRegistry.h>
+
 #include <base/failure/assertions.h>
 #include <base/text/printable.h>
 #include <resmgt/initVars/envVar.h>
-#include <resmgt/initVars/envVarRegistry.h>
 
 #include <new>
 #include <ostream>

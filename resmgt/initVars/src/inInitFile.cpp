@@ -1,5 +1,6 @@
-#include <base/init/inContextAlias.h>
 #include <resmgt/initVars/inInitFile.h>
+
+#include <base/init/inContextAlias.h>
 #include <resmgt/initVars/inTextFile.h>
 #include <resmgt/initVars/src/initVarsVariables.h>
 #include <resmgt/osal/osEnv.h>

@@ -1,6 +1,7 @@
+#include <resmgt/initVars/inInitReg.h>
+
 #include <base/init/inBuildInfo.h>
 #include <base/init/inBuildInfoMgr.h>
-#include <resmgt/initVars/inInitReg.h>
 #include <resmgt/osal/osRegistry.h>
 
 namespace Qv {

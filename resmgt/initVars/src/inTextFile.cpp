@@ -1,6 +1,7 @@
+#include <resmgt/initVars/inTextFile.h>
+
 #include <base/failure/qvHere.h>
 #include <base/text/ascii.h>
-#include <resmgt/initVars/inTextFile.h>
 #include <resmgt/initVars/inTextFileEx.h>
 #include <resmgt/initVars/src/inTextFileParser.h>
 #include <resmgt/osal/osFileReplacement.h>

@@ -1,8 +1,9 @@
+#include <resmgt/initVars/src/inTextFileParser.h>
+
 #include <base/failure/qvHere.h>
 #include <base/text/ascii.h>
 #include <resmgt/initVars/inTextFile.h>
 #include <resmgt/initVars/inTextFileEx.h>
-#include <resmgt/initVars/src/inTextFileParser.h>
 #include <resmgt/osal/osFileUtils.h>
 
 #include <algorithm>

@@ -1,5 +1,6 @@
-#include <resmgt/literals/liStringParser.h>
 #include <resmgt/literals/liStringTokenizer.h>
+
+#include <resmgt/literals/liStringParser.h>
 
 namespace Qv {
 

@@ -1,7 +1,8 @@
+#include <resmgt/literals/liStringUtil.h>
+
 #include <base/failure/assertions.h>
 #include <base/text/ascii.h>
 #include <base/text/wideStringUtil.h>
-#include <resmgt/literals/liStringUtil.h>
 #include <resmgt/osal/osFileUtils.h>
 
 #include <algorithm>

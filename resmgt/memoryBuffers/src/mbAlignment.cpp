@@ -1,5 +1,6 @@
-#include <base/failure/qvHere.h>
 #include <resmgt/memoryBuffers/mbAlignment.h>
+
+#include <base/failure/qvHere.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 
 #include <ios>

@@ -1,6 +1,7 @@
+#include <resmgt/memoryBuffers/mbArenaManager.h>
+
 #include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/daArenaPool.h>
-#include <resmgt/memoryBuffers/mbArenaManager.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 
 #include <ostream>

@@ -1,5 +1,6 @@
-#include <base/failure/qvHere.h>
 #include <resmgt/memoryBuffers/mbBuffer.h>
+
+#include <base/failure/qvHere.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 
 namespace Qv {

@@ -1,3 +1,5 @@
+#include <resmgt/memoryBuffers/mbBufferFactoryRegistry.h>
+
 #include <base/failure/assertions.h>
 #include <base/init/inSingleton.imp>
 #include <resmgt/memoryBuffers/src/mbBufferFactoryRegistryImp.h>

@@ -1,5 +1,6 @@
-#include <base/failure/assertions.h>
 #include <resmgt/memoryBuffers/mbBufferImp.h>
+
+#include <base/failure/assertions.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>

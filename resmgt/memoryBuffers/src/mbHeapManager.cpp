@@ -1,7 +1,8 @@
+#include <resmgt/memoryBuffers/mbHeapManager.h>
+
 #include <base/failure/qvHere.h>
 #include <base/ownership/aPtr.h>
 #include <resmgt/memoryBuffers/mbEx.h>
-#include <resmgt/memoryBuffers/mbHeapManager.h>
 
 #include <limits>
 #include <new>

@@ -1,5 +1,6 @@
-#include <base/failure/assertions.h>
 #include <resmgt/memoryBuffers/mbPoolManager.h>
+
+#include <base/failure/assertions.h>
 
 #include <ostream>
 

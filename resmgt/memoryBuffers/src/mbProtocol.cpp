@@ -1,5 +1,6 @@
-#include <resmgt/locks/lkAsyncHandle.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
+
+#include <resmgt/locks/lkAsyncHandle.h>
 
 namespace Qv {
 

@@ -1,6 +1,7 @@
+#include <resmgt/memoryBuffers/mbRegion.h>
+
 #include <base/failure/qvHere.h>
 #include <base/trace/traceManager.h>
-#include <resmgt/memoryBuffers/mbRegion.h>
 
 #include <sstream>
 

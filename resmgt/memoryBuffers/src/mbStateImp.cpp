@@ -1,10 +1,11 @@
+#include <resmgt/memoryBuffers/src/mbStateImp.h>
+
 #include <base/failure/qvHere.h>
 #include <base/trace/trace.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
 #include <resmgt/memoryBuffers/src/mbDispatch.h>
-#include <resmgt/memoryBuffers/src/mbStateImp.h>
 #include <resmgt/memoryBuffers/src/mbTypeName.h>
 
 #include <ostream>

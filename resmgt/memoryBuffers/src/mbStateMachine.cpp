@@ -1,3 +1,5 @@
+#include <resmgt/memoryBuffers/mbStateMachine.h>
+
 #include <base/failure/qvHere.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/initVars/envVar.h>

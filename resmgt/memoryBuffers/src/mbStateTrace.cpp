@@ -1,7 +1,8 @@
+#include <resmgt/memoryBuffers/src/mbStateTrace.h>
+
 #include <base/failure/qvHere.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/memoryBuffers/src/mbStateImp.h>
-#include <resmgt/memoryBuffers/src/mbStateTrace.h>
 #include <resmgt/memoryBuffers/src/mbTypeName.h>
 
 #include <sstream>

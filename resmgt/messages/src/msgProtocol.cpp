@@ -1,7 +1,8 @@
+#include <resmgt/messages/msgProtocol.h>
+
 #include <base/text/ascii.h>
 #include <base/text/printable.h>
 #include <resmgt/messages/msgManager.h>
-#include <resmgt/messages/msgProtocol.h>
 #include <resmgt/messages/msgServer.h>
 #include <resmgt/messages/msgSubscription.h>
 

@@ -1,6 +1,7 @@
+#include <resmgt/osal/osDirectory.h>
+
 #include <base/failure/exStandard.h>
 #include <base/failure/exSysError.h>
-#include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/src/osFileCopy.h>

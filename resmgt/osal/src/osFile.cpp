@@ -1,5 +1,6 @@
-#include <base/failure/qvHere.h>
 #include <resmgt/osal/osFile.h>
+
+#include <base/failure/qvHere.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/src/osFileCopy.h>

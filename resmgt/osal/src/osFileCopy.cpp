@@ -1,9 +1,10 @@
+#include <resmgt/osal/src/osFileCopy.h>
+
 #include <base/failure/exSysError.h>
 #include <base/trace/trace.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/src/osFileCalls.h>
-#include <resmgt/osal/src/osFileCopy.h>
 
 #include <memory>
 

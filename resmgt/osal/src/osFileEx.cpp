@@ -1,5 +1,6 @@
-#include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFileEx.h>
+
+#include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFilePath.h>
 
 #include <algorithm>

@@ -1,5 +1,6 @@
-#include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFileFilter.h>
+
+#include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/src/wildcardMatch.h>
 

@@ -1,6 +1,7 @@
+#include <resmgt/osal/osFileMapping.h>
+
 #include <base/failure/qvHere.h>
 #include <base/text/wideStringUtil.h>
-#include <resmgt/osal/osFileMapping.h>
 #include <resmgt/osal/src/osFileMappingImp.h>
 
 #include <string>

@@ -1,8 +1,9 @@
+#include <resmgt/osal/osFilePath.h>
+
 #include <base/failure/assertions.h>
 #include <base/text/ascii.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFileEx.h>
-#include <resmgt/osal/osFilePath.h>
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,6 @@
-#include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFilePathUtils.h>
+
+#include <resmgt/osal/osFilePath.h>
 
 #include <algorithm>
 

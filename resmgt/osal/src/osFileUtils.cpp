@@ -1,7 +1,8 @@
+#include <resmgt/osal/osFileUtils.h>
+
 #include <base/failure/exSysError.h>
 #include <base/failure/qvHere.h>
 #include <base/values/uuid.h>
-#include <resmgt/osal/osFileUtils.h>
 #include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/src/osFsPlatform.h>
 

@@ -1,3 +1,5 @@
+#include <resmgt/osal/osFsUtils.h>
+
 #include <base/failure/exStandard.h>
 #include <base/failure/exSysError.h>
 #include <base/trace/trace.h>
@@ -5,7 +7,6 @@
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFilePathUtils.h>
 #include <resmgt/osal/osFileUtils.h>
-#include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/src/osFileCopy.h>
 #include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/osFsPlatform.h>

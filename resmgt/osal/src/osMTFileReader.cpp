@@ -1,5 +1,6 @@
-#include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osMTFileReader.h>
+
+#include <resmgt/osal/osFile.h>
 #include <resmgt/osal/src/osOpenFile.h>
 
 namespace Qv {

@@ -1,10 +1,11 @@
+#include <resmgt/osal/src/osOpenFile.h>
+
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
 #include <base/trace/trace.h>
 #include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/src/osChunkedTransfer.h>
-#include <resmgt/osal/src/osOpenFile.h>
 
 #include <algorithm>
 #include <cerrno>

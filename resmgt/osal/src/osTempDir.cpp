@@ -1,9 +1,10 @@
+#include <resmgt/osal/src/osTempDir.h>
+
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/src/osFsPlatform.h>
-#include <resmgt/osal/src/osTempDir.h>
 
 #include <cstdlib>
 #include <sstream>

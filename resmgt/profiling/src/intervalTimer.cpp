@@ -1,3 +1,5 @@
+#include <resmgt/profiling/intervalTimer.h>
+
 #include <resmgt/osSupport/osDateUtil.h>
 #include <resmgt/profiling/hwCounter.h>
 #include <resmgt/profiling/hwIntervalTimer.h>

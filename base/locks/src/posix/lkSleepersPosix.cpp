@@ -1,5 +1,6 @@
-#include <base/locks/lkPause.h>
 #include <base/locks/lkSleepersPosix.h>
+
+#include <base/locks/lkPause.h>
 
 #include <linux/futex.h>
 #include <linux/membarrier.h>

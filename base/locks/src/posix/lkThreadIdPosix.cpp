@@ -1,5 +1,6 @@
-#include <base/locks/lkSleepersPosix.h>
 #include <base/locks/lkThreadId.h>
+
+#include <base/locks/lkSleepersPosix.h>
 
 #include <pthread.h>
 #include <unistd.h>

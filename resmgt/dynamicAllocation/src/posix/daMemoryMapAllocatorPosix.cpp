@@ -1,6 +1,7 @@
+#include <resmgt/dynamicAllocation/src/posix/daMemoryMapAllocatorPosix.h>
+
 #include <base/failure/exSysError.h>
 #include <base/failure/qvHere.h>
-#include <resmgt/dynamicAllocation/src/posix/daMemoryMapAllocatorPosix.h>
 
 #include <sys/mman.h>
 

@@ -1,5 +1,6 @@
-#include <base/locks/lkPause.h>
 #include <resmgt/locks/src/lkAutoResetEvent.h>
+
+#include <base/locks/lkPause.h>
 #include <resmgt/locks/src/lkSpin.h>
 #include <resmgt/locks/src/posix/lkFutexPosix.h>
 

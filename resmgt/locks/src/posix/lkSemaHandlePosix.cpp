@@ -1,6 +1,7 @@
+#include <resmgt/locks/src/posix/lkSemaHandlePosix.h>
+
 #include <base/files/newDescriptorPosix.h>
 #include <base/files/sizeSignalGuardPosix.h>
-#include <resmgt/locks/src/posix/lkSemaHandlePosix.h>
 
 #include <base/text/ascii.h>
 

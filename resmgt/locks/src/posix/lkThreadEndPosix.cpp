@@ -1,6 +1,7 @@
+#include <resmgt/locks/src/lkThreadEnd.h>
+
 #include <base/failure/assertions.h>
 #include <resmgt/locks/mtThreadDataRegistry.h>
-#include <resmgt/locks/src/lkThreadEnd.h>
 
 #include <pthread.h>
 

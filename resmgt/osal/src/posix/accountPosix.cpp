@@ -1,6 +1,7 @@
+#include <resmgt/osal/src/posix/accountPosix.h>
+
 #include <base/failure/exSysError.h>
 #include <base/failure/qvHere.h>
-#include <resmgt/osal/src/posix/accountPosix.h>
 
 #include <cerrno>
 #include <utility>

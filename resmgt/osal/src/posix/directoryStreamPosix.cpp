@@ -1,7 +1,8 @@
+#include <resmgt/osal/src/posix/directoryStreamPosix.h>
+
 #include <base/failure/qvHere.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
-#include <resmgt/osal/src/posix/directoryStreamPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
 
 #include <cerrno>

@@ -1,5 +1,6 @@
-#include <base/failure/exSysError.h>
 #include <resmgt/osal/osDirectory.h>
+
+#include <base/failure/exSysError.h>
 #include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>

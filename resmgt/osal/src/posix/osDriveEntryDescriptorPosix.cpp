@@ -1,6 +1,7 @@
+#include <resmgt/osal/osDriveEntryDescriptor.h>
+
 #include <base/failure/exSysError.h>
 #include <resmgt/osSupport/osDateUtil.h>
-#include <resmgt/osal/osDriveEntryDescriptor.h>
 #include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/src/posix/directoryStreamPosix.h>
 #include <resmgt/osal/src/posix/kernelFilePosix.h>

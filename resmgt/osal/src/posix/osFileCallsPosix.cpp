@@ -1,5 +1,6 @@
-#include <base/files/sizeSignalGuardPosix.h>
 #include <resmgt/osal/src/osFileCalls.h>
+
+#include <base/files/sizeSignalGuardPosix.h>
 #include <resmgt/osal/src/osUnbufferedInfo.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>

@@ -1,6 +1,7 @@
+#include <resmgt/osal/osFileEntryDescriptor.h>
+
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
-#include <resmgt/osal/osFileEntryDescriptor.h>
 #include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/posix/directoryStreamPosix.h>
 #include <resmgt/osal/src/posix/osFsUtilsPosix.h>

@@ -1,5 +1,6 @@
-#include <resmgt/osal/src/osFileCalls.h>
 #include <resmgt/osal/src/osFileMappingImp.h>
+
+#include <resmgt/osal/src/osFileCalls.h>
 #include <resmgt/osal/src/osOpenFile.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>

@@ -1,8 +1,9 @@
+#include <resmgt/osal/osFilePath.h>
+
 #include <base/failure/exSysError.h>
 #include <base/trace/trace.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/osal/osFileEx.h>
-#include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osWorkingDirectory.h>
 #include <resmgt/osal/src/osFolder.h>
 #include <resmgt/osal/src/osFsPlatform.h>

@@ -1,6 +1,7 @@
+#include <resmgt/osal/osFile.h>
+
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
-#include <resmgt/osal/osFile.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/src/osUnbufferedInfo.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>

@@ -1,7 +1,8 @@
+#include <resmgt/osal/src/osFsPlatform.h>
+
 #include <base/failure/exSysError.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/osal/src/osFolder.h>
-#include <resmgt/osal/src/osFsPlatform.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/directoryStreamPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>

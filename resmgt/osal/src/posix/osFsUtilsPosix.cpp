@@ -1,9 +1,10 @@
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
+
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osFsUtils.h>
 #include <resmgt/osal/src/posix/accountPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
-#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
 
 #include <algorithm>
 #include <limits>

@@ -1,6 +1,7 @@
+#include <resmgt/osal/src/osUnbufferedInfo.h>
+
 #include <base/locks/lkGuard.h>
 #include <base/locks/lkLock.h>
-#include <resmgt/osal/src/osUnbufferedInfo.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/kernelFilePosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
