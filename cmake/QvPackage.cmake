@@ -82,9 +82,13 @@ function( qv_package name )
 endfunction()
 
 # The headers that no source bears the name of: a/src/x.cpp and a/src/posix/xPosix.cpp are sources of
-# a/x.h.
+# a/x.h, unless a header beside them is nearer.
 function( qv_headers_without_source result headers sources )
     foreach( source IN LISTS sources )
+        string( REGEX REPLACE "\\.cpp$" ".h" private "${source}" )
+        if( EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/${private}" )
+            continue()
+        endif()
         string( REGEX REPLACE "(^|/)src/(posix/|windows/)?" "\\1" path "${source}" )
         string( REGEX REPLACE "(Posix|Windows)?\\.cpp$" ".h" header "${path}" )
         string( REGEX REPLACE "\\.cpp$" ".h" suffixed "${path}" )

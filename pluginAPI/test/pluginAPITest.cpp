@@ -29,7 +29,7 @@ private:
     int& _nbAlive;
 };
 
-TEST( PiAppThreadTest, theThreadThatMadeTheInstalledObjectIsTheMainThread ) {
+TEST( PiAppThreadTest, TheThreadThatMadeTheInstalledObjectIsTheMainThread ) {
     EXPECT_FALSE( PiAppThread::isCurrent() );
     int nbAlive = 0;
     TestThread application( [&] {
@@ -48,7 +48,7 @@ TEST( PiAppThreadTest, theThreadThatMadeTheInstalledObjectIsTheMainThread ) {
 
 std::string opened;
 
-TEST( PiHelpTest, theInstalledOpenerGetsTheLinkAndItsAbsenceIsTold ) {
+TEST( PiHelpTest, TheInstalledOpenerGetsTheLinkAndItsAbsenceIsTold ) {
     const PiHelp::Opener opener = []( const std::string& link ) { opened = link; };
     EXPECT_EQ( PiHelp::setOpener( opener ), nullptr );
     PiHelp::openLink( "help:tiles" );
@@ -70,7 +70,7 @@ public:
     int _nbDrains = 0;
 };
 
-TEST( PxRequestMgrTest, theApplicationsManagerIsReachedWhileItIsInstalled ) {
+TEST( PxRequestMgrTest, TheApplicationsManagerIsReachedWhileItIsInstalled ) {
     EXPECT_FALSE( PxRequestMgr::isInitialized() );
     EXPECT_THROW( PxRequestMgr::getInstance(), InSingletonEx::ExNotInitialized );
     {

@@ -191,6 +191,15 @@ class ChecksTest(unittest.TestCase):
         found = self.findings(registration.check, registered=[])
         self.assert_one(found, "resmgt/high/test/highTest.cpp:1: ", "aren't run")
 
+    def test_names_of_another_form_are_found(self):
+        for names in ("High, Holds", "HighTest, holds", "highTest,\n      Holds"):
+            with self.subTest(names):
+                found = self.findings(
+                    registration.check,
+                    {"resmgt/high/test/highTest.cpp": f"\nTEST( {names} ) {{}}\n"},
+                )
+                self.assert_one(found, "resmgt/high/test/highTest.cpp:2: ", "PromiseThatHolds")
+
     def test_link_that_leads_nowhere_is_found(self):
         found = self.findings(documents.check, {"docs/page.md": "\n[gone](gone.md)\n"})
         self.assert_one(found, "docs/page.md:2: ", "gone.md")

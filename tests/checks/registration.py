@@ -1,5 +1,5 @@
 """Every test is run: each source of a test folder is compiled, and one that defines tests belongs to
-a program whose tests ctest lists."""
+a program whose tests ctest lists. Tests have names of one form: SubjectTest, PromiseThatHolds."""
 
 import json
 import re
@@ -7,6 +7,9 @@ from pathlib import Path
 
 import tree
 
+TEST_NAME = re.compile(
+    r"^[ \t]*(?:TYPED_)?TEST(?:_F|_P)?\( *(\w+),\s*(\w+) *\)", re.MULTILINE
+)
 DEFINES_TEST = re.compile(r"^\s*(TEST|TEST_F|TEST_P|TYPED_TEST|TYPED_TEST_P)\s*\(", re.MULTILINE)
 
 
@@ -24,6 +27,14 @@ def is_below(folder, path):
     return path.startswith(f"{folder}/")
 
 
+def check_names(path, text):
+    for match in TEST_NAME.finditer(text):
+        suite, test = match.groups()
+        if not (suite.endswith("Test") and suite[0].isupper() and test[0].isupper()):
+            line = text.count("\n", 0, match.start()) + 1
+            yield f"{path}:{line}: {suite}.{test}: write SubjectTest.PromiseThatHolds"
+
+
 def check(tree_):
     compiled = compiled_sources(tree_)
     registered = registered_sources(tree_)
@@ -35,12 +46,14 @@ def check(tree_):
         where = str(tree_.root / path)
         if where not in compiled:
             yield f"{path}:1: no target compiles this file: name it in its folder's CMakeLists.txt"
-        elif DEFINES_TEST.search(Path(where).read_text(encoding="utf-8")):
-            if where not in registered:
-                yield (
-                    f"{path}:1: its tests aren't run: name it under TESTS of its qv_package, or in "
-                    f"a qv_test_program"
-                )
+            continue
+        text = Path(where).read_text(encoding="utf-8")
+        yield from check_names(path, text)
+        if DEFINES_TEST.search(text) and where not in registered:
+            yield (
+                f"{path}:1: its tests aren't run: name it under TESTS of its qv_package, or in "
+                f"a qv_test_program"
+            )
 
 
 if __name__ == "__main__":

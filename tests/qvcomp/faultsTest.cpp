@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-class QvcompFault : public QvcompTest {
+class QvcompFaultTest : public QvcompTest {
 protected:
     /// The command fails with one line that has `text`, and leaves nothing behind.
     void expectFailure( const std::string& text, const Arguments& more = {}, int status = 1 ) {
@@ -53,7 +53,7 @@ protected:
     }
 };
 
-TEST_F( QvcompFault, LayerThatIsNoImageIsNamed ) {
+TEST_F( QvcompFaultTest, LayerThatIsNoImageIsNamed ) {
     const std::string text = "Rome is not an image, but these are more than four bytes.";
     const std::pair<std::string, const char*> cases[] = {
         { ( _inputs.path() / "nowhere.exr" ).string(), "nowhere.exr' doesn't exist" },
@@ -67,7 +67,7 @@ TEST_F( QvcompFault, LayerThatIsNoImageIsNamed ) {
     }
 }
 
-TEST_F( QvcompFault, TruncatedLayerIsFoundWhereverItEnds ) {
+TEST_F( QvcompFaultTest, TruncatedLayerIsFoundWhereverItEnds ) {
     for( const std::string& layer : Arguments( _layers ) ) {
         const std::string whole = readFile( layer );
         for( const double part : { 0.02, 0.3, 0.5, 0.9, 0.999 } ) {
@@ -79,7 +79,7 @@ TEST_F( QvcompFault, TruncatedLayerIsFoundWhereverItEnds ) {
     }
 }
 
-TEST_F( QvcompFault, AbsurdDataWindowIsRefusedBeforeMemoryIsTaken ) {
+TEST_F( QvcompFaultTest, AbsurdDataWindowIsRefusedBeforeMemoryIsTaken ) {
     const std::string label( "dataWindow\0box2i\0\x10\0\0\0", 21 );
     const std::string good = readFile( _layers[2] );
     const std::size_t place = good.find( label );
@@ -97,7 +97,7 @@ TEST_F( QvcompFault, AbsurdDataWindowIsRefusedBeforeMemoryIsTaken ) {
     }
 }
 
-TEST_F( QvcompFault, AttributeThatClaimsMoreThanTheFileHasIsRefused ) {
+TEST_F( QvcompFaultTest, AttributeThatClaimsMoreThanTheFileHasIsRefused ) {
     const std::string label( "dataWindow\0box2i\0", 17 );
     const std::string good = readFile( _layers[2] );
     const std::size_t place = good.find( label ) + label.size();
@@ -109,7 +109,7 @@ TEST_F( QvcompFault, AttributeThatClaimsMoreThanTheFileHasIsRefused ) {
     }
 }
 
-TEST_F( QvcompFault, OneFileUnderTwoNamesIsRefused ) {
+TEST_F( QvcompFaultTest, OneFileUnderTwoNamesIsRefused ) {
     run();
     const std::string picture = readFile( getOutput() );
     const std::string preview = readFile( getPreview() );
@@ -146,7 +146,7 @@ TEST_F( QvcompFault, OneFileUnderTwoNamesIsRefused ) {
     EXPECT_FALSE( fs::exists( _outputs.path() / "new.exr" ) );
 }
 
-TEST_F( QvcompFault, ReportThatCantBeWrittenIsStatus1AndThePictureStays ) {
+TEST_F( QvcompFaultTest, ReportThatCantBeWrittenIsStatus1AndThePictureStays ) {
     const auto runInto = [&]( const std::string& redirection, Arguments command ) {
         command.insert( command.begin(), { "/bin/sh", "-c", "exec \"$@\" " + redirection, "sh" } );
         return ChildCommand( command ).finish();
@@ -165,20 +165,20 @@ TEST_F( QvcompFault, ReportThatCantBeWrittenIsStatus1AndThePictureStays ) {
     EXPECT_EQ( runInto( "<&- 2>&-", makeCommand() ).status, 0 );
 }
 
-TEST_F( QvcompFault, WrongCommandLineIsStatus2 ) {
+TEST_F( QvcompFaultTest, WrongCommandLineIsStatus2 ) {
     expectFailure( "--size", { "--size", "0x100" }, 2 );
     expectFailure( "--size", { "--size", "4294967297x1" }, 2 );
     _layers.clear();
     expectFailure( "no layer", {}, 2 );
 }
 
-TEST_F( QvcompFault, TooLittleMemorySaysWhatIsNeededAndThatIsEnough ) {
+TEST_F( QvcompFaultTest, TooLittleMemorySaysWhatIsNeededAndThatIsEnough ) {
     const std::string needed = std::to_string( 2 * 3 * ( 16 * 16 * 16 + 127 ) );
     expectFailure( needed + " bytes", { "--memory", "20000" } );
     run( { "--memory", needed } );
 }
 
-TEST_F( QvcompFault, UnusableScratchFolderOrOutputIsNamed ) {
+TEST_F( QvcompFaultTest, UnusableScratchFolderOrOutputIsNamed ) {
     const std::string missing = ( _scratch.path() / "missing" ).string();
     const std::string folder = _scratch.path().string();
     // Nobody can make a file in /proc, not even the superuser.
@@ -194,7 +194,7 @@ TEST_F( QvcompFault, UnusableScratchFolderOrOutputIsNamed ) {
     EXPECT_TRUE( fs::is_character_file( "/dev/null" ) );
 }
 
-TEST_F( QvcompFault, ScratchFolderFullInTheMiddleEndsTheWork ) {
+TEST_F( QvcompFaultTest, ScratchFolderFullInTheMiddleEndsTheWork ) {
     for( const char* strategy : { "lru", "random" } ) {
         for( const char* memory : { "26K", "60K", "200K" } ) {
             SCOPED_TRACE( std::string( strategy ) + ' ' + memory );
@@ -206,7 +206,7 @@ TEST_F( QvcompFault, ScratchFolderFullInTheMiddleEndsTheWork ) {
     }
 }
 
-TEST_F( QvcompFault, DiskFullWhileThePictureIsWrittenLeavesTheOldOne ) {
+TEST_F( QvcompFaultTest, DiskFullWhileThePictureIsWrittenLeavesTheOldOne ) {
     run();
     const std::string former = readFile( getOutput() );
     _layers = { _layers[0], _layers[2], _layers[0] };
@@ -221,7 +221,7 @@ TEST_F( QvcompFault, DiskFullWhileThePictureIsWrittenLeavesTheOldOne ) {
     }
 }
 
-TEST_F( QvcompFault, InterruptedItSaysSoAndInterruptedOrKilledItLeavesNothing ) {
+TEST_F( QvcompFaultTest, InterruptedItSaysSoAndInterruptedOrKilledItLeavesNothing ) {
     for( const int signal : { SIGINT, SIGTERM, SIGHUP, SIGKILL } ) {
         SCOPED_TRACE( signal );
         ChildCommand child( makeCommand( { "--size", "9000x9000", "--memory", "4M" } ) );

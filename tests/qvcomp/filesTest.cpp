@@ -36,7 +36,7 @@ public:
 };
 
 /// The files of the command, each by itself.
-class QvcompFiles : public ::testing::Test {
+class QvcompFilesTest : public ::testing::Test {
 protected:
     static constexpr std::size_t TILE_BYTES = 1024;
 
@@ -77,7 +77,7 @@ protected:
     InterruptNote _note;
 };
 
-TEST_F( QvcompFiles, PngWriterTellsOfAFullDisk ) {
+TEST_F( QvcompFilesTest, PngWriterTellsOfAFullDisk ) {
     PendingFile file( getOutput().string() );
     const FileSizeLimit limit( 70 );
     PngWriter writer( file, 300, 20 );
@@ -90,7 +90,7 @@ TEST_F( QvcompFiles, PngWriterTellsOfAFullDisk ) {
     EXPECT_THROW( write(), Failure );
 }
 
-TEST_F( QvcompFiles, ExrWriterTellsOfAFailureWhileItCompletesTheFile ) {
+TEST_F( QvcompFilesTest, ExrWriterTellsOfAFailureWhileItCompletesTheFile ) {
     PendingFile file( getOutput().string() );
     ExrWriter writer( file, 16, 16, 16 );
     const std::vector<float> pixels( 16 * 16 * 4, 0.5F );
@@ -100,7 +100,7 @@ TEST_F( QvcompFiles, ExrWriterTellsOfAFailureWhileItCompletesTheFile ) {
     EXPECT_THROW( writer.finish(), Failure );
 }
 
-TEST_F( QvcompFiles, FileHasNoNameUntilItIsComplete ) {
+TEST_F( QvcompFilesTest, FileHasNoNameUntilItIsComplete ) {
     for( const auto hiding :
          { PendingFile::Hiding::NAMELESS_IF_POSSIBLE, PendingFile::Hiding::HIDDEN_NAME } ) {
         const int hidden = hiding == PendingFile::Hiding::HIDDEN_NAME ? 1 : 0;
@@ -122,7 +122,7 @@ TEST_F( QvcompFiles, FileHasNoNameUntilItIsComplete ) {
     }
 }
 
-TEST_F( QvcompFiles, ReplacedFileIsThereUntilTheNewOneIsAndGivesItItsRights ) {
+TEST_F( QvcompFilesTest, ReplacedFileIsThereUntilTheNewOneIsAndGivesItItsRights ) {
     const bool isRoot = ::geteuid() == 0;
     for( const auto hiding :
          { PendingFile::Hiding::NAMELESS_IF_POSSIBLE, PendingFile::Hiding::HIDDEN_NAME } ) {
@@ -148,7 +148,7 @@ TEST_F( QvcompFiles, ReplacedFileIsThereUntilTheNewOneIsAndGivesItItsRights ) {
     }
 }
 
-TEST_F( QvcompFiles, GroupThatCantBeKeptGetsTheRightsOfAllOthers ) {
+TEST_F( QvcompFilesTest, GroupThatCantBeKeptGetsTheRightsOfAllOthers ) {
     if( ::geteuid() != 0 ) {
         return; // Who isn't root has no file of a group that isn't theirs.
     }
@@ -164,7 +164,7 @@ TEST_F( QvcompFiles, GroupThatCantBeKeptGetsTheRightsOfAllOthers ) {
     EXPECT_EQ( getFacts().st_mode & 0777U, 0644U );
 }
 
-TEST_F( QvcompFiles, LinkStaysAndWhatItLeadsToIsReplacedOrMade ) {
+TEST_F( QvcompFilesTest, LinkStaysAndWhatItLeadsToIsReplacedOrMade ) {
     fs::create_symlink( "second", _folder.path() / "first" );
     fs::create_symlink( getOutput(), _folder.path() / "second" );
     for( const char* text : { "made", "new!" } ) {
@@ -177,7 +177,7 @@ TEST_F( QvcompFiles, LinkStaysAndWhatItLeadsToIsReplacedOrMade ) {
     }
 }
 
-TEST_F( QvcompFiles, ThreadThatCantBeStartedIsOneSentence ) {
+TEST_F( QvcompFilesTest, ThreadThatCantBeStartedIsOneSentence ) {
     struct Refused {
         explicit Refused( int ) { throw std::system_error( EAGAIN, std::generic_category() ); }
     };
@@ -185,7 +185,7 @@ TEST_F( QvcompFiles, ThreadThatCantBeStartedIsOneSentence ) {
                  ::testing::HasSubstr( "--threads" ) );
 }
 
-TEST_F( QvcompFiles, TileComesBackByEitherWay ) {
+TEST_F( QvcompFilesTest, TileComesBackByEitherWay ) {
     // Without and with room at the worker.
     for( const std::size_t maxPending : { std::size_t{ 0 }, std::size_t{ 4 } } ) {
         Spill spill( _folder.path().string(), TILE_BYTES, maxPending );
@@ -208,7 +208,7 @@ TEST_F( QvcompFiles, TileComesBackByEitherWay ) {
     }
 }
 
-TEST_F( QvcompFiles, FailedReadAheadIsReportedToTheBufferAndKept ) {
+TEST_F( QvcompFilesTest, FailedReadAheadIsReportedToTheBufferAndKept ) {
     Spill spill( _folder.path().string(), TILE_BYTES, 4 );
     TileProtocol protocol( spill );
     std::vector<unsigned char> memory( TILE_BYTES );

@@ -16,7 +16,7 @@ Options parse( std::vector<const char*> arguments ) {
     return parseOptions( arguments );
 }
 
-TEST( QvcompOptions, TakeEffect ) {
+TEST( QvcompOptionsTest, TakeEffect ) {
     const Options options = parse(
         { "--size",    "640x480",   "-o",        "out.exr",     "--memory=3M", "--tile",
           "64",        "--threads", "3",         "--strategy",  "random",      "--policy=strict",
@@ -38,7 +38,7 @@ TEST( QvcompOptions, TakeEffect ) {
     EXPECT_THAT( options.layers, ElementsAre( "a.exr" ) );
 }
 
-TEST( QvcompOptions, AfterTwoDashesAllAreLayers ) {
+TEST( QvcompOptionsTest, AfterTwoDashesAllAreLayers ) {
     const Options options =
         parse( { "first.exr", "--size", "8x8", "-o", "out.exr", "--", "--verify", "-o" } );
     EXPECT_THAT( options.layers, ElementsAre( "first.exr", "--verify", "-o" ) );
@@ -46,7 +46,7 @@ TEST( QvcompOptions, AfterTwoDashesAllAreLayers ) {
     EXPECT_EQ( options.output, "out.exr" );
 }
 
-TEST( QvcompOptions, PathsLeadWhereTheSystemLeads ) {
+TEST( QvcompOptionsTest, PathsLeadWhereTheSystemLeads ) {
     const OsFilePath above = std::filesystem::current_path().parent_path().string();
     const Options options = parse( { "--size", "8x8", "-o", "../out.exr", "--preview", "../../p",
                                      "--scratch", "..", "../a.exr", "a/b.exr" } );
@@ -68,13 +68,13 @@ TEST( QvcompOptions, PathsLeadWhereTheSystemLeads ) {
     }
 }
 
-TEST( QvcompOptions, HelpAndVersionNeedNothingElse ) {
+TEST( QvcompOptionsTest, HelpAndVersionNeedNothingElse ) {
     EXPECT_TRUE( parse( { "--help" } ).wantsHelp );
     EXPECT_TRUE( parse( { "-h" } ).wantsHelp );
     EXPECT_TRUE( parse( { "--version" } ).wantsVersion );
 }
 
-TEST( QvcompOptions, RefusedOnesSayWhatIsWrong ) {
+TEST( QvcompOptionsTest, RefusedOnesSayWhatIsWrong ) {
     const std::pair<std::vector<const char*>, const char*> cases[] = {
         { {}, "--size" },
         { { "--size", "8x8", "a" }, "-o OUT.exr is missing" },
@@ -109,7 +109,7 @@ std::uint64_t parseMemory( const char* text ) {
     return *parse( { "--size", "8x8", "-o", "b", "--memory", text, "a" } ).memory;
 }
 
-TEST( QvcompMemorySize, CountsInPowersOf1024AndRefusesWhatIsNoSize ) {
+TEST( QvcompMemorySizeTest, CountsInPowersOf1024AndRefusesWhatIsNoSize ) {
     EXPECT_EQ( parseMemory( "300" ), 300U );
     EXPECT_EQ( parseMemory( "64K" ), 65536U );
     EXPECT_EQ( parseMemory( "5M" ), 5242880U );

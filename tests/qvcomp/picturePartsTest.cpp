@@ -21,7 +21,7 @@ using Pixel = std::array<float, CHANNELS>;
 using Paint = std::function<Pixel( int x, int y )>;
 
 /// Runs parts of the work in plain memory and looks at their pixels.
-class QvcompPicture : public ::testing::Test {
+class QvcompPictureTest : public ::testing::Test {
 protected:
     static constexpr int TILE_SIDE = 16;
 
@@ -63,7 +63,7 @@ protected:
     PassRunner _runner{ 2, 0, _progress };
 };
 
-TEST_F( QvcompPicture, ResamplingKeepsAnEvenImageEven ) {
+TEST_F( QvcompPictureTest, ResamplingKeepsAnEvenImageEven ) {
     const auto source = paintGrey( 30, 20, []( int, int ) { return 0.75F; } );
     for( const int width : { 7, 30, 64 } ) {
         const auto result = resample( *source, width, width );
@@ -74,7 +74,7 @@ TEST_F( QvcompPicture, ResamplingKeepsAnEvenImageEven ) {
     }
 }
 
-TEST_F( QvcompPicture, ResamplingKeepsASlopeStraight ) {
+TEST_F( QvcompPictureTest, ResamplingKeepsASlopeStraight ) {
     const auto source = paintGrey( 40, 40, []( int x, int ) { return static_cast<float>( x ); } );
     const auto result = resample( *source, 100, 100 );
     for( int x = 20; x < 80; ++x ) {
@@ -83,7 +83,7 @@ TEST_F( QvcompPicture, ResamplingKeepsASlopeStraight ) {
     }
 }
 
-TEST_F( QvcompPicture, ResamplingCoversTheFrameFromItsCentre ) {
+TEST_F( QvcompPictureTest, ResamplingCoversTheFrameFromItsCentre ) {
     // 3 to 1 into 1 to 1: only the middle third is seen.
     const auto source = paintGrey( 90, 30, []( int x, int ) { return x / 30 == 1 ? 1.0F : 0.0F; } );
     const auto result = resample( *source, 60, 60 );
@@ -91,7 +91,7 @@ TEST_F( QvcompPicture, ResamplingCoversTheFrameFromItsCentre ) {
     EXPECT_NEAR( get( *result, 54, 30 )[0], 1.0F, 1e-5F );
 }
 
-TEST_F( QvcompPicture, MadeSmallerFineDetailBecomesItsMeanAndNoPattern ) {
+TEST_F( QvcompPictureTest, MadeSmallerFineDetailBecomesItsMeanAndNoPattern ) {
     const auto source =
         paintGrey( 210, 210, []( int x, int y ) { return ( x + y ) % 2 == 0 ? 1.0F : 0.0F; } );
     const auto result = resample( *source, 30, 30 );
@@ -100,7 +100,7 @@ TEST_F( QvcompPicture, MadeSmallerFineDetailBecomesItsMeanAndNoPattern ) {
     }
 }
 
-TEST_F( QvcompPicture, ALampHasNoBlackRing ) {
+TEST_F( QvcompPictureTest, ALampHasNoBlackRing ) {
     const auto source =
         paintGrey( 20, 20, []( int x, int y ) { return x == 10 && y == 10 ? 1000.0F : 0.5F; } );
     const auto result = resample( *source, 80, 80 );
@@ -111,7 +111,7 @@ TEST_F( QvcompPicture, ALampHasNoBlackRing ) {
     }
 }
 
-TEST_F( QvcompPicture, OverShowsWhatALayerLetsThrough ) {
+TEST_F( QvcompPictureTest, OverShowsWhatALayerLetsThrough ) {
     std::vector<std::unique_ptr<TilePlane>> layers;
     layers.push_back( paint( 20, 20, []( int, int ) { return Pixel{ 1, 1, 0, 1 }; } ) );
     layers.push_back( paint( 20, 20, []( int x, int ) {
@@ -122,7 +122,7 @@ TEST_F( QvcompPicture, OverShowsWhatALayerLetsThrough ) {
     EXPECT_EQ( get( *result, 19, 19 ), ( Pixel{ 0, 0, 2, 1 } ) );
 }
 
-TEST( QvcompMatte, ShowsMostOfEachLayerSomewhere ) {
+TEST( QvcompMatteTest, ShowsMostOfEachLayerSomewhere ) {
     for( const int layers : { 1, 2, 4, 9 } ) {
         for( int layer = 0; layer < layers; ++layer ) {
             float best = 0.0F;
@@ -138,7 +138,7 @@ TEST( QvcompMatte, ShowsMostOfEachLayerSomewhere ) {
     }
 }
 
-TEST_F( QvcompPicture, GlowSpreadsWideAndEvenlyOnBothAxes ) {
+TEST_F( QvcompPictureTest, GlowSpreadsWideAndEvenlyOnBothAxes ) {
     constexpr int SIDE = 150;
     constexpr int MIDDLE = 75;
     const auto lamp = paintGrey(
@@ -155,7 +155,7 @@ TEST_F( QvcompPicture, GlowSpreadsWideAndEvenlyOnBothAxes ) {
     EXPECT_EQ( get( *result, MIDDLE + 1, MIDDLE )[3], 1.0F );
 }
 
-TEST_F( QvcompPicture, OnlyBrightPartsGlow ) {
+TEST_F( QvcompPictureTest, OnlyBrightPartsGlow ) {
     const auto dim = paintGrey(
         60, 60, []( int x, int y ) { return static_cast<float>( ( x + y ) % 3 ) * 0.49F; } );
     const auto copy = paint( 60, 60, [&]( int x, int y ) { return get( *dim, x, y ); } );
@@ -165,7 +165,7 @@ TEST_F( QvcompPicture, OnlyBrightPartsGlow ) {
     }
 }
 
-TEST_F( QvcompPicture, ComparisonFindsOneBitThatDiffers ) {
+TEST_F( QvcompPictureTest, ComparisonFindsOneBitThatDiffers ) {
     const Paint slope = []( int x, int y ) {
         return Pixel{ static_cast<float>( x * y ), 0, 0, 1 };
     };
@@ -180,7 +180,7 @@ TEST_F( QvcompPicture, ComparisonFindsOneBitThatDiffers ) {
     EXPECT_THROW( checkIdentical( *picture, *other ), Failure );
 }
 
-TEST( QvcompProgress, LineFitsTheTerminal ) {
+TEST( QvcompProgressTest, LineFitsTheTerminal ) {
     const ProgressState early{ 0.004, 5.0, "Reading caf\xC3\xA9.exr" };
     const ProgressState half{ 0.5, 37.6, "Reading caf\xC3\xA9.exr" };
     const ProgressState slow{ 0.25, 3000.0, "Glow across" };
@@ -207,7 +207,7 @@ TEST( QvcompProgress, LineFitsTheTerminal ) {
     }
 }
 
-TEST( QvcompProgress, PercentageIsOfTheWholeWorkAndNeverFalls ) {
+TEST( QvcompProgressTest, PercentageIsOfTheWholeWorkAndNeverFalls ) {
     std::ostringstream terminal;
     {
         Progress progress( &terminal, { 1.0, 0.5, 2.5 }, [] { return 5; } );
@@ -229,7 +229,7 @@ TEST( QvcompProgress, PercentageIsOfTheWholeWorkAndNeverFalls ) {
     EXPECT_THAT( shown, ::testing::IsSupersetOf( { 0, 12, 25, 37, 100 } ) );
 }
 
-TEST( QvcompToneMap, KeepsBlackAndOrderAndEndsInWhite ) {
+TEST( QvcompToneMapTest, KeepsBlackAndOrderAndEndsInWhite ) {
     unsigned char last = 0;
     for( const float light : { 0.0F, 0.01F, 0.2F, 0.9F, 3.0F, 1000.0F, 65504.0F } ) {
         const Pixel pixel{ light, light, light, 1.0F };

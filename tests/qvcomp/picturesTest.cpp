@@ -13,9 +13,9 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-using QvcompRun = QvcompTest;
+using QvcompRunTest = QvcompTest;
 
-TEST_F( QvcompRun, MakesTheSameFilesWhateverTheOptions ) {
+TEST_F( QvcompRunTest, MakesTheSameFilesWhateverTheOptions ) {
     const std::string size = "300x170";
     run( { "--size", size, "--tile", "256", "--threads", "1", "--verify" } );
     const std::string image = readFile( getOutput() );
@@ -47,7 +47,7 @@ TEST_F( QvcompRun, MakesTheSameFilesWhateverTheOptions ) {
     }
 }
 
-TEST_F( QvcompRun, UnderALimitTilesGoToDiskAndComeBack ) {
+TEST_F( QvcompRunTest, UnderALimitTilesGoToDiskAndComeBack ) {
     const std::string report =
         run( { "--size", "400x300", "--tile", "32", "--threads", "2", "--memory", "400K" } );
     EXPECT_GT( getNumber( report, "workingSetBytes" ), 8U * 400 * 1024 );
@@ -60,7 +60,7 @@ TEST_F( QvcompRun, UnderALimitTilesGoToDiskAndComeBack ) {
     EXPECT_EQ( getNumber( report, "limitBytes" ), 400U * 1024 );
 }
 
-TEST_F( QvcompRun, WithoutALimitNothingGoesToDisk ) {
+TEST_F( QvcompRunTest, WithoutALimitNothingGoesToDisk ) {
     for( const char* manager : { "heap", "arena" } ) {
         const std::string report = run( { "--size", "400x300", "--manager", manager } );
         EXPECT_EQ( getNumber( report, "bytesWritten" ), 0U );
@@ -69,7 +69,7 @@ TEST_F( QvcompRun, WithoutALimitNothingGoesToDisk ) {
     }
 }
 
-TEST_F( QvcompRun, TilesThatWereOnlyReadArentWrittenAgain ) {
+TEST_F( QvcompRunTest, TilesThatWereOnlyReadArentWrittenAgain ) {
     const std::string report =
         run( { "--size", "400x300", "--threads", "1", "--memory", "60K", "--strategy", "random" } );
     // Every tile is finished once; a layer's source is written line band by line band.
@@ -78,7 +78,7 @@ TEST_F( QvcompRun, TilesThatWereOnlyReadArentWrittenAgain ) {
     EXPECT_GT( getNumber( report, "evictions" ), nbTiles );
 }
 
-TEST_F( QvcompRun, TilesThatAreEvictedWhileALayerIsReadKeepAllItsLines ) {
+TEST_F( QvcompRunTest, TilesThatAreEvictedWhileALayerIsReadKeepAllItsLines ) {
     // Lines so wide that a tile is filled in several turns, between which it is evicted.
     const auto paint = []( int x, int y ) {
         const float light = static_cast<float>( ( x * 31 + y * 17 ) % 101 ) / 50.0F;
@@ -91,7 +91,7 @@ TEST_F( QvcompRun, TilesThatAreEvictedWhileALayerIsReadKeepAllItsLines ) {
                  HasSubstr( "\"verified\": true" ) );
 }
 
-TEST_F( QvcompRun, SamplesThatAreNoNumbersSpoilNothing ) {
+TEST_F( QvcompRunTest, SamplesThatAreNoNumbersSpoilNothing ) {
     const auto paint = []( int x, int y ) {
         const float values[] = { NAN, INFINITY, -INFINITY, 1e38F, 0.5F, 0.5F, 0.5F };
         const auto at = [&]( int i ) { return values[( i + x + 3 * y ) % 7]; };
@@ -108,7 +108,7 @@ TEST_F( QvcompRun, SamplesThatAreNoNumbersSpoilNothing ) {
     }
 }
 
-TEST_F( QvcompRun, ReplacesAnOlderPictureAndLeavesNothingElse ) {
+TEST_F( QvcompRunTest, ReplacesAnOlderPictureAndLeavesNothingElse ) {
     const int threads = countThreads();
     const int descriptors = countDescriptors();
     for( int i = 0; i < 2; ++i ) {
@@ -120,7 +120,7 @@ TEST_F( QvcompRun, ReplacesAnOlderPictureAndLeavesNothingElse ) {
     EXPECT_EQ( countDescriptors(), descriptors );
 }
 
-TEST_F( QvcompRun, ReportIsValidJson ) {
+TEST_F( QvcompRunTest, ReportIsValidJson ) {
     const std::string folder = _outputs.path().string() + '/';
     // The last one isn't UTF-8: a byte alone, an overlong slash, half a character.
     for( const auto& [name, shown] :
@@ -136,13 +136,13 @@ TEST_F( QvcompRun, ReportIsValidJson ) {
     }
 }
 
-TEST_F( QvcompRun, TextReportCountsTheLayersInEnglish ) {
+TEST_F( QvcompRunTest, TextReportCountsTheLayersInEnglish ) {
     EXPECT_THAT( run( { "--report", "text" } ), HasSubstr( "200 x 120, 3 layers\n" ) );
     _layers.resize( 1 );
     EXPECT_THAT( run( { "--report", "text" } ), HasSubstr( "200 x 120, 1 layer\n" ) );
 }
 
-TEST_F( QvcompRun, FileInTilesIsReadLikeOneInLines ) {
+TEST_F( QvcompRunTest, FileInTilesIsReadLikeOneInLines ) {
     const auto paint = []( int x, int y ) {
         return TestPixel{ static_cast<float>( x ), static_cast<float>( y ), 0.5F, 1.0F };
     };
@@ -159,7 +159,7 @@ TEST_F( QvcompRun, FileInTilesIsReadLikeOneInLines ) {
     }
 }
 
-TEST_F( QvcompRun, GreyIsOnlyWhatHasNoColour ) {
+TEST_F( QvcompRunTest, GreyIsOnlyWhatHasNoColour ) {
     const auto paint = []( int x, int ) {
         const float light = static_cast<float>( x % 9 );
         return TestPixel{ light, light, light, 1.0F };
@@ -183,7 +183,7 @@ TEST_F( QvcompRun, GreyIsOnlyWhatHasNoColour ) {
     }
 }
 
-TEST_F( QvcompRun, AllLayersAreSeen ) {
+TEST_F( QvcompRunTest, AllLayersAreSeen ) {
     run( { "--size", "120x80" } );
     const std::vector<TestPixel> pixels = readImage( getOutput() );
     const auto at = [&]( int x, int y ) { return pixels[static_cast<std::size_t>( y * 120 + x )]; };
@@ -196,7 +196,7 @@ TEST_F( QvcompRun, AllLayersAreSeen ) {
 }
 
 #if defined( QV_MEMORY_ALLOWANCE )
-TEST_F( QvcompRun, ProcessStaysWithinTheLimitPlusAFixedAmount ) {
+TEST_F( QvcompRunTest, ProcessStaysWithinTheLimitPlusAFixedAmount ) {
     constexpr std::uint64_t LIMIT = std::uint64_t{ 16 } << 20;
     constexpr std::uint64_t ALLOWANCE = std::uint64_t{ QV_MEMORY_ALLOWANCE } << 20;
     for( const char* manager : { "heap", "arena" } ) {
@@ -212,7 +212,7 @@ TEST_F( QvcompRun, ProcessStaysWithinTheLimitPlusAFixedAmount ) {
     }
 }
 
-TEST_F( QvcompRun, ReadingIsPartOfTheLimitOrRefused ) {
+TEST_F( QvcompRunTest, ReadingIsPartOfTheLimitOrRefused ) {
     const auto paint = []( int x, int y ) {
         const float light = static_cast<float>( ( x * 31 + y * 17 ) % 101 ) / 50.0F;
         return TestPixel{ light, 1.0F, static_cast<float>( y ), 1.0F };
@@ -239,7 +239,7 @@ TEST_F( QvcompRun, ReadingIsPartOfTheLimitOrRefused ) {
     EXPECT_LE( getNumber( outcome.output, "peakTileBytes" ), 6U * ( 64 * 64 * 16 + 127 ) );
 }
 
-TEST_F( QvcompRun, MemoryThatIsntThereIsOneSentence ) {
+TEST_F( QvcompRunTest, MemoryThatIsntThereIsOneSentence ) {
     Arguments command{ "/bin/sh", "-c", "ulimit -v 300000; exec \"$@\"", "sh" };
     const Arguments qvcomp = makeCommand( { "--size", "4000x3000", "--tile", "1024" } );
     command.insert( command.end(), qvcomp.begin(), qvcomp.end() );
@@ -249,7 +249,7 @@ TEST_F( QvcompRun, MemoryThatIsntThereIsOneSentence ) {
 }
 #endif
 
-TEST( QvcompProgram, ShowsHelpAndVersion ) {
+TEST( QvcompProgramTest, ShowsHelpAndVersion ) {
     for( const auto& [option, answer] : { std::pair( "--help", "Usage: qvcomp.*" ),
                                           { "--version", "qvcomp [0-9]+\\.[0-9]+\\.[0-9]+\n" } } ) {
         const Outcome outcome = ChildCommand( { QVCOMP_PROGRAM, option } ).finish();

@@ -16,9 +16,9 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 /// What the command, as a process of its own, takes from outside of its command line.
-class QvcompSettings : public ::testing::Test {
+class QvcompSettingsTest : public ::testing::Test {
 protected:
-    QvcompSettings() {
+    QvcompSettingsTest() {
         set( "QV_USER_INIT_FILE", at( "user.ini" ) );
         set( "QV_INSTALL_DIR", at( "app" ) );
         set( "QV_RESOURCES_DIR", QVCOMP_RESOURCES );
@@ -71,7 +71,7 @@ protected:
     std::map<std::string, ScopedEnvironment> _environment;
 };
 
-TEST_F( QvcompSettings, OptionBeforeEnvironmentBeforeUsersFileBeforeApplications ) {
+TEST_F( QvcompSettingsTest, OptionBeforeEnvironmentBeforeUsersFileBeforeApplications ) {
     EXPECT_GE( getUsed( "threads" ), 1U );
     write( "app/etc/@ombra.ini", "ombra::qvcomp::threads = 3\nombra::qvcomp::memory = 2G\n" );
     EXPECT_EQ( getUsed( "threads" ), 3U );
@@ -93,7 +93,7 @@ TEST_F( QvcompSettings, OptionBeforeEnvironmentBeforeUsersFileBeforeApplications
     EXPECT_EQ( getUsed( "limitBytes" ), 2U << 20 );
 }
 
-TEST_F( QvcompSettings, WrongValueIsToldWithItsSourceUnlessAnOptionWins ) {
+TEST_F( QvcompSettingsTest, WrongValueIsToldWithItsSourceUnlessAnOptionWins ) {
     const struct {
         const char* variable;
         const char* option;
@@ -121,7 +121,7 @@ TEST_F( QvcompSettings, WrongValueIsToldWithItsSourceUnlessAnOptionWins ) {
     refuse( at( "user.ini" ) + " (InInitUserInitFile) takes a number" );
 }
 
-TEST_F( QvcompSettings, PatternsAreExpandedInEachPath ) {
+TEST_F( QvcompSettingsTest, PatternsAreExpandedInEachPath ) {
     set( "QVCOMP_TEST", at( "" ) );
     fs::create_directory( at( "scratch" ) );
     fs::rename( _layers[1], at( "layer.exr" ) );
@@ -137,7 +137,7 @@ TEST_F( QvcompSettings, PatternsAreExpandedInEachPath ) {
     refuse( "in '" + at( "away" ) + "'" );
 }
 
-TEST_F( QvcompSettings, TranslatedMessagesAreSaid ) {
+TEST_F( QvcompSettingsTest, TranslatedMessagesAreSaid ) {
     std::string text = readFile( QVCOMP_RESOURCES "/messages/qvcomp.msg" );
     const std::string original = "layer '%1' doesn't exist";
     ASSERT_NE( text.find( original ), std::string::npos );
@@ -149,7 +149,7 @@ TEST_F( QvcompSettings, TranslatedMessagesAreSaid ) {
     EXPECT_EQ( outcome.errors, "qvcomp: il n'y a pas de plan \xC2\xAB /no%2where \xC2\xBB\n" );
 }
 
-TEST_F( QvcompSettings, UnusableMessageFileIsSaidAndHelpStaysThere ) {
+TEST_F( QvcompSettingsTest, UnusableMessageFileIsSaidAndHelpStaysThere ) {
     set( "QV_RESOURCES_DIR", at( "resources" ) );
     const auto expectUnusable = [&]( const std::string& text ) {
         // A wrong command line couldn't be told.

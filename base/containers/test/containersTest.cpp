@@ -76,7 +76,7 @@ TYPED_TEST( CheckedContainerTest, CopiedHandlesMoveIndependently ) {
     EXPECT_TRUE( it == behind );
 }
 
-TEST( Containers, ASetOfPointersFindsThemByTheirAddresses ) {
+TEST( ContainersTest, ASetOfPointersFindsThemByTheirAddresses ) {
     int numbers[] = { 3, 2, 1 };
     Set<UPtr<int>> set{ &numbers[2], &numbers[0], &numbers[0] };
     EXPECT_EQ( set.size(), 2u );
@@ -85,7 +85,7 @@ TEST( Containers, ASetOfPointersFindsThemByTheirAddresses ) {
     EXPECT_EQ( **set.getIterator(), 3 );
 }
 
-TEST( Containers, HandleGivesWriteAccessOnlyWhereTheContainerDoes ) {
+TEST( ContainersTest, HandleGivesWriteAccessOnlyWhereTheContainerDoes ) {
     Vector<int> numbers{ 1, 2 };
     Iterator<int> it = numbers.getIterator();
     *it = 7;

@@ -65,7 +65,7 @@ int workBeyondTheLimit() {
 
 } // namespace
 
-TEST( NewDescriptor, IsMovedOffTheNumberOfAClosedStream ) {
+TEST( NewDescriptorTest, IsMovedOffTheNumberOfAClosedStream ) {
     EXPECT_EXIT( ::_exit( moveOffTheStream() ), testing::ExitedWithCode( 0 ), "" );
     EXPECT_EQ( keepOffStreams( 7 ), 7 );
     errno = ENOENT;
@@ -73,7 +73,7 @@ TEST( NewDescriptor, IsMovedOffTheNumberOfAClosedStream ) {
     EXPECT_EQ( errno, ENOENT );
 }
 
-TEST( SizeSignalGuard, KeepsTheSignalFromTheProcessAndLeavesNoTrace ) {
+TEST( SizeSignalGuardTest, KeepsTheSignalFromTheProcessAndLeavesNoTrace ) {
     EXPECT_EXIT( ::_exit( workBeyondTheLimit() ), testing::ExitedWithCode( 0 ), "" );
 }
 

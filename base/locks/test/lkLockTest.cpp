@@ -56,7 +56,7 @@ int statusOfChild( const std::function<int()>& body ) {
 
 } // namespace
 
-TEST( LkLockTest, itsHolderIsNamedAndNotBlockedAndTheInnerGuardGivesNothingBack ) {
+TEST( LkLockTest, ItsHolderIsNamedAndNotBlockedAndTheInnerGuardGivesNothingBack ) {
     const LkLock lock( "nested" );
     {
         const LkGuard<const LkLock> outer( lock );
@@ -71,7 +71,7 @@ TEST( LkLockTest, itsHolderIsNamedAndNotBlockedAndTheInnerGuardGivesNothingBack 
     EXPECT_EQ( lock.getImp().getHolder(), 0u );
 }
 
-TEST( LkThreadIdTest, answersOnlyToTheThreadThatStoredItself ) {
+TEST( LkThreadIdTest, AnswersOnlyToTheThreadThatStoredItself ) {
     LkThreadId id;
     EXPECT_FALSE( id.isCurrentThread() );
     id.setCurrentThread();
@@ -88,7 +88,7 @@ TEST( LkThreadIdTest, answersOnlyToTheThreadThatStoredItself ) {
     EXPECT_EQ( id, LkThreadId( LkThreadId::NO_THREAD ) );
 }
 
-TEST( LkSleepersTest, everySleeperOfSeveralLocksIsWokenNoAdditionLostAndNoSleeperLeft ) {
+TEST( LkSleepersTest, EverySleeperOfSeveralLocksIsWokenNoAdditionLostAndNoSleeperLeft ) {
     constexpr unsigned NB_THREADS = 6;
     struct {
         LkLockPosix lock;
@@ -116,7 +116,7 @@ TEST( LkSleepersTest, everySleeperOfSeveralLocksIsWokenNoAdditionLostAndNoSleepe
     EXPECT_EQ( nbSleepers(), 0u );
 }
 
-TEST( LkSleepersTest, whereTheSystemHasNoBarrierUnlockingHasAFence ) {
+TEST( LkSleepersTest, WhereTheSystemHasNoBarrierUnlockingHasAFence ) {
     const auto testWithout = [] {
         denyCall( SYS_membarrier, ENOSYS );
         const char* const filter = "--gtest_filter=LkSleepersTest.everySleeper*";
@@ -125,7 +125,7 @@ TEST( LkSleepersTest, whereTheSystemHasNoBarrierUnlockingHasAFence ) {
     EXPECT_EQ( statusOfChild( testWithout ), 0 );
 }
 
-TEST( LkSleepersTest, aSleeperWhoseBarrierFailsFindsALockThatWasGivenBackUnseen ) {
+TEST( LkSleepersTest, ASleeperWhoseBarrierFailsFindsALockThatWasGivenBackUnseen ) {
     std::atomic<std::uint32_t> word{ 1 };
     TestThread sleeper( [&] {
         denyCall( SYS_membarrier, ENOSYS );
@@ -139,7 +139,7 @@ TEST( LkSleepersTest, aSleeperWhoseBarrierFailsFindsALockThatWasGivenBackUnseen 
     EXPECT_EQ( nbSleepers(), 0u );
 }
 
-TEST( LkSleepersTest, aSleeperIsWokenOnceInVainAndGetsTheLockTheNextTime ) {
+TEST( LkSleepersTest, ASleeperIsWokenOnceInVainAndGetsTheLockTheNextTime ) {
     LkLockPosix lock;
     Gate over( "over" );
     lock.lock();
@@ -160,7 +160,7 @@ TEST( LkSleepersTest, aSleeperIsWokenOnceInVainAndGetsTheLockTheNextTime ) {
     EXPECT_EQ( nbSleepers(), 0u );
 }
 
-TEST( LkSleepersTest, theFirstIsGivenTheLockUnlessAnotherIsQuickerAndOtherLocksKeepTheirOrder ) {
+TEST( LkSleepersTest, TheFirstIsGivenTheLockUnlessAnotherIsQuickerAndOtherLocksKeepTheirOrder ) {
     std::atomic<std::uint32_t> words[2] = { 1, 1 };
     const auto startWaiter = [&]( std::uint32_t number, std::size_t word,
                                   LkSleepers::Place place ) {
@@ -190,7 +190,7 @@ TEST( LkSleepersTest, theFirstIsGivenTheLockUnlessAnotherIsQuickerAndOtherLocksK
     EXPECT_EQ( nbSleepers(), 0u );
 }
 
-TEST( LkSleepersTest, aLockThatSharesTheCountWakesNobodyElse ) {
+TEST( LkSleepersTest, ALockThatSharesTheCountWakesNobodyElse ) {
     LkLockPosix lock;
     const LkLockPosix& neighbour = sharingTheCountOf( lock );
     bool isFree = false;
@@ -210,7 +210,7 @@ TEST( LkSleepersTest, aLockThatSharesTheCountWakesNobodyElse ) {
     sleeper.join();
 }
 
-TEST( LkSleepersTest, whoeverTakesALockNextMayDestroyIt ) {
+TEST( LkSleepersTest, WhoeverTakesALockNextMayDestroyIt ) {
     const long rounds = scaledCount( 3000 );
     for( long round = 0; round < rounds; ++round ) {
         auto lock = std::make_unique<LkLockPosix>();
@@ -227,7 +227,7 @@ TEST( LkSleepersTest, whoeverTakesALockNextMayDestroyIt ) {
     }
 }
 
-TEST( LkSleepersTest, aForkedChildHasNoSleepers ) {
+TEST( LkSleepersTest, AForkedChildHasNoSleepers ) {
     LkLockPosix lock;
     lock.lock();
     TestThread sleeper( [&] {

@@ -70,7 +70,7 @@ TYPED_TEST_SUITE( SharedPointerTest, SharedPointers );
 
 } // namespace
 
-TYPED_TEST( SharedPointerTest, deletesWithTheLastReference ) {
+TYPED_TEST( SharedPointerTest, DeletesWithTheLastReference ) {
     using Pointee = std::remove_reference_t<decltype( *std::declval<TypeParam>() )>;
     auto* const object = new Pointee;
     EXPECT_EQ( object->getRefCount(), 0 );
@@ -92,7 +92,7 @@ TYPED_TEST( SharedPointerTest, deletesWithTheLastReference ) {
     EXPECT_THROW( *TypeParam(), ExNullPtr );
 }
 
-TEST_F( OwnershipTest, enginesEndThroughDestroyAndNothingElse ) {
+TEST_F( OwnershipTest, EnginesEndThroughDestroyAndNothingElse ) {
     Engine engine;
     {
         const RCShdEngPtr<Engine> first( &engine );
@@ -102,7 +102,7 @@ TEST_F( OwnershipTest, enginesEndThroughDestroyAndNothingElse ) {
     EXPECT_EQ( engine.destroyCalls, 1 );
 }
 
-TEST_F( OwnershipTest, sharedPointersConvertUpAndCastDown ) {
+TEST_F( OwnershipTest, SharedPointersConvertUpAndCastDown ) {
     const RCShdPtr<Shared> base = RCShdPtr<SharedChild>( new SharedChild );
     EXPECT_EQ( base->getRefCount(), 1 );
     EXPECT_FALSE( base.cast<SharedChild>().isNull() );
@@ -111,7 +111,7 @@ TEST_F( OwnershipTest, sharedPointersConvertUpAndCastDown ) {
     EXPECT_TRUE( RCShdPtr<Shared>().cast<SharedChild>().isNull() );
 }
 
-TEST_F( OwnershipTest, soleOwnersHandOverAndLeaveTheSourceNull ) {
+TEST_F( OwnershipTest, SoleOwnersHandOverAndLeaveTheSourceNull ) {
     OPtr<Counted> first( new Counted );
     OPtr<Counted> second( first );
     EXPECT_TRUE( first.isNull() );
@@ -143,7 +143,7 @@ void expectNullUntilItOwns( Pointee* object ) {
     EXPECT_TRUE( nullptr != owner );
 }
 
-TEST_F( OwnershipTest, ownersCompareWithNull ) {
+TEST_F( OwnershipTest, OwnersCompareWithNull ) {
     expectNullUntilItOwns<OPtr<Counted>>( new Counted );
     expectNullUntilItOwns<APtr<Counted>>( new Counted[2] );
     expectNullUntilItOwns<RCShdPtr<Shared>>( new Shared );
@@ -152,7 +152,7 @@ TEST_F( OwnershipTest, ownersCompareWithNull ) {
     expectNullUntilItOwns<UPtr<Counted>>( &plain );
 }
 
-TEST_F( OwnershipTest, anOwnerReportsADestructorThatThrowsAndGoesOn ) {
+TEST_F( OwnershipTest, AnOwnerReportsADestructorThatThrowsAndGoesOn ) {
     ::testing::internal::CaptureStderr();
     Faulty::reached = 0;
     OPtr<Faulty>( new Faulty ).reset();
@@ -163,7 +163,7 @@ TEST_F( OwnershipTest, anOwnerReportsADestructorThatThrowsAndGoesOn ) {
     EXPECT_THAT( reported, HasSubstr( "type int in a destructor" ) );
 }
 
-TEST_F( OwnershipTest, weakPointersKnowWithoutKeeping ) {
+TEST_F( OwnershipTest, WeakPointersKnowWithoutKeeping ) {
     RCWeakPtr<SoftShared> weak;
     EXPECT_TRUE( weak.isExpired() );
     {
@@ -204,7 +204,7 @@ TEST_F( OwnershipTest, weakPointersKnowWithoutKeeping ) {
     EXPECT_TRUE( ( RCStrongBasePtr<LocalSoft, int>( local ).isNull() ) );
 }
 
-TEST_F( OwnershipTest, aWeakPointerNeverRevivesAnObjectThatAnotherThreadLetsGo ) {
+TEST_F( OwnershipTest, AWeakPointerNeverRevivesAnObjectThatAnotherThreadLetsGo ) {
     const auto count = static_cast<std::size_t>( scaledCount( 100000 ) );
     std::vector<RCStrongPtr<SoftShared>> strong;
     std::vector<RCWeakPtr<SoftShared>> weak;

@@ -111,7 +111,7 @@ TEST_F( ExStdoutTest, SignalsInTheMiddleOfATextLoseNothing ) {
     sigaction( SIGUSR1, &former, nullptr );
 }
 
-TEST( OutputDescriptor, TextIsWrittenWholeToANonBlockingPipe ) {
+TEST( OutputDescriptorTest, TextIsWrittenWholeToANonBlockingPipe ) {
     const Pipe pipe;
     ASSERT_EQ( fcntl( pipe.ends[1], F_SETFL, O_NONBLOCK ), 0 );
     const std::string written( LONG_TEXT, 'x' );
@@ -144,7 +144,7 @@ TEST_F( ExStdoutTest, ItsFileNeverGetsTheNumberOfAClosedStream ) {
     EXPECT_EXIT( ::_exit( initialize() ), testing::ExitedWithCode( 0 ), "" );
 }
 
-TEST( LangUtil, NumbersLookTheSameWhateverTheGlobalLocaleIs ) {
+TEST( LangUtilTest, NumbersLookTheSameWhateverTheGlobalLocaleIs ) {
     struct Punctuation : std::numpunct<char> {
         char do_decimal_point() const override { return ','; }
         char do_thousands_sep() const override { return '.'; }

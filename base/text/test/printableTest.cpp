@@ -9,7 +9,7 @@
 namespace Qv {
 namespace {
 
-TEST( Printable, NothingThatATerminalTakesForACommandIsLeft ) {
+TEST( PrintableTest, NothingThatATerminalTakesForACommandIsLeft ) {
     const struct {
         std::string _text;
         std::string _printed;
@@ -40,7 +40,7 @@ TEST( Printable, NothingThatATerminalTakesForACommandIsLeft ) {
     EXPECT_EQ( Printable::makeLine( "a\n\tb\x1b\n" ), "a??b??" );
 }
 
-TEST( Ascii, CharactersAreThoseOfTheClassicLocale ) {
+TEST( AsciiTest, CharactersAreThoseOfTheClassicLocale ) {
     for( int i = 0; i < 256; ++i ) {
         const char c = static_cast<char>( i );
         const bool isAscii = i < 0x80;

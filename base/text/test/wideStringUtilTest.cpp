@@ -124,14 +124,14 @@ TYPED_TEST( UtfTest, WideUnitsThatAreNoCharactersBecomeTheReplacementCharacter )
     }
 }
 
-TEST( WideStringUtil, ReplacingGivesWellFormedTextWhateverTheWideTextIs ) {
+TEST( WideStringUtilTest, ReplacingGivesWellFormedTextWhateverTheWideTextIs ) {
     const std::wstring odd( L"\u00e9\xdc80\xdcff\xd800\x110000!" );
     EXPECT_EQ( WideStringUtil::narrowReplace( odd, '#' ), "\xc3\xa9####!" );
     EXPECT_EQ( WideStringUtil::narrowReplace( L"\xdc80" ),
                std::string( 1, WideStringUtil::_defaultReplaceChar ) );
 }
 
-TEST( WideStringUtil, TakesAllFormsOfTextWithWhatTheyHold ) {
+TEST( WideStringUtilTest, TakesAllFormsOfTextWithWhatTheyHold ) {
     const std::string zero( "a\0b", 3 );
     EXPECT_EQ( WideStringUtil::widen( zero ), std::wstring( L"a\0b", 3 ) );
     EXPECT_EQ( WideStringUtil::narrowMB( std::wstring( L"a\0b", 3 ) ), zero );

@@ -32,7 +32,7 @@ struct RecordingManager : TraceManager {
 
 } // namespace
 
-TEST( TraceTest, anEntryTellsEnteringAndLeavingWhileItsLevelIsOpen ) {
+TEST( TraceTest, AnEntryTellsEnteringAndLeavingWhileItsLevelIsOpen ) {
     RecordingManager manager;
     TraceLevel* const level = Trace::registerLevel( "entries", "traceTest" );
     { const Trace::Entry closed( manager._trace, *level, "f", QV_HERE ); }
@@ -49,7 +49,7 @@ TEST( TraceTest, anEntryTellsEnteringAndLeavingWhileItsLevelIsOpen ) {
                               HasSubstr( "  < inner" ), HasSubstr( "< outer" ) ) );
 }
 
-TEST( TraceTest, logWritesWhatTheStreamHoldsWithItsPlace ) {
+TEST( TraceTest, LogWritesWhatTheStreamHoldsWithItsPlace ) {
     RecordingManager manager;
     std::ostringstream text;
     text << "header\x1b[2J " << 7 << "\nnext";
@@ -60,7 +60,7 @@ TEST( TraceTest, logWritesWhatTheStreamHoldsWithItsPlace ) {
     EXPECT_THROW( manager._trace.log( noString, QV_HERE ), ExAssertionFailed );
 }
 
-TEST( TraceTest, levelsAreOneForANameAndFileAndObeyTheEnvironment ) {
+TEST( TraceTest, LevelsAreOneForANameAndFileAndObeyTheEnvironment ) {
     const ScopedEnvironment environment( "QV_TRACE_LEVELS", "first,wanted" );
     TraceLevel* const wanted = Trace::registerLevel( "wanted", "traceTest" );
     TraceLevel* const unwanted = Trace::registerLevel( "want", "traceTest" );
@@ -75,7 +75,7 @@ TEST( TraceTest, levelsAreOneForANameAndFileAndObeyTheEnvironment ) {
     EXPECT_THAT( list.str(), HasSubstr( "want (traceTest): off\n" ) );
 }
 
-TEST( TraceTest, theNewestManagerIsInForceUntilItGoes ) {
+TEST( TraceTest, TheNewestManagerIsInForceUntilItGoes ) {
     TraceManager& before = TraceManager::getInstance();
     {
         RecordingManager outer;
@@ -88,7 +88,7 @@ TEST( TraceTest, theNewestManagerIsInForceUntilItGoes ) {
     EXPECT_EQ( &TraceManager::getInstance(), &before );
 }
 
-TEST( TraceTest, eachThreadHasItsOwnTrace ) {
+TEST( TraceTest, EachThreadHasItsOwnTrace ) {
     Trace* const mine = &TraceManager::getInstance().getTrace();
     TestThread other( [&] { EXPECT_NE( &TraceManager::getInstance().getTrace(), mine ); } );
     other.join();

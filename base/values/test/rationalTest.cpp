@@ -49,7 +49,7 @@ std::string toString( const Rational& value ) {
 
 } // namespace
 
-TEST( Rational, OrderIsThatOfTheValuesWithZeroDenominatorsBeyondAllNumbers ) {
+TEST( RationalTest, OrderIsThatOfTheValuesWithZeroDenominatorsBeyondAllNumbers ) {
     std::mt19937_64 random( testSeed() );
     const std::vector<int> extremes{ MIN, MIN + 1, MIN / 2, -2,      -1, 0,
                                      1,   2,       MAX / 2, MAX - 1, MAX };
@@ -77,7 +77,7 @@ TEST( Rational, OrderIsThatOfTheValuesWithZeroDenominatorsBeyondAllNumbers ) {
     }
 }
 
-TEST( RationalUtil, ReadsDecimalNumbersExactlyOrAsTheNearestFraction ) {
+TEST( RationalUtilTest, ReadsDecimalNumbersExactlyOrAsTheNearestFraction ) {
     const struct {
         const char* text;
         int numerator;
@@ -110,7 +110,7 @@ TEST( RationalUtil, ReadsDecimalNumbersExactlyOrAsTheNearestFraction ) {
     }
 }
 
-TEST( RationalUtil, EveryFractionComesBackFromItsDecimals ) {
+TEST( RationalUtilTest, EveryFractionComesBackFromItsDecimals ) {
     std::mt19937_64 random( testSeed() );
     for( long i = scaledCount( 50'000 ); i > 0; --i ) {
         const int denominator = static_cast<int>( random() % 30'000 ) + 1;
@@ -124,7 +124,7 @@ TEST( RationalUtil, EveryFractionComesBackFromItsDecimals ) {
     }
 }
 
-TEST( RationalUtil, ReadsFractionsAsTheyAreWritten ) {
+TEST( RationalUtilTest, ReadsFractionsAsTheyAreWritten ) {
     const auto expectRead = []( const char* text, char separator, const char* expected ) {
         EXPECT_EQ( toString( RationalUtil::fromFractionString( text, separator ) ), expected );
     };
@@ -135,7 +135,7 @@ TEST( RationalUtil, ReadsFractionsAsTheyAreWritten ) {
     expectRead( "-2147483648/2147483647", '/', "-2147483648/2147483647" );
 }
 
-TEST( RationalUtil, RefusesMalformedTextsAndNumbersOutOfRange ) {
+TEST( RationalUtilTest, RefusesMalformedTextsAndNumbersOutOfRange ) {
     EXPECT_THROW( RationalUtil::fromFloatString( nullptr ), RationalEx::ExBadFormat );
     for( const char* text :
          { "",   "-",  "+",   ".",     "-.",  "e5",   ".e5", "1e",  "1e+", "1e5.0",

@@ -41,7 +41,7 @@ private:
 
 } // namespace
 
-TEST( DtTime, ConversionRoundsDownToTheUnitThatTheInstantLiesIn ) {
+TEST( DtTimeTest, ConversionRoundsDownToTheUnitThatTheInstantLiesIn ) {
     const struct {
         std::int64_t index;
         Rational from;
@@ -62,7 +62,7 @@ TEST( DtTime, ConversionRoundsDownToTheUnitThatTheInstantLiesIn ) {
     }
 }
 
-TEST( DtTime, ConvertedUnitHoldsTheInstantForAnyRates ) {
+TEST( DtTimeTest, ConvertedUnitHoldsTheInstantForAnyRates ) {
     std::mt19937_64 random( testSeed() );
     const auto part = [&] { return static_cast<int>( random() >> ( 33 + random() % 31 ) ) | 1; };
     for( long i = scaledCount( 200'000 ); i > 0; --i ) {
@@ -84,7 +84,7 @@ TEST( DtTime, ConvertedUnitHoldsTheInstantForAnyRates ) {
     }
 }
 
-TEST( DtTime, SumsHaveTheRateOfTheLeftSide ) {
+TEST( DtTimeTest, SumsHaveTheRateOfTheLeftSide ) {
     const DtTime frames( 10, 24, 1 );
     const DtTime difference = DtTime( 48000, 48000, 1 ) - frames;
     EXPECT_EQ( difference.getIndex(), 28000 );
@@ -95,7 +95,7 @@ TEST( DtTime, SumsHaveTheRateOfTheLeftSide ) {
     EXPECT_EQ( ( frames + DtTime( -1, 48000, 1 ) ).getIndex(), 9 );
 }
 
-TEST( DtTime, ComparisonIsExactAcrossRates ) {
+TEST( DtTimeTest, ComparisonIsExactAcrossRates ) {
     // In rising order, neighbours nearer to each other than either rate's unit.
     const std::vector<DtTime> rising{
         DtTime( MIN, 1, MAX_PART ), DtTime( MIN, 1, 1 ),           DtTime( -1, 24, 1 ),
@@ -113,7 +113,7 @@ TEST( DtTime, ComparisonIsExactAcrossRates ) {
     }
 }
 
-TEST( DtTime, IndexWithoutRateIsNeverConverted ) {
+TEST( DtTimeTest, IndexWithoutRateIsNeverConverted ) {
     const DtTime special( 7, DtTime::SPECIAL_RATE );
     EXPECT_EQ( special.convertRate( NTSC ).getIndex(), 7 );
     EXPECT_EQ( special.convertRate( NTSC ).getRate(), NTSC );
@@ -124,7 +124,7 @@ TEST( DtTime, IndexWithoutRateIsNeverConverted ) {
     EXPECT_EQ( ( DtTime( 8, 1000, 1 ) + special ).getIndex(), 15 );
 }
 
-TEST( DtTime, WhatDoesNotFitRaises ) {
+TEST( DtTimeTest, WhatDoesNotFitRaises ) {
     const DtTime last( MAX, 1, 1 );
     const DtTime first( MIN, 1, 1 );
     EXPECT_THROW( std::ignore = last.convertRate( Rational( 2, 1 ) ), DtTimeEx::ExOutOfRange );
@@ -134,7 +134,7 @@ TEST( DtTime, WhatDoesNotFitRaises ) {
     EXPECT_THROW( DtTime( 0, 1, 1 ) - first, DtTimeEx::ExOutOfRange );
 }
 
-TEST( DtTime, RateByWhichNoTimePassesRaisesWhereItIsUsed ) {
+TEST( DtTimeTest, RateByWhichNoTimePassesRaisesWhereItIsUsed ) {
     const DtTime time( 1, NTSC );
     for( const Rational& rate : { Rational( 0, 1 ), Rational( 1, 0 ), Rational( -1, 0 ) } ) {
         const DtTime odd( 1, rate );
@@ -145,7 +145,7 @@ TEST( DtTime, RateByWhichNoTimePassesRaisesWhereItIsUsed ) {
 }
 
 // That 10,000 fair draws leave any of 122 bits the same has a probability of 2^-9992.
-TEST( Uuid, NewOnesDifferInAnyFreeBitAreCanonicalAndOrderedAsTheirTexts ) {
+TEST( UuidTest, NewOnesDifferInAnyFreeBitAreCanonicalAndOrderedAsTheirTexts ) {
     const ::testing::Matcher<std::string> isCanonical = ::testing::MatchesRegex(
         "[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}" );
     std::map<Uuid, std::string> texts;
@@ -175,7 +175,7 @@ TEST( Uuid, NewOnesDifferInAnyFreeBitAreCanonicalAndOrderedAsTheirTexts ) {
     }
 }
 
-TEST( DtRefTimeFactory, HoldsOneSourceFromInitializeToFinalize ) {
+TEST( DtRefTimeFactoryTest, HoldsOneSourceFromInitializeToFinalize ) {
     const auto initialize = []( bool& isDeleted ) {
         DtRefTimeFactory::initialize( OPtr<DtRefClockSource>( new ScriptedClock( isDeleted ) ) );
     };

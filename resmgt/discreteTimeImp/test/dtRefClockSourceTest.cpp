@@ -22,7 +22,7 @@ void expectTickCounter() {
     EXPECT_LE( count, HwCounter::timeStamp() );
 }
 
-TEST( DtRefClockSource, theReferenceClockIsTheTickCounterAlsoWhenPackagesStartAgain ) {
+TEST( DtRefClockSourceTest, TheReferenceClockIsTheTickCounterAlsoWhenPackagesStartAgain ) {
     expectTickCounter();
     InPackageFrame& frame = InPackageFrame::getInstance();
     frame.stop();
@@ -32,7 +32,7 @@ TEST( DtRefClockSource, theReferenceClockIsTheTickCounterAlsoWhenPackagesStartAg
     expectTickCounter();
 }
 
-TEST( DtRefClockSource, theUnadjustedSystemTimeHasANameAndCannotBeRead ) {
+TEST( DtRefClockSourceTest, TheUnadjustedSystemTimeHasANameAndCannotBeRead ) {
     const DtRefClockSourceUST source;
     EXPECT_STREQ( source.getTypeName(), "DtRefClockSourceUST" );
     EXPECT_STREQ( source.getName(), "UST" );

@@ -13,8 +13,8 @@ void DaArenaBlocks::insertFirst( std::uint64_t address, std::uint64_t size ) {
     DaBlock& block = _pool[_first];
     block._address = address;
     block._size = size;
-    block._previous = noBlock;
-    block._next = noBlock;
+    block._previous = NO_BLOCK;
+    block._next = NO_BLOCK;
     insertFree( _first );
 }
 
@@ -26,7 +26,7 @@ DaBlockIndex DaArenaBlocks::cut( DaBlockIndex block, std::uint64_t address ) {
     rest._size = front._address + front._size - address;
     rest._previous = block;
     rest._next = front._next;
-    if( rest._next != noBlock ) {
+    if( rest._next != NO_BLOCK ) {
         _pool[rest._next]._previous = behind;
     }
     front._size = address - front._address;
@@ -39,7 +39,7 @@ void DaArenaBlocks::merge( DaBlockIndex block ) {
     const DaBlockIndex behind = front._next;
     front._size += _pool[behind]._size;
     front._next = _pool[behind]._next;
-    if( front._next != noBlock ) {
+    if( front._next != NO_BLOCK ) {
         _pool[front._next]._previous = block;
     }
     _pool.giveBack( behind );

@@ -17,8 +17,8 @@ public:
     DaBlockPool _pool;
     DaBlocksBySize _freeBySize{ _pool };
     DaBlocksByAddress _live{ _pool };
-    // The block at the arena's start; its record stays the same one. noBlock in an empty arena.
-    DaBlockIndex _first = noBlock;
+    // The block at the arena's start; its record stays the same one. NO_BLOCK in an empty arena.
+    DaBlockIndex _first = NO_BLOCK;
 
     /// Raises std::bad_alloc unless one `allocate` can do all that it needs.
     void reserve();
@@ -31,7 +31,7 @@ public:
     void merge( DaBlockIndex block );
     void insertFree( DaBlockIndex block );
     void eraseFree( DaBlockIndex block );
-    bool isFree( DaBlockIndex block ) const { return block != noBlock && _pool[block]._isFree; }
+    bool isFree( DaBlockIndex block ) const { return block != NO_BLOCK && _pool[block]._isFree; }
 };
 
 } // namespace Qv

@@ -7,7 +7,7 @@ namespace Qv {
 
 namespace {
 
-constexpr std::uint32_t smallestGrowth = 64;
+constexpr std::uint32_t SMALLEST_GROWTH = 64;
 
 // Random enough for a balanced tree, and the same in every run. The finaliser of MurmurHash3, by
 // Austin Appleby, public domain.
@@ -27,8 +27,8 @@ void DaBlockPool::reserve( std::uint32_t nbBlocks ) {
         return;
     }
     const auto before = static_cast<std::uint32_t>( _blocks.size() );
-    const std::uint32_t growth = std::max( { before, nbBlocks, smallestGrowth } );
-    if( growth > noBlock - before ) {
+    const std::uint32_t growth = std::max( { before, nbBlocks, SMALLEST_GROWTH } );
+    if( growth > NO_BLOCK - before ) {
         throw std::bad_alloc();
     }
     _blocks.resize( before + growth );

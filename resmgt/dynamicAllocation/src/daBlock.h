@@ -9,7 +9,7 @@ namespace Qv {
 using DaBlockIndex = std::uint32_t;
 
 /// Stands for no block.
-inline constexpr DaBlockIndex noBlock = UINT32_MAX;
+inline constexpr DaBlockIndex NO_BLOCK = UINT32_MAX;
 
 /// One stretch of an arena's memory. One cache line: each step of an operation costs one.
 struct alignas( 64 ) DaBlock {
@@ -48,7 +48,7 @@ public:
 
 private:
     std::vector<DaBlock> _blocks;
-    DaBlockIndex _firstUnused = noBlock;
+    DaBlockIndex _firstUnused = NO_BLOCK;
     std::uint32_t _nbUnused = 0;
 };
 

@@ -7,13 +7,13 @@ namespace Qv {
 
 namespace {
 
-constexpr std::size_t firstNbBuckets = 64;
+constexpr std::size_t FIRST_NB_BUCKETS = 64;
 
 } // namespace
 
 DaBlocksByAddress::DaBlocksByAddress( DaBlockPool& pool )
     : _pool( pool )
-    , _buckets( firstNbBuckets, noBlock ) {}
+    , _buckets( FIRST_NB_BUCKETS, NO_BLOCK ) {}
 
 // Multiplicative hashing with the golden ratio (Knuth, The Art of Computer Programming 3, 6.4): the
 // top bits depend on all bits of an address, however coarsely blocks are aligned.
@@ -26,10 +26,10 @@ void DaBlocksByAddress::reserve() {
     if( _size < _buckets.size() ) {
         return;
     }
-    std::vector<DaBlockIndex> former( _buckets.size() * 2, noBlock );
+    std::vector<DaBlockIndex> former( _buckets.size() * 2, NO_BLOCK );
     former.swap( _buckets );
     for( DaBlockIndex block : former ) {
-        while( block != noBlock ) {
+        while( block != NO_BLOCK ) {
             link( std::exchange( block, _pool[block]._nextInBucket ) );
         }
     }
@@ -47,11 +47,11 @@ void DaBlocksByAddress::link( DaBlockIndex block ) {
 
 DaBlockIndex DaBlocksByAddress::remove( std::uint64_t address ) {
     DaBlockIndex* link = &bucketOf( address );
-    while( *link != noBlock && _pool[*link]._address != address ) {
+    while( *link != NO_BLOCK && _pool[*link]._address != address ) {
         link = &_pool[*link]._nextInBucket;
     }
     const DaBlockIndex block = *link;
-    if( block != noBlock ) {
+    if( block != NO_BLOCK ) {
         *link = _pool[block]._nextInBucket;
         --_size;
     }

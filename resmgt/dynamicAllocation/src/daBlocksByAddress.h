@@ -16,7 +16,7 @@ public:
     void reserve();
     /// REQUIRES: reserved; no live block has this address.
     void insert( DaBlockIndex block );
-    /// Takes the live block at `address` out, and returns it; noBlock when there is none.
+    /// Takes the live block at `address` out, and returns it; NO_BLOCK when there is none.
     DaBlockIndex remove( std::uint64_t address );
     std::size_t size() const { return _size; }
 

@@ -7,7 +7,7 @@ namespace Qv {
 
 DaBlocksBySize::DaBlocksBySize( DaBlockPool& pool )
     : _pool( pool ) {
-    _roots.fill( noBlock );
+    _roots.fill( NO_BLOCK );
 }
 
 unsigned DaBlocksBySize::classOf( std::uint64_t size ) {
@@ -22,7 +22,7 @@ void DaBlocksBySize::insert( DaBlockIndex block ) {
     DaBlock& inserted = _pool[block];
     const unsigned sizeClass = classOf( inserted._size );
     const DaBlockIndex head = find( sizeClass, inserted._size );
-    inserted._isHead = head == noBlock;
+    inserted._isHead = head == NO_BLOCK;
     if( inserted._isHead ) {
         inserted._previousOfSize = block;
         inserted._nextOfSize = block;
@@ -39,7 +39,7 @@ void DaBlocksBySize::insert( DaBlockIndex block ) {
 
 DaBlockIndex DaBlocksBySize::find( unsigned sizeClass, std::uint64_t size ) const {
     DaBlockIndex node = _roots[sizeClass];
-    while( node != noBlock && _pool[node]._size != size ) {
+    while( node != NO_BLOCK && _pool[node]._size != size ) {
         node = size < _pool[node]._size ? _pool[node]._smaller : _pool[node]._larger;
     }
     return node;
@@ -49,8 +49,8 @@ void DaBlocksBySize::insertHead( DaBlockIndex block, unsigned sizeClass ) {
     const std::uint64_t size = _pool[block]._size;
     const std::uint32_t priority = _pool[block]._priority;
     DaBlockIndex* link = &_roots[sizeClass];
-    DaBlockIndex parent = noBlock;
-    while( *link != noBlock && _pool[*link]._priority >= priority ) {
+    DaBlockIndex parent = NO_BLOCK;
+    while( *link != NO_BLOCK && _pool[*link]._priority >= priority ) {
         parent = *link;
         link = size < _pool[parent]._size ? &_pool[parent]._smaller : &_pool[parent]._larger;
     }
@@ -68,7 +68,7 @@ void DaBlocksBySize::split( DaBlockIndex tree, DaBlockIndex block ) {
     DaBlockIndex* larger = &_pool[block]._larger;
     DaBlockIndex smallerParent = block;
     DaBlockIndex largerParent = block;
-    while( tree != noBlock ) {
+    while( tree != NO_BLOCK ) {
         DaBlock& node = _pool[tree];
         if( size < node._size ) {
             *larger = tree;
@@ -84,14 +84,14 @@ void DaBlocksBySize::split( DaBlockIndex tree, DaBlockIndex block ) {
             tree = *smaller;
         }
     }
-    *smaller = noBlock;
-    *larger = noBlock;
+    *smaller = NO_BLOCK;
+    *larger = NO_BLOCK;
 }
 
 // The field that holds `block`'s place in its tree.
 DaBlockIndex& DaBlocksBySize::linkTo( DaBlockIndex block ) {
     const DaBlockIndex parent = _pool[block]._parent;
-    if( parent == noBlock ) {
+    if( parent == NO_BLOCK ) {
         return _roots[classOf( _pool[block]._size )];
     }
     DaBlock& node = _pool[parent];
@@ -123,7 +123,7 @@ void DaBlocksBySize::replaceHead( DaBlockIndex former, DaBlockIndex block ) {
     // The place in the heap goes with the place in the tree.
     std::swap( head._priority, _pool[former]._priority );
     for( const DaBlockIndex child : { head._smaller, head._larger } ) {
-        if( child != noBlock ) {
+        if( child != NO_BLOCK ) {
             _pool[child]._parent = block;
         }
     }
@@ -135,7 +135,7 @@ void DaBlocksBySize::eraseHead( DaBlockIndex block ) {
     DaBlockIndex smaller = _pool[block]._smaller;
     DaBlockIndex larger = _pool[block]._larger;
     // The two subtrees grow together in the block's place.
-    while( smaller != noBlock && larger != noBlock ) {
+    while( smaller != NO_BLOCK && larger != NO_BLOCK ) {
         const bool isSmallerAbove = _pool[smaller]._priority > _pool[larger]._priority;
         DaBlockIndex& above = isSmallerAbove ? smaller : larger;
         *link = above;
@@ -145,11 +145,11 @@ void DaBlocksBySize::eraseHead( DaBlockIndex block ) {
         link = isSmallerAbove ? &node._larger : &node._smaller;
         above = *link;
     }
-    const DaBlockIndex rest = smaller != noBlock ? smaller : larger;
+    const DaBlockIndex rest = smaller != NO_BLOCK ? smaller : larger;
     *link = rest;
-    if( rest != noBlock ) {
+    if( rest != NO_BLOCK ) {
         _pool[rest]._parent = parent;
-    } else if( parent == noBlock ) {
+    } else if( parent == NO_BLOCK ) {
         const unsigned sizeClass = classOf( _pool[block]._size );
         std::uint64_t& word = _usedClasses[sizeClass / 64];
         word &= ~( std::uint64_t( 1 ) << sizeClass % 64 );
@@ -161,9 +161,9 @@ void DaBlocksBySize::eraseHead( DaBlockIndex block ) {
 
 DaBlockIndex DaBlocksBySize::lowerBound( std::uint64_t size ) const {
     const unsigned sizeClass = classOf( size );
-    DaBlockIndex found = noBlock;
+    DaBlockIndex found = NO_BLOCK;
     DaBlockIndex node = _roots[sizeClass];
-    while( node != noBlock ) {
+    while( node != NO_BLOCK ) {
         if( _pool[node]._size >= size ) {
             found = node;
             node = _pool[node]._smaller;
@@ -171,7 +171,7 @@ DaBlockIndex DaBlocksBySize::lowerBound( std::uint64_t size ) const {
             node = _pool[node]._larger;
         }
     }
-    return found != noBlock ? found : firstOfNextClass( sizeClass );
+    return found != NO_BLOCK ? found : firstOfNextClass( sizeClass );
 }
 
 DaBlockIndex DaBlocksBySize::firstOfNextClass( unsigned sizeClass ) const {
@@ -181,7 +181,7 @@ DaBlockIndex DaBlocksBySize::firstOfNextClass( unsigned sizeClass ) const {
     if( classes == 0 ) {
         const std::uint32_t words = _usedWords >> word >> 1 << 1 << word;
         if( words == 0 ) {
-            return noBlock;
+            return NO_BLOCK;
         }
         word = static_cast<unsigned>( std::countr_zero( words ) );
         classes = _usedClasses[word];
@@ -190,7 +190,7 @@ DaBlockIndex DaBlocksBySize::firstOfNextClass( unsigned sizeClass ) const {
 }
 
 DaBlockIndex DaBlocksBySize::firstIn( DaBlockIndex tree ) const {
-    while( _pool[tree]._smaller != noBlock ) {
+    while( _pool[tree]._smaller != NO_BLOCK ) {
         tree = _pool[tree]._smaller;
     }
     return tree;
@@ -201,15 +201,15 @@ DaBlockIndex DaBlocksBySize::next( DaBlockIndex block ) const {
     if( !_pool[node]._isHead ) {
         return node;
     }
-    if( _pool[node]._larger != noBlock ) {
+    if( _pool[node]._larger != NO_BLOCK ) {
         return firstIn( _pool[node]._larger );
     }
     DaBlockIndex parent = _pool[node]._parent;
-    while( parent != noBlock && _pool[parent]._larger == node ) {
+    while( parent != NO_BLOCK && _pool[parent]._larger == node ) {
         node = parent;
         parent = _pool[node]._parent;
     }
-    return parent != noBlock ? parent : firstOfNextClass( classOf( _pool[block]._size ) );
+    return parent != NO_BLOCK ? parent : firstOfNextClass( classOf( _pool[block]._size ) );
 }
 
 std::uint64_t DaBlocksBySize::largestSize() const {
@@ -219,7 +219,7 @@ std::uint64_t DaBlocksBySize::largestSize() const {
     const auto word = static_cast<unsigned>( std::bit_width( _usedWords ) ) - 1;
     const auto bit = static_cast<unsigned>( std::bit_width( _usedClasses[word] ) ) - 1;
     DaBlockIndex node = _roots[word * 64 + bit];
-    while( _pool[node]._larger != noBlock ) {
+    while( _pool[node]._larger != NO_BLOCK ) {
         node = _pool[node]._larger;
     }
     return _pool[node]._size;

@@ -24,17 +24,17 @@ public:
     /// REQUIRES: inserted, its size unchanged since then.
     void erase( DaBlockIndex block );
 
-    /// The first block of at least `size`, or noBlock.
+    /// The first block of at least `size`, or NO_BLOCK.
     DaBlockIndex lowerBound( std::uint64_t size ) const;
-    /// The block behind `block` in the order, or noBlock.
+    /// The block behind `block` in the order, or NO_BLOCK.
     DaBlockIndex next( DaBlockIndex block ) const;
     /// 0 without a block.
     std::uint64_t largestSize() const;
     std::size_t size() const { return _size; }
 
 private:
-    static constexpr unsigned nbClasses = 32 * 60;
-    static constexpr unsigned nbWords = nbClasses / 64;
+    static constexpr unsigned NB_CLASSES = 32 * 60;
+    static constexpr unsigned NB_WORDS = NB_CLASSES / 64;
 
     static unsigned classOf( std::uint64_t size );
     DaBlockIndex firstOfNextClass( unsigned sizeClass ) const;
@@ -50,8 +50,8 @@ private:
     std::size_t _size = 0;
     // A bit each: the words that aren't 0, and the classes with blocks.
     std::uint32_t _usedWords = 0;
-    std::array<std::uint64_t, nbWords> _usedClasses{};
-    std::array<DaBlockIndex, nbClasses> _roots;
+    std::array<std::uint64_t, NB_WORDS> _usedClasses{};
+    std::array<DaBlockIndex, NB_CLASSES> _roots;
 };
 
 } // namespace Qv

@@ -11,8 +11,8 @@ namespace Qv {
 namespace {
 
 // All blocks have a multiple of this size, in bytes.
-constexpr std::uint64_t granularity = 8;
-constexpr std::uint64_t largestValue = std::numeric_limits<std::uint64_t>::max();
+constexpr std::uint64_t GRANULARITY = 8;
+constexpr std::uint64_t LARGEST_VALUE = std::numeric_limits<std::uint64_t>::max();
 
 std::uint64_t toAddress( const void* memory ) {
     return reinterpret_cast<std::uintptr_t>( memory );
@@ -38,10 +38,10 @@ bool fits( const DaBlock& block, std::uint64_t size, std::uint64_t alignment,
 DaFirstFitArena::DaFirstFitArena( void* base, std::size_t size, const char* name )
     : _name( name != nullptr ? name : "<Unnamed arena>" )
     , _base( base )
-    , _poolSize( size - size % granularity )
+    , _poolSize( size - size % GRANULARITY )
     , _poolFreeSpace( size )
     , _blocks( new DaArenaBlocks ) {
-    QV_ASSERT( size <= largestValue - toAddress( base ) );
+    QV_ASSERT( size <= LARGEST_VALUE - toAddress( base ) );
     _blocks->reserve();
     if( size != 0 ) {
         _blocks->insertFirst( toAddress( base ), size );
@@ -56,17 +56,17 @@ std::uint64_t DaFirstFitArena::roundUp( std::uint64_t value, std::uint64_t align
 }
 
 void* DaFirstFitArena::allocate( std::size_t size, std::size_t alignment ) {
-    if( size > largestValue - ( granularity - 1 ) ) {
+    if( size > LARGEST_VALUE - ( GRANULARITY - 1 ) ) {
         return nullptr;
     }
     // A request for nothing is one for a block of its own, too.
-    const std::uint64_t rounded = std::max( roundUp( size, granularity ), granularity );
+    const std::uint64_t rounded = std::max( roundUp( size, GRANULARITY ), GRANULARITY );
     DaBlockIndex block = _blocks->_freeBySize.lowerBound( rounded );
     std::uint64_t address = 0;
-    while( block != noBlock && !fits( _blocks->_pool[block], rounded, alignment, address ) ) {
+    while( block != NO_BLOCK && !fits( _blocks->_pool[block], rounded, alignment, address ) ) {
         block = _blocks->_freeBySize.next( block );
     }
-    return block != noBlock ? carve( block, address, rounded ) : nullptr;
+    return block != NO_BLOCK ? carve( block, address, rounded ) : nullptr;
 }
 
 void* DaFirstFitArena::carve( std::uint32_t block, std::uint64_t address, std::uint64_t size ) {
@@ -94,7 +94,7 @@ bool DaFirstFitArena::free( void* block ) {
     }
     DaArenaBlocks& blocks = *_blocks;
     DaBlockIndex freed = blocks._live.remove( toAddress( block ) );
-    if( freed == noBlock ) {
+    if( freed == NO_BLOCK ) {
         return false;
     }
     _poolFreeSpace += blocks._pool[freed]._size;
@@ -115,14 +115,14 @@ bool DaFirstFitArena::free( void* block ) {
 
 DaFirstFitArena::Statistics DaFirstFitArena::getStatistics() const {
     Statistics result;
-    result._alignment = granularity;
+    result._alignment = GRANULARITY;
     result._size = _poolSize;
     std::uint64_t allocBytes = 0;
     std::uint64_t freeBytes = 0;
     std::uint64_t maxFreeBlk = 0;
     const DaBlocksBySize& freeBlocksBySize = _blocks->_freeBySize;
     DaBlockIndex index = _blocks->_first;
-    while( index != noBlock ) {
+    while( index != NO_BLOCK ) {
         const DaBlock& block = _blocks->_pool[index];
         if( block._isFree ) {
             freeBytes += block._size;
@@ -150,7 +150,7 @@ DaFirstFitArena::Statistics DaFirstFitArena::getStatistics() const {
 void DaFirstFitArena::dump( std::ostream& stream ) const {
     stream << "DaFirstFitArena: " << _name << "\n  free block map:\n";
     DaBlockIndex index = _blocks->_first;
-    while( index != noBlock ) {
+    while( index != NO_BLOCK ) {
         const DaBlock& block = _blocks->_pool[index];
         if( block._isFree ) {
             stream << "    " << toMemory( block._address ) << "  " << block._size << '\n';

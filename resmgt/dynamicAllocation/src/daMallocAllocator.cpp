@@ -8,13 +8,13 @@ namespace Qv {
 namespace {
 
 // Bytes. One very large request may not be satisfiable as a whole.
-constexpr std::size_t largestPiece = 0x20000000;
+constexpr std::size_t LARGEST_PIECE = 0x20000000;
 // Bytes: the size of the last piece, and what must be missing for another one.
-constexpr std::size_t lastPiece = 0x4000000;
+constexpr std::size_t LAST_PIECE = 0x4000000;
 // Bytes, a power of two. Halved pieces are whole pages: what an arena asks of its size, and no
 // remainder is lost to it. Where not even one page is to be had, halving on would only take the
 // process's last memory.
-constexpr std::size_t page = 4096;
+constexpr std::size_t PAGE = 4096;
 
 } // namespace
 
@@ -25,19 +25,19 @@ OPtrRet<DaMallocAllocator> DaMallocAllocator::create() {
 DaArenaAllocator::Pieces DaMallocAllocator::allocate( std::size_t size ) {
     Pieces result;
     std::size_t remaining = size;
-    std::size_t piece = std::min( size, largestPiece );
-    while( remaining >= lastPiece && piece >= page ) {
+    std::size_t piece = std::min( size, LARGEST_PIECE );
+    while( remaining >= LAST_PIECE && piece >= PAGE ) {
         if( !appendPiece( result, piece ) ) {
-            piece = piece / 2 & ~( page - 1 );
+            piece = piece / 2 & ~( PAGE - 1 );
             continue;
         }
         remaining -= piece;
         if( remaining == 0 ) {
             return result;
         }
-        piece = std::min( remaining, largestPiece );
+        piece = std::min( remaining, LARGEST_PIECE );
     }
-    appendPiece( result, lastPiece );
+    appendPiece( result, LAST_PIECE );
     return result;
 }
 

@@ -45,7 +45,7 @@ private:
 
 constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
 
-TEST( DaMallocAllocator, CutsAReservationIntoPiecesAsTheHeapAllows ) {
+TEST( DaMallocAllocatorTest, CutsAReservationIntoPiecesAsTheHeapAllows ) {
     const struct {
         std::size_t _asked;
         std::size_t _largestPiece;
@@ -79,7 +79,7 @@ TEST( DaMallocAllocator, CutsAReservationIntoPiecesAsTheHeapAllows ) {
     }
 }
 
-TEST( DaMallocAllocator, AnExhaustedHeapEndsTheSearchWithWhatWasObtained ) {
+TEST( DaMallocAllocatorTest, AnExhaustedHeapEndsTheSearchWithWhatWasObtained ) {
     ScriptedHeap heap( unlimited, 700 * MiB + 100 );
     const auto pieces = heap.allocate( 1024 * MiB );
     std::size_t sum = 0;
@@ -92,7 +92,7 @@ TEST( DaMallocAllocator, AnExhaustedHeapEndsTheSearchWithWhatWasObtained ) {
     EXPECT_TRUE( empty.allocate( unlimited ).empty() );
 }
 
-TEST( DaMallocAllocator, PiecesOfTheRealHeapAreWritable ) {
+TEST( DaMallocAllocatorTest, PiecesOfTheRealHeapAreWritable ) {
     OPtr<DaMallocAllocator> allocator = DaMallocAllocator::create();
     const auto pieces = allocator->allocate( 1 );
     ASSERT_EQ( pieces.size(), 1u );
@@ -100,7 +100,7 @@ TEST( DaMallocAllocator, PiecesOfTheRealHeapAreWritable ) {
     allocator->deallocate( pieces, 1 );
 }
 
-TEST( DaMemoryMapAllocator, GivesOneZeroedWritablePieceOrWithoutMemoryNone ) {
+TEST( DaMemoryMapAllocatorTest, GivesOneZeroedWritablePieceOrWithoutMemoryNone ) {
     DaMemoryMapAllocatorPosix allocator;
     const auto pieces = allocator.allocate( 10000 );
     ASSERT_EQ( pieces.size(), 1u );
@@ -116,7 +116,7 @@ TEST( DaMemoryMapAllocator, GivesOneZeroedWritablePieceOrWithoutMemoryNone ) {
     }
 }
 
-TEST( DaMemoryMapAllocator, AFailureToGiveThePieceBackIsRaised ) {
+TEST( DaMemoryMapAllocatorTest, AFailureToGiveThePieceBackIsRaised ) {
     DaMemoryMapAllocatorPosix allocator;
     DaArenaAllocator::Pieces unaligned;
     unaligned.emplace_back( reinterpret_cast<void*>( 1 ), 4096 );

@@ -35,7 +35,7 @@ void expectAssertion( const std::function<void()>& action, const char* text ) {
     EXPECT_THAT( raisedBy<ExAssertionFailed>( action ), HasSubstr( text ) );
 }
 
-TEST( DaFirstFitArena, AnOddSizeIsManagedWholeButFailsTheInvariant ) {
+TEST( DaFirstFitArenaTest, AnOddSizeIsManagedWholeButFailsTheInvariant ) {
     DaFirstFitArena arena( at( base + 0x1c ), 100 + 128 + 200, "gapped" );
     EXPECT_EQ( addressOf( arena.allocate( 128, 128 ) ), base + 128 );
     EXPECT_EQ( arena.getFreeBytes(), 300u );
@@ -45,7 +45,7 @@ TEST( DaFirstFitArena, AnOddSizeIsManagedWholeButFailsTheInvariant ) {
                            "    0x1000001c  100\n    0x10000100  200\n" );
 }
 
-TEST( DaFirstFitArena, FreeingWhatIsNoLiveBlockChangesNothing ) {
+TEST( DaFirstFitArenaTest, FreeingWhatIsNoLiveBlockChangesNothing ) {
     DaFirstFitArena arena( at( base ), 96, nullptr );
     void* const block = arena.allocate( 32, 0 );
     EXPECT_FALSE( arena.free( nullptr ) );
@@ -57,7 +57,7 @@ TEST( DaFirstFitArena, FreeingWhatIsNoLiveBlockChangesNothing ) {
     EXPECT_EQ( arena.getFreeBytes(), 96u );
 }
 
-TEST( DaFirstFitArena, RequestsNearTheEndOfTheNumberRangeAreRefused ) {
+TEST( DaFirstFitArenaTest, RequestsNearTheEndOfTheNumberRangeAreRefused ) {
     constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
     constexpr std::uint64_t high = largest - 4096 + 1;
     DaFirstFitArena arena( at( high + 8 ), 4080, nullptr );
@@ -69,7 +69,7 @@ TEST( DaFirstFitArena, RequestsNearTheEndOfTheNumberRangeAreRefused ) {
     EXPECT_EQ( addressOf( arena.allocate( 4080, 8 ) ), high + 8 );
 }
 
-TEST( DaFirstFitArena, WithoutAFreeBlockTheStatisticsSaySo ) {
+TEST( DaFirstFitArenaTest, WithoutAFreeBlockTheStatisticsSaySo ) {
     DaFirstFitArena empty( at( base ), 0, nullptr );
     DaFirstFitArena full( at( base ), 16, nullptr );
     full.allocate( 16, 0 );
@@ -81,7 +81,7 @@ TEST( DaFirstFitArena, WithoutAFreeBlockTheStatisticsSaySo ) {
     }
 }
 
-TEST( DaFirstFitArena, ZeroOrMixedAlignmentsAreReported ) {
+TEST( DaFirstFitArenaTest, ZeroOrMixedAlignmentsAreReported ) {
     DaFirstFitArena::Statistics sum;
     expectAssertion( [&] { sum += DaFirstFitArena::Statistics(); }, "_alignment != 0" );
     sum += DaFirstFitArena( at( base ), 64, nullptr ).getStatistics();
@@ -142,7 +142,7 @@ void runTraffic( const Traffic& traffic ) {
     }
 }
 
-TEST( DaFirstFitArena, ChoosesTheVeryBlocksThatThePlainIndexesChoose ) {
+TEST( DaFirstFitArenaTest, ChoosesTheVeryBlocksThatThePlainIndexesChoose ) {
     const Traffic all[] = {
         { "images", base, 0x40000000, { 1024, 8192, 65536, 524288 }, 524288, { 128 } },
         { "oneSize", base, 64 * 4096, { 4096 - 7 }, 7, { 0, 8 } },
@@ -156,7 +156,7 @@ TEST( DaFirstFitArena, ChoosesTheVeryBlocksThatThePlainIndexesChoose ) {
     }
 }
 
-TEST( DaFirstFitArena, WithoutMemoryForItsBookKeepingTheArenaStaysAsItWas ) {
+TEST( DaFirstFitArenaTest, WithoutMemoryForItsBookKeepingTheArenaStaysAsItWas ) {
     DaFirstFitArena arena( at( base ), 1 << 20, nullptr );
     PlainArena plain( base, 1 << 20 );
     std::array<int, 3> nbFailures{};

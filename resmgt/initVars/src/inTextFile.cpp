@@ -177,12 +177,12 @@ void NewText::addMissing() {
 }
 
 std::string getBackupName( const OsFilePath& path ) {
-    constexpr const char* extension = "tt~";
+    constexpr const char* EXTENSION = "tt~";
     OsFilePath backup = path.getBaseName( OsFilePath::WITH_EXTENSION );
-    if( !path.getExtension().empty() && path.getExtension() != extension ) {
+    if( !path.getExtension().empty() && path.getExtension() != EXTENSION ) {
         backup.stripExtension();
     }
-    return backup.addExtension( extension ).toString();
+    return backup.addExtension( EXTENSION ).toString();
 }
 
 const char* whatIsThere( const OsFileReplacement& file ) {

@@ -43,7 +43,7 @@ std::string registryHtml() {
     return stream.str();
 }
 
-TEST( EnvVar, TheEnvironmentsTextWinsOverTheDefault ) {
+TEST( EnvVarTest, TheEnvironmentsTextWinsOverTheDefault ) {
     const ScopedEnvironment unset( name );
     EXPECT_STREQ( EnvVar( "a.cpp", name, "default" ).getValue(), "default" );
     EXPECT_EQ( EnvVar( "a.cpp", name, nullptr ).getValue(), nullptr );
@@ -62,7 +62,7 @@ void expectRead( const std::vector<std::pair<const char*, Value>>& cases ) {
     }
 }
 
-TEST( EnvVar, NumbersAreReadAsFarAsTheyGo ) {
+TEST( EnvVarTest, NumbersAreReadAsFarAsTheyGo ) {
     expectRead<EnvIntVar, int>( {
         { "", 0 },
         { "12abc", 12 },
@@ -85,7 +85,7 @@ TEST( EnvVar, NumbersAreReadAsFarAsTheyGo ) {
     } );
 }
 
-TEST( EnvVar, DoublesAreReadWithADecimalPointInEveryLocale ) {
+TEST( EnvVarTest, DoublesAreReadWithADecimalPointInEveryLocale ) {
     for( const char* locale : { "C", "de_DE.UTF-8" } ) {
         // Where the locale isn't installed, the second round is as the first.
         std::setlocale( LC_NUMERIC, locale );
@@ -101,7 +101,7 @@ TEST( EnvVar, DoublesAreReadWithADecimalPointInEveryLocale ) {
     std::setlocale( LC_NUMERIC, "C" );
 }
 
-TEST( EnvVar, AChangeOfTheEnvironmentShowsAfterRefresh ) {
+TEST( EnvVarTest, AChangeOfTheEnvironmentShowsAfterRefresh ) {
     const ScopedEnvironment before( name, "1" );
     EnvVar text( "a.cpp", name, nullptr );
     EnvIntVar integer( "a.cpp", name, -1 );
@@ -131,7 +131,7 @@ TEST( EnvVar, AChangeOfTheEnvironmentShowsAfterRefresh ) {
     EXPECT_NE( EnvVar::putEnv( "=1" ), 0 );
 }
 
-TEST( EnvVar, DumpsNameValueAndDefault ) {
+TEST( EnvVarTest, DumpsNameValueAndDefault ) {
     const ScopedEnvironment environment( name, "1" );
     const std::string head = "name          QV_TEST_VARIABLE ";
     EXPECT_EQ( textOf( EnvVar( "a.cpp", name, nullptr ) ), head + "value \"1\" default \"NIL\"" );
@@ -144,7 +144,7 @@ TEST( EnvVar, DumpsNameValueAndDefault ) {
     EXPECT_EQ( textOf( EnvVar( "a.cpp", name, "x" ) ), head + "value \"?]0;x??\" default \"x\"" );
 }
 
-TEST( EnvVarRegistry, ListsEachVariableThatIsAlive ) {
+TEST( EnvVarRegistryTest, ListsEachVariableThatIsAlive ) {
     EXPECT_THAT( registryHtml(), HasSubstr( "QV_TEST_FILE_LEVEL" ) );
     {
         const EnvVar one( "one.cpp", name, nullptr );
@@ -158,7 +158,7 @@ TEST( EnvVarRegistry, ListsEachVariableThatIsAlive ) {
     EXPECT_THAT( registryHtml(), Not( HasSubstr( name ) ) );
 }
 
-TEST( EnvVarRegistry, AnotherStartListsTheVariablesThatAreAliveAgain ) {
+TEST( EnvVarRegistryTest, AnotherStartListsTheVariablesThatAreAliveAgain ) {
     std::optional<EnvVar> gone( std::in_place, "gone.cpp", "QV_TEST_GONE", nullptr );
     EnvVarRegistry::finalize();
     gone.reset();
@@ -167,7 +167,7 @@ TEST( EnvVarRegistry, AnotherStartListsTheVariablesThatAreAliveAgain ) {
                  AllOf( HasSubstr( "QV_TEST_FILE_LEVEL" ), Not( HasSubstr( "QV_TEST_GONE" ) ) ) );
 }
 
-TEST( EnvVarRegistry, ThePageStaysWellFormedWhateverTheEnvironmentHolds ) {
+TEST( EnvVarRegistryTest, ThePageStaysWellFormedWhateverTheEnvironmentHolds ) {
     const ScopedEnvironment environment( name, "<b>&\"\x01\xff\xc2\x9b\xc3\xa9" );
     const EnvVar variable( "a<b.cpp", name, nullptr );
     const ScopedEnvironment unset( "QV_TEST_UNSET" );
@@ -187,7 +187,7 @@ TEST( EnvVarRegistry, ThePageStaysWellFormedWhateverTheEnvironmentHolds ) {
     EXPECT_THAT( registryHtml(), HasSubstr( "<td align=left>(null)</td>" ) );
 }
 
-TEST( EnvVarRegistry, AVariableWithoutRegistryOrPlaceWorksUnlisted ) {
+TEST( EnvVarRegistryTest, AVariableWithoutRegistryOrPlaceWorksUnlisted ) {
     const EnvVarRegistry& stale = EnvVarRegistry::getInstance();
     EnvVarRegistry::finalize();
     const ScopedEnvironment environment( name, "8" );

@@ -13,12 +13,12 @@ namespace Qv {
 namespace {
 
 // Characters. The longest shortest form of a double has 24.
-constexpr std::size_t longestNumber = 32;
+constexpr std::size_t LONGEST_NUMBER = 32;
 
 template <class T>
 std::string toText( T number ) {
-    char text[longestNumber];
-    return std::string( text, std::to_chars( text, text + longestNumber, number ).ptr );
+    char text[LONGEST_NUMBER];
+    return std::string( text, std::to_chars( text, text + LONGEST_NUMBER, number ).ptr );
 }
 
 template <class T>

@@ -7,7 +7,7 @@ namespace Qv {
 
 namespace {
 
-TEST( LiDate, thePresentTimeIsNewerThan1970AndReadsLikeADate ) {
+TEST( LiDateTest, ThePresentTimeIsNewerThan1970AndReadsLikeADate ) {
     const LiDate now = LiDate::now();
     EXPECT_EQ( LiDate::compare( LiDate(), now ), OsDateTypes::OLDER );
     EXPECT_EQ( LiDate::compare( now, LiDate( now.getRep() ) ), OsDateTypes::SAME );

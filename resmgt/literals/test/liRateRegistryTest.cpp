@@ -69,7 +69,7 @@ const PublishedRate publishedRates[] = {
     { "S192000", { 192000, 1 }, "192000 Hz" },
 };
 
-TEST( LiRateRegistry, HoldsThePublishedRatesAndFindsEachByAllItsKeys ) {
+TEST( LiRateRegistryTest, HoldsThePublishedRatesAndFindsEachByAllItsKeys ) {
     int place = 0;
     for( const PublishedRate& published : publishedRates ) {
         const LiRateRegistry::Entry entry = registry().get( published.enumName );
@@ -87,7 +87,7 @@ TEST( LiRateRegistry, HoldsThePublishedRatesAndFindsEachByAllItsKeys ) {
     EXPECT_EQ( registry().end() - registry().begin(), place );
 }
 
-TEST( LiRateRegistry, StandardRateDiffersOnlyWhereTheStandardsRound ) {
+TEST( LiRateRegistryTest, StandardRateDiffersOnlyWhereTheStandardsRound ) {
     for( const LiRateRegistry::Entry& entry : registry() ) {
         const std::string& name = entry.getEnumName();
         const bool isRounded = name == "F23_976" || name == "F29_97" || name == "F59_94";
@@ -104,7 +104,7 @@ TEST( LiRateRegistry, StandardRateDiffersOnlyWhereTheStandardsRound ) {
     EXPECT_TRUE( registry().get( "F29_97" ) < registry().get( "F30" ) );
 }
 
-TEST( LiRateRegistry, WhatIsNoKeyFindsNothing ) {
+TEST( LiRateRegistryTest, WhatIsNoKeyFindsNothing ) {
     EXPECT_TRUE( registry().get( "NTSC" ).isNull() ) << "a short name";
     EXPECT_TRUE( registry().get( "f24" ).isNull() );
     EXPECT_TRUE( registry().find( "24 fps" ) == registry().end() );
@@ -122,7 +122,7 @@ TEST( LiRateRegistry, WhatIsNoKeyFindsNothing ) {
     EXPECT_EQ( registry().getNearest( 24.5, 1 ).getEnumName(), "F24" ) << "the first of two";
 }
 
-TEST( LiRateRegistry, ANullEntryRaisesAtEveryAccess ) {
+TEST( LiRateRegistryTest, ANullEntryRaisesAtEveryAccess ) {
     const LiRateRegistry::Entry null;
     EXPECT_THROW( null.getEnumName(), ExBase );
     EXPECT_THROW( null.getEnumVal(), ExBase );
@@ -130,7 +130,7 @@ TEST( LiRateRegistry, ANullEntryRaisesAtEveryAccess ) {
     EXPECT_THROW( static_cast<void>( null < registry().get( 0 ) ), ExBase );
 }
 
-TEST( LiRateRegistry, ASecondRegistrationOfANameChangesNothing ) {
+TEST( LiRateRegistryTest, ASecondRegistrationOfANameChangesNothing ) {
     LiRateRegistry rates;
     const Rational one( 1, 1 );
     const auto first =
@@ -148,7 +148,7 @@ TEST( LiRateRegistry, ASecondRegistrationOfANameChangesNothing ) {
     EXPECT_EQ( first.getDescription(), "b" );
 }
 
-TEST( LiRateRegistry, ARateThatCannotBeOneIsRefusedByItsName ) {
+TEST( LiRateRegistryTest, ARateThatCannotBeOneIsRefusedByItsName ) {
     const Rational bad[][4] = {
         { { 0, 1 }, { 1, 1 }, { 1, 1 }, { 1, 1 } },
         { { 24, 0 }, { 1, 1 }, { 1, 1 }, { 1, 1 } },
@@ -180,7 +180,7 @@ constexpr bool isKey = requires( const LiRateRegistry& rates, Key key ) {
 static_assert( isKey<const char*> && isKey<int> && isKey<short> );
 static_assert( !isKey<double> && !isKey<float> && !isKey<long double> );
 
-TEST( LiRateRegistry, NullNamesAreAssertions ) {
+TEST( LiRateRegistryTest, NullNamesAreAssertions ) {
     LiRateRegistry rates;
     const Rational one( 1, 1 );
     const char* const none = nullptr;
@@ -194,7 +194,7 @@ TEST( LiRateRegistry, NullNamesAreAssertions ) {
     EXPECT_TRUE( rates.begin() == rates.end() );
 }
 
-TEST( LiRateRegistry, AFrameRateIsFoundOrMadeAsAPersonWritesIt ) {
+TEST( LiRateRegistryTest, AFrameRateIsFoundOrMadeAsAPersonWritesIt ) {
     const struct {
         double written;
         Rational computed;
@@ -244,7 +244,7 @@ TEST( LiRateRegistry, AFrameRateIsFoundOrMadeAsAPersonWritesIt ) {
     }
 }
 
-TEST( LiRateRegistry, APackageStartThatLacksMemoryCanBeTriedAgain ) {
+TEST( LiRateRegistryTest, APackageStartThatLacksMemoryCanBeTriedAgain ) {
     InPackageInit& package = *InPackageFrame::getInstance().getStartedPackages().back();
     ASSERT_STREQ( package.getName(), "literals" );
     package.finalizePackage();

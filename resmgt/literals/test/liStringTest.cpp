@@ -7,7 +7,7 @@
 namespace Qv {
 namespace {
 
-TEST( LiString, IsMadeFromWhatTheLibraryHandsAround ) {
+TEST( LiStringTest, IsMadeFromWhatTheLibraryHandsAround ) {
     std::ostringstream stream;
     stream << "tile " << 7;
     EXPECT_EQ( LiString( stream ), "tile 7" );
@@ -17,14 +17,14 @@ TEST( LiString, IsMadeFromWhatTheLibraryHandsAround ) {
     EXPECT_EQ( LiString( APtr<char>() ), "" );
 }
 
-TEST( LiString, HashesAreTheSameEverywhere ) {
+TEST( LiStringTest, HashesAreTheSameEverywhere ) {
     // Published test vectors of FNV-1a.
     EXPECT_EQ( LiString( "" ).hashFunc(), 0xcbf29ce484222325u );
     EXPECT_EQ( LiString( "a" ).hashFunc(), 0xaf63dc4c8601ec8cu );
     EXPECT_EQ( LiString( "foobar" ).hashFunc(), 0x85944171f73967e8u );
 }
 
-TEST( LiString, ReadsALineAtATime ) {
+TEST( LiStringTest, ReadsALineAtATime ) {
     std::istringstream stream( "first line\n\nlast" );
     LiString text( "before" );
     for( const char* line : { "first line", "", "last" } ) {

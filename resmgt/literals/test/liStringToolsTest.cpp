@@ -9,7 +9,7 @@ namespace Qv {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-TEST( LiStringTokenizer, DelimitersInARowSeparateOnceAndNoTokenIsEmpty ) {
+TEST( LiStringTokenizerTest, DelimitersInARowSeparateOnceAndNoTokenIsEmpty ) {
     const struct {
         const char* text;
         const char* delimiters;
@@ -30,7 +30,7 @@ TEST( LiStringTokenizer, DelimitersInARowSeparateOnceAndNoTokenIsEmpty ) {
     }
 }
 
-TEST( LiStringParser, SplitsAtTheFirstSeparatorAlsoInPlace ) {
+TEST( LiStringParserTest, SplitsAtTheFirstSeparatorAlsoInPlace ) {
     std::string left = "key == a == b";
     std::string right;
     EXPECT_TRUE( LiStringParser::splitString( left, " == ", left, right ) );
@@ -43,7 +43,7 @@ TEST( LiStringParser, SplitsAtTheFirstSeparatorAlsoInPlace ) {
     }
 }
 
-TEST( LiStringParser, TokensAreReadOneByOneToTheEnd ) {
+TEST( LiStringParserTest, TokensAreReadOneByOneToTheEnd ) {
     const std::string text = "  a bc ";
     std::size_t position = 0;
     EXPECT_EQ( LiStringParser::readToken( text, position, " " ), "a" );
@@ -54,7 +54,7 @@ TEST( LiStringParser, TokensAreReadOneByOneToTheEnd ) {
     EXPECT_EQ( LiStringParser::readToken( text, position, " " ), "" );
 }
 
-TEST( LiStringCompleter, GoesRoundTheMatchesEitherWayWhateverTheirCase ) {
+TEST( LiStringCompleterTest, GoesRoundTheMatchesEitherWayWhateverTheirCase ) {
     LiStringCompleter completer;
     EXPECT_FALSE( completer.complete( "g", true ) );
     Vector<std::string> entries;

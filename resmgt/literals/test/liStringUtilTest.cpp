@@ -26,7 +26,7 @@ constexpr T largest = std::numeric_limits<T>::max();
 template <class T>
 constexpr T lowest = std::numeric_limits<T>::lowest();
 
-TEST( LiStringUtil, NumbersBecomeTheirShortestText ) {
+TEST( LiStringUtilTest, NumbersBecomeTheirShortestText ) {
     EXPECT_EQ( LiStringUtil::convertNb( lowest<long long> ), "-9223372036854775808" );
     EXPECT_EQ( LiStringUtil::convertNb( largest<unsigned long long> ), "18446744073709551615" );
     EXPECT_EQ( LiStringUtil::convertNb( 0.1f ), "0.1" );
@@ -43,13 +43,13 @@ void expectEveryInteger() {
     ( ( expectText( largest<Int> ), expectText( lowest<Int> ) ), ... );
 }
 
-TEST( LiStringUtil, IntegersOfEachTypeBecomeText ) {
+TEST( LiStringUtilTest, IntegersOfEachTypeBecomeText ) {
     expectEveryInteger<signed char, unsigned char, short, unsigned short, int, unsigned int, long,
                        unsigned long, long long, unsigned long long, char, bool, std::int64_t,
                        std::uint64_t, std::size_t, std::ptrdiff_t>();
 }
 
-TEST( LiStringUtil, EveryFloatingPointNumberSurvivesItsText ) {
+TEST( LiStringUtilTest, EveryFloatingPointNumberSurvivesItsText ) {
     const auto expectDouble = []( double number ) {
         if( std::isfinite( number ) ) {
             ASSERT_EQ( LiStringUtil::convertToDouble( LiStringUtil::convertNb( number ) ), number );
@@ -70,7 +70,7 @@ TEST( LiStringUtil, EveryFloatingPointNumberSurvivesItsText ) {
     }
 }
 
-TEST( LiStringUtil, TextIsANumberWithBlanksAroundIt ) {
+TEST( LiStringUtilTest, TextIsANumberWithBlanksAroundIt ) {
     EXPECT_EQ( LiStringUtil::convertToInt( " \t-2147483648\n" ), lowest<int> );
     EXPECT_EQ( LiStringUtil::convertToInt( "+7" ), 7 );
     EXPECT_EQ( LiStringUtil::convertToUInt( "4294967295" ), largest<unsigned int> );
@@ -84,7 +84,7 @@ TEST( LiStringUtil, TextIsANumberWithBlanksAroundIt ) {
     EXPECT_EQ( LiStringUtil::convertToRational( " 30000/1001 " ), Rational( 30000, 1001 ) );
 }
 
-TEST( LiStringUtil, TextThatIsNoNumberIsQuotedInTheError ) {
+TEST( LiStringUtilTest, TextThatIsNoNumberIsQuotedInTheError ) {
     using Conversion = std::function<void( const std::string& )>;
     const Conversion conversions[] = {
         &LiStringUtil::convertToInt,      &LiStringUtil::convertToUInt,
@@ -129,7 +129,7 @@ TEST( LiStringUtil, TextThatIsNoNumberIsQuotedInTheError ) {
     EXPECT_THROW( LiStringUtil::convertToIntW( L"1\x661" ), LiEx::ExConversionError );
 }
 
-TEST( LiStringUtil, NoMessageCutsACharacterInTwo ) {
+TEST( LiStringUtilTest, NoMessageCutsACharacterInTwo ) {
     const auto expectWhole = []( const auto& exception ) {
         const std::wstring reason = WideStringUtil::widen( exception.getReason() );
         const auto isPart = []( wchar_t c ) { return c >= 0xdc80 && c <= 0xdcff; };
@@ -156,7 +156,7 @@ TEST( LiStringUtil, NoMessageCutsACharacterInTwo ) {
     EXPECT_THAT( LiEx::ExBadRate( "", 1, "a\nb", "is none" ).getReason(), HasSubstr( "\"a?b\"" ) );
 }
 
-TEST( LiStringUtil, CaseOfNarrowTextIsThatOfAscii ) {
+TEST( LiStringUtilTest, CaseOfNarrowTextIsThatOfAscii ) {
     EXPECT_EQ( LiStringUtil::toLowerCase( "AZ[az " + umlaut ), "az[az gr\xc3\xbcn\xff" );
     EXPECT_EQ( LiStringUtil::toUpperCase( "AZ{az " + umlaut ), "AZ{AZ GR\xc3\xbcN\xff" );
     EXPECT_EQ( LiStringUtil::toMixedCase( "the qUICK\tbROWN  4x4 FOX-hunt" ),
@@ -165,7 +165,7 @@ TEST( LiStringUtil, CaseOfNarrowTextIsThatOfAscii ) {
     EXPECT_EQ( LiStringUtil::toMixedCaseW( L" tWO wORDS" ), L" Two Words" );
 }
 
-TEST( LiStringUtil, ComparesWithoutCase ) {
+TEST( LiStringUtilTest, ComparesWithoutCase ) {
     EXPECT_EQ( LiStringUtil::compareNoCase( "Tile_A", "tILE_a" ), 0 );
     EXPECT_LT( LiStringUtil::compareNoCase( "a", "B" ), 0 );
     EXPECT_GT( LiStringUtil::compareNoCase( "Ab", "a" ), 0 );
@@ -173,7 +173,7 @@ TEST( LiStringUtil, ComparesWithoutCase ) {
     EXPECT_GT( LiStringUtil::compareNoCaseW( L"b", L"A" ), 0 );
 }
 
-TEST( LiStringUtil, TrimmingTakesTheBlanksOfAscii ) {
+TEST( LiStringUtilTest, TrimmingTakesTheBlanksOfAscii ) {
     const std::string text = " \t\xc2\xa0 x y\n\v\f\r ";
     EXPECT_EQ( LiStringUtil::trimLeadingSpaces( text ), "\xc2\xa0 x y\n\v\f\r " );
     EXPECT_EQ( LiStringUtil::trimTrailingSpaces( text ), " \t\xc2\xa0 x y" );
@@ -182,7 +182,7 @@ TEST( LiStringUtil, TrimmingTakesTheBlanksOfAscii ) {
     EXPECT_EQ( LiStringUtil::trimLeadingAndTrailingSpacesW( L" x " ), L"x" );
 }
 
-TEST( LiStringUtil, SubstitutesEveryOccurrenceOnce ) {
+TEST( LiStringUtilTest, SubstitutesEveryOccurrenceOnce ) {
     const struct {
         std::string _text, _from, _to, _expected;
     } cases[] = {
@@ -203,13 +203,13 @@ TEST( LiStringUtil, SubstitutesEveryOccurrenceOnce ) {
     EXPECT_EQ( LiStringUtil::escapeBackslashes( "C:\\a\\\\b" ), "C:\\\\a\\\\\\\\b" );
 }
 
-TEST( LiStringUtil, SanitisingReplacesWholeCharacters ) {
+TEST( LiStringUtilTest, SanitisingReplacesWholeCharacters ) {
     EXPECT_EQ( LiStringUtil::sanitise( " a/b" + umlaut, "/x" ), " a_b" + umlaut );
     EXPECT_EQ( LiStringUtil::sanitise( "\xc3\xbc\xc3\xa4", "\xc3\xbc" ), "_\xc3\xa4" );
     EXPECT_EQ( LiStringUtil::sanitiseW( L"a/b", L"/" ), L"a_b" );
 }
 
-TEST( LiStringUtil, ComponentNamesAreOnesThatEveryFileSystemTakes ) {
+TEST( LiStringUtilTest, ComponentNamesAreOnesThatEveryFileSystemTakes ) {
     const std::pair<std::string, std::string> cases[] = {
         { " \tname\n", "name" },
         { "a\\b/c:d*e?f\"g<h>i|j'k[l]m", "a_b_c_d_e_f_g_h_i_j_k_l_m" },
@@ -225,7 +225,7 @@ TEST( LiStringUtil, ComponentNamesAreOnesThatEveryFileSystemTakes ) {
     }
 }
 
-TEST( LiStringUtil, UniqueNamesCountUpUntilOneIsFree ) {
+TEST( LiStringUtilTest, UniqueNamesCountUpUntilOneIsFree ) {
     std::vector<std::string> asked;
     const auto freeAfter = [&asked]( std::size_t nbRefused ) {
         asked.clear();

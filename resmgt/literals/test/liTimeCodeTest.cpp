@@ -149,7 +149,7 @@ void expectCounted( const LiTimeCode& code, SlowCounter& counter, const char* se
     EXPECT_EQ( code.getNbDroppedFrames( 0, end - 1 ), counter.nbDropped ) << code.getName();
 }
 
-TEST( LiTimeCode, EveryFrameOfADayHasTheLabelThatASlowCounterCounts ) {
+TEST( LiTimeCodeTest, EveryFrameOfADayHasTheLabelThatASlowCounterCounts ) {
     for( const KnownFormat& known : knownFormats ) {
         SlowCounter counter( known );
         // Of sound, the first minute: a day would take too long.
@@ -160,7 +160,7 @@ TEST( LiTimeCode, EveryFrameOfADayHasTheLabelThatASlowCounterCounts ) {
     }
 }
 
-TEST( LiTimeCode, SamplesOfAWholeDayComeBackFromTheirLabels ) {
+TEST( LiTimeCodeTest, SamplesOfAWholeDayComeBackFromTheirLabels ) {
     std::mt19937_64 random( testSeed() );
     for( const KnownFormat& known : knownFormats ) {
         const RCShdPtr<LiTimeCode> code = format( known.name );
@@ -174,7 +174,7 @@ TEST( LiTimeCode, SamplesOfAWholeDayComeBackFromTheirLabels ) {
     }
 }
 
-TEST( LiTimeCode, BuiltInFormatsStandInTheirOrderWithTheirNamesAndDays ) {
+TEST( LiTimeCodeTest, BuiltInFormatsStandInTheirOrderWithTheirNamesAndDays ) {
     auto place = LiTimeCodeFactory::getInstance().begin();
     for( const KnownFormat& known : knownFormats ) {
         ASSERT_NE( place, LiTimeCodeFactory::getInstance().end() );
@@ -187,7 +187,7 @@ TEST( LiTimeCode, BuiltInFormatsStandInTheirOrderWithTheirNamesAndDays ) {
     EXPECT_EQ( place, LiTimeCodeFactory::getInstance().end() );
 }
 
-TEST( LiTimeCode, DaysWrapAndDroppedLabelsMoveOn ) {
+TEST( LiTimeCodeTest, DaysWrapAndDroppedLabelsMoveOn ) {
     const RCShdPtr<LiTimeCode> ntsc = format( "NTSC DF 29.97 FPS" );
     expectPair( *ntsc, 1800, "00;01;00;02" );
     expectPair( *ntsc, 17982, "00;10;00;00" );
@@ -213,7 +213,7 @@ TEST( LiTimeCode, DaysWrapAndDroppedLabelsMoveOn ) {
     EXPECT_EQ( nonDrop->getNbDroppedFrames( 0, 100000 ), 0 );
 }
 
-TEST( LiTimeCode, IndicesAtTheEdgesOf64BitsEitherHaveAnAnswerOrRaise ) {
+TEST( LiTimeCodeTest, IndicesAtTheEdgesOf64BitsEitherHaveAnAnswerOrRaise ) {
     for( const RCShdPtr<LiTimeCode>& code : LiTimeCodeFactory::getInstance() ) {
         for( const std::int64_t frame : { FIRST_INDEX, LAST_INDEX } ) {
             const DtTime time( frame, code->getFrameRate() );
@@ -237,7 +237,7 @@ TEST( LiTimeCode, IndicesAtTheEdgesOf64BitsEitherHaveAnAnswerOrRaise ) {
     EXPECT_LT( ntsc->nonDropToDropAdjust( FIRST_INDEX ), -frame + 5 );
 }
 
-TEST( LiTimeCode, AMalformedLabelIsQuotedWithItsFirstWrongCharacter ) {
+TEST( LiTimeCodeTest, AMalformedLabelIsQuotedWithItsFirstWrongCharacter ) {
     struct Malformed {
         const char* format;
         std::string label;
@@ -283,7 +283,7 @@ TEST( LiTimeCode, AMalformedLabelIsQuotedWithItsFirstWrongCharacter ) {
     EXPECT_EQ( format( pal )->getTime( " \t1:2:3:4 " ).getIndex(), 93079 );
 }
 
-TEST( LiTimeCode, ASecondFieldIsMarkedWhereTheFormatHasAMarkForIt ) {
+TEST( LiTimeCodeTest, ASecondFieldIsMarkedWhereTheFormatHasAMarkForIt ) {
     LiTimeCodeCustom::Args args( rate( "F29_97" ) );
     args.fieldBased = true;
     args.fieldSeparator = '.';
@@ -301,7 +301,7 @@ TEST( LiTimeCode, ASecondFieldIsMarkedWhereTheFormatHasAMarkForIt ) {
     EXPECT_EQ( format( "PAL 25 FPS" )->generate( DtTime( 51, 50, 1 ) ), "00:00:01:00" );
 }
 
-TEST( LiTimeCode, Aes31LabelsLeadBackToTheirSamplesAtAllRates ) {
+TEST( LiTimeCodeTest, Aes31LabelsLeadBackToTheirSamplesAtAllRates ) {
     std::mt19937_64 random( testSeed() );
     for( const LiRateRegistry::Entry& frames : LiRateRegistry::getInstance() ) {
         for( const LiRateRegistry::Entry& samples : LiRateRegistry::getInstance() ) {
@@ -326,7 +326,7 @@ TEST( LiTimeCode, Aes31LabelsLeadBackToTheirSamplesAtAllRates ) {
     EXPECT_EQ( ntsc->getTime( ntsc->generateFromSubFrame( 4147197454 ) ).getIndex(), 1602 );
 }
 
-TEST( LiTimeCode, Aes31SeparatorsTellTheRates ) {
+TEST( LiTimeCodeTest, Aes31SeparatorsTellTheRates ) {
     const char* const table[][3] = {
         { "F23_976", "S48000", "00-00-01.00/0000" }, { "F24", "S44100", "00=00=01.00|0000" },
         { "F25", "S96000", "00.00.01.00*0000" },     { "F29_97", "S47952", "00:00:01.00-0000" },
@@ -351,7 +351,7 @@ TEST( LiTimeCode, Aes31SeparatorsTellTheRates ) {
                '/' );
 }
 
-TEST( LiTimeCode, FractionsOfAFrameComeBackFromTheirLabels ) {
+TEST( LiTimeCodeTest, FractionsOfAFrameComeBackFromTheirLabels ) {
     for( const char* name : { "F24", "F25", "F29_97", "F59_94" } ) {
         const RCShdPtr<LiTimeCode> code = LiTimeCodeSmpte258::create( rate( name ), 2, 2 );
         for( int fraction = 0; fraction < 10000; ++fraction ) {
@@ -375,7 +375,7 @@ TEST( LiTimeCode, FractionsOfAFrameComeBackFromTheirLabels ) {
     EXPECT_EQ( whole->generate( DtTime( 999, 25000, 1 ) ), "00:00:00:00:99" );
 }
 
-TEST( LiTimeCode, PlainNumbersCountFromOne ) {
+TEST( LiTimeCodeTest, PlainNumbersCountFromOne ) {
     const LiTimeCodePositiveNb unknown;
     EXPECT_EQ( unknown.getName(), "1-based frame number (unknown rate)" );
     EXPECT_EQ( unknown.generate( DtTime( 7, 25, 1 ) ), "8" );
@@ -397,7 +397,7 @@ TEST( LiTimeCode, PlainNumbersCountFromOne ) {
     }
 }
 
-TEST( LiTimeCode, TheFactoryFindsTheFormatOfARateAndItsCounterpart ) {
+TEST( LiTimeCodeTest, TheFactoryFindsTheFormatOfARateAndItsCounterpart ) {
     const LiTimeCodeFactory& factory = LiTimeCodeFactory::getInstance();
     EXPECT_EQ( factory.create( rate( "F29_97" ), true )->getShortName(), "NTSC DF" );
     EXPECT_EQ( factory.create( Rational( 2997, 100 ), false )->getShortName(), "NTSC NDF" );
@@ -413,7 +413,7 @@ TEST( LiTimeCode, TheFactoryFindsTheFormatOfARateAndItsCounterpart ) {
     EXPECT_FALSE( LiTimeCodeUtil::hasTimeCodeCounterpart( LiTimeCodePositiveNb() ) );
 }
 
-TEST( LiTimeCode, LabelsNeedWholeFramesASecondAndHaveAllHoursOfADay ) {
+TEST( LiTimeCodeTest, LabelsNeedWholeFramesASecondAndHaveAllHoursOfADay ) {
     LiRateRegistry own;
     const Rational one( 1, 1 );
     const auto half =
@@ -426,7 +426,7 @@ TEST( LiTimeCode, LabelsNeedWholeFramesASecondAndHaveAllHoursOfADay ) {
                 "119:59:59:023" );
 }
 
-TEST( LiTimeCode, OneCallGivesTheFormatOfWhatAPersonCallsARate ) {
+TEST( LiTimeCodeTest, OneCallGivesTheFormatOfWhatAPersonCallsARate ) {
     struct Rate {
         double framesPerSecond;
         bool isDropFrame;
@@ -482,7 +482,7 @@ TEST( LiTimeCode, OneCallGivesTheFormatOfWhatAPersonCallsARate ) {
     EXPECT_THROW( own.add( RCShdPtr<LiTimeCode>() ), ExAssertionFailed );
 }
 
-TEST( LiTimeCode, DropFrameCountsThatDoNotBelongTogetherAreRefused ) {
+TEST( LiTimeCodeTest, DropFrameCountsThatDoNotBelongTogetherAreRefused ) {
     LiRateRegistry own;
     const Rational one( 1, 1 );
     const auto plain = own.registerRate( "BARE", "", "", Rational( 30, 1 ), Rational( 1000, 1001 ),
@@ -535,7 +535,7 @@ TEST( LiTimeCode, DropFrameCountsThatDoNotBelongTogetherAreRefused ) {
     }
 }
 
-TEST( LiTimeCode, DropFrameFormatsReadTheSeparatorsOfEditLists ) {
+TEST( LiTimeCodeTest, DropFrameFormatsReadTheSeparatorsOfEditLists ) {
     const struct {
         const char* format;
         const char* label;
@@ -557,7 +557,7 @@ TEST( LiTimeCode, DropFrameFormatsReadTheSeparatorsOfEditLists ) {
     }
 }
 
-TEST( LiTimeCode, AWholeDayHasAllItsLabelsWithoutDropFrameWhereThatIsAskedFor ) {
+TEST( LiTimeCodeTest, AWholeDayHasAllItsLabelsWithoutDropFrameWhereThatIsAskedFor ) {
     const auto wholeDay = []( const char* name ) {
         const RCShdPtr<LiTimeCode> known = format( name );
         auto args = dynamic_cast<const LiTimeCodeCustom&>( *known ).getArgs();
@@ -591,7 +591,7 @@ std::int64_t unitAt( std::int64_t index, const Rational& from, const Rational& t
     return static_cast<std::int64_t>( quotient * divisor > dividend ? quotient - 1 : quotient );
 }
 
-TEST( LiTimeCode, Aes31CountsSamplesFromTheFrameOnAnyDayAndReadsWhatItWrites ) {
+TEST( LiTimeCodeTest, Aes31CountsSamplesFromTheFrameOnAnyDayAndReadsWhatItWrites ) {
     std::mt19937_64 random( testSeed() );
     for( const char* frames : { "F23_976", "F24", "F25", "F29_97", "F30", "F59_94" } ) {
         for( const char* samples :
@@ -615,7 +615,7 @@ TEST( LiTimeCode, Aes31CountsSamplesFromTheFrameOnAnyDayAndReadsWhatItWrites ) {
     }
 }
 
-TEST( LiTimeCode, FractionsAreReducedBeforeDigitsAreCut ) {
+TEST( LiTimeCodeTest, FractionsAreReducedBeforeDigitsAreCut ) {
     const struct {
         const char* rate;
         const char* fraction;

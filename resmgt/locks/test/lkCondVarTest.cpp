@@ -135,7 +135,7 @@ public:
     TestThread _thread;
 };
 
-TEST( LkWaitList, BroadcastWhoseSwapFailsWakesAllTheSame ) {
+TEST( LkWaitListTest, BroadcastWhoseSwapFailsWakesAllTheSame ) {
     LkSListOf<ScriptedWord> list;
     ListWaiter first( list );
     std::list<ListWaiter> later;
@@ -157,7 +157,7 @@ TEST( LkWaitList, BroadcastWhoseSwapFailsWakesAllTheSame ) {
     last._thread.join();
 }
 
-TEST( LkWaitList, SignalIsntDeceivedByAnEntryThatComesBack ) {
+TEST( LkWaitListTest, SignalIsntDeceivedByAnEntryThatComesBack ) {
     LkSListOf<ScriptedWord> list;
     ListWaiter lower( list );
     ListWaiter upper( list, 2 );
@@ -182,7 +182,7 @@ TEST( LkWaitList, SignalIsntDeceivedByAnEntryThatComesBack ) {
     EXPECT_TRUE( list.isEmpty() ) << "an entry is queued whose thread doesn't wait";
 }
 
-TEST( LkWaitList, SignallerMayBeLateForAnEntryWhoseThreadHasEnded ) {
+TEST( LkWaitListTest, SignallerMayBeLateForAnEntryWhoseThreadHasEnded ) {
     LkSListOf<ScriptedWord> list;
     ListWaiter gone( list );
     ScriptedWord::beforeSwap = [&] {

@@ -51,7 +51,7 @@ void waitAndWake( int nbWaiters, int nbWakers, long nbWaits, Wake wake ) {
     EXPECT_EQ( nbDone, nbWaiters * nbWaits );
 }
 
-TEST( LkLocksStress, MillionsOfSignalsAndBroadcastsWithoutTheLockEndAndForgetNoWaiter ) {
+TEST( LkLocksStressTest, MillionsOfSignalsAndBroadcastsWithoutTheLockEndAndForgetNoWaiter ) {
     waitAndWake( 3, 2, scaledCount( 700'000 ),
                  []( const LkCondVar& condVar, auto& ) { condVar.broadcast(); } );
     waitAndWake( 4, 3, scaledCount( 200'000 ), []( const LkCondVar& condVar, auto& random ) {
@@ -63,7 +63,7 @@ TEST( LkLocksStress, MillionsOfSignalsAndBroadcastsWithoutTheLockEndAndForgetNoW
     } );
 }
 
-TEST( LkLocksStress, ConditionIsHandedOverWithoutLoss ) {
+TEST( LkLocksStressTest, ConditionIsHandedOverWithoutLoss ) {
     const long nbRounds = scaledCount( 50'000 );
     const LkLock lock( "lock" );
     const LkCondVar newest( "newest" );
@@ -90,7 +90,7 @@ TEST( LkLocksStress, ConditionIsHandedOverWithoutLoss ) {
     EXPECT_EQ( turn, 2 * nbRounds );
 }
 
-TEST( LkLocksStress, SemaphoreGivesOutExactlyWhatWasPosted ) {
+TEST( LkLocksStressTest, SemaphoreGivesOutExactlyWhatWasPosted ) {
     constexpr int NB_WAITERS = 3;
     const long nbPosts = scaledCount( 100'000 );
     LkSema sema( "sema", 0 );

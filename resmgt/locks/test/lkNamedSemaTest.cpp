@@ -263,7 +263,7 @@ TEST_F( LkNamedSemaTest, ItsFileNeverGetsTheNumberOfAClosedStream ) {
     EXPECT_EXIT( ::_exit( use() ), ::testing::ExitedWithCode( 0 ), "" );
 }
 
-TEST( LkUnnamedSema, CountsAndRefusesAnImpossibleCount ) {
+TEST( LkUnnamedSemaTest, CountsAndRefusesAnImpossibleCount ) {
     LkUnnamedSema sema( "sema", 1, LkSemaTypes::SHARED );
     EXPECT_TRUE( sema.tryWait() );
     EXPECT_FALSE( sema.tryWait() );

@@ -29,7 +29,7 @@ Chain chainOf( LkSListNode* first ) {
     return chain;
 }
 
-TEST( LkSList, TagCountsPopsUpToItsWrapAndEachPushMakesItZero ) {
+TEST( LkSListTest, TagCountsPopsUpToItsWrapAndEachPushMakesItZero ) {
     std::vector<LkSListNode> nodes( 0x10001 );
     LkSList list;
     for( LkSListNode& node : nodes ) {
@@ -46,7 +46,7 @@ TEST( LkSList, TagCountsPopsUpToItsWrapAndEachPushMakesItZero ) {
     EXPECT_EQ( LkSList::getFirst( list.getHead() ), &nodes[1] );
 }
 
-TEST( LkSList, PopAllGivesTheWholeChainAndAnEmptyHeadKeepsItsTag ) {
+TEST( LkSListTest, PopAllGivesTheWholeChainAndAnEmptyHeadKeepsItsTag ) {
     LkSListNode nodes[3];
     LkSList list;
     for( LkSListNode& node : nodes ) {
@@ -64,7 +64,7 @@ TEST( LkSList, PopAllGivesTheWholeChainAndAnEmptyHeadKeepsItsTag ) {
     EXPECT_TRUE( list.isEmpty() );
 }
 
-TEST( LkSList, DisturbedPushAndPopGoOnWithWhatTheyFind ) {
+TEST( LkSListTest, DisturbedPushAndPopGoOnWithWhatTheyFind ) {
     LkSListNode nodes[3];
     ScriptedList list;
     ScriptedWord::beforeSwap = [&] { list.push( &nodes[1] ); };
@@ -74,7 +74,7 @@ TEST( LkSList, DisturbedPushAndPopGoOnWithWhatTheyFind ) {
     EXPECT_EQ( chainOf( list.popAll() ), ( Chain{ &nodes[0], &nodes[1] } ) );
 }
 
-TEST( LkSList, DisturbedPopAllEndsOnceTheHeadIsEmptyOrEqualsItsOwnSecondNode ) {
+TEST( LkSListTest, DisturbedPopAllEndsOnceTheHeadIsEmptyOrEqualsItsOwnSecondNode ) {
     for( const bool isPushedAgain : { false, true } ) {
         LkSListNode nodes[2];
         ScriptedList list;
@@ -97,7 +97,7 @@ TEST( LkSList, DisturbedPopAllEndsOnceTheHeadIsEmptyOrEqualsItsOwnSecondNode ) {
     }
 }
 
-TEST( LkSList, PopWithoutOrderIsDeceivedByANodeThatCameBack ) {
+TEST( LkSListTest, PopWithoutOrderIsDeceivedByANodeThatCameBack ) {
     LkSListNode upper;
     LkSListNode lower;
     ScriptedList list;
@@ -112,7 +112,7 @@ TEST( LkSList, PopWithoutOrderIsDeceivedByANodeThatCameBack ) {
     EXPECT_EQ( ScriptedList::getFirst( list.getHead() ), &lower ) << "the header says otherwise";
 }
 
-TEST( LkSList, ConcurrentPushesAndRemovalsLoseAndDoubleNoNode ) {
+TEST( LkSListTest, ConcurrentPushesAndRemovalsLoseAndDoubleNoNode ) {
     constexpr int NB_THREADS = 4;
     const long nbRounds = scaledCount( 50'000 );
     std::vector<LkSListNode> nodes( 64 );

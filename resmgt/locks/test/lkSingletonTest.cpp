@@ -41,7 +41,7 @@ public:
     static inline bool isFoundAtItsEnd = false;
 };
 
-TEST( LkSingleton, ThreadsThatAskTogetherGetOneInstance ) {
+TEST( LkSingletonTest, ThreadsThatAskTogetherGetOneInstance ) {
     using Type = Probe<1>;
     HoldPoint creating( "creating" );
     Type::create = [&] {
@@ -63,7 +63,7 @@ TEST( LkSingleton, ThreadsThatAskTogetherGetOneInstance ) {
     Type::Singleton::checkConsistency();
 }
 
-TEST( LkSingleton, RacesForTheInitLockEndInOneInstance ) {
+TEST( LkSingletonTest, RacesForTheInitLockEndInOneInstance ) {
     using Type = Probe<2>;
     std::atomic<int> nbReady{ 0 };
     Type* found[4] = {};
@@ -81,7 +81,7 @@ TEST( LkSingleton, RacesForTheInitLockEndInOneInstance ) {
     EXPECT_THAT( found, ::testing::Each( Type::Singleton::getPointee() ) );
 }
 
-TEST( LkSingleton, FailedCreatorLeavesItToTheNextCall ) {
+TEST( LkSingletonTest, FailedCreatorLeavesItToTheNextCall ) {
     using Type = Probe<3>;
     Type::create = [] { return nullptr; };
     EXPECT_THAT( raisedBy<ExAssertionFailed>( [] { Type::Singleton::getInstance(); } ),
@@ -92,7 +92,7 @@ TEST( LkSingleton, FailedCreatorLeavesItToTheNextCall ) {
     EXPECT_EQ( Type::nbCreated, 2 );
 }
 
-TEST( LkSingleton, EndedOrUnusedTypeIsNeverBuiltAgain ) {
+TEST( LkSingletonTest, EndedOrUnusedTypeIsNeverBuiltAgain ) {
     using Used = Probe<4>;
     using Unused = Probe<5>;
     Used::Singleton::getInstance();
@@ -110,7 +110,7 @@ TEST( LkSingleton, EndedOrUnusedTypeIsNeverBuiltAgain ) {
     Unused::Singleton::checkConsistency();
 }
 
-TEST( LkSingleton, StatesHaveTheirNamesAndNoOthers ) {
+TEST( LkSingletonTest, StatesHaveTheirNamesAndNoOthers ) {
     using Singleton = Probe<6>::Singleton;
     EXPECT_STREQ( Singleton::getStateText( Singleton::UNINITIALIZED ), "UNINITIALIZED" );
     EXPECT_STREQ( Singleton::getStateText( Singleton::INITIALIZED ), "INITIALIZED" );
@@ -118,7 +118,7 @@ TEST( LkSingleton, StatesHaveTheirNamesAndNoOthers ) {
     EXPECT_THROW( Singleton::getStateText( static_cast<Singleton::State>( 3 ) ), ExProgramAborted );
 }
 
-TEST( LkSingletonRegistry, SecondDeclarationOfATypeIsRaisedAndTraced ) {
+TEST( LkSingletonRegistryTest, SecondDeclarationOfATypeIsRaisedAndTraced ) {
     LkSingletonRegistryImp silent;
     LkSingletonRegistryImp traced( true );
     ::testing::internal::CaptureStderr();
@@ -133,7 +133,7 @@ TEST( LkSingletonRegistry, SecondDeclarationOfATypeIsRaisedAndTraced ) {
                "LkSingletonRegistryImp: adding l\nDuplicate singleton!\n" );
 }
 
-TEST( LkSingletonRegistry, ForgetsAndIgnoresTypesFromItsEndOn ) {
+TEST( LkSingletonRegistryTest, ForgetsAndIgnoresTypesFromItsEndOn ) {
     LkSingletonRegistry::add( typeid( char ) );
     EXPECT_THROW( LkSingletonRegistry::add( typeid( char ) ), ExInternalError );
     // In a process of its own: there is no way back.
@@ -148,7 +148,7 @@ TEST( LkSingletonRegistry, ForgetsAndIgnoresTypesFromItsEndOn ) {
         ::testing::ExitedWithCode( 0 ), "" );
 }
 
-TEST( LocksPackage, ThreadThatStartedThePackagesIsTheApplicationsAndNoOther ) {
+TEST( LocksPackageTest, ThreadThatStartedThePackagesIsTheApplicationsAndNoOther ) {
     EXPECT_TRUE( PiAppThread::isCurrent() );
     TestThread( [] { EXPECT_FALSE( PiAppThread::isCurrent() ); } ).join();
 }

@@ -307,7 +307,7 @@ public:
 };
 __attribute__( ( init_priority( 101 ) ) ) LastStatic lastStatic;
 
-TEST( LkWaitEntry, ThreadsMayWaitForTheFirstTimeWhileTheProcessEnds ) {
+TEST( LkWaitEntryTest, ThreadsMayWaitForTheFirstTimeWhileTheProcessEnds ) {
     EXPECT_EXIT(
         {
             ::setenv( WAIT_AT_THE_END, "1", 1 );
@@ -316,7 +316,7 @@ TEST( LkWaitEntry, ThreadsMayWaitForTheFirstTimeWhileTheProcessEnds ) {
         ::testing::ExitedWithCode( HAS_WAITED ), "" );
 }
 
-TEST( LkWaitEntry, MemoryOfAnEndedThreadsEntryServesALaterThread ) {
+TEST( LkWaitEntryTest, MemoryOfAnEndedThreadsEntryServesALaterThread ) {
     const LkWaitEntry* entries[2] = {};
     for( const LkWaitEntry*& entry : entries ) {
         TestThread( [&] { entry = &LkWaitEntry::getEntry(); } ).join();

@@ -61,7 +61,7 @@ namespace {
 
 constexpr double INF = std::numeric_limits<double>::infinity();
 
-TEST( LkDeadline, LimitsAreRoundedToMillisecondsAndAbsurdOnesHaveAMeaning ) {
+TEST( LkDeadlineTest, LimitsAreRoundedToMillisecondsAndAbsurdOnesHaveAMeaning ) {
     for( const double seconds : { 0.0, -0.0, 0.000499, -1.0, -INF, std::nan( "" ), -1e300 } ) {
         EXPECT_TRUE( LkDeadline( seconds ).isOver() ) << seconds;
         EXPECT_FALSE( LkDeadline( seconds ).isNever() ) << seconds;
@@ -153,7 +153,7 @@ TEST_F( LkTimedCondVarTest, PostThatMeetsATimeOutGoesToAnotherWaiter ) {
     }
 }
 
-TEST( LkSema, InitialCountIsTakenAndTimeOutLeavesItAlone ) {
+TEST( LkSemaTest, InitialCountIsTakenAndTimeOutLeavesItAlone ) {
     LkSema sema( "sema", 2 );
     sema.wait();
     sema.wait();
@@ -171,7 +171,7 @@ TEST( LkSema, InitialCountIsTakenAndTimeOutLeavesItAlone ) {
     EXPECT_TRUE( sema.isValid() );
 }
 
-TEST( LkEvent, AllPassWhoWaitWhenItIsSetAndNoneWhoComesAfterAReset ) {
+TEST( LkEventTest, AllPassWhoWaitWhenItIsSetAndNoneWhoComesAfterAReset ) {
     LkEvent event( "event", true );
     event.wait();
     EXPECT_TRUE( event.timedWait( 0.0 ) );
@@ -193,7 +193,7 @@ TEST( LkEvent, AllPassWhoWaitWhenItIsSetAndNoneWhoComesAfterAReset ) {
     EXPECT_FALSE( event.timedWait( 0.0 ) );
 }
 
-TEST( LkEvent, WaiterMayDestroyItWhileTheSetReturns ) {
+TEST( LkEventTest, WaiterMayDestroyItWhileTheSetReturns ) {
     for( long round = scaledCount( 2000 ); round > 0; --round ) {
         auto event = std::make_unique<LkEvent>( "event", false );
         TestThread waiter( [&] {

@@ -44,7 +44,7 @@ void expectNearest( std::uint64_t a, std::uint64_t o, std::uint64_t p, std::uint
     ASSERT_EQ( alignment.getRoundDownMax( granularity ), farthestDown ) << granularity;
 }
 
-TEST( MbAlignment, RoundsToTheNearestRightAddressAndKnowsTheFarthest ) {
+TEST( MbAlignmentTest, RoundsToTheNearestRightAddressAndKnowsTheFarthest ) {
     for( const std::uint64_t alignmentMask : { 0u, 1u, 7u, 31u } ) {
         for( const std::uint64_t offsetMask : { 0u, 3u, 15u, 31u } ) {
             for( std::uint64_t pattern = 0; pattern < 64 && !testing::Test::HasFailure();
@@ -58,7 +58,7 @@ TEST( MbAlignment, RoundsToTheNearestRightAddressAndKnowsTheFarthest ) {
     }
 }
 
-TEST( MbAlignment, RefusesWhatItCannotDoAndStaysAsItWas ) {
+TEST( MbAlignmentTest, RefusesWhatItCannotDoAndStaysAsItWas ) {
     MbAlignment a( ALL_ONES, 255, 0x57 );
     const MbAlignment low( 127, 0, 0 );
     const MbAlignment high( 15, 255, 0x50 );
@@ -92,7 +92,7 @@ TEST( MbAlignment, RefusesWhatItCannotDoAndStaysAsItWas ) {
                "Alignment mask: 0xffffffffffffffff Offset mask: 0xff Offset pattern: 0x57\n255" );
 }
 
-TEST( MbAlignment, CompoundSatisfiesBothOrChangesNothing ) {
+TEST( MbAlignmentTest, CompoundSatisfiesBothOrChangesNothing ) {
     const struct {
         MbAlignment first, second, result;
     } cases[] = {
@@ -113,7 +113,7 @@ TEST( MbAlignment, CompoundSatisfiesBothOrChangesNothing ) {
     }
 }
 
-TEST( MbRegion, CarriesFourWordsAndTracesWhenAsked ) {
+TEST( MbRegionTest, CarriesFourWordsAndTracesWhenAsked ) {
     char block[8];
     const MbTestAccess::Words words = { block, block + 1, block + 5, block + 8 };
     TraceLevel& level = *Trace::registerLevel( "MbRegion", "mbRegion.inline" );

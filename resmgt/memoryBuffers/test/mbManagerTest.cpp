@@ -281,7 +281,7 @@ MbBufferImp* fakeBuffer( std::uintptr_t number ) {
     return reinterpret_cast<MbBufferImp*>( number * sizeof( MbBufferImp ) );
 }
 
-TEST( MbUnloadStrategies, StayTrueToAPlainListAndToTheirSeedUnderRandomCalls ) {
+TEST( MbUnloadStrategiesTest, StayTrueToAPlainListAndToTheirSeedUnderRandomCalls ) {
     std::mt19937_64 random( testSeed() );
     MbUnloadLRU lru;
     MbUnloadRandom picker( 3 );

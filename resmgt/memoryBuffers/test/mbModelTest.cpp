@@ -219,7 +219,7 @@ private:
 };
 
 /// Under a lock policy, with an arena and random victims or with a heap and the oldest ones.
-class MbModel : public testing::TestWithParam<std::tuple<MbStateMachine::LockPolicy_e, bool>> {
+class MbModelTest : public testing::TestWithParam<std::tuple<MbStateMachine::LockPolicy_e, bool>> {
 protected:
     /// A place for a buffer. Those of an even number keep it, and their content is known exactly.
     /// The others are freed, grabbed and replaced at any time; what they contain must be whole.
@@ -349,7 +349,7 @@ protected:
     Workers _workers;
 };
 
-TEST_P( MbModel, ContentsLimitsAndCountsHoldUnderRandomEventsOfManyThreads ) {
+TEST_P( MbModelTest, ContentsLimitsAndCountsHoldUnderRandomEventsOfManyThreads ) {
     const unsigned long long allFree = _manager->getFreeSpace();
     for( std::size_t i = 0; i < NB_SLOTS; ++i ) {
         replace( i, testSeed() + i );
@@ -374,7 +374,7 @@ TEST_P( MbModel, ContentsLimitsAndCountsHoldUnderRandomEventsOfManyThreads ) {
     EXPECT_EQ( _manager->getRefCount(), 2 );
 }
 
-INSTANTIATE_TEST_SUITE_P( Variants, MbModel,
+INSTANTIATE_TEST_SUITE_P( Variants, MbModelTest,
                           testing::Combine( testing::Values( MbStateMachine::RELAXED,
                                                              MbStateMachine::STRICT ),
                                             testing::Bool() ) );

@@ -153,9 +153,9 @@ const MbStates::StateTable& statesOf() {
 }
 
 /// One machine, and a buffer that can be put into any of its states.
-class MbStateTable : public RecordedBuffers, public testing::WithParamInterface<int> {
+class MbStateTableTest : public RecordedBuffers, public testing::WithParamInterface<int> {
 protected:
-    MbStateTable() {
+    MbStateTableTest() {
         for( const MbState* const state : GetParam() == 0   ? statesOf<false, false>()
                                           : GetParam() == 1 ? statesOf<false, true>()
                                           : GetParam() == 2 ? statesOf<true, false>()
@@ -167,7 +167,7 @@ protected:
         imp->pin();
         imp->pin();
     }
-    ~MbStateTable() override {
+    ~MbStateTableTest() override {
         put( "Freed" );
         imp->unpin();
         buffer = MbBuffer();
@@ -273,8 +273,8 @@ protected:
     std::map<std::string, const MbState*> _states;
 };
 
-void MbStateTable::checkTransition( const std::string& state, const std::string& event,
-                                    const std::string& cell ) {
+void MbStateTableTest::checkTransition( const std::string& state, const std::string& event,
+                                        const std::string& cell ) {
     std::string calls;
     std::string target = state;
     std::uint32_t lockCount = isLocked( state ) && event != "unlock";
@@ -311,7 +311,7 @@ void MbStateTable::checkTransition( const std::string& state, const std::string&
     }
 }
 
-void MbStateTable::checkWait( const std::string& state, const std::string& event ) {
+void MbStateTableTest::checkWait( const std::string& state, const std::string& event ) {
     put( state, isLocked( state ) );
     TestThread sender( [&] {
         EXPECT_THAT( raisedBy( [&] { sendAny( event ); } ),
@@ -334,8 +334,8 @@ void MbStateTable::checkWait( const std::string& state, const std::string& event
     }
 }
 
-void MbStateTable::checkCell( const std::string& state, const std::string& event,
-                              const std::string& cell ) {
+void MbStateTableTest::checkCell( const std::string& state, const std::string& event,
+                                  const std::string& cell ) {
     SCOPED_TRACE( event + " in " + state );
     if( event == "unlock" && isLocked( state ) ) {
         EXPECT_EQ( run( state, event, 2 ), Outcome( "", state, 1, 0, false, "" ) );
@@ -356,7 +356,7 @@ void MbStateTable::checkCell( const std::string& state, const std::string& event
                         false, cell == "illegal" ? illegal : "" ) );
 }
 
-TEST_P( MbStateTable, EveryEventDoesInEveryStateWhatItsCellSays ) {
+TEST_P( MbStateTableTest, EveryEventDoesInEveryStateWhatItsCellSays ) {
     std::size_t nbCells = 0;
     for( const char* const table : TABLES ) {
         const auto rows = parse( table );
@@ -376,7 +376,7 @@ TEST_P( MbStateTable, EveryEventDoesInEveryStateWhatItsCellSays ) {
 
 /// How much of the stack lies between the sender of `event` and the protocol's call, after the
 /// event has waited.
-std::ptrdiff_t MbStateTable::stackOf( const std::string& event, int nbWaits ) {
+std::ptrdiff_t MbStateTableTest::stackOf( const std::string& event, int nbWaits ) {
     const char* inCall = nullptr;
     std::ptrdiff_t depth = 0;
     recorder.hook = [&]( const std::string& ) {
@@ -398,13 +398,13 @@ std::ptrdiff_t MbStateTable::stackOf( const std::string& event, int nbWaits ) {
     return depth;
 }
 
-TEST_P( MbStateTable, AMoveThatWaitsAgainAndAgainNeedsNoMoreStackThanOneThatWaitsOnce ) {
+TEST_P( MbStateTableTest, AMoveThatWaitsAgainAndAgainNeedsNoMoreStackThanOneThatWaitsOnce ) {
     for( const char* const event : { "release", "grab" } ) {
         EXPECT_EQ( stackOf( event, 50 ), stackOf( event, 1 ) ) << event;
     }
 }
 
-INSTANTIATE_TEST_SUITE_P( AllMachines, MbStateTable, testing::Range( 0, 4 ) );
+INSTANTIATE_TEST_SUITE_P( AllMachines, MbStateTableTest, testing::Range( 0, 4 ) );
 
 } // namespace
 

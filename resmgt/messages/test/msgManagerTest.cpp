@@ -178,7 +178,7 @@ public:
     Gate _allThere{ "all threads within display" };
 };
 
-TEST( MsgManagerThreads, DisplayAtTheSameTimeAndBuildOneServer ) {
+TEST( MsgManagerThreadsTest, DisplayAtTheSameTimeAndBuildOneServer ) {
     MsgServer::finalize();
     auto* const manager = new MeetingManager;
     std::array<std::optional<TestThread>, MeetingManager::NB_THREADS> threads;

@@ -14,7 +14,7 @@
 namespace Qv {
 namespace {
 
-TEST( MsgProtocol, PutsValuesIntoTheirPlaceHolders ) {
+TEST( MsgProtocolTest, PutsValuesIntoTheirPlaceHolders ) {
     struct Case {
         const char* text;
         const char* expected;
@@ -53,13 +53,13 @@ TEST( MsgProtocol, PutsValuesIntoTheirPlaceHolders ) {
     }
 }
 
-TEST( MsgProtocol, PlaceHolderWithoutValueStaysVisible ) {
+TEST( MsgProtocolTest, PlaceHolderWithoutValueStaysVisible ) {
     MsgWarning message( std::string( "%1 and %2" ) );
     EXPECT_EQ( message.getText(), "%1 and %2" );
     EXPECT_EQ( message.substitute( -2147483647 - 1 ).getText(), "-2147483648 and %2" );
 }
 
-TEST( MsgProtocol, NumbersOfEachTypeStandAsPeopleReadThem ) {
+TEST( MsgProtocolTest, NumbersOfEachTypeStandAsPeopleReadThem ) {
     const auto put = []( auto number ) {
         return MsgWarning( std::string( "%1" ) ).substitute( number ).getText();
     };
@@ -85,14 +85,14 @@ TEST( MsgProtocol, NumbersOfEachTypeStandAsPeopleReadThem ) {
     EXPECT_EQ( put( 0.5F ), "0.5" );
 }
 
-TEST( MsgProtocol, SaysTagAndValuesWhereThereIsNoText ) {
+TEST( MsgProtocolTest, SaysTagAndValuesWhereThereIsNoText ) {
     MsgError message( MsgSubscription( "not%1Saved" ) );
     EXPECT_EQ( message.getText(), "not%1Saved" );
     message.substitute( "a b" ).substitute( "why", "full" ).substitute( 13 );
     EXPECT_EQ( message.getText(), "not%1Saved \"a b\" \"13\" why=\"full\"" );
 }
 
-TEST( MsgProtocol, EachKindHasItsLevel ) {
+TEST( MsgProtocolTest, EachKindHasItsLevel ) {
     const MsgSubscription tag( "tag" );
     const std::string text( "text" );
     EXPECT_EQ( MsgFatalError( tag ).getLevel(), 1 );
@@ -109,7 +109,7 @@ TEST( MsgProtocol, EachKindHasItsLevel ) {
     EXPECT_EQ( stream.str(), "level 3 text \"7\"" );
 }
 
-TEST( MsgException, CarriesItsMessageToWhoeverCatchesIt ) {
+TEST( MsgExceptionTest, CarriesItsMessageToWhoeverCatchesIt ) {
     using Ex = MsgException<ExInternalError>;
     const auto stored = [] {
         const Ex raised( "some\\file", 12,

@@ -17,7 +17,7 @@ using OsDateTypes::DateRep;
 constexpr std::int64_t FIRST_SECOND = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t LAST_SECOND = std::numeric_limits<std::int64_t>::max();
 
-TEST( OsDateUtil, datesAreOlderSameOrNewerToTheNanosecondAlsoBefore1970 ) {
+TEST( OsDateUtilTest, DatesAreOlderSameOrNewerToTheNanosecondAlsoBefore1970 ) {
     constexpr std::int64_t orderedSeconds[] = { FIRST_SECOND, -2, -1, 0, 1, LAST_SECOND };
     std::vector<DateRep> ordered;
     for( const std::int64_t seconds : orderedSeconds ) {
@@ -37,7 +37,7 @@ TEST( OsDateUtil, datesAreOlderSameOrNewerToTheNanosecondAlsoBefore1970 ) {
     }
 }
 
-TEST( OsDateUtil, thePresentTimeIsTheMachinesClock ) {
+TEST( OsDateUtilTest, ThePresentTimeIsTheMachinesClock ) {
     timespec before{};
     timespec after{};
     ASSERT_EQ( ::clock_gettime( CLOCK_REALTIME, &before ), 0 );
@@ -47,7 +47,7 @@ TEST( OsDateUtil, thePresentTimeIsTheMachinesClock ) {
     EXPECT_LE( now, DateRep( after.tv_sec, after.tv_nsec ) );
 }
 
-TEST( OsDateUtil, aDateIsWrittenAsLocalTimeInAnyFormatOrRefused ) {
+TEST( OsDateUtilTest, ADateIsWrittenAsLocalTimeInAnyFormatOrRefused ) {
     // Half an hour off, and in daylight saving time half of the year.
     const ScopedEnvironment zone( "TZ", "TST-5:30TDT-6:30,M3.2.0,M11.1.0" );
     ::tzset();

@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* VARIABLE = "QV_DEFAULT_L1_LINE_SIZE";
 
-TEST( OsMemoryArch, aLineIsAPowerOfTwoAndAsLargeAsTheKernelTells ) {
+TEST( OsMemoryArchTest, ALineIsAPowerOfTwoAndAsLargeAsTheKernelTells ) {
     const OsMemoryArch& arch = OsMemoryArch::getInstance();
     for( const std::size_t size : { arch.getL1LineSize(), arch.getL2LineSize() } ) {
         EXPECT_TRUE( std::has_single_bit( size ) ) << size;
@@ -25,7 +25,7 @@ TEST( OsMemoryArch, aLineIsAPowerOfTwoAndAsLargeAsTheKernelTells ) {
     }
 }
 
-TEST( OsMemoryArch, theVariableCountsOnlyWhereTheSystemTellsNothingAndOnlyAsAPowerOfTwo ) {
+TEST( OsMemoryArchTest, TheVariableCountsOnlyWhereTheSystemTellsNothingAndOnlyAsAPowerOfTwo ) {
     const struct {
         long told;
         const char* value;

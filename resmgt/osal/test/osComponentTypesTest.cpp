@@ -10,7 +10,7 @@ namespace {
 using ::testing::ElementsAre;
 using Types = OsComponentTypes;
 
-TEST( OsComponentTypes, EachTypeHasItsTextAndItsTreatment ) {
+TEST( OsComponentTypesTest, EachTypeHasItsTextAndItsTreatment ) {
     const struct {
         int _type;
         const char* _text;
@@ -34,7 +34,7 @@ TEST( OsComponentTypes, EachTypeHasItsTextAndItsTreatment ) {
 }
 
 // In one test, since what is registered stays.
-TEST( OsComponentTypes, PathsAreWhatTheirExtensionWasRegisteredFor ) {
+TEST( OsComponentTypesTest, PathsAreWhatTheirExtensionWasRegisteredFor ) {
     EXPECT_EQ( Types::getTypeFromExtension( "tcomp" ), Types::UNKNOWN );
     EXPECT_EQ( Types::getExtensionFromType( Types::FOLDER ), "" );
     Types::registerExtensionType( "tcomp", Types::COMPOSITION );

@@ -30,7 +30,7 @@ std::multiset<std::string> namesOf( OsFileEntryDescriptor& entries ) {
     return names;
 }
 
-TEST( OsDirectory, EachWayOfListingTellsTheSameChildren ) {
+TEST( OsDirectoryTest, EachWayOfListingTellsTheSameChildren ) {
     const TestFiles files( "file dir/ dirLink>dir lost>nothing loop>loop belowFile>file/below" );
     std::vector<std::string> names{ ".hidden", "...",      " blank ",
                                     "c:",      "\xff\xfe", "ne\nw",
@@ -64,7 +64,7 @@ TEST( OsDirectory, EachWayOfListingTellsTheSameChildren ) {
     EXPECT_THAT( found, UnorderedElementsAreArray( names ) );
 }
 
-TEST( OsDirectory, FiltersSeeFullPaths ) {
+TEST( OsDirectoryTest, FiltersSeeFullPaths ) {
     const TestFiles files( "a.tif b.log" );
     const OsDirectory directory( files.path() );
     EXPECT_THAT( directory.getChildrenPath( OsFileTypes::NAME_ONLY, OsLogFileFilter() ),
@@ -79,7 +79,7 @@ TEST( OsDirectory, FiltersSeeFullPaths ) {
     EXPECT_TRUE( OPtr<OsFileInfo>( directory.getChildInfo( *entries ) ).isNull() );
 }
 
-TEST( OsDirectory, AnEntryWithABackSlashNeverLeadsToAnotherFile ) {
+TEST( OsDirectoryTest, AnEntryWithABackSlashNeverLeadsToAnotherFile ) {
     const TestFiles files( "top/a/b=stays top/a\\b=2 top/c" );
     OsDirectory top( files.path( "top" ) );
     top.removeChildren( OsLeafFileFilter() );
@@ -95,7 +95,7 @@ TEST( OsDirectory, AnEntryWithABackSlashNeverLeadsToAnotherFile ) {
     EXPECT_FALSE( OsFile( files.path( "link" ) ).isDirectory() );
 }
 
-TEST( OsDirectory, RemovesChildrenOfEachKindButNothingBelowThem ) {
+TEST( OsDirectoryTest, RemovesChildrenOfEachKindButNothingBelowThem ) {
     const TestFiles files( "top/c: top/d:/ outside/file=stays top/dirLink>../outside "
                            "top/fileLink>../outside/file top/lost>nothing" );
     OsDirectory top( files.path( "top" ) );
@@ -107,7 +107,7 @@ TEST( OsDirectory, RemovesChildrenOfEachKindButNothingBelowThem ) {
     EXPECT_EQ( files.count(), 2 );
 }
 
-TEST( OsDirectory, WhatCannotBeReadIsAFailureWithItsReason ) {
+TEST( OsDirectoryTest, WhatCannotBeReadIsAFailureWithItsReason ) {
     const TestFiles files( "hidden/file listed/file" );
     const OsDirectory hidden( files.path( "hidden" ) );
     const OsDirectory listed( files.path( "listed" ) );
@@ -128,7 +128,7 @@ TEST( OsDirectory, WhatCannotBeReadIsAFailureWithItsReason ) {
     files.setMode( "listed", 0700 );
 }
 
-TEST( OsDirectory, CopiesAllThatItHoldsAndFollowsLinks ) {
+TEST( OsDirectoryTest, CopiesAllThatItHoldsAndFollowsLinks ) {
     const TestFiles files(
         "from/file=1 from/deep/c:/file=2 elsewhere/file=3 from/empty/ from/dirLink>../elsewhere "
         "from/fileLink>file existing/from/other=stays" );
@@ -151,7 +151,7 @@ TEST( OsDirectory, CopiesAllThatItHoldsAndFollowsLinks ) {
                   ExInternalError );
 }
 
-TEST( OsDirectory, CopyingIntoItselfIsRefusedBeforeAnythingIsMade ) {
+TEST( OsDirectoryTest, CopyingIntoItselfIsRefusedBeforeAnythingIsMade ) {
     const TestFiles files( "from/file=text from/sub/file=text link>from/sub" );
     const long nbBefore = files.count();
     for( const char* target : { "from", "from/new", "from/sub", "from/sub/n/e/w", "link/new" } ) {
@@ -168,7 +168,7 @@ TEST( OsDirectory, CopyingIntoItselfIsRefusedBeforeAnythingIsMade ) {
     EXPECT_EQ( files.read( "from/file" ), "text" );
 }
 
-TEST( OsDirectory, CopyingAlongLinksThatLeadBackComesToAnEnd ) {
+TEST( OsDirectoryTest, CopyingAlongLinksThatLeadBackComesToAnEnd ) {
     for( const char* link : { "from/link>.", "from/sub/link>../..", "from/link>../to",
                               "from/sub/link>../../to/sub", "from/pipe|" } ) {
         const TestFiles files( std::string( "from/file=text from/sub/ " ) + link );
@@ -180,7 +180,7 @@ TEST( OsDirectory, CopyingAlongLinksThatLeadBackComesToAnEnd ) {
     }
 }
 
-TEST( OsFileEntryDescriptor, StaysAtTheEndUntilItIsReset ) {
+TEST( OsFileEntryDescriptorTest, StaysAtTheEndUntilItIsReset ) {
     const TestFiles files( "a b" );
     const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
     OPtr<OsFileInfo>( entries->getNextEntry() );
@@ -191,7 +191,7 @@ TEST( OsFileEntryDescriptor, StaysAtTheEndUntilItIsReset ) {
     EXPECT_THAT( namesOf( *entries ), ElementsAre( "a", "b" ) );
 }
 
-TEST( OsFileEntryDescriptor, PassesOverWhatVanishesMeanwhile ) {
+TEST( OsFileEntryDescriptorTest, PassesOverWhatVanishesMeanwhile ) {
     const TestFiles files( "a b" );
     const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
     // Between the name and the look at the file; the second look is for a link that leads nowhere.
@@ -200,7 +200,7 @@ TEST( OsFileEntryDescriptor, PassesOverWhatVanishesMeanwhile ) {
     EXPECT_EQ( namesOf( *entries ).size(), 1U );
 }
 
-TEST( OsFileEntryDescriptor, GoesOnAfterAFailure ) {
+TEST( OsFileEntryDescriptorTest, GoesOnAfterAFailure ) {
     const TestFiles files( "a" );
     const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
     for( const char* call : { "open", "readdir" } ) {
@@ -215,7 +215,7 @@ TEST( OsFileEntryDescriptor, GoesOnAfterAFailure ) {
                  tells( "OsFileEntryDescriptorWindows::reset()" ) );
 }
 
-TEST( OsFileEntryDescriptor, NeedsNoMoreMemoryForALargeDirectory ) {
+TEST( OsFileEntryDescriptorTest, NeedsNoMoreMemoryForALargeDirectory ) {
     const TestFiles files;
     const long nbFiles = scaledCount( 100'000 );
     for( long i = 0; i < nbFiles; ++i ) {

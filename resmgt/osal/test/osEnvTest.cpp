@@ -21,7 +21,7 @@ std::string valueOf( const char* name = NAME ) {
     return value == nullptr ? "unset" : value;
 }
 
-TEST( OsEnv, ValuesOfAnyBytesAndSizeComeBackAsTheyWereSet ) {
+TEST( OsEnvTest, ValuesOfAnyBytesAndSizeComeBackAsTheyWereSet ) {
     const ScopedEnvironment scope( NAME );
     std::string narrow = "former";
     std::wstring wide = L"former";
@@ -42,7 +42,7 @@ TEST( OsEnv, ValuesOfAnyBytesAndSizeComeBackAsTheyWereSet ) {
     }
 }
 
-TEST( OsEnv, WhatIsNoNameNoValueOrNoAssignmentChangesNothing ) {
+TEST( OsEnvTest, WhatIsNoNameNoValueOrNoAssignmentChangesNothing ) {
     const ScopedEnvironment scope( NAME, "B=c" );
     const std::string legal( NAME );
     for( const std::string& name : { std::string(), legal + "=B", legal + '\0' + "B" } ) {
@@ -67,7 +67,7 @@ TEST( OsEnv, WhatIsNoNameNoValueOrNoAssignmentChangesNothing ) {
     EXPECT_EQ( valueOf(), "" );
 }
 
-TEST( OsEnv, GuardsEditAVariableAndGiveItsFormerValueBack ) {
+TEST( OsEnvTest, GuardsEditAVariableAndGiveItsFormerValueBack ) {
     const std::tuple<const char*, const char*, Guard::EditMode, const char*> cases[] = {
         { "a", "b", Guard::SET, "b" },        { "\xFF", "b", Guard::APPEND, "\xFF;b" },
         { "a", "b", Guard::PREPEND, "b;a" },  { "", "b", Guard::APPEND, "b" },
@@ -91,14 +91,14 @@ TEST( OsEnv, GuardsEditAVariableAndGiveItsFormerValueBack ) {
     }
 }
 
-TEST( OsEnv, SystemsOwnPathIsJoinedAsTheSystemSplitsIt ) {
+TEST( OsEnvTest, SystemsOwnPathIsJoinedAsTheSystemSplitsIt ) {
     const ScopedEnvironment path( "PATH", "/bin" );
     OsEnv::appendToVariable( "PATH", "/last" );
     OsEnv::prependToVariable( L"PATH", L"/first" );
     EXPECT_EQ( valueOf( "PATH" ), "/first:/bin:/last" );
 }
 
-TEST( OsEnv, SnapshotHoldsAllVariablesAndNothingElse ) {
+TEST( OsEnvTest, SnapshotHoldsAllVariablesAndNothingElse ) {
     std::string texts[] = { "TWICE=1", "TWICE=2", "EMPTY=", "ODD==\xFF", "=x", "NONE" };
     char* variables[] = { texts[0].data(), texts[1].data(), texts[2].data(), texts[3].data(),
                           texts[4].data(), texts[5].data(), nullptr };
@@ -116,7 +116,7 @@ TEST( OsEnv, SnapshotHoldsAllVariablesAndNothingElse ) {
     EXPECT_TRUE( ofNothing.empty() );
 }
 
-TEST( OsRegistry, TextIsSplitIntoRootKeyAndValue ) {
+TEST( OsRegistryTest, TextIsSplitIntoRootKeyAndValue ) {
     const std::tuple<const char*, unsigned int, const char*, const char*> cases[] = {
         { "HKEY_LOCAL_MACHINE\\SOFTWARE\\A b\\c", 2, "SOFTWARE\\A b", "c" },
         { "HKEY_CLASSES_ROOT\\a\\b", 0, "a", "b" },
@@ -143,7 +143,7 @@ TEST( OsRegistry, TextIsSplitIntoRootKeyAndValue ) {
     }
 }
 
-TEST( OsRegistry, NothingIsFoundAndNothingSeemsToBeKept ) {
+TEST( OsRegistryTest, NothingIsFoundAndNothingSeemsToBeKept ) {
     const std::pair<const char*, const char*> cases[] = {
         { "HKEY_CURRENT_USER\\key\\value", "this system has no registry" },
         { "HKEY_NONSENSE\\a\\b", "names no value of the registry" },

@@ -38,7 +38,7 @@ std::string reasonOf( const Args&... args ) {
     return raisedBy<Exception>( [&] { copy->raise(); } );
 }
 
-TEST( OsalFailure, ReasonsTellWhereAndWhatPath ) {
+TEST( OsalFailureTest, ReasonsTellWhereAndWhatPath ) {
     using namespace OsFileEx;
     const OsFilePath path( std::string( "d\\f\0", 4 ) );
     const std::pair<std::string, const char*> cases[] = {
@@ -60,7 +60,7 @@ TEST( OsalFailure, ReasonsTellWhereAndWhatPath ) {
     }
 }
 
-TEST( OsalFailure, TheEmptyPathIsRefused ) {
+TEST( OsalFailureTest, TheEmptyPathIsRefused ) {
     const TestFiles files( "dir/file" );
     const OsFilePath noPath;
     OsFile none( noPath );
@@ -105,7 +105,7 @@ TEST( OsalFailure, TheEmptyPathIsRefused ) {
     EXPECT_EQ( files.count(), 2 );
 }
 
-TEST( OsalFailure, WhatTheSystemRefusesTellsOperationAndPathAndChangesNothing ) {
+TEST( OsalFailureTest, WhatTheSystemRefusesTellsOperationAndPathAndChangesNothing ) {
     const TestFiles files( "dir/file lost>nothing" );
     using OnPath = void ( * )( const OsFilePath& path );
     const OnPath renames = []( const OsFilePath& path ) {
@@ -137,7 +137,7 @@ TEST( OsalFailure, WhatTheSystemRefusesTellsOperationAndPathAndChangesNothing ) 
     EXPECT_EQ( files.count(), 3 );
 }
 
-TEST( OsalFailure, AFailedCallIsToldWithOperationAndReason ) {
+TEST( OsalFailureTest, AFailedCallIsToldWithOperationAndReason ) {
     const TestFiles files( "file" );
     const OsFilePath file = files.path( "file" );
     const OsFilePath made = files.path( "new" );
@@ -215,9 +215,9 @@ std::vector<Making> operationsOn( const TestFiles& files ) {
     return operations;
 }
 
-class OsalOperation : public ::testing::Test {
+class OsalOperationTest : public ::testing::Test {
 protected:
-    OsalOperation() {
+    OsalOperationTest() {
         _files.write( "file", _content );
         _files.write( "dir/file" );
     }
@@ -229,7 +229,7 @@ protected:
     const std::string _content = std::string( 3 * 0x10000 + 17, 'x' );
 };
 
-TEST_F( OsalOperation, EachFailedCallLeavesNothingBehindThatCanBeRemoved ) {
+TEST_F( OsalOperationTest, EachFailedCallLeavesNothingBehindThatCanBeRemoved ) {
     for( const auto& [operation, content] : operationsOn( _files ) ) {
         for( const int error : { EIO, ENOSPC } ) {
             bool hasRaised = false;
@@ -255,7 +255,7 @@ TEST_F( OsalOperation, EachFailedCallLeavesNothingBehindThatCanBeRemoved ) {
     }
 }
 
-TEST_F( OsalOperation, IsNotDisturbedByAStormOfSignals ) {
+TEST_F( OsalOperationTest, IsNotDisturbedByAStormOfSignals ) {
     for( const Making& operation : operationsOn( _files ) ) {
         // Every second call, so that each succeeds when it is made again. No signal ends `fcntl`.
         const CallHook storm( nullptr, []( const SystemCall& call ) {
@@ -301,11 +301,11 @@ int workWithoutStreams( const TestFiles& files ) {
     }
 }
 
-TEST_F( OsalOperation, NothingThatIsOpenedGetsTheNumberOfAClosedStream ) {
+TEST_F( OsalOperationTest, NothingThatIsOpenedGetsTheNumberOfAClosedStream ) {
     EXPECT_EXIT( ::_exit( workWithoutStreams( _files ) ), ::testing::ExitedWithCode( 0 ), "" );
 }
 
-TEST_F( OsalOperation, ALackOfDescriptorsOrMemoryIsNoAnswer ) {
+TEST_F( OsalOperationTest, ALackOfDescriptorsOrMemoryIsNoAnswer ) {
     const ScopedEnvironment noHome( "HOME" );
     const ScopedEnvironment configuration( "XDG_CONFIG_HOME", _files.at( "" ).c_str() );
     _files.write( "user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"/d\"" );
@@ -367,7 +367,7 @@ int workBeyondTheLimit( const TestFiles& files ) {
     return 1;
 }
 
-TEST_F( OsalOperation, TheLimitForTheSizeOfFilesIsAFailureAndNoEndOfTheProcess ) {
+TEST_F( OsalOperationTest, TheLimitForTheSizeOfFilesIsAFailureAndNoEndOfTheProcess ) {
     EXPECT_EXIT( ::_exit( workBeyondTheLimit( _files ) ), ::testing::KilledBySignal( SIGXFSZ ),
                  "" );
 }

@@ -6,7 +6,7 @@ namespace {
 
 using Names = std::vector<const char*>;
 
-TEST( OsFileFilter, KeepsWhatItsKindPromises ) {
+TEST( OsFileFilterTest, KeepsWhatItsKindPromises ) {
     const TestFiles files( "a.tif a.TIF a.log a.Log plain .log dir/ dir.d/ x.tif/" );
     Set<std::string> tif;
     tif.insert( "tif" );
@@ -34,7 +34,7 @@ TEST( OsFileFilter, KeepsWhatItsKindPromises ) {
     expectKept( OsWildcardFilter(), {}, { "a.tif", "dir" } );
 }
 
-TEST( OsWildcardFilter, MatchesTheLastComponentCharacterByCharacter ) {
+TEST( OsWildcardFilterTest, MatchesTheLastComponentCharacterByCharacter ) {
     const struct {
         const wchar_t* _pattern;
         Names _kept, _dropped;

@@ -7,7 +7,7 @@
 namespace Qv {
 namespace {
 
-TEST( OsFilePath, HomeIsThatOfTheEnvironmentElseThatOfTheUsersList ) {
+TEST( OsFilePathTest, HomeIsThatOfTheEnvironmentElseThatOfTheUsersList ) {
     const ScopedEnvironment set( "HOME", "/home//somebody/" );
     EXPECT_EQ( OsFilePath::getHomeDir().toString(), "/home/somebody" );
     const passwd* const entry = ::getpwuid( ::getuid() );
@@ -17,7 +17,7 @@ TEST( OsFilePath, HomeIsThatOfTheEnvironmentElseThatOfTheUsersList ) {
     }
 }
 
-TEST( OsFilePath, AUserWithoutAHomeIsToldSo ) {
+TEST( OsFilePathTest, AUserWithoutAHomeIsToldSo ) {
     const ScopedEnvironment noHome( "HOME" );
     const FailingCall failing( "getpwuid_r", EIO );
     EXPECT_EQ( raisedBy<OsFileEx::ExHomeNotDefined>( [] { OsFilePath::getHomeDir(); } ),
@@ -26,7 +26,7 @@ TEST( OsFilePath, AUserWithoutAHomeIsToldSo ) {
                  tells( "OsFilePath::getDocumentsDir: " ) );
 }
 
-TEST( OsFilePath, TemporaryFilesGoWhereTheEnvironmentSays ) {
+TEST( OsFilePathTest, TemporaryFilesGoWhereTheEnvironmentSays ) {
     const ScopedEnvironment noTestDir( "QV_TEST_DIR" );
     const ScopedEnvironment noTmpDir( "TMPDIR" );
     EXPECT_EQ( OsFilePath::getTempDir().toString(), "/tmp/ombra" );
@@ -40,7 +40,7 @@ TEST( OsFilePath, TemporaryFilesGoWhereTheEnvironmentSays ) {
     EXPECT_EQ( OsFilePath::getTempDir().toString(), "/test" );
 }
 
-TEST( OsFilePath, DocumentsAreWhereTheDesktopsSettingsPutThem ) {
+TEST( OsFilePathTest, DocumentsAreWhereTheDesktopsSettingsPutThem ) {
     const struct {
         const char *_settings, *_documents;
     } cases[] = { { "XDG_DOCUMENTS_DIR=\"$HOME/My Documents\"\n", "/h/My Documents" },
@@ -64,7 +64,7 @@ TEST( OsFilePath, DocumentsAreWhereTheDesktopsSettingsPutThem ) {
     }
 }
 
-TEST( OsFilePath, SettingsThatCannotBeReadMakeTheHomeDirectoryTheDocuments ) {
+TEST( OsFilePathTest, SettingsThatCannotBeReadMakeTheHomeDirectoryTheDocuments ) {
     const TestFiles files( ".config/user-dirs.dirs=XDG_DOCUMENTS_DIR=\"/d\"" );
     const ScopedEnvironment home( "HOME", files.at( "" ).c_str() );
     for( const char* elsewhere : { "", "relative" } ) {
@@ -79,7 +79,7 @@ TEST( OsFilePath, SettingsThatCannotBeReadMakeTheHomeDirectoryTheDocuments ) {
     }
 }
 
-TEST( OsFilePath, SettingsThatAreNoFileOrTooLargeAreNeitherWaitedForNorRead ) {
+TEST( OsFilePathTest, SettingsThatAreNoFileOrTooLargeAreNeitherWaitedForNorRead ) {
     const TestFiles files(
         "pipe/ pipe/user-dirs.dirs| folder/user-dirs.dirs/ huge/user-dirs.dirs" );
     fs::resize_file( files.at( "huge/user-dirs.dirs" ), std::uintmax_t{ 1 } << 40U );
@@ -90,7 +90,7 @@ TEST( OsFilePath, SettingsThatAreNoFileOrTooLargeAreNeitherWaitedForNorRead ) {
     }
 }
 
-TEST( OsFilePath, AbsoluteIsFromTheCurrentDirectory ) {
+TEST( OsFilePathTest, AbsoluteIsFromTheCurrentDirectory ) {
     const TestFiles files;
     const std::string where = fs::canonical( files.at( "" ) );
     const OsWorkingDirectory::Guard current( where );
@@ -104,7 +104,7 @@ TEST( OsFilePath, AbsoluteIsFromTheCurrentDirectory ) {
     EXPECT_EQ( OsFilePath::getRootDir().toString(), "/" );
 }
 
-TEST( OsFilePath, ACurrentDirectoryThatNoPathTellsIsADot ) {
+TEST( OsFilePathTest, ACurrentDirectoryThatNoPathTellsIsADot ) {
     const TestFiles files( "a\\b/" );
     const OsWorkingDirectory::Guard back;
     fs::current_path( files.at( "a\\b" ) );

@@ -38,7 +38,7 @@ std::string componentsOf( const OsFilePath& path ) {
     return components;
 }
 
-TEST( OsFilePath, EveryTextHasItsNormalForm ) {
+TEST( OsFilePathTest, EveryTextHasItsNormalForm ) {
     const auto rows = rowsOf<3>( R"(
         ''         ''     ''         a//b    a|b    a/b       a\b/      a|b        a/b
         a/./b      a|b    a/b        ./a     a      a         .//.      .          .
@@ -72,7 +72,7 @@ TEST( OsFilePath, EveryTextHasItsNormalForm ) {
     EXPECT_THROW( OsFilePath( "a" ).getComponent( 1 ), ExAssertionFailed );
 }
 
-TEST( OsFilePath, KnowsItsRoot ) {
+TEST( OsFilePathTest, KnowsItsRoot ) {
     const auto rows = rowsOf<4>( R"(
         ''         ''   no   no        .      ''   no   yes        c:foo  ''   no   yes
         ./c:       ''   no   yes       /      /    yes  no         /a     /    no   no
@@ -90,7 +90,7 @@ TEST( OsFilePath, KnowsItsRoot ) {
     }
 }
 
-TEST( OsFilePath, ComposesByComponents ) {
+TEST( OsFilePathTest, ComposesByComponents ) {
     const auto rows = rowsOf<3>( R"(
         ''   ''     ''       ''   /abs     /abs       ''        //s/sh/a  //s/sh/a
         a    ''     a        a    b/c      a/b/c      a         ../b      b
@@ -118,7 +118,7 @@ TEST( OsFilePath, ComposesByComponents ) {
     }
 }
 
-TEST( OsFilePath, ComesApartIntoDirectoryNameAndExtension ) {
+TEST( OsFilePathTest, ComesApartIntoDirectoryNameAndExtension ) {
     // Text, directory, name, name without extension, extension, text without extension.
     const auto rows = rowsOf<6>( R"(
         ''      ''      ''    ''     ''  ''           a         .     a         a   ''  a
@@ -143,7 +143,7 @@ TEST( OsFilePath, ComesApartIntoDirectoryNameAndExtension ) {
     EXPECT_EQ( OsFilePath( "a.gr\xc3\xbcn" ).getExtensionW(), L"gr\u00fcn" );
 }
 
-TEST( OsFilePath, TakesAnExtension ) {
+TEST( OsFilePathTest, TakesAnExtension ) {
     // Text, extension, with it added, with it enforced.
     const auto rows = rowsOf<4>( R"(
         a         tif   a.tif         a.tif             a.TIF  tif  a.TIF.tif  a.tif
@@ -170,7 +170,7 @@ TEST( OsFilePath, TakesAnExtension ) {
     }
 }
 
-TEST( OsFilePath, OrdersByBytesComponentByComponent ) {
+TEST( OsFilePathTest, OrdersByBytesComponentByComponent ) {
     const char* const ordered[] = { "",    ".",   "..",   "/", "/a",      "/a/b",
                                     "/b",  "A",   "C:/x", "a", "a/b",     "a/bc",
                                     "a/c", "a-b", "ab",   "b", "\xc3\xa9" };
@@ -184,7 +184,7 @@ TEST( OsFilePath, OrdersByBytesComponentByComponent ) {
     EXPECT_EQ( OsFilePath( "a//b" ).compare( L"a\\b" ), 0 );
 }
 
-TEST( OsFilePath, PrintsItselfOnBothKindsOfStream ) {
+TEST( OsFilePathTest, PrintsItselfOnBothKindsOfStream ) {
     std::ostringstream narrow;
     std::wostringstream wide;
     const OsFilePath path( "/\xc3\xbc\\a" );
@@ -195,7 +195,7 @@ TEST( OsFilePath, PrintsItselfOnBothKindsOfStream ) {
     EXPECT_EQ( path.getChars(), path.toUTF8() );
 }
 
-TEST( OsFilePath, ThreadsThatPrintOnePathAtOnceGetOneText ) {
+TEST( OsFilePathTest, ThreadsThatPrintOnePathAtOnceGetOneText ) {
     constexpr std::size_t NB_THREADS = 4;
     const std::vector<OsFilePath> paths( 500, OsFilePath( "/a/\xc3\xbc/some name" ) );
     std::array<std::vector<std::pair<const std::string*, const std::wstring*>>, NB_THREADS> texts;
@@ -218,7 +218,7 @@ TEST( OsFilePath, ThreadsThatPrintOnePathAtOnceGetOneText ) {
     }
 }
 
-TEST( OsFilePath, ACopyAndAnAssignmentPrintWhatTheyAre ) {
+TEST( OsFilePathTest, ACopyAndAnAssignmentPrintWhatTheyAre ) {
     OsFilePath path( "a/b" );
     EXPECT_EQ( path.toString() + std::to_string( path.toWString().size() ), "a/b3" );
     const OsFilePath copy( path );
@@ -238,7 +238,7 @@ TEST( OsFilePath, ACopyAndAnAssignmentPrintWhatTheyAre ) {
     EXPECT_EQ( OsFilePath().toString() + OsFilePath().getChars(), "" );
 }
 
-TEST( OsFilePathUtils, AncestorsAndRelocationGoByWholeComponents ) {
+TEST( OsFilePathUtilsTest, AncestorsAndRelocationGoByWholeComponents ) {
     // From, to, path, whether from is an ancestor, the relocated path; "stays" where it isn't
     // below.
     const auto rows = rowsOf<5>( R"(
@@ -274,7 +274,7 @@ std::string randomText( std::mt19937_64& random ) {
     return text;
 }
 
-TEST( OsFilePath, WhatHoldsForEveryTextHoldsForRandomOnes ) {
+TEST( OsFilePathTest, WhatHoldsForEveryTextHoldsForRandomOnes ) {
     std::mt19937_64 random( testSeed() );
     for( long i = 0; i < scaledCount( 100000 ); ++i ) {
         const std::string text = randomText( random );

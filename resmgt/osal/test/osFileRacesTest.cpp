@@ -105,7 +105,7 @@ const Intrusion followingLinks[] = {
       },
       1 } };
 
-TEST( OsFileRace, NoLinkThatComesUpMeanwhileLeadsOutside ) {
+TEST( OsFileRaceTest, NoLinkThatComesUpMeanwhileLeadsOutside ) {
     for( const Intrusion& intrusion : followingLinks ) {
         forEachMoment( intrusion, []( const TestFiles& files ) {
             EXPECT_EQ( files.read( "outside/file" ), "stays" );
@@ -152,7 +152,7 @@ const Intrusion failing[] = { { "copyTo", "file=new other=other's",
                                 },
                                 giveToOther, 1, "unlinkat" } };
 
-TEST( OsFileRace, AFailureRemovesNobodyElsesFile ) {
+TEST( OsFileRaceTest, AFailureRemovesNobodyElsesFile ) {
     for( const Intrusion& intrusion : failing ) {
         forEachMoment( intrusion, []( const TestFiles& files ) {
             EXPECT_TRUE( files.has( "to" ) || files.has( "other" ) );
@@ -160,7 +160,7 @@ TEST( OsFileRace, AFailureRemovesNobodyElsesFile ) {
     }
 }
 
-TEST( OsFileRace, WhatIsUniqueIsNewOrAFailure ) {
+TEST( OsFileRaceTest, WhatIsUniqueIsNewOrAFailure ) {
     const TestFiles files;
     const auto expectRefused = [&]( const char* call, const auto& makeUnique ) {
         const FailingCall taken( call, EEXIST, FailingCall::ONCE );
@@ -171,7 +171,7 @@ TEST( OsFileRace, WhatIsUniqueIsNewOrAFailure ) {
     EXPECT_EQ( files.count(), 0 );
 }
 
-TEST( OsFileRace, CopyingADirectoryRefusesWhatIsInItsWay ) {
+TEST( OsFileRaceTest, CopyingADirectoryRefusesWhatIsInItsWay ) {
     const struct {
         const char *_entries, *_inTheWay;
     } cases[] = { { "to>outside", "to" },
@@ -192,7 +192,7 @@ TEST( OsFileRace, CopyingADirectoryRefusesWhatIsInItsWay ) {
     }
 }
 
-TEST( OsFileRace, APathBelowAFolderThatRefusesEndsAsThat ) {
+TEST( OsFileRaceTest, APathBelowAFolderThatRefusesEndsAsThat ) {
     const TestFiles files( "closed/" );
     files.setMode( "closed", 0555 );
     const WithoutPowers powerless;

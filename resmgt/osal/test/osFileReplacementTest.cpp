@@ -18,7 +18,8 @@ void replace( const OsFilePath& path ) {
     next.removeBackup();
 }
 
-TEST( OsFileReplacement, AtEachMomentThereIsAWholeFileWhichIsSyncedBeforeAndAfterItGetsTheName ) {
+TEST( OsFileReplacementTest,
+      AtEachMomentThereIsAWholeFileWhichIsSyncedBeforeAndAfterItGetsTheName ) {
     for( const bool existed : { true, false } ) {
         const TestFiles files( existed ? "file=old" : "" );
         std::vector<std::string> steps;
@@ -48,7 +49,7 @@ TEST( OsFileReplacement, AtEachMomentThereIsAWholeFileWhichIsSyncedBeforeAndAfte
     }
 }
 
-TEST( OsFileReplacement, WhateverCallFailsTheFormerFileIsThereUntilTheNewOneIs ) {
+TEST( OsFileReplacementTest, WhateverCallFailsTheFormerFileIsThereUntilTheNewOneIs ) {
     for( const std::string old : { "old", "" } ) {
         std::optional<TestFiles> files;
         bool isCommitted = false;
@@ -84,7 +85,7 @@ TEST( OsFileReplacement, WhateverCallFailsTheFormerFileIsThereUntilTheNewOneIs )
     }
 }
 
-TEST( OsFileReplacement, ALinkStaysAndTheFileThatItLeadsToIsReplaced ) {
+TEST( OsFileReplacementTest, ALinkStaysAndTheFileThatItLeadsToIsReplaced ) {
     const TestFiles files( "other/target=old second>other/target file>second" );
     {
         OsFileReplacement next( files.path( "file" ) );
@@ -105,7 +106,8 @@ TEST( OsFileReplacement, ALinkStaysAndTheFileThatItLeadsToIsReplaced ) {
     EXPECT_EQ( files.count(), 3 );
 }
 
-TEST( OsFileReplacement, OnlyARegularFileIsReplacedAndABackupTakesThePlaceOfALinkNotOfAFolder ) {
+TEST( OsFileReplacementTest,
+      OnlyARegularFileIsReplacedAndABackupTakesThePlaceOfALinkNotOfAFolder ) {
     const TestFiles files( "folder/ pipe| file=old stranger=hands-off backup>stranger" );
     for( const char* const name : { "folder", "pipe" } ) {
         EXPECT_THAT( raisedBy<ExSysErrorGeneric>( [&] { replace( files.path( name ) ); } ),
@@ -121,7 +123,7 @@ TEST( OsFileReplacement, OnlyARegularFileIsReplacedAndABackupTakesThePlaceOfALin
     EXPECT_EQ( files.count(), 5 );
 }
 
-TEST( OsFileReplacement, WhatAVolumeCantDoIsDoneAnotherWay ) {
+TEST( OsFileReplacementTest, WhatAVolumeCantDoIsDoneAnotherWay ) {
     const TestFiles files( "file=old" );
     {
         const FailingCall noLinks( "linkat", EPERM );
@@ -147,7 +149,7 @@ TEST( OsFileReplacement, WhatAVolumeCantDoIsDoneAnotherWay ) {
     EXPECT_EQ( files.count(), 1 );
 }
 
-TEST( OsFileReplacement, TheModeStaysWhateverTheMaskIs ) {
+TEST( OsFileReplacementTest, TheModeStaysWhateverTheMaskIs ) {
     const TestFiles files( "file" );
     const mode_t mask = ::umask( 027 );
     for( const unsigned int mode : { 0600U, 0664U, 0444U, 0755U } ) {
@@ -160,7 +162,7 @@ TEST( OsFileReplacement, TheModeStaysWhateverTheMaskIs ) {
     ::umask( mask );
 }
 
-TEST( OsFileReplacement, OwnerAndGroupStayOrNobodyGainsByIt ) {
+TEST( OsFileReplacementTest, OwnerAndGroupStayOrNobodyGainsByIt ) {
     if( ::geteuid() != 0 ) {
         GTEST_SKIP() << "only root can give files away";
     }

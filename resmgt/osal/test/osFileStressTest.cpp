@@ -66,7 +66,7 @@ void transferBlocks( OsMTFileWriter& writer, OsMTFileReader& reader, std::size_t
     }
 }
 
-TEST( OsFileStress, ThreadsShareOneReaderAndOneWriterWithoutMixingTheirBytes ) {
+TEST( OsFileStressTest, ThreadsShareOneReaderAndOneWriterWithoutMixingTheirBytes ) {
     constexpr std::size_t NB_THREADS = 8;
     const TestFiles files;
     OsMTFileWriter writer( files.path( "file" ), mine, true, false );
@@ -82,7 +82,7 @@ TEST( OsFileStress, ThreadsShareOneReaderAndOneWriterWithoutMixingTheirBytes ) {
     }
 }
 
-TEST( OsFileStress, ProcessesShareOneFileWithoutMixingTheirBytes ) {
+TEST( OsFileStressTest, ProcessesShareOneFileWithoutMixingTheirBytes ) {
     const TestFiles files( "file" );
     const auto transfer = [&]( std::size_t own ) {
         OsMTFileWriter writer( files.path( "file" ), mine, false, false );
@@ -101,7 +101,7 @@ TEST( OsFileStress, ProcessesShareOneFileWithoutMixingTheirBytes ) {
     EXPECT_EQ( status, 0 );
 }
 
-TEST( OsFileStress, SignalsDontDisturbReservingAndCopying ) {
+TEST( OsFileStressTest, SignalsDontDisturbReservingAndCopying ) {
     const TestFiles files;
     const SignalStorm storm;
     const std::string content( 100000, 'c' );
@@ -119,7 +119,7 @@ TEST( OsFileStress, SignalsDontDisturbReservingAndCopying ) {
     EXPECT_EQ( reader.read( buffer.data(), 1 ), 0U );
 }
 
-TEST( OsFileStress, ReadOfAPipeWaitsForAllItsBytesThroughSignals ) {
+TEST( OsFileStressTest, ReadOfAPipeWaitsForAllItsBytesThroughSignals ) {
     const TestFiles files( "pipe|" );
     std::string buffer( 10, '\0' );
     unsigned long long size = 0;

@@ -20,7 +20,7 @@ std::string ownAccount() {
     return entry == nullptr ? std::to_string( ::geteuid() ) : entry->pw_name;
 }
 
-TEST( OsFile, TellsWhatAPathNamesAndFollowsLinksToIt ) {
+TEST( OsFileTest, TellsWhatAPathNamesAndFollowsLinksToIt ) {
     const TestFiles files(
         "file=12345 dir/ toFile>file toDir>dir toNothing>nothing circle>circle pipe|" );
     const struct {
@@ -49,7 +49,7 @@ TEST( OsFile, TellsWhatAPathNamesAndFollowsLinksToIt ) {
     EXPECT_EQ( OsFile( files.path( "toFile" ) ).getSize(), 5 );
 }
 
-TEST( OsFile, TellsOwnerSizeAndTimesAsTheSystemHasThem ) {
+TEST( OsFileTest, TellsOwnerSizeAndTimesAsTheSystemHasThem ) {
     const TestFiles files( "file=12345 link>file" );
     const timespec times[] = { { 1000, 5 }, { 1234567890, 123456789 } };
     ASSERT_EQ( ::utimensat( AT_FDCWD, files.at( "file" ).c_str(), times, 0 ), 0 );
@@ -69,7 +69,7 @@ TEST( OsFile, TellsOwnerSizeAndTimesAsTheSystemHasThem ) {
     EXPECT_EQ( APtr<char>( file.getOwner() ).get(), ownAccount() );
 }
 
-TEST( OsFile, AnOwnerThatCannotBeLookedUpIsAFailureAndOneWithoutANameANumber ) {
+TEST( OsFileTest, AnOwnerThatCannotBeLookedUpIsAFailureAndOneWithoutANameANumber ) {
     const TestFiles files;
     const auto lookUp = [&]( int error, FailingCall::Times times ) {
         std::string owner;
@@ -86,7 +86,7 @@ TEST( OsFile, AnOwnerThatCannotBeLookedUpIsAFailureAndOneWithoutANameANumber ) {
                  tells( "OsFsUtilsWindows::win32FileOwnerInfo", files.path().getChars() ) );
 }
 
-TEST( OsFile, AnswersForAccessWithWhatThisUserMayDo ) {
+TEST( OsFileTest, AnswersForAccessWithWhatThisUserMayDo ) {
     const TestFiles files( "hidden/file pipe|" );
     const struct {
         const char* _name;
@@ -122,7 +122,7 @@ TEST( OsFile, AnswersForAccessWithWhatThisUserMayDo ) {
     }
 }
 
-TEST( OsFile, WhatIsMadeGetsItsPermissionsLessTheMask ) {
+TEST( OsFileTest, WhatIsMadeGetsItsPermissionsLessTheMask ) {
     const struct {
         mode_t _mask;
         OsFileTypes::Permissions _permissions;
@@ -143,7 +143,7 @@ TEST( OsFile, WhatIsMadeGetsItsPermissionsLessTheMask ) {
     }
 }
 
-TEST( OsFile, CreatingEmptiesAFileUnlessItIsExclusive ) {
+TEST( OsFileTest, CreatingEmptiesAFileUnlessItIsExclusive ) {
     const TestFiles files( "file=text" );
     OsFile file( files.path( "file" ) );
     EXPECT_EQ( raisedBy<OsFileEx::ExFileExists>( [&] { file.create( PERMISSIONS, true ); } ),
@@ -153,7 +153,7 @@ TEST( OsFile, CreatingEmptiesAFileUnlessItIsExclusive ) {
     EXPECT_EQ( file.getSize(), 0 );
 }
 
-TEST( OsFile, RemovesTheLinkAndNotWhatItLeadsTo ) {
+TEST( OsFileTest, RemovesTheLinkAndNotWhatItLeadsTo ) {
     const TestFiles files( "file=text link>file dangling>nothing" );
     OsFile( files.path( "link" ) ).remove();
     OsFile( files.path( "dangling" ) ).remove();
@@ -164,7 +164,7 @@ TEST( OsFile, RemovesTheLinkAndNotWhatItLeadsTo ) {
                "OsFile::remove: Invalid path: '" + file.getPath().toString() + "'." );
 }
 
-TEST( OsFile, ItsPathFollowsARenamingThatSucceeds ) {
+TEST( OsFileTest, ItsPathFollowsARenamingThatSucceeds ) {
     const TestFiles files( "file=text other=lost" );
     OsFile file( files.path( "file" ) );
     EXPECT_THROW( file.renameTo( files.path( "no/file" ) ), Sys );
@@ -175,7 +175,7 @@ TEST( OsFile, ItsPathFollowsARenamingThatSucceeds ) {
     EXPECT_EQ( files.count(), 1 );
 }
 
-TEST( OsFile, CopiesItsContentToAFileOrIntoADirectory ) {
+TEST( OsFileTest, CopiesItsContentToAFileOrIntoADirectory ) {
     const TestFiles files;
     const std::string content( 3 * 0x10000 + 17, 'x' );
     files.write( "file", content );
@@ -201,7 +201,7 @@ TEST( OsFile, CopiesItsContentToAFileOrIntoADirectory ) {
     EXPECT_EQ( files.count(), nbBefore );
 }
 
-TEST( OsFile, RefusesToCopyOntoItselfAndOntoWhatMayNotBeWritten ) {
+TEST( OsFileTest, RefusesToCopyOntoItselfAndOntoWhatMayNotBeWritten ) {
     const TestFiles files( "dir/file=text" );
     fs::create_hard_link( files.at( "dir/file" ), files.at( "second" ) );
     files.link( "dir/file", "link" );
@@ -221,7 +221,7 @@ TEST( OsFile, RefusesToCopyOntoItselfAndOntoWhatMayNotBeWritten ) {
     EXPECT_EQ( files.read( "protected" ), "stays" );
 }
 
-TEST( OsFile, NeverTakesAPathThatCanNameNothingForAnother ) {
+TEST( OsFileTest, NeverTakesAPathThatCanNameNothingForAnother ) {
     const TestFiles files( "C:/file=stays part=stays" );
     const OsWorkingDirectory::Guard working( files.path() );
     const std::string zero( 1, '\0' );
@@ -260,7 +260,7 @@ public:
     using OsFile::OsFile;
 };
 
-TEST( OsFile, OpensForWhatTheFlagsAskAndNotForChildren ) {
+TEST( OsFileTest, OpensForWhatTheFlagsAskAndNotForChildren ) {
     const TestFiles files( "file=text" );
     const OpenableFile file( files.path( "file" ) );
     const std::pair<int, int> cases[] = { { 1, O_RDONLY }, { 2, O_WRONLY }, { 3, O_RDWR } };

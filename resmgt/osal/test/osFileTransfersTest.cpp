@@ -80,19 +80,19 @@ const Way ways[] = {
     { "OsMTFileWriterWrite", "pwrite", "OsFileReader::performWrite( multi-threaded )",
       transfers<OsMTFileWriter, false>( mine, false ) } };
 
-class OsFileTransfer : public ::testing::TestWithParam<Way> {
+class OsFileTransferTest : public ::testing::TestWithParam<Way> {
 protected:
     Transfer open() const { return GetParam()._open( _files.path( "file" ), false ); }
 
     const TestFiles _files;
 };
-class OsFileReading : public OsFileTransfer {};
-class OsFileWriting : public OsFileTransfer {};
+class OsFileReadingTest : public OsFileTransferTest {};
+class OsFileWritingTest : public OsFileTransferTest {};
 
 const auto byName = []( const auto& info ) { return std::string( info.param._name ); };
-INSTANTIATE_TEST_SUITE_P(, OsFileTransfer, ::testing::ValuesIn( ways ), byName );
-INSTANTIATE_TEST_SUITE_P(, OsFileReading, ::testing::ValuesIn( ways, ways + 4 ), byName );
-INSTANTIATE_TEST_SUITE_P(, OsFileWriting, ::testing::ValuesIn( ways + 4, ways + 6 ), byName );
+INSTANTIATE_TEST_SUITE_P(, OsFileTransferTest, ::testing::ValuesIn( ways ), byName );
+INSTANTIATE_TEST_SUITE_P(, OsFileReadingTest, ::testing::ValuesIn( ways, ways + 4 ), byName );
+INSTANTIATE_TEST_SUITE_P(, OsFileWritingTest, ::testing::ValuesIn( ways + 4, ways + 6 ), byName );
 
 /// Text in which each place can be told from its neighbours.
 std::string pattern( std::size_t size ) {
@@ -117,7 +117,7 @@ Sizes requestsOf( const char* call, const std::function<void()>& transfer,
     return sizes;
 }
 
-TEST_P( OsFileReading, EndsAtTheEndOfTheFileWhereverThatIsMeanwhile ) {
+TEST_P( OsFileReadingTest, EndsAtTheEndOfTheFileWhereverThatIsMeanwhile ) {
     _files.write( "file", "0123456789" );
     const Transfer read = open();
     char buffer[100];
@@ -144,7 +144,7 @@ TEST_P( OsFileReading, EndsAtTheEndOfTheFileWhereverThatIsMeanwhile ) {
     EXPECT_THAT( requests, ElementsAre( 100, 96, 94 ) );
 }
 
-TEST_P( OsFileTransfer, GoesInChunksThatAreHalvedForWantOfResources ) {
+TEST_P( OsFileTransferTest, GoesInChunksThatAreHalvedForWantOfResources ) {
     const std::string content = pattern( LARGE );
     _files.write( "file", GetParam().reads() ? content : "" );
     std::string buffer = GetParam().reads() ? std::string( LARGE, '\0' ) : content;
@@ -188,7 +188,7 @@ int storm( SystemCall& made ) {
     return made.number % 3 == 0 ? 0 : EINTR;
 }
 
-TEST_P( OsFileTransfer, GoesOnAfterSignalsAndShortCounts ) {
+TEST_P( OsFileTransferTest, GoesOnAfterSignalsAndShortCounts ) {
     const std::string content = pattern( 100000 );
     _files.write( "file", GetParam().reads() ? content : "" );
     std::string buffer = GetParam().reads() ? std::string( 200000, '\0' ) : content;
@@ -200,7 +200,7 @@ TEST_P( OsFileTransfer, GoesOnAfterSignalsAndShortCounts ) {
     EXPECT_TRUE( buffer == content && _files.read( "file" ) == content );
 }
 
-TEST_P( OsFileTransfer, FailureTellsOperationPathAndReasonAndLeavesTheFileOpen ) {
+TEST_P( OsFileTransferTest, FailureTellsOperationPathAndReasonAndLeavesTheFileOpen ) {
     _files.write( "file", "content" );
     const Transfer transfer = open();
     char buffer[] = "BUFFER";
@@ -219,7 +219,7 @@ TEST_P( OsFileTransfer, FailureTellsOperationPathAndReasonAndLeavesTheFileOpen )
     EXPECT_EQ( _files.read( "file" ), GetParam().reads() ? "content" : "conBUFF" );
 }
 
-TEST_P( OsFileWriting, FullVolumeIsAFailureThatTellsTheReason ) {
+TEST_P( OsFileWritingTest, FullVolumeIsAFailureThatTellsTheReason ) {
     const auto expectFull = [&]( const Transfer& write, int error ) {
         std::string content = "content";
         const auto body = [&] { write( content.data(), 0, 7 ); };
@@ -240,7 +240,7 @@ TEST_P( OsFileWriting, FullVolumeIsAFailureThatTellsTheReason ) {
     expectFull( GetParam()._open( OsFilePath( "/dev/full" ), false ), ENOSPC );
 }
 
-TEST_P( OsFileReading, OffsetsUpToTheLastOneAreBehindTheEnd ) {
+TEST_P( OsFileReadingTest, OffsetsUpToTheLastOneAreBehindTheEnd ) {
     _files.write( "file", "content" );
     const Transfer read = open();
     char buffer[100];
@@ -254,7 +254,7 @@ TEST_P( OsFileReading, OffsetsUpToTheLastOneAreBehindTheEnd ) {
     }
 }
 
-TEST_P( OsFileWriting, WritesNothingWhenThatWouldGoBeyondTheLastOffset ) {
+TEST_P( OsFileWritingTest, WritesNothingWhenThatWouldGoBeyondTheLastOffset ) {
     const Transfer write = open();
     std::string content( 100, 'x' );
     for( const long long at : { LAST_OFFSET - 50, LAST_OFFSET } ) {
@@ -265,9 +265,9 @@ TEST_P( OsFileWriting, WritesNothingWhenThatWouldGoBeyondTheLastOffset ) {
 
 constexpr std::size_t PAGES = 0x10000;
 
-class OsUnbuffered : public ::testing::Test {
+class OsUnbufferedTest : public ::testing::Test {
 protected:
-    OsUnbuffered() { std::memset( _buffer.get(), 'x', PAGES ); }
+    OsUnbufferedTest() { std::memset( _buffer.get(), 'x', PAGES ); }
     void SetUp() override {
         if( !_info.supported ) {
             GTEST_SKIP() << "the volume of the temporary files refuses unbuffered transfers";
@@ -286,7 +286,7 @@ protected:
         static_cast<char*>( std::aligned_alloc( PAGES, PAGES ) ) };
 };
 
-TEST_F( OsUnbuffered, VolumeTellsTheSameForAllItsFilesAndIsAskedOnce ) {
+TEST_F( OsUnbufferedTest, VolumeTellsTheSameForAllItsFilesAndIsAskedOnce ) {
     EXPECT_EQ( _sector & ( _sector - 1 ), 0U );
     EXPECT_GT( _sector, 1U );
     EXPECT_EQ( _info.clusterSize % 512, 0U );
@@ -299,7 +299,7 @@ TEST_F( OsUnbuffered, VolumeTellsTheSameForAllItsFilesAndIsAskedOnce ) {
     EXPECT_EQ( asked.nbCalls(), 0 );
 }
 
-TEST_F( OsUnbuffered, TransferThatIsOffIsRefusedBeforeTheSystemSeesIt ) {
+TEST_F( OsUnbufferedTest, TransferThatIsOffIsRefusedBeforeTheSystemSeesIt ) {
     const std::string content( 2 * _sector, 'x' );
     _files.write( "file", content );
     const struct {
@@ -325,7 +325,7 @@ TEST_F( OsUnbuffered, TransferThatIsOffIsRefusedBeforeTheSystemSeesIt ) {
     EXPECT_TRUE( _files.read( "file" ) == content );
 }
 
-TEST_F( OsUnbuffered, FileMayEndBetweenTheMultiples ) {
+TEST_F( OsUnbufferedTest, FileMayEndBetweenTheMultiples ) {
     const std::string content( _sector + 10, 'y' );
     _files.write( "file", content );
     const auto end = static_cast<long long>( content.size() );
@@ -343,7 +343,7 @@ TEST_F( OsUnbuffered, FileMayEndBetweenTheMultiples ) {
     }
 }
 
-TEST_F( OsUnbuffered, ShortCountsGoOnAtMultiples ) {
+TEST_F( OsUnbufferedTest, ShortCountsGoOnAtMultiples ) {
     const std::string content( 4 * _sector, 'x' );
     for( const Way& way : ways ) {
         _files.write( "file", way.reads() ? content : "" );
@@ -362,7 +362,7 @@ TEST_F( OsUnbuffered, ShortCountsGoOnAtMultiples ) {
     EXPECT_EQ( _files.read( "file" ), "" );
 }
 
-TEST( OsUnbufferedRefusal, LeavesFilesAsTheyWere ) {
+TEST( OsUnbufferedRefusalTest, LeavesFilesAsTheyWere ) {
     const TestFiles files( "file=content" );
     const FailingCall refusal( "fcntl", EINVAL );
     // Known volumes aren't asked any more; the switch is refused all the same.
@@ -376,7 +376,7 @@ TEST( OsUnbufferedRefusal, LeavesFilesAsTheyWere ) {
     EXPECT_FALSE( files.has( "new" ) );
 }
 
-TEST( OsUnbufferedRefusal, VolumeWithoutThemIsToldSo ) {
+TEST( OsUnbufferedRefusalTest, VolumeWithoutThemIsToldSo ) {
     const OsFilePath path( "/proc/self/status" );
     EXPECT_EQ( OsFile( path ).getUnbufferedInfo(), UnbufferedInfo( false, 1, 1, 0x7fffffff ) );
     EXPECT_THAT( raisedBy<Sys>( [&] { OsFileReader( path, true ); } ),
@@ -396,7 +396,7 @@ void opens( const OsFilePath& path, bool truncate ) {
     }
 }
 
-TEST( OsFileOpening, FailureTellsOperationPathAndReason ) {
+TEST( OsFileOpeningTest, FailureTellsOperationPathAndReason ) {
     const TestFiles files( "locked=content" );
     files.setMode( "locked", 0 );
     files.link( "circle", "circle" );
@@ -428,7 +428,7 @@ TEST( OsFileOpening, FailureTellsOperationPathAndReason ) {
     EXPECT_FALSE( files.has( "cut" ) );
 }
 
-TEST( OsFileOpening, OnlyAWriterMakesOrEmptiesTheFileAndOnlyWhenTold ) {
+TEST( OsFileOpeningTest, OnlyAWriterMakesOrEmptiesTheFileAndOnlyWhenTold ) {
     const mode_t mask = ::umask( 022 );
     for( const auto open : { opens<OsFileWriter>, opens<OsMTFileWriter> } ) {
         const TestFiles files;
@@ -446,7 +446,7 @@ TEST( OsFileOpening, OnlyAWriterMakesOrEmptiesTheFileAndOnlyWhenTold ) {
     ::umask( mask );
 }
 
-TEST( OsFileOpening, ReaderKeepsTheSizeThatItSawFirst ) {
+TEST( OsFileOpeningTest, ReaderKeepsTheSizeThatItSawFirst ) {
     const TestFiles files( "file=12345" );
     const OsFileReader reader( files.path( "file" ), false );
     const OsMTFileReader shared( files.path( "file" ), false );

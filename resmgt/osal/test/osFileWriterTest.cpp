@@ -19,7 +19,7 @@ using namespace OsFileTypes;
 constexpr long long LAST_OFFSET = std::numeric_limits<long long>::max();
 const Permissions mine( 3, 0, 0 );
 
-TEST( OsFileSeek, CountsFromWhereTheModeTellsAndRefusesToLeaveTheOffsetsThereAre ) {
+TEST( OsFileSeekTest, CountsFromWhereTheModeTellsAndRefusesToLeaveTheOffsetsThereAre ) {
     const TestFiles files( "file=0123456789" );
     const struct {
         long long _offset;
@@ -58,7 +58,7 @@ TEST( OsFileSeek, CountsFromWhereTheModeTellsAndRefusesToLeaveTheOffsetsThereAre
     expectSeeks( writer, "OsFileWriter::performSeek" );
 }
 
-TEST( OsFileClosing, EveryOperationOnAClosedFileIsRefused ) {
+TEST( OsFileClosingTest, EveryOperationOnAClosedFileIsRefused ) {
     const TestFiles files( "file=content" );
     OsFileReader reader( files.path( "file" ), false );
     OsFileWriter writer( files.path( "file" ), mine, false, false );
@@ -90,7 +90,7 @@ TEST( OsFileClosing, EveryOperationOnAClosedFileIsRefused ) {
     EXPECT_EQ( reader.getSize(), 7U );
 }
 
-TEST( OsFileClosing, FailureIsToldOnceAndTheFileIsClosedAllTheSame ) {
+TEST( OsFileClosingTest, FailureIsToldOnceAndTheFileIsClosedAllTheSame ) {
     const TestFiles files( "file=content" );
     const OsFilePath path = files.path( "file" );
     const int nbBefore = countDescriptors();
@@ -122,9 +122,9 @@ TEST( OsFileClosing, FailureIsToldOnceAndTheFileIsClosedAllTheSame ) {
 }
 
 /// By the sequential writer or by the positioned one.
-class OsFileReserving : public ::testing::TestWithParam<bool> {
+class OsFileReservingTest : public ::testing::TestWithParam<bool> {
 protected:
-    OsFileReserving() { makeSparse(); }
+    OsFileReservingTest() { makeSparse(); }
 
     /// 8 MiB with nothing but "content" in the middle.
     void makeSparse() const {
@@ -148,9 +148,9 @@ protected:
     const OsFilePath _path = _files.path( "file" );
 };
 
-INSTANTIATE_TEST_SUITE_P(, OsFileReserving, ::testing::Bool() );
+INSTANTIATE_TEST_SUITE_P(, OsFileReservingTest, ::testing::Bool() );
 
-TEST_P( OsFileReserving, FixesTheLengthAndTakesTheSpaceForAllOfIt ) {
+TEST_P( OsFileReservingTest, FixesTheLengthAndTakesTheSpaceForAllOfIt ) {
     for( const unsigned long long size : { 0x800000U, 0x1000000U, 0x700001U, 5U, 0U } ) {
         reserve( size );
         EXPECT_EQ( length(), size );
@@ -161,7 +161,7 @@ TEST_P( OsFileReserving, FixesTheLengthAndTakesTheSpaceForAllOfIt ) {
     }
 }
 
-TEST_P( OsFileReserving, FindsHolesAlsoWhereTheFileHasBlocksElsewhere ) {
+TEST_P( OsFileReservingTest, FindsHolesAlsoWhereTheFileHasBlocksElsewhere ) {
     const int file = ::open( _files.at( "file" ).c_str(), O_RDWR );
     ASSERT_EQ( ::fallocate( file, FALLOC_FL_KEEP_SIZE, 0x1000000, 0x1000000 ), 0 );
     ::close( file );
@@ -171,7 +171,7 @@ TEST_P( OsFileReserving, FindsHolesAlsoWhereTheFileHasBlocksElsewhere ) {
     EXPECT_GE( space(), before + 0x700000 );
 }
 
-TEST_P( OsFileReserving, FailureGivesBackWhatWasTaken ) {
+TEST_P( OsFileReservingTest, FailureGivesBackWhatWasTaken ) {
     const unsigned long long before = space();
     const std::string content = _files.read( "file" );
     for( const unsigned long long size : { 0x1000000U, 0x700000U } ) {
@@ -192,7 +192,7 @@ TEST_P( OsFileReserving, FailureGivesBackWhatWasTaken ) {
     }
 }
 
-TEST_P( OsFileReserving, OnlyTheLengthIsFixedWhereTheVolumeCantTakeSpace ) {
+TEST_P( OsFileReservingTest, OnlyTheLengthIsFixedWhereTheVolumeCantTakeSpace ) {
     for( const int error : { EOPNOTSUPP, ENOSYS } ) {
         makeSparse();
         const FailingCall failing( "fallocate", error );
@@ -202,7 +202,7 @@ TEST_P( OsFileReserving, OnlyTheLengthIsFixedWhereTheVolumeCantTakeSpace ) {
     }
 }
 
-TEST_P( OsFileReserving, GoesOnAfterSignalsWithSmallerPieces ) {
+TEST_P( OsFileReservingTest, GoesOnAfterSignalsWithSmallerPieces ) {
     const CallHook signals( "fallocate", []( const SystemCall& made ) {
         return made.size > 0x100000 || made.number % 2 == 0 ? EINTR : 0;
     } );
@@ -213,14 +213,14 @@ TEST_P( OsFileReserving, GoesOnAfterSignalsWithSmallerPieces ) {
     EXPECT_GE( space(), 0x1000000U );
 }
 
-TEST_P( OsFileReserving, RefusesALengthThatNoFileCanHave ) {
+TEST_P( OsFileReservingTest, RefusesALengthThatNoFileCanHave ) {
     for( const auto size : { 0x7fffffffffffffffULL, 0x8000000000000000ULL, ~0ULL } ) {
         EXPECT_ANY_THROW( reserve( size ) ) << size;
     }
     EXPECT_EQ( length(), 0x800000U );
 }
 
-TEST( OsFileWriterReserving, PositionIsTheLengthAfterwardsAndAsBeforeAfterAFailure ) {
+TEST( OsFileWriterReservingTest, PositionIsTheLengthAfterwardsAndAsBeforeAfterAFailure ) {
     const TestFiles files( "file" );
     // With a hole, which is searched for.
     fs::resize_file( files.at( "file" ), 0x100000 );

@@ -19,7 +19,7 @@ using ::testing::ContainsRegex;
 
 constexpr OsFileTypes::Permissions PERMISSIONS( 3, 1, 1 );
 
-TEST( OsFsUtils, WildcardsOfTheLastComponentFindFiles ) {
+TEST( OsFsUtilsTest, WildcardsOfTheLastComponentFindFiles ) {
     const TestFiles files(
         "dir/shot.0001.exr dir/a*b dir/back\\slash \xc3\xa4 empty/ lost>nothing" );
     for( const char* name : { "dir", "dir/", "dir/shot.0001.exr", "dir/shot.*.exr", "dir/a*b",
@@ -35,7 +35,7 @@ TEST( OsFsUtils, WildcardsOfTheLastComponentFindFiles ) {
     EXPECT_TRUE( OsFsUtils::fileExists( OsFilePath( "/et?" ) ) );
 }
 
-TEST( OsFsUtils, MakesAPathWithAllItsMissingParents ) {
+TEST( OsFsUtilsTest, MakesAPathWithAllItsMissingParents ) {
     const struct {
         const char *_path, *_top;
         bool _isDirectory;
@@ -67,7 +67,7 @@ TEST( OsFsUtils, MakesAPathWithAllItsMissingParents ) {
     }
 }
 
-TEST( OsFsUtils, AParentThatMayNotBeMadeIsPassedOver ) {
+TEST( OsFsUtilsTest, AParentThatMayNotBeMadeIsPassedOver ) {
     const TestFiles files( "server/" );
     // The server's own directories exist but deny to be made.
     const CallHook denying( "mkdirat", []( const SystemCall& call ) {
@@ -77,7 +77,7 @@ TEST( OsFsUtils, AParentThatMayNotBeMadeIsPassedOver ) {
     EXPECT_TRUE( fs::is_directory( files.at( "server/dir" ) ) );
 }
 
-TEST( OsFsUtils, MakesAndRemovesDirectoriesAndFiles ) {
+TEST( OsFsUtilsTest, MakesAndRemovesDirectoriesAndFiles ) {
     const TestFiles files;
     OsFsUtils::createDir( files.path( "dir" ), false );
     OsFsUtils::createDir( files.path( "dir" ), true );
@@ -91,7 +91,7 @@ TEST( OsFsUtils, MakesAndRemovesDirectoriesAndFiles ) {
     EXPECT_EQ( files.count(), 0 );
 }
 
-TEST( OsFsUtils, LinksWhereItCanAndTellsWhyWhereItCannot ) {
+TEST( OsFsUtilsTest, LinksWhereItCanAndTellsWhyWhereItCannot ) {
     const TestFiles files( "from=text link>from" );
     OsFsUtils::createHardLink( files.path( "link" ), files.path( "to" ) );
     EXPECT_TRUE( fs::equivalent( files.at( "from" ), files.at( "to" ) ) );
@@ -111,7 +111,7 @@ TEST( OsFsUtils, LinksWhereItCanAndTellsWhyWhereItCannot ) {
                  tells( "", from, to ) );
 }
 
-TEST( OsFsUtils, CopiesWhereThereCannotBeALink ) {
+TEST( OsFsUtilsTest, CopiesWhereThereCannotBeALink ) {
     const TestFiles files( "from=text" );
     const auto linkOrCopy = [&]( const char* from, const char* to ) {
         OsFsUtils::hardLinkOrCopy( files.path( from ), files.path( to ) );
@@ -132,7 +132,7 @@ TEST( OsFsUtils, CopiesWhereThereCannotBeALink ) {
     EXPECT_EQ( never.nbCalls(), 0 );
 }
 
-TEST( OsFsUtils, TellsTheFileSystemsTimeAndLeavesNoFile ) {
+TEST( OsFsUtilsTest, TellsTheFileSystemsTimeAndLeavesNoFile ) {
     const TestFiles files( "file" );
     const OsDateTypes::DateRep before(
         *OPtr<OsDateTypes::DateRep>( OsFile( files.path( "file" ) ).getLastModificationTime() ) );
@@ -144,7 +144,7 @@ TEST( OsFsUtils, TellsTheFileSystemsTimeAndLeavesNoFile ) {
     EXPECT_EQ( files.count(), 1 );
 }
 
-TEST( OsFsUtils, TellsTheVolumesSpaceAndTheNullDevice ) {
+TEST( OsFsUtilsTest, TellsTheVolumesSpaceAndTheNullDevice ) {
     const TestFiles files;
     struct statvfs status {};
     ASSERT_EQ( ::statvfs( files.at( "" ).c_str(), &status ), 0 );
@@ -181,7 +181,7 @@ constexpr const char* MOUNTS =
     "44 22 0:55 / /moved rw - autofs none rw\n"
     "torn\n39 22 0:53 / - -\n";
 
-TEST( OsDriveEntryDescriptor, FindsTheVolumesThatAPersonLooksForAndNamesThem ) {
+TEST( OsDriveEntryDescriptorTest, FindsTheVolumesThatAPersonLooksForAndNamesThem ) {
     std::vector<std::string> labels;
     for( const Mount& mount :
          selectVolumes( parseMountTable( MOUNTS ), []( const Mount& ) { return true; } ) ) {
@@ -198,7 +198,7 @@ TEST( OsDriveEntryDescriptor, FindsTheVolumesThatAPersonLooksForAndNamesThem ) {
                               "3 Local Disk (/processing)", "3 Local Disk (/moved/here)" ) );
 }
 
-TEST( OsDriveEntryDescriptor, ListsThisMachinesVolumes ) {
+TEST( OsDriveEntryDescriptorTest, ListsThisMachinesVolumes ) {
     EXPECT_FALSE( OsFsUtils::supportDrives() );
     const OPtr<Vector<OsDriveInfo>> drives( OsFsUtils::getAllDriveInfo() );
     const auto root = std::find_if( drives->begin(), drives->end(), []( const OsDriveInfo& drive ) {
@@ -221,7 +221,7 @@ TEST( OsDriveEntryDescriptor, ListsThisMachinesVolumes ) {
     EXPECT_EQ( nbSeen, drives->size() );
 }
 
-TEST( OsDriveEntryDescriptor, AVolumeThatCannotBeAskedIsStillTold ) {
+TEST( OsDriveEntryDescriptorTest, AVolumeThatCannotBeAskedIsStillTold ) {
     const CallHook failing( nullptr, []( const SystemCall& call ) {
         const std::string name( call.name );
         return name == "statx" || name == "statvfs" ? EIO : 0;
@@ -234,7 +234,7 @@ TEST( OsDriveEntryDescriptor, AVolumeThatCannotBeAskedIsStillTold ) {
     EXPECT_EQ( drive->getType(), OsFileTypes::DIRECTORY );
 }
 
-TEST( OsFileUtils, UniqueNamesDifferAndKeepTheirParts ) {
+TEST( OsFileUtilsTest, UniqueNamesDifferAndKeepTheirParts ) {
     const TestFiles files;
     const char* const uuid = "[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}";
     const auto name = [&]( const char* prefix, const char* extension ) {
@@ -255,7 +255,7 @@ TEST( OsFileUtils, UniqueNamesDifferAndKeepTheirParts ) {
     EXPECT_EQ( directory.getDirectoryName(), files.path( "new" ) );
 }
 
-TEST( OsFileUtils, OnlyRegularFilesUpToTheBoundAreRead ) {
+TEST( OsFileUtilsTest, OnlyRegularFilesUpToTheBoundAreRead ) {
     const TestFiles files( "file=content empty folder/ link>file pipe|" );
     constexpr std::size_t MOST = 7;
     std::optional<std::string> text;
@@ -284,7 +284,7 @@ TEST( OsFileUtils, OnlyRegularFilesUpToTheBoundAreRead ) {
     }
 }
 
-TEST( OsFileUtils, WalkDividesAPathIntoWhatExistsAndWhatIsMissing ) {
+TEST( OsFileUtilsTest, WalkDividesAPathIntoWhatExistsAndWhatIsMissing ) {
     const TestFiles files( "a/b/file" );
     const OsWorkingDirectory::Guard working( files.path() );
     const OsFilePath here = OsFilePath::getCurrentDir();

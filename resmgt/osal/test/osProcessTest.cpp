@@ -36,7 +36,7 @@ bool hasChildren() {
     return ::waitid( P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT ) == 0;
 }
 
-TEST( OsProcess, WaitTellsHowTheChildEndedAsOftenAsItIsAsked ) {
+TEST( OsProcessTest, WaitTellsHowTheChildEndedAsOftenAsItIsAsked ) {
     const std::tuple<const char*, int, int> cases[] = { { "exit 0", 0, 0 },
                                                         { "exit 255", 255, 0 },
                                                         { "kill -KILL $$", 0, SIGKILL },
@@ -67,7 +67,7 @@ TEST( OsProcess, WaitTellsHowTheChildEndedAsOftenAsItIsAsked ) {
     EXPECT_FALSE( hasChildren() );
 }
 
-TEST( OsProcess, ChildGetsArgumentsAndEnvironmentAndIsFoundInThePath ) {
+TEST( OsProcessTest, ChildGetsArgumentsAndEnvironmentAndIsFoundInThePath ) {
     const TestFiles files;
     files.write( "program", "#!/bin/sh\nprintf '%s\\n' \"$QV_TEST_VARIABLE\" \"$@\" > \"$1\"\n" );
     fs::permissions( files.at( "program" ), fs::perms::owner_all );
@@ -81,7 +81,7 @@ TEST( OsProcess, ChildGetsArgumentsAndEnvironmentAndIsFoundInThePath ) {
     EXPECT_EQ( files.read( "out put" ), "a b\xFF\n" + output + "\n\n'*' $x\n" );
 }
 
-TEST( OsProcess, ChildHasItsStandardStreamsAlone ) {
+TEST( OsProcessTest, ChildHasItsStandardStreamsAlone ) {
     const std::string hasNoOther = "for f in /proc/$$/fd/*; do case ${f##*/} in [012]) ;; "
                                    "*) test ! -e $f || exit 1;; esac; done; ";
     // What another library opened without marking it.
@@ -113,7 +113,7 @@ TEST( OsProcess, ChildHasItsStandardStreamsAlone ) {
     ::close( input );
 }
 
-TEST( OsProcess, SignalsThatAreBlockedOrIgnoredHereEndTheChild ) {
+TEST( OsProcessTest, SignalsThatAreBlockedOrIgnoredHereEndTheChild ) {
     sigset_t all;
     sigset_t former;
     ::sigfillset( &all );
@@ -125,7 +125,7 @@ TEST( OsProcess, SignalsThatAreBlockedOrIgnoredHereEndTheChild ) {
     std::signal( SIGPIPE, handler );
 }
 
-TEST( OsProcess, ProgramThatCannotBeStartedIsToldWithTheReasonAndLeavesNothing ) {
+TEST( OsProcessTest, ProgramThatCannotBeStartedIsToldWithTheReasonAndLeavesNothing ) {
     const TestFiles files( "text broken=none" );
     fs::permissions( files.at( "broken" ), fs::perms::owner_all );
     const std::pair<std::string, int> cases[] = { { files.at( "absent" ), ENOENT },
@@ -155,7 +155,7 @@ TEST( OsProcess, ProgramThatCannotBeStartedIsToldWithTheReasonAndLeavesNothing )
     EXPECT_EQ( process.wait().status, 5 );
 }
 
-TEST( OsProcess, ChildThatIsLeftAloneGoesOnAndIsCleanedUpAfterItsEnd ) {
+TEST( OsProcessTest, ChildThatIsLeftAloneGoesOnAndIsCleanedUpAfterItsEnd ) {
     const TestFiles files( "fifo|" );
     {
         OsProcess process;

@@ -6,7 +6,7 @@ namespace Qv {
 namespace {
 
 /// Where nothing but the test's own files is seen.
-class OsTempDirectory : public ::testing::Test {
+class OsTempDirectoryTest : public ::testing::Test {
 protected:
     /// What `prepare` says.
     static std::string prepare() {
@@ -23,7 +23,7 @@ protected:
     const ScopedEnvironment _cache{ "XDG_CACHE_HOME", _files.at( "cache" ).c_str() };
 };
 
-TEST_F( OsTempDirectory, IsTheUsersAloneOrTheNextBestWithTheReason ) {
+TEST_F( OsTempDirectoryTest, IsTheUsersAloneOrTheNextBestWithTheReason ) {
     _files.setMode( "mine", 0755 );
     const std::string usual = "tmp/ombra";
     const struct {
@@ -82,7 +82,7 @@ TEST_F( OsTempDirectory, IsTheUsersAloneOrTheNextBestWithTheReason ) {
     EXPECT_EQ( OsFilePath::getTempDir(), _files.path( usual ) );
 }
 
-TEST_F( OsTempDirectory, NoPlaceAtAllIsAFailureThatNamesThemAll ) {
+TEST_F( OsTempDirectoryTest, NoPlaceAtAllIsAFailureThatNamesThemAll ) {
     const ScopedEnvironment tmpDir( "TMPDIR", _files.at( "none" ).c_str() );
     _files.write( "cache" );
     EXPECT_THAT( prepare(), tells( "OsFilePath::getTempDir", "There is no directory for temporary",
@@ -90,7 +90,7 @@ TEST_F( OsTempDirectory, NoPlaceAtAllIsAFailureThatNamesThemAll ) {
                                    "/cache/ombra' can't be made: Not a directory" ) );
 }
 
-TEST_F( OsTempDirectory, SomebodyWhoIsQuickerLeadsNowhere ) {
+TEST_F( OsTempDirectoryTest, SomebodyWhoIsQuickerLeadsNowhere ) {
     const struct stat before = _files.facts( "theirs" );
     long nbCalls = 1;
     for( long number = 1; number <= nbCalls; ++number ) {
@@ -111,7 +111,7 @@ TEST_F( OsTempDirectory, SomebodyWhoIsQuickerLeadsNowhere ) {
     EXPECT_GT( nbCalls, 3 );
 }
 
-TEST_F( OsTempDirectory, TheOneForTestsIsTakenAsItIs ) {
+TEST_F( OsTempDirectoryTest, TheOneForTestsIsTakenAsItIs ) {
     const ScopedEnvironment testDir( "QV_TEST_DIR", _files.at( "test" ).c_str() );
     const mode_t former = ::umask( 022 );
     EXPECT_EQ( prepare(), "" );

@@ -44,7 +44,7 @@ void expectOwnName( const fs::path& file ) {
 }
 
 // Runs itself in copies of this program.
-TEST( OsUtils, ModuleNameIsThatOfTheExecutableAlsoOnceItIsRemoved ) {
+TEST( OsUtilsTest, ModuleNameIsThatOfTheExecutableAlsoOnceItIsRemoved ) {
     if( const char* const own = std::getenv( COPY_VARIABLE ) ) {
         expectOwnName( own );
         fs::remove( own );
@@ -64,7 +64,7 @@ TEST( OsUtils, ModuleNameIsThatOfTheExecutableAlsoOnceItIsRemoved ) {
     }
 }
 
-TEST( OsUtils, ProcessHostAndUserAreTold ) {
+TEST( OsUtilsTest, ProcessHostAndUserAreTold ) {
     EXPECT_EQ( OsUtils::getPid(), ::getpid() );
     EXPECT_EQ( OsUtils::getHostName(), firstLine( "/proc/sys/kernel/hostname" ) );
     const std::string account = accountOf( ::getuid() );
@@ -90,7 +90,7 @@ TEST( OsUtils, ProcessHostAndUserAreTold ) {
     }
 }
 
-TEST( OsUtils, HardwareAddressIsOneOfThisMachinesAndTheMakersIfThereIsOne ) {
+TEST( OsUtilsTest, HardwareAddressIsOneOfThisMachinesAndTheMakersIfThereIsOne ) {
     std::set<std::string> addresses[2];
     for( const auto& entry : fs::directory_iterator( "/sys/class/net" ) ) {
         const std::string address = firstLine( entry.path() / "address" );
@@ -103,7 +103,7 @@ TEST( OsUtils, HardwareAddressIsOneOfThisMachinesAndTheMakersIfThereIsOne ) {
     EXPECT_TRUE( expected.empty() ? address.empty() : expected.contains( address ) ) << address;
 }
 
-TEST( OsUtils, SleepLastsWholeSecondsThroughSignals ) {
+TEST( OsUtilsTest, SleepLastsWholeSecondsThroughSignals ) {
     using std::chrono::steady_clock;
     const CallHook storm( "clock_nanosleep",
                           []( const SystemCall& call ) { return call.number <= 3 ? EINTR : 0; } );
@@ -113,7 +113,7 @@ TEST( OsUtils, SleepLastsWholeSecondsThroughSignals ) {
     EXPECT_EQ( storm.nbCalls(), 4 );
 }
 
-TEST( OsUtils, ExitOnCrashRunsNoHandlerAndFlushesNothing ) {
+TEST( OsUtilsTest, ExitOnCrashRunsNoHandlerAndFlushesNothing ) {
     EXPECT_EXIT(
         {
             std::atexit( [] { std::fputs( "handler", stderr ); } );
@@ -208,7 +208,7 @@ std::string fileOf( const char* name ) {
     return file;
 }
 
-TEST( OsSharedLib, LibraryIsFoundAsTheSystemFindsItAndUnloadedAtTheEnd ) {
+TEST( OsSharedLibTest, LibraryIsFoundAsTheSystemFindsItAndUnloadedAtTheEnd ) {
     // Belongs to the system, and to nothing that a test program is linked with.
     constexpr const char* LIBRARY = "libBrokenLocale.so.1";
     ASSERT_FALSE( isLoaded( LIBRARY ) );
@@ -222,7 +222,7 @@ TEST( OsSharedLib, LibraryIsFoundAsTheSystemFindsItAndUnloadedAtTheEnd ) {
     EXPECT_FALSE( isLoaded( LIBRARY ) );
 }
 
-TEST( OsSharedLib, FunctionsOfAFileOfAnyNameCanBeCalled ) {
+TEST( OsSharedLibTest, FunctionsOfAFileOfAnyNameCanBeCalled ) {
     const TestFiles files;
     const fs::path copy = files.at( std::string( "a \xFF (1)" ) + OsSharedLib::getSuffix() );
     fs::copy_file( fileOf( "libm.so.6" ), copy );
@@ -233,7 +233,7 @@ TEST( OsSharedLib, FunctionsOfAFileOfAnyNameCanBeCalled ) {
                "Function 'absent' not found in dynamic library '" + copy.string() + "'" );
 }
 
-TEST( OsSharedLib, WhatIsNoLibraryIsToldWithPathAndReason ) {
+TEST( OsSharedLibTest, WhatIsNoLibraryIsToldWithPathAndReason ) {
     const TestFiles files( "text.so=none" );
     const std::pair<OsFilePath, const char*> cases[] = {
         { "", "No such file" },

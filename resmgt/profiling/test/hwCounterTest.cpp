@@ -21,7 +21,7 @@ constexpr std::uint64_t LAST_STAMP = std::numeric_limits<std::uint64_t>::max();
 
 const std::uint64_t stampBeforeMain = HwCounter::timeStamp();
 
-TEST( HwCounter, aRateIsHalvedUntilAnIntHoldsItAndSoAreTheStamps ) {
+TEST( HwCounterTest, ARateIsHalvedUntilAnIntHoldsItAndSoAreTheStamps ) {
     const std::tuple<std::uint64_t, int, int> cases[] = { { 1, 1, 0 },
                                                           { 0x7fffffff, 0x7fffffff, 0 },
                                                           { 0x80000000, 0x40000000, 1 },
@@ -42,7 +42,7 @@ TEST( HwCounter, aRateIsHalvedUntilAnIntHoldsItAndSoAreTheStamps ) {
     EXPECT_THROW( HwCounterIA32( 0 ), ExAssertionFailed );
 }
 
-TEST( HwCounter, secondsHaveASignAndSpanTheEndOfTheStamps ) {
+TEST( HwCounterTest, SecondsHaveASignAndSpanTheEndOfTheStamps ) {
     const HwCounterIA32 engine( 1000 );
     EXPECT_DOUBLE_EQ( engine.seconds( 3, 5 ), 0.002 );
     EXPECT_DOUBLE_EQ( engine.seconds( 5, 3 ), -0.002 );
@@ -55,7 +55,7 @@ double systemSeconds() {
     return static_cast<double>( time.tv_sec ) + static_cast<double>( time.tv_nsec ) * 1e-9;
 }
 
-TEST( HwCounter, secondsAreThoseOfTheSystemFromBeforeThePackagesStartOn ) {
+TEST( HwCounterTest, SecondsAreThoseOfTheSystemFromBeforeThePackagesStartOn ) {
     EXPECT_GT( HwCounter::seconds( 0, stampBeforeMain ), 0.0 );
     EXPECT_GT( HwCounter::seconds( stampBeforeMain, HwCounter::timeStamp() ), 0.0 );
     const double before = systemSeconds();
@@ -67,7 +67,7 @@ TEST( HwCounter, secondsAreThoseOfTheSystemFromBeforeThePackagesStartOn ) {
     EXPECT_EQ( text.str(), "Rate         = 1000000000\nCycle        = 1e-09 seconds\n" );
 }
 
-TEST( HwCounter, noStampIsOlderThanOneThatAnotherThreadHasPublishedBefore ) {
+TEST( HwCounterTest, NoStampIsOlderThanOneThatAnotherThreadHasPublishedBefore ) {
     std::atomic<std::uint64_t> published{ 0 };
     std::atomic<bool> isOver{ false };
     TestThread publisher( [&] {

@@ -24,7 +24,7 @@ void workInKernel() {
     }
 }
 
-TEST( PrProcessTimes, userAndKernelTimeGrowWhereTheWorkIsDoneAndSwappedMomentsAreNegative ) {
+TEST( PrProcessTimesTest, UserAndKernelTimeGrowWhereTheWorkIsDoneAndSwappedMomentsAreNegative ) {
     const auto expectGrowth = []( void ( *work )(), auto told ) {
         const PrProcessTimes before;
         const auto hasGrown = [&] {
@@ -38,7 +38,7 @@ TEST( PrProcessTimes, userAndKernelTimeGrowWhereTheWorkIsDoneAndSwappedMomentsAr
     expectGrowth( workInKernel, PrProcessTimes::cpuKernelTime );
 }
 
-TEST( PrProcessTimes, theTimerTellsAllThreadsProcessorTimeBetweenStartAndStop ) {
+TEST( PrProcessTimesTest, TheTimerTellsAllThreadsProcessorTimeBetweenStartAndStop ) {
     PrProcessTimer timer;
     EXPECT_EQ( timer.cpuTime(), 0.0 );
     EXPECT_EQ( timer.realTime(), 0.0 );

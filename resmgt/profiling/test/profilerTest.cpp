@@ -44,7 +44,7 @@ void run( ProfilerBase& profiler, const Cycles& cycles ) {
     }
 }
 
-TEST( Profiler, statisticsAreThoseComputedByHand ) {
+TEST( ProfilerTest, StatisticsAreThoseComputedByHand ) {
     const struct {
         Cycles cycles;
         double total, average, minimum, maximum, deviation;
@@ -73,7 +73,7 @@ TEST( Profiler, statisticsAreThoseComputedByHand ) {
     }
 }
 
-TEST( Profiler, reportsHaveTheirForms ) {
+TEST( ProfilerTest, ReportsHaveTheirForms ) {
     Profiler<ScriptedTimer> profiler( "old" );
     profiler.setName( "decode" );
     run( profiler, { { 0.5 }, { 1.5 }, { 1.0 } } );
@@ -98,7 +98,7 @@ TEST( Profiler, reportsHaveTheirForms ) {
     EXPECT_THAT( profiler.getLogText(), testing::HasSubstr( "124858368.000000000\n        Stan" ) );
 }
 
-TEST( Profiler, theConsolidatorCountsCyclesOfAllAndNoneOfAProfilerWithoutAny ) {
+TEST( ProfilerTest, TheConsolidatorCountsCyclesOfAllAndNoneOfAProfilerWithoutAny ) {
     ProfConsolidator consolidator;
     EXPECT_EQ( consolidator.minTime(), 0.0 );
     EXPECT_EQ( consolidator.averageTime(), 0.0 );
@@ -114,11 +114,11 @@ TEST( Profiler, theConsolidatorCountsCyclesOfAllAndNoneOfAProfilerWithoutAny ) {
 }
 
 template <class T>
-class IntervalTimers : public testing::Test {};
+class IntervalTimersTest : public testing::Test {};
 using AllIntervalTimers = testing::Types<HwIntervalTimer, TodIntervalTimer>;
-TYPED_TEST_SUITE( IntervalTimers, AllIntervalTimers );
+TYPED_TEST_SUITE( IntervalTimersTest, AllIntervalTimers );
 
-TYPED_TEST( IntervalTimers, theTimeRunsFromTheLastStartToTheLastStopAndProfilersAddItUp ) {
+TYPED_TEST( IntervalTimersTest, TheTimeRunsFromTheLastStartToTheLastStopAndProfilersAddItUp ) {
     // What the clocks may differ by: the time of day counts in microseconds, and is steered.
     constexpr double TOLERANCE = 1e-4;
     const auto seconds = [] {
@@ -146,7 +146,7 @@ TYPED_TEST( IntervalTimers, theTimeRunsFromTheLastStartToTheLastStopAndProfilers
     EXPECT_EQ( timer.timeInterval(), 0.0 );
 }
 
-TEST( PrEx, aFailureTellsWhatWasWrong ) {
+TEST( PrExTest, AFailureTellsWhatWasWrong ) {
     EXPECT_STREQ( PrEx::ExUnsupported( QV_HERE ).getReason(),
                   "Functionality unsupported by profiling package." );
     EXPECT_STREQ( PrEx::ExIllegalCounterIndex( QV_HERE, -7 ).getReason(),

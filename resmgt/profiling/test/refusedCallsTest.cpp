@@ -63,7 +63,7 @@ OPtr<PeriodicTimer> makeTimer() {
     return PeriodicTimer::create( 0.001 );
 }
 
-TEST( RefusedCalls, eachIsToldWithItsPlaceAndTheSystemsReason ) {
+TEST( RefusedCallsTest, EachIsToldWithItsPlaceAndTheSystemsReason ) {
     const Sleeper& plain = Sleeper::getInstance();
     const Sleeper& highRes = Sleeper::getHighResInstance();
     const OPtr<PeriodicTimer> timer( makeTimer() );
@@ -96,7 +96,7 @@ TEST( RefusedCalls, eachIsToldWithItsPlaceAndTheSystemsReason ) {
     EXPECT_THROW( HwCounter::timeStamp(), ExSysErrorANSI );
 }
 
-TEST( RefusedCalls, aStoppedPackageHasNoSleepersAndAStartThatFailsCanBeTriedAgain ) {
+TEST( RefusedCallsTest, AStoppedPackageHasNoSleepersAndAStartThatFailsCanBeTriedAgain ) {
     InPackageFrame& frame = InPackageFrame::getInstance();
     frame.stop();
     EXPECT_THROW( Sleeper::getInstance(), InSingletonEx::ExAlreadyDestroyed );

@@ -31,7 +31,7 @@ long nbSleeps() {
     return usage.ru_nvcsw;
 }
 
-TEST( Sleeper, aSleepLastsAtLeastAsLongAsAskedThePlainOneInWholeMilliseconds ) {
+TEST( SleeperTest, ASleepLastsAtLeastAsLongAsAskedThePlainOneInWholeMilliseconds ) {
     const Sleeper& plain = Sleeper::getInstance();
     const Sleeper& highRes = Sleeper::getHighResInstance();
     const struct {
@@ -55,7 +55,7 @@ TEST( Sleeper, aSleepLastsAtLeastAsLongAsAskedThePlainOneInWholeMilliseconds ) {
     EXPECT_LE( highRes.getResolution(), plain.getResolution() );
 }
 
-TEST( Sleeper, timesAreCutToWhatTheClockCanExpress ) {
+TEST( SleeperTest, TimesAreCutToWhatTheClockCanExpress ) {
     for( const double none : { -INF, NOT_A_NUMBER, 0.0, 4e-10 } ) {
         EXPECT_EQ( PrClockPosix::toInterval( none ), 0 ) << none;
     }
@@ -80,7 +80,7 @@ void onSignal( int ) {
     nbSignals.fetch_add( 1, std::memory_order_relaxed );
 }
 
-TEST( Sleeper, aStormOfSignalsShortensNoSleepAndTheThreadsSlackIsAsBefore ) {
+TEST( SleeperTest, AStormOfSignalsShortensNoSleepAndTheThreadsSlackIsAsBefore ) {
     constexpr unsigned long SLACK = 54'321;
     constexpr int NB_SIGNALS = 100;
     const auto former = ::signal( SIGUSR1, onSignal );
@@ -111,7 +111,7 @@ TEST( Sleeper, aStormOfSignalsShortensNoSleepAndTheThreadsSlackIsAsBefore ) {
     ::signal( SIGUSR1, former );
 }
 
-TEST( PeriodicTimer, aWaitEndsAtTheNextBeatHoweverLateItBegins ) {
+TEST( PeriodicTimerTest, AWaitEndsAtTheNextBeatHoweverLateItBegins ) {
     constexpr double INTERVAL = 0.002;
     const OPtr<PeriodicTimer> timer( PeriodicTimer::create( INTERVAL ) );
     const auto expectAtLeast = [&]( std::uint64_t count ) {
@@ -134,7 +134,7 @@ TEST( PeriodicTimer, aWaitEndsAtTheNextBeatHoweverLateItBegins ) {
     EXPECT_EQ( nbSleeps(), nbBefore );
 }
 
-TEST( PeriodicTimer, anIntervalIsAtLeastTheResolutionAndAnyCountAMomentOfTheClock ) {
+TEST( PeriodicTimerTest, AnIntervalIsAtLeastTheResolutionAndAnyCountAMomentOfTheClock ) {
     for( const double wrong : { -1.0, PeriodicTimer::getResolution() / 2, NOT_A_NUMBER } ) {
         EXPECT_THROW( OPtr<PeriodicTimer>( PeriodicTimer::create( wrong ) ), ExAssertionFailed );
     }

@@ -54,7 +54,7 @@ const std::map<std::string, std::string> graph = {
     { "usageMetrics", "base" },
 };
 
-TEST( LibraryTest, everyPackageDeclaresItsDependenciesAndStartsAfterThem ) {
+TEST( LibraryTest, EveryPackageDeclaresItsDependenciesAndStartsAfterThem ) {
     std::map<std::string, std::string> declared;
     std::map<std::type_index, std::string> started;
     for( const InPackageInit* const package : InPackageFrame::getInstance().getStartedPackages() ) {
@@ -69,7 +69,7 @@ TEST( LibraryTest, everyPackageDeclaresItsDependenciesAndStartsAfterThem ) {
     EXPECT_EQ( declared, graph );
 }
 
-TEST( LibraryTest, theLibraryRegistersOneRecordThatFitsTogether ) {
+TEST( LibraryTest, TheLibraryRegistersOneRecordThatFitsTogether ) {
     const InBuildInfo* info = nullptr;
     for( const InBuildInfo* const candidate : InBuildInfoUtil::getInfos() ) {
         if( std::strcmp( candidate->getLibraryName(), "libQvresmgt" ) == 0 ) {

@@ -37,7 +37,7 @@ public:
     ~Restart() { InPackageFrame::getInstance().start(); }
 };
 
-TEST( SubstitutionPatterns, eachExpandsToTheValueOfTheMomentInAllSpellings ) {
+TEST( SubstitutionPatternsTest, EachExpandsToTheValueOfTheMomentInAllSpellings ) {
     const TempDirectory temp;
     const OsWorkingDirectory::Guard inTemp( temp.path().c_str() );
     const std::string home = std::filesystem::current_path();
@@ -77,7 +77,7 @@ TEST( SubstitutionPatterns, eachExpandsToTheValueOfTheMomentInAllSpellings ) {
     }
 }
 
-TEST( SubstitutionPatterns, theEnvironmentIsThatOfTheStartAndAStopLeavesNoPattern ) {
+TEST( SubstitutionPatternsTest, TheEnvironmentIsThatOfTheStartAndAStopLeavesNoPattern ) {
     const std::pair<std::string, std::string> variables[] = {
         { "QV_PLAIN", "a<Date>b" },
         { "QV_EMPTY", "" },
@@ -107,7 +107,7 @@ TEST( SubstitutionPatterns, theEnvironmentIsThatOfTheStartAndAStopLeavesNoPatter
     }
 }
 
-TEST( SubstitutionPatterns, aRegistrationThatFailsLeavesNoPattern ) {
+TEST( SubstitutionPatternsTest, ARegistrationThatFailsLeavesNoPattern ) {
     const ScopedEnvironment variable( "QV_TAKEN", "value" );
     CbFunction<std::string> other( []( std::string& text ) { text = "other"; } );
     SubstitutionPatterns::unregisterAll();
@@ -121,7 +121,7 @@ TEST( SubstitutionPatterns, aRegistrationThatFailsLeavesNoPattern ) {
     EXPECT_EQ( expand( "<Env:QV_TAKEN>" ), "value" );
 }
 
-TEST( SubstitutionPatterns, theApplicationsVersionNeedsItsRecord ) {
+TEST( SubstitutionPatternsTest, TheApplicationsVersionNeedsItsRecord ) {
     ASSERT_FALSE( InBuildInfoMgr::isAppInfoRegistered() );
     EXPECT_EQ( expand( "v<AppVersion>" ), "v<AppVersion>" );
     InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new FakeBuildInfo( "painter" ) ) );

@@ -21,18 +21,18 @@ namespace {
     while( goesOn ) {}
 }
 
-TEST( OddTest, sleepingAndSpinning ) {
+TEST( OddTest, SleepingAndSpinning ) {
     volatile bool goesOn = true;
     TestThread spinner( [&] { spinForEver( goesOn ); } );
     TestThread sleeper( [] { sleepAtAGateThatNobodyOpens(); } );
     sleeper.join();
 }
 
-TEST( OddTest, threadsException ) {
+TEST( OddTest, ThreadsException ) {
     TestThread thread( [] { throw std::runtime_error( "from the thread" ); } );
 }
 
-TEST( OddTest, printSeed ) {
+TEST( OddTest, PrintSeed ) {
     EXPECT_EQ( testSeed(), 1234567890123U );
 }
 

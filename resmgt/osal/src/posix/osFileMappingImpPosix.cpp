@@ -30,10 +30,10 @@ bool OsFileMappingImp::open( const OsFilePath& path, bool readOnly ) {
 }
 
 bool OsFileMappingImp::map( unsigned long long offset, unsigned long long size, bool readOnly ) {
-    constexpr unsigned long long lastOffset = std::numeric_limits<off_t>::max();
+    constexpr unsigned long long LAST_OFFSET = std::numeric_limits<off_t>::max();
     const int file = static_cast<int>( _file );
     struct stat facts;
-    if( ::fstat( file, &facts ) != 0 || offset > lastOffset - size ||
+    if( ::fstat( file, &facts ) != 0 || offset > LAST_OFFSET - size ||
         offset % static_cast<unsigned long long>( ::sysconf( _SC_PAGESIZE ) ) != 0 ) {
         return false;
     }

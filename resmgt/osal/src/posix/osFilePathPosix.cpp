@@ -90,13 +90,13 @@ std::string readSettings( const OsFilePath& path ) {
 /// The quoted value that `line` gives the variable of the documents directory, as the shell would
 /// read it but for "$HOME", which stays.
 std::optional<std::string> getDocumentsValue( std::string_view line ) {
-    constexpr std::string_view assignment = "XDG_DOCUMENTS_DIR=\"";
+    constexpr std::string_view ASSIGNMENT = "XDG_DOCUMENTS_DIR=\"";
     line.remove_prefix( std::min( line.find_first_not_of( " \t" ), line.size() ) );
-    if( !line.starts_with( assignment ) ) {
+    if( !line.starts_with( ASSIGNMENT ) ) {
         return std::nullopt;
     }
     std::string value;
-    for( std::size_t i = assignment.size(); i < line.size() && line[i] != '"'; ++i ) {
+    for( std::size_t i = ASSIGNMENT.size(); i < line.size() && line[i] != '"'; ++i ) {
         if( line[i] == '\\' && i + 1 < line.size() ) {
             ++i;
         }
@@ -108,7 +108,7 @@ std::optional<std::string> getDocumentsValue( std::string_view line ) {
 /// The documents directory that the text of a "user-dirs.dirs" names, empty when it names none that
 /// can be told as a path.
 OsFilePath getDocuments( const std::string& settings, const OsFilePath& home ) {
-    constexpr std::string_view homeVariable = "$HOME";
+    constexpr std::string_view HOME_VARIABLE = "$HOME";
     std::istringstream lines( settings );
     std::string value;
     for( std::string line; std::getline( lines, line ); ) {
@@ -117,11 +117,11 @@ OsFilePath getDocuments( const std::string& settings, const OsFilePath& home ) {
     if( value.find( '\\' ) != std::string::npos ) {
         return {};
     }
-    if( value == homeVariable ) {
+    if( value == HOME_VARIABLE ) {
         return home;
     }
     if( value.starts_with( "$HOME/" ) ) {
-        return home + ( "./" + value.substr( homeVariable.size() ) );
+        return home + ( "./" + value.substr( HOME_VARIABLE.size() ) );
     }
     return value.starts_with( '/' ) ? OsFilePath( value ) : OsFilePath();
 }

@@ -36,8 +36,8 @@ void SleeperPosix::sleep( double seconds ) const {
     if( interval == 0 ) {
         return;
     }
-    constexpr const char* location = "SleeperPosix::sleep()";
-    PrClockPosix::sleepUntil( PrClockPosix::now( location ) + interval, location );
+    constexpr const char* LOCATION = "SleeperPosix::sleep()";
+    PrClockPosix::sleepUntil( PrClockPosix::now( LOCATION ) + interval, LOCATION );
 }
 
 double SleeperHighResPosix::getCurrentTime() const {
@@ -53,10 +53,10 @@ void SleeperHighResPosix::sleep( double seconds ) const {
     if( interval == 0 ) {
         return;
     }
-    constexpr const char* location = "SleeperHighResWindows::sleep()";
-    const std::int64_t deadline = PrClockPosix::now( location ) + interval;
+    constexpr const char* LOCATION = "SleeperHighResWindows::sleep()";
+    const std::int64_t deadline = PrClockPosix::now( LOCATION ) + interval;
     const PrClockPosix::LeastTimerSlack slack;
-    PrClockPosix::sleepUntil( deadline, location );
+    PrClockPosix::sleepUntil( deadline, LOCATION );
 }
 
 } // namespace Qv
