@@ -35,15 +35,12 @@
 
 /// Names end in what is measured, "Mb..." ours, the others the peers.
 ///
-///  lockHeld     a read lock and its end on a buffer that is locked already; beside a counter that
-///  a
-///               mutex guards, up and down again
-///  lockLoaded   the first lock and the last unlock of a buffer in memory, one of a thousand in
-///  turn,
-///               other ones for each thread; beside a look-up and release in two tile caches
-///  traffic      random reads and writes of 64 KiB buffers, four times the limit, in one file;
-///  beside
-///               a plain LRU of malloc'ed tiles. 30 of 100 write.
+/// - lockHeld: a read lock and its end on a buffer that is locked already; beside a counter that a
+///   mutex guards, up and down again.
+/// - lockLoaded: the first lock and the last unlock of a buffer in memory, one of a thousand in
+///   turn, other ones for each thread; beside a look-up and release in two tile caches.
+/// - traffic: random reads and writes of 64 KiB buffers, four times the limit, in one file; beside
+///   a plain LRU of malloc'ed tiles. 30 of 100 write.
 
 namespace {
 
