@@ -6,8 +6,9 @@
 //     timecodes FORMAT index LABEL...
 //     timecodes FORMAT add FORMAT LABEL [FORMAT LABEL]...
 //
-// A format is told by its name or short name, "NTSC DF". The last form adds durations in any
-// formats exactly and prints the sum in the first one.
+// A format is named by its name or short name, "NTSC DF", or by any frame rate: "47.95", "120",
+// with drop-frame "119.88 DF". The last form adds durations in any formats exactly and prints the
+// sum in the first one.
 
 #include <base/init/inInitGuard.h>
 #include <base/text/printable.h>
@@ -25,13 +26,19 @@
 
 namespace {
 
-const Qv::LiTimeCode& findFormat( const std::string& name ) {
-    for( const auto& format : Qv::LiTimeCodeFactory::getInstance() ) {
+Qv::RCShdPtr<Qv::LiTimeCode> findFormat( const std::string& name ) {
+    const Qv::LiTimeCodeFactory& factory = Qv::LiTimeCodeFactory::getInstance();
+    for( const auto& format : factory ) {
         if( format->getName() == name || format->getShortName() == name ) {
-            return *format;
+            return format;
         }
     }
-    throw std::runtime_error( "there is no format \"" + name + "\"; see: timecodes formats" );
+    if( name.find_first_not_of( "0123456789. DF" ) != std::string::npos ) {
+        throw std::runtime_error( "there is no format \"" + name + "\"; see: timecodes formats" );
+    }
+    const bool isDropFrame = name.ends_with( " DF" );
+    const std::string rate = isDropFrame ? name.substr( 0, name.size() - 3 ) : name;
+    return factory.create( Qv::LiStringUtil::convertToDouble( rate ), isDropFrame );
 }
 
 void printRates() {
@@ -77,7 +84,7 @@ void addDurations( const Qv::LiTimeCode& format, const std::vector<std::string>&
     }
     Qv::DtTime total( 0, format.getFrameRate() );
     for( std::size_t i = 0; i < summands.size(); i += 2 ) {
-        total = sum( total, findFormat( summands[i] ).getTime( summands[i + 1] ) );
+        total = sum( total, findFormat( summands[i] )->getTime( summands[i + 1] ) );
     }
     printTime( format, total );
 }
@@ -94,7 +101,8 @@ void runCommand( const std::vector<std::string>& words ) {
         throw std::runtime_error( "say: rates, formats, FORMAT label INDEX, FORMAT index LABEL, or "
                                   "FORMAT add FORMAT LABEL" );
     }
-    const Qv::LiTimeCode& format = findFormat( words[0] );
+    const Qv::RCShdPtr<Qv::LiTimeCode> found = findFormat( words[0] );
+    const Qv::LiTimeCode& format = *found;
     const std::vector<std::string> operands( words.begin() + 2, words.end() );
     if( action == "add" ) {
         return addDurations( format, operands );

@@ -71,7 +71,7 @@ public:
     std::string generate( const DtTimeIndex& frame ) const override;
     std::string generateFromField( const DtTimeIndex& field ) const override;
     std::string generateFromSubFrame( const DtTimeIndex& subFrame ) const override;
-    std::int64_t getFramesPerDay() const override { return _framesPerDay; }
+    std::int64_t getFramesPerDay() const override { return _framesPerDay.getValue(); }
     double getSubFramesPerDay() const override { return _subFramesPerDay; }
     DtTime getTime( int hours, int minutes, int seconds, int frames ) const override;
     DtTime getTime( const std::string& label ) const override;
@@ -107,13 +107,17 @@ private:
     Int toLabel( Int frame ) const;
     template <class Int>
     Int toFrame( Int label ) const;
-    std::int64_t placeInDay( std::int64_t frame ) const;
+    /// The frame of the label of `rest` frames in `minute`, or of the next that isn't left out.
+    template <class Int>
+    Int frameAt( Int minute, Int rest ) const;
     void initializeDrop();
     void initializeSubFrames();
     void checkDropped( std::int64_t minutes, std::int64_t frames, std::int64_t labels ) const;
     void applyFieldFormat( std::string& label, std::int64_t field ) const;
     std::string generateSubFramePctStr( double fraction ) const;
     void appendSubFrames( std::string& label, const DtTime& time, std::int64_t frame ) const;
+    /// Of a label in any form.
+    DtTime readTime( const std::string& label ) const;
     DtTime readSubFrames( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
     DtTime readSubFrameCount( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
     DtTime readSubFrameFraction( LiTimeCodeLabelReader& reader, const DtTime& frameTime ) const;
@@ -122,7 +126,7 @@ private:
     Rational _rate;
     Rational _fieldRate;
     std::int64_t _framesPerHour;
-    std::int64_t _framesPerDay;
+    Divisor _framesPerDay;
     Divisor _framesPerMinute;
     Divisor _framesPerSecond;
     // Frames from one exception to the next, and from one drop to the next; their minutes.
@@ -131,10 +135,16 @@ private:
     Divisor _exceptMinutes;
     Divisor _dropMinutes;
     std::int64_t _droppedPerBlock = 0;
+    /// That of frame 0.
+    std::string _firstLabel;
     std::int64_t _lastHour;
     /// The largest count that a label can have.
     std::int64_t _lastSubFrame = 0;
     double _subFramesPerDay = 0;
+    /// All numbers have two digits.
+    bool _hasUsualForm;
+    // What is read.
+    int _hourDigits;
     int _frameDigits;
     int _subFrameWidth = 0;
     int _subFrameDecimals = 0;

@@ -23,6 +23,12 @@ __extension__ typedef unsigned __int128 UInt128;
 
 constexpr std::int64_t SECONDS_PER_DAY = 86400;
 constexpr std::int64_t MINUTES_PER_DAY = 1440;
+// Where the fields of a label begin, unless there are more than 99 hours, and how long it is in
+// most formats.
+constexpr std::size_t MINUTES_PLACE = 3;
+constexpr std::size_t SECONDS_PLACE = 6;
+constexpr std::size_t FRAMES_PLACE = 9;
+constexpr std::size_t USUAL_SIZE = 11;
 // Below this, counts of labels and frames have room in 64 bits for what drop-frame adds.
 constexpr std::int64_t ROOMY = std::int64_t( 1 ) << 61;
 
@@ -37,6 +43,12 @@ DtTimeIndex checkedIndex( Int128 index, const char* operation ) {
         throw DtTimeEx::ExOutOfRange( QV_HERE, operation );
     }
     return DtTimeIndex( static_cast<std::int64_t>( index ) );
+}
+
+template <class Divisor>
+std::int64_t placeInDay( std::int64_t frame, const Divisor& framesPerDay ) {
+    const std::int64_t place = frame - framesPerDay.divide( frame ) * framesPerDay.getValue();
+    return place < 0 ? place + framesPerDay.getValue() : place;
 }
 
 bool isRoomy( std::int64_t count ) {
@@ -64,6 +76,19 @@ int widthBelow( float limit ) {
     return static_cast<int>( std::ceil( std::log10( limit ) ) );
 }
 
+// Whether `label` has the usual size and the separators of `first`, which has it.
+bool hasSeparatorsOf( const std::string& first, const std::string& label ) {
+    const auto isSame = [&]( std::size_t place ) { return label[place] == first[place]; };
+    return label.size() == USUAL_SIZE && isSame( MINUTES_PLACE - 1 ) &&
+           isSame( SECONDS_PLACE - 1 ) && isSame( FRAMES_PLACE - 1 );
+}
+
+std::string zeroFilled( std::int64_t number, int width ) {
+    std::string text( static_cast<std::size_t>( std::max( width, 1 ) ), '0' );
+    writeInLabel( text, 0, text.size(), static_cast<std::uint64_t>( number ) );
+    return text;
+}
+
 std::int64_t unitsOf( const Rational& rate, std::int64_t seconds ) {
     return rate.getNumerator() * seconds / rate.getDenominator();
 }
@@ -87,11 +112,11 @@ template <class Int>
 Int LiTimeCodeCustom::Divisor::divide( Int dividend ) const {
     if constexpr( std::is_same_v<Int, std::int64_t> ) {
         const auto number = static_cast<std::uint64_t>( dividend );
-        if( number < _limit ) {
+        if( number < _limit ) [[likely]] {
             return static_cast<std::int64_t>( ( UInt128( number ) * _inverse ) >> 64 );
         }
     }
-    return dividend / _value;
+    return _value == 1 ? dividend : dividend / _value;
 }
 
 LiTimeCodeCustom::Args::Args( const LiRateRegistry::Entry& frameRate )
@@ -113,7 +138,7 @@ LiTimeCodeCustom::LiTimeCodeCustom( const Args& args )
     , _otherSeparator( isDropFrame() ? ':' : args.hourMinuteSeparator )
     , _otherFrameSeparator( isDropFrame() ? ';' : args.secondFrameSeparator ) {
     const Rational base = args.rate.getBaseFactorRate();
-    if( base.getNumerator() % base.getDenominator() != 0 || _framesPerDay == 0 ) {
+    if( base.getNumerator() % base.getDenominator() != 0 || _framesPerDay.getValue() == 0 ) {
         throw LiEx::ExBadRate( QV_HERE, args.rate.getEnumName().c_str(),
                                "has no whole number of frames a second for its labels" );
     }
@@ -125,11 +150,18 @@ LiTimeCodeCustom::LiTimeCodeCustom( const Args& args )
         }
         _fieldRate = Rational( static_cast<int>( twice ), _rate.getDenominator() );
     }
-    _frameDigits =
-        std::max( widthBelow( static_cast<float>( args.rate.getStandardRate().getDouble() ) ), 0 );
+    const int frameDigits =
+        widthBelow( static_cast<float>( args.rate.getStandardRate().getDouble() ) );
+    _firstLabel = std::string( "00" ) + args.hourMinuteSeparator + "00" +
+                  args.minuteSecondSeparator + "00" + args.secondFrameSeparator +
+                  zeroFilled( 0, frameDigits );
+    _frameDigits = std::max( frameDigits, nbDigits( _framesPerSecond.getValue() - 1 ) );
     initializeDrop();
     initializeSubFrames();
-    _lastHour = std::max<std::int64_t>( 23, toLabel( _framesPerDay - 1 ) / _framesPerHour );
+    _lastHour =
+        std::max<std::int64_t>( 23, toLabel( _framesPerDay.getValue() - 1 ) / _framesPerHour );
+    _hourDigits = std::max( 2, nbDigits( _lastHour ) );
+    _hasUsualForm = _hourDigits == 2 && _frameDigits == 2 && _firstLabel.size() == USUAL_SIZE;
 }
 
 void LiTimeCodeCustom::initializeDrop() {
@@ -144,7 +176,7 @@ void LiTimeCodeCustom::initializeDrop() {
                                "has drop-frame periods that don't divide a day, or leaves out the "
                                "labels of a whole second" );
     }
-    const std::int64_t blockFrames = _framesPerDay / 24 * _args.dropExceptPeriod / 6;
+    const std::int64_t blockFrames = _framesPerDay.getValue() / 24 * _args.dropExceptPeriod / 6;
     _dropBlockFrames = Divisor( blockFrames );
     _dropMinuteFrames = Divisor( period * _framesPerMinute.getValue() - _args.dropFrames );
     _exceptMinutes = Divisor( exceptMinutes );
@@ -152,7 +184,8 @@ void LiTimeCodeCustom::initializeDrop() {
     _droppedPerBlock = ( exceptMinutes / period - 1 ) * _args.dropFrames;
     const std::int64_t labels = exceptMinutes * _framesPerMinute.getValue() - _droppedPerBlock;
     checkDropped( exceptMinutes, blockFrames, labels );
-    checkDropped( MINUTES_PER_DAY, _framesPerDay, MINUTES_PER_DAY / exceptMinutes * labels );
+    checkDropped( MINUTES_PER_DAY, _framesPerDay.getValue(),
+                  MINUTES_PER_DAY / exceptMinutes * labels );
 }
 
 void LiTimeCodeCustom::checkDropped( std::int64_t minutes, std::int64_t frames,
@@ -176,7 +209,7 @@ void LiTimeCodeCustom::initializeSubFrames() {
         _subFramesPerDay = 1 / _rate.getDouble();
     } else {
         const Rational subRate = _args.subFrameRate.getComputedRate();
-        const DtTime day( _framesPerDay, _rate );
+        const DtTime day( _framesPerDay.getValue(), _rate );
         _subFramesPerDay = static_cast<double>( day.convertRate( subRate ).getIndex().getValue() );
         // A frame lasts `units` / `parts` sub-frames and begins at most `parts` - 1 parts after
         // one.
@@ -220,8 +253,7 @@ Int LiTimeCodeCustom::toLabel( Int frame ) const {
 
 template <class Int>
 Int LiTimeCodeCustom::toFrame( Int label ) const {
-    const Int dropped = _args.dropFrames;
-    if( dropped <= 0 ) {
+    if( _args.dropFrames <= 0 ) {
         return label;
     }
     const bool isNegative = label < 0;
@@ -229,24 +261,26 @@ Int LiTimeCodeCustom::toFrame( Int label ) const {
         label = 2 - label;
     }
     const Int minute = _framesPerMinute.divide( label );
-    const Int rest = label - minute * _framesPerMinute.getValue();
-    const Int nbExceptions = _exceptMinutes.divide( minute );
-    const Int nbPeriods = _dropMinutes.divide( minute );
-    Int frame = label - dropped * ( nbPeriods - nbExceptions );
-    const bool isDropping = nbPeriods * _dropMinutes.getValue() == minute &&
-                            nbExceptions * _exceptMinutes.getValue() != minute;
-    if( isDropping && rest < dropped ) {
-        frame += dropped - rest;
-    }
+    const Int frame = frameAt<Int>( minute, label - minute * _framesPerMinute.getValue() );
     return isNegative ? 2 - frame : frame;
 }
 
-std::int64_t LiTimeCodeCustom::placeInDay( std::int64_t frame ) const {
-    if( frame >= 0 && frame < _framesPerDay ) {
+template <class Int>
+Int LiTimeCodeCustom::frameAt( Int minute, Int rest ) const {
+    const Int label = minute * _framesPerMinute.getValue() + rest;
+    const Int dropped = _args.dropFrames;
+    if( dropped <= 0 ) {
+        return label;
+    }
+    const Int nbExceptions = _exceptMinutes.divide( minute );
+    const Int nbPeriods = _dropMinutes.divide( minute );
+    const Int frame = label - dropped * ( nbPeriods - nbExceptions );
+    if( rest >= dropped ) [[likely]] {
         return frame;
     }
-    const std::int64_t place = frame % _framesPerDay;
-    return place < 0 ? place + _framesPerDay : place;
+    const bool isDropping = nbPeriods * _dropMinutes.getValue() == minute &&
+                            nbExceptions * _exceptMinutes.getValue() != minute;
+    return isDropping ? frame + dropped - rest : frame;
 }
 
 DtTimeIndex LiTimeCodeCustom::dropToNonDropAdjust( const DtTimeIndex& frame ) const {
@@ -269,13 +303,14 @@ int LiTimeCodeCustom::getNbDroppedFrames( const DtTimeIndex& from, const DtTimeI
     if( _args.dropFrames <= 0 ) {
         return 0;
     }
-    const std::int64_t fromDay = daysOf( from, _framesPerDay );
-    const std::int64_t toDay = daysOf( to, _framesPerDay );
+    const std::int64_t fromDay = daysOf( from, _framesPerDay.getValue() );
+    const std::int64_t toDay = daysOf( to, _framesPerDay.getValue() );
     const std::int64_t perDay =
         _args.dropFrames *
         ( MINUTES_PER_DAY / _args.dropPeriod - MINUTES_PER_DAY / ( _args.dropExceptPeriod * 10 ) );
     const auto droppedOfDay = [this]( std::int64_t frame, std::int64_t day ) {
-        const auto rest = static_cast<std::int64_t>( frame - Int128( day ) * _framesPerDay );
+        const auto rest =
+            static_cast<std::int64_t>( frame - Int128( day ) * _framesPerDay.getValue() );
         return toLabel( rest ) - rest;
     };
     const Int128 delta = ( Int128( toDay ) - fromDay ) * perDay + droppedOfDay( to, toDay ) -
@@ -288,22 +323,25 @@ int LiTimeCodeCustom::getNbDroppedFrames( const DtTimeIndex& from, const DtTimeI
 }
 
 DtTimeIndex LiTimeCodeCustom::getDay( const DtTime& time ) const {
-    return daysOf( time.convertRate( _rate ).getIndex(), _framesPerDay );
+    return daysOf( time.convertRate( _rate ).getIndex(), _framesPerDay.getValue() );
 }
 
 std::string LiTimeCodeCustom::generate( const DtTimeIndex& frame ) const {
-    const std::int64_t place = toLabel( placeInDay( frame ) );
-    const std::int64_t second = _framesPerSecond.divide( place );
-    const std::int64_t minute = second / 60;
-    LiTimeCodeLabel label;
-    label.append( minute / 60, 2 );
-    label.append( _args.hourMinuteSeparator );
-    label.append( minute % 60, 2 );
-    label.append( _args.minuteSecondSeparator );
-    label.append( second % 60, 2 );
-    label.append( _args.secondFrameSeparator );
-    label.append( place - second * _framesPerSecond.getValue(), _frameDigits );
-    return label.getText();
+    const std::int64_t place = toLabel( placeInDay( frame, _framesPerDay ) );
+    const std::int64_t wholeSecond = _framesPerSecond.divide( place );
+    const auto second = static_cast<std::uint64_t>( wholeSecond );
+    const auto frames =
+        static_cast<std::uint64_t>( place - wholeSecond * _framesPerSecond.getValue() );
+    // A copy of a size that the compiler knows, that of nearly all labels, takes no call.
+    std::string label = _firstLabel.size() == USUAL_SIZE
+                            ? std::string( _firstLabel.data(), USUAL_SIZE )
+                            : _firstLabel;
+    writeTwoDigits( &label[MINUTES_PLACE], second / 60 % 60 );
+    writeTwoDigits( &label[SECONDS_PLACE], second % 60 );
+    // These may become longer.
+    writeInLabel( label, FRAMES_PLACE, _firstLabel.size() - FRAMES_PLACE, frames );
+    writeInLabel( label, 0, 2, second / 3600 );
+    return label;
 }
 
 std::string LiTimeCodeCustom::generate( const DtTime& time ) const {
@@ -342,10 +380,9 @@ void LiTimeCodeCustom::appendSubFrames( std::string& label, const DtTime& time,
     if( !_args.subFrameRate.isNull() ) {
         const Rational subRate = _args.subFrameRate.getComputedRate();
         const std::int64_t start = DtTime( frame, _rate ).convertRate( subRate ).getIndex();
-        LiTimeCodeLabel digits;
-        digits.append( isSpecial ? 0 : time.convertRate( subRate ).getIndex().getValue() - start,
-                       _subFrameWidth );
-        label += digits.getText();
+        const std::int64_t count =
+            isSpecial ? 0 : time.convertRate( subRate ).getIndex().getValue() - start;
+        label += zeroFilled( count, _subFrameWidth );
         return;
     }
     double fraction = 0;
@@ -364,9 +401,7 @@ std::string LiTimeCodeCustom::generateSubFramePctStr( double fraction ) const {
     const std::int64_t limit = powerOfTen( digits );
     const std::int64_t units = std::min<std::int64_t>(
         std::llround( fraction * static_cast<double>( limit ) ), limit - 1 );
-    LiTimeCodeLabel label;
-    label.append( units, digits );
-    std::string text = label.getText();
+    std::string text = zeroFilled( units, digits );
     if( _subFrameDecimals > 0 ) {
         text.insert( text.size() - static_cast<std::size_t>( _subFrameDecimals ), 1,
                      _args.subFrameDecimalPoint );
@@ -387,10 +422,26 @@ DtTime LiTimeCodeCustom::getTime( int hours, int minutes, int seconds, int frame
 }
 
 DtTime LiTimeCodeCustom::getTime( const std::string& label ) const {
+    if( _hasUsualForm && hasSeparatorsOf( _firstLabel, label ) ) [[likely]] {
+        const unsigned hours = readTwoDigits( &label[0] );
+        const unsigned minutes = readTwoDigits( &label[MINUTES_PLACE] );
+        const unsigned seconds = readTwoDigits( &label[SECONDS_PLACE] );
+        const unsigned frames = readTwoDigits( &label[FRAMES_PLACE] );
+        const auto perSecond = static_cast<unsigned>( _framesPerSecond.getValue() );
+        if( hours <= static_cast<unsigned>( _lastHour ) && minutes < 60 && seconds < 60 &&
+            frames < perSecond ) [[likely]] {
+            return DtTime(
+                frameAt<std::int64_t>( hours * 60 + minutes, seconds * perSecond + frames ),
+                _rate );
+        }
+    }
+    return readTime( label );
+}
+
+DtTime LiTimeCodeCustom::readTime( const std::string& label ) const {
     LiTimeCodeLabelReader reader( label, getName() );
     const std::int64_t perSecond = _framesPerSecond.getValue();
-    const auto hours =
-        reader.readNumber( "hours", std::max( 2, nbDigits( _lastHour ) ), _lastHour );
+    const auto hours = reader.readNumber( "hours", _hourDigits, _lastHour );
     reader.readSeparator( _args.hourMinuteSeparator, _otherSeparator );
     const auto minutes = reader.readNumber( "minutes", 2, 59 );
     reader.readSeparator( _args.minuteSecondSeparator, _otherSeparator );
@@ -398,11 +449,8 @@ DtTime LiTimeCodeCustom::getTime( const std::string& label ) const {
     const char mark = _args.fieldBased ? _args.fieldSeparator : _args.secondFrameSeparator;
     const char separator =
         reader.readSeparator( _args.secondFrameSeparator, mark, _otherFrameSeparator );
-    const int width = std::max( _frameDigits, nbDigits( perSecond - 1 ) );
-    const auto frames = reader.readNumber( "frames", width, perSecond - 1 );
-    // In the range of a day, and so far from that of 64 bits.
-    const std::int64_t place = ( ( hours * 60 + minutes ) * 60 + seconds ) * perSecond + frames;
-    const DtTime time( toFrame( place ), _rate );
+    const auto frames = reader.readNumber( "frames", _frameDigits, perSecond - 1 );
+    const DtTime time( frameAt( hours * 60 + minutes, seconds * perSecond + frames ), _rate );
     if( _args.hasSubFrames && reader.isAt( _args.subFrameSeparator ) ) {
         return readSubFrames( reader, time );
     }
