@@ -61,6 +61,7 @@ TEST_F( QvcompFaultTest, LayerThatIsNoImageIsNamed ) {
         { writeInput( "short.exr", "ab" ), "short.exr' is not an OpenEXR image" },
         { writeInput( "empty.exr", "" ), "empty.exr' is empty" },
         { _inputs.path().string(), "is not a file" },
+        { "red\x1B[31m\nlie.exr", "layer 'red?[31m?lie.exr' doesn't exist" },
     };
     for( const auto& [layer, failure] : cases ) {
         expectLayerFailure( failure, layer );

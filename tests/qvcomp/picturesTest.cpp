@@ -139,7 +139,9 @@ TEST_F( QvcompRunTest, ReportIsValidJson ) {
 TEST_F( QvcompRunTest, TextReportCountsTheLayersInEnglish ) {
     EXPECT_THAT( run( { "--report", "text" } ), HasSubstr( "200 x 120, 3 layers\n" ) );
     _layers.resize( 1 );
-    EXPECT_THAT( run( { "--report", "text" } ), HasSubstr( "200 x 120, 1 layer\n" ) );
+    const std::string bell = _outputs.path() / "bell\a.exr";
+    EXPECT_THAT( run( { "--report", "text", "-o", bell } ),
+                 HasSubstr( "/bell?.exr, 200 x 120, 1 layer\n" ) );
 }
 
 TEST_F( QvcompRunTest, FileInTilesIsReadLikeOneInLines ) {

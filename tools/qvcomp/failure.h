@@ -3,6 +3,7 @@
 #include <tools/qvcomp/messages.h>
 
 #include <base/failure/exBase.h>
+#include <base/text/printable.h>
 
 #include <concepts>
 #include <memory>
@@ -27,7 +28,7 @@ public:
     const MsgProtocol& getMessage() const noexcept { return *_message; }
 
 private:
-    static std::string toText( std::string_view value ) { return std::string( value ); }
+    static std::string toText( std::string_view value ) { return Printable::makeLine( value ); }
     static std::string toText( std::integral auto value ) { return std::to_string( value ); }
 
     // Shared, so that copying an exception can't fail.

@@ -3,6 +3,7 @@
 
 #include <base/failure/exBase.h>
 #include <base/init/inInitGuard.h>
+#include <base/text/printable.h>
 
 #include <iostream>
 
@@ -37,7 +38,7 @@ int main( int argc, char** argv ) {
             std::span( arguments, static_cast<std::size_t>( argc ) ).subspan( 1 ), std::cout,
             std::cerr, ::isatty( STDERR_FILENO ) != 0 );
     } catch( const Qv::ExBase& e ) {
-        std::cerr << "qvcomp: " << e.getReason() << '\n';
+        std::cerr << "qvcomp: " << Qv::Printable::makeText( e.getReason() ) << '\n';
         return 1;
     } catch( const std::exception& e ) {
         std::cerr << "qvcomp: " << e.what() << '\n';

@@ -1,5 +1,6 @@
 #include <tools/qvcomp/messages.h>
 
+#include <base/text/printable.h>
 #include <resmgt/messages/msgFileGuard.h>
 #include <resmgt/messages/msgServer.h>
 #include <resmgt/messages/msgSubscription.h>
@@ -39,7 +40,7 @@ public:
         : _stream( stream ) {}
 
     void display( const char* text, MsgTypes::Level ) override {
-        _stream << "qvcomp: " << text << '\n';
+        _stream << "qvcomp: " << Printable::makeText( text ) << '\n';
     }
 
 private:

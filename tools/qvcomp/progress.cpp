@@ -1,5 +1,7 @@
 #include <tools/qvcomp/progress.h>
 
+#include <base/text/printable.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <numeric>
@@ -107,7 +109,7 @@ void Progress::begin( const std::string& phase, std::size_t steps ) {
     _before += _weight;
     _weight = _next < _weights.size() ? _weights[_next] : 0.0;
     ++_next;
-    _phase = phase;
+    _phase = Printable::makeLine( phase );
     _steps = std::max<std::size_t>( steps, 1 );
     _done.store( 0, std::memory_order_relaxed );
     _shownPercent = -1;

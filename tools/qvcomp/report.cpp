@@ -1,5 +1,6 @@
 #include <tools/qvcomp/report.h>
 
+#include <base/text/printable.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFileReader.h>
 
@@ -24,8 +25,8 @@ std::string toMebibytes( std::uint64_t bytes ) {
 void writeText( std::ostream& stream, const Report& report ) {
     const Options& options = report.options;
     const std::string limit = options.memory ? toMebibytes( *options.memory ) : "none";
-    stream << "Picture         " << options.output.toString() << ", " << options.width << " x "
-           << options.height << ", " << options.layers.size()
+    stream << "Picture         " << Printable::makeLine( options.output.toString() ) << ", "
+           << options.width << " x " << options.height << ", " << options.layers.size()
            << ( options.layers.size() == 1 ? " layer\n" : " layers\n" ) << "Tiles           "
            << report.tiles << " of " << options.tileSide << " x " << options.tileSide << " pixels\n"
            << "Evictions       " << report.evictions << '\n'
