@@ -113,7 +113,7 @@ TEST_F( InPackageFrameTest, APackageThatFailsBehindItsStartIsStoppedLikeTheOther
     EXPECT_FALSE( _b._isStarted );
 }
 
-TEST( InPackageFrameTest, SourcesComeFirstAndTheOrderOfLinkingDecidesNothing ) {
+TEST( InPackageFrameOrderTest, SourcesComeFirstAndTheOrderOfLinkingDecidesNothing ) {
     Events events;
     FakePackage<A> bearer( events, "a bearer of variables", {} );
     FakePackage<B> provider( events, "provider", { &typeid( D ) } );

@@ -119,7 +119,7 @@ TEST( LkSleepersTest, EverySleeperOfSeveralLocksIsWokenNoAdditionLostAndNoSleepe
 TEST( LkSleepersTest, WhereTheSystemHasNoBarrierUnlockingHasAFence ) {
     const auto testWithout = [] {
         denyCall( SYS_membarrier, ENOSYS );
-        const char* const filter = "--gtest_filter=LkSleepersTest.everySleeper*";
+        const char* const filter = "--gtest_filter=LkSleepersTest.EverySleeper*";
         return ::execl( "/proc/self/exe", "baseTest", filter, nullptr );
     };
     EXPECT_EQ( statusOfChild( testWithout ), 0 );

@@ -56,7 +56,7 @@ TEST( OsUtilsTest, ModuleNameIsThatOfTheExecutableAlsoOnceItIsRemoved ) {
         const fs::path copy = fs::canonical( files.at( "" ) ) / name;
         fs::copy_file( "/proc/self/exe", copy );
         const ScopedEnvironment environment( COPY_VARIABLE, copy.c_str() );
-        const char* const argv[] = { copy.c_str(), "--gtest_filter=OsUtils.ModuleName*",
+        const char* const argv[] = { copy.c_str(), "--gtest_filter=OsUtilsTest.ModuleName*",
                                      "--gtest_brief=1", nullptr };
         OsProcess process;
         process.start( argv, OsProcess::ATTACHED );

@@ -48,14 +48,14 @@ TEST( SupportTest, HangThreadsExceptionOrMalformedSettingEndsATestWithAnExplanat
         int _exitCode;
         std::vector<const char*> _output;
     } cases[] = {
-        { "sleepingAndSpinning",
+        { "SleepingAndSpinning",
           "QV_TEST_DEADLINE=1",
           3,
-          { "OddTest.sleepingAndSpinning", "sleepAtAGateThatNobodyOpens", "spinForEver",
+          { "OddTest.SleepingAndSpinning", "sleepAtAGateThatNobodyOpens", "spinForEver",
             "TestThread::join" } },
-        { "threadsException", "", 1, { "from the thread" } },
-        { "printSeed", "QV_TEST_SEED=1234567890123", 0, { "\nQV_TEST_SEED=1234567890123\n" } },
-        { "printSeed", "QV_TEST_SEED=12x", 2, { "QV_TEST_SEED is '12x'" } },
+        { "ThreadsException", "", 1, { "from the thread" } },
+        { "PrintSeed", "QV_TEST_SEED=1234567890123", 0, { "\nQV_TEST_SEED=1234567890123\n" } },
+        { "PrintSeed", "QV_TEST_SEED=12x", 2, { "QV_TEST_SEED is '12x'" } },
     };
     for( const auto& c : cases ) {
         const Outcome outcome = runOddTest( c._test, c._environment );
