@@ -54,7 +54,8 @@ if( qv_sanitizer )
     target_compile_options( qv_build INTERFACE ${qv_sanitizer} -fno-omit-frame-pointer )
     if( CMAKE_CXX_COMPILER_ID STREQUAL "GNU" )
         # Wrong about instrumented code; the presets without a sanitizer keep it.
-        target_compile_options( qv_build INTERFACE -Wno-maybe-uninitialized )
+        target_compile_options( qv_build INTERFACE
+            -Wno-maybe-uninitialized -Wno-array-bounds -Wno-stringop-overflow )
     endif()
     target_link_options( qv_build INTERFACE ${qv_sanitizer} )
 endif()

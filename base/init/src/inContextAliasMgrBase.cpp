@@ -39,7 +39,7 @@ std::string_view findKey( std::string_view argument ) {
     return found;
 }
 
-void bind( CommandLine& line, const std::vector<char*>& args ) {
+void bindAll( CommandLine& line, const std::vector<char*>& args ) {
     for( std::size_t i = 1; i < args.size(); ++i ) {
         const std::string_view key = findKey( args[i] );
         const char* const rest = args[i] + key.size();
@@ -62,7 +62,7 @@ void bindTo( int& argc, Argv& argv ) {
         line._texts.emplace_back( argv[i], argv[i] + std::strlen( argv[i] ) + 1 );
         args.push_back( line._texts.back().data() );
     }
-    bind( line, args );
+    bindAll( line, args );
     if( !args.empty() ) {
         line._keptArgs.push_back( args.front() );
     }
