@@ -91,14 +91,16 @@ function( qv_add_package_test package )
     endforeach()
 endfunction()
 
-# Leaves out what starts no thread; helpers that define no test stay. Empty when no test is left.
+# Leaves out what starts no thread. Helpers that define no test stay, and what stands in for wrapped
+# calls, without which a program doesn't link. Empty when no test is left.
 function( qv_threaded_tests result sources )
     set( kept )
     set( has_tests FALSE )
     foreach( source IN LISTS sources )
         file( STRINGS "${source}" tests REGEX "^ *(TYPED_)?TEST(_F|_P)?\\(" LIMIT_COUNT 1 )
         file( STRINGS "${source}" threads REGEX "TestThread|std::j?thread" LIMIT_COUNT 1 )
-        if( threads OR NOT tests )
+        file( STRINGS "${source}" wraps REGEX "__wrap_" LIMIT_COUNT 1 )
+        if( threads OR wraps OR NOT tests )
             list( APPEND kept "${source}" )
         endif()
         if( threads AND tests )
