@@ -360,6 +360,7 @@ int workBeyondTheLimit( const TestFiles& files ) {
     ::sigpending( &present );
     nbNotRaised += ::sigismember( &present, SIGXFSZ );
     if( nbNotRaised == 0 && fs::file_size( files.at( "new" ) ) == limit && !files.has( "copy" ) ) {
+        std::fputs( "Nothing ended it. ", stderr );
         // The process's own way with the signal is what it was.
         const int own = ::open( files.at( "own" ).c_str(), O_WRONLY | O_CREAT, 0600 );
         static_cast<void>( !::pwrite( own, "x", 1, static_cast<off_t>( limit ) ) );
@@ -369,7 +370,7 @@ int workBeyondTheLimit( const TestFiles& files ) {
 
 TEST_F( OsalOperationTest, TheLimitForTheSizeOfFilesIsAFailureAndNoEndOfTheProcess ) {
     EXPECT_EXIT( ::_exit( workBeyondTheLimit( _files ) ), ::testing::KilledBySignal( SIGXFSZ ),
-                 "" );
+                 "Nothing ended it" );
 }
 
 } // namespace
