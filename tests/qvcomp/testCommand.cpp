@@ -159,8 +159,9 @@ std::string QvcompTest::run( const Arguments& more ) const {
 }
 
 std::string readFile( const fs::path& path ) {
-    std::ifstream stream( path, std::ios::binary );
-    return { std::istreambuf_iterator<char>( stream ), std::istreambuf_iterator<char>() };
+    std::ostringstream text;
+    text << std::ifstream( path, std::ios::binary ).rdbuf();
+    return std::move( text ).str();
 }
 
 } // namespace Qv::Comp

@@ -14,7 +14,7 @@ namespace {
 constexpr double WORK_SHARE = 0.1;
 constexpr double SLOWDOWN = 4.0;
 #elif defined( __SANITIZE_ADDRESS__ )
-constexpr double WORK_SHARE = 0.5;
+constexpr double WORK_SHARE = 0.2;
 constexpr double SLOWDOWN = 2.0;
 #else
 constexpr double WORK_SHARE = 1.0;

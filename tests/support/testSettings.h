@@ -9,7 +9,7 @@ namespace Qv {
 std::uint64_t testSeed();
 
 /// The part of its full work that a test does, at least 1: `count` times the value of
-/// `QV_TEST_SCALE`, else 1, times 0.5 under the address sanitizer and 0.1 under the thread
+/// `QV_TEST_SCALE`, else 1, times 0.2 under the address sanitizer and 0.1 under the thread
 /// sanitizer.
 long scaledCount( long count );
 

@@ -19,7 +19,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -66,8 +65,9 @@ public:
         }
     }
     std::string read( const std::string& name ) const {
-        std::ifstream file( at( name ), std::ios::binary );
-        return { std::istreambuf_iterator<char>( file ), {} };
+        std::ostringstream text;
+        text << std::ifstream( at( name ), std::ios::binary ).rdbuf();
+        return std::move( text ).str();
     }
     void link( const std::string& target, const std::string& name ) const {
         fs::create_symlink( target, at( name ) );
