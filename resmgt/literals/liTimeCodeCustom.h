@@ -148,9 +148,6 @@ private:
     int _frameDigits;
     int _subFrameWidth = 0;
     int _subFrameDecimals = 0;
-    /// What is read in place of the format's own separators.
-    char _otherSeparator;
-    char _otherFrameSeparator;
 };
 
 } // namespace Qv

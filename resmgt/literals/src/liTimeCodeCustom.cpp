@@ -134,9 +134,7 @@ LiTimeCodeCustom::LiTimeCodeCustom( const Args& args )
                                                               : args.rate.getStandardRate(),
                               SECONDS_PER_DAY ) )
     , _framesPerMinute( _framesPerHour / 60 )
-    , _framesPerSecond( _framesPerHour / 3600 )
-    , _otherSeparator( isDropFrame() ? ':' : args.hourMinuteSeparator )
-    , _otherFrameSeparator( isDropFrame() ? ';' : args.secondFrameSeparator ) {
+    , _framesPerSecond( _framesPerHour / 3600 ) {
     const Rational base = args.rate.getBaseFactorRate();
     if( base.getNumerator() % base.getDenominator() != 0 || _framesPerDay.getValue() == 0 ) {
         throw LiEx::ExBadRate( QV_HERE, args.rate.getEnumName().c_str(),
@@ -441,21 +439,24 @@ DtTime LiTimeCodeCustom::getTime( const std::string& label ) const {
 DtTime LiTimeCodeCustom::readTime( const std::string& label ) const {
     LiTimeCodeLabelReader reader( label, getName() );
     const std::int64_t perSecond = _framesPerSecond.getValue();
+    // What edit lists put in place of a format's own separator.
+    const auto listed = [this]( char own, char other ) { return isDropFrame() ? other : own; };
+    const auto readSeparator = [&]( char own ) { reader.readSeparator( own, listed( own, ':' ) ); };
     const auto hours = reader.readNumber( "hours", _hourDigits, _lastHour );
-    reader.readSeparator( _args.hourMinuteSeparator, _otherSeparator );
+    readSeparator( _args.hourMinuteSeparator );
     const auto minutes = reader.readNumber( "minutes", 2, 59 );
-    reader.readSeparator( _args.minuteSecondSeparator, _otherSeparator );
+    readSeparator( _args.minuteSecondSeparator );
     const auto seconds = reader.readNumber( "seconds", 2, 59 );
-    const char mark = _args.fieldBased ? _args.fieldSeparator : _args.secondFrameSeparator;
-    const char separator =
-        reader.readSeparator( _args.secondFrameSeparator, mark, _otherFrameSeparator );
+    const char usual = _args.secondFrameSeparator;
+    const char mark = _args.fieldBased ? _args.fieldSeparator : usual;
+    const char separator = reader.readSeparator( usual, mark, listed( usual, ';' ) );
     const auto frames = reader.readNumber( "frames", _frameDigits, perSecond - 1 );
     const DtTime time( frameAt( hours * 60 + minutes, seconds * perSecond + frames ), _rate );
     if( _args.hasSubFrames && reader.isAt( _args.subFrameSeparator ) ) {
         return readSubFrames( reader, time );
     }
     reader.readEnd();
-    const bool isMarked = separator != _args.secondFrameSeparator && separator == mark;
+    const bool isMarked = separator != usual && separator == mark;
     return isMarked ? DtTime( 2 * time.getIndex() + 1, _fieldRate ) : time;
 }
 
