@@ -9,6 +9,7 @@
 #include <resmgt/osSupport/osDateUtil.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/osTypedPath.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -77,7 +78,7 @@ void walk( const Qv::OsDirectory& directory, const Qv::OsFileFilter& filter, int
 
 int run( int argc, const char* const* argv ) {
     const Qv::InInitGuard packages( argc, argv );
-    const Qv::OsDirectory top( argc > 1 ? Qv::OsFilePath( argv[1] )
+    const Qv::OsDirectory top( argc > 1 ? Qv::OsTypedPath::resolve( argv[1] )
                                         : Qv::OsFilePath::getCurrentDir() );
     Qv::Set<std::string> extensions;
     for( int i = 2; i < argc; ++i ) {

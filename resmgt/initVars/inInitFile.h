@@ -35,9 +35,10 @@ public:
     static OsFilePath getDefaultUserInitFileDir();
     /// The environment variable QV_USER_INIT_FILE, the empty text too, which means that there is
     /// none; else the variable ombra::deployment::userInitFile; else the base name in the default
-    /// directory.
+    /// directory. What somebody typed as the argument "init:" leads where the system leads by it.
     ///
-    /// Errors: OsFileEx::ExHomeNotDefined, in the last case.
+    /// Errors: those of OsTypedPath::resolve for the argument; OsFileEx::ExHomeNotDefined in the
+    ///         last case.
     static OsFilePath getUserInitFilePath();
     /// MUST_BE_THERE where the argument "init:" gives that path: who names a file for this one run
     /// means it. The environment may name one that is written later.

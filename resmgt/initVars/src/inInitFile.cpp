@@ -5,6 +5,7 @@
 #include <resmgt/initVars/src/initVarsVariables.h>
 #include <resmgt/osal/osEnv.h>
 #include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/osTypedPath.h>
 
 #include <cstring>
 
@@ -66,6 +67,9 @@ OsFilePath InInitFile::getUserInitFilePath() {
         return path;
     }
     const auto& variable = getUserInitFileVariable();
+    if( isFrom<InInitArg>( variable ) ) {
+        return OsTypedPath::resolve( variable.getValue() );
+    }
     if( variable.isValid() && !( ignoresEnvironment && isFrom<InInitEnv>( variable ) ) ) {
         return variable.getValue();
     }

@@ -142,6 +142,11 @@ TEST_F( InInitFileTest, TheUsersFileIsWhereTheEnvironmentTheVariableOrTheDefault
     {
         const BoundArgument argument( "init:/arg" );
         EXPECT_EQ( InInitFile::getUserInitFilePath(), "/arg" );
+        const BoundArgument above( "init:/tmp/../../arg" );
+        EXPECT_EQ( InInitFile::getUserInitFilePath(), "/arg" );
+        const BoundArgument typed( "init:../../arg" );
+        EXPECT_EQ( InInitFile::getUserInitFilePath(),
+                   OsFilePath::getCurrentDir().getDirectoryName().getDirectoryName() + "arg" );
     }
     EXPECT_EQ( InInitFile::getUserInitFilePath(), standard );
 }
