@@ -12,6 +12,7 @@
 #include <tools/qvcomp/tileProtocol.h>
 
 #include <resmgt/locks/lkAsyncHandle.h>
+#include <resmgt/osal/test/failingCalls.h>
 
 #include <gmock/gmock.h>
 
@@ -20,6 +21,7 @@
 #include <fstream>
 #include <numeric>
 #include <random>
+#include <tuple>
 
 #include <sys/fsuid.h>
 #include <unistd.h>
@@ -148,6 +150,53 @@ TEST_F( QvcompFilesTest, ReplacedFileIsThereUntilTheNewOneIsAndGivesItItsRights 
     }
 }
 
+TEST_F( QvcompFilesTest, FileIsOnTheDiskWithItsRightsBeforeItGetsItsName ) {
+    constexpr auto NAMELESS = PendingFile::Hiding::NAMELESS_IF_POSSIBLE;
+    constexpr auto HIDDEN = PendingFile::Hiding::HIDDEN_NAME;
+    const std::string noticed = " fchmod fsync linkat pwrite renameat ";
+    for( const auto& [hiding, hasFormer, expected] :
+         { std::tuple( NAMELESS, false, "pwrite fsync linkat fsync " ),
+           { NAMELESS, true, "pwrite fchmod fsync linkat renameat fsync " },
+           { HIDDEN, false, "pwrite fsync renameat fsync " },
+           { HIDDEN, true, "pwrite fchmod fsync renameat fsync " } } ) {
+        if( !hasFormer ) {
+            fs::remove( getOutput() );
+        }
+        std::string calls;
+        const CallHook hook( nullptr, [&]( const SystemCall& call ) {
+            const std::string name = std::string( call.name ) + ' ';
+            calls += noticed.find( ' ' + name ) != std::string::npos ? name : "";
+            return 0;
+        } );
+        PendingFile file( getOutput().string(), hiding );
+        file.write( 0, "next", 4 );
+        file.sync();
+        file.commit();
+        EXPECT_EQ( calls, expected );
+    }
+}
+
+TEST_F( QvcompFilesTest, WhateverCallFailsThereIsTheFormerFileOrTheNewOneAndNothingElse ) {
+    const auto replace = [&] {
+        try {
+            PendingFile file( getOutput().string() );
+            file.write( 0, "next", 4 );
+            file.sync();
+            file.commit();
+        } catch( const Failure& ) {}
+    };
+    std::ofstream( getOutput() ) << "former";
+    forEachFailingCall( EMFILE, replace, [&]( const FailedRun& run ) {
+        const std::string content = readFile( getOutput() );
+        EXPECT_TRUE( content == "next" || content == "former" ) << run.number;
+        EXPECT_TRUE( countEntries() == 1 || run.times == FailingCall::FOR_GOOD ) << run.number;
+        for( const fs::directory_entry& entry : fs::directory_iterator( _folder.path() ) ) {
+            fs::remove( entry.path() );
+        }
+        std::ofstream( getOutput() ) << "former";
+    } );
+}
+
 TEST_F( QvcompFilesTest, GroupThatCantBeKeptGetsTheRightsOfAllOthers ) {
     if( ::geteuid() != 0 ) {
         return; // Who isn't root has no file of a group that isn't theirs.
@@ -159,6 +208,7 @@ TEST_F( QvcompFilesTest, GroupThatCantBeKeptGetsTheRightsOfAllOthers ) {
     ::chmod( getOutput().c_str(), 0664 );
     ::setfsuid( NOBODY );
     PendingFile file( getOutput().string() );
+    file.sync();
     file.commit();
     ::setfsuid( 0 );
     EXPECT_EQ( getFacts().st_mode & 0777U, 0644U );

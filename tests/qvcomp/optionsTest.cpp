@@ -1,4 +1,5 @@
 #include <tests/support/raisedBy.h>
+#include <tests/support/scopedEnvironment.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/options.h>
 
@@ -48,17 +49,20 @@ TEST( QvcompOptionsTest, AfterTwoDashesAllAreLayers ) {
 
 TEST( QvcompOptionsTest, PathsLeadWhereTheSystemLeads ) {
     const OsFilePath above = std::filesystem::current_path().parent_path().string();
+    const ScopedEnvironment temporary( "TMPDIR", "../.." );
     const Options options = parse( { "--size", "8x8", "-o", "../out.exr", "--preview", "../../p",
                                      "--scratch", "..", "../a.exr", "a/b.exr" } );
     EXPECT_EQ( options.output, above + "out.exr" );
     EXPECT_EQ( options.preview, above.getDirectoryName() + "p" );
     EXPECT_EQ( options.scratch, above );
     EXPECT_THAT( options.layers, ElementsAre( above + "a.exr", "a/b.exr" ) );
+    EXPECT_EQ( parse( { "--size", "8x8", "-o", "x", "a" } ).scratch, above.getDirectoryName() );
 
     for( const auto& [path, text] :
          { std::pair( "missing/../x", "'missing/../x' leads nowhere: No such file" ),
            { "a\\b.exr", "a name in it holds a back-slash" },
-           { "new/", "'new/' ends with a slash" } } ) {
+           { "new/", "'new/' ends as a folder's name does" },
+           { "old.exr/.", "'old.exr/.' ends as" } } ) {
         for( const char* option : { "-o", "--preview", "--" } ) {
             EXPECT_THAT( raisedBy<Failure>( [&] {
                              parse( { option, path } );

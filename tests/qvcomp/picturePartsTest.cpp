@@ -184,6 +184,7 @@ TEST( QvcompProgressTest, LineFitsTheTerminal ) {
     const ProgressState early{ 0.004, 5.0, "Reading caf\xC3\xA9.exr" };
     const ProgressState half{ 0.5, 37.6, "Reading caf\xC3\xA9.exr" };
     const ProgressState slow{ 0.25, 3000.0, "Glow across" };
+    const ProgressState wide{ 0.5, 0.5, "Reading \xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E.exr" };
     const std::tuple<ProgressState, int, std::string> cases[] = {
         { early, 80, '[' + std::string( 30, '.' ) + "]   0%  Reading caf\xC3\xA9.exr" },
         { half, 80,
@@ -194,6 +195,9 @@ TEST( QvcompProgressTest, LineFitsTheTerminal ) {
         { half, 63,
           '[' + std::string( 15, '#' ) + std::string( 15, '.' ) +
               "]  50%  0:38 left  Reading caf" },
+        { wide, 52,
+          '[' + std::string( 15, '#' ) + std::string( 15, '.' ) +
+              "]  50%  Reading \xE6\x97\xA5\xE6\x9C\xAC" },
         { slow, 40, "[####..............]  25%  2:30:00 left" },
         { half, 23, " 50%  0:38 left" },
         { half, 24, "[##...]  50%  0:38 left" },

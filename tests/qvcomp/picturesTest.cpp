@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <fstream>
 
 namespace Qv::Comp {
 namespace {
@@ -241,11 +242,32 @@ TEST_F( QvcompRunTest, ReadingIsPartOfTheLimitOrRefused ) {
     EXPECT_LE( getNumber( outcome.output, "peakTileBytes" ), 6U * ( 64 * 64 * 16 + 127 ) );
 }
 
-TEST_F( QvcompRunTest, MemoryThatIsntThereIsOneSentence ) {
+Outcome runWithLittleMemory( const Arguments& qvcomp ) {
     Arguments command{ "/bin/sh", "-c", "ulimit -v 300000; exec \"$@\"", "sh" };
-    const Arguments qvcomp = makeCommand( { "--size", "4000x3000", "--tile", "1024" } );
     command.insert( command.end(), qvcomp.begin(), qvcomp.end() );
-    const Outcome outcome = ChildCommand( command ).finish();
+    return ChildCommand( command ).finish();
+}
+
+TEST_F( QvcompRunTest, HeadIsPartOfTheLimitBeforeItIsRead ) {
+    const std::string good = readFile( _layers[2] );
+    // An attribute of a gibibyte, and a window of a thousand million lines.
+    const std::string attribute( "comment\0string\0\0\0\0\x40", 19 );
+    const std::string label( "dataWindow\0box2i\0\x10\0\0\0", 21 );
+    std::string window = good;
+    window.replace( window.find( label ) + label.size() + 12, 4, "\xFF\xFF\xFF\x3D" );
+    _layers = { ( _inputs.path() / "long.exr" ).string() };
+    for( const std::string& start : { good.substr( 0, 8 ) + attribute, window } ) {
+        std::ofstream( _layers[0], std::ios::binary ) << start;
+        // The rest is a hole: the file is as long as it says.
+        fs::resize_file( _layers[0], std::uintmax_t{ 2 } << 30 );
+        EXPECT_THAT( runWithLittleMemory( makeCommand( { "--memory", "16M" } ) ).errors,
+                     HasSubstr( "bytes of memory to be read, for which --memory 16777216" ) );
+    }
+}
+
+TEST_F( QvcompRunTest, MemoryThatIsntThereIsOneSentence ) {
+    const Outcome outcome =
+        runWithLittleMemory( makeCommand( { "--size", "4000x3000", "--tile", "1024" } ) );
     EXPECT_EQ( outcome.status, 1 );
     EXPECT_EQ( outcome.errors, "qvcomp: there isn't enough memory\n" );
 }

@@ -133,6 +133,8 @@ TEST_F( QvcompSettingsTest, PatternsAreExpandedInEachPath ) {
     const std::string version = InBuildInfoMgr::getAppInfo().getVersion();
     EXPECT_TRUE( fs::exists( at( "out-" + version + ".exr" ) ) );
 
+    set( "QVCOMP_TEST_FILE", at( "out.exr/" ) );
+    refuse( "out.exr/' ends as a folder's name does", { "-o", "<Env:QVCOMP_TEST_FILE>" } );
     set( "QVCOMP_SCRATCH", "<Env:QVCOMP_TEST>/away" );
     refuse( "in '" + at( "away" ) + "'" );
 }

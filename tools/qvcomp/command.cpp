@@ -29,14 +29,6 @@ constexpr int EXIT_DONE = 0;
 constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
 
-Scene probeScene( const Options& options ) {
-    Scene scene{ options.width, options.height, {} };
-    for( const OsFilePath& path : options.layers ) {
-        scene.layers.push_back( probeLayer( path ) );
-    }
-    return scene;
-}
-
 std::uint64_t getLeastMemory( const Options& options ) {
     return ManagedTiles::getLeastMemory( options.tileSide, options.threads );
 }
@@ -52,9 +44,25 @@ void checkMemory( const Options& options ) {
 /// Reading takes no more than this beside the limit; what a layer needs beyond is part of it.
 constexpr std::uint64_t READING_ALLOWANCE = std::uint64_t{ 16 } << 20;
 
-/// What the layer takes of the memory limit while it is read.
-std::uint64_t getReadingShare( const LayerInfo& layer ) {
-    return layer.readingMemory - std::min( layer.readingMemory, READING_ALLOWANCE );
+/// What a layer takes of the memory limit while `bytes` are needed to read it, if that is a part
+/// of the limit that tiles can do without.
+std::uint64_t checkReading( const Options& options, const OsFilePath& layer, std::uint64_t bytes ) {
+    const std::uint64_t share = bytes - std::min( bytes, READING_ALLOWANCE );
+    const std::uint64_t least = getLeastMemory( options );
+    if( options.memory && *options.memory - least < share ) {
+        throw Failure( Tag::LAYER_MEMORY, layer.toString(), bytes, options.memoryLabel,
+                       *options.memory, least + share );
+    }
+    return share;
+}
+
+Scene probeScene( const Options& options ) {
+    Scene scene{ options.width, options.height, {} };
+    for( const OsFilePath& path : options.layers ) {
+        scene.layers.push_back( probeLayer(
+            path, [&]( std::uint64_t bytes ) { checkReading( options, path, bytes ); } ) );
+    }
+    return scene;
 }
 
 /// The limit less what reading takes of it.
@@ -62,14 +70,9 @@ std::optional<std::uint64_t> getTileMemory( const Options& options, const Scene&
     if( !options.memory ) {
         return std::nullopt;
     }
-    const LayerInfo& layer = *std::ranges::max_element( scene.layers, {}, getReadingShare );
-    const std::uint64_t share = getReadingShare( layer );
-    const std::uint64_t least = getLeastMemory( options );
-    if( *options.memory - least < share ) {
-        throw Failure( Tag::LAYER_MEMORY, layer.path.toString(), layer.readingMemory,
-                       options.memoryLabel, *options.memory, least + share );
-    }
-    return *options.memory - share;
+    const LayerInfo& layer =
+        *std::ranges::max_element( scene.layers, {}, &LayerInfo::readingMemory );
+    return *options.memory - checkReading( options, layer.path, layer.readingMemory );
 }
 
 ManagedTiles::Settings makeSettings( const Options& options, const Scene& scene ) {

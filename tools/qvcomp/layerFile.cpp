@@ -200,9 +200,10 @@ float sanitise( float value ) noexcept {
 class LayerImage {
 public:
     /// The head is gone through before OpenEXR reads it.
-    explicit LayerImage( const OsFilePath& path )
+    template <class CheckHead>
+    LayerImage( const OsFilePath& path, const CheckHead& checkHead )
         : _stream( path )
-        , _headMemory( measure( _stream ) )
+        , _headMemory( measure( _stream, checkHead ) )
         , _file( _stream, 0 )
         , _info( toInfo( path, _stream, _file.header( 0 ) ) )
         , _layout( _file.header( 0 ), _info.width, _info.height ) {
@@ -214,9 +215,12 @@ public:
     Imf::MultiPartInputFile& getFile() noexcept { return _file; }
 
 private:
-    static std::uint64_t measure( LayerStream& stream ) {
+    template <class CheckHead>
+    static std::uint64_t measure( LayerStream& stream, const CheckHead& checkHead ) {
         checkKind( stream );
-        return measureHead( stream );
+        const std::uint64_t bytes = measureHead( stream );
+        checkHead( bytes );
+        return bytes;
     }
 
     LayerStream _stream;
@@ -412,16 +416,22 @@ void checkUnchanged( const LayerInfo& layer, const LayerInfo& now ) {
 
 } // namespace
 
-LayerInfo probeLayer( const OsFilePath& path ) {
-    return guardReading( path, [&] { return LayerImage( path ).getInfo(); } );
+LayerInfo probeLayer( const OsFilePath& path,
+                      const std::function<void( std::uint64_t )>& checkHead ) {
+    return guardReading( path, [&] { return LayerImage( path, checkHead ).getInfo(); } );
 }
 
 std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store,
                                       Progress& progress ) {
     const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
     progress.begin( "Reading " + name, static_cast<std::size_t>( layer.height ) );
-    const auto image =
-        guardReading( layer.path, [&] { return std::make_unique<LayerImage>( layer.path ); } );
+    const auto checkHead = [&layer]( std::uint64_t bytes ) {
+        if( bytes > layer.readingMemory ) {
+            throw Failure( Tag::LAYER_CHANGED, layer.path.toString() );
+        }
+    };
+    const auto image = guardReading(
+        layer.path, [&] { return std::make_unique<LayerImage>( layer.path, checkHead ); } );
     checkUnchanged( layer, image->getInfo() );
     auto plane = store.createPlane( name + " source", layer.width, layer.height );
     PlaneFiller filler( *plane, *image, progress );

@@ -7,6 +7,7 @@
 #include <resmgt/osal/osFilePath.h>
 
 #include <cstdint>
+#include <functional>
 
 namespace Qv::Comp {
 
@@ -27,9 +28,10 @@ struct LayerInfo {
 /// it is part of a colour.
 ///
 /// Memory: what the file says of its sizes is held against its length before memory is taken for
-///         it.
+///         it. `checkHead` gets the bytes that the head takes before they are taken, and may raise.
 /// Errors: Failure that names the file and what is wrong with it.
-LayerInfo probeLayer( const OsFilePath& path );
+LayerInfo probeLayer( const OsFilePath& path,
+                      const std::function<void( std::uint64_t )>& checkHead );
 
 /// Reads the image into a new plane, some megabytes at a time, or a chunk of the file if that is
 /// larger.

@@ -3,8 +3,12 @@
 #include <tools/qvcomp/failure.h>
 
 #include <Iex.h>
+#include <ImfTileDescription.h>
 #include <ImfVersion.h>
 #include <ImfXdr.h>
+
+#include <algorithm>
+#include <string>
 
 namespace Qv::Comp {
 
@@ -18,8 +22,41 @@ constexpr std::uint64_t LIST_COPIES = 48;
 constexpr std::uint64_t ATTRIBUTE_BYTES = 1536;
 constexpr std::uint64_t PART_BYTES = 32768;
 /// An entry in the table of a part's chunks, which the attribute "chunkCount" makes as long as it
-/// says.
+/// says, or the data window as it needs to be.
 constexpr std::uint64_t CHUNK_BYTES = 16;
+/// Along one side. No file has so many, and the sums have room for it.
+constexpr std::uint64_t MOST_CHUNKS = std::uint64_t{ 1 } << 24;
+/// Levels of detail together have less than twice the chunks of the first along a side, and one
+/// more each.
+constexpr std::uint64_t MOST_LEVELS = 32;
+
+/// What makes the table of a part's chunks.
+struct Table {
+    std::uint64_t width = 0;
+    std::uint64_t height = 0;
+    /// 0 where a chunk is one line, or more.
+    std::uint64_t tileWidth = 0;
+    std::uint64_t tileHeight = 0;
+    bool hasLevels = false;
+
+    std::uint64_t countEntries() const noexcept {
+        return tileWidth == 0 || tileHeight == 0
+                   ? height
+                   : countAlong( width, tileWidth ) * countAlong( height, tileHeight );
+    }
+
+private:
+    std::uint64_t countAlong( std::uint64_t size, std::uint64_t tile ) const noexcept {
+        const std::uint64_t count = std::min( size / tile + 1, MOST_CHUNKS );
+        return hasLevels ? 2 * count + MOST_LEVELS : count;
+    }
+};
+
+/// From `first` to `last`, both included.
+std::uint64_t getExtent( int first, int last ) noexcept {
+    return static_cast<std::uint64_t>( std::max<std::int64_t>( std::int64_t{ last } - first, 0 ) +
+                                       1 );
+}
 
 class HeadMeter {
 public:
@@ -39,10 +76,12 @@ private:
     /// False when it is empty, as behind the last part.
     bool measurePart() {
         bool hasAttributes = false;
+        _table = Table();
         for( std::string name = readText(); !name.empty(); name = readText() ) {
             hasAttributes = true;
             measureAttribute( name );
         }
+        _bytes += _table.countEntries() * CHUNK_BYTES;
         return hasAttributes;
     }
 
@@ -55,10 +94,26 @@ private:
         }
         const bool isList = type == "chlist" || type == "stringvector";
         _bytes += ATTRIBUTE_BYTES + size * ( isList ? LIST_COPIES : VALUE_COPIES );
+        measureTable( name, size );
+        _stream.seekg( begin + size );
+    }
+
+    void measureTable( const std::string& name, std::uint32_t size ) {
         if( name == "chunkCount" && size == sizeof( int ) ) {
             _bytes += static_cast<std::uint32_t>( readInt() ) * CHUNK_BYTES;
+        } else if( name == "dataWindow" && size == 4 * sizeof( int ) ) {
+            const int left = readInt();
+            const int top = readInt();
+            _table.width = getExtent( left, readInt() );
+            _table.height = getExtent( top, readInt() );
+        } else if( name == "tiles" && size > 2 * sizeof( int ) ) {
+            _table.tileWidth = static_cast<std::uint32_t>( readInt() );
+            _table.tileHeight = static_cast<std::uint32_t>( readInt() );
+            char mode = 0;
+            _stream.read( &mode, 1 );
+            // The upper half of the byte tells how levels are rounded.
+            _table.hasLevels = ( mode & 0x0F ) != Imf::ONE_LEVEL;
         }
-        _stream.seekg( begin + size );
     }
 
     int readInt() {
@@ -81,6 +136,7 @@ private:
 
     LayerStream& _stream;
     std::uint64_t _bytes = 0;
+    Table _table;
 };
 
 } // namespace

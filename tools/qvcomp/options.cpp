@@ -58,9 +58,12 @@ std::uint64_t parseByteCount( const std::string& option, const std::string& text
     return *count << shift;
 }
 
-/// The path that the system finds by `text` after patterns in it are expanded.
-OsFilePath toPath( const std::string& text ) {
-    const std::string typed = LiStringSubstituter().substitute( text );
+std::string expand( const std::string& text ) {
+    return LiStringSubstituter().substitute( text );
+}
+
+/// The path that the system finds by `typed`.
+OsFilePath resolve( const std::string& typed ) {
     try {
         return OsTypedPath::resolve( typed );
     } catch( const OsFileEx::ExInvalidPath& ) {
@@ -70,12 +73,17 @@ OsFilePath toPath( const std::string& text ) {
     }
 }
 
-/// The same for a file, as which the system takes nothing that ends with a slash.
+OsFilePath toPath( const std::string& text ) {
+    return resolve( expand( text ) );
+}
+
+/// The same for a file, as which the system takes nothing that ends as only a folder can.
 OsFilePath toFile( const std::string& text ) {
-    if( text.ends_with( '/' ) ) {
-        throw Failure( Tag::NO_FILE_NAME, text );
+    const std::string typed = expand( text );
+    if( typed.ends_with( '/' ) || typed.ends_with( "/." ) ) {
+        throw Failure( Tag::NO_FILE_NAME, typed );
     }
-    return toPath( text );
+    return resolve( typed );
 }
 
 void parseSize( const std::string& text, Options& options ) {
@@ -207,7 +215,8 @@ void checkComplete( const Options& options ) {
 /// /var/tmp rather than /tmp, which is often held in the memory that this command is to spare.
 OsFilePath getDefaultScratch() {
     std::string folder;
-    return OsEnv::getVariable( folder, "TMPDIR" ) && !folder.empty() ? folder : "/var/tmp";
+    return OsEnv::getVariable( folder, "TMPDIR" ) && !folder.empty() ? resolve( folder )
+                                                                     : OsFilePath( "/var/tmp" );
 }
 
 int getDefaultThreads() {

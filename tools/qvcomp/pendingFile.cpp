@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <limits.h>
@@ -53,6 +54,15 @@ std::string followLinks( std::string path ) {
     return path;
 }
 
+/// One that may be written but not read can be used for all but syncing it.
+Descriptor openFolder( const std::string& path ) {
+    constexpr int FLAGS = O_DIRECTORY | O_CLOEXEC;
+    Descriptor folder( ::open( path.c_str(), O_RDONLY | FLAGS ) );
+    return folder.isOpen() || errno != EACCES
+               ? std::move( folder )
+               : Descriptor( ::open( path.c_str(), O_PATH | FLAGS ) );
+}
+
 std::string makeHiddenName() {
     return ".qvcomp." + Uuid( Uuid::CREATE ).toString();
 }
@@ -68,7 +78,7 @@ PendingFile::PendingFile( const OsFilePath& path, Hiding hiding )
 
 PendingFile::PendingFile( const OsFilePath& path, const std::string& target, Hiding hiding )
     : _path( path )
-    , _folder( ::open( ( getFolder( target ) + '.' ).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC ) )
+    , _folder( openFolder( getFolder( target ) + '.' ) )
     , _name( target.substr( target.rfind( '/' ) + 1 ) ) {
     if( !_folder.isOpen() ) {
         fail();
@@ -123,15 +133,15 @@ void PendingFile::write( std::uint64_t offset, const void* bytes, std::size_t si
 }
 
 void PendingFile::sync() {
+    if( _former ) {
+        adoptRights();
+    }
     if( ::fsync( _file->get() ) != 0 ) {
         fail();
     }
 }
 
 void PendingFile::commit() {
-    if( _former ) {
-        adoptRights();
-    }
     const bool isNameless = _hiddenName.empty();
     if( !isNameless || _former || !link( _name ) ) {
         rename();
@@ -220,10 +230,9 @@ void PendingFile::rename() {
     _hiddenName.clear();
 }
 
-/// A folder that may be written but not read can't be synced, nor can those of some volumes.
+/// One that couldn't be opened to be read isn't, nor are those of some volumes.
 void PendingFile::syncFolder() {
-    const Descriptor folder( ::openat( _folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC ) );
-    if( folder.isOpen() && ::fsync( folder.get() ) != 0 && errno != EINVAL ) {
+    if( ::fsync( _folder.get() ) != 0 && errno != EBADF && errno != EINVAL ) {
         fail();
     }
 }

@@ -41,7 +41,7 @@ public:
 
     /// Writes `size` bytes from byte `offset` on.
     void write( std::uint64_t offset, const void* bytes, std::size_t size );
-    /// Returns when all that was written is on the disk.
+    /// Returns when all that was written is on the disk, with the rights that the file will have.
     void sync();
     /// Gives the synced file its name, and makes that last.
     void commit();

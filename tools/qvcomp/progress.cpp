@@ -80,10 +80,14 @@ std::string formatProgress( const ProgressState& state, int columns ) {
     if( bar >= MIN_BAR ) {
         line.insert( 0, formatBar( state.done, bar ) );
     }
+    if( getRoom() < 0 ) {
+        return "";
+    }
     if( getRoom() - 2 >= MIN_PHASE ) {
+        // Text from outside, whose bytes aren't its columns.
         line += "  " + cut( state.phase, getRoom() - 2 );
     }
-    return getRoom() < 0 ? "" : line;
+    return line;
 }
 
 int getTerminalColumns() {
