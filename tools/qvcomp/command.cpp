@@ -44,8 +44,9 @@ void checkMemory( const Options& options ) {
 /// Reading takes no more than this beside the limit; what a layer needs beyond is part of it.
 constexpr std::uint64_t READING_ALLOWANCE = std::uint64_t{ 16 } << 20;
 
-/// What a layer takes of the memory limit while `bytes` are needed to read it, if that is a part
-/// of the limit that tiles can do without.
+/// What a layer that takes `bytes` to be read takes of the memory limit.
+///
+/// Errors: Failure when that leaves tiles too little.
 std::uint64_t checkReading( const Options& options, const OsFilePath& layer, std::uint64_t bytes ) {
     const std::uint64_t share = bytes - std::min( bytes, READING_ALLOWANCE );
     const std::uint64_t least = getLeastMemory( options );

@@ -25,30 +25,38 @@ constexpr std::uint64_t PART_BYTES = 32768;
 /// says, or the data window as it needs to be.
 constexpr std::uint64_t CHUNK_BYTES = 16;
 /// Along one side. No file has so many, and the sums have room for it.
-constexpr std::uint64_t MOST_CHUNKS = std::uint64_t{ 1 } << 24;
-/// Levels of detail together have less than twice the chunks of the first along a side, and one
-/// more each.
+constexpr std::uint64_t MOST_TILES = std::uint64_t{ 1 } << 24;
+/// Of detail, along one side.
 constexpr std::uint64_t MOST_LEVELS = 32;
 
 /// What makes the table of a part's chunks.
 struct Table {
     std::uint64_t width = 0;
     std::uint64_t height = 0;
-    /// 0 where a chunk is one line, or more.
+    /// 0 where there are none.
     std::uint64_t tileWidth = 0;
     std::uint64_t tileHeight = 0;
-    bool hasLevels = false;
+    int levelMode = Imf::ONE_LEVEL;
 
-    std::uint64_t countEntries() const noexcept {
-        return tileWidth == 0 || tileHeight == 0
-                   ? height
-                   : countAlong( width, tileWidth ) * countAlong( height, tileHeight );
-    }
+    /// Or more: a part of lines may have tile sides, too.
+    std::uint64_t countEntries() const noexcept { return std::max( height, countTiles() ); }
 
 private:
-    std::uint64_t countAlong( std::uint64_t size, std::uint64_t tile ) const noexcept {
-        const std::uint64_t count = std::min( size / tile + 1, MOST_CHUNKS );
-        return hasLevels ? 2 * count + MOST_LEVELS : count;
+    /// Each level has half of the tiles along a side of the one before, and one more at most.
+    std::uint64_t countTiles() const noexcept {
+        if( tileWidth == 0 || tileHeight == 0 ) {
+            return 0;
+        }
+        const std::uint64_t columns = std::min( width / tileWidth + 1, MOST_TILES );
+        const std::uint64_t rows = std::min( height / tileHeight + 1, MOST_TILES );
+        switch( levelMode ) {
+        case Imf::ONE_LEVEL:
+            return columns * rows;
+        case Imf::MIPMAP_LEVELS:
+            return columns * rows * 4 / 3 + 2 * ( columns + rows ) + MOST_LEVELS;
+        default:
+            return ( 2 * columns + MOST_LEVELS ) * ( 2 * rows + MOST_LEVELS );
+        }
     }
 };
 
@@ -112,7 +120,7 @@ private:
             char mode = 0;
             _stream.read( &mode, 1 );
             // The upper half of the byte tells how levels are rounded.
-            _table.hasLevels = ( mode & 0x0F ) != Imf::ONE_LEVEL;
+            _table.levelMode = mode & 0x0F;
         }
     }
 

@@ -112,9 +112,10 @@ std::string fixedText( double number ) {
 /// Whether `number` is `rate`, or what it becomes with 2 to 5 decimals. The error of a `float`
 /// doesn't count.
 bool isWrittenAs( double rate, double number ) {
-    constexpr double TOLERANCE = 1e-5;
+    const double tolerance =
+        std::max( 1e-5, number * double{ std::numeric_limits<float>::epsilon() } / 2 );
     return std::ranges::any_of( std::array{ 1e2, 1e3, 1e4, 1e5 }, [=]( double unit ) {
-        return std::abs( std::round( rate * unit ) / unit - number ) < TOLERANCE;
+        return std::abs( std::round( rate * unit ) / unit - number ) < tolerance;
     } );
 }
 
