@@ -227,6 +227,19 @@ TEST_F( QvcompFilesTest, LinkStaysAndWhatItLeadsToIsReplacedOrMade ) {
     }
 }
 
+TEST_F( QvcompFilesTest, NameThatTurnsOutToBeTheOtherFilesIsNoticed ) {
+    const std::string second = _folder.path() / "second";
+    PendingFile file( getOutput().string() );
+    const PendingFile other( second );
+    EXPECT_FALSE( other.hasPlaceOf( file ) );
+    file.sync();
+    file.commit();
+    EXPECT_FALSE( other.hasPlaceOf( file ) );
+    // As where "out" and "OUT" are one.
+    fs::create_hard_link( getOutput(), second );
+    EXPECT_TRUE( other.hasPlaceOf( file ) );
+}
+
 TEST_F( QvcompFilesTest, ThreadThatCantBeStartedIsOneSentence ) {
     struct Refused {
         explicit Refused( int ) { throw std::system_error( EAGAIN, std::generic_category() ); }

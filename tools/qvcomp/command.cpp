@@ -115,9 +115,7 @@ public:
         if( !options.preview.isEmpty() ) {
             _preview.emplace( options.preview );
             checkInputs( *_preview, scene );
-            if( _preview->hasPlaceOf( _picture ) ) {
-                throw UsageFailure( Tag::SAME_OUTPUTS );
-            }
+            checkPlaces();
         }
     }
 
@@ -134,11 +132,18 @@ public:
         InterruptNote::check();
         _picture.commit();
         if( _preview ) {
+            checkPlaces();
             _preview->commit();
         }
     }
 
 private:
+    void checkPlaces() const {
+        if( _preview->hasPlaceOf( _picture ) ) {
+            throw UsageFailure( Tag::SAME_OUTPUTS );
+        }
+    }
+
     static void checkInputs( const PendingFile& output, const Scene& scene ) {
         for( const LayerInfo& layer : scene.layers ) {
             if( output.replaces( layer.file ) ) {

@@ -111,11 +111,18 @@ bool PendingFile::replaces( const FileId& file ) const noexcept {
 bool PendingFile::hasPlaceOf( const PendingFile& other ) const {
     struct stat ours;
     struct stat theirs;
-    if( ::fstat( _folder.get(), &ours ) != 0 || ::fstat( other._folder.get(), &theirs ) != 0 ) {
+    struct stat file;
+    if( ::fstat( _folder.get(), &ours ) != 0 || ::fstat( other._folder.get(), &theirs ) != 0 ||
+        ::fstat( other._file->get(), &file ) != 0 ) {
         fail();
     }
-    return ( _name == other._name && FileId( ours ) == FileId( theirs ) ) ||
-           ( other._former && replaces( FileId( *other._former ) ) );
+    if( ( _name == other._name && FileId( ours ) == FileId( theirs ) ) ||
+        ( other._former && replaces( FileId( *other._former ) ) ) ) {
+        return true;
+    }
+    struct stat named;
+    return ::fstatat( _folder.get(), _name.c_str(), &named, AT_SYMLINK_NOFOLLOW ) == 0 &&
+           FileId( named ) == FileId( file );
 }
 
 void PendingFile::write( std::uint64_t offset, const void* bytes, std::size_t size ) {

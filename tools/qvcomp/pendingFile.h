@@ -36,7 +36,8 @@ public:
     const OsFilePath& getPath() const noexcept { return _path; }
     /// Whether `file` is the one that will be replaced.
     bool replaces( const FileId& file ) const noexcept;
-    /// Whether the two will have one name, or replace one file.
+    /// Whether the two will have one name, or replace one file. On a volume that takes names which
+    /// differ in case for one, that is known only when `other` has its name.
     bool hasPlaceOf( const PendingFile& other ) const;
 
     /// Writes `size` bytes from byte `offset` on.
