@@ -22,7 +22,7 @@ using LkLockPlatform = LkLockPosix;
 /// Nesting:  a holder that locks again isn't blocked; the inner guard gives nothing back.
 /// Fairness: whoever is awake takes a free lock, also the thread that has just given it back; one
 ///           that was woken in vain comes first the next time.
-/// Const:    locking is const, so that const accessors can lock.
+/// Const:    locking is const, so that const accessors can lock. It leaves errno as it is.
 /// Cost:     one atomic operation to take and a store to give back without contention; then a short
 ///           spin, then sleep in a queue, with a barrier in all threads of the process.
 class QV_BASE_API QV_CAPABILITY( "mutex" ) LkLock {

@@ -129,7 +129,9 @@ TEST( LkSleepersTest, ASleeperWhoseBarrierFailsFindsALockThatWasGivenBackUnseen 
     std::atomic<std::uint32_t> word{ 1 };
     TestThread sleeper( [&] {
         denyCall( SYS_membarrier, ENOSYS );
+        errno = EDOM;
         EXPECT_TRUE( LkSleepers::waitForTurn( word, 2, LkSleepers::LAST ) );
+        EXPECT_EQ( errno, EDOM );
     } );
     sleeper.waitUntilBlocked();
     // As by a holder that looked at the count before it could see this sleeper.

@@ -26,6 +26,19 @@ constexpr std::timespec SLICE = { 0, 4'000'000 };
 /// disturbed.
 constexpr int LOOKS_FOR_TURN = 200;
 
+/// A guard's end stands between a failed call and the look at its error: locks leave errno as it
+/// is.
+class ErrnoGuard {
+public:
+    ErrnoGuard() = default;
+    ErrnoGuard( const ErrnoGuard& ) = delete;
+    ErrnoGuard& operator=( const ErrnoGuard& ) = delete;
+    ~ErrnoGuard() { errno = _before; }
+
+private:
+    const int _before = errno;
+};
+
 /// Without `limit` there is none. Any return, by a wake-up, a signal, the limit or a word that
 /// changed, leads to another look.
 void futexWait( std::atomic<std::uint32_t>& word, std::uint32_t expected,
@@ -229,6 +242,7 @@ bool barrierInAllThreads() noexcept {
 } // namespace
 
 bool waitForTurn( std::atomic<std::uint32_t>& word, std::uint32_t number, Place place ) noexcept {
+    const ErrnoGuard errnoGuard;
     const std::size_t index = getIndex( &word );
     Queue& queue = queueOf( index );
     Sleeper sleeper( word, number, place );
@@ -245,6 +259,7 @@ bool waitForTurn( std::atomic<std::uint32_t>& word, std::uint32_t number, Place 
 }
 
 void wakeOne( const void* lock ) noexcept {
+    const ErrnoGuard errnoGuard;
     const std::size_t index = getIndex( lock );
     Queue& queue = queueOf( index );
     const std::atomic<std::uint32_t>* asleep = nullptr;

@@ -2,7 +2,6 @@
 
 #include <base/files/newDescriptorPosix.h>
 #include <base/files/sizeSignalGuardPosix.h>
-
 #include <base/text/ascii.h>
 
 #include <algorithm>
@@ -207,8 +206,14 @@ int LkSemaHandlePosix::attach( unsigned int initialCount, LkSemaTypes::CreateFla
         removeName();
         return ENOENT;
     }
-    const int error = isInUse ? map() : make( initialCount );
-    return error != 0 ? error : takeByte();
+    int error = isInUse ? map() : make( initialCount );
+    if( error == 0 ) {
+        error = takeByte();
+    }
+    if( error != 0 && !isInUse ) {
+        removeName();
+    }
+    return error;
 }
 
 int LkSemaHandlePosix::make( unsigned int initialCount ) {
@@ -219,9 +224,6 @@ int LkSemaHandlePosix::make( unsigned int initialCount ) {
     }
     if( error == 0 && ::sem_init( _sema, 1, initialCount ) != 0 ) {
         error = errno;
-    }
-    if( error != 0 ) {
-        removeName();
     }
     return error;
 }
