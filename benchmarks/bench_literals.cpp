@@ -224,8 +224,7 @@ BENCHMARK( getValue )->Name( "settings/InVariable::getValue" );
 
 int main( int argc, char** argv ) {
     benchmark::Initialize( &argc, argv );
-    const char* const* arguments = argv;
-    const InInitGuard packages( argc, arguments );
+    const InInitGuard packages( argc, argv );
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

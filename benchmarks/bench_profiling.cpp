@@ -124,8 +124,7 @@ BENCHMARK( sleepStd )->Name( "sleep/std_sleep_for" )->Apply( lengths );
 
 int main( int argc, char** argv ) {
     benchmark::Initialize( &argc, argv );
-    const char* const* arguments = argv;
-    const InInitGuard packages( argc, arguments );
+    const InInitGuard packages( argc, argv );
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

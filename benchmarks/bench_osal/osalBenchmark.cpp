@@ -5,8 +5,7 @@
 /// Names are those of the work, then of who does it: "Qv" ours, the others the peers.
 int main( int argc, char** argv ) {
     benchmark::Initialize( &argc, argv );
-    const char* const* arguments = argv;
-    const Qv::InInitGuard guard( argc, arguments );
+    const Qv::InInitGuard guard( argc, argv );
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

@@ -74,7 +74,7 @@ private:
     std::thread _thread;
 };
 
-int runTests( int& argc, const char* const*& argv, Watchdog& watchdog ) {
+int runTests( int& argc, char**& argv, Watchdog& watchdog ) {
     const InInitGuard packages( argc, argv );
     ::testing::TestEventListeners& listeners = ::testing::UnitTest::GetInstance()->listeners();
     listeners.Append( &watchdog );
@@ -91,7 +91,6 @@ int main( int argc, char** argv ) {
     ::testing::InitGoogleMock( &argc, argv );
     // The other style forks a process that has threads.
     GTEST_FLAG_SET( death_test_style, "threadsafe" );
-    const char* const* arguments = argv;
     Qv::Watchdog watchdog;
-    return Qv::runTests( argc, arguments, watchdog );
+    return Qv::runTests( argc, argv, watchdog );
 }

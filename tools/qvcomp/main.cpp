@@ -31,12 +31,11 @@ int main( int argc, char** argv ) {
     ::mallopt( M_ARENA_MAX, 1 );
     fillStandardStreams();
     Qv::Comp::dropEmptySettings();
-    const char* const* arguments = argv;
     try {
-        const Qv::InInitGuard packages( argc, arguments );
+        const Qv::InInitGuard packages( argc, argv );
         return Qv::Comp::runCommand(
-            std::span( arguments, static_cast<std::size_t>( argc ) ).subspan( 1 ), std::cout,
-            std::cerr, ::isatty( STDERR_FILENO ) != 0 );
+            std::span( argv, static_cast<std::size_t>( argc ) ).subspan( 1 ), std::cout, std::cerr,
+            ::isatty( STDERR_FILENO ) != 0 );
     } catch( const Qv::ExBase& e ) {
         std::cerr << "qvcomp: " << Qv::Printable::makeText( e.getReason() ) << '\n';
         return 1;
