@@ -40,7 +40,7 @@ int main( int argc, char** argv ) {
         std::cerr << "qvcomp: " << Qv::Printable::makeText( e.getReason() ) << '\n';
         return 1;
     } catch( const std::exception& e ) {
-        std::cerr << "qvcomp: " << e.what() << '\n';
+        std::cerr << "qvcomp: " << Qv::Printable::makeText( e.what() ) << '\n';
         return 1;
     }
 }

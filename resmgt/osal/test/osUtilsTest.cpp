@@ -103,14 +103,20 @@ TEST( OsUtilsTest, HardwareAddressIsOneOfThisMachinesAndTheMakersIfThereIsOne ) 
     EXPECT_TRUE( expected.empty() ? address.empty() : expected.contains( address ) ) << address;
 }
 
-TEST( OsUtilsTest, SleepLastsWholeSecondsThroughSignals ) {
+TEST( OsUtilsTest, SleepLastsWholeSecondsThroughSignalsAndNamesTheCallThatFails ) {
     using std::chrono::steady_clock;
-    const CallHook storm( "clock_nanosleep",
-                          []( const SystemCall& call ) { return call.number <= 3 ? EINTR : 0; } );
-    const auto start = steady_clock::now();
-    OsUtils::sleep( 1 );
-    EXPECT_GE( steady_clock::now() - start, std::chrono::seconds( 1 ) );
-    EXPECT_EQ( storm.nbCalls(), 4 );
+    {
+        const CallHook storm( "clock_nanosleep", []( const SystemCall& call ) {
+            return call.number <= 3 ? EINTR : 0;
+        } );
+        const auto start = steady_clock::now();
+        OsUtils::sleep( 1 );
+        EXPECT_GE( steady_clock::now() - start, std::chrono::seconds( 1 ) );
+        EXPECT_EQ( storm.nbCalls(), 4 );
+    }
+    const CallHook broken( "clock_nanosleep", []( const SystemCall& ) { return EINVAL; } );
+    EXPECT_THAT( raisedBy<ExAssertionFailed>( [] { OsUtils::sleep( 1 ); } ),
+                 HasSubstr( "clock_nanosleep" ) );
 }
 
 TEST( OsUtilsTest, ExitOnCrashRunsNoHandlerAndFlushesNothing ) {

@@ -147,7 +147,7 @@ void OsUtils::sleep( unsigned int seconds ) {
     do {
         error = ::clock_nanosleep( CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr );
     } while( error == EINTR );
-    QV_SYS_ASSERT( error == 0, error );
+    Assertions::checkErrorCode( QV_HERE, "::clock_nanosleep( CLOCK_MONOTONIC, ... ) == 0", error );
 }
 
 } // namespace Qv
