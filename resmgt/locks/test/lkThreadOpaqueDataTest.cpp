@@ -3,6 +3,7 @@
 #include <resmgt/locks/lkThreadOpaqueDataFactory.h>
 #include <resmgt/locks/lkTimedCondVar.h>
 #include <resmgt/locks/mtThreadDataRegistry.h>
+#include <resmgt/locks/src/lkTimedWaitEntry.h>
 #include <resmgt/locks/src/lkWaitEntry.h>
 #include <resmgt/locks/src/posix/lkFutexPosix.h>
 #include <tests/support/holdPoint.h>
@@ -19,6 +20,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Qv {
@@ -288,8 +290,9 @@ TEST_F( LkThreadOpaqueDataTest, FailedCallsOfTheSystemAreNamed ) {
 constexpr const char* WAIT_AT_THE_END = "QV_TEST_WAIT_AT_THE_END";
 constexpr int HAS_WAITED = 42;
 
-/// Ends after the statics of all other files. With the environment variable set a thread then waits
-/// for the first time, and ends the process with HAS_WAITED if it can.
+/// Ends after the statics of all other files, and of all that was first called since the start of
+/// `main`. With the environment variable set a thread then waits for the first time, and ends the
+/// process with HAS_WAITED if it can.
 class LastStatic {
 public:
     ~LastStatic() {
@@ -311,17 +314,22 @@ TEST( LkWaitEntryTest, ThreadsMayWaitForTheFirstTimeWhileTheProcessEnds ) {
     EXPECT_EXIT(
         {
             ::setenv( WAIT_AT_THE_END, "1", 1 );
-            ::execl( "/proc/self/exe", "locksTest", "--gtest_filter=none", nullptr );
+            // A test in which other threads wait.
+            ::execl( "/proc/self/exe", "locksTest", "--gtest_filter=LkWaitEntryTest.Memory*",
+                     nullptr );
         },
         ::testing::ExitedWithCode( HAS_WAITED ), "" );
 }
 
 TEST( LkWaitEntryTest, MemoryOfAnEndedThreadsEntryServesALaterThread ) {
-    const LkWaitEntry* entries[2] = {};
-    for( const LkWaitEntry*& entry : entries ) {
-        TestThread( [&] { entry = &LkWaitEntry::getEntry(); } ).join();
+    std::pair<const LkWaitEntry*, const LkTimedWaitEntry*> entries[2];
+    for( auto& entry : entries ) {
+        TestThread( [&] {
+            entry = { &LkWaitEntry::getEntry(), &LkTimedWaitEntry::getEntry() };
+        } ).join();
     }
-    EXPECT_NE( entries[0], nullptr );
+    EXPECT_NE( entries[0].first, nullptr );
+    EXPECT_NE( entries[0].second, nullptr );
     EXPECT_EQ( entries[0], entries[1] );
 }
 
