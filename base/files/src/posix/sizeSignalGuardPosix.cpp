@@ -22,8 +22,10 @@ sigset_t sizeSignal() noexcept {
 /// By the call of that name: the C library's takes twice as long, by the one that can set the
 /// limits of other processes. Where a sandbox refuses it, there may be a limit.
 rlim_t getSizeLimit() noexcept {
+    const int error = errno;
     struct rlimit limit {};
     ::syscall( SYS_getrlimit, RLIMIT_FSIZE, &limit );
+    errno = error;
     return limit.rlim_cur;
 }
 
