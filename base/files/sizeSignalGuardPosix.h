@@ -13,7 +13,7 @@ namespace Qv {
 /// The signal is blocked in this thread alone and taken back if it came; what the process does on
 /// SIGXFSZ is the application's affair and stays as it is. That costs two calls of the system and
 /// more; hardly any process has a limit, and to look for one costs a single call, the only price
-/// that all others pay: about 0.2 µs, 15 % of a write of 4 KiB or 1.5 % of one of 64 KiB.
+/// that all others pay: about 0.25 µs, a fifth of a write of 4 KiB or 2 % of one of 64 KiB.
 ///
 /// Threads: used by the thread that made it. The limit mustn't be set for the first time between
 ///          the guard and the call.

@@ -108,8 +108,9 @@ public:
     /// back-slash.
     static OsFilePath getCurrentDir();
     /// `QV_TEST_DIR`, else "ombra" in the system's directory for temporary files. It need not
-    /// exist; the start of the package makes it, for this user alone. Where the start found that it
-    /// can't be had, this is the next best place; docs/paths.md lists them.
+    /// exist; the start of the package makes it, for this user alone, or this operation where the
+    /// program has chosen that, see OsTempDir. Where it can't be had, this is the next best place;
+    /// docs/paths.md lists them.
     static OsFilePath getTempDir();
     /// Errors: OsFileEx::ExHomeNotDefined, here and below; ExSysErrorWindows when the system lacks
     ///         descriptors or memory to be asked.

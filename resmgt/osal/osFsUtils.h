@@ -13,8 +13,8 @@ namespace Qv {
 /// Operations of the file system on paths.
 ///
 /// Errors:  ExSysErrorWindows with the operation and the path for a failed system call; what else
-///          is raised is told below. The four questions raise nothing: what can't be asked isn't
-///          there.
+///          is raised is told below. To the four questions what can't be asked isn't there; only
+///          for want of descriptors or memory they raise.
 /// Threads: any.
 class QV_RESMGT_API OsFsUtils {
 public:

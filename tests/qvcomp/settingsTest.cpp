@@ -71,6 +71,19 @@ protected:
     std::map<std::string, ScopedEnvironment> _environment;
 };
 
+TEST_F( QvcompSettingsTest, NeitherMakesNorNeedsTheDirectoryForTemporaryFiles ) {
+    const ScopedEnvironment noTestDir( "QV_TEST_DIR" );
+    fs::create_directory( at( "temp" ) );
+    set( "TMPDIR", at( "temp" ) );
+    EXPECT_EQ( run().status, 0 );
+    EXPECT_TRUE( fs::is_empty( at( "temp" ) ) );
+    for( const char* nowhere : { "TMPDIR", "HOME", "XDG_CACHE_HOME" } ) {
+        set( nowhere, at( "none/at/all" ) );
+    }
+    const Outcome outcome = run( { "--scratch", at( "" ) } );
+    EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
+}
+
 TEST_F( QvcompSettingsTest, OptionBeforeEnvironmentBeforeUsersFileBeforeApplications ) {
     EXPECT_GE( getUsed( "threads" ), 1U );
     write( "app/etc/@ombra.ini", "ombra::qvcomp::threads = 3\nombra::qvcomp::memory = 2G\n" );

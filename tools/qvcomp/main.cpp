@@ -4,6 +4,7 @@
 #include <base/failure/exBase.h>
 #include <base/init/inInitGuard.h>
 #include <base/text/printable.h>
+#include <resmgt/osal/osTempDir.h>
 
 #include <iostream>
 
@@ -31,6 +32,8 @@ int main( int argc, char** argv ) {
     ::mallopt( M_ARENA_MAX, 1 );
     fillStandardStreams();
     Qv::Comp::dropEmptySettings();
+    // Pictures are made beside their targets; only a setting can name the directory.
+    Qv::OsTempDir::setOnDemand( true );
     try {
         const Qv::InInitGuard packages( argc, argv );
         return Qv::Comp::runCommand(

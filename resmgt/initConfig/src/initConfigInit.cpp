@@ -2,6 +2,7 @@
 #include <base/init/inInit.h>
 #include <resmgt/initConfig/src/deploymentVariables.h>
 #include <resmgt/osal/osFilePath.h>
+#include <resmgt/osal/osTempDir.h>
 #include <resmgt/resmgtPackages.h>
 
 namespace Qv {
@@ -21,12 +22,17 @@ InInit<initConfig>::InInit()
 
 namespace {
 
-/// A default that is known when packages start: the directory for temporary files.
+/// A default that is known when packages start: the directory for temporary files. There is none in
+/// a program that has that made on demand, which this isn't.
 struct TempDir {
     static constexpr int getPriority() noexcept { return 0; }
     static constexpr const char* getSourceString() noexcept { return "InInitDef"; }
     static void initialize( InContextAliasBase& alias ) {
-        alias.initialize( OsFilePath::getTempDir().getChars() );
+        if( OsTempDir::isToBeMade() ) {
+            alias.initialize( nullptr );
+        } else {
+            alias.initialize( OsFilePath::getTempDir().getChars() );
+        }
     }
 };
 

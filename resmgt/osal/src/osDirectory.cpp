@@ -153,8 +153,8 @@ private:
             return;
         }
         // As when it is copied alone, a directory that stands in its place takes it in.
-        const OsFolder inside = to.open( name, Links::REFUSE );
-        const OsFileCopy copy( inside.isOpen() ? inside : to, name, Existing::PLAIN_FILE, COPYING );
+        const auto inside = findDirectory( to, name, Links::REFUSE );
+        const OsFileCopy copy( inside ? *inside : to, name, Existing::PLAIN_FILE, COPYING );
         OsCopySource source( from.getPath() + name, from.openForReading( name ) );
         copy.run( source );
     }

@@ -28,8 +28,8 @@ void checkEntry( const OsFilePath& path, const char* where ) {
 
 /// Where a file that is called `name` gets when it is copied to `target`.
 OsPlace getPlace( const OsFilePath& target, const OsFilePath& name ) {
-    OsFolder folder = OsFolder::current().open( target, OsFolder::Links::FOLLOW );
-    return folder.isOpen() ? OsPlace{ std::move( folder ), name } : OsPlace::of( target );
+    auto folder = findDirectory( OsFolder::current(), target, OsFolder::Links::FOLLOW );
+    return folder ? OsPlace{ std::move( *folder ), name } : OsPlace::of( target );
 }
 
 } // namespace

@@ -175,6 +175,19 @@ void OsFileCopy::run( OsCopySource& source ) const {
     target.complete();
 }
 
+std::optional<OsFolder> findDirectory( const OsFolder& folder, const OsFilePath& name,
+                                       Links links ) {
+    const auto facts = folder.look( name, links );
+    if( !facts || facts->kind != Kind::DIRECTORY ) {
+        return std::nullopt;
+    }
+    OsFolder directory = folder.open( name, links );
+    if( !directory.isOpen() ) {
+        throw ExSysErrorWindows( QV_HERE, OPENING, directory.getPath().getChars() );
+    }
+    return directory;
+}
+
 void copyFile( const OsFilePath& from, const OsPlace& target, Existing existing,
                const char* where ) {
     if( !target.folder.isOpen() ) {

@@ -60,6 +60,11 @@ private:
     std::optional<OsFsPlatform::Facts> _before;
 };
 
+/// The directory `name` of `folder`, which takes in what is copied to that name; nothing if there
+/// is none. Errors: the system's with OsFileWriter's location if it can't be opened.
+std::optional<OsFolder> findDirectory( const OsFolder& folder, const OsFilePath& name,
+                                       OsFolder::Links links );
+
 /// Copies a file, whatever can be read, to `target`.
 void copyFile( const OsFilePath& from, const OsPlace& target, Existing existing,
                const char* where );

@@ -16,7 +16,8 @@ namespace Qv {
 /// Names:  of entries, as paths of one component. `current` takes any path for a name, and the
 ///         links on the way are followed.
 /// Links:  what makes or removes an entry never follows one that stands there.
-/// Errors: none is raised. After a failure the thread's last error is the platform's.
+/// Errors: after a failure the thread's last error is the platform's. Only `look` raises,
+///         ExSysErrorWindows for a lack of descriptors or memory, which would pass for an answer.
 class OsFolder {
 public:
     enum class Links { FOLLOW, REFUSE };

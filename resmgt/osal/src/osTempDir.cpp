@@ -1,10 +1,13 @@
-#include <resmgt/osal/src/osTempDir.h>
+#include <resmgt/osal/osTempDir.h>
 
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
+#include <base/locks/lkGuard.h>
+#include <base/locks/lkLock.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/osal/osDirectory.h>
 #include <resmgt/osal/src/osFsPlatform.h>
+#include <resmgt/osal/src/osTempDirStart.h>
 
 #include <cstdlib>
 #include <sstream>
@@ -16,15 +19,22 @@ namespace {
 
 constexpr const char* NAME = "ombra";
 
-/// What `OsTempDir::prepare` has found, for the environment that it has seen.
+/// The next best place, for the environment in which it was found.
 struct Substitute {
     OsFilePath usual;
     OsFilePath place;
 };
 
-Substitute& getSubstitute() {
-    static Substitute substitute;
-    return substitute;
+struct State {
+    const LkLock lock{ "OsFilePath::getTempDir" };
+    bool isOnDemand QV_GUARDED_BY( lock ) = false;
+    bool isToBeMade QV_GUARDED_BY( lock ) = false;
+    Substitute substitute QV_GUARDED_BY( lock );
+};
+
+State& getState() {
+    static State state;
+    return state;
 }
 
 OsFilePath getTestDir() {
@@ -66,7 +76,8 @@ void makeTestDir( OsDirectory directory ) {
     }
 }
 
-void takeFirstPlace() {
+/// Its place is empty if the usual one is had.
+Substitute takeFirstPlace() {
     std::string faults;
     for( const auto getPlace : { getUsual, getOwn, getInCache } ) {
         const OsFilePath place = getPlace();
@@ -75,11 +86,11 @@ void takeFirstPlace() {
         }
         const std::string fault = OsFsPlatform::claimDirectory( place );
         if( fault.empty() ) {
-            if( !faults.empty() ) {
-                reportSubstitute( place, faults );
-                getSubstitute() = { getUsual(), place };
+            if( faults.empty() ) {
+                return {};
             }
-            return;
+            reportSubstitute( place, faults );
+            return { getUsual(), place };
         }
         faults += ( faults.empty() ? " '" : ", '" ) + place.toString() + "' " + fault;
     }
@@ -88,28 +99,58 @@ void takeFirstPlace() {
                              "OsFilePath::getTempDir", getUsual().getChars() );
 }
 
-} // namespace
-
-void OsTempDir::prepare() {
-    getSubstitute() = {};
-    const OsFilePath testDir = getTestDir();
-    if( testDir.isEmpty() ) {
-        takeFirstPlace();
-    } else {
-        makeTestDir( OsDirectory( testDir ) );
-    }
-    const OsDirectory tempDir( OsFilePath::getTempDir() );
-    QV_ASSERT( tempDir.exists() );
-}
-
-OsFilePath OsFilePath::getTempDir() {
+OsFilePath getName( const Substitute& substitute ) {
     const OsFilePath testDir = getTestDir();
     if( !testDir.isEmpty() ) {
         return testDir;
     }
     const OsFilePath usual = getUsual();
-    const Substitute& substitute = getSubstitute();
     return usual == substitute.usual ? substitute.place : usual;
+}
+
+void make( State& state ) QV_REQUIRES( state.lock ) {
+    const OsFilePath testDir = getTestDir();
+    state.substitute = {};
+    if( testDir.isEmpty() ) {
+        state.substitute = takeFirstPlace();
+    } else {
+        makeTestDir( OsDirectory( testDir ) );
+    }
+    const OsDirectory tempDir( getName( state.substitute ) );
+    QV_ASSERT( tempDir.exists() );
+    state.isToBeMade = false;
+}
+
+} // namespace
+
+void startTempDir() {
+    State& state = getState();
+    const LkGuard<const LkLock> guard( state.lock );
+    state.isToBeMade = state.isOnDemand;
+    if( !state.isOnDemand ) {
+        make( state );
+    }
+}
+
+void OsTempDir::setOnDemand( bool isOnDemand ) {
+    State& state = getState();
+    const LkGuard<const LkLock> guard( state.lock );
+    state.isOnDemand = isOnDemand;
+}
+
+bool OsTempDir::isToBeMade() {
+    State& state = getState();
+    const LkGuard<const LkLock> guard( state.lock );
+    return state.isToBeMade;
+}
+
+OsFilePath OsFilePath::getTempDir() {
+    State& state = getState();
+    const LkGuard<const LkLock> guard( state.lock );
+    if( state.isToBeMade ) {
+        make( state );
+    }
+    return getName( state.substitute );
 }
 
 } // namespace Qv

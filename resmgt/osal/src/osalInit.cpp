@@ -1,7 +1,7 @@
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
 #include <resmgt/osSupport/osMemoryArch.h>
-#include <resmgt/osal/src/osTempDir.h>
+#include <resmgt/osal/src/osTempDirStart.h>
 #include <resmgt/resmgtPackages.h>
 
 namespace Qv {
@@ -21,7 +21,7 @@ InInit<osal>::InInit()
 
 template <>
 void InInit<osal>::initializePackage() {
-    OsTempDir::prepare();
+    startTempDir();
     OsMemoryArch::getInstance();
 }
 

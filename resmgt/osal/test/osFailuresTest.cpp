@@ -335,6 +335,23 @@ TEST_F( OsalOperationTest, ALackOfDescriptorsOrMemoryIsNoAnswer ) {
     }
 }
 
+TEST( OsalFailureTest, ADirectoryThatCantBeOpenedIsNoFileInTheWay ) {
+    const TestFiles files( "from/file to/file/" );
+    const Operation copies[] = {
+        [&] { OsFile( files.path( "from/file" ) ).copyTo( files.path( "to/file" ) ); },
+        [&] { OsDirectory::copyHierarchy( files.path( "from" ), files.path( "to" ) ); } };
+    for( const Operation& copy : copies ) {
+        std::string failure;
+        const auto check = [&]( const FailedRun& run ) {
+            EXPECT_TRUE( failure.empty() || failure.ends_with( "Too many open files (error 24)" ) )
+                << run.call << ' ' << failure;
+            fs::remove( files.at( "to/file/file" ) );
+        };
+        forEachFailingCall(
+            EMFILE, [&] { failure = raisedBy<ExBase>( copy ); }, check );
+    }
+}
+
 /// What goes beyond a limit for the size of files, in a process that would die of SIGXFSZ.
 int workBeyondTheLimit( const TestFiles& files ) {
     const auto limit = static_cast<rlim_t>( 0x10000 );

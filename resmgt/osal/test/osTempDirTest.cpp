@@ -1,4 +1,5 @@
-#include <resmgt/osal/src/osTempDir.h>
+#include <resmgt/osal/osTempDir.h>
+#include <resmgt/osal/src/osTempDirStart.h>
 #include <resmgt/osal/test/testFiles.h>
 #include <tests/support/scopedEnvironment.h>
 
@@ -8,10 +9,12 @@ namespace {
 /// Where nothing but the test's own files is seen.
 class OsTempDirectoryTest : public ::testing::Test {
 protected:
-    /// What `prepare` says.
-    static std::string prepare() {
+    ~OsTempDirectoryTest() override { OsTempDir::setOnDemand( false ); }
+
+    /// What the start says.
+    static std::string start() {
         ::testing::internal::CaptureStderr();
-        const std::string failure = raisedBy<ExSysError>( [] { OsTempDir::prepare(); } );
+        const std::string failure = raisedBy<ExSysError>( startTempDir );
         return ::testing::internal::GetCapturedStderr() + failure;
     }
 
@@ -56,7 +59,7 @@ TEST_F( OsTempDirectoryTest, IsTheUsersAloneOrTheNextBestWithTheReason ) {
         for( const auto& spoilt : { std::vector{ usual }, std::vector{ usual, _own } } ) {
             SCOPED_TRACE( std::string( one.name ) + std::to_string( spoilt.size() ) );
             std::for_each( spoilt.begin(), spoilt.end(), one.spoil );
-            const std::string said = prepare();
+            const std::string said = start();
             const std::string place = one.fault == nullptr  ? usual
                                       : spoilt.size() == 1U ? _own
                                                             : "cache/ombra";
@@ -78,16 +81,39 @@ TEST_F( OsTempDirectoryTest, IsTheUsersAloneOrTheNextBestWithTheReason ) {
     }
     EXPECT_EQ( _files.mode( "mine" ), 0755U );
     // Each start looks anew.
-    EXPECT_EQ( prepare(), "" );
+    EXPECT_EQ( start(), "" );
     EXPECT_EQ( OsFilePath::getTempDir(), _files.path( usual ) );
 }
 
 TEST_F( OsTempDirectoryTest, NoPlaceAtAllIsAFailureThatNamesThemAll ) {
     const ScopedEnvironment tmpDir( "TMPDIR", _files.at( "none" ).c_str() );
     _files.write( "cache" );
-    EXPECT_THAT( prepare(), tells( "OsFilePath::getTempDir", "There is no directory for temporary",
-                                   "none/ombra' can't be made: No such file or directory",
-                                   "/cache/ombra' can't be made: Not a directory" ) );
+    EXPECT_THAT( start(), tells( "OsFilePath::getTempDir", "There is no directory for temporary",
+                                 "none/ombra' can't be made: No such file or directory",
+                                 "/cache/ombra' can't be made: Not a directory" ) );
+}
+
+TEST_F( OsTempDirectoryTest, OnDemandItIsMadeForWhoAsksAndNotByTheStart ) {
+    OsTempDir::setOnDemand( true );
+    const auto ask = [] { OsFilePath::getTempDir(); };
+    fs::remove( _files.at( "tmp" ) );
+    _files.write( "cache" );
+    EXPECT_EQ( start(), "" );
+    for( int i = 0; i < 2; ++i ) {
+        EXPECT_TRUE( OsTempDir::isToBeMade() );
+        EXPECT_THAT( raisedBy<ExSysError>( ask ),
+                     tells( "OsFilePath::getTempDir", "There is no" ) );
+    }
+    _files.write( "tmp/" );
+    EXPECT_FALSE( _files.has( "tmp/ombra" ) );
+    ask();
+    EXPECT_EQ( _files.mode( "tmp/ombra" ), 0700U );
+    EXPECT_FALSE( OsTempDir::isToBeMade() );
+    const ScopedEnvironment testDir( "QV_TEST_DIR", _files.at( "test" ).c_str() );
+    EXPECT_EQ( start(), "" );
+    EXPECT_FALSE( _files.has( "test" ) );
+    ask();
+    EXPECT_TRUE( _files.has( "test" ) );
 }
 
 TEST_F( OsTempDirectoryTest, SomebodyWhoIsQuickerLeadsNowhere ) {
@@ -103,7 +129,7 @@ TEST_F( OsTempDirectoryTest, SomebodyWhoIsQuickerLeadsNowhere ) {
             }
             return 0;
         } );
-        prepare();
+        start();
         EXPECT_EQ( _files.facts( "theirs" ).st_mode, before.st_mode );
         fs::remove_all( _files.at( "tmp/ombra" ) );
         fs::remove_all( _files.at( _own ) );
@@ -114,10 +140,10 @@ TEST_F( OsTempDirectoryTest, SomebodyWhoIsQuickerLeadsNowhere ) {
 TEST_F( OsTempDirectoryTest, TheOneForTestsIsTakenAsItIs ) {
     const ScopedEnvironment testDir( "QV_TEST_DIR", _files.at( "test" ).c_str() );
     const mode_t former = ::umask( 022 );
-    EXPECT_EQ( prepare(), "" );
+    EXPECT_EQ( start(), "" );
     EXPECT_EQ( _files.mode( "test" ), 0755U );
     _files.setMode( "test", 01777 & 0777U );
-    EXPECT_EQ( prepare(), "" );
+    EXPECT_EQ( start(), "" );
     EXPECT_EQ( _files.mode( "test" ), 0777U );
     ::umask( former );
     EXPECT_EQ( OsFilePath::getTempDir(), _files.path( "test" ) );
@@ -127,7 +153,7 @@ TEST_F( OsTempDirectoryTest, TheOneForTestsIsTakenAsItIs ) {
             _files.link( "nothing", "lost" );
         }
         const ScopedEnvironment noDirectory( "QV_TEST_DIR", _files.at( wrong ).c_str() );
-        EXPECT_THAT( prepare(), tells( "OsDirectory::performCreate", wrong, "File exists" ) );
+        EXPECT_THAT( start(), tells( "OsDirectory::performCreate", wrong, "File exists" ) );
     }
     EXPECT_FALSE( _files.has( "tmp/ombra" ) );
 }

@@ -5,8 +5,6 @@
 #include <ctime>
 
 #include <sys/resource.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace Qv {
 
@@ -19,11 +17,12 @@ sigset_t sizeSignal() noexcept {
     return signals;
 }
 
-/// By the call of that name: the C library's takes twice as long, by the one that can set the
-/// limits of other processes. Where a sandbox refuses it, there may be a limit.
+/// 0, a limit, where a sandbox refuses the question.
 rlim_t getSizeLimit() noexcept {
+    const int error = errno;
     struct rlimit limit {};
-    ::syscall( SYS_getrlimit, RLIMIT_FSIZE, &limit );
+    ::getrlimit( RLIMIT_FSIZE, &limit );
+    errno = error;
     return limit.rlim_cur;
 }
 

@@ -1,4 +1,6 @@
 #include <resmgt/osal/src/osFolder.h>
+
+#include <base/failure/exSysError.h>
 #include <resmgt/osal/src/posix/descriptorPosix.h>
 #include <resmgt/osal/src/posix/directoryStreamPosix.h>
 #include <resmgt/osal/src/posix/nativePathPosix.h>
@@ -91,8 +93,12 @@ std::optional<Facts> OsFolder::getFacts() const {
 }
 
 std::optional<Facts> OsFolder::look( const OsFilePath& name, Links links ) const {
-    return OsFsUtilsPosix::getFacts( toDescriptor( _handle ), NativePath( name ).get(),
-                                     links == Links::REFUSE ? AT_SYMLINK_NOFOLLOW : 0 );
+    const auto facts = OsFsUtilsPosix::getFacts( toDescriptor( _handle ), NativePath( name ).get(),
+                                                 links == Links::REFUSE ? AT_SYMLINK_NOFOLLOW : 0 );
+    if( !facts && OsFsUtilsPosix::isExhaustion( errno ) ) {
+        throw ExSysErrorWindows( QV_HERE, "OsFile::performGetType", ( _path + name ).getChars() );
+    }
+    return facts;
 }
 
 std::optional<std::vector<OsFilePath>> OsFolder::list() const {
