@@ -146,6 +146,9 @@ int pass( const char* name, Size& size ) {
 #define QV_WRAPPED_RELEASE( name, parameters, arguments )                                          \
     QV_WRAPPED_AS( int, -1, name, parameters, arguments, Qv::NO_SIZE, __real_##name arguments )
 
+// The linker has shared libraries refer to these too, a sanitizer's for instance, whose own calls
+// they never get.
+#pragma GCC visibility push( default )
 extern "C" {
 
 // clang-format off
@@ -211,3 +214,4 @@ QV_WRAPPED( int, -1, openat, ( int folder, const char* path, int flags, mode_t m
 // clang-format on
 
 } // extern "C"
+#pragma GCC visibility pop
