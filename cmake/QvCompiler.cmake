@@ -28,9 +28,8 @@ elseif( CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13 )
     target_compile_options( qv_build INTERFACE -Wno-restrict )
 endif()
 
-# What most sources include. It is precompiled for all tests, and for the libraries under a
-# sanitizer; where the libraries are compiled for use, each source proves that it includes what it
-# needs. Position-independent code and other code can't share a precompiled header.
+# What most sources include. The tests precompile it anyway, in a way of their own: position-independent
+# code and other code can't share a precompiled header.
 set( qv_precompiled_headers
     <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdlib> <deque> <filesystem>
     <fstream> <functional> <limits> <list> <map> <memory> <mutex> <optional> <random> <set>
@@ -59,3 +58,18 @@ if( qv_sanitizer )
     endif()
     target_link_options( qv_build INTERFACE ${qv_sanitizer} )
 endif()
+
+if( QV_PRECOMPILE )
+    file( CONFIGURE OUTPUT "${CMAKE_BINARY_DIR}/precompiled.cpp" CONTENT "" )
+    add_library( qv_precompiled OBJECT "${CMAKE_BINARY_DIR}/precompiled.cpp" )
+    target_link_libraries( qv_precompiled PRIVATE qv_build )
+    target_precompile_headers( qv_precompiled PRIVATE ${qv_precompiled_headers} )
+endif()
+
+# Precompiles what the sources of an object library include, where that is wanted. Where it isn't,
+# as under the preset clang, each source proves that it includes what it needs.
+function( qv_precompile objects )
+    if( QV_PRECOMPILE )
+        target_precompile_headers( ${objects} REUSE_FROM qv_precompiled )
+    endif()
+endfunction()

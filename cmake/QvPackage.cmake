@@ -28,13 +28,6 @@
 
 define_property( GLOBAL PROPERTY QV_PACKAGES )
 
-if( QV_SANITIZE )
-    file( CONFIGURE OUTPUT "${CMAKE_BINARY_DIR}/precompiled.cpp" CONTENT "" )
-    add_library( qv_precompiled OBJECT "${CMAKE_BINARY_DIR}/precompiled.cpp" )
-    target_link_libraries( qv_precompiled PRIVATE qv_build )
-    target_precompile_headers( qv_precompiled PRIVATE ${qv_precompiled_headers} )
-endif()
-
 function( qv_package name )
     cmake_parse_arguments( PARSE_ARGV 1 arg "" ""
         "USES;HEADERS;SOURCES;POSIX;WINDOWS;TESTS;WRAPPED_CALLS" )
@@ -51,9 +44,7 @@ function( qv_package name )
 
     add_library( ${name}_objects OBJECT ${arg_SOURCES} ${port} )
     target_link_libraries( ${name}_objects PRIVATE qv_build )
-    if( QV_SANITIZE )
-        target_precompile_headers( ${name}_objects REUSE_FROM qv_precompiled )
-    endif()
+    qv_precompile( ${name}_objects )
     string( TOUPPER "${library}" upper )
     target_compile_definitions( ${name}_objects PRIVATE QV_BUILDING_${upper} )
     qv_headers_without_source( lonely "${arg_HEADERS}" "${arg_SOURCES};${port}" )

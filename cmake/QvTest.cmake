@@ -14,14 +14,18 @@ find_package( GTest REQUIRED )
 include( GoogleTest )
 
 # What every test source is compiled with: to compile it quickly matters more than its own speed. The
-# product's objects that a test program is made of keep their options. The address sanitizer's checks
-# take GCC longer to optimise than they ever take to run.
+# product's objects that a test program is made of keep their options. To optimise the address
+# sanitizer's checks takes longer than they ever take to run.
 add_library( qv_test_build INTERFACE )
 target_link_libraries( qv_test_build INTERFACE qv_build GTest::gmock ${CMAKE_DL_LIBS} )
 if( QV_SANITIZE STREQUAL "address" )
     set( qv_test_optimisation -O0 )
 else()
     set( qv_test_optimisation -O1 )
+endif()
+if( QV_SANITIZE )
+    string( TOUPPER "QV_SANITIZE_${QV_SANITIZE}" qv_sanitize_definition )
+    target_compile_definitions( qv_test_build INTERFACE ${qv_sanitize_definition} )
 endif()
 target_compile_options( qv_test_build INTERFACE $<$<NOT:$<CONFIG:Debug>>:${qv_test_optimisation}>
     # Lets ccache see what a precompiled header was made of.

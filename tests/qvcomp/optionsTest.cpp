@@ -58,16 +58,19 @@ TEST( QvcompOptionsTest, PathsLeadWhereTheSystemLeads ) {
     EXPECT_THAT( options.layers, ElementsAre( above + "a.exr", "a/b.exr" ) );
     EXPECT_EQ( parse( { "--size", "8x8", "-o", "x", "a" } ).scratch, above.getDirectoryName() );
 
-    for( const auto& [path, text] :
-         { std::pair( "missing/../x", "'missing/../x' leads nowhere: No such file" ),
-           { "a\\b.exr", "a name in it holds a back-slash" },
-           { "new/", "'new/' ends as a folder's name does" },
-           { "old.exr/.", "'old.exr/.' ends as" } } ) {
+    const struct {
+        const char* path;
+        const char* text;
+    } cases[] = { { "missing/../x", "'missing/../x' leads nowhere: No such file" },
+                  { "a\\b.exr", "a name in it holds a back-slash" },
+                  { "new/", "'new/' ends as a folder's name does" },
+                  { "old.exr/.", "'old.exr/.' ends as" } };
+    for( const auto& c : cases ) {
         for( const char* option : { "-o", "--preview", "--" } ) {
             EXPECT_THAT( raisedBy<Failure>( [&] {
-                             parse( { option, path } );
+                             parse( { option, c.path } );
                          } ),
-                         HasSubstr( text ) );
+                         HasSubstr( c.text ) );
         }
     }
 }

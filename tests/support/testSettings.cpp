@@ -10,10 +10,10 @@ namespace Qv {
 
 namespace {
 
-#if defined( __SANITIZE_THREAD__ )
+#if defined( QV_SANITIZE_THREAD )
 constexpr double WORK_SHARE = 0.1;
 constexpr double SLOWDOWN = 4.0;
-#elif defined( __SANITIZE_ADDRESS__ )
+#elif defined( QV_SANITIZE_ADDRESS )
 constexpr double WORK_SHARE = 0.2;
 constexpr double SLOWDOWN = 2.0;
 #else

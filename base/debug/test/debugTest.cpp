@@ -65,7 +65,7 @@ TEST( HmGCTest, ReportsWhatAScopeKeepsAndOnlyThat ) {
 }
 
 TEST( HmGCTest, RaisesWhatItKnowsExactlyAndOvertakesNoException ) {
-#if defined( __SANITIZE_ADDRESS__ ) || defined( __SANITIZE_THREAD__ )
+#if defined( QV_SANITIZE_ADDRESS ) || defined( QV_SANITIZE_THREAD )
     constexpr bool isExact = true;
 #else
     constexpr bool isExact = false;

@@ -39,7 +39,7 @@ void waitAndWake( int nbWaiters, int nbWakers, long nbWaits, Wake wake ) {
         }
         const std::uint64_t seed = testSeed();
         for( int i = 0; i < nbWakers; ++i ) {
-            threads.emplace_back( [&, i] {
+            threads.emplace_back( [&, i, seed] {
                 std::minstd_rand random( static_cast<unsigned int>( seed ) +
                                          static_cast<unsigned int>( i ) );
                 while( nbLeft > 0 ) {

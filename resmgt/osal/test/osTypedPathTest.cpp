@@ -62,13 +62,16 @@ TEST( OsTypedPathTest, TextWithoutAClimbStaysAsItWasTyped ) {
 TEST( OsTypedPathTest, RefusesWhatLeadsNowhereAndWhatNoPathCanName ) {
     const TestFiles files( "file odd\\name/ nowhere>missing loop>loop" );
     const OsWorkingDirectory::Guard inside( files.path() );
-    for( const auto& [text, reason] : std::initializer_list<std::pair<const char*, const char*>>{
-             { "missing/../x", "No such file" },
-             { "file/../x", "Not a directory" },
-             { "nowhere/../x", "No such file" },
-             { "loop/..", "Too many levels" } } ) {
-        EXPECT_THAT( raisedBy<Sys>( [&] { OsTypedPath::resolve( text ); } ),
-                     ::testing::AllOf( HasSubstr( text ), HasSubstr( reason ) ) );
+    const struct {
+        const char* text;
+        const char* reason;
+    } cases[] = { { "missing/../x", "No such file" },
+                  { "file/../x", "Not a directory" },
+                  { "nowhere/../x", "No such file" },
+                  { "loop/..", "Too many levels" } };
+    for( const auto& c : cases ) {
+        EXPECT_THAT( raisedBy<Sys>( [&] { OsTypedPath::resolve( c.text ); } ),
+                     ::testing::AllOf( HasSubstr( c.text ), HasSubstr( c.reason ) ) );
     }
     EXPECT_THROW( OsTypedPath::resolve( "odd\\name/x" ), OsFileEx::ExInvalidPath );
     EXPECT_THROW( OsTypedPath::resolve( std::string( "x\0y", 3 ) ), OsFileEx::ExInvalidPath );
