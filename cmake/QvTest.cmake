@@ -30,7 +30,7 @@ endif()
 target_compile_options( qv_test_build INTERFACE $<$<NOT:$<CONFIG:Debug>>:${qv_test_optimisation}>
     # Lets ccache see what a precompiled header was made of.
     $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>
-    # GCC 12 sees copies behind the end of short strings where there are none, at -O1 alone.
+    # GCC 12 sees copies behind the end of short strings where headers were precompiled.
     "$<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds;-Wno-stringop-overflow>" )
 
 # GCC's thread sanitizer can't place its shadow memory when the kernel moves mappings about too
