@@ -13,7 +13,7 @@ namespace Qv {
 /// Operations of the file system on paths.
 ///
 /// Errors:  ExSysErrorWindows with the operation and the path for a failed system call; what else
-///          is raised is told below. To the four questions what can't be asked isn't there; only
+///          is raised stands below. To the four questions what can't be asked isn't there; only
 ///          for want of descriptors or memory they raise.
 /// Threads: any.
 class QV_RESMGT_API OsFsUtils {

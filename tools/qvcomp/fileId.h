@@ -4,7 +4,7 @@
 
 namespace Qv::Comp {
 
-/// What tells whether two names are of one file.
+/// What decides whether two names are of one file.
 struct FileId {
     explicit FileId( const struct stat& facts ) noexcept
         : device( facts.st_dev )

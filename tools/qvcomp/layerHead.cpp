@@ -119,7 +119,7 @@ private:
             _table.tileHeight = static_cast<std::uint32_t>( readInt() );
             char mode = 0;
             _stream.read( &mode, 1 );
-            // The upper half of the byte tells how levels are rounded.
+            // The upper half of the byte says how levels are rounded.
             _table.levelMode = mode & 0x0F;
         }
     }

@@ -22,7 +22,7 @@ struct ProgressState {
 };
 
 /// A line for a terminal of so many columns, the last of which stays free: a bar, percent, the
-/// time that is left as far as it can be told yet, and the phase. On a narrow one the phase is cut
+/// time that is left as far as it is known yet, and the phase. On a narrow one the phase is cut
 /// or left out, then the bar, then the time.
 std::string formatProgress( const ProgressState& state, int columns );
 
