@@ -13,13 +13,29 @@
 #include <resmgt/memoryBuffers/mbAlignment.h>
 #include <resmgt/memoryBuffers/mbRegion.h>
 
+#include <atomic>
 #include <cstdint>
 
 namespace Qv {
 
 class MbManager;
+class MbPoolManager;
 class MbProtocol;
+class MbResidents;
 class MbState;
+
+/// What an MbPoolManager notes in a buffer that has its memory.
+struct MbResidence {
+    static constexpr std::uint64_t NOT_EVICTABLE = 0;
+
+    /// The place in the order in which buffers became evictable. Written under the buffer's lock,
+    /// which orders it; read without that only to count.
+    std::atomic<std::uint64_t> ticket{ NOT_EVICTABLE };
+    /// The place among the manager's buffers. This and the next are guarded by its lock.
+    std::uint32_t index = 0;
+    /// When the buffer got its memory, see MbResidents::getSeconds.
+    std::uint32_t since = 0;
+};
 
 /// The buffer behind MbBuffer and the guards: for them, for factories and for managers. Clients
 /// only pass it on.
@@ -80,7 +96,8 @@ public:
     void pin() noexcept { ++_pins; }
     /// Deletes the buffer if this was the last pin.
     void unpin() noexcept;
-    /// For managers, which are called with the buffer's lock held.
+    /// For managers, which are called with the buffer's lock held, or while the buffer is in
+    /// transition by the calling thread.
     const MbRegion& getRegion() const noexcept {
         assumeLocked();
         return _region;
@@ -90,10 +107,17 @@ public:
         _region = region;
     }
 
+    /// For managers: whether the memory is wanted for a hint alone, for which nobody may wait and
+    /// nothing is evicted. MbEx::ExNotEnoughMemory where there is none then.
+    /// REQUIRES: the manager has been asked for memory by the calling thread.
+    bool isAskingByTheWay() const noexcept { return _isAskingByTheWay; }
+
     const LkLock& getLock() const noexcept QV_RETURN_CAPABILITY( _lock ) { return _lock; }
 
 private:
     friend class MbDispatch;
+    friend class MbPoolManager;
+    friend class MbResidents;
     friend class MbStateImp;
     friend struct MbTestAccess;
 
@@ -110,11 +134,15 @@ private:
     /// Waits until the state may have changed.
     /// REQUIRES: the caller isn't in the middle of a transition of this buffer.
     void waitForChange() const QV_REQUIRES( _lock );
+    /// The buffer has lost its memory otherwise than by giving it back.
+    void leaveManager() noexcept QV_REQUIRES( _lock );
     /// For states, which are entered with the lock held.
     void assumeLocked() const noexcept QV_THREAD_ATTRIBUTE( assert_capability( _lock ) ) {}
 
     const LiString _name;
     const int _size;
+    /// The thread that took all of the locks, or no thread when there are several.
+    LkThreadId _locker;
     const MbAlignment _alignment;
     MbRegion _region QV_GUARDED_BY( _lock );
     const LkLock _lock;
@@ -129,6 +157,15 @@ private:
     /// and unlocked, where listing it has raised: it can't be evicted then until it is locked
     /// again.
     bool _isListed QV_GUARDED_BY( _lock ) = false;
+    // Its transition's thread's own.
+    bool _isAskingByTheWay = false;
+    /// An MbPoolManager must be told under its lock when the buffer becomes evictable. Written
+    /// under both locks, so that either suffices to read it.
+    bool _isParked = true;
+    /// It is among an MbPoolManager's buffers that have memory. Written under that manager's lock
+    /// by the thread that has the buffer in transition.
+    bool _isResident = false;
+    MbResidence _residence;
     const RCShdPtr<MbManager> _manager;
     OPtr<MbProtocol> _protocol QV_GUARDED_BY( _lock );
 };

@@ -11,8 +11,10 @@ namespace Qv {
 /// Errors:  MbEx::ExInvalidArgument for a null buffer; what protocol and manager raise: there is no
 ///          lock then. The destructor reports through Trace::printException what the end of the
 ///          lock raises; MbProtocol tells what state the buffer has then.
-/// Threads: a guard belongs to one thread's scope, which isn't checked. A thread that locks a
-///          buffer twice waits for itself under the strict policy.
+/// Threads: a guard belongs to one thread's scope, which isn't checked. A thread that would wait
+/// for
+///          its own lock fails the assertion "! _locker.isCurrentThread()", if no other thread has
+///          one; docs/buffer-states.md says more on waiting.
 class QV_RESMGT_API MbBufferWrGuardImp {
 public:
     /// A null guard, without a lock.

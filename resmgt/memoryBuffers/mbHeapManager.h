@@ -2,11 +2,18 @@
 
 #include <resmgt/memoryBuffers/mbPoolManager.h>
 
+#include <memory>
+
 namespace Qv {
+
+class MbBlocks;
 
 /// Takes memory from the general allocator and counts it against a limit. A buffer counts with its
 /// size and what aligning it may cost.
 ///
+/// Memory: large blocks are mapped from the system, so that nothing of them stays behind in the
+///         heap of the thread that gave them back. Given back, a block of any size is kept for the
+///         next buffer of that size, within the limit, and until no buffer has memory any more.
 /// Errors: MbEx::ExNotEnoughMemory for a buffer that needs more than the limit, and when the
 ///         allocator has no more.
 class QV_RESMGT_API MbHeapManager : public MbPoolManager {
@@ -25,6 +32,7 @@ private:
 
     const std::uint64_t _maxAllocatedBytes;
     std::uint64_t _allocatedBytes QV_GUARDED_BY( _lock ) = 0;
+    const std::unique_ptr<MbBlocks> _blocks QV_PT_GUARDED_BY( _lock );
 };
 
 } // namespace Qv

@@ -23,8 +23,10 @@ public:
     virtual const std::string& getName() const = 0;
 
     /// Gives `buffer` a region of its size and alignment. Blocks until there is one, and evicts
-    /// other buffers meanwhile, on the calling thread.
-    /// REQUIRES: the caller holds the buffer's lock, and the buffer is in transition.
+    /// other buffers meanwhile, on the calling thread. Raises MbEx::ExNotEnoughMemory instead where
+    /// the buffer `isAskingByTheWay`.
+    /// REQUIRES: the calling thread has the buffer in transition, which keeps others from it, and
+    ///           doesn't hold its lock, which others may need to give memory back.
     virtual void allocateRegion( MbBufferImp* buffer ) = 0;
     /// Takes back a region that no buffer holds.
     virtual void deallocateRegion( const MbRegion& region ) = 0;

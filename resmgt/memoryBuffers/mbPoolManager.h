@@ -1,24 +1,43 @@
 #pragma once
 
 #include <base/locks/lkLock.h>
-#include <resmgt/locks/lkCondVar.h>
 #include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/mbUnloadStrategy.h>
 
+#include <chrono>
+#include <memory>
+#include <vector>
+
 namespace Qv {
+
+class MbAskers;
+class MbResidents;
 
 /// A bounded pool of memory: the eviction loop and the bookkeeping. Derived classes say where the
 /// bytes come from.
 ///
-/// Eviction: a request that finds no room sends `unload` to the strategy's victims, one by one, on
-///           the calling thread, until there is room. Several threads may evict at once. When no
-///           buffer can be evicted the caller waits, without a limit, until some lock ends or some
-///           memory is given back. The victim is pinned meanwhile; one whose last handle went is
-///           deleted by the evicting thread. What its protocol raises goes to the caller, who gets
-///           no memory then.
-/// Lock:     none is held while a victim is unloaded or deleted, apart from that of the buffer
-///           that asks.
-/// Errors:   MbEx::ExNotEnoughMemory where no eviction could help.
+/// Eviction: a request that finds no room sends `unload` to victims, one by one, on the calling
+///           thread, until there is room. Several threads may evict at once. The victim is pinned
+///           meanwhile; one whose last handle went is deleted by the evicting thread. What its
+///           protocol raises goes to the caller, who gets no memory then.
+/// Order:    an MbUnloadLRU itself, none derived from it, stands for an order that the manager
+/// keeps
+///           by itself, at next to no cost for locking and unlocking: the buffer that has been
+///           evictable longest goes first, but one that another thread is just using is passed
+///           over. Any other strategy is asked, under the manager's lock.
+/// Waiting:  when no buffer can be evicted, and when each refuses, the caller waits without a limit
+///           until some lock ends or some memory is given back. Each of these wakes one that waits,
+///           in the order in which they came. Smaller requests overtake a larger one 16 times at
+///           most, but for those of threads that have locks; where it still waits a second after
+///           the last return, they overtake it 32 times, and so on. Buffers that refuse are asked
+///           again ten times a second.
+/// Lock:     none is held while a victim is unloaded or deleted, and while memory is waited for.
+/// Errors:   MbEx::ExNotEnoughMemory where no eviction could help: where there isn't room even when
+///           no memory is out, and where all that is out is locked by threads that wait here
+///           themselves. The latter is found within about a tenth of a second, if each lock is
+///           given back by the thread that took it.
+/// Stalls:   a wait that lasts for 10 s, or what the setting "ombra::memoryBuffers::stallReport"
+///           says, is reported once on the trace, with what is waited for and who holds the most.
 /// Lifetime: the buffers keep their manager. The destructor asserts that no region is handed out
 ///           and no buffer is listed; a failure is reported through Trace::printException.
 class QV_RESMGT_API MbPoolManager : public MbManager {
@@ -56,12 +75,31 @@ protected:
     virtual unsigned long long getFreeSpaceImp() const QV_REQUIRES( _lock ) = 0;
 
 private:
-    MbBufferImp* allocateOrPinVictim( MbBufferImp* buffer );
+    friend class MbBufferImp;
+    class Search;
 
-    const LkCondVar _regionFreed;
+    void addResident( MbBufferImp& buffer ) noexcept QV_REQUIRES( _lock );
+    void removeResident( MbBufferImp& buffer ) noexcept QV_REQUIRES( _lock );
+    void forget( MbBufferImp& buffer ) noexcept;
+    void reportEvictable( MbBufferImp& buffer ) QV_REQUIRES( _lock );
+    std::size_t countUnloadable() const QV_REQUIRES( _lock );
+    static unsigned long getHolder( const MbBufferImp& buffer );
+    std::string describeStall( const MbBufferImp& asking ) const QV_REQUIRES( _lock );
+    void assumeLocked() const noexcept QV_THREAD_ATTRIBUTE( assert_capability( _lock ) ) {}
+
+    /// Those who wait for a region to be freed.
+    const std::unique_ptr<MbAskers> _regionFreed;
     const OPtr<MbUnloadStrategy> _strategy QV_PT_GUARDED_BY( _lock );
     std::uint32_t _nbAllocatedRegion QV_GUARDED_BY( _lock ) = 0;
+    /// How many the strategy has, where it is asked.
     std::uint32_t _nbUnloadableBuffer QV_GUARDED_BY( _lock ) = 0;
+    /// The searches that evict, or have not yet looked at what that has given them.
+    std::vector<const Search*> _evicting QV_GUARDED_BY( _lock );
+    /// Those who have a region.
+    const std::unique_ptr<MbResidents> _residents;
+    /// The strategy isn't asked.
+    const bool _isOrderKeptHere;
+    std::chrono::steady_clock::time_point _nextLookAtHolders QV_GUARDED_BY( _lock );
 };
 
 /// Prints a manager without taking its lock, for a debugger or a handler that may hold it. What it

@@ -14,28 +14,21 @@ class MbBufferImp;
 /// Lock:      none of the buffer's. Until the call ends the buffer takes no other event: those of
 ///            other threads wait. A call must not lock its own buffer, which is an assertion; it
 ///            may free it or drop its last handle, which takes place once the call has ended, and
-///            with it an asynchronous operation that was asked for meanwhile. During an eviction
-///            the evicting thread holds the lock of the buffer that it wants memory for: `unload`,
-///            and the destructor of a protocol whose buffer ends then, must not wait for that one.
+///            with it an asynchronous operation that was asked for meanwhile.
 /// Threads:   the thread that locks, unlocks, evicts or reports a completion; one call a buffer at
 ///            a time.
 /// Asynchronous operations: an override reports by exactly one call of `asyncSucceeded` or
 ///            `asyncFailed` on the handle, from any thread, also before it returns. A class whose
 ///            operations are synchronous leaves `asyncLoad` and its kin alone.
-///            A completion also does what was asked of the buffer meanwhile, on its own thread: a
-///            `prefetch` after a failed load evicts, and waits, for memory. If that memory depends
-///            on completions of other buffers, they need another thread.
+///            A completion also does what was asked of the buffer meanwhile, on its own thread,
+///            but never waits: a `prefetch` after a failed load is dropped where no memory is free.
 /// Errors:    an exception goes to the caller of the event, and leaves the buffer in its former
-///            state, without memory that the event has got for it, and without a lock. So
-///            - after `unlocked` the buffer stays locked, though its holder has gone: it can't be
-///              evicted, and its end is illegal, until another lock's end, or `unlock` of the
-///              buffer itself, has called `unlocked` again with success;
-///            - after one of the six completions the buffer goes on waiting, and the operation
-///              must be reported once more, also where it was reported from inside the call that
-///              started it. The memory of a failed load is gone already: its second report must be
-///              a failure.
-///            Where the end can't be put off, memory is given back and the exception passes on:
-///            after `destroy`, `grab`, and `free` that follows a last lock.
+///            state, without memory that the event has got for it, and without a lock. So after
+///            one of the six completions the buffer goes on waiting, and the operation must be
+///            reported once more, also where it was reported from inside the call that started it.
+///            The memory of a failed load is gone already: its second report must be a failure.
+///            Where the end can't be put off, the buffer comes to it and the exception passes on:
+///            after `unlocked`, `destroy`, `grab`, and `free` that follows a last lock.
 class QV_RESMGT_API MbProtocol {
 public:
     MbProtocol() = default;

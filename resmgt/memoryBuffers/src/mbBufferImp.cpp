@@ -3,8 +3,13 @@
 #include <base/failure/assertions.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/mbManager.h>
+#include <resmgt/memoryBuffers/mbPoolManager.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
 #include <resmgt/memoryBuffers/src/mbDispatch.h>
+
+#include <chrono>
+#include <new>
+#include <thread>
 
 namespace Qv {
 
@@ -104,7 +109,22 @@ void MbBufferImp::asyncFailed() {
 void MbBufferImp::waitForChange() const {
     QV_ASSERT_TEXT( !_transientStateOwner.isCurrentThread(),
                     "! _transientStateOwner.isCurrentThread()" );
-    _stateChanged.wait( _lock );
+    try {
+        _stateChanged.wait( _lock );
+    } catch( const std::bad_alloc& ) {
+        // The thread's first wait, without memory for its place in the queue. An unlock must not
+        // be lost for that: the caller looks again.
+        _lock.getImp().unlock();
+        std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
+        _lock.getImp().lock();
+    }
+}
+
+void MbBufferImp::leaveManager() noexcept {
+    if( _isResident ) {
+        // Nobody else makes it a member.
+        static_cast<MbPoolManager*>( _manager.get() )->forget( *this );
+    }
 }
 
 // Moving memory from buffer to buffer.

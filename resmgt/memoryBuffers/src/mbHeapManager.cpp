@@ -1,11 +1,10 @@
 #include <resmgt/memoryBuffers/mbHeapManager.h>
 
 #include <base/failure/qvHere.h>
-#include <base/ownership/aPtr.h>
 #include <resmgt/memoryBuffers/mbEx.h>
+#include <resmgt/memoryBuffers/src/mbBlocks.h>
 
 #include <limits>
-#include <new>
 #include <ostream>
 #include <string>
 
@@ -14,7 +13,8 @@ namespace Qv {
 MbHeapManager::MbHeapManager( const std::string& name, unsigned long long maxAllocatedBytes,
                               OPtr<MbUnloadStrategy> strategy )
     : MbPoolManager( name, strategy )
-    , _maxAllocatedBytes( maxAllocatedBytes ) {}
+    , _maxAllocatedBytes( maxAllocatedBytes )
+    , _blocks( std::make_unique<MbBlocks>() ) {}
 
 MbHeapManager::~MbHeapManager() = default;
 
@@ -40,23 +40,26 @@ bool MbHeapManager::tryAllocateRegion( MbBufferImp* buffer ) {
     if( needed > _maxAllocatedBytes - _allocatedBytes ) {
         return false;
     }
-    APtr<char> block( new( std::nothrow ) char[static_cast<std::size_t>( needed )] );
-    if( block.isNull() ) {
+    auto* const block = static_cast<char*>(
+        _blocks->take( static_cast<std::size_t>( needed ), _maxAllocatedBytes - _allocatedBytes ) );
+    if( block == nullptr ) {
         throw MbEx::ExNotEnoughMemory( QV_HERE, "Unable to allocate memory." );
     }
-    const auto address = reinterpret_cast<std::uintptr_t>( block.get() );
+    const auto address = reinterpret_cast<std::uintptr_t>( block );
     const std::uint64_t padding = buffer->getAlignment().roundUpToAlignment( address ) - address;
-    char* const memory = block.get() + padding;
-    buffer->setRegion(
-        MbRegion( block.get(), memory, memory + buffer->getSize(), block.get() + needed ) );
+    char* const memory = block + padding;
+    buffer->setRegion( MbRegion( block, memory, memory + buffer->getSize(), block + needed ) );
     _allocatedBytes += needed;
-    static_cast<void>( block.release() );
     return true;
 }
 
 void MbHeapManager::deallocateRegionImp( const MbRegion& region ) {
-    _allocatedBytes -= region.getAllocationSize();
-    APtr<char>( static_cast<char*>( region._header ) ).reset();
+    const std::uint64_t size = region.getAllocationSize();
+    _blocks->giveBack( region._header, static_cast<std::size_t>( size ) );
+    _allocatedBytes -= size;
+    if( _allocatedBytes == 0 ) {
+        _blocks->keepAtMost( 0 );
+    }
 }
 
 void MbHeapManager::deallocateRegionImp( MbBufferImp* buffer ) {

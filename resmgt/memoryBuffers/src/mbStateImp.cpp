@@ -104,6 +104,10 @@ void MbStateImp::waitForChange( const MbBufferImp* b ) {
     b->waitForChange();
 }
 
+void MbStateImp::expectOtherHolder( const MbBufferImp* b ) {
+    QV_ASSERT_TEXT( !b->_locker.isCurrentThread(), "! _locker.isCurrentThread()" );
+}
+
 void MbStateImp::waitUntilMovable( const MbBufferImp* b ) {
     b->assumeLocked();
     do {
@@ -127,13 +131,16 @@ bool MbStateImp::isReplay( const MbBufferImp* b ) {
 
 void MbStateImp::addLock( MbBufferImp* b ) {
     b->assumeLocked();
-    ++b->_lockCount;
+    if( b->_lockCount++ == 0 ) {
+        b->_locker.setCurrentThread();
+    } else if( !b->_locker.isCurrentThread() ) {
+        b->_locker.reset();
+    }
 }
 
 bool MbStateImp::removeLock( MbBufferImp* b ) {
     b->assumeLocked();
-    b->_lockCount -= b->_lockCount != 0;
-    return b->_lockCount == 0;
+    return --b->_lockCount == 0;
 }
 
 bool MbStateImp::hasMemory( const MbBufferImp* b ) {
@@ -142,7 +149,23 @@ bool MbStateImp::hasMemory( const MbBufferImp* b ) {
 
 void MbStateImp::allocate( MbBufferImp* b ) {
     b->assumeLocked();
+    const Unlocked unlocked( b->_lock );
     b->_manager->allocateRegion( b );
+}
+
+bool MbStateImp::allocateByTheWay( MbBufferImp* b ) {
+    b->_isAskingByTheWay = true;
+    try {
+        allocate( b );
+    } catch( const MbEx::ExNotEnoughMemory& ) {
+        b->_isAskingByTheWay = false;
+        return false;
+    } catch( ... ) {
+        b->_isAskingByTheWay = false;
+        throw;
+    }
+    b->_isAskingByTheWay = false;
+    return true;
 }
 
 void MbStateImp::deallocate( MbBufferImp* b ) {
@@ -162,6 +185,7 @@ void MbStateImp::setRegion( MbBufferImp* b, const MbRegion& region ) {
 MbRegion MbStateImp::takeRegion( MbBufferImp* b ) {
     b->assumeLocked();
     const MbRegion region = b->_region;
+    b->leaveManager();
     b->_region = MbRegion();
     return region;
 }
@@ -211,25 +235,38 @@ void keepFirst( std::exception_ptr& failure ) noexcept {
 
 } // namespace
 
+// All states are of this class.
+void MbStateImp::enterState( MbBufferImp* b, const MbState& state ) {
+    if( static_cast<const MbStateImp&>( state )._hasActions ) {
+        state.enter( b );
+    }
+}
+
+void MbStateImp::exitState( MbBufferImp* b, const MbState& state ) {
+    if( static_cast<const MbStateImp&>( state )._hasActions ) {
+        state.exit( b );
+    }
+}
+
 void MbStateImp::begin( MbBufferImp* b, const MbState& current, const MbState& transient ) {
     b->assumeLocked();
     b->_transientStateOwner.setCurrentThread();
-    current.exit( b );
+    exitState( b, current );
     b->_state = &transient;
-    transient.enter( b );
+    enterState( b, transient );
 }
 
 int MbStateImp::end( MbBufferImp* b, const MbState& transient, const MbState& target,
                      std::exception_ptr& failure ) {
     b->assumeLocked();
     try {
-        transient.exit( b );
+        exitState( b, transient );
     } catch( ... ) {
         keepFirst( failure );
     }
     b->_state = &target;
     try {
-        target.enter( b );
+        enterState( b, target );
     } catch( ... ) {
         keepFirst( failure );
     }

@@ -27,6 +27,10 @@ class MbProtocol;
 ///     buffer's mark TRANSITION_FAILED.
 class MbStateImp : public MbState {
 public:
+    /// `hasActions`: `enter` and `exit` do something. Transitions call them only then.
+    explicit MbStateImp( bool hasActions )
+        : _hasActions( hasActions ) {}
+
     int rdlock( MbBufferImp* buffer ) const override;
     int wrlock( MbBufferImp* buffer ) const override;
     int wrdup( MbBufferImp* buffer ) const override;
@@ -55,6 +59,8 @@ protected:
 
     static const MbState* currentState( const MbBufferImp* b );
     static void waitForChange( const MbBufferImp* b );
+    /// Asserts that not all locks of the buffer are known to be the calling thread's.
+    static void expectOtherHolder( const MbBufferImp* b );
     /// Waits for a state in which `release` and `grab` don't wait; at least for one change.
     static void waitUntilMovable( const MbBufferImp* b );
     static void notePending( MbBufferImp* b, MbEvent event );
@@ -63,11 +69,14 @@ protected:
     static bool isReplay( const MbBufferImp* b );
 
     static void addLock( MbBufferImp* b );
-    /// Answers whether none is left. None may be held: after a last `unlock` that has raised.
+    /// Answers whether none is left.
     static bool removeLock( MbBufferImp* b );
 
     static bool hasMemory( const MbBufferImp* b );
+    /// With the buffer's lock released: whoever is to give memory back may need it.
     static void allocate( MbBufferImp* b );
+    /// The same where there is room; false where there isn't.
+    static bool allocateByTheWay( MbBufferImp* b );
     static void deallocate( MbBufferImp* b );
     static void deallocate( MbBufferImp* b, const MbRegion& region );
     static void setRegion( MbBufferImp* b, const MbRegion& region );
@@ -101,6 +110,10 @@ private:
                     std::exception_ptr& failure );
     static void replay( MbBufferImp* b, std::exception_ptr& failure );
     static void giveUpLock( MbBufferImp* b );
+    static void enterState( MbBufferImp* b, const MbState& state );
+    static void exitState( MbBufferImp* b, const MbState& state );
+
+    const bool _hasActions;
 };
 
 /// The buffer's lock given up for a scope, and with it the stability of all that it guards.

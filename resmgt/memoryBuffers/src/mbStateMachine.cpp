@@ -16,6 +16,12 @@ namespace {
 EnvIntVar readWhileAsyncSync( "resmgt/memoryBuffers/src/mbStateMachine.cpp",
                               "QV_READ_WHILE_ASYNC_SYNC", 1 );
 
+/// As the environment is now. One machine is built at a time.
+bool mayReadWhileAsyncSync() {
+    readWhileAsyncSync.refresh();
+    return readWhileAsyncSync.getValue() != 0;
+}
+
 void traceAsyncSyncState( const MbState& state ) {
     if( MbStateTrace::isEnabled() ) {
         std::ostringstream text;
@@ -28,33 +34,14 @@ void traceAsyncSyncState( const MbState& state ) {
 
 MbStateMachine::~MbStateMachine() = default;
 
-template <bool IS_UNTRACED, bool IS_RELAXED>
-MbStateMachineImp<IS_UNTRACED, IS_RELAXED>::MbStateMachineImp()
-    : _loaded( _states, readWhileAsyncSync.getValue() != 0
-                            ? static_cast<const MbState*>( &_waitAsyncSynchedLoaded )
-                            : &_waitAsyncSynched ) {
+MbStateSetMachine::MbStateSetMachine( bool isTraced, bool isRelaxed )
+    : _set{ isTraced, isRelaxed, mayReadWhileAsyncSync() } {
     using namespace MbStates;
-    _states[FREED] = &_freed;
-    _states[UNLOADED] = &_unloaded;
-    _states[SYNCHED] = &_synched;
-    _states[LOADED] = &_loaded;
-    _states[DESTROYED] = &_destroyed;
-    _states[LOCKED] = &_locked;
-    _states[LOCKED_DIRTY] = &_lockedDirty;
-    _states[LOCKED_FREED] = &_lockedFreed;
-    _states[LOCKED_FREED_DIRTY] = &_lockedFreedDirty;
-    _states[RD_LOCKED] = &_rdLocked;
-    _states[RD_LOCKED_DIRTY] = &_rdLockedDirty;
-    _states[RD_LOCKED_FREED] = &_rdLockedFreed;
-    _states[WR_LOCKED] = &_wrLocked;
-    _states[WR_LOCKED_FREED] = &_wrLockedFreed;
-    _states[WAIT_ASYNC_SYNCHED_RD_LOCKED] = &_waitAsyncSynchedRdLocked;
-    _states[TRANSIENT] = &_transientState;
-    _states[WAIT_ASYNC_LOADED] = &_waitAsyncLoaded;
-    _states[WAIT_ASYNC_RELOADED] = &_waitAsyncReloaded;
-    _states[WAIT_ASYNC_SYNCHED] = &_waitAsyncSynched;
-    _states[WAIT_ASYNC_SYNCHED_LOADED] = &_waitAsyncSynchedLoaded;
-    traceAsyncSyncState( *_loaded.getAsyncSyncState() );
+    addUnlockedStates( _set );
+    addLockedStates( _set );
+    addTransientStates( _set );
+    traceAsyncSyncState(
+        *getState( _set.mayReadWhileAsyncSync ? WAIT_ASYNC_SYNCHED_LOADED : WAIT_ASYNC_SYNCHED ) );
 }
 
 template class LkSingleton<MbStateMachineImp<false, false>>;

@@ -12,10 +12,9 @@ namespace Qv::MbStateTrace {
 
 namespace {
 
-/// "Loaded" of "Qv::MbStates::Loaded<false, true>".
+/// "Loaded" of "Qv::MbStates::Loaded".
 std::string shortName( const MbState& state ) {
-    std::string name = mbTypeName( typeid( state ) );
-    name.erase( std::min( name.find( '<' ), name.size() ) );
+    const std::string name = mbTypeName( typeid( state ) );
     const std::size_t scope = name.rfind( ':' );
     return scope == std::string::npos ? name : name.substr( scope + 1 );
 }

@@ -26,8 +26,9 @@ void logLine( const MbState& state, const MbBufferImp& buffer, const char* suffi
 /// A line, and entering and leaving the operation `state`::`operation`.
 class Scope {
 public:
-    Scope( const MbState& state, const MbBufferImp& buffer, const char* operation ) noexcept {
-        if( isEnabled() ) {
+    Scope( bool isTraced, const MbState& state, const MbBufferImp& buffer,
+           const char* operation ) noexcept {
+        if( isTraced && isEnabled() ) {
             open( state, buffer, operation );
         }
     }

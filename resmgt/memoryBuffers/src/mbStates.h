@@ -5,6 +5,7 @@
 #include <resmgt/memoryBuffers/src/mbStateTrace.h>
 
 #include <array>
+#include <memory>
 
 namespace Qv::MbStates {
 
@@ -32,92 +33,106 @@ enum StateId : unsigned {
     NB_STATES
 };
 
-/// The states of one machine.
-using StateTable = std::array<const MbState*, NB_STATES>;
+/// The states of one machine, and what its two flags and the environment choose.
+struct StateSet {
+    using Table = std::array<std::unique_ptr<const MbState>, NB_STATES>;
 
-/// Adds to MbStateImp what depends on the machine's two flags.
-///
-/// UNTRACED compiles the trace lines out; nothing else differs. RELAXED chooses which lock states
-/// are entered: Locked and LockedDirty for any number of readers and writers together, or RdLocked,
-/// RdLockedDirty and the exclusive WrLocked.
-template <bool UNTRACED, bool RELAXED>
+    /// Whether each event writes a trace line where the level is enabled.
+    const bool isTraced;
+    /// Which lock states are entered: Locked and LockedDirty for any number of readers and writers
+    /// together, or RdLocked, RdLockedDirty and the exclusive WrLocked.
+    const bool isRelaxed;
+    /// Whether readers may enter during an asynchronous write.
+    const bool mayReadWhileAsyncSync;
+    Table table{};
+
+    template <class State>
+    void add( StateId id ) {
+        table[id] = std::make_unique<State>( *this );
+    }
+};
+
+void addUnlockedStates( StateSet& set );
+void addLockedStates( StateSet& set );
+void addTransientStates( StateSet& set );
+
+/// Adds to MbStateImp what depends on the machine.
 class States : public MbStateImp {
 public:
-    /// `states` is filled once all states are built.
-    explicit States( const StateTable& states )
-        : _states( states ) {}
+    /// `set` is filled once all states are built. `hasActions`: `enter` and `exit` do more than
+    /// trace.
+    explicit States( const StateSet& set, bool hasActions = false )
+        : MbStateImp( hasActions || set.isTraced )
+        , _set( set ) {}
 
     int unload( MbBufferImp* b ) const override {
-        if constexpr( !UNTRACED ) {
-            if( MbStateTrace::isEnabled() ) {
-                MbStateTrace::logLine( *this, *b, " unload (ignored)" );
-            }
-        }
+        traceLine( b, " unload (ignored)" );
         return UNCHANGED;
     }
-    void enter( MbBufferImp* b ) const override {
-        if constexpr( !UNTRACED ) {
-            if( MbStateTrace::isEnabled() ) {
-                MbStateTrace::logLine( *this, *b, "::entering" );
-            }
-        }
-    }
+    void enter( MbBufferImp* b ) const override { traceLine( b, "::entering" ); }
     void exit( MbBufferImp* b ) const override { static_cast<void>( trace( b, "exit" ) ); }
 
 protected:
     using Target = const MbState*;
 
-    struct NoTrace {};
-    using TraceScope = std::conditional_t<UNTRACED, NoTrace, MbStateTrace::Scope>;
-
-    [[nodiscard]] TraceScope trace( [[maybe_unused]] const MbBufferImp* b,
-                                    [[maybe_unused]] const char* operation ) const {
-        if constexpr( UNTRACED ) {
-            return {};
-        } else {
-            return TraceScope( *this, *b, operation );
-        }
+    [[nodiscard]] MbStateTrace::Scope trace( const MbBufferImp* b, const char* operation ) const {
+        return MbStateTrace::Scope( _set.isTraced, *this, *b, operation );
     }
-    [[nodiscard]] TraceScope trace( const MbBufferImp* b, MbEvent event ) const {
+    [[nodiscard]] MbStateTrace::Scope trace( const MbBufferImp* b, MbEvent event ) const {
         return trace( b, MB_EVENTS[event].name );
     }
+    void traceLine( const MbBufferImp* b, const char* suffix ) const {
+        if( _set.isTraced && MbStateTrace::isEnabled() ) {
+            MbStateTrace::logLine( *this, *b, suffix );
+        }
+    }
 
-    const MbState* state( StateId id ) const { return _states[id]; }
-    const MbState* cleanLock() const { return state( RELAXED ? LOCKED : RD_LOCKED ); }
-    const MbState* dirtyRead() const { return state( RELAXED ? LOCKED_DIRTY : RD_LOCKED_DIRTY ); }
-    const MbState* dirtyWrite() const { return state( RELAXED ? LOCKED_DIRTY : WR_LOCKED ); }
+    const MbState* state( StateId id ) const { return _set.table[id].get(); }
+    const MbState* cleanLock() const { return state( _set.isRelaxed ? LOCKED : RD_LOCKED ); }
+    const MbState* dirtyRead() const {
+        return state( _set.isRelaxed ? LOCKED_DIRTY : RD_LOCKED_DIRTY );
+    }
+    const MbState* dirtyWrite() const { return state( _set.isRelaxed ? LOCKED_DIRTY : WR_LOCKED ); }
 
     // The answers that many states share.
 
     int none( MbBufferImp* b, MbEvent event ) const {
-        [[maybe_unused]] const auto scope = trace( b, event );
+        const auto scope = trace( b, event );
         return UNCHANGED;
     }
     int wait( MbBufferImp* b, MbEvent event ) const {
-        [[maybe_unused]] const auto scope = trace( b, event );
+        const auto scope = trace( b, event );
         waitForChange( b );
         return AGAIN;
     }
     /// For what nobody waits for any more: a replayed event stays pending until the state is left.
     int waitUnlessReplayed( MbBufferImp* b, MbEvent event ) const {
-        return this->isReplay( b ) ? defer( b, event ) : wait( b, event );
+        return isReplay( b ) ? defer( b, event ) : wait( b, event );
     }
     int defer( MbBufferImp* b, MbEvent event ) const {
-        [[maybe_unused]] const auto scope = trace( b, event );
+        const auto scope = trace( b, event );
         notePending( b, event );
         return UNCHANGED;
     }
     int countLock( MbBufferImp* b, MbEvent event ) const {
-        [[maybe_unused]] const auto scope = trace( b, event );
+        const auto scope = trace( b, event );
         addLock( b );
         return UNCHANGED;
     }
-    MbRegion waitAndRelease( MbBufferImp* b ) const;
-    void waitAndGrab( MbBufferImp* b, const MbRegion& region ) const;
+    MbRegion waitAndRelease( MbBufferImp* b ) const {
+        const auto scope = trace( b, "release" );
+        waitUntilMovable( b );
+        return currentState( b )->release( b );
+    }
+    void waitAndGrab( MbBufferImp* b, const MbRegion& region ) const {
+        const auto scope = trace( b, "grab" );
+        waitUntilMovable( b );
+        currentState( b )->grab( b, region );
+    }
 
     template <class Work>
     int transition( MbBufferImp* b, MbEvent event, Work work ) const {
-        [[maybe_unused]] const auto scope = trace( b, event );
+        const auto scope = trace( b, event );
         return transit( b, *state( TRANSIENT ), work );
     }
     int transition( MbBufferImp* b, MbEvent event, StateId id ) const {
@@ -125,14 +140,19 @@ protected:
     }
     template <class Work>
     int lockTransition( MbBufferImp* b, MbEvent event, Work work ) const {
-        [[maybe_unused]] const auto scope = trace( b, event );
+        const auto scope = trace( b, event );
         return transitToLock( b, *state( TRANSIENT ), work );
     }
 
-    /// Gets memory and has it filled by `work`; gives it back where that raises.
+    /// Gets memory and has it filled by `work`.
     template <class Work>
     static void allocateFor( MbBufferImp* b, Work work ) {
         allocate( b );
+        fillOrGiveBack( b, work );
+    }
+    /// Gives the buffer's memory back where `work`, which fills it, raises.
+    template <class Work>
+    static void fillOrGiveBack( MbBufferImp* b, Work work ) {
         try {
             work();
         } catch( ... ) {
@@ -154,7 +174,7 @@ protected:
     /// its end may raise when the region is the caller's already; it goes back then.
     template <class Work>
     MbRegion releaseBy( MbBufferImp* b, Work work ) const {
-        [[maybe_unused]] const auto scope = trace( b, "release" );
+        const auto scope = trace( b, "release" );
         MbRegion region;
         bool isTaken = false;
         try {
@@ -178,7 +198,7 @@ protected:
     /// and has the protocol take it. The region goes back where anything raises before that.
     template <class Work>
     void grabBy( MbBufferImp* b, const MbRegion& region, Work work ) const {
-        [[maybe_unused]] const auto scope = trace( b, "grab" );
+        const auto scope = trace( b, "grab" );
         bool isTaken = false;
         try {
             transit( b, *state( TRANSIENT ), [&]( Target& target ) {
@@ -207,21 +227,7 @@ private:
         static_cast<void>( trace( b, event ) );
     }
 
-    const StateTable& _states;
+    const StateSet& _set;
 };
-
-template <bool UNTRACED, bool RELAXED>
-MbRegion States<UNTRACED, RELAXED>::waitAndRelease( MbBufferImp* b ) const {
-    [[maybe_unused]] const auto scope = trace( b, "release" );
-    waitUntilMovable( b );
-    return currentState( b )->release( b );
-}
-
-template <bool UNTRACED, bool RELAXED>
-void States<UNTRACED, RELAXED>::waitAndGrab( MbBufferImp* b, const MbRegion& region ) const {
-    [[maybe_unused]] const auto scope = trace( b, "grab" );
-    waitUntilMovable( b );
-    currentState( b )->grab( b, region );
-}
 
 } // namespace Qv::MbStates

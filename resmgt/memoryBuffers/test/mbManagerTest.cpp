@@ -12,7 +12,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <deque>
+#include <fstream>
 #include <functional>
 #include <initializer_list>
 #include <optional>
@@ -274,6 +280,55 @@ TEST_F( MbManagerTest, AManagerThatEndsBeforeARegionReportsIt ) {
     manager.reset();
     EXPECT_THAT( testing::internal::GetCapturedStderr(), HasSubstr( "_nbAllocatedRegion == 0" ) );
     delete[] static_cast<char*>( MbTestAccess::words( region )[0] );
+}
+
+TEST_F( MbManagerTest, AVictimsMemoryServesTheNextBufferOfItsSize ) {
+    useHeap( 1 );
+    const MbBuffer first = makeLoaded();
+    const void* const memory = MbTestAccess::words( *imp )[0];
+    const MbBuffer second = makeLoaded();
+    EXPECT_FALSE( first.isLoaded() );
+    EXPECT_EQ( MbTestAccess::words( *imp )[0], memory );
+}
+
+std::size_t residentBytes() {
+    std::ifstream stream( "/proc/self/statm" );
+    std::size_t nbPages = 0;
+    stream >> nbPages >> nbPages;
+    return nbPages * static_cast<std::size_t>( ::sysconf( _SC_PAGESIZE ) );
+}
+
+TEST_F( MbManagerTest, WhateverSizesManyThreadsUseTheMemoryStaysWithinTheLimit ) {
+    constexpr std::size_t LIMIT = std::size_t( 64 ) << 20;
+    manager = RCShdPtr<MbManager>(
+        new MbHeapManager( "heap", LIMIT, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) );
+    const std::size_t before = residentBytes();
+    std::atomic<std::size_t> most = 0;
+    std::deque<TestThread> threads;
+    for( unsigned id = 0; id < 8; ++id ) {
+        threads.emplace_back( [&, id] {
+            std::mt19937_64 random( testSeed() + id );
+            MbBufferSimpleFactory factory(
+                MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::RELAXED )
+                    .getInitialState(),
+                manager );
+            std::vector<MbBuffer> buffers;
+            for( int i = 0; i < 100; ++i ) {
+                buffers.push_back( factory.create( "tile", 65536 << random() % 5 ) );
+            }
+            for( long turn = scaledCount( 1000 ); turn > 0; --turn ) {
+                const MbBufferWrGuardImp guard( buffers[random() % buffers.size()] );
+                std::memset( guard.getMemory(), 1,
+                             static_cast<std::size_t>( guard.getBuffer().getSize() ) );
+                most = std::max<std::size_t>( most, residentBytes() );
+            }
+        } );
+    }
+    threads.clear();
+#if !defined( QV_SANITIZE_ADDRESS ) && !defined( QV_SANITIZE_THREAD )
+    // The sanitizers' own memory would be part of it.
+    EXPECT_LT( most - before, LIMIT + LIMIT / 10 );
+#endif
 }
 
 /// Strategies only number the buffers, and never look at one.

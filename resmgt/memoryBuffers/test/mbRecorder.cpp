@@ -46,7 +46,10 @@ void RecordingManager::note( const char* call, const MbBufferImp& buffer ) {
 
 void RecordingManager::allocateRegion( MbBufferImp* buffer ) {
     EXPECT_TRUE( isEmpty( MbTestAccess::words( *buffer ) ) ) << "a region is forgotten";
-    note( "allocate", *buffer );
+    // Others may need the lock meanwhile.
+    EXPECT_FALSE( isLockedByThisThread( *buffer ) );
+    EXPECT_TRUE( MbTestAccess::owner( *buffer ).isCurrentThread() );
+    _recorder.note( "allocate" );
     buffer->setRegion( makeRegion() );
 }
 
@@ -127,8 +130,7 @@ void RecordedBuffers::inside( const std::string& call, std::function<void()> bod
 
 std::string nameOf( const MbState* state ) {
     const std::string name = mbTypeName( typeid( *state ) );
-    const std::size_t begin = name.rfind( "::" ) + 2;
-    return name.substr( begin, name.find( '<' ) - begin );
+    return name.substr( name.rfind( "::" ) + 2 );
 }
 
 } // namespace Qv

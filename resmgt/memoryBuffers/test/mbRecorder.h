@@ -208,7 +208,7 @@ protected:
     MbBuffer buffer;
 };
 
-/// "Loaded" of an object of type Qv::MbStates::Loaded<true, true>.
+/// "Loaded" of an object of type Qv::MbStates::Loaded.
 std::string nameOf( const MbState* state );
 
 } // namespace Qv

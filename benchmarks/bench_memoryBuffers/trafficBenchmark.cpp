@@ -1,0 +1,223 @@
+#include <benchmarks/bench_memoryBuffers/common.h>
+
+#include <resmgt/memoryBuffers/mbBufferRdGuardImp.h>
+#include <resmgt/memoryBuffers/mbBufferWrGuardImp.h>
+#include <resmgt/memoryBuffers/mbProtocol.h>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <list>
+#include <numeric>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+
+#include <unistd.h>
+
+namespace {
+
+using namespace Qv;
+using namespace Qv::Bench;
+
+constexpr int LIMIT = 64 << 20;
+
+/// Tiles of one size in a file without a name, four times the limit.
+class TileFile {
+public:
+    explicit TileFile( int bytesOfTile )
+        : tileSize( bytesOfTile )
+        , nbResident( LIMIT / tileSize )
+        , nbTiles( 4 * nbResident ) {
+        std::string path = ( std::filesystem::temp_directory_path() / "qvbenchXXXXXX" ).string();
+        _descriptor = ::mkstemp( path.data() );
+        if( _descriptor < 0 ) {
+            throw std::runtime_error( "no scratch file in " + path );
+        }
+        ::unlink( path.c_str() );
+    }
+    TileFile( const TileFile& ) = delete;
+    TileFile& operator=( const TileFile& ) = delete;
+    ~TileFile() { ::close( _descriptor ); }
+
+    void read( int tile, void* memory ) const {
+        check( ::pread( _descriptor, memory, bytes(), place( tile ) ) );
+    }
+    void write( int tile, const void* memory ) const {
+        check( ::pwrite( _descriptor, memory, bytes(), place( tile ) ) );
+    }
+    void clear( void* memory ) const { std::memset( memory, 0, bytes() ); }
+    std::size_t bytes() const { return static_cast<std::size_t>( tileSize ); }
+
+    const int tileSize;
+    const int nbResident;
+    const int nbTiles;
+
+private:
+    off_t place( int tile ) const { return static_cast<off_t>( tile ) * tileSize; }
+    void check( ssize_t transferred ) const {
+        if( transferred != tileSize ) {
+            throw std::runtime_error( "scratch file" );
+        }
+    }
+
+    int _descriptor;
+};
+
+class FileProtocol : public MbProtocol {
+public:
+    FileProtocol( const TileFile& file, int tile )
+        : _file( file )
+        , _tile( tile ) {}
+
+    void load( void* memory, unsigned long long ) override { _file.clear( memory ); }
+    void reload( void* memory, unsigned long long ) override { _file.read( _tile, memory ); }
+    bool unload( void* memory, unsigned long long ) override {
+        // The first eviction writes in any case, as in the peer: there is nothing to reload else.
+        if( _isDirty ) {
+            _file.write( _tile, memory );
+            _isDirty = false;
+        }
+        return true;
+    }
+    void markDirty( void*, unsigned long long ) override { _isDirty = true; }
+
+private:
+    const TileFile& _file;
+    const int _tile;
+    bool _isDirty = true;
+};
+
+template <bool IS_RANDOM>
+class MbTiles {
+public:
+    explicit MbTiles( const TileFile& file ) {
+        MbBufferSimpleFactory factory = makeFactory( static_cast<std::uint64_t>( file.nbResident ) *
+                                                         countedSize( file.tileSize ),
+                                                     MbStateMachine::UNTRACED, IS_RANDOM );
+        for( int i = 0; i < file.nbTiles; ++i ) {
+            _buffers.push_back( factory.create( "tile",
+                                                OPtr<MbProtocol>( new FileProtocol( file, i ) ),
+                                                file.tileSize, MbAlignment( 127, 0, 0 ) ) );
+        }
+    }
+    template <class Touch>
+    void access( int tile, bool isWrite, Touch touch ) {
+        MbBuffer& buffer = _buffers[static_cast<std::size_t>( tile )];
+        if( isWrite ) {
+            const MbBufferWrGuardImp guard( buffer );
+            touch( guard.getMemory() );
+        } else {
+            const MbBufferRdGuardImp guard( buffer );
+            touch( const_cast<void*>( guard.getMemory() ) );
+        }
+    }
+
+private:
+    std::vector<MbBuffer> _buffers;
+};
+
+/// What one would write without a library: least recently used first, no lock.
+class PlainLru {
+public:
+    explicit PlainLru( const TileFile& file )
+        : _file( file )
+        , _isKnown( static_cast<std::size_t>( file.nbTiles ) ) {}
+    PlainLru( const PlainLru& ) = delete;
+    PlainLru& operator=( const PlainLru& ) = delete;
+    ~PlainLru() {
+        for( Tile& tile : _tiles ) {
+            std::free( tile.memory );
+        }
+    }
+
+    template <class Touch>
+    void access( int tile, bool isWrite, Touch touch ) {
+        touch( get( tile, isWrite ) );
+    }
+
+private:
+    struct Tile {
+        int number;
+        void* memory;
+        bool isDirty;
+    };
+
+    void* get( int number, bool isWrite ) {
+        const auto found = _byNumber.find( number );
+        if( found != _byNumber.end() ) {
+            _tiles.splice( _tiles.end(), _tiles, found->second );
+            found->second->isDirty |= isWrite;
+            return found->second->memory;
+        }
+        if( _tiles.size() == static_cast<std::size_t>( _file.nbResident ) ) {
+            evict();
+        }
+        void* const memory = std::malloc( _file.bytes() );
+        if( _isKnown[static_cast<std::size_t>( number )] ) {
+            _file.read( number, memory );
+        } else {
+            _file.clear( memory );
+        }
+        _tiles.push_back( { number, memory, isWrite } );
+        _byNumber.emplace( number, std::prev( _tiles.end() ) );
+        return memory;
+    }
+
+    void evict() {
+        const Tile tile = _tiles.front();
+        if( tile.isDirty ) {
+            _file.write( tile.number, tile.memory );
+            _isKnown[static_cast<std::size_t>( tile.number )] = true;
+        }
+        std::free( tile.memory );
+        _byNumber.erase( tile.number );
+        _tiles.pop_front();
+    }
+
+    const TileFile& _file;
+    std::list<Tile> _tiles;
+    std::unordered_map<int, std::list<Tile>::iterator> _byNumber;
+    std::vector<bool> _isKnown;
+};
+
+/// Reads or writes all bytes of tiles at random, 30 of 100 accesses write.
+template <class Cache>
+void traffic( benchmark::State& state ) {
+    const TileFile file( static_cast<int>( state.range( 0 ) ) * 1024 );
+    Cache cache( file );
+    for( int i = 0; i < file.nbTiles; ++i ) {
+        cache.access( i, true, []( void* ) {} );
+    }
+    std::mt19937 random( 1 );
+    std::uint64_t sum = 0;
+    for( auto _ : state ) {
+        const auto tile = static_cast<int>( random() % static_cast<unsigned>( file.nbTiles ) );
+        const bool isWrite = random() % 100 < 30;
+        cache.access( tile, isWrite, [&file, &sum, isWrite]( void* memory ) {
+            const std::span words( static_cast<std::uint64_t*>( memory ), file.bytes() / 8 );
+            if( isWrite ) {
+                std::fill( words.begin(), words.end(), ++sum );
+            } else {
+                sum = std::accumulate( words.begin(), words.end(), sum );
+            }
+            benchmark::DoNotOptimize( sum );
+            benchmark::ClobberMemory();
+        } );
+    }
+    state.SetBytesProcessed( state.iterations() * file.tileSize );
+}
+
+void overSizes( benchmark::internal::Benchmark* row ) {
+    row->ArgName( "KiB" )->Arg( 64 )->Arg( 256 )->UseRealTime();
+    row->Unit( benchmark::kMicrosecond );
+}
+
+BENCHMARK( traffic<MbTiles<false>> )->Name( "traffic/MbBuffer_LRU" )->Apply( overSizes );
+BENCHMARK( traffic<MbTiles<true>> )->Name( "traffic/MbBuffer_random" )->Apply( overSizes );
+BENCHMARK( traffic<PlainLru> )->Name( "traffic/plainLRU" )->Apply( overSizes );
+
+} // namespace
