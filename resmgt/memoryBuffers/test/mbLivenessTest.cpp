@@ -82,6 +82,11 @@ void waitUntilAlone( TestThread& large, const std::function<void()>& overtake ) 
 
 INSTANTIATE_TEST_SUITE_P(, MbLivenessTest, testing::Bool() );
 
+/// Where no strategy chooses.
+class MbOwnOrderTest : public MbLivenessTest {};
+
+INSTANTIATE_TEST_SUITE_P(, MbOwnOrderTest, testing::Values( true ) );
+
 TEST_P( MbLivenessTest, ABufferThatWaitsForMemoryCanBeAskedByWhoeverHoldsThat ) {
     useHeap( 1 );
     MbBuffer holder = makeLoaded();
@@ -99,10 +104,7 @@ TEST_P( MbLivenessTest, ABufferThatWaitsForMemoryCanBeAskedByWhoeverHoldsThat ) 
     EXPECT_TRUE( wanted.isLoaded() );
 }
 
-TEST_P( MbLivenessTest, AVictimThatIsBusyIsPassedOver ) {
-    if( !GetParam() ) {
-        GTEST_SKIP() << "a strategy alone chooses";
-    }
+TEST_P( MbOwnOrderTest, AVictimThatIsBusyIsPassedOver ) {
     useHeap( 2 );
     const MbBuffer oldest = make( MbStateMachine::STRICT, MbStateMachine::UNTRACED, SIZE );
     MbBufferImp* const oldestImp = imp;
@@ -574,10 +576,7 @@ private:
     std::vector<int>& _evicted;
 };
 
-TEST_P( MbLivenessTest, VictimsComeInTheOrderOfAPlainList ) {
-    if( !GetParam() ) {
-        GTEST_SKIP() << "for the order that the manager keeps";
-    }
+TEST_P( MbOwnOrderTest, VictimsComeInTheOrderOfAPlainList ) {
     constexpr int NB_BUFFERS = 60;
     useHeap( NB_BUFFERS / 3 );
     std::mt19937_64 random( testSeed() );
