@@ -28,6 +28,8 @@ namespace Qv {
 namespace {
 
 constexpr int MAX_FRAMES = 64;
+/// Behind the handler and what the system has put below it: where the thread was interrupted.
+constexpr int INTERRUPTED_FRAME = 2;
 constexpr auto ANSWER_TIME = std::chrono::seconds( 2 );
 constexpr auto POLL_INTERVAL = std::chrono::milliseconds( 1 );
 
@@ -94,9 +96,11 @@ void printAskedStack() {
             offsets.clear();
         }
         module = info.dli_fname;
-        // A return address stands after its call, which may be another line.
+        // A return address stands after its call, which may be another line. The place of an
+        // interruption is the place itself, and may be the first of its function.
         const auto offset = reinterpret_cast<std::uintptr_t>( address ) -
-                            reinterpret_cast<std::uintptr_t>( info.dli_fbase ) - 1;
+                            reinterpret_cast<std::uintptr_t>( info.dli_fbase ) -
+                            ( frame == INTERRUPTED_FRAME ? 0 : 1 );
         std::array<char, 32> text = {};
         std::snprintf( text.data(), text.size(), " 0x%zx", static_cast<std::size_t>( offset ) );
         offsets += text.data();

@@ -283,10 +283,12 @@ TEST_F( MbManagerTest, AManagerThatEndsBeforeARegionReportsIt ) {
 }
 
 TEST_F( MbManagerTest, AVictimsMemoryServesTheNextBufferOfItsSize ) {
-    useHeap( 1 );
+    useHeap( 2 );
     const MbBuffer first = makeLoaded();
     const void* const memory = MbTestAccess::words( *imp )[0];
+    // Without any buffer in memory nothing is kept.
     const MbBuffer second = makeLoaded();
+    const MbBuffer third = makeLoaded();
     EXPECT_FALSE( first.isLoaded() );
     EXPECT_EQ( MbTestAccess::words( *imp )[0], memory );
 }
