@@ -33,10 +33,10 @@ target_compile_options( qv_test_build INTERFACE $<$<NOT:$<CONFIG:Debug>>:${qv_te
     # GCC 12 sees copies behind the end of short strings where headers were precompiled.
     "$<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds;-Wno-stringop-overflow>" )
 
-# GCC's thread sanitizer can't place its shadow memory when the kernel moves mappings about too
-# widely; then the tests run without that.
+# The sanitizers of GCC 12 and clang 14 can't place their shadow memory when the kernel moves mappings
+# about too widely; then the tests run without that.
 set( qv_test_launcher )
-if( QV_SANITIZE STREQUAL "thread" AND EXISTS /proc/sys/vm/mmap_rnd_bits )
+if( QV_SANITIZE AND EXISTS /proc/sys/vm/mmap_rnd_bits )
     file( READ /proc/sys/vm/mmap_rnd_bits qv_random_bits )
     if( qv_random_bits GREATER 28 )
         set( qv_test_launcher setarch -R )
