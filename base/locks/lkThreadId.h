@@ -45,19 +45,20 @@ public:
 
     explicit constexpr LkThreadId( ReservedId id = NO_THREAD ) noexcept
         : _number( id ) {}
+    /// A number of the system's, of 32 bits.
     explicit LkThreadId( unsigned long number ) noexcept
-        : _number( number ) {}
+        : _number( static_cast<std::uint32_t>( number ) ) {}
     LkThreadId( const LkThreadId& other ) noexcept
-        : _number( other.getNum() ) {}
+        : _number( other.load() ) {}
 
     LkThreadId& operator=( const LkThreadId& other ) noexcept {
-        _number.store( other.getNum(), std::memory_order_relaxed );
+        _number.store( other.load(), std::memory_order_relaxed );
         return *this;
     }
     bool operator==( const LkThreadId& other ) const noexcept { return getNum() == other.getNum(); }
     bool operator<( const LkThreadId& other ) const noexcept { return getNum() < other.getNum(); }
 
-    bool isCurrentThread() const noexcept { return getNum() == ThreadNumber::get(); }
+    bool isCurrentThread() const noexcept { return load() == ThreadNumber::get(); }
     /// Takes the caller's identity.
     void setCurrentThread() noexcept {
         _number.store( ThreadNumber::get(), std::memory_order_relaxed );
@@ -66,11 +67,13 @@ public:
     void reset() noexcept { _number.store( NO_THREAD, std::memory_order_relaxed ); }
 
     /// 0 for no thread.
-    unsigned long getNum() const noexcept { return _number.load( std::memory_order_relaxed ); }
+    unsigned long getNum() const noexcept { return load(); }
 
 private:
+    std::uint32_t load() const noexcept { return _number.load( std::memory_order_relaxed ); }
+
     // Relaxed throughout: a thread compares with its own number, which only it can have stored.
-    std::atomic<unsigned long> _number;
+    std::atomic<std::uint32_t> _number;
 };
 
 /// Writes the number.

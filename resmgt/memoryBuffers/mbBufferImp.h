@@ -37,6 +37,11 @@ struct MbResidence {
     std::uint32_t since = 0;
 };
 
+/// A buffer's name, which its lock uses: constructed before that.
+struct MbBufferName {
+    const LiString _name;
+};
+
 /// The buffer behind MbBuffer and the guards: for them, for factories and for managers. Clients
 /// only pass it on.
 ///
@@ -52,8 +57,9 @@ struct MbResidence {
 ///           or is pending and takes place in the completion itself.
 ///           It wakes the waiters before it gives the lock back, and touches nothing after that.
 /// Threads:  any.
-class QV_RESMGT_API MbBufferImp final : public RCBaseWithDestroy<LkCounter<int>>,
-                                        public LkAsyncHandle {
+class QV_RESMGT_API MbBufferImp final : public LkAsyncHandle,
+                                        private MbBufferName,
+                                        public RCBaseWithDestroy<LkCounter<int>> {
 public:
     /// A null protocol stands for a plain one. Raises MbEx::ExInvalidArgument for a negative size.
     MbBufferImp( const LiString& name, const MbState* initialState,
@@ -139,20 +145,17 @@ private:
     /// For states, which are entered with the lock held.
     void assumeLocked() const noexcept QV_THREAD_ATTRIBUTE( assert_capability( _lock ) ) {}
 
-    const LiString _name;
-    const int _size;
-    /// The thread that took all of the locks, or no thread when there are several.
-    LkThreadId _locker;
-    const MbAlignment _alignment;
-    MbRegion _region QV_GUARDED_BY( _lock );
-    const LkLock _lock;
-    const LkCondVar _stateChanged;
+    // First what each lock and unlock writes, on as few cache lines as can be; then what is seldom
+    // written. Threads that share buffers pass the lines of the first kind to and fro.
+    std::uint32_t _lockCount QV_GUARDED_BY( _lock ) = 0;
+    const MbState* _state QV_GUARDED_BY( _lock );
+    [[no_unique_address]] const LkLock _lock;
     // Its own thread may compare without the lock.
     LkThreadId _transientStateOwner;
-    LkCounter<int> _pins;
-    const MbState* _state QV_GUARDED_BY( _lock );
-    std::uint32_t _lockCount QV_GUARDED_BY( _lock ) = 0;
-    std::uint32_t _pendingEvents QV_GUARDED_BY( _lock ) = 0;
+    /// The place in the order in which buffers became evictable, see MbResidence.
+    MbResidence _residence;
+    /// The thread that took all of the locks, or no thread when there are several.
+    LkThreadId _locker;
     /// The manager lists the buffer among those that can be evicted. Not so, though it is in memory
     /// and unlocked, where listing it has raised: it can't be evicted then until it is locked
     /// again.
@@ -165,9 +168,15 @@ private:
     /// It is among an MbPoolManager's buffers that have memory. Written under that manager's lock
     /// by the thread that has the buffer in transition.
     bool _isResident = false;
-    MbResidence _residence;
+
+    std::uint32_t _pendingEvents QV_GUARDED_BY( _lock ) = 0;
+    LkCounter<int> _pins;
     const RCShdPtr<MbManager> _manager;
     OPtr<MbProtocol> _protocol QV_GUARDED_BY( _lock );
+    const LkCondVar _stateChanged;
+    MbRegion _region QV_GUARDED_BY( _lock );
+    const MbAlignment _alignment;
+    const int _size;
 };
 
 } // namespace Qv

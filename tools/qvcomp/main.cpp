@@ -9,7 +9,6 @@
 #include <iostream>
 
 #include <fcntl.h>
-#include <malloc.h>
 #include <unistd.h>
 
 namespace {
@@ -27,9 +26,6 @@ void fillStandardStreams() {
 } // namespace
 
 int main( int argc, char** argv ) {
-    // With an arena a thread, memory that one thread gives up isn't there for another, and the heap
-    // would grow beyond the limit of the tiles.
-    ::mallopt( M_ARENA_MAX, 1 );
     fillStandardStreams();
     Qv::Comp::dropEmptySettings();
     // Pictures are made beside their targets; only a setting can name the directory.

@@ -31,15 +31,15 @@ OPtr<MbProtocol> orPlain( OPtr<MbProtocol> protocol ) {
 MbBufferImp::MbBufferImp( const LiString& name, const MbState* initialState,
                           const RCShdPtr<MbManager>& manager, OPtr<MbProtocol> protocol, int size,
                           const MbAlignment& alignment )
-    : _name( name )
-    , _size( checkedSize( size ) )
-    , _alignment( alignment )
-    , _lock( _name.c_str() )
-    , _stateChanged( _name.c_str() )
-    , _pins( 1 )
+    : MbBufferName{ name }
     , _state( initialState )
+    , _lock( _name.c_str() )
+    , _pins( 1 )
     , _manager( manager )
-    , _protocol( orPlain( protocol ) ) {
+    , _protocol( orPlain( protocol ) )
+    , _stateChanged( _name.c_str() )
+    , _alignment( alignment )
+    , _size( checkedSize( size ) ) {
     const LkGuard<const LkLock> guard( _lock );
     _state->enter( this );
 }

@@ -129,20 +129,6 @@ bool MbStateImp::isReplay( const MbBufferImp* b ) {
     return ( b->_pendingEvents & MbBufferImp::REPLAYING ) != 0;
 }
 
-void MbStateImp::addLock( MbBufferImp* b ) {
-    b->assumeLocked();
-    if( b->_lockCount++ == 0 ) {
-        b->_locker.setCurrentThread();
-    } else if( !b->_locker.isCurrentThread() ) {
-        b->_locker.reset();
-    }
-}
-
-bool MbStateImp::removeLock( MbBufferImp* b ) {
-    b->assumeLocked();
-    return --b->_lockCount == 0;
-}
-
 bool MbStateImp::hasMemory( const MbBufferImp* b ) {
     return b->getMemory() != nullptr;
 }
@@ -190,22 +176,6 @@ MbRegion MbStateImp::takeRegion( MbBufferImp* b ) {
     return region;
 }
 
-void MbStateImp::addToManager( MbBufferImp* b ) {
-    b->assumeLocked();
-    if( !b->_isListed ) {
-        b->_manager->bufferUnloadable( b );
-        b->_isListed = true;
-    }
-}
-
-void MbStateImp::removeFromManager( MbBufferImp* b ) {
-    b->assumeLocked();
-    if( b->_isListed ) {
-        b->_manager->bufferNotUnloadable( b );
-        b->_isListed = false;
-    }
-}
-
 void MbStateImp::call( MbBufferImp* b, void ( MbProtocol::*operation )() ) {
     b->assumeLocked();
     MbProtocol* const protocol = b->_protocol.get();
@@ -217,15 +187,14 @@ void MbStateImp::call( MbBufferImp* b, void ( MbProtocol::*operation )() ) {
 
 namespace {
 
-constexpr std::uint32_t ALL_EVENTS = eventBit( NB_EVENTS ) - 1;
-
 /// Reports the exception that is being handled.
 void report() noexcept {
     Trace::printCurrentException( "Replay of a buffer's events", QV_HERE );
 }
 
-/// Keeps the exception that is being handled if it is the first, and reports it otherwise.
-void keepFirst( std::exception_ptr& failure ) noexcept {
+} // namespace
+
+void MbStateImp::keepFirst( std::exception_ptr& failure ) noexcept {
     if( failure ) {
         report();
     } else {
@@ -233,44 +202,8 @@ void keepFirst( std::exception_ptr& failure ) noexcept {
     }
 }
 
-} // namespace
-
-// All states are of this class.
-void MbStateImp::enterState( MbBufferImp* b, const MbState& state ) {
-    if( static_cast<const MbStateImp&>( state )._hasActions ) {
-        state.enter( b );
-    }
-}
-
-void MbStateImp::exitState( MbBufferImp* b, const MbState& state ) {
-    if( static_cast<const MbStateImp&>( state )._hasActions ) {
-        state.exit( b );
-    }
-}
-
-void MbStateImp::begin( MbBufferImp* b, const MbState& current, const MbState& transient ) {
+void MbStateImp::endInFull( MbBufferImp* b, std::exception_ptr& failure ) {
     b->assumeLocked();
-    b->_transientStateOwner.setCurrentThread();
-    exitState( b, current );
-    b->_state = &transient;
-    enterState( b, transient );
-}
-
-int MbStateImp::end( MbBufferImp* b, const MbState& transient, const MbState& target,
-                     std::exception_ptr& failure ) {
-    b->assumeLocked();
-    try {
-        exitState( b, transient );
-    } catch( ... ) {
-        keepFirst( failure );
-    }
-    b->_state = &target;
-    try {
-        enterState( b, target );
-    } catch( ... ) {
-        keepFirst( failure );
-    }
-    b->_transientStateOwner.reset();
     if( ( b->_pendingEvents & ALL_EVENTS ) != 0 ) {
         replay( b, failure );
     }
@@ -278,7 +211,6 @@ int MbStateImp::end( MbBufferImp* b, const MbState& transient, const MbState& ta
         b->_pendingEvents |= MbBufferImp::TRANSITION_FAILED;
         std::rethrow_exception( failure );
     }
-    return CHANGED;
 }
 
 void MbStateImp::replay( MbBufferImp* b, std::exception_ptr& failure ) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <resmgt/memoryBuffers/mbBufferImp.h>
+#include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/src/mbState.h>
 
 #include <exception>
@@ -100,14 +101,20 @@ protected:
     int transitToLock( MbBufferImp* b, const MbState& transient, Work work ) const;
 
 private:
+    static constexpr std::uint32_t ALL_EVENTS = eventBit( NB_EVENTS ) - 1;
+
     class Unlocked;
 
     virtual void traceIllegal( const MbBufferImp*, const char* ) const {}
     virtual bool isMovable() const { return true; }
 
     static void begin( MbBufferImp* b, const MbState& current, const MbState& transient );
-    static int end( MbBufferImp* b, const MbState& transient, const MbState& target,
-                    std::exception_ptr& failure );
+    static void end( MbBufferImp* b, const MbState& transient, const MbState& target,
+                     std::exception_ptr& failure );
+    /// Sends pending events, and raises what has been raised.
+    static void endInFull( MbBufferImp* b, std::exception_ptr& failure );
+    /// Keeps the exception that is being handled if it is the first, and reports it otherwise.
+    static void keepFirst( std::exception_ptr& failure ) noexcept;
     static void replay( MbBufferImp* b, std::exception_ptr& failure );
     static void giveUpLock( MbBufferImp* b );
     static void enterState( MbBufferImp* b, const MbState& state );
@@ -143,6 +150,79 @@ Answer MbStateImp::call( MbBufferImp* b,
     return ( protocol->*operation )( memory, size, args... );
 }
 
+// What each first lock and last unlock runs through.
+
+inline void MbStateImp::addLock( MbBufferImp* b ) {
+    b->assumeLocked();
+    if( b->_lockCount++ == 0 ) {
+        b->_locker.setCurrentThread();
+    } else if( !b->_locker.isCurrentThread() ) {
+        b->_locker.reset();
+    }
+}
+
+inline bool MbStateImp::removeLock( MbBufferImp* b ) {
+    b->assumeLocked();
+    return --b->_lockCount == 0;
+}
+
+inline void MbStateImp::addToManager( MbBufferImp* b ) {
+    b->assumeLocked();
+    if( !b->_isListed ) {
+        b->_manager->bufferUnloadable( b );
+        b->_isListed = true;
+    }
+}
+
+inline void MbStateImp::removeFromManager( MbBufferImp* b ) {
+    b->assumeLocked();
+    if( b->_isListed ) {
+        b->_manager->bufferNotUnloadable( b );
+        b->_isListed = false;
+    }
+}
+
+// All states are of this class.
+inline void MbStateImp::enterState( MbBufferImp* b, const MbState& state ) {
+    if( static_cast<const MbStateImp&>( state )._hasActions ) {
+        state.enter( b );
+    }
+}
+
+inline void MbStateImp::exitState( MbBufferImp* b, const MbState& state ) {
+    if( static_cast<const MbStateImp&>( state )._hasActions ) {
+        state.exit( b );
+    }
+}
+
+inline void MbStateImp::begin( MbBufferImp* b, const MbState& current, const MbState& transient ) {
+    b->assumeLocked();
+    b->_transientStateOwner.setCurrentThread();
+    exitState( b, current );
+    b->_state = &transient;
+    enterState( b, transient );
+}
+
+inline void MbStateImp::end( MbBufferImp* b, const MbState& transient, const MbState& target,
+                             std::exception_ptr& failure ) {
+    b->assumeLocked();
+    try {
+        exitState( b, transient );
+    } catch( ... ) {
+        keepFirst( failure );
+    }
+    b->_state = &target;
+    try {
+        enterState( b, target );
+    } catch( ... ) {
+        keepFirst( failure );
+    }
+    b->_transientStateOwner.reset();
+    if( ( b->_pendingEvents & ALL_EVENTS ) != 0 || failure ) {
+        endInFull( b, failure );
+    }
+}
+
 template <class Work>
 int MbStateImp::transit( MbBufferImp* b, const MbState& transient, Work work ) const {
     const MbState* target = this;
@@ -153,7 +233,8 @@ int MbStateImp::transit( MbBufferImp* b, const MbState& transient, Work work ) c
     } catch( ... ) {
         failure = std::current_exception();
     }
-    return end( b, transient, *target, failure );
+    end( b, transient, *target, failure );
+    return CHANGED;
 }
 
 template <class Work>
