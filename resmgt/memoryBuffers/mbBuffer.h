@@ -46,7 +46,8 @@ public:
     /// Brings the content in ahead of need, without blocking for the protocol. A buffer that is in
     /// memory becomes the newest of those that can be evicted.
     void prefetch();
-    /// Writes new content out, without blocking; after the last lock if there is one.
+    /// Writes new content out, without blocking; after the last lock if there is one. Until it has
+    /// ended write locks wait, also a reader's own: see MbBufferWrGuardImp.
     void asyncSync();
     /// Writes new content out and waits; first for the end of locks under which it may be changing.
     void sync();

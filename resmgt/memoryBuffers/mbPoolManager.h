@@ -21,9 +21,8 @@ class MbResidents;
 ///           meanwhile; one whose last handle went is deleted by the evicting thread. What its
 ///           protocol raises goes to the caller, who gets no memory then.
 /// Order:    an MbUnloadLRU itself, none derived from it, stands for an order that the manager
-/// keeps
-///           by itself, at next to no cost for locking and unlocking: the buffer that has been
-///           evictable longest goes first, but one that another thread is just using is passed
+///           keeps by itself, at next to no cost for locking and unlocking: the buffer that has
+///           been evictable longest goes first, but one that another thread is just using is passed
 ///           over. Any other strategy is asked, under the manager's lock.
 /// Waiting:  when no buffer can be evicted, and when each refuses, the caller waits without a limit
 ///           until some lock ends or some memory is given back. Each of these wakes one that waits,
@@ -34,8 +33,8 @@ class MbResidents;
 /// Lock:     none is held while a victim is unloaded or deleted, and while memory is waited for.
 /// Errors:   MbEx::ExNotEnoughMemory where no eviction could help: where there isn't room even when
 ///           no memory is out, and where all that is out is locked by threads that wait here
-///           themselves. The latter is found within about a tenth of a second, if each lock is
-///           given back by the thread that took it.
+///           themselves: then it is raised to one of these. That is found within about a tenth of a
+///           second, if each lock is given back by the thread that took it.
 /// Stalls:   a wait that lasts for 10 s, or what the setting "ombra::memoryBuffers::stallReport"
 ///           says, is reported once on the trace, with what is waited for and who holds the most.
 /// Lifetime: the buffers keep their manager. The destructor asserts that no region is handed out

@@ -3,6 +3,7 @@
 #include <resmgt/memoryBuffers/src/mbPages.h>
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 #include <utility>
 
@@ -35,8 +36,9 @@ MbBlocks::~MbBlocks() {
 }
 
 void* MbBlocks::take( std::size_t size, std::uint64_t room ) {
-    Kept*& kept = _kept[size];
-    if( kept != nullptr ) {
+    const auto found = _kept.find( size );
+    if( found != _kept.end() && found->second != nullptr ) {
+        Kept*& kept = found->second;
         _keptBytes -= size;
         return std::exchange( kept, kept->next );
     }
@@ -50,18 +52,26 @@ void* MbBlocks::take( std::size_t size, std::uint64_t room ) {
 }
 
 void MbBlocks::giveBack( void* block, std::size_t size ) noexcept {
-    Kept*& kept = _kept.find( size )->second;
-    kept = new( block ) Kept{ kept };
-    _keptBytes += size;
+    try {
+        Kept*& kept = _kept[size];
+        kept = new( block ) Kept{ kept };
+        _keptBytes += size;
+    } catch( const std::bad_alloc& ) {
+        release( block, size );
+    }
 }
 
 void MbBlocks::keepAtMost( std::uint64_t bound ) noexcept {
-    for( auto i = _kept.rbegin(); _keptBytes > bound && i != _kept.rend(); ++i ) {
-        const std::size_t size = i->first;
-        while( _keptBytes > bound && i->second != nullptr ) {
-            void* const block = std::exchange( i->second, i->second->next );
+    while( _keptBytes > bound ) {
+        const auto largest = std::prev( _kept.end() );
+        const std::size_t size = largest->first;
+        Kept*& kept = largest->second;
+        if( kept != nullptr ) {
             _keptBytes -= size;
-            release( block, size );
+            release( std::exchange( kept, kept->next ), size );
+        }
+        if( kept == nullptr ) {
+            _kept.erase( largest );
         }
     }
 }

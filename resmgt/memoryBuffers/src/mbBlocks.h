@@ -19,7 +19,8 @@ public:
     /// A block of `size` bytes, or null where there is no memory. Gives up kept ones until no more
     /// than `room` bytes are kept, the answer included if it is new.
     void* take( std::size_t size, std::uint64_t room );
-    /// Keeps a block that `take( size )` has answered.
+    /// Keeps a block that `take( size )` has answered; gives it up where there is no memory for the
+    /// entry.
     void giveBack( void* block, std::size_t size ) noexcept;
     /// Gives up what is kept until no more than `bound` bytes are.
     void keepAtMost( std::uint64_t bound ) noexcept;
@@ -30,7 +31,8 @@ private:
         Kept* next;
     };
 
-    /// By size; each size in use has its place, so that giving back needs no memory.
+    /// By size, so that the largest go first. An entry is empty only while a block of its size is
+    /// out, so there are never more entries than blocks.
     std::map<std::size_t, Kept*> _kept;
     std::uint64_t _keptBytes = 0;
 };

@@ -80,6 +80,9 @@ private:
     void letOthersOvertake( bool isQuiet ) QV_REQUIRES( _manager._lock );
     void letHoldersOvertake() QV_REQUIRES( _manager._lock );
     void raiseWhereDeadlocked() QV_REQUIRES( _manager._lock );
+    bool isDeadlocked() const QV_REQUIRES( _manager._lock );
+    std::vector<unsigned long> getWaiting() const QV_REQUIRES( _manager._lock );
+    std::string describeStall() const noexcept QV_REQUIRES( _manager._lock );
     [[noreturn]] void raise( const char* reason ) const QV_REQUIRES( _manager._lock );
 
     MbPoolManager& _manager;
@@ -287,7 +290,7 @@ void MbPoolManager::Search::sleep() {
             raiseWhereDeadlocked();
         }
         if( _stall.isDue() ) {
-            report = _manager.describeStall( _buffer );
+            report = describeStall();
         }
         beginRound();
     }
@@ -325,19 +328,23 @@ void MbPoolManager::Search::letHoldersOvertake() {
     _manager._nextLookAtHolders = end + 10 * ( end - begin );
 }
 
-/// Threads that wait for memory here can't give back what they hold.
+/// One of those threads whose memory the others wait for; one is enough.
 void MbPoolManager::Search::raiseWhereDeadlocked() {
+    if( isDeadlocked() ) {
+        // From now on it waits no more.
+        leave();
+        raise( "all that is in use is locked by threads that wait for memory themselves" );
+    }
+}
+
+/// Threads that wait for memory here can't give back what they hold. Whether they hold all that is
+/// in use, and this one a part of it: nobody would be helped if it went without holding anything.
+bool MbPoolManager::Search::isDeadlocked() const {
     // A region that is on its way to another buffer is held by a thread that works.
     if( _manager._residents->getSize() != _manager._nbAllocatedRegion ) {
-        return;
+        return false;
     }
-    std::vector<unsigned long> waiting;
-    _manager._regionFreed->forEach( [&waiting, this]( const MbAskers::Asker& asker ) {
-        if( ( asker.isAsleep() || &asker == &_asker ) &&
-            !_manager._regionFreed->mustWait( asker ) ) {
-            waiting.push_back( asker.getThread().getNum() );
-        }
-    } );
+    const std::vector<unsigned long> waiting = getWaiting();
     const auto isWaiting = [&waiting]( unsigned long thread ) {
         return std::find( waiting.begin(), waiting.end(), thread ) != waiting.end();
     };
@@ -349,12 +356,34 @@ void MbPoolManager::Search::raiseWhereDeadlocked() {
     _manager._regionFreed->forEach( [&]( const MbAskers::Asker& asker ) {
         isStuck = isStuck && ( asker.isAsleep() || isWaiting( asker.getThread().getNum() ) );
     } );
-    if( isStuck && _manager._residents->areAll( [&isWaiting]( const MbBufferImp& buffer ) {
-            return isWaiting( getHolder( buffer ) );
-        } ) ) {
-        // From now on it waits no more: one of those threads is enough.
-        leave();
-        raise( "all that is in use is locked by threads that wait for memory themselves" );
+    bool isHolder = false;
+    return isStuck && _manager._residents->areAll( [&]( const MbBufferImp& buffer ) {
+        const unsigned long holder = getHolder( buffer );
+        isHolder = isHolder || holder == _asker.getThread().getNum();
+        return isWaiting( holder );
+    } ) && isHolder;
+}
+
+/// The numbers of the threads that wait for memory, this one's among them, but for those that only
+/// let a large request go first.
+std::vector<unsigned long> MbPoolManager::Search::getWaiting() const {
+    std::vector<unsigned long> waiting;
+    _manager._regionFreed->forEach( [&waiting, this]( const MbAskers::Asker& asker ) {
+        _manager.assumeLocked();
+        if( ( asker.isAsleep() || &asker == &_asker ) &&
+            !_manager._regionFreed->mustWait( asker ) ) {
+            waiting.push_back( asker.getThread().getNum() );
+        }
+    } );
+    return waiting;
+}
+
+/// Empty where there is no memory for it: the wait goes on without the report.
+std::string MbPoolManager::Search::describeStall() const noexcept {
+    try {
+        return _manager.describeStall( _buffer );
+    } catch( const std::exception& ) {
+        return std::string();
     }
 }
 

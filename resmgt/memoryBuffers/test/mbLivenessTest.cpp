@@ -179,6 +179,24 @@ TEST_P( MbLivenessTest, BuffersThatAllRefuseAreAskedNowAndThenUntilOneDoesNot ) 
     second.join();
 }
 
+TEST_P( MbLivenessTest, TheOnlyWillingOneOfManyIsFound ) {
+    constexpr int NB_BUFFERS = 32;
+    useHeap( NB_BUFFERS );
+    std::atomic<bool> isRefusing = true;
+    std::atomic<bool> isWilling = false;
+    std::atomic<long> nbAsked = 0;
+    std::vector<MbBuffer> buffers;
+    for( int i = 0; i < NB_BUFFERS; ++i ) {
+        buffers.push_back(
+            makePlain( SIZE, MbAlignment( 127, 0, 0 ),
+                       OPtr<MbProtocol>( new RefusingProtocol(
+                           i == NB_BUFFERS / 2 ? isWilling : isRefusing, nbAsked ) ) ) );
+        const MbBufferRdGuardImp lock( buffers.back() );
+    }
+    makeLoaded();
+    EXPECT_FALSE( buffers[NB_BUFFERS / 2].isLoaded() );
+}
+
 TEST_P( MbLivenessTest, WhatCanNeverBeServedIsRefused ) {
     manager = RCShdPtr<MbManager>( new MbArenaManager(
         "arena", DaArenaPool::create( DaMallocAllocator::create().release(), 4096 ),
@@ -221,6 +239,25 @@ TEST_P( MbLivenessTest, WhoeverWaitsForWhatOnlyWaitingThreadsHoldIsTold ) {
     one.join();
     two.join();
     EXPECT_EQ( nbRefused, 1 );
+}
+
+TEST_P( MbLivenessTest, WhoHoldsNothingIsNotTold ) {
+    useHeap( 1 );
+    HoldPoint holding( "holding" );
+    std::string raised;
+    TestThread holder( [&] {
+        const MbBufferRdGuardImp own( makePlain() );
+        holding.pass();
+        raised = raisedBy( [&] { makeLoaded(); } );
+    } );
+    holding.waitUntilReached();
+    // It looks around earlier than the holder.
+    TestThread bystander( [&] { makeLoaded(); } );
+    bystander.waitUntilBlocked();
+    holding.release();
+    bystander.join();
+    holder.join();
+    EXPECT_THAT( raised, HasSubstr( "by threads that wait" ) );
 }
 
 /// Counts the looks for room.

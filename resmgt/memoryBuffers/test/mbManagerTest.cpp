@@ -7,11 +7,13 @@
 #include <resmgt/memoryBuffers/mbHeapManager.h>
 #include <resmgt/memoryBuffers/mbUnloadLRU.h>
 #include <resmgt/memoryBuffers/mbUnloadRandom.h>
+#include <resmgt/memoryBuffers/src/mbBlocks.h>
 #include <resmgt/memoryBuffers/test/mbRecorder.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -291,6 +293,36 @@ TEST_F( MbManagerTest, AVictimsMemoryServesTheNextBufferOfItsSize ) {
     const MbBuffer third = makeLoaded();
     EXPECT_FALSE( first.isLoaded() );
     EXPECT_EQ( MbTestAccess::words( *imp )[0], memory );
+}
+
+TEST( MbBlocksTest, SizesThatAreNoLongerInUseLeaveNothingBehind ) {
+    MbBlocks blocks;
+    void* const held = blocks.take( 1, 1 << 20 );
+    const auto useSizes = [&blocks]( std::size_t begin, std::size_t end ) {
+        for( std::size_t size = begin; size < end; ++size ) {
+            blocks.giveBack( blocks.take( size, size ), size );
+        }
+    };
+    useSizes( 100, 200 );
+    const std::size_t before = ::mallinfo2().uordblks;
+    useSizes( 200, 10000 );
+    EXPECT_LT( ::mallinfo2().uordblks, before + 100000 );
+    blocks.giveBack( held, 1 );
+}
+
+TEST( MbBlocksTest, ABlockThatCannotBeKeptIsGivenUp ) {
+    constexpr std::size_t SIZE_OF_BLOCK = 1 << 16;
+    MbBlocks blocks;
+    void* const block = blocks.take( SIZE_OF_BLOCK, SIZE_OF_BLOCK );
+    {
+        const FailingNew failing( 0 );
+        blocks.giveBack( block, SIZE_OF_BLOCK );
+    }
+    void* const next = blocks.take( SIZE_OF_BLOCK, SIZE_OF_BLOCK );
+    std::memset( next, 1, SIZE_OF_BLOCK );
+    blocks.giveBack( next, SIZE_OF_BLOCK );
+    EXPECT_EQ( blocks.take( SIZE_OF_BLOCK, SIZE_OF_BLOCK ), next );
+    blocks.giveBack( next, SIZE_OF_BLOCK );
 }
 
 #if defined( QV_SANITIZE_ADDRESS ) || defined( QV_SANITIZE_THREAD )

@@ -28,20 +28,20 @@
 #include <thread>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 namespace Qv {
 
 namespace {
 
-// Threads send random events to a set of buffers, with about a third of the memory that these
-// need, over a store that works synchronously, asynchronously or not at all. The model knows what
-// each buffer must contain.
+// Threads send random events to a set of buffers, strict and relaxed ones, that need ten times the
+// memory there is, over a store that works synchronously, asynchronously or not at all. The model
+// knows what each buffer must contain.
 
-constexpr int NB_SLOTS = 24;
-constexpr int NB_THREADS = 4;
 constexpr int SIZE = 512;
-// A thread holds two buffers at most.
-constexpr int NB_RESIDENT = 2 * NB_THREADS;
+// A thread holds two buffers at most, so that nobody waits for what only others hold that wait.
+constexpr std::size_t BUFFERS_OF_A_THREAD = 2;
+constexpr std::size_t TIMES_THE_MEMORY = 10;
 
 struct StoreFault {};
 
@@ -140,7 +140,11 @@ public:
         }
         return isWilling;
     }
-    void free( void*, Size ) override { _isDirty = false; }
+    void unlocked( void*, Size, MbBufferImp* ) override { faultAtTimes( 2000 ); }
+    void free( void*, Size ) override {
+        faultAtTimes( 1000 );
+        _isDirty = false;
+    }
 
 private:
     using Work = void ( StoreProtocol::* )( void* );
@@ -164,12 +168,12 @@ private:
     }
     void becomeDirty( void* ) { _isDirty = true; }
 
-    /// Lets another thread in at times, and fails at times.
-    void faultAtTimes() {
+    /// Lets another thread in at times, and fails once in `rarity` times.
+    void faultAtTimes( unsigned rarity = 100 ) {
         if( _random() % 8 == 0 ) {
             std::this_thread::yield();
         }
-        if( _random() % 100 == 0 ) {
+        if( _random() % rarity == 0 ) {
             throw StoreFault();
         }
     }
@@ -218,8 +222,13 @@ private:
     std::unique_ptr<char[]> _memory;
 };
 
-/// Under a lock policy, with an arena and random victims or with a heap and the oldest ones.
-class MbModelTest : public testing::TestWithParam<std::tuple<MbStateMachine::LockPolicy_e, bool>> {
+/// A client's own strategy, which the manager asks.
+class AskedLRU : public MbUnloadLRU {};
+
+enum Pool_e { HEAP_IN_OWN_ORDER, HEAP_WITH_ASKED_ORDER, ARENA_WITH_RANDOM_ORDER };
+
+/// So many threads share a pool.
+class MbModelTest : public testing::TestWithParam<std::tuple<std::size_t, Pool_e>> {
 protected:
     /// A place for a buffer. Those of an even number keep it, and their content is known exactly.
     /// The others are freed, grabbed and replaced at any time; what they contain must be whole.
@@ -231,15 +240,24 @@ protected:
         std::uint64_t version = 0;
     };
 
+    static std::size_t getNbThreads() { return std::get<0>( GetParam() ); }
     static RCShdPtr<MbManager> makeManager() {
-        constexpr std::size_t ROOM = NB_RESIDENT * ( SIZE + 127 );
-        if( std::get<1>( GetParam() ) ) {
+        const std::size_t room = BUFFERS_OF_A_THREAD * getNbThreads() * ( SIZE + 128 );
+        if( std::get<1>( GetParam() ) == ARENA_WITH_RANDOM_ORDER ) {
             return RCShdPtr<MbManager>(
-                new MbArenaManager( "arena", DaArenaPool::create( new PlainAllocator, 2 * ROOM ),
+                new MbArenaManager( "arena", DaArenaPool::create( new PlainAllocator, 2 * room ),
                                     OPtr<MbUnloadStrategy>( new MbUnloadRandom( 1 ) ) ) );
         }
-        return RCShdPtr<MbManager>(
-            new MbHeapManager( "heap", ROOM, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) );
+        const bool isAsked = std::get<1>( GetParam() ) == HEAP_WITH_ASKED_ORDER;
+        return RCShdPtr<MbManager>( new MbHeapManager(
+            "heap", room, OPtr<MbUnloadStrategy>( isAsked ? new AskedLRU : new MbUnloadLRU ) ) );
+    }
+    static bool isStrict( std::size_t number ) { return number / 2 % 2 == 0; }
+    static MbBufferSimpleFactory makeFactory( MbStateMachine::LockPolicy_e policy,
+                                              const RCShdPtr<MbManager>& manager ) {
+        return MbBufferSimpleFactory(
+            MbStateMachine::getInstance( MbStateMachine::TRACED, policy ).getInitialState(),
+            manager );
     }
 
     MbBuffer get( std::size_t number ) {
@@ -259,13 +277,19 @@ protected:
     }
 
     void read( std::size_t number ) {
-        const std::shared_lock content( _slots[number].contentMutex );
+        std::shared_lock content( _slots[number].contentMutex, std::defer_lock );
+        if( !isStrict( number ) ) {
+            content.lock();
+        }
         const MbBufferRdGuardImp guard( get( number ) );
         std::this_thread::yield();
         check( number, guard.getMemory() );
     }
     void write( std::size_t number, bool isDemoted ) {
-        const std::unique_lock content( _slots[number].contentMutex );
+        std::unique_lock content( _slots[number].contentMutex, std::defer_lock );
+        if( !isStrict( number ) ) {
+            content.lock();
+        }
         MbBuffer buffer = get( number );
         MbBufferWrGuardImp guard( buffer );
         check( number, guard.getMemory() );
@@ -281,7 +305,10 @@ protected:
     /// The one with the smaller number first, so that two threads can't wait for each other.
     void copy( std::size_t from, std::size_t to ) {
         if( from < to ) {
-            const std::shared_lock content( _slots[from].contentMutex );
+            std::shared_lock content( _slots[from].contentMutex, std::defer_lock );
+            if( !isStrict( from ) ) {
+                content.lock();
+            }
             const MbBufferRdGuardImp source( get( from ) );
             check( from, source.getMemory() );
             write( to, false );
@@ -296,15 +323,16 @@ protected:
         }
     }
     void replace( std::size_t number, std::uint64_t seed ) {
-        MbBuffer fresh = _factory.create(
-            "model", OPtr<MbProtocol>( new StoreProtocol( number, _workers, seed ) ), SIZE,
-            MbAlignment( 127, 0, 0 ) );
+        MbBuffer fresh =
+            ( isStrict( number ) ? _strict : _relaxed )
+                .create( "model", OPtr<MbProtocol>( new StoreProtocol( number, _workers, seed ) ),
+                         SIZE, MbAlignment( 127, 0, 0 ) );
         const std::lock_guard lock( _slots[number].handleMutex );
         std::swap( fresh, _slots[number].buffer );
     }
 
     void step( std::mt19937_64& random ) {
-        const std::size_t number = random() % NB_SLOTS;
+        const std::size_t number = random() % _slots.size();
         const std::size_t loose = number | 1;
         const std::uint64_t dice = random() % 64;
         if( dice < 20 ) {
@@ -312,7 +340,7 @@ protected:
         } else if( dice < 32 ) {
             write( number, dice < 24 );
         } else if( dice < 36 ) {
-            copy( number, random() % NB_SLOTS );
+            copy( number, random() % _slots.size() );
         } else if( dice < 44 ) {
             get( number ).prefetch();
         } else if( dice < 52 ) {
@@ -322,7 +350,7 @@ protected:
         } else if( dice < 60 ) {
             get( loose ).free();
         } else if( dice < 61 ) {
-            grab( loose, ( random() % NB_SLOTS ) | 1 );
+            grab( loose, ( random() % _slots.size() ) | 1 );
         } else if( dice < 62 ) {
             replace( loose, random() );
         } else {
@@ -340,25 +368,25 @@ protected:
         }
     }
 
-    std::array<Slot, NB_SLOTS> _slots;
+    std::vector<Slot> _slots =
+        std::vector<Slot>( TIMES_THE_MEMORY * BUFFERS_OF_A_THREAD * getNbThreads() );
     const RCShdPtr<MbManager> _manager = makeManager();
-    MbBufferSimpleFactory _factory{
-        MbStateMachine::getInstance( MbStateMachine::TRACED, std::get<0>( GetParam() ) )
-            .getInitialState(),
-        _manager };
+    MbBufferSimpleFactory _strict = makeFactory( MbStateMachine::STRICT, _manager );
+    MbBufferSimpleFactory _relaxed = makeFactory( MbStateMachine::RELAXED, _manager );
     Workers _workers;
 };
 
 TEST_P( MbModelTest, ContentsLimitsAndCountsHoldUnderRandomEventsOfManyThreads ) {
     const unsigned long long allFree = _manager->getFreeSpace();
-    for( std::size_t i = 0; i < NB_SLOTS; ++i ) {
+    for( std::size_t i = 0; i < _slots.size(); ++i ) {
         replace( i, testSeed() + i );
     }
     {
         std::deque<TestThread> threads;
-        for( std::uint64_t i = 0; i < NB_THREADS; ++i ) {
+        const long nbSteps = scaledCount( 120000 ) / static_cast<long>( getNbThreads() );
+        for( std::uint64_t i = 0; i < getNbThreads(); ++i ) {
             threads.emplace_back(
-                [this, i] { runThread( testSeed() * 31 + i, scaledCount( 30000 ) ); } );
+                [this, i, nbSteps] { runThread( testSeed() * 31 + i, nbSteps ); } );
         }
     }
     for( Slot& slot : _slots ) {
@@ -368,16 +396,18 @@ TEST_P( MbModelTest, ContentsLimitsAndCountsHoldUnderRandomEventsOfManyThreads )
     _manager->dump( dump );
     EXPECT_THAT( dump.str(), testing::HasSubstr( "Nb allocated regions  = 0\n"
                                                  "Nb unloadable buffers = 0\n" ) );
-    const char* const ownLines = std::get<1>( GetParam() ) ? "DaArenaPoolImp:" : "bytes     = 0";
+    const char* const ownLines =
+        std::get<1>( GetParam() ) == ARENA_WITH_RANDOM_ORDER ? "DaArenaPoolImp:" : "bytes     = 0";
     EXPECT_THAT( dump.str(), testing::HasSubstr( ownLines ) );
     EXPECT_EQ( _manager->getFreeSpace(), allFree );
-    EXPECT_EQ( _manager->getRefCount(), 2 );
+    EXPECT_EQ( _manager->getRefCount(), 3 );
 }
 
 INSTANTIATE_TEST_SUITE_P( Variants, MbModelTest,
-                          testing::Combine( testing::Values( MbStateMachine::RELAXED,
-                                                             MbStateMachine::STRICT ),
-                                            testing::Bool() ) );
+                          testing::Combine( testing::Values( 3u, 8u, 32u ),
+                                            testing::Values( HEAP_IN_OWN_ORDER,
+                                                             HEAP_WITH_ASKED_ORDER,
+                                                             ARENA_WITH_RANDOM_ORDER ) ) );
 
 } // namespace
 
