@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
@@ -237,7 +238,9 @@ protected:
         MbBuffer buffer;
         /// Keeps readers and writers apart where the policy doesn't.
         std::shared_mutex contentMutex;
-        std::uint64_t version = 0;
+        /// Relaxed, so that only the locks order contents. A replaced buffer may still be written
+        /// to beside its successor.
+        std::atomic<std::uint64_t> version = 0;
     };
 
     static std::size_t getNbThreads() { return std::get<0>( GetParam() ); }
@@ -270,7 +273,7 @@ protected:
         ASSERT_TRUE( content.isWhole() );
         if( number % 2 == 0 ) {
             ASSERT_EQ( content.owner, number );
-            ASSERT_EQ( content.version, _slots[number].version );
+            ASSERT_EQ( content.version, _slots[number].version.load( std::memory_order_relaxed ) );
         } else {
             ASSERT_EQ( content.owner % 2, 1u );
         }
@@ -293,7 +296,8 @@ protected:
         MbBuffer buffer = get( number );
         MbBufferWrGuardImp guard( buffer );
         check( number, guard.getMemory() );
-        const Content next( number, ++_slots[number].version );
+        const Content next( number,
+                            _slots[number].version.fetch_add( 1, std::memory_order_relaxed ) + 1 );
         std::this_thread::yield();
         std::memcpy( guard.getMemory(), &next, SIZE );
         if( isDemoted ) {
