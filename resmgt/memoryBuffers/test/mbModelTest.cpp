@@ -387,7 +387,7 @@ TEST_P( MbModelTest, ContentsLimitsAndCountsHoldUnderRandomEventsOfManyThreads )
     }
     {
         std::deque<TestThread> threads;
-        const long nbSteps = scaledCount( 120000 ) / static_cast<long>( getNbThreads() );
+        const long nbSteps = scaledCount( 40000 ) / static_cast<long>( getNbThreads() );
         for( std::uint64_t i = 0; i < getNbThreads(); ++i ) {
             threads.emplace_back(
                 [this, i, nbSteps] { runThread( testSeed() * 31 + i, nbSteps ); } );
