@@ -25,7 +25,8 @@ using LkTimedCondVarPlatform = LkTimedCondVarPosix;
 ///           false then too: the signal is lost, and a client for whom that matters passes it on.
 /// Lifetime: nobody may wait when it is destroyed, and no broadcast may be under way: a waiter that
 ///           a broadcast has woken may destroy it only after that has returned. This isn't checked.
-/// Errors:   a wait without the lock is an assertion, a failed system call a system assertion.
+/// Errors:   a wait without the lock is an assertion, a failed system call a system assertion. A
+///           wait that raises isn't queued any more, and passes on the signal that it got.
 /// Cost:     an internal lock, held for a few pointer writes.
 class QV_RESMGT_API LkTimedCondVar : public LkTimedWaitable {
 public:

@@ -24,14 +24,19 @@ public:
     LkAutoResetEvent& operator=( const LkAutoResetEvent& ) = delete;
 
     void set();
-    /// False when the deadline came first.
+    /// False when the deadline came first. Errors: a failed system call is a system assertion; a
+    /// set that comes meanwhile stays pending.
     bool wait( const LkDeadline& deadline );
+    /// By the owner: takes a set that is here or at hand, without the system's help. For what is
+    /// left of a wait that raised.
+    void takeAtHand() noexcept;
 
 private:
     enum : std::uint32_t { CLEAR, SET, ASLEEP };
 
     bool spin() noexcept;
     bool sleep( const LkDeadline& deadline );
+    void sleepOnce( const LkDeadline& deadline );
 
     std::atomic<std::uint32_t> _word{ CLEAR };
     // The owner's alone: how many waits in a row had to sleep.

@@ -1,6 +1,7 @@
 #include <resmgt/locks/lkSema.h>
 
 #include <base/locks/lkGuard.h>
+#include <resmgt/locks/src/lkWaiterCount.h>
 
 #include <limits>
 
@@ -9,21 +10,6 @@ namespace Qv {
 namespace {
 
 constexpr double NO_LIMIT = std::numeric_limits<double>::infinity();
-
-/// Counts a waiter for a scope.
-class WaiterCount {
-public:
-    explicit WaiterCount( unsigned int& nbWaiters ) noexcept
-        : _nbWaiters( nbWaiters ) {
-        ++_nbWaiters;
-    }
-    WaiterCount( const WaiterCount& ) = delete;
-    WaiterCount& operator=( const WaiterCount& ) = delete;
-    ~WaiterCount() { --_nbWaiters; }
-
-private:
-    unsigned int& _nbWaiters;
-};
 
 } // namespace
 
@@ -55,7 +41,7 @@ bool LkSema::timedWait( double seconds ) {
 }
 
 bool LkSema::waitOnce( double seconds ) {
-    const WaiterCount counted( _nbWaiters );
+    const LkWaiterCount counted( _nbWaiters );
     return _nonZero.timedWait( _lock, seconds );
 }
 

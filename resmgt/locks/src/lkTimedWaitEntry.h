@@ -19,6 +19,8 @@ public:
     void signal() { _waitEvent.set(); }
     /// The owner waits for the signal; false when the deadline came first.
     bool wait( const LkDeadline& deadline ) { return _waitEvent.wait( deadline ); }
+    /// The owner takes the signal that is sent to it already, after a wait that ended without it.
+    void takeSignal() noexcept { _waitEvent.takeAtHand(); }
 
     /// The calling thread becomes the owner, and ceases to be.
     void adopt() noexcept { _threadId.setCurrentThread(); }

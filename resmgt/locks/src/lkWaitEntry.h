@@ -22,6 +22,8 @@ public:
     void signal() const { _waitEvent.set(); }
     /// The owner waits for the signal.
     void wait() const { _waitEvent.wait( LkDeadline() ); }
+    /// The owner takes the signal that is sent to it already, after a wait that raised.
+    void takeSignal() const noexcept { _waitEvent.takeAtHand(); }
 
     // Sequentially consistent, together with the removals from the list: a signaller pins, then
     // looks at the head once more; the owner is removed from the head, then looks at the pins. Not

@@ -2,6 +2,7 @@
 #include <resmgt/locks/lkCondVar.h>
 #include <resmgt/locks/lkTimedCondVar.h>
 #include <resmgt/locks/src/lkWaitList.h>
+#include <resmgt/locks/test/futexWaitHook.h>
 #include <resmgt/locks/test/scriptedWord.h>
 #include <tests/support/deadline.h>
 #include <tests/support/gate.h>
@@ -9,6 +10,8 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <cerrno>
 #include <list>
 #include <vector>
 
@@ -112,6 +115,88 @@ TYPED_TEST( AnyCondVarTest, WaitUnderNestedGuardsGivesTheLockUpWhole ) {
     waiter.join();
     EXPECT_EQ( this->_lock.getImp().getHolder(), 0u );
     EXPECT_EQ( ::testing::PrintToString( this->_condVar ), "condVar" );
+}
+
+TYPED_TEST( AnyCondVarTest, WaitThatRaisesIsOffTheQueueAndCostsNobodyASignal ) {
+    const LkLock& lock = this->_lock;
+    const TypeParam& condVar = this->_condVar;
+    bool isOver = false;
+    int nbWaiting = 0;
+    const auto waitAndFail = [&]( int nbTimes ) {
+        TestThread( [&] {
+            const FutexWaitHook hook( [] { return EPERM; } );
+            const Guard guard( lock );
+            for( int i = 0; i < nbTimes; ++i ) {
+                EXPECT_THROW( condVar.wait( guard ), ExAssertionFailed );
+                EXPECT_EQ( lock.getImp().getHolder(), ThreadNumber::get() );
+            }
+        } ).join();
+    };
+    waitAndFail( 2 );
+    TestThread waiter( [&] {
+        const Guard guard( lock );
+        ++nbWaiting;
+        while( !isOver ) {
+            condVar.wait( guard );
+        }
+    } );
+    waitUntil(
+        [&] {
+            const Guard guard( lock );
+            return nbWaiting == 1;
+        },
+        "the waiter is queued" );
+    waitAndFail( 2 );
+    {
+        const Guard guard( lock );
+        isOver = true;
+        condVar.signal();
+    }
+    waiter.join();
+}
+
+TYPED_TEST( AnyCondVarTest, SignalToAWaitThatRaisesGoesToAnother ) {
+    const LkLock& lock = this->_lock;
+    const TypeParam& condVar = this->_condVar;
+    bool isOver = false;
+    std::atomic<int> nbWaiting = 0;
+    Gate fails( "the sleep fails" );
+    const auto wait = [&] {
+        const Guard guard( lock );
+        ++nbWaiting;
+        while( !isOver ) {
+            condVar.wait( guard );
+        }
+    };
+    // Whichever the signal is for: it gets it while its sleep is about to fail.
+    std::list<TestThread>& threads = this->_threads;
+    for( const bool isFirst : { true, false } ) {
+        if( isFirst == std::is_same_v<TypeParam, LkTimedCondVar> ) {
+            threads.emplace_back( [&] {
+                const FutexWaitHook hook( [&] {
+                    fails.wait();
+                    return EPERM;
+                } );
+                EXPECT_THROW( wait(), ExAssertionFailed );
+            } );
+        } else {
+            threads.emplace_back( wait );
+        }
+        waitUntil( [&] { return nbWaiting == ( isFirst ? 1 : 2 ); }, "a waiter comes" );
+        const Guard guard( lock );
+    }
+    for( TestThread& thread : threads ) {
+        thread.waitUntilBlocked();
+    }
+    {
+        const Guard guard( lock );
+        isOver = true;
+        condVar.signal();
+    }
+    fails.open();
+    for( TestThread& thread : threads ) {
+        thread.join();
+    }
 }
 
 /// A thread in the queue of a scripted list.

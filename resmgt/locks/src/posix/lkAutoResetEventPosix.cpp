@@ -4,6 +4,9 @@
 #include <resmgt/locks/src/lkSpin.h>
 #include <resmgt/locks/src/posix/lkFutexPosix.h>
 
+#include <chrono>
+#include <thread>
+
 namespace Qv {
 
 void LkAutoResetEvent::set() {
@@ -50,9 +53,28 @@ bool LkAutoResetEvent::sleep( const LkDeadline& deadline ) {
                                            std::memory_order_relaxed ) ) {
             return false;
         }
-        LkFutex::wait( _word, ASLEEP, deadline );
+        sleepOnce( deadline );
     } while( _word.load( std::memory_order_relaxed ) == ASLEEP );
     return true;
+}
+
+void LkAutoResetEvent::sleepOnce( const LkDeadline& deadline ) {
+    try {
+        LkFutex::wait( _word, ASLEEP, deadline );
+    } catch( ... ) {
+        std::uint32_t seen = ASLEEP;
+        _word.compare_exchange_strong( seen, CLEAR, std::memory_order_relaxed,
+                                       std::memory_order_relaxed );
+        throw;
+    }
+}
+
+void LkAutoResetEvent::takeAtHand() noexcept {
+    while( _word.load( std::memory_order_relaxed ) != SET ) {
+        // Lets the one that sets it run, whatever its priority is.
+        std::this_thread::sleep_for( std::chrono::microseconds( 50 ) );
+    }
+    _word.exchange( CLEAR, std::memory_order_acquire );
 }
 
 } // namespace Qv

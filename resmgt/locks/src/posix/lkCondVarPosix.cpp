@@ -10,7 +10,15 @@ void LkCondVarPosix::wait( const LkLock& lock ) const {
     LkWaitEntry& entry = LkWaitEntry::getEntry();
     LkWaitList::push( _waiters, entry );
     const LkLockRelease released( lock );
-    entry.wait();
+    try {
+        entry.wait();
+    } catch( ... ) {
+        // Nothing leaves the middle of a stack, and a signal may be on its way to this entry: all
+        // are woken, so that none stays queued without its thread and no signal is lost.
+        LkWaitList::wakeAll( _waiters );
+        entry.takeSignal();
+        throw;
+    }
 }
 
 void LkCondVarPosix::wakeNewest() const {

@@ -19,11 +19,21 @@ bool LkTimedCondVarPosix::wait( const LkLock& lock, const LkDeadline& deadline )
     bool isSignalled = false;
     {
         const LkLockRelease released( lock );
-        isSignalled = entry->wait( deadline );
-        if( !isSignalled && !leave( *entry ) ) {
-            // A signaller has taken the entry off, so its signal is here or at hand. It is taken
-            // now: left over, it would end this thread's next wait while that is still queued.
-            static_cast<void>( entry->wait( LkDeadline() ) );
+        try {
+            isSignalled = entry->wait( deadline );
+            if( !isSignalled && !leave( *entry ) ) {
+                // A signaller has taken the entry off, so its signal is here or at hand. It is
+                // taken now: left over, it would end this thread's next wait while that is still
+                // queued.
+                static_cast<void>( entry->wait( LkDeadline() ) );
+            }
+        } catch( ... ) {
+            if( !leave( *entry ) ) {
+                entry->takeSignal();
+                // It is another's now.
+                signal();
+            }
+            throw;
         }
     }
     QV_ASSERT( entry->getNext() == entry && entry->getPrev() == entry );
