@@ -1,12 +1,18 @@
 #include <base/locks/lkGuard.h>
 #include <base/locks/lkLock.h>
 #include <resmgt/locks/lkCondVar.h>
+#include <resmgt/locks/lkRwLock.h>
 #include <resmgt/locks/lkSema.h>
 #include <resmgt/locks/lkThreadOpaqueDataFactory.h>
+#include <resmgt/locks/lkTicket.h>
 #include <resmgt/locks/lkTimedCondVar.h>
 
 #include <benchmark/benchmark.h>
 #include <pthread.h>
+
+#if defined( QV_PEER_TBB )
+#    include <tbb/spin_rw_mutex.h>
+#endif
 
 #include <algorithm>
 #include <atomic>
@@ -14,6 +20,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <semaphore>
+#include <shared_mutex>
 #include <thread>
 #include <vector>
 
@@ -44,6 +51,58 @@ void lockStd( benchmark::State& state ) {
 }
 BENCHMARK( lockLk )->Name( "lock/LkLock" )->ThreadRange( 1, 2 )->UseRealTime();
 BENCHMARK( lockStd )->Name( "lock/std_mutex" )->ThreadRange( 1, 2 )->UseRealTime();
+
+void readLk( benchmark::State& state ) {
+    static const LkRwLock lock( "bench" );
+    for( auto _ : state ) {
+        const LkGuard<const LkRwLock> guard( lock );
+        benchmark::DoNotOptimize( counter );
+    }
+}
+template <class Mutex>
+void readPeer( benchmark::State& state ) {
+    static Mutex mutex;
+    for( auto _ : state ) {
+        mutex.lock_shared();
+        benchmark::DoNotOptimize( counter );
+        mutex.unlock_shared();
+    }
+}
+void writeLk( benchmark::State& state ) {
+    static LkRwLock lock( "bench" );
+    for( auto _ : state ) {
+        const LkGuard<LkRwLock> guard( lock );
+        benchmark::DoNotOptimize( ++counter );
+    }
+}
+template <class Mutex>
+void writePeer( benchmark::State& state ) {
+    static Mutex mutex;
+    for( auto _ : state ) {
+        const std::lock_guard guard( mutex );
+        benchmark::DoNotOptimize( ++counter );
+    }
+}
+BENCHMARK( readLk )->Name( "read/LkRwLock" )->ThreadRange( 1, 2 )->UseRealTime();
+BENCHMARK( readPeer<std::shared_mutex> )
+    ->Name( "read/std_shared_mutex" )
+    ->ThreadRange( 1, 2 )
+    ->UseRealTime();
+BENCHMARK( writeLk )->Name( "write/LkRwLock" )->ThreadRange( 1, 2 )->UseRealTime();
+BENCHMARK( writePeer<std::shared_mutex> )
+    ->Name( "write/std_shared_mutex" )
+    ->ThreadRange( 1, 2 )
+    ->UseRealTime();
+#if defined( QV_PEER_TBB )
+BENCHMARK( readPeer<tbb::spin_rw_mutex> )
+    ->Name( "read/tbb_spin_rw_mutex" )
+    ->ThreadRange( 1, 2 )
+    ->UseRealTime();
+BENCHMARK( writePeer<tbb::spin_rw_mutex> )
+    ->Name( "write/tbb_spin_rw_mutex" )
+    ->ThreadRange( 1, 2 )
+    ->UseRealTime();
+#endif
 
 template <class CondVar>
 void signalLk( benchmark::State& state ) {
@@ -154,6 +213,64 @@ BENCHMARK( handOver<LkPlace<LkTimedCondVar>> )->Name( "handOver/LkTimedCondVar" 
 BENCHMARK( handOver<LkSemaPlace> )->Name( "handOver/LkSema" )->UseRealTime();
 BENCHMARK( handOver<StdPlace> )->Name( "handOver/std_condition_variable" )->UseRealTime();
 BENCHMARK( handOver<StdSemaPlace> )->Name( "handOver/std_counting_semaphore" )->UseRealTime();
+
+/// Two sides that go in turns.
+class LkTurns {
+public:
+    template <class Work>
+    void take( std::size_t side, const Work& work ) {
+        const LkTicketGuard turn( _ticket, _next[side].number );
+        _next[side].number += 2;
+        work();
+    }
+
+private:
+    LkTicket _ticket{ "bench" };
+    struct alignas( 64 ) Next {
+        long long number;
+    } _next[2] = { { 0 }, { 1 } };
+};
+class StdSemaTurns {
+public:
+    template <class Work>
+    void take( std::size_t side, const Work& work ) {
+        _sides[side].acquire();
+        work();
+        _sides[1 - side].release();
+    }
+
+private:
+    std::counting_semaphore<> _sides[2] = { std::counting_semaphore<>( 1 ),
+                                            std::counting_semaphore<>( 0 ) };
+};
+
+template <class Turns>
+void takeTurns( benchmark::State& state ) {
+    Turns turns;
+    // Each turn orders it.
+    bool isOver = false;
+    std::thread partner( [&] {
+        runOn( 1 );
+        for( bool isLast = false; !isLast; ) {
+            turns.take( 1, [&] { isLast = isOver; } );
+        }
+    } );
+    std::thread self( [&] {
+        runOn( 0 );
+        long nbTurns = 0;
+        for( auto _ : state ) {
+            turns.take( 0, [&] { ++nbTurns; } );
+        }
+        turns.take( 0, [&] { isOver = true; } );
+        state.counters["oneWay"] =
+            benchmark::Counter( 2.0 * static_cast<double>( nbTurns ),
+                                benchmark::Counter::kIsRate | benchmark::Counter::kInvert );
+    } );
+    self.join();
+    partner.join();
+}
+BENCHMARK( takeTurns<LkTurns> )->Name( "turn/LkTicket" )->UseRealTime();
+BENCHMARK( takeTurns<StdSemaTurns> )->Name( "turn/std_counting_semaphore" )->UseRealTime();
 
 using Clock = std::chrono::steady_clock;
 

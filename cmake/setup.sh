@@ -13,6 +13,7 @@ QV_NEEDS=(
     "module:benchmark libbenchmark-dev"
     "module:OpenEXR libopenexr-dev"
     "module:libpng libpng-dev"
+    "module:tbb libtbb-dev"
 )
 
 qv_fail() {

@@ -61,12 +61,9 @@ private:
     /// Answer at once whether the caller holds the lock now.
     bool tryLock() const QV_TRY_ACQUIRE( true ) { return tryReadLock(); }
     bool tryLock() QV_TRY_ACQUIRE( true ) { return tryWriteLock(); }
-    /// Ends either.
-    void unlock() const QV_RELEASE() QV_NO_THREAD_SAFETY_ANALYSIS {
-        if( !_state.leave() ) {
-            unlockSlowly();
-        }
-    }
+    /// Both end either.
+    void unlock() const QV_RELEASE() QV_NO_THREAD_SAFETY_ANALYSIS { unlock<LkRwLockState::READ>(); }
+    void unlock() QV_RELEASE() QV_NO_THREAD_SAFETY_ANALYSIS { unlock<LkRwLockState::WRITE>(); }
 
     bool readLock() const QV_ACQUIRE() QV_NO_THREAD_SAFETY_ANALYSIS {
         if( !_state.enter<LkRwLockState::READ>() ) {
@@ -92,6 +89,12 @@ private:
         const LkRwLockState::Answer answer = _state.tryEnter<mode>();
         return answer == LkRwLockState::UNDECIDED ? tryLockSlowly<mode>()
                                                   : answer == LkRwLockState::ENTERED;
+    }
+    template <Mode mode>
+    void unlock() const {
+        if( !_state.leave<mode>() ) {
+            unlockSlowly();
+        }
     }
     template <Mode mode>
     void lockSlowly() const;

@@ -70,9 +70,11 @@ public:
         }
         return ENTERED;
     }
+    /// Ends either mode; the given one quickest.
+    template <Mode mode>
     bool leave() noexcept {
-        // Guesses the last reader; for the same reason.
-        std::uint32_t seen = 1;
+        // Guesses that nobody else holds it; for the same reason.
+        std::uint32_t seen = withOneMore<mode>( FREE );
         while( !swap( seen, withOneLess( seen ), std::memory_order_release ) ) {
             if( ( seen & FROZEN ) != 0 ) {
                 return false;

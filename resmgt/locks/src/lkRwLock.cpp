@@ -56,7 +56,7 @@ void LkRwLock::unlockSlowly() const {
             wake( _state.leaveFrozen() );
             return;
         }
-    } while( !_state.leave() );
+    } while( !_state.leave<State::READ>() );
 }
 
 void LkRwLock::wake( State::Wake whom ) const {

@@ -1,18 +1,40 @@
 #include <base/locks/lkGuard.h>
+#include <resmgt/locks/lkAccessLimiter.h>
 #include <resmgt/locks/lkCondVar.h>
+#include <resmgt/locks/lkCondVarPool.h>
+#include <resmgt/locks/lkGate.h>
+#include <resmgt/locks/lkRwLock.h>
 #include <resmgt/locks/lkSema.h>
+#include <resmgt/locks/lkTicket.h>
+#include <tests/support/gate.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
 #include <list>
+#include <memory>
+#include <optional>
 #include <random>
+#include <vector>
 
 /// The watchdog makes a lost wake-up a failure.
 
 namespace Qv {
+
+class LkRwLockTest {
+public:
+    /// Runs `body` if the lock is free for it.
+    template <class Lock, class Body>
+    static void tryToHold( Lock& lock, Body body ) QV_NO_THREAD_SAFETY_ANALYSIS {
+        if( lock.tryLock() ) {
+            body();
+            lock.unlock();
+        }
+    }
+};
+
 namespace {
 
 using Guard = LkGuard<const LkLock>;
@@ -115,6 +137,230 @@ TEST( LkLocksStressTest, SemaphoreGivesOutExactlyWhatWasPosted ) {
     threads.clear();
     EXPECT_EQ( nbTaken, nbPosts + NB_WAITERS );
     EXPECT_FALSE( sema.tryWait() );
+}
+
+/// A generator of a thread's own, which the run's seed decides.
+std::minstd_rand makeRandom( int number ) {
+    return std::minstd_rand( static_cast<unsigned int>( testSeed() ) +
+                             static_cast<unsigned int>( number ) );
+}
+
+/// What writers alone change, and readers see at rest.
+struct Guarded {
+    void change() {
+        EXPECT_EQ( first, second );
+        ++first;
+        ++second;
+    }
+    void look() const { EXPECT_EQ( first, second ); }
+
+    long first = 0;
+    long second = 0;
+};
+
+TEST( LkLocksStressTest, WritersAreAloneAndReadersSeeThemWhole ) {
+    const long nbRounds = scaledCount( 100'000 );
+    LkRwLock lock( "lock" );
+    const LkRwLock& constLock = lock;
+    Guarded guarded;
+    std::atomic<long> nbChanges = 0;
+    const auto play = [&]( int number ) {
+        std::minstd_rand random = makeRandom( number );
+        const auto change = [&] {
+            guarded.change();
+            ++nbChanges;
+        };
+        const auto look = [&] { guarded.look(); };
+        for( long round = 0; round < nbRounds; ++round ) {
+            switch( random() % 8 ) {
+            case 0: {
+                const LkGuard<LkRwLock> guard( lock );
+                change();
+                break;
+            }
+            case 1:
+                LkRwLockTest::tryToHold( lock, change );
+                break;
+            case 2:
+                LkRwLockTest::tryToHold( constLock, look );
+                break;
+            default: {
+                const LkGuard<const LkRwLock> guard( lock );
+                look();
+            }
+            }
+        }
+    };
+    {
+        std::list<TestThread> threads;
+        for( int i = 0; i < 4; ++i ) {
+            threads.emplace_back( [&play, i] { play( i ); } );
+        }
+    }
+    EXPECT_EQ( guarded.first, nbChanges );
+    EXPECT_FALSE( lock.isLocked() || constLock.isLocked() );
+}
+
+/// Threads that know an object through a lock inside it; the last to give it up destroys it, while
+/// others' unlocks are still returning.
+TEST( LkLocksStressTest, WhoIsLastDestroysLocksAndTickets ) {
+    struct Shared {
+        explicit Shared( int nbUsers )
+            : nbLeft( nbUsers ) {}
+
+        LkRwLock lock{ "lock" };
+        LkTicket ticket{ "ticket" };
+        int nbLeft;
+    };
+    constexpr int NB_USERS = 3;
+    const auto leave = []( Shared& shared, int number, bool byTicket ) {
+        if( byTicket ) {
+            const LkTicketGuard turn( shared.ticket, number );
+            return --shared.nbLeft == 0;
+        }
+        { const LkGuard<const LkRwLock> guard( shared.lock ); }
+        const LkGuard<LkRwLock> guard( shared.lock );
+        return --shared.nbLeft == 0;
+    };
+    const long nbRounds = scaledCount( 100'000 );
+    std::vector<std::atomic<Shared*>> all( static_cast<std::size_t>( nbRounds ) );
+    for( std::atomic<Shared*>& shared : all ) {
+        shared = std::make_unique<Shared>( NB_USERS ).release();
+    }
+    std::atomic<long> nbDestroyed = 0;
+    Gate start( "start" );
+    {
+        std::list<TestThread> users;
+        for( int number = 0; number < NB_USERS; ++number ) {
+            users.emplace_back( [&, number] {
+                start.wait();
+                for( std::size_t i = 0; i < all.size(); ++i ) {
+                    Shared* const shared = all[i];
+                    if( leave( *shared, number, i % 2 == 0 ) ) {
+                        const std::unique_ptr<Shared> last( shared );
+                        ++nbDestroyed;
+                    }
+                }
+            } );
+        }
+        start.open();
+    }
+    EXPECT_EQ( nbDestroyed, nbRounds );
+}
+
+TEST( LkLocksStressTest, GateesMeetAgainAndAgainWithKeepersObserversAndTheCurious ) {
+    constexpr int NB_GATEES = 3;
+    const long nbRounds = scaledCount( 3'000 );
+    for( const bool useGateKeeper : { false, true } ) {
+        LkGate gate( "gate", NB_GATEES, useGateKeeper );
+        std::vector<long> rounds( NB_GATEES, 0 );
+        std::atomic<bool> isOver = false;
+        TestThread observer( [&] {
+            while( !isOver ) {
+                gate.observeGateReady();
+            }
+        } );
+        TestThread curious( [&] {
+            while( useGateKeeper && !isOver ) {
+                static_cast<void>( gate.isGateReady() );
+            }
+        } );
+        std::list<TestThread> gatees;
+        for( std::size_t number = 0; number < NB_GATEES; ++number ) {
+            gatees.emplace_back( [&, number] {
+                for( long round = 1; round <= nbRounds; ++round ) {
+                    rounds[number] = round;
+                    gate.ready();
+                    if( useGateKeeper ) {
+                        continue;
+                    }
+                    // Nobody goes on before all have looked.
+                    EXPECT_THAT( rounds, ::testing::Each( round ) );
+                    gate.ready();
+                }
+            } );
+        }
+        for( long round = 1; useGateKeeper && round <= nbRounds; ++round ) {
+            const LkGateKeeperGuard keeper( gate );
+            EXPECT_THAT( rounds, ::testing::Each( round ) );
+        }
+        gatees.clear();
+        isOver = true;
+        curious.join();
+        // An observer that looked just before wants one more meeting.
+        while( !observer.isDone() ) {
+            for( int i = 0; i < NB_GATEES; ++i ) {
+                gatees.emplace_back( [&gate] { gate.ready(); } );
+            }
+            if( useGateKeeper ) {
+                const LkGateKeeperGuard keeper( gate );
+            }
+            gatees.clear();
+        }
+    }
+}
+
+TEST( LkLocksStressTest, TicketsLetOneThreadAfterTheOtherThrough ) {
+    constexpr int NB_THREADS = 3;
+    const long nbTurns = scaledCount( 300'000 );
+    LkTicket ticket( "ticket" );
+    Gate start( "start" );
+    std::atomic<long> nextNumber = 0;
+    long turn = 0;
+    {
+        std::list<TestThread> threads;
+        for( int i = 0; i < NB_THREADS; ++i ) {
+            threads.emplace_back( [&] {
+                start.wait();
+                for( long number = nextNumber++; number < nbTurns; number = nextNumber++ ) {
+                    const LkTicketGuard guard( ticket, number );
+                    EXPECT_EQ( turn++, number );
+                }
+            } );
+        }
+        start.open();
+    }
+    EXPECT_EQ( ticket.getTicket(), nbTurns );
+}
+
+TEST( LkLocksStressTest, LimitersComeAndGoAndNoGrantIsLost ) {
+    using Group = LkAccessLimiterGroup;
+    constexpr unsigned int MAXIMUM = 4;
+    constexpr int NB_CLIENTS = 3;
+    const long nbRounds = scaledCount( 10'000 );
+    for( const auto strategy : { Group::RESERVE_FOR_IDLE_LIMITERS, Group::LIMIT_BY_AVAILABLE } ) {
+        const RCShdPtr<Group> group = Group::create( "group", MAXIMUM, strategy );
+        LkCondVarPool pool;
+        const auto play = [&]( int number ) {
+            std::minstd_rand random = makeRandom( number );
+            std::optional<LkAccessLimiter> limiter( std::in_place, group );
+            for( long round = 0; round < nbRounds; ++round ) {
+                if( random() % 64 == 0 ) {
+                    limiter.emplace( group );
+                }
+                const auto hold = [&] {
+                    const LkGuard<const LkAccessLimiter> guard( *limiter );
+                    EXPECT_LE( group->getGrantCount(), MAXIMUM + NB_CLIENTS );
+                    OPtr<LkCondVar> pulse( pool.getCondVar() );
+                    pool.recycleCondVar( pulse );
+                };
+                // Two threads of one client want a grant each; neither holds one while it waits.
+                std::optional<TestThread> second;
+                if( random() % 16 == 0 ) {
+                    second.emplace( hold );
+                }
+                hold();
+            }
+        };
+        {
+            std::list<TestThread> clients;
+            for( int i = 0; i < NB_CLIENTS; ++i ) {
+                clients.emplace_back( [&play, i] { play( i ); } );
+            }
+        }
+        EXPECT_EQ( group->getGrantCount(), 0u );
+        EXPECT_EQ( group->getNbAccessLimiters(), 0u );
+    }
 }
 
 } // namespace

@@ -185,7 +185,7 @@ bool LkRwLockModel::step( std::size_t number, State& state ) {
         thread.place = Thread::HOLDS;
         return true;
     case Thread::HOLDS:
-        thread.place = state.leave() ? Thread::OUTSIDE : Thread::WANTS_TO_LEAVE;
+        thread.place = state.leave<mode>() ? Thread::OUTSIDE : Thread::WANTS_TO_LEAVE;
         return true;
     case Thread::WANTS_TO_LEAVE:
         if( state.isFrozen() ) {
