@@ -4,16 +4,19 @@
 #include <base/locks/lkLock.h>
 
 #include <deque>
+#include <functional>
 #include <memory>
 
 namespace Qv {
 
 /// A queue that the application's main thread drains. Installed from construction to destruction.
 ///
-///     EvQueueEventManager events( &wakeMainLoop );
-///     while( waitForWork() ) {
+///     EvQueueEventManager events( [&loop] { loop.wakeUp(); } );
+///     while( loop.waitForWork() ) {
 ///         events.drain();
 ///     }
+///
+/// A loop in the system's `poll` is woken by an OsWakeUp.
 ///
 /// Order:    events are executed in the order in which they were posted.
 /// Lifetime: events that are left at the end are destroyed without being executed.
@@ -22,9 +25,9 @@ public:
     /// Wakes a sleeping main loop: called after the first event that is posted since `drain` last
     /// began, on the posting thread, and after an event's exception when others are left. It must
     /// not throw.
-    using WakeUp = void ( * )();
+    using WakeUp = std::function<void()>;
 
-    /// `wakeUp` may be null. Errors: as EvEventManager::initialize.
+    /// `wakeUp` may be empty. Errors: as EvEventManager::initialize.
     explicit EvQueueEventManager( WakeUp wakeUp = nullptr );
     ~EvQueueEventManager() override;
 

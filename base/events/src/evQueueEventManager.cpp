@@ -1,10 +1,12 @@
 #include <base/events/evQueueEventManager.h>
 #include <base/failure/assertions.h>
 
+#include <utility>
+
 namespace Qv {
 
 EvQueueEventManager::EvQueueEventManager( WakeUp wakeUp )
-    : _wakeUp( wakeUp ) {
+    : _wakeUp( std::move( wakeUp ) ) {
     initialize( this );
 }
 
@@ -30,7 +32,7 @@ void EvQueueEventManager::wakeUpOnce() {
         }
         _isWoken = true;
     }
-    if( _wakeUp != nullptr ) {
+    if( _wakeUp ) {
         _wakeUp();
     }
 }

@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <pwd.h>
 #include <spawn.h>
+#include <sys/eventfd.h>
 #include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/stat.h>
@@ -166,6 +167,7 @@ QV_WRAPPED( int, -1, chdir, ( const char* path ), ( path ) )
 QV_WRAPPED( int, -1, chmod, ( const char* path, mode_t mode ), ( path, mode ) )
 QV_WRAPPED( int, error, clock_nanosleep, ( clockid_t clock, int flags, const struct timespec* time, struct timespec* left ), ( clock, flags, time, left ) )
 QV_WRAPPED( int, -1, dup2, ( int from, int to ), ( from, to ) )
+QV_WRAPPED( int, -1, eventfd, ( unsigned int count, int flags ), ( count, flags ) )
 QV_WRAPPED( int, -1, faccessat, ( int folder, const char* path, int how, int flags ), ( folder, path, how, flags ) )
 QV_WRAPPED( int, -1, fchmod, ( int handle, mode_t mode ), ( handle, mode ) )
 QV_WRAPPED( int, -1, fchown, ( int handle, uid_t owner, gid_t group ), ( handle, owner, group ) )

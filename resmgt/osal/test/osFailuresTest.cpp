@@ -8,6 +8,7 @@
 #include <resmgt/osal/osMultiplexer.h>
 #include <resmgt/osal/osProcess.h>
 #include <resmgt/osal/osUtils.h>
+#include <resmgt/osal/osWakeUp.h>
 #include <resmgt/osal/osWorkingDirectory.h>
 #include <resmgt/osal/test/testFiles.h>
 #include <tests/support/processCounts.h>
@@ -295,6 +296,7 @@ int workWithoutStreams( const TestFiles& files ) {
         OsFile( files.path( "file" ) ).getUnbufferedInfo();
         const OsMTFileWriter writer( files.path( "file" ), PERMISSIONS, false, false );
         const OsFileMapping mapping( files.path( "file" ).toWString().c_str(), 0, 0, true );
+        const OsWakeUp wakeUp;
         return status | ( hasStream() ? 2 : 0 );
     } catch( ... ) {
         return 4;
