@@ -42,20 +42,20 @@ public:
 private:
     friend class LkGateKeeperGuard;
 
-    const LkLock& getInternalLock() const;
+    const LkLock& getInternalLock() const QV_RETURN_CAPABILITY( *_internalLock );
     void waitGateReady();
     void releaseGate();
-    void open();
-    void leave( unsigned int opening );
+    void open() QV_REQUIRES( *_internalLock );
+    void leave( unsigned int opening ) QV_REQUIRES( *_internalLock );
 
     const bool _useGateKeeper;
     const int _numGatees;
-    // All below is guarded by the internal lock; the pointers are never changed while others look.
-    int _numReady = 0;
+    int _numReady QV_GUARDED_BY( *_internalLock ) = 0;
     // How often it has been full, and open: what tells a waiter that its time has come, also when
     // the next meeting has begun.
-    unsigned int _nbFills = 0;
-    unsigned int _nbOpenings = 0;
+    unsigned int _nbFills QV_GUARDED_BY( *_internalLock ) = 0;
+    unsigned int _nbOpenings QV_GUARDED_BY( *_internalLock ) = 0;
+    // Null once another gate has taken them.
     OPtr<const LkLock> _internalLock;
     OPtr<const LkCondVar> _gateCondVar;
     OPtr<const LkCondVar> _observerCondVar;
