@@ -7,34 +7,42 @@
 
 namespace Qv {
 
-/// What an LkRwLock decides: who enters, who waits and who is woken. Its atomic word and its counts
-/// of waiters; the lock adds its internal lock and the two conditions.
+/// What an LkRwLock decides: who enters, who waits and who is woken. Its atomic word and its
+/// counts; the lock adds its internal lock and the two conditions.
 ///
-/// The word is the number of readers, or WRITER; with FROZEN, somebody waits or is just deciding.
+/// The word is a count of readers and the bits WRITER and FROZEN. While it isn't frozen, a reader
+/// enters by adding itself and a writer by a swap from 0, and both leave by a swap. A reader that
+/// finds one of the bits as it adds itself is a newcomer: it hasn't entered, goes to the internal
+/// lock, and stays in the count until it enters or gives up.
 ///
 /// Invariants
-///  - FROZEN is set and taken off under the internal lock alone, and while it is set the word
-///    changes under that lock alone. It stands there as long as a waiter is counted. So whoever
-///    finds it takes the internal lock and decides by word and counts together; while nobody waits,
-///    one compare-and-swap enters and one leaves.
+///  - FROZEN is set and taken off under the internal lock alone. It stands there as long as a
+///  waiter
+///    is counted or, without a writer, a newcomer is on its way. So whoever finds it takes the
+///    internal lock and decides by all counts together.
+///  - Frozen: the holders are `_nbReaders`, or WRITER. Nobody else enters and no one leaves without
+///    the internal lock; newcomers alone may change the word.
+///  - Not frozen, without WRITER: the count is that of the readers that hold the lock. With WRITER:
+///    that of newcomers on their way, and the writer leaves under the internal lock unless it is 0.
 ///  - A waiter is counted, under the internal lock, from before it gives that lock up until it has
 ///    it again.
 ///  - Who leaves touches nothing of the lock once somebody else may own and destroy it. Either the
 ///    word wasn't frozen, and the swap was the last access; or the caller holds the lock until it
-///    has the internal one, and leaves and wakes there: a frozen word lets nobody enter who hasn't
-///    the internal lock, and giving that back touches nothing after its own word is free. Who finds
-///    the word no longer frozen, once it has the internal lock, gives that back before it leaves.
+///    has the internal one, and leaves and wakes there. The word is frozen then and stays so: there
+///    is a waiter or a newcomer, which can't be gone before the internal lock is given back, and
+///    giving that back touches nothing after its own word is free. Who finds no reason to leave
+///    under the internal lock, once it has that, gives it back before it leaves.
 ///
 /// Orders
-///  - Entering acquires and leaving releases. The swaps of readers that leave are one release
-///    sequence, so that the writer that takes the word from 0 sees them all.
-///  - Freezing acquires, and each store under the internal lock releases: it ends the release
-///    sequence of those who left by a swap, and passes on what they released.
-///  - Loads under the internal lock are relaxed: its holder sees the frozen word's last change,
-///    since that was its own or was made under the internal lock before.
-///  - Word and flag are one: no order between two places is needed, so nothing is sequentially
-///    consistent.
-///  - The counts are written under the internal lock; atomic for `dump` alone, and relaxed.
+///  - Entering acquires and leaving releases. Every change of the word is a read-modify-write, so
+///    that all are of one release sequence: a writer that takes the word from 0 sees all readers
+///    that left by a swap.
+///  - Freezing acquires, for those who enter under the internal lock, and thawing releases what
+///    those did who left under it. In between the internal lock orders all, so that the rest is
+///    relaxed.
+///  - Bits and count are one word: no order between two places is needed, so nothing is
+///    sequentially consistent.
+///  - The other counts are written under the internal lock; atomic for `dump` alone, and relaxed.
 class QV_RESMGT_API LkRwLockState {
 public:
     enum Mode { READ, WRITE };
@@ -45,38 +53,36 @@ public:
     LkRwLockState( const LkRwLockState& ) = delete;
     LkRwLockState& operator=( const LkRwLockState& ) = delete;
 
-    /// Without the internal lock: false, or UNDECIDED, wants the form below.
+    /// Without the internal lock. False wants a decision under it; a reader is a newcomer then.
     template <Mode mode>
     bool enter() noexcept {
-        // Guesses the free word: a look at it first would fetch its cache line twice.
-        std::uint32_t seen = FREE;
-        while( !swap( seen, withOneMore<mode>( seen ), std::memory_order_acquire ) ) {
-            if( ( seen & ( FROZEN | inWayOf<mode>() ) ) != 0 ) {
-                return false;
-            }
+        if( mode == READ ) {
+            // Adds without a look before: that would fetch the cache line twice.
+            return ( _word.fetch_add( 1, std::memory_order_acquire ) & ( WRITER | FROZEN ) ) == 0;
         }
-        return true;
+        std::uint32_t seen = FREE;
+        return swap( seen, WRITER, std::memory_order_acquire );
     }
     template <Mode mode>
     Answer tryEnter() noexcept {
         std::uint32_t seen = FREE;
-        while( !swap( seen, withOneMore<mode>( seen ), std::memory_order_acquire ) ) {
-            if( ( seen & inWayOf<mode>() ) != 0 ) {
-                return REFUSED;
-            }
+        while( !swap( seen, mode == READ ? seen + 1 : WRITER, std::memory_order_acquire ) ) {
             if( ( seen & FROZEN ) != 0 ) {
                 return UNDECIDED;
+            }
+            if( mode == WRITE || ( seen & WRITER ) != 0 ) {
+                return REFUSED;
             }
         }
         return ENTERED;
     }
-    /// Ends either mode; the given one quickest.
+    /// Ends either mode; the given one quickest. False wants `beginLeave` under the internal lock.
     template <Mode mode>
     bool leave() noexcept {
         // Guesses that nobody else holds it; for the same reason.
-        std::uint32_t seen = withOneMore<mode>( FREE );
+        std::uint32_t seen = mode == READ ? 1 : WRITER;
         while( !swap( seen, withOneLess( seen ), std::memory_order_release ) ) {
-            if( ( seen & FROZEN ) != 0 ) {
+            if( mustLeaveUnderLock( seen ) ) {
                 return false;
             }
         }
@@ -84,15 +90,32 @@ public:
     }
 
     /// All below until the queries: the caller holds the internal lock.
-    void freeze() noexcept { _word.fetch_or( FROZEN, std::memory_order_acquire ); }
-    bool isFrozen() const noexcept { return ( load() & FROZEN ) != 0; }
-    /// Takes FROZEN off if nobody waits.
-    void thaw() noexcept { store( load() ); }
+    void freeze() noexcept {
+        const std::uint32_t seen = _word.fetch_or( FROZEN, std::memory_order_acquire );
+        if( ( seen & FROZEN ) == 0 ) {
+            setNbReaders( ( seen & WRITER ) != 0 ? 0 : seen );
+        }
+    }
+    /// Takes FROZEN off if nobody waits and no newcomer is on its way.
+    void thaw() noexcept {
+        std::uint32_t seen = load();
+        while( !hasWaiters() && ( seen & ~( WRITER | FROZEN ) ) == getNbReaders() &&
+               !swap( seen, seen & ~FROZEN, std::memory_order_release ) ) {}
+    }
+    /// For a holder. False: it leaves without the internal lock, and gives that back before.
+    bool beginLeave() noexcept {
+        const bool mustLeave = mustLeaveUnderLock( load() );
+        if( mustLeave ) {
+            freeze();
+        }
+        return mustLeave;
+    }
 
     /// REQUIRES, here and below: the word is frozen.
     template <Mode mode>
     bool mustWait() const noexcept {
-        return ( load() & inWayOf<mode>() ) != 0 || ( mode == READ && getNbWaiters<WRITE>() != 0 );
+        const bool isWriting = ( load() & WRITER ) != 0;
+        return isWriting || ( mode == READ ? getNbWaiters<WRITE>() != 0 : getNbReaders() != 0 );
     }
     template <Mode mode>
     void beginWait() noexcept {
@@ -102,32 +125,47 @@ public:
     void endWait() noexcept {
         getCount<mode>().store( getNbWaiters<mode>() - 1, std::memory_order_relaxed );
     }
-    /// Thaws.
+    /// A reader that isn't a newcomer yet becomes one, before it enters.
+    void addNewcomer() noexcept { _word.fetch_add( 1, std::memory_order_relaxed ); }
+    /// A reader is a newcomer. Thaws.
     template <Mode mode>
     void enterFrozen() noexcept {
-        store( withOneMore<mode>( load() ) );
+        if( mode == READ ) {
+            setNbReaders( getNbReaders() + 1 );
+        } else {
+            _word.fetch_or( WRITER, std::memory_order_relaxed );
+        }
+        thaw();
+    }
+    /// Who waited ends without entering; answers whom it wakes. Thaws.
+    template <Mode mode>
+    Wake giveUp() noexcept {
+        endWait<mode>();
+        if( mode == READ ) {
+            _word.fetch_sub( 1, std::memory_order_relaxed );
+        }
+        thaw();
+        return getNext();
     }
     /// Answers whom the caller wakes, before it gives the internal lock back.
     Wake leaveFrozen() noexcept {
-        store( withOneLess( load() ) );
-        return getNext();
-    }
-    /// Who can go on now. For one that leaves, and for a waiter that ends without entering: it may
-    /// have been woken, or have held readers up.
-    Wake getNext() const noexcept {
-        const bool isFree = ( load() & ~FROZEN ) == FREE;
-        if( getNbWaiters<WRITE>() != 0 ) {
-            return isFree ? ONE_WRITER : NOBODY;
+        if( ( load() & WRITER ) != 0 ) {
+            _word.fetch_and( ~WRITER, std::memory_order_relaxed );
+        } else {
+            _word.fetch_sub( 1, std::memory_order_relaxed );
+            setNbReaders( getNbReaders() - 1 );
         }
-        const bool isWriting = ( load() & WRITER ) != 0;
-        return getNbWaiters<READ>() != 0 && !isWriting ? ALL_READERS : NOBODY;
+        return getNext();
     }
 
     /// Snapshots, with or without the internal lock. 0 free, -1 held for writing, else the number
     /// of readers.
     int getHeld() const noexcept {
-        const std::uint32_t held = load() & ~FROZEN;
-        return held == WRITER ? -1 : static_cast<int>( held );
+        const std::uint32_t seen = load();
+        if( ( seen & WRITER ) != 0 ) {
+            return -1;
+        }
+        return static_cast<int>( ( seen & FROZEN ) != 0 ? getNbReaders() : seen );
     }
     template <Mode mode>
     unsigned int getNbWaiters() const noexcept {
@@ -142,26 +180,33 @@ private:
     static constexpr std::uint32_t WRITER = 1u << 31;
     static constexpr std::uint32_t FROZEN = 1u << 30;
 
-    /// The bits that keep a newcomer out.
-    template <Mode mode>
-    static constexpr std::uint32_t inWayOf() noexcept {
-        return mode == READ ? WRITER : ~FROZEN;
-    }
-    template <Mode mode>
-    static constexpr std::uint32_t withOneMore( std::uint32_t word ) noexcept {
-        return mode == READ ? word + 1 : word | WRITER;
-    }
     static constexpr std::uint32_t withOneLess( std::uint32_t word ) noexcept {
         return ( word & WRITER ) != 0 ? word & ~WRITER : word - 1;
+    }
+    static constexpr bool mustLeaveUnderLock( std::uint32_t word ) noexcept {
+        return word != WRITER && ( word & ( WRITER | FROZEN ) ) != 0;
     }
 
     bool swap( std::uint32_t& seen, std::uint32_t next, std::memory_order order ) noexcept {
         return _word.compare_exchange_strong( seen, next, order, std::memory_order_relaxed );
     }
     std::uint32_t load() const noexcept { return _word.load( std::memory_order_relaxed ); }
-    void store( std::uint32_t word ) noexcept {
-        const bool hasWaiters = getNbWaiters<READ>() != 0 || getNbWaiters<WRITE>() != 0;
-        _word.store( hasWaiters ? word | FROZEN : word & ~FROZEN, std::memory_order_release );
+    bool hasWaiters() const noexcept {
+        return getNbWaiters<READ>() != 0 || getNbWaiters<WRITE>() != 0;
+    }
+    unsigned int getNbReaders() const noexcept {
+        return _nbReaders.load( std::memory_order_relaxed );
+    }
+    void setNbReaders( unsigned int nbReaders ) noexcept {
+        _nbReaders.store( nbReaders, std::memory_order_relaxed );
+    }
+    /// Who can go on now.
+    Wake getNext() const noexcept {
+        const bool isWriting = ( load() & WRITER ) != 0;
+        if( getNbWaiters<WRITE>() != 0 ) {
+            return !isWriting && getNbReaders() == 0 ? ONE_WRITER : NOBODY;
+        }
+        return getNbWaiters<READ>() != 0 && !isWriting ? ALL_READERS : NOBODY;
     }
     template <Mode mode>
     std::atomic<unsigned int>& getCount() noexcept {
@@ -169,6 +214,8 @@ private:
     }
 
     std::atomic<std::uint32_t> _word{ FREE };
+    // The readers that hold the lock, while the word is frozen.
+    std::atomic<unsigned int> _nbReaders{ 0 };
     std::atomic<unsigned int> _nbWriteWaiters{ 0 };
     std::atomic<unsigned int> _nbReadWaiters{ 0 };
 };

@@ -31,6 +31,9 @@ bool LkRwLock::tryLockSlowly() const {
         _state.thaw();
         return false;
     }
+    if( mode == State::READ ) {
+        _state.addNewcomer();
+    }
     _state.enterFrozen<mode>();
     return true;
 }
@@ -41,9 +44,7 @@ void LkRwLock::wait( const Guard& guard ) const {
     try {
         ( mode == State::READ ? _readers : _writers ).wait( guard );
     } catch( ... ) {
-        _state.endWait<mode>();
-        wake( _state.getNext() );
-        _state.thaw();
+        wake( _state.giveUp<mode>() );
         throw;
     }
     _state.endWait<mode>();
@@ -52,7 +53,7 @@ void LkRwLock::wait( const Guard& guard ) const {
 void LkRwLock::unlockSlowly() const {
     do {
         const Guard guard( _lock );
-        if( _state.isFrozen() ) {
+        if( _state.beginLeave() ) {
             wake( _state.leaveFrozen() );
             return;
         }

@@ -74,11 +74,14 @@ private:
         state._word = _word;
         state._nbWriteWaiters = _nbWriteWaiters;
         state._nbReadWaiters = _nbReadWaiters;
+        state._nbReaders = _nbReaders;
     }
     void take( const State& state ) {
         _word = state._word;
         _nbWriteWaiters = state._nbWriteWaiters;
         _nbReadWaiters = state._nbReadWaiters;
+        // Otherwise it means nothing, and makes no other state.
+        _nbReaders = ( _word & State::FROZEN ) != 0 ? state._nbReaders.load() : 0;
     }
 
     /// One step of a thread that needs no choice; false if it can't go on.
@@ -109,6 +112,7 @@ private:
     std::uint32_t _word = 0;
     unsigned int _nbWriteWaiters = 0;
     unsigned int _nbReadWaiters = 0;
+    unsigned int _nbReaders = 0;
     std::vector<Thread> _threads;
     // Those asleep and not woken, the newest last.
     std::vector<std::size_t> _queue;
@@ -130,6 +134,9 @@ template <LkRwLockState::Mode mode>
 bool LkRwLockModel::decide( std::size_t number, State& state ) {
     Thread& thread = _threads[number];
     if( !state.mustWait<mode>() ) {
+        if( thread.place == Thread::TRIES && mode == State::READ ) {
+            state.addNewcomer();
+        }
         state.enterFrozen<mode>();
         thread.place = Thread::ENTERED;
     } else if( thread.place == Thread::TRIES ) {
@@ -176,9 +183,7 @@ bool LkRwLockModel::step( std::size_t number, State& state ) {
         return true;
     case Thread::RAISED:
         thread.isWoken = false;
-        state.endWait<mode>();
-        wake( state.getNext() );
-        state.thaw();
+        wake( state.giveUp<mode>() );
         thread.place = Thread::OUTSIDE;
         return true;
     case Thread::ENTERED:
@@ -188,7 +193,7 @@ bool LkRwLockModel::step( std::size_t number, State& state ) {
         thread.place = state.leave<mode>() ? Thread::OUTSIDE : Thread::WANTS_TO_LEAVE;
         return true;
     case Thread::WANTS_TO_LEAVE:
-        if( state.isFrozen() ) {
+        if( state.beginLeave() ) {
             wake( state.leaveFrozen() );
             thread.place = Thread::LEFT;
         } else {
@@ -266,6 +271,9 @@ std::string LkRwLockModel::getFault() const {
     if( state.getHeld() != ( nbWriters == 1 ? -1 : nbReaders ) ) {
         return "the word doesn't count the holders";
     }
+    if( isOver() && ( _word != 0 || _nbWriteWaiters != 0 || _nbReadWaiters != 0 ) ) {
+        return "the lock isn't free when all is over";
+    }
     if( nbWriters == 1 && isOneLeft ) {
         return "a writer may destroy the lock while one that left has its internal lock";
     }
@@ -274,7 +282,8 @@ std::string LkRwLockModel::getFault() const {
 
 std::string LkRwLockModel::getText() const {
     std::string text = std::to_string( _word >> 30 ) + ':' + std::to_string( _word & 0xFFu ) + ' ' +
-                       std::to_string( _nbWriteWaiters ) + ' ' + std::to_string( _nbReadWaiters );
+                       std::to_string( _nbReaders ) + ' ' + std::to_string( _nbWriteWaiters ) +
+                       ' ' + std::to_string( _nbReadWaiters );
     for( const Thread& thread : _threads ) {
         text += thread.mode == State::READ ? " R" : " W";
         text += std::to_string( thread.nbLeft ) + static_cast<char>( 'a' + thread.place );
