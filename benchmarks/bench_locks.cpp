@@ -32,8 +32,8 @@ namespace {
 
 using namespace Qv;
 
-// One word of work that the locks guard.
-long counter = 0;
+// One word of work that the locks guard; on no lock's cache line.
+alignas( 64 ) long counter = 0;
 
 void lockLk( benchmark::State& state ) {
     static const LkLock lock( "bench" );
@@ -53,7 +53,7 @@ BENCHMARK( lockLk )->Name( "lock/LkLock" )->ThreadRange( 1, 2 )->UseRealTime();
 BENCHMARK( lockStd )->Name( "lock/std_mutex" )->ThreadRange( 1, 2 )->UseRealTime();
 
 void readLk( benchmark::State& state ) {
-    static const LkRwLock lock( "bench" );
+    alignas( 64 ) static const LkRwLock lock( "bench" );
     for( auto _ : state ) {
         const LkGuard<const LkRwLock> guard( lock );
         benchmark::DoNotOptimize( counter );
@@ -61,7 +61,7 @@ void readLk( benchmark::State& state ) {
 }
 template <class Mutex>
 void readPeer( benchmark::State& state ) {
-    static Mutex mutex;
+    alignas( 64 ) static Mutex mutex;
     for( auto _ : state ) {
         mutex.lock_shared();
         benchmark::DoNotOptimize( counter );
@@ -69,7 +69,7 @@ void readPeer( benchmark::State& state ) {
     }
 }
 void writeLk( benchmark::State& state ) {
-    static LkRwLock lock( "bench" );
+    alignas( 64 ) static LkRwLock lock( "bench" );
     for( auto _ : state ) {
         const LkGuard<LkRwLock> guard( lock );
         benchmark::DoNotOptimize( ++counter );
@@ -77,7 +77,7 @@ void writeLk( benchmark::State& state ) {
 }
 template <class Mutex>
 void writePeer( benchmark::State& state ) {
-    static Mutex mutex;
+    alignas( 64 ) static Mutex mutex;
     for( auto _ : state ) {
         const std::lock_guard guard( mutex );
         benchmark::DoNotOptimize( ++counter );
