@@ -21,6 +21,9 @@ public:
     static void initialize( OPtr<T> instance );
     /// Destroys the instance; without one nothing happens but the mark.
     static void finalize();
+    /// Like `finalize`, but the instance isn't destroyed: it is the caller's, for those who still
+    /// use it.
+    static OPtrRet<T> release();
     static T& getInstance();
     static bool isInitialized() noexcept;
 

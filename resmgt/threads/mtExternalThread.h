@@ -5,6 +5,8 @@
 
 namespace Qv {
 
+class MtThreadMgr;
+
 /// Stands for a thread that the library didn't start: the calling thread of the constructor. It has
 /// a name, a node in the graph of priorities, and is known to the manager.
 ///
@@ -30,6 +32,7 @@ public:
     /// Always.
     bool isRunning() const override;
     void* getBaseStackAddress() const override;
+    /// 0: it isn't known.
     std::uint64_t getMaximumStackSize() const override;
     std::string getName() const override;
     Priority& getPriority() override;
@@ -42,9 +45,9 @@ public:
 
 private:
     const std::string _name;
+    MtThreadMgr& _mgr;
     LkThreadId _threadId;
-    void* _stackBase = nullptr;
-    std::uint64_t _stackSize = 0;
+    void* const _stackBase;
     OPtr<Priority> _priority;
 };
 

@@ -34,6 +34,9 @@ public:
 
 private:
     enum State { RUNNING = 0, STOPPED = 1 };
+    using Difference = double ( * )( const MtThreadTimes&, const MtThreadTimes& );
+
+    double measured( double sum, Difference difference ) const;
 
     State _state = STOPPED;
     MtThreadTimes _startSplit;

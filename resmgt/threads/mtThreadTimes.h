@@ -23,7 +23,7 @@ public:
     /// Of the calling thread.
     static MtThreadTimes timeSplit();
     /// Of another: what it has used since its start, also when its body has ended; none when it
-    /// isn't running. An external thread has none but on itself.
+    /// isn't running, nor for an external thread.
     static MtThreadTimes timeSplit( const MtThread& thread );
 
     /// From `a` to `b`, in seconds.

@@ -25,7 +25,7 @@ public:
 
     static RtPriorities& getInstance();
 
-    virtual ~RtPriorities();
+    virtual ~RtPriorities() noexcept( false );
     /// Fixed at 0, where ordinary threads begin.
     virtual Priority& getBaseLinePriority() = 0;
     /// Fixed at 1.

@@ -1,5 +1,18 @@
+#include <base/failure/assertions.h>
+#include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
+#include <base/init/inSingleton.h>
+#include <base/init/inVariable.h>
+#include <base/trace/traceManager.h>
+#include <resmgt/initVars/envVar.h>
 #include <resmgt/resmgtPackages.h>
+#include <resmgt/threads/mtThread.h>
+#include <resmgt/threads/mtThreadTimes.h>
+#include <resmgt/threads/src/mtThreadMgrImp.h>
+#include <resmgt/threads/src/mtTraceMgr.h>
+
+#include <memory>
+#include <sstream>
 
 namespace Qv {
 
@@ -9,6 +22,22 @@ const std::type_info* threads::getType() noexcept {
     return &typeid( threads );
 }
 
+/// What the package has between its start and its stop.
+class MtThreadsPackage {
+public:
+    static void start();
+    static void stop();
+
+private:
+    static void startManager();
+    static void stopManager( bool isAlone );
+    static void report( MtThreadMgr& mgr );
+
+    static inline std::unique_ptr<MtTraceMgr> _traceManager;
+    // A former start's manager that threads were left with.
+    static inline MtThreadMgr* _leftManager = nullptr;
+};
+
 template <>
 InInit<threads>::InInit()
     : InPackageInit( "threads" ) {
@@ -17,10 +46,97 @@ InInit<threads>::InInit()
               base>();
 }
 
+template <>
+void InInit<threads>::initializePackage() {
+    MtThreadsPackage::start();
+}
+
+template <>
+void InInit<threads>::finalizePackage() {
+    MtThreadsPackage::stop();
+}
+
 namespace {
 
 InInit<threads> package;
 
+const char* const STACK_SIZE_HELP = "Size of a thread's stack in Ombra.";
+const InEnvironment stackSizeEnv( "QV_THREAD_STACK_SIZE_DEFAULT", STACK_SIZE_HELP );
+const InDefault stackSizeDefault( "2097152", "By default, Ombra threads have two Mbs of stack." );
+const InVariable<int> stackSize( "ombra::threads::stackSize", package, stackSizeEnv,
+                                 stackSizeDefault );
+constexpr int USUAL_STACK_SIZE = 2097152;
+
+EnvIntVar forceRealTime( __FILE__, "QV_THREAD_FORCE_REALTIME", 0 );
+
 } // namespace
+
+int MtThread::getDefaultStackSize() {
+    return stackSize.getValue() > 0 ? stackSize.getValue() : USUAL_STACK_SIZE;
+}
+
+void MtThreadsPackage::start() {
+    startManager();
+    try {
+        _traceManager = std::make_unique<MtTraceMgr>();
+        if( MtThreadMgr::getRealTimeParam() == MtThreadMgr::NOT_INDICATED ) {
+            forceRealTime.refresh();
+            if( forceRealTime.getValue() > 0 ) {
+                MtThreadMgr::indicateAppIsRealTime( false );
+            }
+        }
+        if( MtThreadMgr::getRealTimeParam() != MtThreadMgr::NOT_INDICATED ) {
+            MtThreadMgr::getInstance().setRealTime( true );
+        }
+        MtThread::allowStart();
+        MtThreadTimes::initialize();
+    } catch( ... ) {
+        stop();
+        throw;
+    }
+}
+
+void MtThreadsPackage::startManager() {
+    InSingleton<MtThreadMgr>::initialize( MtThreadMgrImp::create() );
+}
+
+void MtThreadsPackage::stop() {
+    MtThreadMgr& mgr = MtThreadMgr::getInstance();
+    if( mgr.isRealTime() ) {
+        mgr.setRealTime( false );
+    }
+    MtThread::forbidStart();
+    const bool isAlone = mgr.getNbThreads() == 1;
+    if( isAlone ) {
+        _traceManager.reset();
+    } else {
+        report( mgr );
+        // Those that remain go on tracing.
+        static_cast<void>( _traceManager.release() );
+    }
+    MtThreadTimes::finalize();
+    stopManager( isAlone );
+}
+
+void MtThreadsPackage::stopManager( bool isAlone ) {
+    if( isAlone ) {
+        InSingleton<MtThreadMgr>::finalize();
+    } else {
+        _leftManager = InSingleton<MtThreadMgr>::release().release();
+    }
+}
+
+void MtThreadsPackage::report( MtThreadMgr& mgr ) {
+    std::ostringstream dump;
+    dump << "mgr = " << mgr;
+    std::ostringstream text;
+    text << "ERROR: \nERROR: The thread package was not cleaned up properly, because \n"
+            "     : some threads are still running. Since they might \n"
+            "     : still do some logging, the logger is being flushed, \n"
+            "     : but it is not being finalized.\n";
+    Trace& trace = TraceManager::getInstance().getTrace();
+    trace.log( dump, QV_HERE );
+    trace.log( text, QV_HERE );
+}
 
 } // namespace Qv

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <resmgt/resmgtApi.h>
+
+namespace Qv {
+
+/// What the library tells a test run of itself.
+///
+/// Threads: any.
+class QV_RESMGT_API TestInform {
+public:
+    TestInform() = delete;
+
+    /// Whether the process runs tests under the test harness: false outside a test run.
+    static bool isRegressionTestSuite() noexcept;
+    /// Reports, on the standard output, an exception that ends the process.
+    static void exceptionEncountered( const char* text );
+};
+
+} // namespace Qv
