@@ -121,7 +121,7 @@ private:
     /// Clients may have got the numbers of the present change.
     bool _isTold QV_GUARDED_BY( _lock ) = false;
     /// The nodes and relations: `_prios`, `_leafPrios` and `_relations`.
-    const std::unique_ptr<PriorityGraph> _graph QV_PT_GUARDED_BY( _lock );
+    std::unique_ptr<PriorityGraph> _graph QV_PT_GUARDED_BY( _lock );
 };
 
 } // namespace Qv

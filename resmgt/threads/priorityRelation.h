@@ -66,6 +66,13 @@ public:
 private:
     friend class PriorityGraph;
     friend class PriorityMgr;
+    friend struct PriorityNode;
+
+    static Priority& getPriority( const PriorityNode& node );
+    PriorityNode& getOther( const PriorityNode& node ) const noexcept;
+    // REQUIRES: the manager's lock is held.
+    bool checkNoLock() const;
+    std::string describeNoLock() const;
 
     const LiString _name;
     const Relation _relation;
