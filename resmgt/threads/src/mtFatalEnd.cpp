@@ -7,29 +7,38 @@
 #include <resmgt/osal/osUtils.h>
 #include <resmgt/testing/testInform.h>
 
+#include <cstdio>
+
 namespace Qv {
 
 namespace {
 
-/// One who can't be told is no reason not to tell the next.
+/// Whether `tell` has succeeded. One who can't be told is no reason not to tell the next.
 template <class Tell>
-void attempt( const Tell& tell ) noexcept {
+bool hasTold( const Tell& tell ) noexcept {
     try {
         tell();
+        return true;
     } catch( ... ) {
         Trace::printCurrentException( "MtThread", QV_HERE );
+        return false;
     }
 }
 
 void tellAll( const char* text ) noexcept {
-    attempt( [&] { MsgManager().display( text, MsgTypes::FATAL_ERROR ); } );
-    attempt( [&] {
+    const bool isDisplayed =
+        hasTold( [&] { MsgManager().display( text, MsgTypes::FATAL_ERROR ); } );
+    const bool isPrinted = hasTold( [&] {
         if( TestInform::isRegressionTestSuite() ) {
             TestInform::exceptionEncountered( text );
         } else {
             ExStdout::printAtomically( text );
         }
     } );
+    if( !isDisplayed && !isPrinted ) {
+        // Needs no memory.
+        std::fputs( text, stderr );
+    }
 }
 
 } // namespace
