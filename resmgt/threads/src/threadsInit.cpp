@@ -11,8 +11,8 @@
 #include <resmgt/threads/src/mtThreadMgrImp.h>
 #include <resmgt/threads/src/mtTraceMgr.h>
 
-#include <memory>
 #include <sstream>
+#include <utility>
 
 namespace Qv {
 
@@ -29,11 +29,12 @@ public:
     static void stop();
 
 private:
-    static void startManager();
+    static void endTracing();
     static void stopManager( bool isAlone );
     static void report( MtThreadMgr& mgr );
 
-    static inline std::unique_ptr<MtTraceMgr> _traceManager;
+    // Neither is destroyed when the process ends without a stop: threads may still trace.
+    static inline MtTraceMgr* _traceManager = nullptr;
     // A former start's manager that threads were left with.
     static inline MtThreadMgr* _leftManager = nullptr;
 };
@@ -76,9 +77,9 @@ int MtThread::getDefaultStackSize() {
 }
 
 void MtThreadsPackage::start() {
-    startManager();
+    InSingleton<MtThreadMgr>::initialize( MtThreadMgrImp::create() );
     try {
-        _traceManager = std::make_unique<MtTraceMgr>();
+        _traceManager = new MtTraceMgr;
         if( MtThreadMgr::getRealTimeParam() == MtThreadMgr::NOT_INDICATED ) {
             forceRealTime.refresh();
             if( forceRealTime.getValue() > 0 ) {
@@ -91,31 +92,41 @@ void MtThreadsPackage::start() {
         MtThread::allowStart();
         MtThreadTimes::initialize();
     } catch( ... ) {
-        stop();
+        if( _traceManager != nullptr ) {
+            stop();
+        } else {
+            InSingleton<MtThreadMgr>::finalize();
+        }
         throw;
     }
 }
 
-void MtThreadsPackage::startManager() {
-    InSingleton<MtThreadMgr>::initialize( MtThreadMgrImp::create() );
-}
-
 void MtThreadsPackage::stop() {
     MtThreadMgr& mgr = MtThreadMgr::getInstance();
-    if( mgr.isRealTime() ) {
-        mgr.setRealTime( false );
+    try {
+        if( mgr.isRealTime() ) {
+            mgr.setRealTime( false );
+        }
+    } catch( ... ) {
+        // The rest ends all the same.
+        Trace::printCurrentException( "the end of the package threads", QV_HERE );
     }
     MtThread::forbidStart();
     const bool isAlone = mgr.getNbThreads() == 1;
     if( isAlone ) {
-        _traceManager.reset();
+        endTracing();
     } else {
-        report( mgr );
         // Those that remain go on tracing.
-        static_cast<void>( _traceManager.release() );
+        report( mgr );
     }
     MtThreadTimes::finalize();
     stopManager( isAlone );
+}
+
+void MtThreadsPackage::endTracing() {
+    MtTraceMgr* const traceManager = std::exchange( _traceManager, nullptr );
+    QV_ASSERT( traceManager != 0 );
+    delete traceManager;
 }
 
 void MtThreadsPackage::stopManager( bool isAlone ) {

@@ -169,12 +169,14 @@ TEST( MtThreadStressTest, ThreadsComeAndGoWhileAllElseChanges ) {
 TEST( MtThreadStressDeathTest, AndWhileTheProcessGoesToRealTimeAndBack ) {
     const ScopedEnvironment allowed( "QV_THREAD_NO_REALTIME", "0" );
     const ScopedEnvironment seed( "QV_TEST_SEED", std::to_string( testSeed() ).c_str() );
+    // The child's end looks for no report.
+    const ScopedEnvironment sanitizer( "TSAN_OPTIONS", "halt_on_error=1" );
     EXPECT_EXIT(
         {
             testing::internal::CaptureStderr();
             Crowd( testSeed() ).run( scaledCount( 1000 ) );
             testing::internal::GetCapturedStderr();
-            std::exit( testing::Test::HasFailure() ? 1 : 7 );
+            std::_Exit( testing::Test::HasFailure() ? 1 : 7 );
         },
         testing::ExitedWithCode( 7 ), "" );
 }
