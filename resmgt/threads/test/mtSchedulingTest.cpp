@@ -3,6 +3,7 @@
 #include <resmgt/threads/mtUtil.h>
 #include <resmgt/threads/priority.h>
 #include <resmgt/threads/priorityRelation.h>
+#include <resmgt/threads/src/posix/mtProcessSearchPosix.h>
 #include <resmgt/threads/src/posix/mtProcessorSetPosix.h>
 #include <resmgt/threads/src/posix/mtSchedulerPosix.h>
 #include <resmgt/threads/test/failingCall.h>
@@ -20,8 +21,10 @@
 #include <map>
 #include <memory>
 
+#include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Qv {
@@ -351,6 +354,27 @@ TEST( MtRealTimeDeathTest, WhateverFailsInBetweenIsUndone ) {
                      return true;
                  } ),
                  SUCCESS, "" );
+}
+
+TEST( MtProcessSearchTest, FindsAProcessByTheNameThatTheSystemShows ) {
+    int ends[2];
+    ASSERT_EQ( ::pipe( ends ), 0 );
+    const pid_t child = ::fork();
+    if( child == 0 ) {
+        char end = 0;
+        ::pthread_setname_np( ::pthread_self(), "Companion.exe" );
+        ::close( ends[1] );
+        ::_exit( ::read( ends[0], &end, 1 ) == 0 ? 0 : 1 );
+    }
+    ::close( ends[0] );
+    waitUntil( [] { return MtProcessSearchPosix::find( "companion.EXE" ) != 0; },
+               "a child's name" );
+    EXPECT_EQ( MtProcessSearchPosix::find( "companion.exe" ), child );
+    ::close( ends[1] );
+    int status = -1;
+    EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
+    EXPECT_EQ( status, 0 );
+    EXPECT_EQ( MtProcessSearchPosix::find( "companion.exe" ), 0 );
 }
 
 // --- Processors

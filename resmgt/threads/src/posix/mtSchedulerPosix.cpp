@@ -181,8 +181,10 @@ void MtSchedulerPosix::initialize() {
 }
 
 const MtProcessorSetPosix& MtSchedulerPosix::getProcessSet() {
-    static const MtProcessorSetPosix set = MtProcessorSetPosix::ofThread( ::getpid() );
-    return set;
+    // Never destroyed: threads may still start while the process ends.
+    static const auto* const set =
+        new MtProcessorSetPosix( MtProcessorSetPosix::ofThread( ::getpid() ) );
+    return *set;
 }
 
 int MtSchedulerPosix::getNiceStep( int level ) {
@@ -193,11 +195,12 @@ int MtSchedulerPosix::getNiceStep( int level ) {
 }
 
 bool MtSchedulerPosix::applyLevel( pid_t thread, int level ) {
-    if( isRealTime() ) {
-        return applyRealTime( thread, REAL_TIME_PRIORITIES[static_cast<std::size_t>( level )] );
+    if( isRealTime() &&
+        applyRealTime( thread, REAL_TIME_PRIORITIES[static_cast<std::size_t>( level )] ) ) {
+        return true;
     }
     applyNice( thread, level );
-    return true;
+    return !isRealTime();
 }
 
 bool MtSchedulerPosix::switchLevel( pid_t thread, int level ) {

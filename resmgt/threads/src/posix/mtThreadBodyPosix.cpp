@@ -254,7 +254,7 @@ void MtThreadBodyPosix::perform() {
 void MtThreadBodyPosix::end() noexcept {
     leaveSystem();
     try {
-        MtThread::freeThreadData();
+        MtThreadPosix::freeThreadData();
     } catch( ... ) {
         Trace::printCurrentException( "MtThread", QV_HERE );
     }

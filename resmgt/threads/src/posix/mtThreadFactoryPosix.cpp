@@ -11,8 +11,9 @@ MtThreadFactory::MtThreadFactory() = default;
 MtThreadFactory::~MtThreadFactory() = default;
 
 MtThreadFactory& MtThreadFactory::getInstance() {
-    static MtThreadFactoryPosix instance;
-    return instance;
+    // Never destroyed: threads may still be made while the process ends.
+    static MtThreadFactoryPosix* const instance = new MtThreadFactoryPosix;
+    return *instance;
 }
 
 OPtrRet<MtThread> MtThreadFactoryPosix::createThread( const LiString& name,

@@ -98,7 +98,7 @@ void MtUtil::yield() noexcept {
 }
 
 int MtUtil::getNbProcessors() {
-    return static_cast<int>( ::sysconf( _SC_NPROCESSORS_ONLN ) );
+    return static_cast<int>( std::max( ::sysconf( _SC_NPROCESSORS_ONLN ), 1L ) );
 }
 
 int MtUtil::getNbUsableProcessors() {
