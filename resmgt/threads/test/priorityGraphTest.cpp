@@ -1,5 +1,6 @@
 #include <base/failure/assertions.h>
 #include <base/locks/lkGuard.h>
+#include <resmgt/threads/mtPriorityMgr.h>
 #include <resmgt/threads/priorityEx.h>
 #include <resmgt/threads/test/priorityShortGraph.h>
 #include <tests/support/failingNew.h>
@@ -689,6 +690,15 @@ TEST( PriorityGraphTest, WhatCannotBeIsRefused ) {
     EXPECT_EQ( std::string( PriorityEx::ExError( QV_HERE, "text" ).getReason() ), "text" );
     graph.mgr.enableTracing( false );
     EXPECT_FALSE( graph.mgr.isTracingEnabled() );
+}
+
+TEST( PriorityGraphTest, TheManagerOfThreadsHasTheRangeOfTheFactory ) {
+    MtPriorityMgr& mgr = MtPriorityMgr::getInstance();
+    EXPECT_EQ( mgr.getName(), "MtPriorityMgr" );
+    const Priority lowest( "lowest", mgr );
+    EXPECT_EQ( lowest.getPriority(), 0 );
+    const Priority highest( "highest", mgr, 6 );
+    EXPECT_THAT( raisedBy( [&] { Priority( "above", mgr, 7 ); } ), HasSubstr( OUTSIDE ) );
 }
 
 TEST( PriorityGraphTest, AManagerMustOutliveItsNodes ) {

@@ -34,7 +34,7 @@ struct ModelRelation {
 /// The same as a list of statements; values come from plain relaxation over the groups of equal
 /// nodes.
 struct Model {
-    enum Outcome { VALUES, TOO_TIGHT, UNEQUAL, CYCLE_THROUGH_EQUALS };
+    enum Outcome { VALUES, TOO_TIGHT, UNEQUAL, CYCLE_THROUGH_EQUALS, CYCLE };
 
     int minPrio;
     int maxPrio;
@@ -184,7 +184,7 @@ public:
         , _real( _model, random ) {}
 
     void run() {
-        const int nbChanges = draw( 4, 30 );
+        const int nbChanges = draw( 4, 24 );
         for( int i = 0; i < nbChanges; ++i ) {
             const int choice = draw( 0, 9 );
             if( choice == 0 ) {
@@ -232,16 +232,17 @@ private:
         };
         const bool isCycle = _model.leadsTo( rel.rhs, rel.lhs );
         _model.relations.push_back( rel );
-        const Values before = _real.values();
         Values values;
-        const Model::Outcome outcome = _model.solve( values );
+        const Model::Outcome outcome = isCycle ? Model::CYCLE : _model.solve( values );
+        // Most would fail, and that takes long.
+        if( outcome != Model::VALUES && _random() % 4 != 0 ) {
+            _model.relations.pop_back();
+            return;
+        }
+        const Values before = _real.values();
         std::size_t place = RealGraph::MAX_RELATIONS;
         const std::string text = raisedBy( [&] { place = _real.add( rel ); } );
-        if( isCycle ) {
-            ASSERT_THAT( text, ::testing::HasSubstr( "findDependantRecNoLock" ) );
-        } else {
-            expectOutcome( outcome, text );
-        }
+        expectOutcome( outcome, text );
         if( text.empty() && outcome == Model::VALUES ) {
             _places.push_back( place );
             return;
@@ -270,6 +271,9 @@ private:
             break;
         case Model::CYCLE_THROUGH_EQUALS:
             ASSERT_TRUE( isAssertion || isInvalid || text.empty() ) << text;
+            break;
+        case Model::CYCLE:
+            ASSERT_THAT( text, ::testing::HasSubstr( "findDependantRecNoLock" ) );
             break;
         }
     }
