@@ -106,13 +106,11 @@ void PriorityMgr::add( PriorityRelation& rel ) {
 void PriorityMgr::enter( PriorityRelation& rel ) {
     const LkGuard<const LkLock> guard( _lock );
     QV_ASSERT( !_isUpdating );
-    const PriorityRelation* const failedBefore = _failedRelation;
     _graph->insert( rel );
     try {
         notify();
     } catch( ... ) {
         takeBack( rel );
-        _failedRelation = failedBefore;
         throw;
     }
 }
@@ -121,6 +119,7 @@ void PriorityMgr::enter( PriorityRelation& rel ) {
 void PriorityMgr::takeBack( PriorityRelation& rel ) {
     erase( rel );
     _graph->restore();
+    _failedRelation = _graph->findInvalid();
     if( _isTold ) {
         try {
             tellClients();

@@ -337,6 +337,27 @@ TEST( PriorityGraphTest, AClientThatRaisesKeepsNoOtherFromItsValue ) {
     EXPECT_EQ( graph.values(), "A1 B2 C0 D1 E1" );
 }
 
+TEST( PriorityGraphTest, TheFirstExceptionOfClientsIsRaisedAndTheOthersAreReported ) {
+    std::array<RecordingUpdate, 3> clients;
+    PriorityMgr mgr( "m", 0, 6 );
+    std::array<Priority, 3> prios = { { { "0", mgr, Priority::NOT_SET, &clients[0] },
+                                        { "1", mgr, Priority::NOT_SET, &clients[1] },
+                                        { "2", mgr, Priority::NOT_SET, &clients[2] } } };
+    for( std::size_t i = 0; i < clients.size(); ++i ) {
+        clients[i].values.clear();
+        clients[i].action = [i]( int ) {
+            throw std::runtime_error( "client " + std::to_string( i ) );
+        };
+    }
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ( raisedBy( [&] { prios[0].setPriority( 0 ); } ), "client 0" );
+    EXPECT_THAT( ::testing::internal::GetCapturedStderr(),
+                 AllOf( HasSubstr( "client 1" ), HasSubstr( "client 2" ) ) );
+    for( const RecordingUpdate& client : clients ) {
+        EXPECT_THAT( client.values, ElementsAre( 0 ) );
+    }
+}
+
 TEST( PriorityGraphTest, AClientMayReadButNotChange ) {
     RecordingUpdate client;
     Graph graph( "A B", "A<B" );
@@ -573,38 +594,33 @@ TEST( PriorityGraphTest, DumpsHaveOneLineEach ) {
     EXPECT_EQ( dumpOf( relations[0] ), "\"r\"        : low (    0 ) <  high (    0 ) NOT valid\n" );
 }
 
-TEST( PriorityGraphTest, MissingMemoryLeavesNothingBehind ) {
-    Graph graph( "A3 B5 C D", "A<D" );
-    const auto relate = [&]( char lhs, PriorityRelation::Relation relation, char rhs ) {
-        return [&graph, lhs, relation, rhs] {
-            delete new PriorityRelation( "r", graph.node( lhs ), relation, graph.node( rhs ) );
-        };
-    };
-    const std::function<void()> changes[] = {
-        [&] { delete new Priority( "a name of more than a few bytes", graph.mgr, 2 ); },
-        relate( 'C', PriorityRelation::LESS, 'B' ),
-        relate( 'C', PriorityRelation::LESS_OR_EQUAL, 'D' ),
-        relate( 'C', PriorityRelation::EQUAL, 'D' ),
-        relate( 'A', PriorityRelation::EQUAL, 'B' ),
-        relate( 'D', PriorityRelation::LESS, 'A' ),
-        relate( 'B', PriorityRelation::LESS, 'A' ),
-    };
+/// Makes the change with ever more memory, until it ends in another way than by the lack of it.
+void changeWithMissingMemory( const Graph& graph, const std::function<void()>& change ) {
     const std::string before = dumpOf( graph.mgr );
-    for( const auto& change : changes ) {
-        bool isMemoryMissing = true;
-        for( int nbSucceeding = 0; isMemoryMissing; ++nbSucceeding ) {
-            try {
-                const FailingNew failing( nbSucceeding );
-                change();
-                isMemoryMissing = false;
-            } catch( const std::bad_alloc& ) {
-                // The next round has more.
-            } catch( const ExBase& ) {
-                isMemoryMissing = false;
-            }
+    for( int nbSucceeding = 0;; ++nbSucceeding ) {
+        try {
+            const FailingNew failing( nbSucceeding );
+            change();
+            return;
+        } catch( const std::bad_alloc& ) {
+            // The next round has more.
+        } catch( const ExBase& ) {
             EXPECT_EQ( dumpOf( graph.mgr ), before );
+            return;
         }
+        ASSERT_EQ( dumpOf( graph.mgr ), before );
     }
+}
+
+TEST( PriorityGraphTest, MissingMemoryLeavesNothingBehind ) {
+    Graph graph( "A3 B5 C D E F G", "A<D" );
+    changeWithMissingMemory( graph, [&] { graph.addNode( 'X', 2 ); } );
+    // More and more is to be visited at a time.
+    for( const char* const relation :
+         { "C<B", "C<=D", "C<E", "C<F", "F==G", "F==E", "F==D", "A==B", "D<A", "B<A" } ) {
+        changeWithMissingMemory( graph, [&] { graph.add( relation ); } );
+    }
+    EXPECT_EQ( graph.values(), "A3 B5 C0 D4 E4 F4 G4 X2" );
 }
 
 TEST( PriorityGraphTest, RemovingNeedsNoMemory ) {
