@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <string>
 
 using namespace Qv;
 
@@ -29,7 +30,7 @@ namespace {
 class Work : public MtThreadProtocol {
 public:
     void performExecute( MtThread* thread ) override {
-        std::printf( "a thread of %s runs at %d\n", thread->getName().c_str(),
+        std::printf( "%s runs at %d\n", thread->getName().c_str(),
                      thread->getPriority().getPriority() );
     }
 };
@@ -51,7 +52,8 @@ public:
 private:
     static OPtrRet<MtThread> createThread( const char* name ) {
         OPtr<MtThreadProtocol> work( new Work );
-        return MtThreadFactory::getInstance().createThread( name, work, false, 0 );
+        return MtThreadFactory::getInstance().createThread( std::string( name ) + " thread", work,
+                                                            false, 0 );
     }
 
     Priority _node;

@@ -473,6 +473,19 @@ TEST( PriorityGraphTest, DerivedManagersDecideOnComputationAndErrors ) {
     graph.mgr.isTolerant = true;
 }
 
+TEST( PriorityGraphTest, NoRelationHasFailedOnceTheOneAtFaultIsTakenBack ) {
+    LooseMgr mgr( "m", 0, 6 );
+    Priority low( "low", mgr );
+    Priority high( "high", mgr );
+    std::array<std::optional<PriorityRelation>, 2> relations;
+    relations[0].emplace( "first", low, PriorityRelation::LESS, high );
+    EXPECT_THAT(
+        raisedBy( [&] { relations[1].emplace( "fault", low, PriorityRelation::EQUAL, high ); } ),
+        StartsWith( "Relation \"first\" invalid" ) );
+    EXPECT_THAT( raisedBy( [&] { mgr.updateError( PriorityMgr::RELATION_INVALID ); } ),
+                 HasSubstr( "_failedRelation != 0" ) );
+}
+
 /// Nodes in a row, each related to the next, in a manager that computes once the row is complete.
 /// Its first relation never holds, so that looking for one that doesn't costs nothing meanwhile.
 class LongRow {
