@@ -3,11 +3,19 @@
 #include <base/failure/assertions.h>
 
 #include <algorithm>
-#include <ranges>
+#include <functional>
 
 namespace Qv {
 
 namespace {
+
+/// For a loop from the last one to the first.
+struct Reversed {
+    const PriorityNode::Relations& relations;
+
+    auto begin() const noexcept { return relations.rbegin(); }
+    auto end() const noexcept { return relations.rend(); }
+};
 
 /// A leaf waits for the one visit that it is given.
 int countInputs( const PriorityNode& node ) noexcept {
@@ -234,7 +242,7 @@ void PriorityGraph::setEqualTo( PriorityNode& representative ) noexcept {
             representative.isEqualFixed = true;
             setGroupPrio( representative, node.prio );
         }
-        for( const PriorityRelation* const rel : std::views::reverse( node.equals ) ) {
+        for( const PriorityRelation* const rel : Reversed{ node.equals } ) {
             PriorityNode& other = rel->getOther( node );
             if( other.equalTo == nullptr ) {
                 _unvisited.push_back( &other );
@@ -252,7 +260,7 @@ void PriorityGraph::resetEqualTo( PriorityNode& node, int value ) noexcept {
         node.prio = node.equalTo->groupPrio;
     }
     node.isFinished = true;
-    for( const PriorityRelation* const rel : std::views::reverse( node.equals ) ) {
+    for( const PriorityRelation* const rel : Reversed{ node.equals } ) {
         PriorityNode& other = rel->getOther( node );
         if( !other.isFinished ) {
             _visits.push_back( { Visit::RESET_EQUAL_TO, &other, value } );
@@ -262,14 +270,15 @@ void PriorityGraph::resetEqualTo( PriorityNode& node, int value ) noexcept {
 }
 
 void PriorityGraph::pushDependants( const PriorityNode& node, int value ) noexcept {
-    for( const PriorityRelation* const rel : std::views::reverse( node.dependants ) ) {
+    for( const PriorityRelation* const rel : Reversed{ node.dependants } ) {
         _visits.push_back(
             { Visit::PROPAGATE, rel->_rhs.get(), rel->computeRhsPriority( value ) } );
     }
 }
 
 const PriorityRelation* PriorityGraph::findInvalid() const {
-    const auto invalid = std::ranges::find_if_not( _relations, &PriorityRelation::checkNoLock );
+    const auto invalid = std::find_if_not( _relations.begin(), _relations.end(),
+                                           std::mem_fn( &PriorityRelation::checkNoLock ) );
     return invalid == _relations.end() ? nullptr : *invalid;
 }
 

@@ -42,7 +42,10 @@ PriorityMgr::PriorityMgr( const LiString& name, int minPrio, int maxPrio )
 }
 
 PriorityMgr::~PriorityMgr() noexcept( false ) {
-    runDestructor( [this] { _graph->assertEmpty(); } );
+    runDestructor( [this] {
+        const LkGuard<const LkLock> guard( _lock );
+        _graph->assertEmpty();
+    } );
 }
 
 void PriorityMgr::add( Priority& prio ) {
