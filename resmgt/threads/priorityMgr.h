@@ -51,14 +51,16 @@ public:
     PriorityMgr& operator=( const PriorityMgr& ) = delete;
     virtual ~PriorityMgr() noexcept( false );
 
-    /// Makes the node one without relations; its client gets the number. Nothing is computed.
-    /// "_prios.insert( &prio ).second" fails for one that is there.
+    /// The node has no relations then; its client gets the number. Nothing is computed. Where the
+    /// client raises, the node stays. "_prios.insert( &prio ).second" fails for one that is there.
     void add( Priority& prio );
     /// REQUIRES: both ends are in this manager.
     void add( PriorityRelation& rel );
-    /// The node must be added again before its end. Asserts "_prios.erase( &prio ) == 1" and
-    /// "_leafPrios.erase( &prio ) == 1", and raises PriorityEx::ExPriorityInUse where the right
-    /// sides of relations use the node; nothing is changed then.
+    /// The node must be added again before its end.
+    ///
+    /// Errors: "_prios.erase( &prio ) == 1" fails for one that isn't there, and
+    ///         "_leafPrios.erase( &prio ) == 1" for one on the right side of LESS or LESS_OR_EQUAL;
+    ///         PriorityEx::ExPriorityInUse for one that other relations use. Nothing is changed.
     void remove( Priority& prio );
     /// Does nothing where it isn't there.
     void remove( PriorityRelation& rel );
