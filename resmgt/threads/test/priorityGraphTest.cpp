@@ -423,7 +423,7 @@ class LooseMgr : public PriorityMgr {
 public:
     using PriorityMgr::PriorityMgr;
 
-    void performUpdate() override {
+    void performUpdate() override QV_REQUIRES( getLock() ) {
         if( isComputing ) {
             PriorityMgr::performUpdate();
         }
@@ -431,13 +431,19 @@ public:
             throw std::runtime_error( "performUpdate" );
         }
     }
-    void updateError( Error error ) override {
+    void updateError( Error error ) override QV_REQUIRES( getLock() ) {
         if( !isTolerant ) {
             PriorityMgr::updateError( error );
         }
     }
-    using PriorityMgr::getLock;
-    using PriorityMgr::getPriosNoLock;
+    void raiseError( Error error ) {
+        const LkGuard<const LkLock> guard( getLock() );
+        updateError( error );
+    }
+    std::size_t countPrios() const {
+        const LkGuard<const LkLock> guard( getLock() );
+        return getPriosNoLock().size();
+    }
 
     bool isComputing = true;
     bool isTolerant = false;
@@ -462,13 +468,12 @@ TEST( PriorityGraphTest, DerivedManagersDecideOnComputationAndErrors ) {
     graph.addAll( "B==C B<D" );
     EXPECT_EQ( graph.mgr.check(), PriorityMgr::RELATION_INVALID );
     EXPECT_THAT( client.values, IsEmpty() );
-    const LkGuard<const LkLock> guard( graph.mgr.getLock() );
-    EXPECT_EQ( graph.mgr.getPriosNoLock().size(), 4u );
+    EXPECT_EQ( graph.mgr.countPrios(), 4u );
     graph.mgr.isTolerant = false;
-    EXPECT_THAT( raisedBy( [&] { graph.mgr.updateError( PriorityMgr::RELATION_INVALID ); } ),
+    EXPECT_THAT( raisedBy( [&] { graph.mgr.raiseError( PriorityMgr::RELATION_INVALID ); } ),
                  StartsWith( R"(Relation "B==C" invalid: "B" (3) == "C" (5))" ) );
     for( const auto error : { PriorityMgr::NONE, static_cast<PriorityMgr::Error>( 2 ) } ) {
-        EXPECT_NE( raisedBy<ExProgramAborted>( [&] { graph.mgr.updateError( error ); } ), "" );
+        EXPECT_NE( raisedBy<ExProgramAborted>( [&] { graph.mgr.raiseError( error ); } ), "" );
     }
     graph.mgr.isTolerant = true;
 }
@@ -482,7 +487,7 @@ TEST( PriorityGraphTest, NoRelationHasFailedOnceTheOneAtFaultIsTakenBack ) {
     EXPECT_THAT(
         raisedBy( [&] { relations[1].emplace( "fault", low, PriorityRelation::EQUAL, high ); } ),
         StartsWith( "Relation \"first\" invalid" ) );
-    EXPECT_THAT( raisedBy( [&] { mgr.updateError( PriorityMgr::RELATION_INVALID ); } ),
+    EXPECT_THAT( raisedBy( [&] { mgr.raiseError( PriorityMgr::RELATION_INVALID ); } ),
                  HasSubstr( "_failedRelation != 0" ) );
 }
 
@@ -494,7 +499,7 @@ public:
 
     explicit LongRow( PriorityRelation::Relation relation )
         : _mgr( "row", 0, NB_NODES )
-        , _unequal( { { "3", _mgr, 3 }, { "5", _mgr, 5 } } )
+        , _unequal{ { { "3", _mgr, 3 }, { "5", _mgr, 5 } } }
         , _relations( NB_NODES ) {
         setComputing( false );
         for( int i = 0; i < NB_NODES; ++i ) {
