@@ -1,0 +1,101 @@
+#pragma once
+
+#include <base/locks/lkLock.h>
+#include <resmgt/locks/lkCondVar.h>
+#include <resmgt/threadExtensions/mtPoolSnapshot.h>
+
+#include <atomic>
+#include <cstdint>
+
+namespace Qv {
+
+/// The part of an MtContainer that doesn't know the items: who may come in, who waits, who is woken
+/// and what is counted.
+///
+/// Producers: wait in the order in which they came. A place that becomes free wakes the first of
+///            them; one who comes meanwhile may be quicker, but then the place that the woken one
+///            finds taken is kept for it the next time, so that nobody is overtaken for ever.
+/// Workers:   the newest sleeper is woken. A pop that finds nothing returns without an item once
+///            the pool stops and nobody is left who may still push.
+/// Counters:  are kept under the lock that is held anyway.
+///
+/// Lock: the caller of every operation holds the container's lock.
+class QV_RESMGT_API MtContainerBase {
+public:
+    static constexpr std::uint32_t DEFAULT_MAXIMUM_SIZE = 100;
+
+    MtContainerBase( const MtContainerBase& ) = delete;
+    MtContainerBase& operator=( const MtContainerBase& ) = delete;
+
+protected:
+    class Blocked;
+    class Place;
+
+    MtContainerBase() = default;
+    ~MtContainerBase() = default;
+
+    /// Waits until the items are fewer than the maximum; false when the time ran out.
+    bool waitForRoom( double seconds ) QV_REQUIRES( _lock );
+    /// Whether somebody who may push without waiting could do so.
+    bool hasRoom() const noexcept QV_REQUIRES( _lock ) {
+        return _nbQueued + _nbPromised < _maximumSize;
+    }
+    void countPushed() QV_REQUIRES( _lock ) {
+        if( ++_nbQueued > _mostQueued ) {
+            _mostQueued = _nbQueued;
+        }
+        _nonEmpty.signal();
+    }
+    /// Waits for an item. False when there will be none: the pool stops.
+    bool waitForItem( const std::atomic<bool>& isRunning ) QV_REQUIRES( _lock );
+    /// An item has been taken out to be executed.
+    void countPopped() QV_REQUIRES( _lock ) {
+        --_nbQueued;
+        ++_nbTaken;
+        if( _firstBlocked != nullptr ) {
+            wakeProducers();
+        }
+    }
+    void countDiscarded( std::uint32_t nbItems ) QV_REQUIRES( _lock ) {
+        _nbQueued -= nbItems;
+        _nbDiscarded += nbItems;
+        wakeProducers();
+    }
+    void wakeWorkers() const QV_REQUIRES( _lock ) { _nonEmpty.broadcast(); }
+    /// So many workers are there for pushes from now on.
+    void serve( std::uint32_t nbWorkers ) QV_REQUIRES( _lock ) { _nbServing = nbWorkers; }
+    /// A worker of a stopping pool leaves; false while there is something left for it.
+    bool leave() QV_REQUIRES( _lock );
+    /// Lets as many producers go on as there is room for.
+    void wakeProducers() QV_REQUIRES( _lock );
+    void setMaximum( std::uint32_t maximumSize ) QV_REQUIRES( _lock );
+    /// `nbDone` items have been executed.
+    MtPoolSnapshot takeSnapshot( std::uint64_t nbDone ) const QV_REQUIRES( _lock );
+
+    const LkLock _lock{ "MtGroup" };
+    const LkCondVar _nonEmpty{ "Non-Empty Cond Var" };
+    std::uint32_t _maximumSize QV_GUARDED_BY( _lock ) = DEFAULT_MAXIMUM_SIZE;
+    std::uint32_t _nbQueued QV_GUARDED_BY( _lock ) = 0;
+    std::uint32_t _mostQueued QV_GUARDED_BY( _lock ) = 0;
+    // The workers that pushes can count on.
+    std::uint32_t _nbServing QV_GUARDED_BY( _lock ) = 0;
+
+private:
+    void link( Blocked& blocked, bool isFirst ) noexcept QV_REQUIRES( _lock );
+    void unlink( Blocked& blocked ) noexcept QV_REQUIRES( _lock );
+
+    // Kept for producers that were woken in vain before, and are on their way.
+    std::uint32_t _nbPromised QV_GUARDED_BY( _lock ) = 0;
+    // In `waitForRoom`, whether woken or not.
+    std::uint32_t _nbBlocked QV_GUARDED_BY( _lock ) = 0;
+    // Those of them that nobody has woken.
+    std::uint32_t _nbListed QV_GUARDED_BY( _lock ) = 0;
+    Blocked* _firstBlocked QV_GUARDED_BY( _lock ) = nullptr;
+    Blocked* _lastBlocked QV_GUARDED_BY( _lock ) = nullptr;
+    std::uint64_t _nbTaken QV_GUARDED_BY( _lock ) = 0;
+    std::uint64_t _nbDiscarded QV_GUARDED_BY( _lock ) = 0;
+    // In seconds, of the waits that are over.
+    double _longestWait QV_GUARDED_BY( _lock ) = 0.0;
+};
+
+} // namespace Qv

@@ -1,0 +1,152 @@
+#include <resmgt/threadExtensions/mtContainerBase.h>
+
+#include <resmgt/locks/lkTimedCondVar.h>
+
+#include <algorithm>
+#include <chrono>
+
+namespace Qv {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince( Clock::time_point begin ) {
+    return std::chrono::duration<double>( Clock::now() - begin ).count();
+}
+
+} // namespace
+
+/// A thread that waits for room, in its own frame. In the list until somebody wakes it.
+class MtContainerBase::Blocked {
+public:
+    const LkTimedCondVar _room{ "Non-Full Cond Var" };
+    const Clock::time_point _begin = Clock::now();
+    Blocked* _previous = nullptr;
+    Blocked* _next = nullptr;
+    bool _isListed = false;
+    bool _wasWoken = false;
+    bool _isPromised = false;
+};
+
+/// Counts a blocked thread for a scope, and leaves nothing of it, also when a wait raises.
+class MtContainerBase::Place {
+public:
+    explicit Place( MtContainerBase& container ) noexcept QV_REQUIRES( container._lock )
+        : _container( container ) {
+        ++container._nbBlocked;
+    }
+    Place( const Place& ) = delete;
+    Place& operator=( const Place& ) = delete;
+    // The lock is held by whoever made it; the analysis doesn't follow a destructor.
+    ~Place() QV_NO_THREAD_SAFETY_ANALYSIS {
+        if( _blocked._isListed ) {
+            _container.unlink( _blocked );
+        }
+        _container._nbPromised -= _blocked._isPromised ? 1 : 0;
+        _container._longestWait =
+            std::max( _container._longestWait, secondsSince( _blocked._begin ) );
+        if( --_container._nbBlocked == 0 && _container._nbQueued == 0 ) {
+            // Workers of a stopping pool may wait for nothing but this push.
+            _container._nonEmpty.broadcast();
+        }
+    }
+
+    Blocked _blocked;
+
+private:
+    MtContainerBase& _container;
+};
+
+bool MtContainerBase::waitForRoom( double seconds ) {
+    if( hasRoom() ) {
+        return true;
+    }
+    Place place( *this );
+    Blocked& blocked = place._blocked;
+    for( double left = seconds;; left = seconds - secondsSince( blocked._begin ) ) {
+        link( blocked, blocked._wasWoken );
+        const bool isOver = !blocked._room.timedWait( _lock, left );
+        if( blocked._isPromised || hasRoom() ) {
+            return true;
+        }
+        if( isOver ) {
+            return false;
+        }
+        // Somebody else was quicker: the next place is kept for this one.
+        blocked._wasWoken = true;
+    }
+}
+
+void MtContainerBase::wakeProducers() {
+    // Those that are woken and on their way will need a place each.
+    while( _firstBlocked != nullptr && _nbQueued + ( _nbBlocked - _nbListed ) < _maximumSize ) {
+        Blocked& blocked = *_firstBlocked;
+        unlink( blocked );
+        if( blocked._wasWoken ) {
+            blocked._isPromised = true;
+            ++_nbPromised;
+        }
+        blocked._room.signal();
+    }
+}
+
+bool MtContainerBase::waitForItem( const std::atomic<bool>& isRunning ) {
+    while( _nbQueued == 0 ) {
+        // Relaxed: it is cleared before the lock is taken under which all workers are woken.
+        if( !isRunning.load( std::memory_order_relaxed ) && _nbBlocked == 0 ) {
+            return false;
+        }
+        _nonEmpty.wait( _lock );
+    }
+    return true;
+}
+
+void MtContainerBase::setMaximum( std::uint32_t maximumSize ) {
+    _maximumSize = maximumSize;
+    wakeProducers();
+}
+
+bool MtContainerBase::leave() {
+    if( _nbQueued != 0 || _nbBlocked != 0 ) {
+        return false;
+    }
+    // None is counted in a pool whose start fails.
+    _nbServing -= _nbServing != 0 ? 1 : 0;
+    return true;
+}
+
+MtPoolSnapshot MtContainerBase::takeSnapshot( std::uint64_t nbDone ) const {
+    MtPoolSnapshot snapshot;
+    snapshot.nbQueued = _nbQueued;
+    snapshot.mostQueued = _mostQueued;
+    snapshot.nbRunning = static_cast<std::uint32_t>( _nbTaken - nbDone );
+    snapshot.nbDone = nbDone;
+    snapshot.nbDiscarded = _nbDiscarded;
+    snapshot.nbBlockedProducers = _nbBlocked;
+    snapshot.longestWait = _longestWait;
+    for( const Blocked* blocked = _firstBlocked; blocked != nullptr; blocked = blocked->_next ) {
+        snapshot.longestWait = std::max( snapshot.longestWait, secondsSince( blocked->_begin ) );
+    }
+    return snapshot;
+}
+
+void MtContainerBase::link( Blocked& blocked, bool isFirst ) noexcept {
+    Blocked* const next = isFirst ? _firstBlocked : nullptr;
+    Blocked* const previous = isFirst ? nullptr : _lastBlocked;
+    blocked._next = next;
+    blocked._previous = previous;
+    ( previous != nullptr ? previous->_next : _firstBlocked ) = &blocked;
+    ( next != nullptr ? next->_previous : _lastBlocked ) = &blocked;
+    blocked._isListed = true;
+    ++_nbListed;
+}
+
+void MtContainerBase::unlink( Blocked& blocked ) noexcept {
+    ( blocked._previous != nullptr ? blocked._previous->_next : _firstBlocked ) = blocked._next;
+    ( blocked._next != nullptr ? blocked._next->_previous : _lastBlocked ) = blocked._previous;
+    blocked._isListed = false;
+    --_nbListed;
+}
+
+} // namespace Qv

@@ -1,0 +1,7 @@
+#include <resmgt/threadExtensions/mtGroupCommand.h>
+
+namespace Qv {
+
+MtGroupCommand::~MtGroupCommand() = default;
+
+} // namespace Qv

@@ -1,0 +1,43 @@
+#include <resmgt/threadExtensions/src/mtPoolWorker.h>
+
+namespace Qv {
+
+namespace {
+
+/// A thread is a worker of one pool, if any, all its life.
+thread_local constinit const MtThreadPool* ownPool = nullptr;
+
+} // namespace
+
+MtThreadPool::PoolWorker::PoolWorker( MtThreadPool& pool, unsigned int index ) noexcept
+    : _pool( pool )
+    , _index( index ) {}
+
+void MtThreadPool::PoolWorker::performAttach( MtThread* thread ) {
+    _relation.reset( new PriorityRelation( "equalGroup", _pool, PriorityRelation::EQUAL,
+                                           thread->getPriority() ) );
+}
+
+void MtThreadPool::PoolWorker::performDetach( MtThread* ) {
+    _relation.reset();
+}
+
+void MtThreadPool::PoolWorker::performExecute( MtThread* ) {
+    ownPool = &_pool;
+    _pool.beginWorker( _index );
+    do {
+        _pool.obtainTask( _index );
+        _pool.performTask( _index );
+        _pool.doneTask( _index );
+    } while( _pool.isRunning() || _pool.isTaskLeft( _index ) );
+    _pool.endWorker( _index );
+    ownPool = nullptr;
+}
+
+void MtThreadPool::PoolWorker::performStop( MtThread* ) {}
+
+bool MtThreadPool::isOwnWorker() const noexcept {
+    return ownPool == this;
+}
+
+} // namespace Qv

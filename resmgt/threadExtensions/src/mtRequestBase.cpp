@@ -1,0 +1,7 @@
+#include <resmgt/threadExtensions/mtRequestBase.h>
+
+namespace Qv {
+
+MtRequestBase::~MtRequestBase() = default;
+
+} // namespace Qv
