@@ -45,12 +45,6 @@ private:
 
     using Guard = LkGuard<const LkLock>;
 
-    /// What has been taken out, and the observer to inform.
-    struct Popped {
-        std::optional<Item> item;
-        RCShdPtr<Observer> observer;
-    };
-
     /// Pushes a copy of `item`, or what is moved out of it. False when there was no room before the
     /// time ran out; `item` is as before then. `pusher` knows whether the calling thread
     /// `isOwnWorker()`, and whether it `isPastLimit()`.
@@ -61,14 +55,16 @@ private:
     /// have been pushed.
     std::uint32_t pushStopItems( const Item& item, std::uint32_t nbWorkers );
     /// Takes the next item; none when the pool stops and none is left.
-    Popped pop( const std::atomic<bool>& isRunning );
+    std::optional<Item> pop( const std::atomic<bool>& isRunning );
     /// Takes the next item of the tag; none if none is queued.
-    Popped popOf( const MtRequestTag& tag );
+    std::optional<Item> popOf( const MtRequestTag& tag );
     /// Takes all items of the tag out, to drop them.
     RCShdPtr<Observer> popAllOf( const MtRequestTag& tag, std::vector<Item>& taken );
     void serve( std::uint32_t nbWorkers );
     bool leave();
-    MtPoolSnapshot takeSnapshot( const std::atomic<std::uint64_t>& nbDone ) const;
+    /// `countDone()` answers how many items have been executed.
+    template <class CountDone>
+    MtPoolSnapshot takeSnapshot( CountDone countDone ) const;
 
     void reportPopped( const RCShdPtr<Observer>& observer, const Item& item ) noexcept;
     /// Calls the observer, if there is one.

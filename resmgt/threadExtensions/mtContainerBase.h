@@ -44,8 +44,9 @@ protected:
         if( ++_nbQueued > _mostQueued ) {
             _mostQueued = _nbQueued;
         }
-        _nonEmpty.signal();
     }
+    /// For each push, after the lock, so that the woken one finds it free.
+    void wakeWorker() const { _nonEmpty.signal(); }
     /// Waits for an item. False when there will be none: the pool stops.
     bool waitForItem( const std::atomic<bool>& isRunning ) QV_REQUIRES( _lock );
     /// An item has been taken out to be executed.

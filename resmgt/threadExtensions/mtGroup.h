@@ -1,9 +1,11 @@
 #pragma once
 
 #include <resmgt/threadExtensions/mtContainer.h>
+#include <resmgt/threadExtensions/mtRequestBase.h>
 #include <resmgt/threadExtensions/mtRequestMgr.h>
 #include <resmgt/threadExtensions/mtThreadPool.h>
 
+#include <array>
 #include <type_traits>
 
 namespace Qv {
@@ -108,12 +110,18 @@ protected:
 
 private:
     class Count;
+    class Work;
+
+    /// On a line of its own.
+    struct alignas( 64 ) Done {
+        std::atomic<std::uint64_t> count{ 0 };
+    };
+    static constexpr std::size_t NB_DONE = 8;
 
     template <class U>
     bool pushWithin( U&& item, double seconds );
-    void run( typename Queue::Popped& popped );
+    void run( std::optional<Item>& item, unsigned int index );
     bool runNextOf( const MtRequestTag& tag );
-    void finish( typename Queue::Popped& popped, const MtRequestTag& tag );
     void drop( std::vector<Item>& items, const RCShdPtr<Observer>& observer );
     void end();
 
@@ -121,8 +129,8 @@ private:
     LkCounter<std::int32_t> _producers;
     MtRequestTag _groupTag;
     MtRequestMgr _requests;
-    // Written by those who execute, read by snapshots. On a line of its own.
-    alignas( 64 ) std::atomic<std::uint64_t> _nbDone{ 0 };
+    // Written by those who execute, each mostly its own; added up by snapshots.
+    std::array<Done, NB_DONE> _nbDone;
 };
 
 } // namespace Qv

@@ -15,7 +15,7 @@ public:
         , _data( data ) {}
     MtGroupCommand( const MtGroupCommand& ) noexcept = default;
     MtGroupCommand& operator=( const MtGroupCommand& ) noexcept = default;
-    ~MtGroupCommand() override;
+    ~MtGroupCommand() override = default;
 
     void execute() {
         if( _function != nullptr ) {

@@ -15,7 +15,7 @@ public:
         : _tag( tag ) {}
     MtRequestBase( const MtRequestBase& ) noexcept = default;
     MtRequestBase& operator=( const MtRequestBase& ) noexcept = default;
-    virtual ~MtRequestBase();
+    virtual ~MtRequestBase() = default;
 
     const MtRequestTag& getTag() const noexcept { return _tag; }
     void setTag( MtRequestTag tag ) noexcept { _tag = tag; }

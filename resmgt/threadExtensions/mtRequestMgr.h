@@ -81,16 +81,28 @@ private:
 /// The calling thread executes a request of this tag while this object lives. Objects nest.
 class QV_RESMGT_API MtRequestMgr::InWork {
 public:
-    InWork( const MtRequestMgr& mgr, const MtRequestTag& tag ) noexcept;
+    InWork( const MtRequestMgr& mgr, const MtRequestTag& tag ) noexcept
+        : _mgr( mgr )
+        , _tag( tag )
+        , _outer( innermost ) {
+        innermost = this;
+    }
     InWork( const InWork& ) = delete;
     InWork& operator=( const InWork& ) = delete;
-    ~InWork();
+    ~InWork() { innermost = _outer; }
 
 private:
     friend class MtRequestMgr;
 
+    /// Of the calling thread.
+    static thread_local constinit const InWork* innermost
+#if defined( __linux__ )
+        __attribute__( ( tls_model( "initial-exec" ) ) )
+#endif
+        ;
+
     const MtRequestMgr& _mgr;
-    const MtRequestTag& _tag;
+    const MtRequestTag _tag;
     const InWork* const _outer;
 };
 

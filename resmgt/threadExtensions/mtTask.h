@@ -34,7 +34,7 @@ public:
     MtTask( MtTask&& ) noexcept = default;
     MtTask& operator=( const MtTask& ) noexcept = default;
     MtTask& operator=( MtTask&& ) noexcept = default;
-    ~MtTask() override;
+    ~MtTask() override = default;
 
     void execute() {
         if( _imp ) {

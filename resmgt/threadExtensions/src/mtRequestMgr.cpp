@@ -9,10 +9,9 @@ namespace {
 
 using Guard = LkGuard<const LkLock>;
 
-/// The innermost of the requests that the calling thread executes.
-thread_local constinit const MtRequestMgr::InWork* innermost = nullptr;
-
 } // namespace
+
+thread_local constinit const MtRequestMgr::InWork* MtRequestMgr::InWork::innermost = nullptr;
 
 MtRequestMgr::MtRequestMgr() = default;
 
@@ -78,7 +77,7 @@ bool MtRequestMgr::timedWaitRequestCountZero( MtRequestTag tag, double seconds )
 }
 
 bool MtRequestMgr::isInWork( MtRequestTag tag ) const noexcept {
-    for( const InWork* inWork = innermost; inWork != nullptr; inWork = inWork->_outer ) {
+    for( const InWork* inWork = InWork::innermost; inWork != nullptr; inWork = inWork->_outer ) {
         if( &inWork->_mgr == this && inWork->_tag == tag ) {
             return true;
         }
@@ -87,23 +86,12 @@ bool MtRequestMgr::isInWork( MtRequestTag tag ) const noexcept {
 }
 
 bool MtRequestMgr::isInWork() const noexcept {
-    for( const InWork* inWork = innermost; inWork != nullptr; inWork = inWork->_outer ) {
+    for( const InWork* inWork = InWork::innermost; inWork != nullptr; inWork = inWork->_outer ) {
         if( &inWork->_mgr == this ) {
             return true;
         }
     }
     return false;
-}
-
-MtRequestMgr::InWork::InWork( const MtRequestMgr& mgr, const MtRequestTag& tag ) noexcept
-    : _mgr( mgr )
-    , _tag( tag )
-    , _outer( innermost ) {
-    innermost = this;
-}
-
-MtRequestMgr::InWork::~InWork() {
-    innermost = _outer;
 }
 
 } // namespace Qv

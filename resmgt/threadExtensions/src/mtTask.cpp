@@ -3,6 +3,5 @@
 namespace Qv {
 
 MtTaskImp::~MtTaskImp() = default;
-MtTask::~MtTask() = default;
 
 } // namespace Qv

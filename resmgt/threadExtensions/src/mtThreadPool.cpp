@@ -148,8 +148,8 @@ bool MtThreadPool::isTaskLeft( unsigned int ) {
 void MtThreadPool::threadsStarted() {}
 
 void MtThreadPool::dumpPool( std::ostream& stream ) const {
-    stream << getName() << " threads " << getNbThreads() << ( isRunning() ? " running" : " stopped" )
-           << " prio " << getPriority();
+    stream << getName() << " threads " << getNbThreads()
+           << ( isRunning() ? " running" : " stopped" ) << " prio " << getPriority();
 }
 
 std::ostream& operator<<( std::ostream& stream, const MtThreadPool& pool ) {

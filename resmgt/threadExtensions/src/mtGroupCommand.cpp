@@ -1,7 +1,0 @@
-#include <resmgt/threadExtensions/mtGroupCommand.h>
-
-namespace Qv {
-
-MtGroupCommand::~MtGroupCommand() = default;
-
-} // namespace Qv

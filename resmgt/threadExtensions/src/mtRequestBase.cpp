@@ -1,7 +1,0 @@
-#include <resmgt/threadExtensions/mtRequestBase.h>
-
-namespace Qv {
-
-MtRequestBase::~MtRequestBase() = default;
-
-} // namespace Qv
