@@ -47,9 +47,9 @@ private:
 
     /// Pushes a copy of `item`, or what is moved out of it. False when there was no room before the
     /// time ran out; `item` is as before then. `pusher` knows whether the calling thread
-    /// `isOwnWorker()`, and whether it `isPastLimit()`.
+    /// `isOwnWorker()` and whether it `isPastLimit()`, and is asked to `pokeHelpers()`.
     template <class U, class Pusher>
-    bool push( U&& item, double seconds, const Pusher& pusher );
+    bool push( U&& item, double seconds, Pusher& pusher );
     /// A copy for each of `nbWorkers` past the limit, as long as any worker serves; wakes all
     /// workers. A lack of memory goes no further: the workers leave all the same. Answers how many
     /// have been pushed.

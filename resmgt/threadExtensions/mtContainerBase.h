@@ -3,6 +3,7 @@
 #include <base/locks/lkLock.h>
 #include <resmgt/locks/lkCondVar.h>
 #include <resmgt/threadExtensions/mtPoolSnapshot.h>
+#include <resmgt/threadExtensions/mtRequestTag.h>
 
 #include <atomic>
 #include <cstdint>
@@ -15,6 +16,8 @@ namespace Qv {
 /// Producers: wait in the order in which they came. A place that becomes free wakes the first of
 ///            them; one who comes meanwhile may be quicker, but then the place that the woken one
 ///            finds taken is kept for it the next time, so that nobody is overtaken for ever.
+/// Helpers:   threads that wait for a tag and run its items meanwhile. Of those that are workers,
+///            the tag's items come in past the limit: the helper may be who would make room.
 /// Workers:   the newest sleeper is woken. A pop that finds nothing returns without an item once
 ///            the pool stops and nobody is left who may still push.
 /// Counters:  are kept under the lock that is held anyway.
@@ -31,12 +34,38 @@ protected:
     class Blocked;
     class Place;
 
+    /// A thread that runs the queued items of a tag until there are none; registered while it
+    /// lives.
+    class QV_RESMGT_API Helper {
+    public:
+        /// `isWorker`: the helper is one of the workers, maybe the only one, so that items of the
+        /// tag come in past the limit from now on.
+        Helper( MtContainerBase& container, const MtRequestTag& tag, bool isWorker );
+        Helper( const Helper& ) = delete;
+        Helper& operator=( const Helper& ) = delete;
+        ~Helper();
+
+    private:
+        friend class MtContainerBase;
+
+        MtContainerBase& _container;
+        const MtRequestTag _tag;
+        const bool _isWorker;
+        Helper* _next;
+    };
+
     MtContainerBase() = default;
     ~MtContainerBase() = default;
 
-    /// Waits until the items are fewer than the maximum; false when the time ran out.
-    bool waitForRoom( double seconds ) QV_REQUIRES( _lock );
-    /// Whether somebody who may push without waiting could do so.
+    /// Waits until an item of this tag may come in; false when the time ran out.
+    bool waitForRoom( const MtRequestTag& tag, double seconds ) QV_REQUIRES( _lock );
+    /// Whether an item of this tag may come in at once.
+    bool isLetIn( const MtRequestTag& tag ) const noexcept QV_REQUIRES( _lock ) {
+        return hasRoom() || ( _firstHelper != nullptr && isAwaited( tag, true ) );
+    }
+    /// Whether a helper wants to know of items of this tag; of those that are workers, or all.
+    bool isAwaited( const MtRequestTag& tag, bool isByWorker ) const noexcept QV_REQUIRES( _lock );
+    /// Whether there are fewer items than the maximum.
     bool hasRoom() const noexcept QV_REQUIRES( _lock ) {
         return _nbQueued + _nbPromised < _maximumSize;
     }
@@ -80,8 +109,11 @@ protected:
     std::uint32_t _mostQueued QV_GUARDED_BY( _lock ) = 0;
     // The workers that pushes can count on.
     std::uint32_t _nbServing QV_GUARDED_BY( _lock ) = 0;
+    Helper* _firstHelper QV_GUARDED_BY( _lock ) = nullptr;
 
 private:
+    void promise( Blocked& blocked ) noexcept QV_REQUIRES( _lock );
+    void letIn( const MtRequestTag& tag ) QV_REQUIRES( _lock );
     void link( Blocked& blocked, bool isFirst ) noexcept QV_REQUIRES( _lock );
     void unlink( Blocked& blocked ) noexcept QV_REQUIRES( _lock );
 

@@ -37,12 +37,13 @@ struct MtGroupOptions {
 ///           in it: pushes of the group's own workers, and those from within an item that another
 ///           thread executes, go past the limit. Two groups that feed each other don't have that
 ///           help: use `tryPush` in one direction.
-/// Waiting:  whoever waits runs no items of others. `waitRequestCountZero` runs none at all on
-///           other threads. `workAlong` runs those of its own tag that are still queued, so that
-///           nobody stands idle behind others' work, and no item runs under locks or on a stack
-///           that it doesn't know; then it waits for those in work. A worker that waits for a tag
-///           always works along, since it may be the only one. A wait for the tag of an item from
-///           within that item, which would never end, is an assertion.
+/// Waiting:  whoever waits runs no items of others. `waitRequestCountZero` runs none at all.
+///           `workAlong` runs those of its own tag, from the queue and as they come, until none is
+///           left: the calling thread needn't stand idle behind the work of others, and none of
+///           theirs runs on its stack and under its locks. A worker of the group that waits for a
+///           tag always works along, since it may be the only one, and lets pushes of that tag past
+///           the limit meanwhile. A wait for the tag of an item from within that item, which would
+///           never end, is an assertion.
 /// Stopping: items that are queued are executed first, and so are those of producers that wait for
 ///           room, and those that workers push meanwhile; then the workers leave. A default-made
 ///           item for each worker is pushed past the limit, and all are woken. A push while no
@@ -89,6 +90,8 @@ public:
     bool timedWaitRequestCountZero( MtRequestTag tag, double seconds );
     /// Runs the tag's queued items on the calling thread, and waits for those in work.
     void workAlong( MtRequestTag tag );
+    /// False when the time ran out first; it is looked at between two items.
+    bool timedWorkAlong( MtRequestTag tag, double seconds );
     /// Drops the tag's queued items, without executing them. Those in work go on, and so do pushes
     /// that wait for room. Answers how many there were. Observers are informed as of a pop.
     std::size_t discard( MtRequestTag tag );
@@ -118,6 +121,9 @@ private:
     };
     static constexpr std::size_t NB_DONE = 8;
 
+    friend Queue;
+
+    void pokeHelpers() { _requests.poke(); }
     template <class U>
     bool pushWithin( U&& item, double seconds );
     void run( std::optional<Item>& item, unsigned int index );

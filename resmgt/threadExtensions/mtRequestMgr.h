@@ -2,6 +2,7 @@
 
 #include <base/failure/assertions.h>
 #include <base/locks/lkLock.h>
+#include <resmgt/locks/lkTimedCondVar.h>
 #include <resmgt/threadExtensions/mtRequestTag.h>
 
 namespace Qv {
@@ -56,6 +57,17 @@ public:
     bool isInWork() const noexcept;
 
 private:
+    template <class, class>
+    friend class MtGroup;
+
+    enum WaitResult { ZERO, POKED, TIME_OUT };
+
+    /// For threads that run queued requests while they wait: also ends with a poke later than the
+    /// one that `getNbPokes` has counted as the last.
+    WaitResult waitZeroOrPoke( MtRequestTag tag, std::uint64_t nbPokes, double seconds );
+    std::uint64_t getNbPokes() const;
+    void poke();
+
     static std::atomic<std::uint32_t>& getCount( const MtRequestTag& tag ) noexcept {
         return ( *tag._id )->first;
     }
@@ -75,7 +87,10 @@ private:
     RCShdPtr<MtRequestZero> findZero( const MtRequestTag& tag ) QV_REQUIRES( _lock );
 
     MtRequestTag::Counters _counters QV_GUARDED_BY( _lock );
+    std::uint64_t _nbPokes QV_GUARDED_BY( _lock ) = 0;
     const LkLock _lock{ "MtRequestMgr" };
+    // For all tags: pokes and zeros.
+    const LkTimedCondVar _poked{ "RequestPoked" };
 };
 
 /// The calling thread executes a request of this tag while this object lives. Objects nest.

@@ -1,5 +1,6 @@
 #include <resmgt/threadExtensions/mtContainerBase.h>
 
+#include <base/locks/lkGuard.h>
 #include <resmgt/locks/lkTimedCondVar.h>
 
 #include <algorithm>
@@ -22,6 +23,7 @@ class MtContainerBase::Blocked {
 public:
     const LkTimedCondVar _room{ "Non-Full Cond Var" };
     const Clock::time_point _begin = Clock::now();
+    MtRequestTag _tag;
     Blocked* _previous = nullptr;
     Blocked* _next = nullptr;
     bool _isListed = false;
@@ -58,16 +60,45 @@ private:
     MtContainerBase& _container;
 };
 
-bool MtContainerBase::waitForRoom( double seconds ) {
-    if( hasRoom() ) {
-        return true;
+MtContainerBase::Helper::Helper( MtContainerBase& container, const MtRequestTag& tag,
+                                 bool isWorker )
+    : _container( container )
+    , _tag( tag )
+    , _isWorker( isWorker ) {
+    const LkGuard<const LkLock> guard( container._lock );
+    _next = container._firstHelper;
+    container._firstHelper = this;
+    if( isWorker ) {
+        container.letIn( tag );
     }
+}
+
+MtContainerBase::Helper::~Helper() {
+    const LkGuard<const LkLock> guard( _container._lock );
+    Helper** place = &_container._firstHelper;
+    while( *place != this ) {
+        place = &( *place )->_next;
+    }
+    *place = _next;
+}
+
+bool MtContainerBase::isAwaited( const MtRequestTag& tag, bool isByWorker ) const noexcept {
+    for( const Helper* helper = _firstHelper; helper != nullptr; helper = helper->_next ) {
+        if( helper->_tag == tag && ( helper->_isWorker || !isByWorker ) ) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool MtContainerBase::waitForRoom( const MtRequestTag& tag, double seconds ) {
     Place place( *this );
     Blocked& blocked = place._blocked;
+    blocked._tag = tag;
     for( double left = seconds;; left = seconds - secondsSince( blocked._begin ) ) {
         link( blocked, blocked._wasWoken );
         const bool isOver = !blocked._room.timedWait( _lock, left );
-        if( blocked._isPromised || hasRoom() ) {
+        if( blocked._isPromised || isLetIn( tag ) ) {
             return true;
         }
         if( isOver ) {
@@ -84,10 +115,26 @@ void MtContainerBase::wakeProducers() {
         Blocked& blocked = *_firstBlocked;
         unlink( blocked );
         if( blocked._wasWoken ) {
-            blocked._isPromised = true;
-            ++_nbPromised;
+            promise( blocked );
         }
         blocked._room.signal();
+    }
+}
+
+void MtContainerBase::promise( Blocked& blocked ) noexcept {
+    blocked._isPromised = true;
+    ++_nbPromised;
+}
+
+void MtContainerBase::letIn( const MtRequestTag& tag ) {
+    Blocked* next = nullptr;
+    for( Blocked* blocked = _firstBlocked; blocked != nullptr; blocked = next ) {
+        next = blocked->_next;
+        if( blocked->_tag == tag ) {
+            unlink( *blocked );
+            promise( *blocked );
+            blocked->_room.signal();
+        }
     }
 }
 

@@ -47,6 +47,7 @@ void MtRequestMgr::decrementLast( const MtRequestTag& tag ) {
     const bool isZero = count.fetch_sub( 1, std::memory_order_acq_rel ) == 1;
     if( isZero && ( *tag._id )->second ) {
         ( *tag._id )->second->wakeAll();
+        _poked.broadcast();
     }
 }
 
@@ -74,6 +75,32 @@ bool MtRequestMgr::timedWaitRequestCountZero( MtRequestTag tag, double seconds )
     const Guard guard( _lock );
     const RCShdPtr<MtRequestZero> zero = findZero( tag );
     return zero.isNull() || zero->timedWait( _lock, seconds );
+}
+
+MtRequestMgr::WaitResult MtRequestMgr::waitZeroOrPoke( MtRequestTag tag, std::uint64_t nbPokes,
+                                                       double seconds ) {
+    const Guard guard( _lock );
+    const RCShdPtr<MtRequestZero> zero = findZero( tag );
+    if( zero.isNull() ) {
+        return ZERO;
+    }
+    const std::uint64_t nbZeros = zero->getNbZeros();
+    const bool isOver = _nbPokes == nbPokes && !_poked.timedWait( _lock, seconds );
+    if( zero->getNbZeros() != nbZeros ) {
+        return ZERO;
+    }
+    return isOver && _nbPokes == nbPokes ? TIME_OUT : POKED;
+}
+
+std::uint64_t MtRequestMgr::getNbPokes() const {
+    const Guard guard( _lock );
+    return _nbPokes;
+}
+
+void MtRequestMgr::poke() {
+    const Guard guard( _lock );
+    ++_nbPokes;
+    _poked.broadcast();
 }
 
 bool MtRequestMgr::isInWork( MtRequestTag tag ) const noexcept {

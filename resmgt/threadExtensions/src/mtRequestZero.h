@@ -20,6 +20,7 @@ public:
         const std::uint64_t nbZeros = _nbZeros;
         return _timedCondVar.timedWait( lock, seconds ) || _nbZeros != nbZeros;
     }
+    std::uint64_t getNbZeros() const noexcept { return _nbZeros; }
     void wakeAll() {
         ++_nbZeros;
         _condVar.broadcast();
