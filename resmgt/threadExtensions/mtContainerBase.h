@@ -93,7 +93,10 @@ protected:
     }
     void wakeWorkers() const QV_REQUIRES( _lock ) { _nonEmpty.broadcast(); }
     /// So many workers are there for pushes from now on.
-    void serve( std::uint32_t nbWorkers ) QV_REQUIRES( _lock ) { _nbServing = nbWorkers; }
+    void serve( std::uint32_t nbWorkers ) QV_REQUIRES( _lock ) {
+        _nbServing = nbWorkers;
+        _hasLeavers = false;
+    }
     /// A worker of a stopping pool leaves; false while there is something left for it.
     bool leave() QV_REQUIRES( _lock );
     /// Lets as many producers go on as there is room for.
@@ -121,6 +124,8 @@ private:
     std::uint32_t _nbPromised QV_GUARDED_BY( _lock ) = 0;
     // In `waitForRoom`, whether woken or not.
     std::uint32_t _nbBlocked QV_GUARDED_BY( _lock ) = 0;
+    // Workers of a stopping pool wait for nothing but their pushes.
+    bool _hasLeavers QV_GUARDED_BY( _lock ) = false;
     // Those of them that nobody has woken.
     std::uint32_t _nbListed QV_GUARDED_BY( _lock ) = 0;
     Blocked* _firstBlocked QV_GUARDED_BY( _lock ) = nullptr;

@@ -90,7 +90,8 @@ public:
     bool timedWaitRequestCountZero( MtRequestTag tag, double seconds );
     /// Runs the tag's queued items on the calling thread, and waits for those in work.
     void workAlong( MtRequestTag tag );
-    /// False when the time ran out first; it is looked at between two items.
+    /// False when the time ran out first; it is looked at between two items, and one of 0
+    /// runs none.
     bool timedWorkAlong( MtRequestTag tag, double seconds );
     /// Drops the tag's queued items, without executing them. Those in work go on, and so do pushes
     /// that wait for room. Answers how many there were. Observers are informed as of a pop.

@@ -17,7 +17,7 @@ namespace Qv {
 ///           are stopped, and `start` raises; the pool is as before and may be started anew.
 /// Stopping: each worker ends the round that it is in; it begins further ones only while
 ///           `isTaskLeft` says that there is work left. `stop` returns when all have ended. A pool
-///           may be started again. A worker must not stop its own pool, an assertion.
+///           may be started again. A worker must not stop its own pool, nor start it, an assertion.
 /// Failure:  an exception that leaves a worker's round or hook ends the process.
 /// Places:   if asked for, worker i is bound to the i-th processor of the process's set, counted
 ///           from the lowest and beginning anew where workers are more than processors. Of a set
@@ -56,7 +56,8 @@ protected:
     /// Wakes the workers of a pool that is to stop, and doesn't raise. A class whose performTask
     /// waits overrides it.
     virtual void stopThreads();
-    /// Before the first round, and after the last.
+    /// Before the first round, and after the last, when the thread is none of the pool's workers
+    /// any more.
     virtual void beginWorker( unsigned int index );
     virtual void endWorker( unsigned int index );
     /// Asked after each round of a stopping pool: whether the worker must make another one. After

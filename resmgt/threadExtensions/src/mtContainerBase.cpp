@@ -48,8 +48,7 @@ public:
         _container._nbPromised -= _blocked._isPromised ? 1 : 0;
         _container._longestWait =
             std::max( _container._longestWait, secondsSince( _blocked._begin ) );
-        if( --_container._nbBlocked == 0 && _container._nbQueued == 0 ) {
-            // Workers of a stopping pool may wait for nothing but this push.
+        if( --_container._nbBlocked == 0 && _container._hasLeavers ) {
             _container._nonEmpty.broadcast();
         }
     }
@@ -141,8 +140,11 @@ void MtContainerBase::letIn( const MtRequestTag& tag ) {
 bool MtContainerBase::waitForItem( const std::atomic<bool>& isRunning ) {
     while( _nbQueued == 0 ) {
         // Relaxed: it is cleared before the lock is taken under which all workers are woken.
-        if( !isRunning.load( std::memory_order_relaxed ) && _nbBlocked == 0 ) {
-            return false;
+        if( !isRunning.load( std::memory_order_relaxed ) ) {
+            if( _nbBlocked == 0 ) {
+                return false;
+            }
+            _hasLeavers = true;
         }
         _nonEmpty.wait( _lock );
     }

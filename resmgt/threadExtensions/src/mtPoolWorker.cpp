@@ -30,8 +30,9 @@ void MtThreadPool::PoolWorker::performExecute( MtThread* ) {
         _pool.performTask( _index );
         _pool.doneTask( _index );
     } while( _pool.isRunning() || _pool.isTaskLeft( _index ) );
-    _pool.endWorker( _index );
+    // The pool doesn't count on it any more.
     ownPool = nullptr;
+    _pool.endWorker( _index );
 }
 
 void MtThreadPool::PoolWorker::performStop( MtThread* ) {}

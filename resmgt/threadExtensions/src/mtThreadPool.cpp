@@ -48,6 +48,7 @@ void MtThreadPool::start() {
 }
 
 void MtThreadPool::startAll() {
+    QV_ASSERT( !isOwnWorker() );
     Threads threads = makeThreads( getNbThreads() );
     std::vector<MtThread*> toStart;
     for( const OPtr<MtThread>& thread : threads ) {

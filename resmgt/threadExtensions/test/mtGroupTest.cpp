@@ -463,14 +463,18 @@ TYPED_TEST( MtGroupTest, DerivedGroupHasItsHooksCalledAndMayPushInThem ) {
             _notes.push_back( "begin" );
             this->push( Job( _tag, [this] { _notes.push_back( "item" ); } ) );
         }
-        void endWorker( unsigned int ) override { _notes.push_back( "end" ); }
+        void endWorker( unsigned int ) override {
+            // Nobody would execute it.
+            _notes.push_back(
+                raisedBy<ExAssertionFailed>( [this] { this->push( Job( _tag, nullptr ) ); } ) );
+        }
 
         std::vector<std::string>& _notes;
         const MtRequestTag _tag = this->registerProducer();
     };
     std::vector<std::string> notes;
     { const Hooked group( notes ); }
-    EXPECT_THAT( notes, ElementsAre( "begin", "item", "end" ) );
+    EXPECT_THAT( notes, ElementsAre( "begin", "item", HasSubstr( "_nbServing != 0" ) ) );
 }
 
 TEST( MtGroupDumpTest, DumpHasThePoolAndItsSnapshot ) {
