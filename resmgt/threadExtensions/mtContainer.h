@@ -42,6 +42,7 @@ public:
 private:
     template <class, class>
     friend class MtGroup;
+    friend class MtContainerTest;
 
     using Guard = LkGuard<const LkLock>;
 

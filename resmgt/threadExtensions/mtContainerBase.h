@@ -115,6 +115,8 @@ protected:
     Helper* _firstHelper QV_GUARDED_BY( _lock ) = nullptr;
 
 private:
+    friend class MtContainerTest;
+
     void promise( Blocked& blocked ) noexcept QV_REQUIRES( _lock );
     void letIn( const MtRequestTag& tag ) QV_REQUIRES( _lock );
     void link( Blocked& blocked, bool isFirst ) noexcept QV_REQUIRES( _lock );

@@ -91,6 +91,10 @@ bool MtContainerBase::isAwaited( const MtRequestTag& tag, bool isByWorker ) cons
 }
 
 bool MtContainerBase::waitForRoom( const MtRequestTag& tag, double seconds ) {
+    // No number isn't above 0 either.
+    if( !( seconds > 0.0 ) ) {
+        return false;
+    }
     Place place( *this );
     Blocked& blocked = place._blocked;
     blocked._tag = tag;

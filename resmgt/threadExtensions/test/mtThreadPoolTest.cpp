@@ -12,12 +12,38 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
+#include <pthread.h>
 #include <sched.h>
 
 #include <array>
 #include <map>
 #include <set>
 #include <sstream>
+
+extern "C" {
+int __real_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
+                           void* ( *routine )(void*), void* argument );
+int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
+                           void* ( *routine )(void*), void* argument );
+}
+
+namespace {
+
+constexpr int UNLIMITED = -1;
+int nbStartsLeft = UNLIMITED;
+
+} // namespace
+
+// This program's own; the standard library's threads start without it.
+int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
+                           void* ( *routine )(void*), void* argument ) {
+    if( nbStartsLeft == 0 ) {
+        return EAGAIN;
+    }
+    nbStartsLeft -= nbStartsLeft != UNLIMITED ? 1 : 0;
+    return __real_pthread_create( thread, attributes, routine, argument );
+}
 
 namespace Qv {
 namespace {
@@ -183,6 +209,38 @@ TEST( MtThreadPoolTest, StartThatFailsAnywhereLeavesNothingAndTheNextOneWorks ) 
     EXPECT_TRUE( pool.isRunning() );
     EXPECT_EQ( countThreads(), nbThreads + 3 );
     pool.stop();
+}
+
+TEST( MtThreadPoolTest, StartWithoutThreadsEnoughStopsThoseThatRun ) {
+    const unsigned int nbThreads = countThreads();
+    for( int nbStarted = 0; nbStarted < 3; ++nbStarted ) {
+        CountingPool pool( 3 );
+        nbStartsLeft = nbStarted;
+        EXPECT_THROW( pool.start(), ExAssertionFailed );
+        EXPECT_FALSE( pool.isRunning() );
+        EXPECT_EQ( countThreads(), nbThreads );
+        for( unsigned int i = 0; i < 3; ++i ) {
+            EXPECT_EQ( pool.getNotes( i ), i < static_cast<unsigned int>( nbStarted )
+                                               ? "begin obtain perform done end "
+                                               : "" );
+        }
+        EXPECT_THROW( JobGroup( "group", 4, { .maximumSize = 1 } ), ExAssertionFailed );
+        EXPECT_EQ( countThreads(), nbThreads );
+        nbStartsLeft = UNLIMITED;
+        pool.rearm();
+        pool.start();
+        EXPECT_EQ( countThreads(), nbThreads + 3 );
+    }
+    JobGroup group( "group", 2 );
+    const Producer producer( group );
+    group.stop();
+    nbStartsLeft = 1;
+    EXPECT_THROW( group.start(), ExAssertionFailed );
+    nbStartsLeft = UNLIMITED;
+    EXPECT_THAT( raisedBy<ExAssertionFailed>( [&] { producer.push( nullptr ); } ),
+                 HasSubstr( "_nbServing != 0" ) );
+    group.start();
+    producer.push( nullptr );
 }
 
 TEST( MtThreadPoolTest, WorkersGoRoundTheProcessorsOfTheProcess ) {
