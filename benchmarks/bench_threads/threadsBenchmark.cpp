@@ -9,6 +9,7 @@
 ///   already, as one that is started again.
 /// - makeStartAndJoin: the same with the making and the end of the object, which has a node in the
 ///   graph of priorities.
+/// - emptyTasks, oneTask, oneTaskWaited: pools; see poolBenchmark.cpp.
 int main( int argc, char** argv ) {
     benchmark::Initialize( &argc, argv );
     const Qv::InInitGuard packages( argc, argv );
