@@ -1,6 +1,7 @@
 #include <tests/qvcomp/fileSizeLimit.h>
 #include <tests/qvcomp/testCommand.h>
 
+#include <tests/support/deniedCall.h>
 #include <tests/support/gate.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/tempDirectory.h>
@@ -8,8 +9,8 @@
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/interrupt.h>
 #include <tools/qvcomp/pngWriter.h>
-#include <tools/qvcomp/startThread.h>
 #include <tools/qvcomp/tileProtocol.h>
+#include <tools/qvcomp/workers.h>
 
 #include <resmgt/locks/lkAsyncHandle.h>
 #include <resmgt/osal/test/failingCalls.h>
@@ -24,6 +25,7 @@
 #include <tuple>
 
 #include <sys/fsuid.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace Qv::Comp {
@@ -241,17 +243,20 @@ TEST_F( QvcompFilesTest, NameThatTurnsOutToBeTheOtherFilesIsNoticed ) {
 }
 
 TEST_F( QvcompFilesTest, ThreadThatCantBeStartedIsOneSentence ) {
-    struct Refused {
-        explicit Refused( int ) { throw std::system_error( EAGAIN, std::generic_category() ); }
+    const auto start = [] {
+        denyCall( SYS_clone3, EAGAIN );
+        denyCall( SYS_clone, EAGAIN );
+        std::cerr << raisedBy<Failure>( [] { makeWorkers( "test", 3, 1 ); } );
+        std::_Exit( 0 );
     };
-    EXPECT_THAT( raisedBy<Failure>( [] { startThread<Refused>( 1 ); } ),
-                 ::testing::HasSubstr( "--threads" ) );
+    EXPECT_EXIT( start(), ::testing::ExitedWithCode( 0 ), "--threads" );
 }
 
 TEST_F( QvcompFilesTest, TileComesBackByEitherWay ) {
     // Without and with room at the worker.
     for( const std::size_t maxPending : { std::size_t{ 0 }, std::size_t{ 4 } } ) {
-        Spill spill( _folder.path().string(), TILE_BYTES, maxPending );
+        const auto workers = makeWorkers( "test", 1, 1 );
+        Spill spill( _folder.path().string(), TILE_BYTES, *workers, maxPending );
         TileProtocol first( spill );
         TileProtocol second( spill );
         std::vector<unsigned char> content( TILE_BYTES );
@@ -272,7 +277,8 @@ TEST_F( QvcompFilesTest, TileComesBackByEitherWay ) {
 }
 
 TEST_F( QvcompFilesTest, FailedReadAheadIsReportedToTheBufferAndKept ) {
-    Spill spill( _folder.path().string(), TILE_BYTES, 4 );
+    const auto workers = makeWorkers( "test", 1, 1 );
+    Spill spill( _folder.path().string(), TILE_BYTES, *workers, 4 );
     TileProtocol protocol( spill );
     std::vector<unsigned char> memory( TILE_BYTES );
     ASSERT_TRUE( protocol.unload( memory.data(), TILE_BYTES ) );

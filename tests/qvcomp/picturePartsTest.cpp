@@ -60,7 +60,8 @@ protected:
 
     PlainTiles _store{ TILE_SIDE };
     Progress _progress{ nullptr, {} };
-    PassRunner _runner{ 2, 0, _progress };
+    const std::unique_ptr<Workers> _workers = makeWorkers( "test", 1, 2 );
+    PassRunner _runner{ *_workers, 0, _progress };
 };
 
 TEST_F( QvcompPictureTest, ResamplingKeepsAnEvenImageEven ) {

@@ -1,51 +1,25 @@
 #include <tools/qvcomp/asyncWorker.h>
-#include <tools/qvcomp/startThread.h>
 
-#include <utility>
+#include <algorithm>
+#include <limits>
 
 namespace Qv::Comp {
 
-AsyncWorker::AsyncWorker( std::size_t maxPending )
-    : _maxPending( maxPending )
-    , _lock( "AsyncWorker" )
-    , _posted( "AsyncWorker posted" )
-    , _thread( startThread<std::thread>( [this] { run(); } ) ) {}
-
-AsyncWorker::~AsyncWorker() {
-    {
-        const LkGuard<const LkLock> guard( _lock );
-        _mustEnd = true;
+AsyncWorker::AsyncWorker( Workers& computing, std::size_t maxPending ) {
+    if( maxPending < 2 ) {
+        return;
     }
-    _posted.signal();
-    _thread.join();
+    // One is at work, the others wait.
+    const std::size_t maxQueued =
+        std::min<std::size_t>( maxPending - 1, std::numeric_limits<std::uint32_t>::max() );
+    _workers = makeWorkers( "qvcomp-transfer", 1, static_cast<std::uint32_t>( maxQueued ) );
+    _neverAbove.emplace( LiString( "transfer<=compute" ), *_workers,
+                         PriorityRelation::LESS_OR_EQUAL, computing );
+    _producer.emplace( *_workers );
 }
 
-bool AsyncWorker::tryPost( Operation operation ) {
-    {
-        const LkGuard<const LkLock> guard( _lock );
-        if( _pending.size() >= _maxPending ) {
-            return false;
-        }
-        _pending.push_back( std::move( operation ) );
-    }
-    _posted.signal();
-    return true;
-}
-
-void AsyncWorker::run() {
-    while( const Operation* operation = waitForOperation() ) {
-        ( *operation )();
-        const LkGuard<const LkLock> guard( _lock );
-        _pending.pop_front();
-    }
-}
-
-const AsyncWorker::Operation* AsyncWorker::waitForOperation() {
-    const LkGuard<const LkLock> guard( _lock );
-    while( _pending.empty() && !_mustEnd ) {
-        _posted.wait( guard );
-    }
-    return _pending.empty() ? nullptr : &_pending.front();
+MtPoolSnapshot AsyncWorker::getSnapshot() const {
+    return _workers ? _workers->getSnapshot() : MtPoolSnapshot();
 }
 
 } // namespace Qv::Comp

@@ -1,45 +1,38 @@
 #pragma once
 
-#include <base/locks/lkLock.h>
-#include <resmgt/locks/lkCondVar.h>
+#include <tools/qvcomp/workers.h>
+
+#include <resmgt/threads/priorityRelation.h>
 
 #include <cstddef>
-#include <deque>
-#include <functional>
-#include <thread>
+#include <optional>
 
 namespace Qv::Comp {
 
-/// A thread that does operations in the order in which they are posted.
+/// A thread that does operations in the order in which they are posted, and never goes before the
+/// computing ones.
 ///
 /// Threads:  any thread posts.
 /// Lifetime: the destructor lets the posted operations end first.
 class AsyncWorker {
 public:
-    /// An operation raises nothing.
-    using Operation = std::function<void()>;
-
-    /// At most `maxPending` operations wait or run at one time.
-    explicit AsyncWorker( std::size_t maxPending );
+    /// At most `maxPending` operations wait or run at one time; below 2 none are taken.
+    AsyncWorker( Workers& computing, std::size_t maxPending );
     AsyncWorker( const AsyncWorker& ) = delete;
     AsyncWorker& operator=( const AsyncWorker& ) = delete;
-    ~AsyncWorker();
 
-    /// False when too many operations are pending; nothing has happened then.
-    bool tryPost( Operation operation );
+    /// False when too many operations are pending; nothing has happened then. An operation raises
+    /// nothing.
+    template <class Operation>
+    bool tryPost( Operation operation ) {
+        return _producer && _producer->tryPush( std::move( operation ) );
+    }
+    MtPoolSnapshot getSnapshot() const;
 
 private:
-    void run();
-    /// The operation whose turn it is, which stays in its place; null at the end.
-    const Operation* waitForOperation();
-
-    const std::size_t _maxPending;
-    LkLock _lock;
-    LkCondVar _posted;
-    /// The first one is the one at work.
-    std::deque<Operation> _pending QV_GUARDED_BY( _lock );
-    bool _mustEnd QV_GUARDED_BY( _lock ) = false;
-    std::thread _thread;
+    std::unique_ptr<Workers> _workers;
+    std::optional<PriorityRelation> _neverAbove;
+    std::optional<Producer> _producer;
 };
 
 } // namespace Qv::Comp

@@ -11,6 +11,7 @@
 #include <base/failure/exBase.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/profiling/hwIntervalTimer.h>
+#include <resmgt/threads/mtUtil.h>
 
 #include <ImfThreading.h>
 
@@ -19,7 +20,6 @@
 #include <functional>
 #include <new>
 #include <system_error>
-#include <thread>
 
 namespace Qv::Comp {
 
@@ -88,9 +88,10 @@ ManagedTiles::Settings makeSettings( const Options& options, const Scene& scene 
 }
 
 /// Renders the scene again in plain memory, and holds `picture` against that.
-void verify( const Options& options, const Scene& scene, TilePlane& picture, Progress& progress ) {
-    PlainTiles store( options.tileSide );
-    PassRunner runner( options.threads, store.getPrefetchDepth(), progress );
+void verify( int tileSide, const Scene& scene, TilePlane& picture, Workers& workers,
+             Progress& progress ) {
+    PlainTiles store( tileSide );
+    PassRunner runner( workers, store.getPrefetchDepth(), progress );
     const auto expected = renderScene( scene, store, runner );
     checkIdentical( picture, *expected );
 }
@@ -98,6 +99,7 @@ void verify( const Options& options, const Scene& scene, TilePlane& picture, Pro
 void fillReport( Report& report, const ManagedTiles& store ) {
     const SpillCounts& counts = store.getCounts();
     report.peakTiles = store.getPeakBytes();
+    report.transfers = store.getTransfers();
     report.tiles = counts.tiles.load( std::memory_order_relaxed );
     report.evictions = counts.evictions.load( std::memory_order_relaxed );
     report.reloads = counts.reloads.load( std::memory_order_relaxed );
@@ -161,8 +163,8 @@ private:
 std::vector<double> getWeights( const Options& options, const Scene& scene ) {
     // Nanoseconds a pixel, like those of rendering.
     constexpr double WRITING = 550.0;
-    const int processors = std::max( static_cast<int>( std::thread::hardware_concurrency() ), 1 );
-    std::vector<double> weights = getPhaseWeights( scene, std::min( options.threads, processors ) );
+    std::vector<double> weights =
+        getPhaseWeights( scene, std::min( options.threads, MtUtil::getNbUsableProcessors() ) );
     const std::vector<double> again = options.mustVerify ? weights : std::vector<double>();
     weights.push_back( WRITING * scene.width * scene.height );
     weights.insert( weights.end(), again.begin(), again.end() );
@@ -175,8 +177,12 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
     Progress progress( terminal, getWeights( options, scene ) );
     Outputs outputs( options, scene );
     const ManagedTiles::Settings settings = makeSettings( options, scene );
-    ManagedTiles store( settings );
-    PassRunner runner( options.threads, store.getPrefetchDepth(), progress );
+    // The calling thread computes as well.
+    const auto workers =
+        makeWorkers( "qvcomp-compute", static_cast<unsigned>( options.threads - 1 ),
+                     static_cast<std::uint32_t>( options.threads ) );
+    ManagedTiles store( settings, *workers );
+    PassRunner runner( *workers, store.getPrefetchDepth(), progress );
     const auto picture = renderScene( scene, store, runner );
     outputs.write( *picture, progress );
 
@@ -186,8 +192,9 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
     report.peakProcess = getPeakProcessMemory();
     report.seconds = timer.sinceStart();
     fillReport( report, store );
+    report.computing = workers->getSnapshot();
     if( options.mustVerify ) {
-        verify( options, scene, *picture, progress );
+        verify( options.tileSide, scene, *picture, *workers, progress );
     }
     outputs.commit();
     return report;

@@ -129,7 +129,7 @@ private:
     std::vector<MbBuffer> _buffers;
 };
 
-ManagedTiles::ManagedTiles( const Settings& settings )
+ManagedTiles::ManagedTiles( const Settings& settings, Workers& computing )
     : _tileSide( settings.tileSide )
     , _capacity( getCapacity( settings ) )
     , _mustSpill( _capacity < getTileMemory( settings.tileSide, settings.workingTiles ) )
@@ -139,7 +139,7 @@ ManagedTiles::ManagedTiles( const Settings& settings )
                           ? std::min( _spare / static_cast<std::size_t>( 2 * settings.threads ),
                                       MAX_PREFETCH_DEPTH )
                           : 0 )
-    , _spill( settings.scratchFolder, getTileBytes( settings.tileSide ), _spare )
+    , _spill( settings.scratchFolder, getTileBytes( settings.tileSide ), computing, _spare )
     , _manager( makeManager( settings, _capacity ) )
     , _factory( new MbBufferSimpleFactory( getInitialState( settings.policy ), _manager ) ) {}
 

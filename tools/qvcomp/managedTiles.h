@@ -36,7 +36,7 @@ public:
     };
 
     /// Errors: Failure when the scratch file can't be made or the memory isn't there.
-    explicit ManagedTiles( const Settings& settings );
+    ManagedTiles( const Settings& settings, Workers& computing );
     ~ManagedTiles() override;
 
     std::unique_ptr<TilePlane> createPlane( const std::string& name, int width,
@@ -44,6 +44,7 @@ public:
     std::size_t getPrefetchDepth() const override { return _prefetchDepth; }
 
     const SpillCounts& getCounts() const noexcept { return _spill.counts; }
+    MtPoolSnapshot getTransfers() const { return _spill.worker.getSnapshot(); }
     /// The most bytes that tiles had at one time, looked at each time after a tile was locked.
     std::uint64_t getPeakBytes() const noexcept {
         return _peakBytes.load( std::memory_order_relaxed );

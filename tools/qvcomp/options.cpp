@@ -8,12 +8,12 @@
 #include <resmgt/osal/osEnv.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osTypedPath.h>
+#include <resmgt/threads/mtUtil.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <string_view>
-#include <thread>
 
 namespace Qv::Comp {
 
@@ -220,7 +220,7 @@ OsFilePath getDefaultScratch() {
 }
 
 int getDefaultThreads() {
-    return std::clamp( static_cast<int>( std::thread::hardware_concurrency() ), 1, MAX_THREADS );
+    return std::min( MtUtil::getNbUsableProcessors(), MAX_THREADS );
 }
 
 /// What the command line leaves open.

@@ -22,6 +22,11 @@ std::string toMebibytes( std::uint64_t bytes ) {
     return format( "%.1f MiB", static_cast<double>( bytes ) / ( 1024.0 * 1024.0 ) );
 }
 
+std::string toTasks( const MtPoolSnapshot& workers ) {
+    return std::to_string( workers.nbDone ) + " tasks of workers, at most " +
+           std::to_string( workers.mostQueued ) + " waiting";
+}
+
 void writeText( std::ostream& stream, const Report& report ) {
     const Options& options = report.options;
     const std::string limit = options.memory ? toMebibytes( *options.memory ) : "none";
@@ -38,6 +43,8 @@ void writeText( std::ostream& stream, const Report& report ) {
            << "Memory limit    " << limit << '\n'
            << "Peak of tiles   " << toMebibytes( report.peakTiles ) << '\n'
            << "Peak of process " << toMebibytes( report.peakProcess ) << '\n'
+           << "Computing       " << toTasks( report.computing ) << '\n'
+           << "Transfers       " << toTasks( report.transfers ) << '\n'
            << "Time            " << format( "%.2f s", report.seconds ) << '\n';
     if( options.mustVerify ) {
         stream << "Verified        identical to the picture made in plain memory\n";
@@ -86,6 +93,10 @@ void writeJson( std::ostream& stream, const Report& report ) {
            << ( options.memory ? std::to_string( *options.memory ) : "null" ) << ",\n"
            << "  \"peakTileBytes\": " << report.peakTiles << ",\n"
            << "  \"peakProcessBytes\": " << report.peakProcess << ",\n"
+           << "  \"computeTasks\": " << report.computing.nbDone << ",\n"
+           << "  \"computeMostQueued\": " << report.computing.mostQueued << ",\n"
+           << "  \"transferTasks\": " << report.transfers.nbDone << ",\n"
+           << "  \"transferMostQueued\": " << report.transfers.mostQueued << ",\n"
            << "  \"seconds\": " << format( "%.3f", report.seconds ) << ",\n"
            << "  \"verified\": " << ( options.mustVerify ? "true" : "null" ) << "\n"
            << "}\n";

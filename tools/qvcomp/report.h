@@ -2,6 +2,8 @@
 
 #include <tools/qvcomp/options.h>
 
+#include <resmgt/threadExtensions/mtPoolSnapshot.h>
+
 #include <ostream>
 
 namespace Qv::Comp {
@@ -18,6 +20,9 @@ struct Report {
     std::uint64_t prefetches = 0;
     std::uint64_t bytesWritten = 0;
     std::uint64_t bytesRead = 0;
+    /// The passes on the workers, and reading ahead and writing early.
+    MtPoolSnapshot computing;
+    MtPoolSnapshot transfers;
     double seconds = 0.0;
 };
 

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <exception>
+#include <mutex>
 
 namespace Qv::Comp {
 
@@ -39,9 +40,10 @@ private:
 
 /// What the tiles of a store share for their way to the disk and back.
 struct Spill {
-    Spill( const OsFilePath& folder, std::size_t tileBytes, std::size_t maxPending )
+    Spill( const OsFilePath& folder, std::size_t tileBytes, Workers& computing,
+           std::size_t maxPending )
         : scratch( folder, tileBytes )
-        , worker( maxPending ) {}
+        , worker( computing, maxPending ) {}
 
     SpillCounts counts;
     FailureNote failure;

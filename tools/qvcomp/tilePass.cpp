@@ -1,12 +1,10 @@
 #include <tools/qvcomp/tilePass.h>
 
 #include <tools/qvcomp/interrupt.h>
-#include <tools/qvcomp/startThread.h>
 
 #include <atomic>
 #include <exception>
 #include <mutex>
-#include <thread>
 
 namespace Qv::Comp {
 
@@ -71,7 +69,7 @@ private:
     std::size_t _prefetchDepth;
     Progress& _progress;
     // Both are only counters and hints between the threads, so relaxed order is enough: what a
-    // thread hands over passes through the lock or the end of the thread.
+    // thread hands over passes through the lock or the end of its task.
     std::atomic<std::size_t> _next = 0;
     std::atomic<bool> _hasFailed = false;
     std::mutex _lock;
@@ -80,26 +78,24 @@ private:
 
 } // namespace
 
-PassRunner::PassRunner( int threads, std::size_t prefetchDepth, Progress& progress )
-    : _threads( threads )
+PassRunner::PassRunner( Workers& workers, std::size_t prefetchDepth, Progress& progress )
+    : _nbWorkers( workers.getNbThreads() )
+    , _producer( workers )
     , _prefetchDepth( prefetchDepth )
     , _progress( progress ) {}
 
 void PassRunner::run( const TilePass& pass ) {
     _progress.begin( pass.name, pass.order.size() );
-    PassRun run( pass, static_cast<std::size_t>( _threads ), _prefetchDepth, _progress );
-    {
-        std::vector<std::jthread> threads;
-        threads.reserve( static_cast<std::size_t>( _threads ) );
-        try {
-            for( int i = 1; i < _threads; ++i ) {
-                threads.push_back( startThread<std::jthread>( [&run] { run.work(); } ) );
-            }
-            run.work();
-        } catch( ... ) {
-            run.fail( std::current_exception() );
+    PassRun run( pass, _nbWorkers + 1, _prefetchDepth, _progress );
+    try {
+        for( unsigned i = 0; i < _nbWorkers; ++i ) {
+            _producer.push( [&run] { run.work(); } );
         }
+        run.work();
+    } catch( ... ) {
+        run.fail( std::current_exception() );
     }
+    _producer.wait();
     run.raiseFailure();
 }
 

@@ -2,6 +2,7 @@
 
 #include <tools/qvcomp/progress.h>
 #include <tools/qvcomp/tileStore.h>
+#include <tools/qvcomp/workers.h>
 
 #include <functional>
 
@@ -17,21 +18,22 @@ struct TilePass {
     std::function<void( TilePos )> work;
 };
 
-/// Runs passes on several threads, the calling one among them.
+/// Runs passes on workers and on the calling thread.
 ///
 /// Prefetching: before a thread works on a tile, while it has access to none, it asks for the
 ///              inputs of the tile that comes up after those now in work.
-/// Errors:      the first error of any thread; the others stop at their next tile. All threads are
-///              gone when `run` returns or raises.
+/// Errors:      the first error of any thread; the others stop at their next tile. None of them
+///              works any more when `run` returns or raises.
 class PassRunner {
 public:
-    PassRunner( int threads, std::size_t prefetchDepth, Progress& progress );
+    PassRunner( Workers& workers, std::size_t prefetchDepth, Progress& progress );
 
     void run( const TilePass& pass );
     Progress& getProgress() noexcept { return _progress; }
 
 private:
-    int _threads;
+    const unsigned _nbWorkers;
+    Producer _producer;
     std::size_t _prefetchDepth;
     Progress& _progress;
 };
