@@ -69,12 +69,14 @@ protected:
     bool hasRoom() const noexcept QV_REQUIRES( _lock ) {
         return _nbQueued + _nbPromised < _maximumSize;
     }
-    void countPushed() QV_REQUIRES( _lock ) {
+    /// Answers whether there may be a worker to wake.
+    [[nodiscard]] bool countPushed() QV_REQUIRES( _lock ) {
         if( ++_nbQueued > _mostQueued ) {
             _mostQueued = _nbQueued;
         }
+        return _nbSleeping != 0;
     }
-    /// For each push, after the lock, so that the woken one finds it free.
+    /// After the lock, so that the woken one finds it free.
     void wakeWorker() const { _nonEmpty.signal(); }
     /// Waits for an item. False when there will be none: the pool stops.
     bool waitForItem( const std::atomic<bool>& isRunning ) QV_REQUIRES( _lock );
@@ -105,11 +107,24 @@ protected:
     /// `nbDone` items have been executed.
     MtPoolSnapshot takeSnapshot( std::uint64_t nbDone ) const QV_REQUIRES( _lock );
 
-    const LkLock _lock{ "MtGroup" };
+    // The first cache line is what each push and pop writes.
+
+    alignas( 64 ) const LkLock _lock{ "MtGroup" };
+
+private:
     const LkCondVar _nonEmpty{ "Non-Empty Cond Var" };
-    std::uint32_t _maximumSize QV_GUARDED_BY( _lock ) = DEFAULT_MAXIMUM_SIZE;
+    std::uint64_t _nbTaken QV_GUARDED_BY( _lock ) = 0;
+
+protected:
     std::uint32_t _nbQueued QV_GUARDED_BY( _lock ) = 0;
+    std::uint32_t _maximumSize QV_GUARDED_BY( _lock ) = DEFAULT_MAXIMUM_SIZE;
+
+private:
     std::uint32_t _mostQueued QV_GUARDED_BY( _lock ) = 0;
+    // In a wait for an item, whether woken or not.
+    std::uint32_t _nbSleeping QV_GUARDED_BY( _lock ) = 0;
+
+protected:
     // The workers that pushes can count on.
     std::uint32_t _nbServing QV_GUARDED_BY( _lock ) = 0;
     Helper* _firstHelper QV_GUARDED_BY( _lock ) = nullptr;
@@ -132,7 +147,6 @@ private:
     std::uint32_t _nbListed QV_GUARDED_BY( _lock ) = 0;
     Blocked* _firstBlocked QV_GUARDED_BY( _lock ) = nullptr;
     Blocked* _lastBlocked QV_GUARDED_BY( _lock ) = nullptr;
-    std::uint64_t _nbTaken QV_GUARDED_BY( _lock ) = 0;
     std::uint64_t _nbDiscarded QV_GUARDED_BY( _lock ) = 0;
     // In seconds, of the waits that are over.
     double _longestWait QV_GUARDED_BY( _lock ) = 0.0;

@@ -16,6 +16,21 @@ double secondsSince( Clock::time_point begin ) {
     return std::chrono::duration<double>( Clock::now() - begin ).count();
 }
 
+/// Counts a sleeping worker for a scope.
+class Sleeper {
+public:
+    explicit Sleeper( std::uint32_t& count ) noexcept
+        : _count( count ) {
+        ++_count;
+    }
+    Sleeper( const Sleeper& ) = delete;
+    Sleeper& operator=( const Sleeper& ) = delete;
+    ~Sleeper() { --_count; }
+
+private:
+    std::uint32_t& _count;
+};
+
 } // namespace
 
 /// A thread that waits for room, in its own frame. In the list until somebody wakes it.
@@ -150,6 +165,7 @@ bool MtContainerBase::waitForItem( const std::atomic<bool>& isRunning ) {
             }
             _hasLeavers = true;
         }
+        const Sleeper sleeper( _nbSleeping );
         _nonEmpty.wait( _lock );
     }
     return true;
