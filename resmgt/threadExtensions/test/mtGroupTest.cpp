@@ -372,6 +372,10 @@ TYPED_TEST( MtGroupTest, ObserversAreInformedAndTheirExceptionsReported ) {
         EXPECT_EQ( group.discard( producer.getTag() ), 3u );
         this->busy.release();
     }
+    // The worker may report the pop of its stop item first.
+    if( notes.size() > 7 && notes[6] == "popped 0" ) {
+        std::swap( notes[6], notes[7] );
+    }
     EXPECT_THAT( notes, ElementsAre( "pushed 5", "pushed 4", "pushed 4", "popped 5", "popped 4",
                                      "popped 4", "pushed 0", "popped 0", "destroyed" ) );
     EXPECT_THAT( trace.getText(), HasSubstr( "observer raises" ) );
