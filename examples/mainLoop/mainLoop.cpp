@@ -4,6 +4,7 @@
 #include <base/events/evQueueEventManager.h>
 #include <base/events/evRequestEvent.h>
 #include <base/failure/exSysError.h>
+#include <base/failure/qvHere.h>
 #include <base/init/inInitGuard.h>
 #include <base/text/printable.h>
 #include <pluginAPI/pxRequestMgr.h>
