@@ -125,6 +125,12 @@ TEST( MtSchedulingTest, ALevelIsANiceValueFromTheFirstInstructionOfABody ) {
     EXPECT_EQ( seen, expectedNice( 2, niceOf( ::getpid() ) ) );
 }
 
+TEST( MtSchedulingTest, WhatIsNoLevelAbortsTheProgram ) {
+    for( const int level : { -1, NB_LEVELS, 200 } ) {
+        EXPECT_THROW( MtSchedulerPosix::getNiceStep( level ), ExProgramAborted );
+    }
+}
+
 std::size_t countIn( const std::string& text, const std::string& part ) {
     std::size_t count = 0;
     for( auto at = text.find( part ); at != std::string::npos; at = text.find( part, at + 1 ) ) {
