@@ -47,7 +47,7 @@ long produce( Group& group, Account& account, std::minstd_rand random ) {
         const int key = static_cast<int>( random() % 5 ) - 2;
         const bool isFeeding = random() % 8 == 0;
         const Job job = producer.make(
-            [&account, &producer, token, isFeeding] {
+            [&producer, token, isFeeding] {
                 token.run();
                 if( isFeeding ) {
                     producer.push( [token] { token.run(); } );
