@@ -23,7 +23,7 @@ namespace Qv {
 ///             waits or asks for it, also while the unlock that let it in is still returning.
 /// Errors:     a wait that raises leaves the lock as if the thread hadn't come; one that waited for
 ///             writing wakes those whom it held up.
-/// Cost:       while nobody waits, one compare-and-swap to enter and one to leave.
+/// Cost:       while nobody waits, one atomic operation to enter and one to leave.
 class QV_RESMGT_API QV_CAPABILITY( "shared_mutex" ) LkRwLock {
 public:
     /// `name` is kept, not copied: it must outlive this object. The internal lock and both

@@ -16,9 +16,8 @@ namespace Qv {
 /// lock, and stays in the count until it enters or gives up.
 ///
 /// Invariants
-///  - FROZEN is set and taken off under the internal lock alone. It stands there as long as a
-///  waiter
-///    is counted or, without a writer, a newcomer is on its way. So whoever finds it takes the
+///  - FROZEN is set and taken off under the internal lock alone. It stays as long as a waiter is
+///    counted or, without a writer, a newcomer is on its way. So whoever finds it takes the
 ///    internal lock and decides by all counts together.
 ///  - Frozen: the holders are `_nbReaders`, or WRITER. Nobody else enters and no one leaves without
 ///    the internal lock; newcomers alone may change the word.
