@@ -1,5 +1,5 @@
-// A main loop that sleeps in poll until something is to be done: other threads' events, what an
-// event puts off as a request, and whatever else has a descriptor.
+// A main loop that sleeps in poll until something is to be done: events of a group of workers, what
+// an event puts off as a request, and whatever else has a descriptor.
 
 #include <base/events/evQueueEventManager.h>
 #include <base/events/evRequestEvent.h>
@@ -9,6 +9,8 @@
 #include <base/text/printable.h>
 #include <pluginAPI/pxRequestMgr.h>
 #include <resmgt/osal/osWakeUp.h>
+#include <resmgt/threadExtensions/mtGroup.h>
+#include <resmgt/threadExtensions/mtTask.h>
 
 #include <poll.h>
 
@@ -17,7 +19,7 @@
 #include <deque>
 #include <exception>
 #include <functional>
-#include <thread>
+#include <queue>
 #include <utility>
 
 namespace {
@@ -61,6 +63,20 @@ private:
     const std::function<void( int )> _use;
 };
 
+// What a worker does: it finds a result and posts it. What leaves it would end the process.
+class Search : public Qv::MtTaskImp {
+public:
+    Search( Qv::EvQueueEventManager& events, ResultEvent result )
+        : _events( events )
+        , _result( std::move( result ) ) {}
+
+private:
+    void perform() override { _events.post( _result.clone() ); }
+
+    Qv::EvQueueEventManager& _events;
+    const ResultEvent _result;
+};
+
 // Sleeps until the loop is woken.
 void wait( Qv::OsWakeUp& wakeUp ) {
     // The application's other descriptors stand beside it: a display, a socket, a pipe.
@@ -88,17 +104,21 @@ int run( int argc, const char* const* argv ) {
             ++nbShown;
         } );
     };
-    std::jthread worker( [&events, &use] {
-        for( int number = 1; number <= NB_RESULTS; ++number ) {
-            events.post( Qv::OPtr<Qv::EvEvent>( new ResultEvent( number * number, use ) ) );
-        }
-    } );
+    Qv::MtGroup<std::queue<Qv::MtTask>> workers( "search", 1 );
+    const Qv::MtRequestTag tag = workers.registerProducer();
+    for( int number = 1; number <= NB_RESULTS; ++number ) {
+        const ResultEvent result( number * number, use );
+        workers.push(
+            Qv::MtTask( tag, Qv::RCShdPtr<Qv::MtTaskImp>( new Search( events, result ) ) ) );
+    }
 
     while( nbShown < NB_RESULTS ) {
         wait( wakeUp );
         events.drain();
         Qv::PxRequestMgr::getInstance().drain();
     }
+    workers.waitRequestCountZero( tag );
+    workers.endProducer( tag );
     std::printf( "all %d results are shown\n", nbShown );
     return 0;
 }
