@@ -403,6 +403,11 @@ TYPED_TEST( MtGroupTest, DiscardDropsTheQueuedItemsOfOneTagWithoutTheLock ) {
     group.getContainer().setMaximumSize( 2 );
     TestThread blocked( [&] { dropped.push( [&] { ran.push_back( 7 ); }, -7 ); } );
     awaitBlocked( group, 1 );
+    {
+        const FailingNew none( 0 );
+        EXPECT_THROW( group.discard( dropped.getTag() ), std::bad_alloc );
+    }
+    EXPECT_EQ( nbDestroyed, 0 );
     EXPECT_EQ( group.discard( dropped.getTag() ), 2u );
     EXPECT_EQ( nbDestroyed, 2 );
     this->busy.release();

@@ -231,6 +231,11 @@ TEST( MtThreadPoolTest, StartWithoutThreadsEnoughStopsThoseThatRun ) {
         pool.start();
         EXPECT_EQ( countThreads(), nbThreads + 3 );
     }
+    CountingPool large( 1000 );
+    nbStartsLeft = 20;
+    EXPECT_THROW( large.start(), ExAssertionFailed );
+    nbStartsLeft = UNLIMITED;
+    EXPECT_EQ( countThreads(), nbThreads );
     JobGroup group( "group", 2 );
     const Producer producer( group );
     group.stop();
