@@ -2,6 +2,7 @@
 
 #include <base/trace/traceManager.h>
 #include <resmgt/threadExtensions/mtGroup.h>
+#include <resmgt/threads/mtThreadMgr.h>
 #include <tests/support/deadline.h>
 
 #include <functional>
@@ -62,6 +63,11 @@ private:
     Group& _group;
     const MtRequestTag _tag;
 };
+
+/// The threads that the manager knows.
+inline unsigned int countThreads() {
+    return static_cast<unsigned int>( MtThreadMgr::getInstance().getNbThreads() );
+}
 
 /// Waits until so many pushes wait for room.
 template <class Group>

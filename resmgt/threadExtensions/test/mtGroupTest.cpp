@@ -1,7 +1,6 @@
 #include <resmgt/threadExtensions/mtGroup.h>
 
 #include <resmgt/threadExtensions/test/job.h>
-#include <resmgt/threads/mtThreadMgr.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/raisedBy.h>
@@ -21,10 +20,6 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 constexpr double INF = std::numeric_limits<double>::infinity();
-
-unsigned int countThreads() {
-    return static_cast<unsigned int>( MtThreadMgr::getInstance().getNbThreads() );
-}
 
 /// With a single worker, which a test can keep busy.
 template <class G>

@@ -101,10 +101,6 @@ private:
     std::map<unsigned int, std::uint32_t> _threads;
 };
 
-unsigned int countThreads() {
-    return static_cast<unsigned int>( MtThreadMgr::getInstance().getNbThreads() );
-}
-
 TEST( MtThreadPoolTest, WorkersRunTheirRoundsBetweenTheHooksAndMayBeStartedAgain ) {
     const unsigned int nbBefore = countThreads();
     CountingPool pool( 2 );
