@@ -16,9 +16,24 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+// A sanitizer calls some of the wrapped functions before it can watch anybody.
+#define QV_UNWATCHED __attribute__( ( no_sanitize( "address", "undefined", "thread" ) ) )
+
 namespace Qv {
 
 namespace {
+
+/// How many objects of this file's classes are alive. Not std::atomic, whose operations are
+/// watched.
+int nbAlive = 0;
+
+QV_UNWATCHED bool isAnyAlive() {
+    return __atomic_load_n( &nbAlive, __ATOMIC_ACQUIRE ) != 0;
+}
+
+void countAlive( int change ) {
+    __atomic_fetch_add( &nbAlive, change, __ATOMIC_ACQ_REL );
+}
 
 constexpr int UNLIMITED = 99;
 
@@ -39,18 +54,22 @@ FailingCall::FailingCall( const char* name, int error, Times times, long nth )
         std::abort();
     }
     active = this;
+    countAlive( 1 );
 }
 
 FailingCall::~FailingCall() {
+    countAlive( -1 );
     active = nullptr;
 }
 
 RefusedPriorities::RefusedPriorities( int nice, int realTime ) {
     niceLimit = nice;
     realTimeLimit = realTime;
+    countAlive( 1 );
 }
 
 RefusedPriorities::~RefusedPriorities() {
+    countAlive( -1 );
     niceLimit = UNLIMITED;
     realTimeLimit = UNLIMITED;
 }
@@ -93,8 +112,8 @@ int FailingCall::pass( const char* name ) {
     QV_WRAPPED_AS( type, failure, name, parameters, arguments, Qv::FailingCall::pass( #name ) )
 #define QV_WRAPPED_AS( type, failure, name, parameters, arguments, pass )                          \
     type __real_##name parameters;                                                                 \
-    type __wrap_##name parameters {                                                                \
-        const int error = pass;                                                                    \
+    QV_UNWATCHED type __wrap_##name parameters {                                                   \
+        const int error = Qv::isAnyAlive() ? pass : 0;                                             \
         if( error != 0 ) {                                                                         \
             errno = error;                                                                         \
             return failure;                                                                        \
@@ -108,7 +127,7 @@ extern "C" {
 // clang-format off
 QV_WRAPPED( int, -1, fchmod, ( int file, mode_t mode ), ( file, mode ) )
 QV_WRAPPED( int, -1, getpriority, ( __priority_which_t which, id_t who ), ( which, who ) )
-QV_WRAPPED( int, -1, getrlimit, ( __rlimit_resource_t resource, rlimit* limit ), ( resource, limit ) || Qv::reportLimit( resource, limit ) )
+QV_WRAPPED( int, -1, getrlimit, ( __rlimit_resource_t resource, rlimit* limit ), ( resource, limit ) || ( Qv::isAnyAlive() && Qv::reportLimit( resource, limit ) ) )
 QV_WRAPPED( int, -1, getrusage, ( __rusage_who_t who, rusage* usage ), ( who, usage ) )
 QV_WRAPPED( int, -1, memfd_create, ( const char* name, unsigned int flags ), ( name, flags ) )
 QV_WRAPPED( DIR*, nullptr, opendir, ( const char* path ), ( path ) )

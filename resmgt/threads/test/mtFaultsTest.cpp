@@ -40,7 +40,7 @@ protected:
 
     bool _hasRun = false;
     const int _nbTasks = countThreads();
-    const Known _before;
+    const Known _before{};
 };
 
 TEST_F( MtFaultsTest, ARefusedStartLeavesTheThreadAsItWas ) {

@@ -7,7 +7,7 @@
 #include <tests/support/failingNew.h>
 #include <tests/support/raisedBy.h>
 
-#include <cstdlib>
+#include <cstddef>
 #include <functional>
 #include <new>
 #include <string>
@@ -60,7 +60,9 @@ inline std::string assertedBy( const std::function<void()>& body ) {
 
 /// For the calling thread no allocation succeeds any more.
 inline void exhaustMemory() {
-    static_cast<void>( new( std::malloc( sizeof( FailingNew ) ) ) FailingNew( 0 ) );
+    alignas( FailingNew ) thread_local static std::byte memory[sizeof( FailingNew )];
+    // Never destroyed.
+    static_cast<void>( new( memory ) FailingNew( 0 ) );
 }
 
 inline MtThreadMgr& mgr() {
