@@ -13,8 +13,8 @@ AsyncWorker::AsyncWorker( Workers& computing, std::size_t maxPending ) {
     const std::size_t maxQueued =
         std::min<std::size_t>( maxPending - 1, std::numeric_limits<std::uint32_t>::max() );
     _workers = makeWorkers( "qvcomp-transfer", 1, static_cast<std::uint32_t>( maxQueued ) );
-    _neverAbove.emplace( LiString( "transfer<=compute" ), *_workers,
-                         PriorityRelation::LESS_OR_EQUAL, computing );
+    _neverAbove = OPtr<PriorityRelation>( new PriorityRelation(
+        "transfer<=compute", *_workers, PriorityRelation::LESS_OR_EQUAL, computing ) );
     _producer.emplace( *_workers );
 }
 

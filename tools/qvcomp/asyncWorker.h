@@ -2,6 +2,7 @@
 
 #include <tools/qvcomp/workers.h>
 
+#include <base/ownership/oPtr.h>
 #include <resmgt/threads/priorityRelation.h>
 
 #include <cstddef>
@@ -31,7 +32,7 @@ public:
 
 private:
     std::unique_ptr<Workers> _workers;
-    std::optional<PriorityRelation> _neverAbove;
+    OPtr<PriorityRelation> _neverAbove;
     std::optional<Producer> _producer;
 };
 
