@@ -36,13 +36,14 @@ public:
     LkRwLock& operator=( const LkRwLock& ) = delete;
     ~LkRwLock();
 
-    /// Whether it is held for reading. A snapshot, as all queries.
-    bool isLocked() const noexcept { return _state.getHeld() > 0; }
+    /// Whether it is held for reading. A snapshot, as all queries, under the internal lock; who
+    /// holds the lock gets the right answer.
+    bool isLocked() const { return getHeld() > 0; }
     /// Whether it is held for writing.
-    bool isLocked() noexcept { return _state.getHeld() < 0; }
+    bool isLocked() { return getHeld() < 0; }
     /// The same as `isLocked`, whichever thread holds it.
-    bool isLockedByThread() const noexcept { return isLocked(); }
-    bool isLockedByThread() noexcept { return isLocked(); }
+    bool isLockedByThread() const { return isLocked(); }
+    bool isLockedByThread() { return isLocked(); }
     const char* getName() const noexcept { return _lock.getName(); }
     /// Name, what it is held by (0 free, -1 a writer, else the number of readers), and the waiters.
     /// Locks nothing.
@@ -84,6 +85,7 @@ private:
         return tryLock<LkRwLockState::WRITE>();
     }
 
+    int getHeld() const;
     template <Mode mode>
     bool tryLock() const {
         const LkRwLockState::Answer answer = _state.tryEnter<mode>();

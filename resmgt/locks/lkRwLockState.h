@@ -158,7 +158,7 @@ public:
     }
 
     /// Snapshots, with or without the internal lock. 0 free, -1 held for writing, else the number
-    /// of readers.
+    /// of readers; without the lock the readers may be missed while the word is being frozen.
     int getHeld() const noexcept {
         const std::uint32_t seen = load();
         if( ( seen & WRITER ) != 0 ) {

@@ -68,6 +68,11 @@ void LkRwLock::wake( State::Wake whom ) const {
     }
 }
 
+int LkRwLock::getHeld() const {
+    const Guard guard( _lock );
+    return _state.getHeld();
+}
+
 void LkRwLock::dump( std::ostream& stream ) const {
     stream << "name " << getName() << " rwLock " << _state.getHeld() << " wr wait "
            << _state.getNbWaiters<State::WRITE>() << " rd wait "

@@ -4,10 +4,12 @@
 #include <tests/support/deadline.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/gate.h>
+#include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cerrno>
 #include <list>
 #include <memory>
@@ -70,6 +72,9 @@ protected:
         // Who is counted as waiting may be about to give the internal lock up.
         const LkGuard<const LkLock> guard( _lock._lock );
     }
+    unsigned int getNbWaitingWriters() const {
+        return _lock._state.getNbWaiters<LkRwLockState::WRITE>();
+    }
     bool tryRead() const QV_NO_THREAD_SAFETY_ANALYSIS { return _lock.tryReadLock(); }
     bool tryWrite() QV_NO_THREAD_SAFETY_ANALYSIS { return _lock.tryWriteLock(); }
     void unlock() const QV_NO_THREAD_SAFETY_ANALYSIS { _lock.unlock(); }
@@ -114,6 +119,25 @@ TEST_F( LkRwLockTest, ConstnessSelectsTheModeAndTheQuestion ) {
     }
     EXPECT_TRUE( tryLock( constLock ) && tryLock( _lock ) );
     EXPECT_EQ( dump(), "name name rwLock 0 wr wait 0 rd wait 0" );
+}
+
+TEST_F( LkRwLockTest, ReaderIsSeenWhileAWriterArrives ) {
+    std::atomic<long> nbLeft = scaledCount( 20'000 );
+    TestThread writer( [&] {
+        while( nbLeft > 0 ) {
+            const WriteGuard guard( _lock );
+            --nbLeft;
+        }
+    } );
+    long nbMissed = 0;
+    while( nbLeft > 0 ) {
+        const ReadGuard guard( _lock );
+        for( int look = 0; look < 1000 && getNbWaitingWriters() == 0; ++look ) {
+            nbMissed += std::as_const( _lock ).isLockedByThread() ? 0 : 1;
+        }
+    }
+    writer.join();
+    EXPECT_EQ( nbMissed, 0 );
 }
 
 TEST_F( LkRwLockTest, WaitingWriterKeepsNewReadersOutAndGoesBeforeThem ) {
