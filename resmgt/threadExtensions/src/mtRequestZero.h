@@ -14,7 +14,13 @@ namespace Qv {
 /// Lock: the manager's, for all of it.
 class MtRequestZero : public RCBase<LkCounter<int>> {
 public:
-    void wait( const LkLock& lock ) const QV_REQUIRES( lock ) { _condVar.wait( lock ); }
+    // A waiter whose wait raises wakes the others: each looks for the zero.
+    void wait( const LkLock& lock ) const QV_REQUIRES( lock ) {
+        const std::uint64_t nbZeros = _nbZeros;
+        while( _nbZeros == nbZeros ) {
+            _condVar.wait( lock );
+        }
+    }
     /// False when the time ran out before a zero.
     bool timedWait( const LkLock& lock, double seconds ) const QV_REQUIRES( lock ) {
         const std::uint64_t nbZeros = _nbZeros;

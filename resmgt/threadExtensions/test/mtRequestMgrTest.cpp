@@ -1,5 +1,6 @@
 #include <resmgt/threadExtensions/mtRequestMgr.h>
 
+#include <resmgt/locks/test/futexWaitHook.h>
 #include <resmgt/threadExtensions/mtGroupCommand.h>
 #include <resmgt/threadExtensions/mtTask.h>
 #include <tests/support/failingNew.h>
@@ -8,6 +9,8 @@
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
+
+#include <cerrno>
 
 namespace Qv {
 namespace {
@@ -71,6 +74,31 @@ TEST( MtRequestMgrTest, FailedAllocationLeavesTheTagAsItWas ) {
     }
     EXPECT_FALSE( mgr.timedWaitRequestCountZero( tag, 0.001 ) );
     mgr.decRequestCount( tag );
+    mgr.releaseTag( tag );
+}
+
+TEST( MtRequestMgrTest, WaitThatRaisesEndsNoOther ) {
+    MtRequestMgr mgr;
+    const MtRequestTag tag = mgr.acquireTag();
+    mgr.incRequestCount( tag );
+    Gate sleeps( "the waiter sleeps" );
+    Gate sleepsAgain( "it was woken, and sleeps again" );
+    TestThread waiter( [&] {
+        const FutexWaitHook hook( [&] {
+            ( sleeps.isOpen() ? sleepsAgain : sleeps ).open();
+            return 0;
+        } );
+        mgr.waitRequestCountZero( tag );
+    } );
+    sleeps.wait();
+    waiter.waitUntilBlocked();
+    {
+        const FutexWaitHook hook( [] { return EPERM; } );
+        EXPECT_THROW( mgr.waitRequestCountZero( tag ), ExAssertionFailed );
+    }
+    sleepsAgain.wait();
+    mgr.decRequestCount( tag );
+    waiter.join();
     mgr.releaseTag( tag );
 }
 
