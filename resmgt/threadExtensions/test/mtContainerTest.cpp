@@ -1,11 +1,14 @@
 #include <resmgt/threadExtensions/mtContainer.h>
 
+#include <resmgt/locks/test/futexWaitHook.h>
 #include <resmgt/threadExtensions/test/job.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/gate.h>
 #include <tests/support/testThread.h>
 
 #include <gtest/gtest.h>
+
+#include <cerrno>
 
 namespace Qv {
 
@@ -72,6 +75,29 @@ TEST_F( MtContainerTest, PushThatWasOvertakenOnceIsKeptThePlace ) {
     overtaken.join();
     EXPECT_EQ( pop(), 1 );
     later.join();
+    EXPECT_EQ( pop(), 2 );
+}
+
+TEST_F( MtContainerTest, PushWhoseWaitRaisesLeavesItsPlaceToTheNext ) {
+    EXPECT_TRUE( push( 0, 0.0 ) );
+    Gate sleeps( "the push goes to sleep" );
+    Gate fails( "its sleep fails" );
+    TestThread failing( [&] {
+        const FutexWaitHook hook( [&] {
+            sleeps.open();
+            fails.wait();
+            return EPERM;
+        } );
+        EXPECT_THROW( push( 1, Container::NO_LIMIT ), ExAssertionFailed );
+    } );
+    sleeps.wait();
+    TestThread next( [&] { EXPECT_TRUE( push( 2, Container::NO_LIMIT ) ); } );
+    awaitListed( 2 );
+    // Wakes the one that fails; nothing is left that a pop could take out.
+    EXPECT_EQ( pop(), 0 );
+    fails.open();
+    failing.join();
+    next.join();
     EXPECT_EQ( pop(), 2 );
 }
 
