@@ -1,11 +1,15 @@
 #include <resmgt/threads/test/failingCall.h>
 
+#include <tests/support/holdPoint.h>
+
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include <dirent.h>
 #include <pthread.h>
@@ -40,8 +44,13 @@ constexpr int UNLIMITED = 99;
 std::atomic<FailingCall*> active = nullptr;
 std::atomic<int> niceLimit = UNLIMITED;
 std::atomic<int> realTimeLimit = UNLIMITED;
+thread_local constinit HoldPoint* clockPoint = nullptr;
 
 } // namespace
+
+void holdAtClock( HoldPoint& point ) {
+    clockPoint = &point;
+}
 
 FailingCall::FailingCall( const char* name, int error, Times times, long nth )
     : _name( name )
@@ -144,5 +153,14 @@ QV_WRAPPED_AS( int, -1, setpriority, ( __priority_which_t which, id_t who, int v
 QV_WRAPPED( int, -1, uname, ( utsname* names ), ( names ) )
 QV_WRAPPED( ssize_t, -1, write, ( int file, const void* data, std::size_t size ), ( file, data, size ) )
 // clang-format on
+
+// std::chrono::steady_clock::now, whose time point is its count of nanoseconds.
+std::int64_t __real__ZNSt6chrono3_V212steady_clock3nowEv();
+std::int64_t __wrap__ZNSt6chrono3_V212steady_clock3nowEv() {
+    if( Qv::HoldPoint* const point = std::exchange( Qv::clockPoint, nullptr ) ) {
+        point->pass();
+    }
+    return __real__ZNSt6chrono3_V212steady_clock3nowEv();
+}
 }
 #pragma GCC visibility pop

@@ -4,6 +4,8 @@
 
 namespace Qv {
 
+class HoldPoint;
+
 /// While it lives, the `nth` call of the system named `name` that this program's objects make, on
 /// any thread, fails with `error`; FOR_GOOD all later ones too.
 class FailingCall {
@@ -38,5 +40,8 @@ public:
     RefusedPriorities& operator=( const RefusedPriorities& ) = delete;
     ~RefusedPriorities();
 };
+
+/// The calling thread's next look at the steady clock passes `point` first.
+void holdAtClock( HoldPoint& point );
 
 } // namespace Qv

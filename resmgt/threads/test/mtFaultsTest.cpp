@@ -4,6 +4,7 @@
 #include <resmgt/threads/mtThreadTimes.h>
 #include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <tests/support/holdPoint.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/testThread.h>
 
@@ -64,6 +65,28 @@ TEST_F( MtFaultsTest, ARefusedStartLeavesTheThreadAsItWas ) {
     }
     thread.reset();
     expectAsBefore();
+}
+
+TEST_F( MtFaultsTest, WhoComesLateToAJoinWaitsForNoOtherRun ) {
+    HoldPoint body( "body" );
+    HoldPoint late( "between the look at the run and the wait for its end" );
+    const OPtr<MtThread> thread = makeThread( [&]( MtThread& ) { body.pass(); } );
+    thread->start();
+    bool hasJoined = false;
+    TestThread joiner( [&] {
+        holdAtClock( late );
+        hasJoined = thread->timedJoin( 5.0 );
+    } );
+    late.waitUntilReached();
+    body.release();
+    thread->join();
+    {
+        const FailingCall failing( "pthread_create", EAGAIN );
+        EXPECT_THAT( assertedBy( [&] { thread->start(); } ), HasSubstr( "pthread_create" ) );
+    }
+    late.release();
+    joiner.join();
+    EXPECT_TRUE( hasJoined );
 }
 
 TEST_F( MtFaultsTest, WhatANewThreadRaisesBeforeItsBodyComesOutOfJoin ) {

@@ -6,6 +6,7 @@
 #include <resmgt/threads/priorityRelation.h>
 #include <resmgt/threads/priorityUpdate.h>
 #include <resmgt/threads/src/posix/mtThreadNamePosix.h>
+#include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/holdPoint.h>
@@ -16,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cerrno>
 #include <fstream>
 #include <future>
 #include <optional>
@@ -403,17 +405,30 @@ TEST( MtThreadDeathTest, AnUnhandledExceptionEndsTheProcessWithItsWholeText ) {
         testing::ExitedWithCode( 1 ), "no memory" );
 }
 
-TEST( MtThreadDeathTest, AForkedChildStartsNoThreadAndWaitsForNone ) {
+/// Whether `operation` succeeds without that call of the system.
+bool succeedsWithout( const char* call, const std::function<void()>& operation ) {
+    const FailingCall failing( call, EINVAL );
+    return assertedBy( operation ).empty() && !failing.hasFailed();
+}
+
+TEST( MtThreadDeathTest, AForkedChildStartsNoThreadWaitsForNoneAndLeavesItsParentsAlone ) {
     HoldPoint body( "body" );
     const OPtr<MtThread> running = makeThread( [&]( MtThread& ) { body.pass(); } );
     const OPtr<MtThread> idle = makeThread( nullptr );
+    Priority below( "below", MtPriorityMgr::getInstance() );
     running->start();
     body.waitUntilReached();
     const pid_t child = ::fork();
     if( child == 0 ) {
         const bool isRefused = assertedBy( [&] { idle->start(); } ) == "canStart()" &&
                                assertedBy( [&] { running->join(); } ) == "isOfThisProcess()";
-        ::_exit( isRefused ? 0 : 1 );
+        const bool isLeftAlone =
+            succeedsWithout( "sched_setaffinity", [&] { running->setProcessorNb( -1 ); } ) &&
+            succeedsWithout( "setpriority", [&] {
+                const PriorityRelation relation( "r", below, PriorityRelation::LESS,
+                                                 running->getPriority() );
+            } );
+        ::_exit( ( isRefused ? 0 : 1 ) + ( isLeftAlone ? 0 : 2 ) );
     }
     int status = -1;
     EXPECT_EQ( ::waitpid( child, &status, 0 ), child );

@@ -62,13 +62,19 @@ private:
 class MtThreadBodyPosix::Ending {
 public:
     explicit Ending( MtThreadBodyPosix& body )
-        : _body( body ) {}
+        : _body( body )
+        , _ended( body._ended ) {}
     Ending( const Ending& ) = delete;
     Ending& operator=( const Ending& ) = delete;
-    ~Ending() { _body.end(); }
+    ~Ending() {
+        _body.end();
+        _ended->set();
+    }
 
 private:
     MtThreadBodyPosix& _body;
+    // Whoever has joined may begin the next run at once.
+    const std::shared_ptr<LkEvent> _ended;
 };
 
 class MtThreadBodyPosix::Work final : public ExWrapper::Functor {
@@ -90,11 +96,12 @@ MtThreadBodyPosix::MtThreadBodyPosix( MtThreadPosix& owner, const std::string& n
 
 void MtThreadBodyPosix::create( std::uint64_t stackSize ) {
     const ThreadAttributes attributes( roundedStackSize( stackSize ) );
-    _ended.reset();
+    _ended = std::make_shared<LkEvent>( "MtThreadPosix::ended", false );
     _isCalledOff = false;
+    _kernelTime = 0;
+    _userTime = 0;
     QV_SYS_CALL_ASSERT( ::pthread_create( &_threadHandle, attributes.get(), &executeCb, this ) );
     _isRunning = true;
-    ++_runNb;
     _process = MtProcess::getNumber();
 }
 
@@ -121,24 +128,24 @@ void MtThreadBodyPosix::adoptCurrent() {
 
 bool MtThreadBodyPosix::waitForEnd( const double* seconds,
                                     std::optional<ExRethrow<ExBase>>& kept ) {
-    std::uint64_t runNb = 0;
+    std::shared_ptr<const LkEvent> ended;
     {
         const LkGuard<LkRecLock> guard( _lock );
         if( !_isRunning ) {
             return true;
         }
         QV_ASSERT( isOfThisProcess() );
-        runNb = _runNb;
+        ended = _ended;
     }
     if( seconds == nullptr ) {
-        _ended.wait();
-    } else if( !_ended.timedWait( *seconds ) ) {
+        ended->wait();
+    } else if( !ended->timedWait( *seconds ) ) {
         return false;
     }
     pthread_t threadHandle{};
     {
         const LkGuard<LkRecLock> guard( _lock );
-        if( !_isRunning || _runNb != runNb ) {
+        if( !_isRunning || _ended != ended ) {
             return true;
         }
         if( hasFailed() ) {
@@ -175,7 +182,7 @@ void MtThreadBodyPosix::abandon() {
     }
 }
 
-bool MtThreadBodyPosix::isOfThisProcess() const {
+bool MtThreadBodyPosix::isOfThisProcess() const noexcept {
     return _process == MtProcess::getNumber();
 }
 
@@ -259,7 +266,6 @@ void MtThreadBodyPosix::end() noexcept {
         Trace::printCurrentException( "MtThread", QV_HERE );
     }
     MtCurrentThread::set( nullptr );
-    _ended.set();
 }
 
 void MtThreadBodyPosix::leaveSystem() noexcept {

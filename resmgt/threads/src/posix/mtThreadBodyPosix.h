@@ -27,10 +27,10 @@ class MtThreadPosix;
 ///           the starter gives it its priority; after the second the thread runs its protocol,
 ///           unless the start was called off.
 /// Ending:   the thread gives its number back under the lock, so that whoever names it by the
-/// number
-///           under the lock means this thread. Then it frees its thread-local data, and sets the
-///           event as the last that it does here.
-/// Joining:  all wait for the event; the first that finds the run unclaimed ends it.
+///           number under the lock means this thread. Then it frees its thread-local data, and sets
+///           the run's event as the last that it does here.
+/// Joining:  all wait for the event; the first that finds the run unclaimed ends it. Each run has
+///           an event of its own, so that who comes to wait late doesn't wait for the next run.
 class MtThreadBodyPosix : public std::enable_shared_from_this<MtThreadBodyPosix> {
 public:
     MtThreadBodyPosix( MtThreadPosix& owner, const std::string& name, bool terminateOnUnhandled );
@@ -50,10 +50,13 @@ public:
     /// For an object that goes before its thread: nobody waits for the end any more.
     void abandon() QV_EXCLUDES( _lock );
 
-    /// The thread's number while it lives, else 0.
-    pid_t getNumber() const noexcept { return static_cast<pid_t>( _threadId.getNum() ); }
+    /// The thread's number while it lives, else 0; also in a forked child, where the number is that
+    /// of the parent's thread.
+    pid_t getNumber() const noexcept QV_REQUIRES( _lock ) {
+        return isOfThisProcess() ? static_cast<pid_t>( _threadId.getNum() ) : 0;
+    }
     /// Whether the run was started in this process, and not in one that this was forked from.
-    bool isOfThisProcess() const QV_REQUIRES( _lock );
+    bool isOfThisProcess() const noexcept QV_REQUIRES( _lock );
     /// In units of 100 ns.
     void readTimes( std::uint64_t& kernel, std::uint64_t& user ) const QV_REQUIRES( _lock );
 
@@ -82,14 +85,14 @@ private:
     const bool _terminateOnUnhandled;
     LkUnnamedSema _started{ "MtThreadPosix::started", 0, LkSemaTypes::NOT_SHARED };
     LkUnnamedSema _created{ "MtThreadPosix::created", 0, LkSemaTypes::NOT_SHARED };
-    LkEvent _ended{ "MtThreadPosix::ended", false };
+    // The present run's, or the last one's; it tells the runs apart. Replaced under the lock while
+    // no run is left.
+    std::shared_ptr<LkEvent> _ended;
     // Written by the starter before the second meeting.
     bool _isCalledOff = false;
     // Null once the object is gone.
     MtThreadPosix* _owner QV_GUARDED_BY( _lock );
     pthread_t _threadHandle QV_GUARDED_BY( _lock ){};
-    // Tells the runs apart: who waits for one mustn't claim the next.
-    std::uint64_t _runNb QV_GUARDED_BY( _lock ) = 0;
     long _process QV_GUARDED_BY( _lock ) = 0;
     bool _isExceptionLost QV_GUARDED_BY( _lock ) = false;
     std::uint64_t _kernelTime QV_GUARDED_BY( _lock ) = 0;
