@@ -10,9 +10,10 @@ class MtThread;
 ///
 /// Stopping: is cooperative. Nothing ends a body from outside, so `performStop` must make
 ///           `performExecute` return; whoever destroys a thread waits for that.
-/// Locks:    `performStop` runs under the thread's own lock, the three others under none. A body
-///           may ask its thread for its name and the like while it holds a lock of its own only
-///           if `performStop` doesn't take that lock.
+/// Locks:    `performStop` runs under the thread's own lock, the three others under none. So
+///           `performStop` asks neither MtThreadMgr nor the graph of priorities, whose locks come
+///           first. A body may ask its thread for its name and the like while it holds a lock of
+///           its own only if `performStop` doesn't take that lock.
 class QV_RESMGT_API MtThreadProtocol {
 public:
     MtThreadProtocol() = default;

@@ -319,7 +319,7 @@ TEST( MtThreadTest, ADumpNeverHoldsTheThreadWhileItWaitsForTheGraph ) {
     client.onUpdate = nullptr;
     dumper->join();
     EXPECT_EQ( dump, "dumped prio 0 NTprio 0 pol RR SYSTEM ex? no exception processor Affnity " +
-                         std::to_string( thread->getProcessorAffinity() ) + " STOPPED" );
+                         std::to_string( thread->getProcessorAffinity() ) + "STOPPED" );
 }
 
 TEST( MtThreadTest, TheSystemsOwnEndOfAThreadWakesThoseWhoJoin ) {

@@ -302,7 +302,7 @@ void MtThreadPosix::dump( std::ostream& stream ) const {
     stream << _body->_name << " prio " << prio << " NTprio "
            << MtSchedulerPosix::getNiceStep( _level ) << " pol RR SYSTEM ex? "
            << ( _body->_exception ? _body->_exception->getReason() : "no exception" )
-           << " processor Affnity " << _affinity << ( isRunningNoLock() ? " RUNNING" : " STOPPED" );
+           << " processor Affnity " << _affinity << ( isRunningNoLock() ? "RUNNING" : "STOPPED" );
 }
 
 void MtThreadPosix::updatePriority( int prio ) {
