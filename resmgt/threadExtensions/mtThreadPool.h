@@ -82,6 +82,8 @@ private:
     OPtrRet<MtThread> makeThread( unsigned int index );
     Threads makeThreads( unsigned int nbThreads );
     void place( MtThread& thread, unsigned int index ) const;
+    /// Answers how many there were to be before.
+    unsigned int setNbThreads( unsigned int nbThreads );
     void startAll();
     void joinAll();
 

@@ -9,6 +9,7 @@
 #include <bit>
 #include <limits>
 #include <ostream>
+#include <utility>
 
 namespace Qv {
 
@@ -32,13 +33,21 @@ MtThreadPool::~MtThreadPool() noexcept( false ) {
 }
 
 void MtThreadPool::start( unsigned int nbThreads ) {
-    if( !isRunning() ) {
-        {
-            const Guard guard( _lock );
-            _nbThreads = nbThreads;
-        }
-        startAll();
+    if( isRunning() ) {
+        return;
     }
+    const unsigned int former = setNbThreads( nbThreads );
+    try {
+        startAll();
+    } catch( ... ) {
+        setNbThreads( former );
+        throw;
+    }
+}
+
+unsigned int MtThreadPool::setNbThreads( unsigned int nbThreads ) {
+    const Guard guard( _lock );
+    return std::exchange( _nbThreads, nbThreads );
 }
 
 void MtThreadPool::start() {

@@ -236,7 +236,8 @@ TEST( MtThreadPoolTest, StartWithoutThreadsEnoughStopsThoseThatRun ) {
     const Producer producer( group );
     group.stop();
     nbStartsLeft = 1;
-    EXPECT_THROW( group.start(), ExAssertionFailed );
+    EXPECT_THROW( group.start( 3 ), ExAssertionFailed );
+    EXPECT_EQ( group.getNbThreads(), 2u );
     nbStartsLeft = UNLIMITED;
     EXPECT_THAT( raisedBy<ExAssertionFailed>( [&] { producer.push( nullptr ); } ),
                  HasSubstr( "_nbServing != 0" ) );
