@@ -95,7 +95,7 @@ void PassRunner::run( const TilePass& pass ) {
     } catch( ... ) {
         run.fail( std::current_exception() );
     }
-    _producer.wait();
+    _producer.finish();
     run.raiseFailure();
 }
 

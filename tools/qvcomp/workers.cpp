@@ -21,7 +21,7 @@ Producer::Producer( Workers& workers )
     , _tag( workers.registerProducer() ) {}
 
 Producer::~Producer() {
-    wait();
+    finish();
     _workers.endProducer( _tag );
 }
 

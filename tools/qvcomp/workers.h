@@ -20,7 +20,7 @@ std::unique_ptr<Workers> makeWorkers( const char* name, unsigned count, std::uin
 
 /// One that gives tasks to workers and waits for them.
 ///
-/// Lifetime: the end waits for its tasks.
+/// Lifetime: the end finishes its tasks.
 class Producer {
 public:
     explicit Producer( Workers& workers );
@@ -38,7 +38,8 @@ public:
     bool tryPush( Work work ) {
         return _workers.tryPush( makeTask( std::move( work ) ) );
     }
-    void wait() { _workers.waitRequestCountZero( _tag ); }
+    /// Runs the tasks that no worker has begun, and waits for the others.
+    void finish() { _workers.workAlong( _tag ); }
 
 private:
     template <class Work>
