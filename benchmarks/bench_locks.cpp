@@ -251,8 +251,9 @@ void takeTurns( benchmark::State& state ) {
     bool isOver = false;
     std::thread partner( [&] {
         runOn( 1 );
-        for( bool isLast = false; !isLast; ) {
-            turns.take( 1, [&] { isLast = isOver; } );
+        bool isLast = false;
+        while( !isLast ) {
+            turns.take( 1, [&isLast, &isOver] { isLast = isOver; } );
         }
     } );
     std::thread self( [&] {
