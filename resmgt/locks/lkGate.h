@@ -51,8 +51,8 @@ private:
     const bool _useGateKeeper;
     const int _numGatees;
     int _numReady QV_GUARDED_BY( *_internalLock ) = 0;
-    // How often it has been full, and open: what tells a waiter that its time has come, also when
-    // the next meeting has begun.
+    // How often it has been full, and open: so a waiter knows its time, also when the
+    // next meeting has begun.
     unsigned int _nbFills QV_GUARDED_BY( *_internalLock ) = 0;
     unsigned int _nbOpenings QV_GUARDED_BY( *_internalLock ) = 0;
     // Null once another gate has taken them.

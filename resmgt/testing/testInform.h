@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-/// What the library tells a test run of itself.
+/// What the library reports of itself to a test run.
 ///
 /// Threads: any.
 class QV_RESMGT_API TestInform {

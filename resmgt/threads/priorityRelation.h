@@ -36,7 +36,7 @@ public:
     ///             "minPrio <= prio->_prio", where a fixed node would have to be higher;
     ///             "minPrio <= _maxPrio", where the range has too few values.
     /// Raises PriorityEx::ExRelationInvalid where two fixed values are made equal, and where a
-    /// cycle leads through nodes that are equal.
+    /// cycle leads through nodes that are equal, unless they are fixed at values that satisfy it.
     PriorityRelation( const LiString& name, Priority& lhs, Relation relation, Priority& rhs );
     /// Another relation that states the same.
     PriorityRelation( const PriorityRelation& other );

@@ -5,7 +5,7 @@
 
 namespace Qv {
 
-/// The node of what is as urgent as the process as a whole; told apart by its type.
+/// The node of what is as urgent as the process as a whole; recognised by its type.
 class QV_RESMGT_API ProcessScopePriority : public Priority {
 public:
     using Priority::Priority;

@@ -15,7 +15,8 @@ namespace Qv {
 /// Each node waits until all its inputs have come, one for each relation whose right side it is, or
 /// the one that each leaf is given; a group of equal nodes waits for those of all members. Only
 /// then it hands its value on, so that each relation is visited once. What depends on a cycle
-/// through equal nodes never gets all its inputs, and keeps a value that fails the validation.
+/// through equal nodes never gets all its inputs, and keeps a value that fails the validation,
+/// unless the nodes are fixed at values that satisfy it.
 ///
 /// Depth: the visits are those of a depth-first recursion, in its order; a stack of their own keeps
 ///        what is still to be visited.

@@ -23,7 +23,7 @@ class MtThreadPosix;
 /// What a thread's object shares with the thread itself, which may outlast the object when the
 /// object is destroyed from the body.
 ///
-/// Starting: the two meet twice. Before the first time the thread tells its number; between the two
+/// Starting: the two meet twice. Before the first time the thread sets its number; between the two
 ///           the starter gives it its priority; after the second the thread runs its protocol,
 ///           unless the start was called off.
 /// Ending:   the thread gives its number back under the lock, so that whoever names it by the
@@ -85,7 +85,7 @@ private:
     const bool _terminateOnUnhandled;
     LkUnnamedSema _started{ "MtThreadPosix::started", 0, LkSemaTypes::NOT_SHARED };
     LkUnnamedSema _created{ "MtThreadPosix::created", 0, LkSemaTypes::NOT_SHARED };
-    // The present run's, or the last one's; it tells the runs apart. Replaced under the lock while
+    // The present run's, or the last one's; it identifies the run. Replaced under the lock while
     // no run is left.
     std::shared_ptr<LkEvent> _ended;
     // Written by the starter before the second meeting.
