@@ -1,0 +1,221 @@
+#pragma once
+
+#include <base/ownership/oPtr.h>
+#include <resmgt/logger/lgTypes.h>
+#include <resmgt/osal/osFilePath.h>
+#include <resmgt/resmgtApi.h>
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+namespace Qv {
+
+class LgQueue;
+class LgRegistry;
+
+/// The front end of the logger: where each level goes, how a line looks, and the options.
+/// docs/logging.md describes the variables, the line and the files.
+///
+/// Phases:   uninitialised; initialised by `init`; active between `setLoggerActivation( true )` and
+///           `( false )`, when statements go through queues; uninitialised again after `destroy`.
+///           `init` and `destroy` are the package's, the activation is that of MtLogger.
+/// Threads:  `init` and `destroy` run beside nothing else. What writes lines is for any thread; one
+///           lock serialises it. Options and queries are plain reads and writes for any thread.
+/// Forks:    a forked child has no reader and may have inherited a held lock: its lines go straight
+///           to standard error, without a lock, a file or the event log.
+/// Errors:   writing a line never raises. A failed write is reported once on standard error and
+///           tried again each second; the lines lost meanwhile are counted in the file afterwards.
+/// Lifetime: all that statements need outlives the static destructors.
+class QV_RESMGT_API LgLog {
+public:
+    /// Where a level goes.
+    struct LevelInfo {
+        bool enabled = false;
+        /// To standard output.
+        bool echoed = false;
+        /// The file keeps the text that it has.
+        bool appended = false;
+        /// To the system's event log.
+        bool osLogged = false;
+        /// Not owned; null without a file.
+        std::ostream* output = nullptr;
+        /// Empty for no file; not joined to the log directory.
+        std::wstring file;
+    };
+
+    /// What a line is about, beside its text.
+    struct EntryInfo {
+        LgTypes::Level level;
+        /// In ticks of HwCounter; 0 for now.
+        std::uint64_t timeStamp = 0;
+        /// Null for none.
+        const char* threadName = nullptr;
+        unsigned long threadId = 0;
+        /// Above 0: the line stands for so many lost statements.
+        std::uint64_t lostStatements = 0;
+    };
+
+    /// Since the process began.
+    struct Counters {
+        /// Lines that were handed to the output, those that stand for lost statements excepted.
+        std::uint64_t written = 0;
+        /// Statements that the lines "Event overflow" stand for, and those refused without a queue.
+        std::uint64_t lost = 0;
+        /// Lines that a file didn't take.
+        std::uint64_t failed = 0;
+        /// The largest number of entries that a queue held.
+        std::uint64_t highWater = 0;
+    };
+
+    enum InitDefaultsType {
+        /// Errors, warnings and messages to the user are echoed to standard output, as is tracing.
+        ECHO_BY_DEFAULT = 0,
+        /// Nothing is echoed, unless a variable asks for it.
+        NO_ECHO_BY_DEFAULT = 1
+    };
+
+    using QueueFunction = LgQueue* (*)();
+
+    LgLog() = delete;
+
+    /// Reads the environment, chooses and cleans the log directory, opens the files.
+    /// Errors: LgEx::InvalidLevelString, and an assertion, for a malformed QV_LOG_GROUPS. After a
+    ///         failure all is as before. A directory that can't be had, or a file that can't be
+    ///         opened, is no failure.
+    static void init();
+    /// Writes the last lines. The files stay open for those who still log, until the next `init`.
+    static void destroy();
+
+    /// The calling thread's queue; null while it can't have one, in which case a statement goes
+    /// through `outputDirectly`. Without a queue function it is a queue of the whole process, with
+    /// the id 0 and an empty name.
+    static LgQueue* getQueue() { return _queueFunction.load( std::memory_order_acquire )(); }
+    /// Null reinstates the initial function.
+    static void setQueueFunction( QueueFunction function ) noexcept;
+    /// Null before the first `init`.
+    static LgRegistry* getRegistry() noexcept {
+        return _registry.load( std::memory_order_acquire );
+    }
+    /// Moves all queues of the registry in force to the new one, unless that is null, and returns
+    /// the former.
+    static OPtrRet<LgRegistry> setRegistry( OPtr<LgRegistry> registry );
+
+    /// Writes the line that `prefix` and `message` make to the targets of its level.
+    static void outputEntry( LgTypes::Level level, const char* prefix, const char* message );
+    /// The same with what the JSON file and the counters need; for the reader.
+    static void outputEntry( const EntryInfo& info, const char* prefix, const char* message );
+    /// A statement without a queue: `text` is all of it, with the group and without a line end.
+    /// It goes to its level's targets when the front end is initialised, else to standard output.
+    /// Profiling is dropped. Within another output of the thread it is refused and counted.
+    static void outputDirectly( LgTypes::Level level, const char* text ) noexcept;
+    /// The head of a line, up to the text: time stamp, time, level, thread name, thread id, as the
+    /// options say. The time is that of printing. The stream is left as it was.
+    static void printPrefix( std::ostream& stream, unsigned long long timeStamp,
+                             LgTypes::Level level, const char* threadName, unsigned long threadId );
+    /// Where each level goes, and the options.
+    static void dump( std::ostream& stream );
+
+    /// What the reader does between lines: at most once a second it looks at the control file, at
+    /// files whose names lead elsewhere, and tries again what failed. Cheap in between.
+    static void maintain() noexcept;
+    /// For the reader: everything stamped up to `timeStamp` has been handed to the output.
+    static void noteHandled( std::uint64_t timeStamp ) noexcept;
+    /// For the reader: a queue held so many entries.
+    static void noteQueueLevel( std::size_t nbEntries ) noexcept;
+    /// Whether a thread waits in `flush`, so that the reader mustn't sleep long.
+    static bool isFlushWanted() noexcept {
+        return _nbFlushing.load( std::memory_order_relaxed ) > 0;
+    }
+
+    /// Waits until all that any thread published before the call has been handed to the output, and
+    /// returns whether that came within `seconds`. Without an active logger there is nothing to
+    /// wait for. It doesn't wait within an output, which would be for itself: false.
+    static bool flush( double seconds );
+
+    static Counters getCounters() noexcept;
+
+    /// Empty without one.
+    static OsFilePath getLogPath();
+    static const std::wstring& getLevelFile( LgTypes::Level level ) {
+        return getInfo( level ).file;
+    }
+    static std::ostream* getLevelOutput( LgTypes::Level level ) { return getInfo( level ).output; }
+    static bool isLevelEnabled( LgTypes::Level level ) { return getInfo( level ).enabled; }
+    static bool isLevelEchoed( LgTypes::Level level ) { return getInfo( level ).echoed; }
+    static bool isLevelAppended( LgTypes::Level level ) { return getInfo( level ).appended; }
+    static bool isLevelOSLogged( LgTypes::Level level ) { return getInfo( level ).osLogged; }
+    static bool isLevelFiled( LgTypes::Level level ) { return getInfo( level ).output != nullptr; }
+    /// False for Profiling, which is dropped while the logger isn't active.
+    static bool isInactiveOutputAllowed( LgTypes::Level level );
+
+    static void setLoggerActivation( bool isActive ) noexcept;
+    /// Cost: a load, so that each statement can ask.
+    static bool isLoggerActive() noexcept {
+        return _loggerActive.load( std::memory_order_acquire );
+    }
+    static bool isInitialized() noexcept { return _initialized.load( std::memory_order_acquire ); }
+    /// The stamp of the start, in ticks of HwCounter.
+    static std::uint64_t getStart() noexcept { return _start; }
+
+    /// Takes effect with the next `init`.
+    static void setInitializeDefaults( InitDefaultsType type ) noexcept { _initDefaults = type; }
+    static void setBlockingTrace( bool isBlocking ) noexcept {
+        setOption( BLOCKING_TRACE, isBlocking );
+    }
+    static bool getBlockingTrace() noexcept { return isOption( BLOCKING_TRACE ); }
+
+    static void enableLogLevels() noexcept { setOption( LOG_LEVELS, true ); }
+    static void disableLogLevels() noexcept { setOption( LOG_LEVELS, false ); }
+    static bool isLogLevelsEnabled() noexcept { return isOption( LOG_LEVELS ); }
+    static void enableThreadNames() noexcept { setOption( THREAD_NAMES, true ); }
+    static void disableThreadNames() noexcept { setOption( THREAD_NAMES, false ); }
+    static bool isThreadNamesEnabled() noexcept { return isOption( THREAD_NAMES ); }
+    static void enableThreadIds() noexcept { setOption( THREAD_IDS, true ); }
+    static void disableThreadIds() noexcept { setOption( THREAD_IDS, false ); }
+    static bool isThreadIdsEnabled() noexcept { return isOption( THREAD_IDS ); }
+    static void enableTimeStamps() noexcept { setOption( TIME_STAMPS, true ); }
+    static void disableTimeStamps() noexcept { setOption( TIME_STAMPS, false ); }
+    static bool isTimeStampsEnabled() noexcept { return isOption( TIME_STAMPS ); }
+
+private:
+    friend class LgLogStart;
+
+    enum Option {
+        TIME,
+        TIME_STAMPS,
+        THREAD_IDS,
+        THREAD_NAMES,
+        LOG_LEVELS,
+        BLOCKING_TRACE,
+        NB_OPTIONS
+    };
+    using Levels = std::array<LevelInfo, LgTypes::NUM_LEVELS>;
+
+    static const LevelInfo& getInfo( LgTypes::Level level );
+    static bool isOption( Option option ) noexcept {
+        return _options[option].load( std::memory_order_relaxed );
+    }
+    static void setOption( Option option, bool value ) noexcept {
+        _options[option].store( value, std::memory_order_relaxed );
+    }
+    static LgQueue* getDefaultQueue();
+
+    // Relaxed: an option orders nothing.
+    static std::array<std::atomic<bool>, NB_OPTIONS> _options;
+    // Written by the thread that starts or ends the logger; a release, so that who sees the logger
+    // active or initialised sees what it needs.
+    static std::atomic<bool> _initialized;
+    static std::atomic<bool> _loggerActive;
+    static std::atomic<QueueFunction> _queueFunction;
+    static std::atomic<LgRegistry*> _registry;
+    // Written by the threads in `flush`; a hint for the reader.
+    static std::atomic<int> _nbFlushing;
+    static std::uint64_t _start;
+    static InitDefaultsType _initDefaults;
+};
+
+} // namespace Qv
