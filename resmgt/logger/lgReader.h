@@ -1,0 +1,59 @@
+#pragma once
+
+#include <base/containers/list.h>
+#include <resmgt/resmgtApi.h>
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+namespace Qv {
+
+class LgQueue;
+class LgRegistry;
+
+/// Merges all queues by time stamp and hands each entry to LgLog's output.
+///
+/// Order:   among what is published when it looks; on equal stamps the queue that was registered
+///          first comes first.
+/// Loss:    a line "Event overflow [n]" tells of lost statements. Losses that came too late for the
+///          line of their run are told by the next one of the queue, or once all queues are empty.
+/// Reaping: a queue whose owner has ended is destroyed once it is empty and its losses are told.
+/// Threads: one thread reads at a time; `setCrashTime` is for any.
+/// Errors:  what an output raises goes on to the caller, and the entry counts as handled.
+class QV_RESMGT_API LgReader {
+public:
+    LgReader();
+    LgReader( const LgReader& ) = delete;
+    LgReader& operator=( const LgReader& ) = delete;
+    ~LgReader();
+
+    /// From now on nothing that is stamped later is flushed. Only the first call has an effect.
+    void setCrashTime();
+    bool eventsPending();
+    /// Outputs the earliest entry. False if there is none, or if it is later than the crash.
+    bool flushEarliest();
+    /// All, until `flushEarliest` answers false.
+    void flushAll();
+
+private:
+    void updateQueues();
+    /// True if it took the queue out.
+    bool reap( LgQueue& queue );
+    LgQueue* findEarliest();
+    void flushQueue( LgQueue& queue );
+    void flushMissed( LgQueue& queue );
+    void noteHandled( std::uint64_t passStart, const LgQueue* earliest ) const;
+
+    // 0 without a crash. Written once, by the thread that crashes; relaxed, since the reader is
+    // joined afterwards, and what it does meanwhile may go either way.
+    std::atomic<std::uint64_t> _crashTime{ 0 };
+    // A copy of the list of the registry with that version.
+    std::vector<LgQueue*> _queues;
+    unsigned long long _version = 0;
+    // The earliest stamp of a statement that was being written when the pass began.
+    std::uint64_t _earliestWritten = 0;
+    std::vector<char> _text;
+};
+
+} // namespace Qv
