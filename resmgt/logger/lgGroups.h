@@ -1,0 +1,79 @@
+#pragma once
+
+#include <resmgt/logger/lgMinorGroup.h>
+
+#include <atomic>
+#include <optional>
+
+/// Joins two words into one name, after both are expanded.
+#define QV_XGLUE( a, b ) QV_GLUE( a, b )
+#define QV_GLUE( a, b ) a##b
+
+namespace Qv {
+
+/// The place of a package's minor group, which is there from the package's start to its stop.
+///
+///     namespace Qv::LgGroups {
+///     inline constinit LgPackageGroup MinorLevelRender( "Studio", "Render" );
+///     }
+///
+///     LgGroups::MinorLevelRender.create();   // when the package starts
+///     QV_LOG( Render, Warning, "tile ", index, " is late" );
+///     LgGroups::MinorLevelRender.destroy();  // when it stops
+///
+/// The name of the object is "MinorLevel" and the group's name, which `QV_LOG` puts together.
+///
+/// Without a group: a statement goes by the default threshold, and to standard output.
+/// Threads:  `create` and `destroy` on one thread, as packages start and stop; the rest on any.
+/// Lifetime: usable before any constructor and after any destructor has run; a statement under way
+///           during `destroy` still finds the group.
+class QV_RESMGT_API LgPackageGroup {
+public:
+    /// Both names are kept, not copied.
+    constexpr LgPackageGroup( const char* majorName, const char* name ) noexcept
+        : _majorName( majorName )
+        , _name( name ) {}
+    LgPackageGroup( const LgPackageGroup& ) = delete;
+    LgPackageGroup& operator=( const LgPackageGroup& ) = delete;
+
+    /// Makes the group. A group that is there already ends the process.
+    void create();
+    /// Ends the group. A group that isn't there ends the process.
+    void destroy();
+
+    /// The group, null before its creation and after its end.
+    operator const LgMinorGroup*() const noexcept {
+        return _majorGroup.load( std::memory_order_acquire ) != nullptr ? &*_group : nullptr;
+    }
+    const char* getName() const noexcept { return _name; }
+    bool isLevelEnabled( LgTypes::Level l ) const noexcept {
+        const LgMajorGroup* const majorGroup = _majorGroup.load( std::memory_order_relaxed );
+        return majorGroup != nullptr ? majorGroup->isLevelEnabled( l ) : isEnabledByDefault( l );
+    }
+
+private:
+    static bool isEnabledByDefault( LgTypes::Level l ) noexcept;
+
+    const char* const _majorName;
+    const char* const _name;
+    // Published behind _group, which stays as it is from the first creation on.
+    std::atomic<const LgMajorGroup*> _majorGroup = nullptr;
+    std::optional<LgMinorGroup> _group;
+};
+
+/// The groups of this library. The two spellings of the major group are two groups.
+namespace LgGroups {
+
+extern QV_RESMGT_API constinit LgPackageGroup MinorLevelAllocation;
+extern QV_RESMGT_API constinit LgPackageGroup MinorLevelContent;
+extern QV_RESMGT_API constinit LgPackageGroup MinorLevelFileLocks;
+extern QV_RESMGT_API constinit LgPackageGroup MinorLevelFileMonitoring;
+extern QV_RESMGT_API constinit LgPackageGroup MinorLevelLogger;
+extern QV_RESMGT_API constinit LgPackageGroup MinorLevelMemoryBuffers;
+extern QV_RESMGT_API constinit LgPackageGroup MinorLevelMessages;
+extern QV_RESMGT_API constinit LgPackageGroup MinorLevelThreadExt;
+extern QV_RESMGT_API constinit LgPackageGroup MinorLevelThreads;
+
+} // namespace LgGroups
+
+} // namespace Qv
