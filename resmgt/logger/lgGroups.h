@@ -47,7 +47,7 @@ public:
     }
     const char* getName() const noexcept { return _name; }
     bool isLevelEnabled( LgTypes::Level l ) const noexcept {
-        const LgMajorGroup* const majorGroup = _majorGroup.load( std::memory_order_relaxed );
+        const LgMajorGroup* const majorGroup = _majorGroup.load( std::memory_order_acquire );
         return majorGroup != nullptr ? majorGroup->isLevelEnabled( l ) : isEnabledByDefault( l );
     }
 
