@@ -17,9 +17,9 @@ namespace Qv {
 ///     inline constinit LgPackageGroup MinorLevelRender( "Studio", "Render" );
 ///     }
 ///
-///     LgGroups::MinorLevelRender.create();   // when the package starts
+///     LgGroups::MinorLevelRender.create( [] { startRendering(); } );   // at the package's start
 ///     QV_LOG( Render, Warning, "tile ", index, " is late" );
-///     LgGroups::MinorLevelRender.destroy();  // when it stops
+///     LgGroups::MinorLevelRender.destroy( [] { stopRendering(); } );   // at its stop
 ///
 /// The name of the object is "MinorLevel" and the group's name, which `QV_LOG` puts together.
 ///
@@ -38,8 +38,30 @@ public:
 
     /// Makes the group. A group that is there already ends the process.
     void create();
+    /// The same, then runs what else the start needs. Where that raises there is no group.
+    template <class Start>
+    void create( const Start& start ) {
+        create();
+        try {
+            start();
+        } catch( ... ) {
+            destroy();
+            throw;
+        }
+    }
     /// Ends the group. A group that isn't there ends the process.
     void destroy();
+    /// The same behind what else the stop needs, also where that raises.
+    template <class Stop>
+    void destroy( const Stop& stop ) {
+        try {
+            stop();
+        } catch( ... ) {
+            destroy();
+            throw;
+        }
+        destroy();
+    }
 
     /// The group, null before its creation and after its end.
     operator const LgMinorGroup*() const noexcept {

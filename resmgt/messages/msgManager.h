@@ -13,10 +13,10 @@ namespace Qv {
 ///          takes the beep before the box away. Set to the empty text is set.
 /// Posix:   a box is the title and the text on standard error, where that is a terminal, else
 ///          nothing; it waits for nobody. A beep is the terminal's. Control characters other than
-///          line feed and tab, and what isn't UTF-8, show as "?", in the log too: a file's name
-///          must not command the terminal.
+///          line feed and tab, and what isn't UTF-8, show as "?", also where the log is echoed: a
+///          file's name must not command the terminal.
 /// Threads: any, at the same time; a box blocks only the thread that shows it.
-/// Errors:  a text that nobody can be told is reported through Trace.
+/// Errors:  a text that can't be shown is reported through Trace.
 class QV_RESMGT_API MsgManager {
 public:
     MsgManager();
@@ -25,14 +25,14 @@ public:
     virtual ~MsgManager();
 
     /// Logs the text, by `log`, then shows it. A `level` that is none ends the process with the
-    /// status 1, and the line "[Messages] Unknown message type." on standard output.
+    /// status 1, behind the line "Unknown message type." in the log at Internal Error.
     virtual void display( const char* text, MsgTypes::Level level );
     /// For managers that can be told to show nothing for a while; does nothing here.
     virtual void enablePopups( bool isEnabled );
 
 protected:
-    /// Prints "[Messages] " and the text as one line on standard output. A `level` that is none
-    /// ends the process as above.
+    /// Logs the text for the group Messages, at the log level of the same number. A `level` that is
+    /// none ends the process as above.
     virtual void log( const char* text, MsgTypes::Level level );
 
 private:

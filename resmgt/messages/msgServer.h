@@ -30,9 +30,10 @@ public:
     virtual ~MsgServer();
 
     /// Copies the text that the current file, that of the innermost MsgFileGuard, has for the
-    /// subscription's tag, and decodes its escapes. A tag that isn't there is printed as
-    /// "[Messages] Could not find message with tag <tag> in <file>"; the subscription has no text
-    /// then. Asserts "_currentFileGuard != 0".
+    /// subscription's tag, and decodes its escapes. A tag that isn't there is logged as
+    /// "Could not find message with tag <tag> in <file>", at the level Warning for an application
+    /// that isn't registered or is a development build, else at Support; the subscription has no
+    /// text then. Asserts "_currentFileGuard != 0".
     virtual void subscribe( MsgSubscription& subscription ) = 0;
     /// From now on messages go to `manager`, or nowhere when it is null. The former one comes back:
     /// keep it until no thread can be within its `display`.

@@ -6,9 +6,10 @@
 
 #include <cstdint>
 #include <iosfwd>
-#include <string>
 
 namespace Qv {
+
+class LgStream;
 
 /// Statistics over the times of cycles. One cycle may hold several pairs of start and stop:
 ///
@@ -50,12 +51,14 @@ public:
 
     /// The report on one line, without its end.
     void printLine( std::ostream& stream ) const;
-    /// The report as the log shows it, times with nine decimals.
-    std::string getLogText() const;
 };
 
 /// The report on several lines, the name first.
 QV_RESMGT_API std::ostream& operator<<( std::ostream& stream, const ProfilerBase& profiler );
+/// The report in a log statement, times with nine decimals; the package logger defines it:
+///
+///     QV_LOG( Content, Profiling, profiler );
+QV_RESMGT_API LgStream& operator<<( LgStream& stream, const ProfilerBase& profiler );
 
 /// Measures with a `T`: HwIntervalTimer or TodIntervalTimer. For a `T` of one's own, include
 /// profiler.imp.

@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/logger/lgGroups.h>
 #include <resmgt/resmgtPackages.h>
 
 namespace Qv {
@@ -15,6 +16,16 @@ InInit<content>::InInit()
     registerPackage();
     dependsOn<testing, threadExtensions, threads, literals, initVars, messages, logger, osSupport,
               locks, profiling, osal, base>();
+}
+
+template <>
+void InInit<content>::initializePackage() {
+    LgGroups::MinorLevelContent.create();
+}
+
+template <>
+void InInit<content>::finalizePackage() {
+    LgGroups::MinorLevelContent.destroy();
 }
 
 namespace {

@@ -1,6 +1,7 @@
 #include <resmgt/dynamicAllocation/src/daArenaPoolImp.h>
 
 #include <base/failure/assertions.h>
+#include <resmgt/logger/qvLog.h>
 
 #include <ostream>
 
@@ -9,6 +10,9 @@ namespace Qv {
 DaArenaPoolImp::DaArenaPoolImp( DaArenaAllocator* allocator, std::size_t size )
     : DaArenaPool( allocator, size )
     , _pieces( allocator->allocate( size ) ) {
+    if( _pieces.empty() ) {
+        QV_LOG( Allocation, Error, "No memory available for arena." );
+    }
     try {
         makeArenas();
     } catch( ... ) {

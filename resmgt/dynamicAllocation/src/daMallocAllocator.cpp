@@ -1,5 +1,7 @@
 #include <resmgt/dynamicAllocation/daMallocAllocator.h>
 
+#include <resmgt/logger/qvLog.h>
+
 #include <algorithm>
 #include <new>
 
@@ -37,7 +39,9 @@ DaArenaAllocator::Pieces DaMallocAllocator::allocate( std::size_t size ) {
         }
         piece = std::min( remaining, LARGEST_PIECE );
     }
-    appendPiece( result, LAST_PIECE );
+    if( !appendPiece( result, LAST_PIECE ) ) {
+        QV_LOG( Allocation, Warning, "Requested allocation missing: ", remaining, " bytes." );
+    }
     return result;
 }
 

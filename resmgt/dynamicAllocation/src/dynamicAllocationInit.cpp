@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/logger/lgGroups.h>
 #include <resmgt/resmgtPackages.h>
 
 namespace Qv {
@@ -14,6 +15,16 @@ InInit<dynamicAllocation>::InInit()
     : InPackageInit( "dynamicAllocation" ) {
     registerPackage();
     dependsOn<locks, testing, messages, logger, initVars, osal, profiling, osSupport, base>();
+}
+
+template <>
+void InInit<dynamicAllocation>::initializePackage() {
+    LgGroups::MinorLevelAllocation.create();
+}
+
+template <>
+void InInit<dynamicAllocation>::finalizePackage() {
+    LgGroups::MinorLevelAllocation.destroy();
 }
 
 namespace {

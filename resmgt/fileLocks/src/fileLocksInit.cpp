@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/logger/lgGroups.h>
 #include <resmgt/resmgtPackages.h>
 
 namespace Qv {
@@ -15,6 +16,16 @@ InInit<fileLocks>::InInit()
     registerPackage();
     dependsOn<threads, threadExtensions, locks, xml, logger, literals, osal, profiling, osSupport,
               base>();
+}
+
+template <>
+void InInit<fileLocks>::initializePackage() {
+    LgGroups::MinorLevelFileLocks.create();
+}
+
+template <>
+void InInit<fileLocks>::finalizePackage() {
+    LgGroups::MinorLevelFileLocks.destroy();
 }
 
 namespace {

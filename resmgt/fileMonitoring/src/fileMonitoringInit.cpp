@@ -1,5 +1,6 @@
 #include <base/init/inInit.h>
 #include <pluginAPI/pluginAPIPackage.h>
+#include <resmgt/logger/lgGroups.h>
 #include <resmgt/resmgtPackages.h>
 
 namespace Qv {
@@ -15,6 +16,16 @@ InInit<fileMonitoring>::InInit()
     : InPackageInit( "fileMonitoring" ) {
     registerPackage();
     dependsOn<threads, literals, locks, logger, osal, profiling, osSupport, pluginAPI, base>();
+}
+
+template <>
+void InInit<fileMonitoring>::initializePackage() {
+    LgGroups::MinorLevelFileMonitoring.create();
+}
+
+template <>
+void InInit<fileMonitoring>::finalizePackage() {
+    LgGroups::MinorLevelFileMonitoring.destroy();
 }
 
 namespace {

@@ -1,15 +1,18 @@
 #include <resmgt/memoryBuffers/mbBufferImp.h>
 
 #include <base/failure/assertions.h>
+#include <resmgt/logger/qvLog.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/mbPoolManager.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
 #include <resmgt/memoryBuffers/src/mbDispatch.h>
+#include <resmgt/memoryBuffers/src/mbTypeName.h>
 
 #include <chrono>
 #include <new>
 #include <thread>
+#include <typeinfo>
 
 namespace Qv {
 
@@ -109,6 +112,8 @@ void MbBufferImp::asyncFailed() {
 void MbBufferImp::waitForChange() const {
     QV_ASSERT_TEXT( !_transientStateOwner.isCurrentThread(),
                     "! _transientStateOwner.isCurrentThread()" );
+    QV_LOG( MemoryBuffers, Tracing, "MbBuffer ", _name.c_str(),
+            " waiting for state change in state ", mbTypeName( typeid( *_state ) ) );
     try {
         _stateChanged.wait( _lock );
     } catch( const std::bad_alloc& ) {
@@ -118,6 +123,7 @@ void MbBufferImp::waitForChange() const {
         std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
         _lock.getImp().lock();
     }
+    QV_LOG( MemoryBuffers, Tracing, "End of wait" );
 }
 
 void MbBufferImp::leaveManager() noexcept {

@@ -1,6 +1,7 @@
 #include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
 #include <base/init/inVariable.h>
+#include <resmgt/logger/lgGroups.h>
 #include <resmgt/memoryBuffers/src/mbBufferFactoryRegistryImp.h>
 #include <resmgt/memoryBuffers/src/mbSettings.h>
 #include <resmgt/resmgtPackages.h>
@@ -22,13 +23,16 @@ InInit<memoryBuffers>::InInit()
 
 template <>
 void InInit<memoryBuffers>::initializePackage() {
-    InSingleton<MbBufferFactoryRegistryImp>::initialize(
-        OPtr<MbBufferFactoryRegistryImp>( new MbBufferFactoryRegistryImp ) );
+    LgGroups::MinorLevelMemoryBuffers.create( [] {
+        InSingleton<MbBufferFactoryRegistryImp>::initialize(
+            OPtr<MbBufferFactoryRegistryImp>( new MbBufferFactoryRegistryImp ) );
+    } );
 }
 
 template <>
 void InInit<memoryBuffers>::finalizePackage() {
-    InSingleton<MbBufferFactoryRegistryImp>::finalize();
+    LgGroups::MinorLevelMemoryBuffers.destroy(
+        [] { InSingleton<MbBufferFactoryRegistryImp>::finalize(); } );
 }
 
 namespace {

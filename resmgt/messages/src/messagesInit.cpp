@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/logger/lgGroups.h>
 #include <resmgt/messages/msgServer.h>
 #include <resmgt/resmgtPackages.h>
 
@@ -19,12 +20,12 @@ InInit<messages>::InInit()
 
 template <>
 void InInit<messages>::initializePackage() {
-    MsgServer::initialize();
+    LgGroups::MinorLevelMessages.create( [] { MsgServer::initialize(); } );
 }
 
 template <>
 void InInit<messages>::finalizePackage() {
-    MsgServer::finalize();
+    LgGroups::MinorLevelMessages.destroy( [] { MsgServer::finalize(); } );
 }
 
 namespace {

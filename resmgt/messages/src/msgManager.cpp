@@ -4,7 +4,8 @@
 #include <base/init/inBuildInfoUtil.h>
 #include <base/text/exStdout.h>
 #include <base/trace/trace.h>
-#include <resmgt/messages/src/msgLog.h>
+#include <resmgt/logger/lgLog.h>
+#include <resmgt/logger/qvLog.h>
 #include <resmgt/osal/osEnv.h>
 #include <resmgt/osal/osUtils.h>
 
@@ -12,8 +13,12 @@ namespace Qv {
 
 namespace {
 
+// An output that stalls must not keep the process from its end for long.
+constexpr double LOG_SECONDS = 5.0;
+
 [[noreturn]] void endForUnknownLevel() {
-    MsgLog::print( "Unknown message type." );
+    QV_LOG( Messages, InternalError, "Unknown message type." );
+    LgLog::flush( LOG_SECONDS );
     OsUtils::exitOnCrash();
 }
 
@@ -67,7 +72,10 @@ void MsgManager::log( const char* text, MsgTypes::Level level ) {
     if( level < MsgTypes::FATAL_ERROR || level > MsgTypes::INFORMATION ) {
         endForUnknownLevel();
     }
-    MsgLog::print( text );
+    const auto logLevel = static_cast<LgTypes::Level>( level );
+    if( LgGroups::MinorLevelMessages.isLevelEnabled( logLevel ) ) {
+        LgStatement::write( LgGroups::MinorLevelMessages, logLevel, text );
+    }
 }
 
 } // namespace Qv

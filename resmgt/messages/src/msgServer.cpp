@@ -32,10 +32,12 @@ MsgServerImp& MsgServerImp::getImp() {
 }
 
 void MsgServer::initialize() {
+    MsgServerImp::chooseMissingLevel();
     MsgServerImp::getImp();
 }
 
 MsgServer& MsgServer::getInstance() {
+    MsgServerImp::chooseMissingLevel();
     return MsgServerImp::getImp();
 }
 

@@ -1,12 +1,15 @@
 #include <resmgt/messages/src/msgServerImp.h>
 
 #include <base/failure/assertions.h>
+#include <base/init/inBuildInfo.h>
+#include <base/init/inBuildInfoMgr.h>
 #include <resmgt/initConfig/inPaths.h>
+#include <resmgt/logger/qvLog.h>
 #include <resmgt/messages/msgFileGuard.h>
 #include <resmgt/messages/msgManager.h>
 #include <resmgt/messages/msgSubscription.h>
-#include <resmgt/messages/src/msgLog.h>
 
+#include <atomic>
 #include <string_view>
 #include <utility>
 
@@ -33,6 +36,17 @@ std::string decodeEscapes( std::string_view text ) {
     return result;
 }
 
+// Chosen whenever somebody asks for the server; relaxed, since it orders nothing.
+constinit std::atomic<LgTypes::Level> missingLevel = LgTypes::Warning;
+
+void reportMissing( const char* tag, const std::string& path ) {
+    const LgTypes::Level level = missingLevel.load( std::memory_order_relaxed );
+    if( LgGroups::MinorLevelMessages.isLevelEnabled( level ) ) {
+        LgStatement::write( LgGroups::MinorLevelMessages, level, "Could not find message with tag ",
+                            tag, " in ", path );
+    }
+}
+
 } // namespace
 
 MsgServerImp::MsgServerImp()
@@ -48,9 +62,16 @@ void MsgServerImp::subscribe( MsgSubscription& subscription ) {
         subscription.setText( decodeEscapes( found->second ).c_str() );
     } else {
         subscription.setText( nullptr );
-        MsgLog::print( std::string( "Could not find message with tag " ) + subscription.getTag() +
-                       " in " + _currentFileGuard->_path.toString() );
+        reportMissing( subscription.getTag(), _currentFileGuard->_path.toString() );
     }
+}
+
+void MsgServerImp::chooseMissingLevel() {
+    const bool isForDevelopers =
+        !InBuildInfoMgr::isAppInfoRegistered() ||
+        InBuildInfoMgr::getAppInfo().getBuildKind() == InBuildInfo::DEVELOPMENT_BUILD;
+    missingLevel.store( isForDevelopers ? LgTypes::Warning : LgTypes::Support,
+                        std::memory_order_relaxed );
 }
 
 OPtrRet<MsgManager> MsgServerImp::setManager( OPtr<MsgManager> manager ) {

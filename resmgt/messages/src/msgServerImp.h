@@ -14,6 +14,8 @@ class MsgServerImp final : public MsgServer {
 public:
     /// The instance; built if there is none.
     static MsgServerImp& getImp();
+    /// The level of the report of a missing tag: a warning for who develops the application.
+    static void chooseMissingLevel();
 
     MsgServerImp();
     ~MsgServerImp() override;

@@ -2,7 +2,6 @@
 
 #include <resmgt/profiling/profiler.imp>
 
-#include <cstdio>
 #include <ostream>
 
 namespace Qv {
@@ -23,28 +22,6 @@ void ProfilerBase::printLine( std::ostream& stream ) const {
     stream << getName() << ": cyc:" << cycles() << " tot:" << totalTime()
            << " avg:" << averageTime() << " min: " << minTime() << " max:" << maxTime()
            << " dev:" << standardDeviation();
-}
-
-std::string ProfilerBase::getLogText() const {
-    const struct {
-        const char* label;
-        double value;
-    } times[] = {
-        { "        Total time  :   ", totalTime() },
-        { "        Average time:   ", averageTime() },
-        { "        Minimum time:   ", minTime() },
-        { "        Maximum time:   ", maxTime() },
-        { "        Standard dev:   ", standardDeviation() },
-    };
-    std::string text = std::string( "Profiler " ) + getName() +
-                       "\n        Nb of cycles:   " + std::to_string( cycles() ) + '\n';
-    for( const auto& time : times ) {
-        // The largest double has 309 digits before the point.
-        char number[330];
-        std::snprintf( number, sizeof( number ), "%.9f", time.value );
-        text.append( time.label ).append( number ).append( 1, '\n' );
-    }
-    return text;
 }
 
 } // namespace Qv

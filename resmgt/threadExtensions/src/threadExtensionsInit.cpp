@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/logger/lgGroups.h>
 #include <resmgt/resmgtPackages.h>
 
 namespace Qv {
@@ -15,6 +16,16 @@ InInit<threadExtensions>::InInit()
     registerPackage();
     dependsOn<messages, osal, osSupport, testing, initVars, logger, profiling, threads, literals,
               locks, base>();
+}
+
+template <>
+void InInit<threadExtensions>::initializePackage() {
+    LgGroups::MinorLevelThreadExt.create();
+}
+
+template <>
+void InInit<threadExtensions>::finalizePackage() {
+    LgGroups::MinorLevelThreadExt.destroy();
 }
 
 namespace {

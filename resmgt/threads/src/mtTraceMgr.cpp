@@ -3,6 +3,9 @@
 #include <base/ownership/ownershipDelete.h>
 #include <resmgt/locks/lkThreadOpaqueDataFactory.h>
 #include <resmgt/locks/mtThreadDataRegistry.h>
+#include <resmgt/logger/lgTrace.h>
+
+#include <string>
 
 namespace Qv {
 
@@ -11,12 +14,20 @@ namespace {
 // Before the base layer's own, whose priority is the least that there is.
 constexpr int PRIORITY = 0;
 
+/// Prints through the log, whose lines have ends of their own.
+class LogTrace final : public Trace {
+    void print( const std::string& line ) override {
+        const bool hasEnd = !line.empty() && line.back() == '\n';
+        LgTrace::print( line.substr( 0, line.size() - ( hasEnd ? 1 : 0 ) ).c_str() );
+    }
+};
+
 void* createTrace() {
-    return new Trace;
+    return new LogTrace;
 }
 
 void deleteTrace( void* trace ) {
-    delete static_cast<Trace*>( trace );
+    delete static_cast<LogTrace*>( trace );
 }
 
 } // namespace
@@ -40,7 +51,7 @@ MtTraceMgr::~MtTraceMgr() {
 
 Trace& MtTraceMgr::getTrace() {
     try {
-        return *static_cast<Trace*>( _traces->getPointee() );
+        return *static_cast<LogTrace*>( _traces->getPointee() );
     } catch( ... ) {
         // There is always somewhere to report to.
         return _former.getTrace();

@@ -5,7 +5,8 @@
 
 namespace Qv {
 
-/// Gives each thread its trace as thread-local data, in the slot "MtTraceMgr".
+/// Gives each thread its trace as thread-local data, in the slot "MtTraceMgr". Its lines go through
+/// LgTrace.
 ///
 /// Without: a thread whose data has been freed for good, and one without memory for its trace, uses
 ///          the manager that was in force before, which must outlive this one.

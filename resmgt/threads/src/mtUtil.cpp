@@ -1,8 +1,8 @@
 #include <resmgt/threads/mtUtil.h>
 
 #include <base/failure/assertions.h>
-#include <base/trace/traceManager.h>
 #include <resmgt/initVars/envVar.h>
+#include <resmgt/logger/lgTrace.h>
 #include <resmgt/threads/src/mtSystemFacts.h>
 
 #include <array>
@@ -82,7 +82,7 @@ void MtUtil::printSysConf() {
     report.addHeader( "Other Info\n" );
     report.add( "TLS_MINIMUM_AVAILABLE", facts.nbThreadLocalSlots );
     report.add( "CLOCKS_PER_SEC", facts.clocksPerSecond );
-    TraceManager::getInstance().getTrace().log( report.getStream(), QV_HERE );
+    LgTrace::print( report.getStream().str().c_str() );
 }
 
 void MtUtil::lockProcessMemory() noexcept {}

@@ -5,6 +5,7 @@
 #include <base/init/inVariable.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/initVars/envVar.h>
+#include <resmgt/logger/qvLog.h>
 #include <resmgt/resmgtPackages.h>
 #include <resmgt/threads/mtThread.h>
 #include <resmgt/threads/mtThreadTimes.h>
@@ -49,12 +50,12 @@ InInit<threads>::InInit()
 
 template <>
 void InInit<threads>::initializePackage() {
-    MtThreadsPackage::start();
+    LgGroups::MinorLevelThreads.create( [] { MtThreadsPackage::start(); } );
 }
 
 template <>
 void InInit<threads>::finalizePackage() {
-    MtThreadsPackage::stop();
+    LgGroups::MinorLevelThreads.destroy( [] { MtThreadsPackage::stop(); } );
 }
 
 namespace {
@@ -79,6 +80,7 @@ int MtThread::getDefaultStackSize() {
 void MtThreadsPackage::start() {
     InSingleton<MtThreadMgr>::initialize( MtThreadMgrImp::create() );
     try {
+        QV_LOG( Threads, Informational, "Thread stack size : ", MtThread::getDefaultStackSize() );
         _traceManager = new MtTraceMgr;
         if( MtThreadMgr::getRealTimeParam() == MtThreadMgr::NOT_INDICATED ) {
             forceRealTime.refresh();
@@ -139,15 +141,13 @@ void MtThreadsPackage::stopManager( bool isAlone ) {
 
 void MtThreadsPackage::report( MtThreadMgr& mgr ) {
     std::ostringstream dump;
-    dump << "mgr = " << mgr;
-    std::ostringstream text;
-    text << "ERROR: \nERROR: The thread package was not cleaned up properly, because \n"
+    dump << mgr;
+    QV_LOG( Threads, Warning, "mgr = ", dump.str() );
+    QV_LOG( Threads, Warning,
+            "ERROR: \nERROR: The thread package was not cleaned up properly, because \n"
             "     : some threads are still running. Since they might \n"
             "     : still do some logging, the logger is being flushed, \n"
-            "     : but it is not being finalized.\n";
-    Trace& trace = TraceManager::getInstance().getTrace();
-    trace.log( dump, QV_HERE );
-    trace.log( text, QV_HERE );
+            "     : but it is not being finalized.\n" );
 }
 
 } // namespace Qv
