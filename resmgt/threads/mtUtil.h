@@ -13,10 +13,10 @@ public:
 
     /// Whether QV_THREAD_NO_REALTIME is above 0, as it is by default.
     static bool isRealTimeDisabled();
-    /// Prints the system's configuration to the calling thread's Trace: "System Info", "OS Version"
-    /// and "Other Info". What the system doesn't report is 0.
+    /// Prints the system's configuration through LgTrace, whether any trace level is open or not:
+    /// "System Info", "OS Version" and "Other Info". What the system doesn't report is 0.
     static void printSysConf();
-    /// Both do nothing.
+    /// Lock nothing; the first says so on the trace level "MtThread".
     static void lockProcessMemory() noexcept;
     static void unlockProcessMemory() noexcept;
     /// Whether the system can read the `size` bytes at `data`: 1 if it can; 0 if it can't, and

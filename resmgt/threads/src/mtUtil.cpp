@@ -4,6 +4,7 @@
 #include <resmgt/initVars/envVar.h>
 #include <resmgt/logger/lgTrace.h>
 #include <resmgt/threads/src/mtSystemFacts.h>
+#include <resmgt/threads/src/mtThreadTrace.h>
 
 #include <array>
 #include <cstdio>
@@ -85,7 +86,9 @@ void MtUtil::printSysConf() {
     LgTrace::print( report.getStream().str().c_str() );
 }
 
-void MtUtil::lockProcessMemory() noexcept {}
+void MtUtil::lockProcessMemory() noexcept {
+    MtThreadTrace::print( QV_HERE, "Process memory not locked, not available under NT4.0." );
+}
 
 void MtUtil::unlockProcessMemory() noexcept {}
 

@@ -210,6 +210,17 @@ bool MtSchedulerPosix::switchLevel( pid_t thread, int level ) {
     return applyLevel( thread, level );
 }
 
+int MtSchedulerPosix::getNice( pid_t thread ) noexcept {
+    return ::getpriority( PRIO_PROCESS, static_cast<id_t>( thread ) );
+}
+
+int MtSchedulerPosix::getScheduledPriority( pid_t thread ) noexcept {
+    sched_param parameters{};
+    const bool isRealTimeThread = ::sched_getscheduler( thread ) == ROUND_ROBIN &&
+                                  ::sched_getparam( thread, &parameters ) == 0;
+    return isRealTimeThread ? parameters.sched_priority : getNice( thread );
+}
+
 void MtSchedulerPosix::applyProcessors( pid_t thread, const MtProcessorSetPosix& processors ) {
     if( !isDone( processors.applyTo( thread ) ? 0 : -1, "::sched_setaffinity() == 0" ) ) {
         traceOnce( PROCESSORS, errno );

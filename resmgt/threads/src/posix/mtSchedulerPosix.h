@@ -47,6 +47,10 @@ public:
     static bool applyLevel( pid_t thread, int level );
     /// The same for a thread that may still have the priority of before the switch.
     static bool switchLevel( pid_t thread, int level );
+    /// For reports, never a failure: the nice value that the system has for the thread, and the
+    /// priority that it is scheduled with, which in real time is the static one.
+    static int getNice( pid_t thread ) noexcept;
+    static int getScheduledPriority( pid_t thread ) noexcept;
     static void applyProcessors( pid_t thread, const MtProcessorSetPosix& processors );
 
     static bool isRealTime() noexcept { return _isRealTime.load( std::memory_order_relaxed ); }

@@ -2,11 +2,11 @@
 
 #include <base/failure/assertions.h>
 #include <base/failure/exWrapper.h>
-#include <base/trace/traceManager.h>
 #include <resmgt/initVars/envVar.h>
 #include <resmgt/threads/src/mtCurrentThread.h>
 #include <resmgt/threads/src/mtFatalEnd.h>
 #include <resmgt/threads/src/mtProcess.h>
+#include <resmgt/threads/src/mtThreadTrace.h>
 #include <resmgt/threads/src/posix/mtThreadNamePosix.h>
 #include <resmgt/threads/src/posix/mtThreadPosix.h>
 #include <resmgt/threads/src/posix/mtThreadTimesPosix.h>
@@ -229,16 +229,20 @@ void MtThreadBodyPosix::execute() {
         MtFatalEnd::onUnhandled( exception ? exception->getDetailedReason() : LOST_EXCEPTION, _name,
                                  stack ? stack.get() : "" );
     }
+    if( exception ) {
+        MtThreadTrace::print(
+            QV_HERE, "MtThreadWindows: caught an exception:", exception->getDetailedReason() );
+        MtThreadTrace::print( QV_HERE, "Call stack: ", stack ? stack.get() : "" );
+    }
     const LkGuard<LkRecLock> guard( _lock );
     _exception = exception;
     _isExceptionLost = isLost;
 }
 
 void MtThreadBodyPosix::perform() {
-    static TraceLevel* const level = Trace::registerLevel( "MtThread", "mtThreadBodyPosix.cpp" );
     std::optional<Trace::Entry> entry;
-    if( Trace::isEnabled( *level ) ) {
-        entry.emplace( TraceManager::getInstance().getTrace(), *level,
+    if( MtThreadTrace::isOn() ) {
+        entry.emplace( TraceManager::getInstance().getTrace(), MtThreadTrace::getLevel(),
                        "MtThreadWindows::performExecute", QV_HERE );
     }
     MtThreadNamePosix::applyToCurrent( _name );
@@ -250,11 +254,27 @@ void MtThreadBodyPosix::perform() {
         protocol = _protocol.get();
     }
     MtCurrentThread::set( thread );
+    MtThreadTrace::print( QV_HERE, "Starting: ", *thread );
     if( runOn.getValue() != 0 ) {
         thread->applyStoredAffinity();
     }
     if( protocol != nullptr ) {
         protocol->performExecute( thread );
+    }
+    traceEnding();
+}
+
+void MtThreadBodyPosix::traceEnding() noexcept {
+    MtThreadPosix* thread = nullptr;
+    {
+        const LkGuard<LkRecLock> guard( _lock );
+        thread = _owner;
+    }
+    // An object that its own body hasn't destroyed waits for the body's end before it goes.
+    if( thread != nullptr ) {
+        MtThreadTrace::print( QV_HERE, "Ending: ", *thread );
+    } else {
+        MtThreadTrace::print( QV_HERE, "Ending: ", _name );
     }
 }
 

@@ -77,6 +77,7 @@ private:
     void run();
     void execute() QV_EXCLUDES( _lock );
     void perform() QV_EXCLUDES( _lock );
+    void traceEnding() noexcept QV_EXCLUDES( _lock );
     void end() noexcept QV_EXCLUDES( _lock );
     void leaveSystem() noexcept QV_EXCLUDES( _lock );
     bool hasFailed() const QV_REQUIRES( _lock ) { return _exception || _isExceptionLost; }

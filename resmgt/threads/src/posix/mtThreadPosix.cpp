@@ -6,6 +6,7 @@
 #include <resmgt/threads/mtThreadMgr.h>
 #include <resmgt/threads/priority.h>
 #include <resmgt/threads/src/mtCurrentThread.h>
+#include <resmgt/threads/src/mtThreadTrace.h>
 #include <resmgt/threads/src/posix/mtSchedulerPosix.h>
 
 #include <exception>
@@ -149,7 +150,7 @@ void MtThreadPosix::start() {
     _body->meet();
     try {
         const LkGuard<LkRecLock> guard( _body->_lock );
-        MtSchedulerPosix::applyLevel( _body->getNumber(), _level );
+        applyLevel( _level );
     } catch( ... ) {
         _body->callOff();
         throw;
@@ -305,13 +306,28 @@ void MtThreadPosix::dump( std::ostream& stream ) const {
            << " processor Affnity " << _affinity << ( isRunningNoLock() ? "RUNNING" : "STOPPED" );
 }
 
+void MtThreadPosix::applyLevel( int level ) {
+    const pid_t number = _body->getNumber();
+    const auto trace = [number]( const char* label, int ( *getValue )( pid_t ) ) {
+        if( MtThreadTrace::isOn() ) {
+            MtThreadTrace::print( QV_HERE, label, getValue( number ) );
+        }
+    };
+    MtThreadTrace::print( QV_HERE, "Setting priority of thread ", _body->_name,
+                          " to NT priority enum ", MtSchedulerPosix::getNiceStep( level ) );
+    trace( "Old NT priority: ", &MtSchedulerPosix::getNice );
+    MtSchedulerPosix::applyLevel( number, level );
+    trace( "New NT priority: ", &MtSchedulerPosix::getNice );
+    trace( "Scheduled priority: ", &MtSchedulerPosix::getScheduledPriority );
+}
+
 void MtThreadPosix::updatePriority( int prio ) {
     const LkGuard<LkRecLock> guard( _body->_lock );
     // Aborts for one that is no level.
     static_cast<void>( MtSchedulerPosix::getNiceStep( prio ) );
     if( prio != _level ) {
         if( _body->getNumber() != 0 ) {
-            MtSchedulerPosix::applyLevel( _body->getNumber(), prio );
+            applyLevel( prio );
         }
         _level = prio;
     }

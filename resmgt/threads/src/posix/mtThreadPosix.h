@@ -52,6 +52,8 @@ private:
     void applyStoredAffinity();
     /// Without the question whether the thread is placeable.
     void setAffinity( unsigned long long threadAffinity ) QV_REQUIRES( _body->_lock );
+    /// To the running thread, and traces what that changes.
+    void applyLevel( int level ) QV_REQUIRES( _body->_lock );
     void place( unsigned long long affinity, bool isWholeSet ) QV_REQUIRES( _body->_lock );
     bool joinRun( const double* seconds );
     bool isRunningNoLock() const QV_REQUIRES( _body->_lock ) { return _body->_isRunning; }
