@@ -6,6 +6,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
+#include <string>
 
 namespace Qv {
 
@@ -70,9 +72,9 @@ public:
     /// The reader's. That there is an entry is the assertion "_beg != _end" of the three.
     bool isEmpty() const noexcept;
     const Entry& readEntry() const;
-    /// The text of the first entry, which stays; `text` holds `getBufSize()` bytes. It is empty for
-    /// an overflow entry.
-    void copyText( char* text ) const;
+    /// The text of the first entry, which stays; `text` holds `getBufSize()` bytes. Returns the
+    /// length; 0 for an overflow entry.
+    std::size_t copyText( char* text ) const;
     /// With its text, whether that was read or not.
     void removeEntry();
     unsigned int getNbEntries() const noexcept;
@@ -88,8 +90,8 @@ public:
     static constexpr std::uint64_t NO_STATEMENT = 0;
     static constexpr std::uint64_t NOT_STAMPED = 1;
 
-    const char* getThreadName() const noexcept;
-    unsigned long getThreadId() const noexcept;
+    const char* getThreadName() const noexcept { return _threadName.c_str(); }
+    unsigned long getThreadId() const noexcept { return _threadId; }
     /// Ask before `isEmpty`: what the owner added is seen then.
     bool isCreatorAlive() const noexcept;
 
@@ -102,14 +104,22 @@ public:
     static std::uint64_t getNbUnread() noexcept;
 
 private:
-    bool isNearlyFull( std::uint32_t end ) const noexcept;
+    struct Home;
+    LgQueue( unsigned long threadId, const char* threadName, const Sizes& sizes,
+             std::unique_ptr<Home> home );
+
+    bool isNearlyFull( std::uint32_t end ) noexcept;
     bool takeEntry( LgTypes::Level level ) noexcept;
-    void countLoss() noexcept;
+    void countLoss( std::uint32_t end ) noexcept;
     Entry& entryAt( std::uint32_t index ) const noexcept;
 
+    // Where the memory is, and its end.
+    const std::unique_ptr<Home> _home;
     LgQueueMemory* const _memory;
     Entry* const _entries;
     const Sizes _sizes;
+    const unsigned long _threadId;
+    std::string _threadName;
     OPtr<Observer> _observer;
 };
 
@@ -135,9 +145,11 @@ private:
     friend class LgQueue;
     friend class LgTail;
 
+    void increment() noexcept;
+
     bool _oflow = false;
-    // The level or the count. Stored by the owner, also after the entry is published, where a
-    // reader may find either count; relaxed, since what it misses is told later.
+    // The level or the count, which the owner raises after the entry is published too. A release,
+    // after the queue's total: the reader never knows of more losses than that.
     std::atomic<std::uint32_t> _value{ 0 };
     std::uint64_t _timeStamp = 0;
     // A statement's place in the stream: the terminator ahead of its text. Of a run of losses: how
@@ -156,7 +168,7 @@ public:
     /// On the owner's thread; `index` is the entry's place in the ring.
     virtual void entryAdded( LgQueue& queue, unsigned int index ) = 0;
     /// On the reader's thread.
-    virtual void entryRemoved( LgQueue& queue ) = 0;
+    virtual void entryRemoved( LgQueue& queue ) noexcept = 0;
     /// On the owner's thread; returns when there is room for so many characters, or when it is no
     /// use to wait.
     virtual void waitForSpace( LgQueue& queue, int nbCharacters ) = 0;

@@ -10,7 +10,6 @@
 namespace Qv {
 
 class LgQueue;
-class LgRegistry;
 
 /// Merges all queues by time stamp and hands each entry to LgLog's output.
 ///
@@ -38,12 +37,10 @@ public:
 
 private:
     void updateQueues();
-    /// True if it took the queue out.
-    bool reap( LgQueue& queue );
     LgQueue* findEarliest();
+    void destroyQueue( LgQueue& queue );
     void flushQueue( LgQueue& queue );
     void flushMissed( LgQueue& queue );
-    void noteHandled( std::uint64_t passStart, const LgQueue* earliest ) const;
 
     // 0 without a crash. Written once, by the thread that crashes; relaxed, since the reader is
     // joined afterwards, and what it does meanwhile may go either way.

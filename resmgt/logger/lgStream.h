@@ -95,17 +95,19 @@ protected:
     LgStream( LgStreamOwner& owner, LgStreamReader& reader, char* buffer,
               std::uint32_t bufSize ) noexcept;
 
+    /// The owner's: whether nothing can be written, by the reader's last known place at first.
+    bool hasNoRoom() noexcept;
     /// The owner's: where the last completed text ends, and the text after it begins.
     std::uint32_t getLastEnd() const noexcept;
-    /// The owner's: takes back what was written since `lastEnd` was the last text's end.
-    /// REQUIRES: the reader hasn't been told of it.
-    void rollBack( std::uint32_t lastEnd, std::uint32_t end ) noexcept;
-    std::uint32_t getEnd() const noexcept;
+    /// The owner's: takes back what was written since a `resetOutputFlags`, where the last text
+    /// ended at `lastEnd`. REQUIRES: the reader hasn't been told of it.
+    void rollBack( std::uint32_t lastEnd ) noexcept;
     /// The reader's: copies the text that begins after `place` and leaves it in the stream. Returns
-    /// where it ends.
+    /// its length.
     std::uint32_t copyText( std::uint32_t place, char* text ) const noexcept;
-    /// The reader's: frees all up to the terminator at `place`, unless that is done.
-    void release( std::uint32_t place ) noexcept;
+    /// The reader's: frees the text that begins after `place`, and all before it, unless that is
+    /// done.
+    void releaseText( std::uint32_t place ) noexcept;
 
 private:
     struct Memory;
@@ -114,10 +116,10 @@ private:
     void write( const char* text, std::size_t length ) noexcept;
     template <class T>
     LgStream& writeInteger( T value ) noexcept;
-    void writeByte( char value ) noexcept;
-    void writeFloat( long double value ) noexcept;
+    void noteOverflow() noexcept;
     void put( std::uint32_t place, const char* text, std::uint32_t length ) noexcept;
     char& at( std::uint32_t place ) const noexcept { return _buffer[place & ( _bufSize - 1 )]; }
+    void release( std::uint32_t place ) noexcept;
     std::uint32_t findEnd( std::uint32_t place ) const noexcept;
     bool findNext( std::uint32_t& place ) const noexcept;
 
