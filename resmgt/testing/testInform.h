@@ -15,6 +15,8 @@ public:
     static bool isRegressionTestSuite() noexcept;
     /// Reports, on the standard output, an exception that ends the process.
     static void exceptionEncountered( const char* text );
+    /// The same for what ends the process otherwise.
+    static void abnormalTermination( const char* text );
 };
 
 } // namespace Qv

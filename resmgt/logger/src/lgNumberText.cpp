@@ -80,8 +80,8 @@ private:
     std::size_t _nb = 0;
 };
 
-/// A fraction in millionths, rounded half to even: `mantissa` shifted right by `bits`, which is below
-/// one.
+/// A fraction in millionths, rounded half to even: `mantissa` shifted right by `bits`, which is
+/// below one.
 std::uint64_t toMillionths( std::uint64_t mantissa, int bits ) noexcept {
     constexpr int NB_WIDE_BITS = 128;
     if( bits >= NB_WIDE_BITS ) {
@@ -115,7 +115,8 @@ std::size_t printFinite( char* text, std::uint64_t mantissa, int shift ) noexcep
     } else if( mantissa != 0 ) {
         const int bits = -shift;
         whole = bits < MANTISSA_BITS ? mantissa >> bits : 0;
-        const std::uint64_t fraction = bits < MANTISSA_BITS ? mantissa - ( whole << bits ) : mantissa;
+        const std::uint64_t fraction =
+            bits < MANTISSA_BITS ? mantissa - ( whole << bits ) : mantissa;
         millionths = toMillionths( fraction, bits );
         whole += millionths / DECIMALS;
         millionths %= DECIMALS;

@@ -42,12 +42,12 @@ void fillHead( LgQueueMemory::Head& head, unsigned long threadId, const char* th
     head.threadId = threadId;
     head.nbCharacters = sizes.nbCharacters;
     head.nbEntries = sizes.nbEntries;
-    head.ticksPerSecond = static_cast<double>( HwCounter::getRateNumerator() ) /
-                          HwCounter::getRateDenominator();
+    head.ticksPerSecond =
+        static_cast<double>( HwCounter::getRateNumerator() ) / HwCounter::getRateDenominator();
     head.stamp = HwCounter::timeStamp();
-    head.realTime = std::chrono::duration<double>(
-                        std::chrono::system_clock::now().time_since_epoch() )
-                        .count();
+    head.realTime =
+        std::chrono::duration<double>( std::chrono::system_clock::now().time_since_epoch() )
+            .count();
     std::snprintf( head.threadName, sizeof( head.threadName ), "%s", threadName );
     head.magic.store( LgQueueMemory::MAGIC, RELEASE );
 }

@@ -36,8 +36,8 @@
 ///
 /// Order. Each variable has one writer. An owner's store to the ring's `end` is a release, paired
 /// with the reader's acquire: the entry and its text are complete for whoever sees the index. The
-/// same pair for the stream's `lastEnd`, for streams that are used by themselves. A reader's store to
-/// either `beg` is a release, paired with the owner's acquire: the reader has finished with what
+/// same pair for the stream's `lastEnd`, for streams that are used by themselves. A reader's store
+/// to either `beg` is a release, paired with the owner's acquire: the reader has finished with what
 /// lies before. A side reads its own variables relaxed. Either side may be behind the other's
 /// index, by which the owner sees less room and the reader fewer entries. The owner keeps the
 /// reader's `beg` of its last look, and looks again when that leaves no room, so that the reader's

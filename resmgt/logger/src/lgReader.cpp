@@ -91,8 +91,7 @@ bool LgReader::flushEarliest() {
 }
 
 void LgReader::flushAll() {
-    while( flushEarliest() ) {
-    }
+    while( flushEarliest() ) {}
 }
 
 /// Of the queues that aren't empty. Those before the first such one whose owners have ended are

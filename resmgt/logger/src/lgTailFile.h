@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-/// The files in memory that hold queues which outlive their process: one a queue, of its user alone,
-/// locked as long as the process lives.
+/// The files in memory that hold queues which outlive their process: one a queue, of its user
+/// alone, locked as long as the process lives.
 namespace Qv::LgTailFile {
 
 using Name = std::array<char, 64>;

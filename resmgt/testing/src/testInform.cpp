@@ -15,4 +15,8 @@ void TestInform::exceptionEncountered( const char* text ) {
     ExStdout::printAtomically( ( std::string( "Exception encountered: " ) + text ).c_str() );
 }
 
+void TestInform::abnormalTermination( const char* text ) {
+    ExStdout::printAtomically( ( std::string( "Abnormal termination: " ) + text ).c_str() );
+}
+
 } // namespace Qv

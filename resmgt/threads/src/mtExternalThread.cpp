@@ -4,6 +4,7 @@
 #include <base/trace/trace.h>
 #include <resmgt/locks/mtThreadDataRegistry.h>
 #include <resmgt/threads/mtEx.h>
+#include <resmgt/threads/mtLogger.h>
 #include <resmgt/threads/mtPriorityMgr.h>
 #include <resmgt/threads/mtThreadMgr.h>
 #include <resmgt/threads/mtThreadProtocol.h>
@@ -104,6 +105,7 @@ MtExternalThreadGuard::MtExternalThreadGuard( const std::string& name ) {
     if( MtCurrentThread::get() == nullptr ) {
         _thread.reset( new MtExternalThread( name ) );
         MtCurrentThread::set( _thread.get() );
+        MtLogger::enterThread();
     }
 }
 

@@ -6,6 +6,7 @@
 #include <resmgt/messages/msgManager.h>
 #include <resmgt/osal/osUtils.h>
 #include <resmgt/testing/testInform.h>
+#include <resmgt/threads/mtLogger.h>
 
 #include <cstdio>
 
@@ -28,6 +29,7 @@ bool hasTold( const Tell& tell ) noexcept {
 void tellAll( const char* text ) noexcept {
     const bool isDisplayed =
         hasTold( [&] { MsgManager().display( text, MsgTypes::FATAL_ERROR ); } );
+    MtLogger::haltAndFlushOnCrash();
     const bool isPrinted = hasTold( [&] {
         if( TestInform::isRegressionTestSuite() ) {
             TestInform::exceptionEncountered( text );

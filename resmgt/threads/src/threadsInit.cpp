@@ -7,6 +7,7 @@
 #include <resmgt/initVars/envVar.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/resmgtPackages.h>
+#include <resmgt/threads/mtLogger.h>
 #include <resmgt/threads/mtThread.h>
 #include <resmgt/threads/mtThreadTimes.h>
 #include <resmgt/threads/src/mtThreadMgrImp.h>
@@ -93,6 +94,7 @@ void MtThreadsPackage::start() {
         }
         MtThread::allowStart();
         MtThreadTimes::initialize();
+        MtLogger::start();
     } catch( ... ) {
         if( _traceManager != nullptr ) {
             stop();
@@ -114,12 +116,18 @@ void MtThreadsPackage::stop() {
         Trace::printCurrentException( "the end of the package threads", QV_HERE );
     }
     MtThread::forbidStart();
+    // The calling one, and the logger's reader if that was started.
+    if( mgr.getNbThreads() <= 2 ) {
+        MtLogger::end();
+    }
+    // Without a reader that an output holds up.
     const bool isAlone = mgr.getNbThreads() == 1;
     if( isAlone ) {
         endTracing();
     } else {
         // Those that remain go on tracing.
         report( mgr );
+        MtLogger::haltAndFlushOnCrash();
     }
     MtThreadTimes::finalize();
     stopManager( isAlone );

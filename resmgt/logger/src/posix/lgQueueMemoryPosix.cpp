@@ -13,8 +13,8 @@ namespace Qv {
 
 namespace {
 
-/// Pages that are there already, and that a forked child doesn't get: it finds zeros, and the parent
-/// doesn't have to copy them with its next store.
+/// Pages that are there already, and that a forked child doesn't get: it finds zeros, and the
+/// parent doesn't have to copy them with its next store.
 void* mapPrivate( std::size_t size ) {
     void* const memory = ::mmap( nullptr, size, PROT_READ | PROT_WRITE,
                                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0 );

@@ -77,7 +77,8 @@ bool isLocked( int file ) noexcept {
 
 int LgTailFile::create( Name& name ) noexcept {
     for( int i = 0; i < MAX_TRIES; ++i ) {
-        std::snprintf( name.data(), name.size(), "/%s%ld.%u", PREFIX, static_cast<long>( ::getpid() ),
+        std::snprintf( name.data(), name.size(), "/%s%ld.%u", PREFIX,
+                       static_cast<long>( ::getpid() ),
                        lastNumber.fetch_add( 1, std::memory_order_relaxed ) );
         const int file =
             ::shm_open( name.data(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, OWNER_ONLY );

@@ -3,6 +3,7 @@
 #include <base/failure/assertions.h>
 #include <base/failure/exWrapper.h>
 #include <resmgt/initVars/envVar.h>
+#include <resmgt/threads/mtLogger.h>
 #include <resmgt/threads/src/mtCurrentThread.h>
 #include <resmgt/threads/src/mtFatalEnd.h>
 #include <resmgt/threads/src/mtProcess.h>
