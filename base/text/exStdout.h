@@ -8,9 +8,10 @@
 /// Errors:  a failed system call raises ExSysErrorANSI.
 namespace Qv::ExStdout {
 
-/// From now on `printAtomically` appends to the file `path`, UTF-8, which is created if need be.
-/// What the application itself writes to its standard output isn't touched. On failure everything
-/// stays as before. A further call changes the file.
+/// Where the process has no standard output, `printAtomically` from now on appends to the file
+/// `path`, UTF-8, which is created for this user alone if need be. A standard output that is there
+/// stays, and no file is touched. Once there is a file a further call changes it. On failure
+/// everything stays as before.
 QV_BASE_API void initialize( const char* path );
 
 /// Writes the whole text, not interleaved with another thread's, at once and past the buffers of

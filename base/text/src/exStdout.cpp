@@ -14,9 +14,17 @@ namespace {
 constinit std::mutex outputLock;
 constinit int output = OutputDescriptor::STANDARD_OUTPUT;
 
+bool isStandardOutputThere() {
+    const std::lock_guard guard( outputLock );
+    return output == OutputDescriptor::STANDARD_OUTPUT && OutputDescriptor::isOpen( output );
+}
+
 } // namespace
 
 void ExStdout::initialize( const char* path ) {
+    if( isStandardOutputThere() ) {
+        return;
+    }
     const int opened = OutputDescriptor::open( path );
     const std::lock_guard guard( outputLock );
     const int former = std::exchange( output, opened );

@@ -49,12 +49,30 @@ struct Pipe {
     int ends[2] = { -1, -1 };
 };
 
+/// In a process that has had no standard output.
 class ExStdoutTest : public testing::Test {
 protected:
+    ExStdoutTest() {
+        std::fflush( stdout );
+        const int kept = ::fcntl( STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1 );
+        ::close( STDOUT_FILENO );
+        ExStdout::initialize( "/dev/null" );
+        ::dup2( kept, STDOUT_FILENO );
+        ::close( kept );
+    }
     ~ExStdoutTest() override { ExStdout::initialize( "/dev/null" ); }
 };
 
 } // namespace
+
+TEST( ExStdoutDeathTest, AStandardOutputThatIsThereIsKept ) {
+    const auto print = [] {
+        ExStdout::initialize( "/dev/full" );
+        ExStdout::printAtomically( "text" );
+        ::_exit( 0 );
+    };
+    EXPECT_EXIT( print(), testing::ExitedWithCode( 0 ), "" );
+}
 
 TEST_F( ExStdoutTest, TextsLongerThanAPipeHoldsStayWholeAcrossThreads ) {
     constexpr std::size_t NB_THREADS = 4;

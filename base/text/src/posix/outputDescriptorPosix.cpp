@@ -28,7 +28,7 @@ void waitUntilWritable( int descriptor ) {
 
 int OutputDescriptor::open( const char* path ) {
     const int descriptor =
-        keepOffStreams( ::open( path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666 ) );
+        keepOffStreams( ::open( path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600 ) );
     if( descriptor < 0 ) {
         throw ExSysErrorANSI( QV_HERE, "ExStdout::initialize", path );
     }
@@ -37,6 +37,10 @@ int OutputDescriptor::open( const char* path ) {
 
 void OutputDescriptor::close( int descriptor ) noexcept {
     ::close( descriptor );
+}
+
+bool OutputDescriptor::isOpen( int descriptor ) noexcept {
+    return ::fcntl( descriptor, F_GETFD ) >= 0;
 }
 
 void OutputDescriptor::write( int descriptor, std::string_view text ) {
