@@ -14,10 +14,10 @@ class QV_RESMGT_API LgTrace {
 public:
     LgTrace() = delete;
 
-    /// `text` is a line without its end; nothing happens for an empty one. Under blocking trace a
+    /// `mess` is a line without its end; nothing happens for an empty one. Under blocking trace a
     /// text longer than a queue can hold becomes several lines, cut at fixed places; otherwise
     /// what doesn't fit is lost and counted.
-    static void print( const char* text );
+    static void print( const char* mess );
 };
 
 } // namespace Qv

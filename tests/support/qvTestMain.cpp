@@ -74,6 +74,12 @@ private:
     std::thread _thread;
 };
 
+/// Unless the test's environment has settings of its own: no default files, no event log.
+void keepLogsAway() {
+    ::setenv( "QV_LOG_UNSPECIFIED", "--", 0 );
+    ::setenv( "QV_LOG_DISABLE_EVENTLOG", "1", 0 );
+}
+
 int runTests( int& argc, char**& argv, Watchdog& watchdog ) {
     const InInitGuard packages( argc, argv );
     ::testing::TestEventListeners& listeners = ::testing::UnitTest::GetInstance()->listeners();
@@ -88,6 +94,7 @@ int runTests( int& argc, char**& argv, Watchdog& watchdog ) {
 } // namespace Qv
 
 int main( int argc, char** argv ) {
+    Qv::keepLogsAway();
     ::testing::InitGoogleMock( &argc, argv );
     // The other style forks a process that has threads.
     GTEST_FLAG_SET( death_test_style, "threadsafe" );

@@ -1,5 +1,15 @@
+#include <base/failure/exDebuggerUtil.h>
+#include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
+#include <base/init/inVariable.h>
+#include <resmgt/initVars/envVar.h>
+#include <resmgt/logger/lgLog.h>
+#include <resmgt/logger/lgMajorGroup.h>
+#include <resmgt/logger/qvLog.h>
+#include <resmgt/logger/src/logDirVariable.h>
 #include <resmgt/resmgtPackages.h>
+
+#include <sstream>
 
 namespace Qv {
 
@@ -9,6 +19,26 @@ const std::type_info* logger::getType() noexcept {
     return &typeid( logger );
 }
 
+namespace {
+
+EnvIntVar dumpSetup( __FILE__, "QV_LOG_DUMP_SETUP", 0 );
+
+void logStack( const char* text ) {
+    QV_LOG( Logger, FatalError, text );
+}
+
+void logSetup() {
+    std::ostringstream text;
+    text << "Logger setup:\n";
+    LgLog::dump( text );
+    dumpSetup.refresh();
+    if( dumpSetup.getValue() != 0 ) {
+        QV_LOG( Logger, Support, text.str() );
+    }
+}
+
+} // namespace
+
 template <>
 InInit<logger>::InInit()
     : InPackageInit( "logger" ) {
@@ -16,10 +46,36 @@ InInit<logger>::InInit()
     dependsOn<osSupport, initVars, initConfig, osal, profiling, base>();
 }
 
+template <>
+void InInit<logger>::initializePackage() {
+    LgLog::init();
+    LgGroups::MinorLevelLogger.create();
+    logSetup();
+    ExDebuggerUtil::registerStackLogger( logStack );
+}
+
+template <>
+void InInit<logger>::finalizePackage() {
+    ExDebuggerUtil::registerStackLogger( nullptr );
+    LgLog::destroy();
+    LgGroups::MinorLevelLogger.destroy();
+    LgMajorGroup::finalize();
+}
+
 namespace {
 
 InInit<logger> package;
 
+const InArgument logArgument( "log:", "Log directory." );
+const InArgument shortLogArgument( "l:", "Log directory." );
+const InEnvironment logEnvironment( "QV_LOG_DIR", "Log directory" );
+const InVariable<const char*> logDir( "ombra::deployment::logDir", package, logArgument,
+                                      shortLogArgument, logEnvironment );
+
 } // namespace
+
+const InVariable<const char*>& getLogDirVariable() noexcept {
+    return logDir;
+}
 
 } // namespace Qv

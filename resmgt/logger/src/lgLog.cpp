@@ -1,0 +1,413 @@
+#include <resmgt/logger/lgLog.h>
+
+#include <base/failure/assertions.h>
+#include <base/failure/exBase.h>
+#include <base/text/exStdout.h>
+#include <base/text/printable.h>
+#include <base/text/wideStringUtil.h>
+#include <resmgt/logger/lgGroups.h>
+#include <resmgt/logger/lgMajorGroup.h>
+#include <resmgt/logger/lgQueue.h>
+#include <resmgt/logger/lgRegistry.h>
+#include <resmgt/logger/src/lgFork.h>
+#include <resmgt/logger/src/lgLogStart.h>
+#include <resmgt/logger/src/lgOutput.h>
+#include <resmgt/logger/src/lgPrefix.h>
+#include <resmgt/logger/src/lgStandardError.h>
+#include <resmgt/profiling/hwCounter.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <iomanip>
+#include <mutex>
+#include <ostream>
+#include <sstream>
+#include <thread>
+
+namespace Qv {
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+// How long a line waits for one that another thread writes, before it is given up: an output may
+// have stalled for good.
+constexpr std::chrono::seconds MAX_OUTPUT_WAIT( 5 );
+constexpr std::chrono::milliseconds OUTPUT_WAIT_STEP( 1 );
+constexpr double MAINTENANCE_SECONDS = 1.0;
+
+// All of it must be usable before and after everything else in the process.
+constinit std::mutex outputLock;
+constinit thread_local bool isInOutput = false;
+// Stored by the thread that starts the logger.
+constinit std::atomic<LgOutput*> output = nullptr;
+// Relaxed, as are the counters: they order nothing.
+constinit std::atomic<double> maintenanceTime = 0.0;
+constinit std::atomic<std::uint64_t> nbWritten = 0;
+constinit std::atomic<std::uint64_t> nbLost = 0;
+constinit std::atomic<std::uint64_t> nbFailed = 0;
+constinit std::atomic<std::uint64_t> highWater = 0;
+
+void count( std::atomic<std::uint64_t>& counter, std::uint64_t number = 1 ) noexcept {
+    counter.fetch_add( number, std::memory_order_relaxed );
+}
+
+/// The right to write a line. A thread that has it already, such as one whose output logs, gets no
+/// second one.
+class OutputScope {
+public:
+    OutputScope()
+        : _isNested( isInOutput ) {
+        if( !_isNested ) {
+            isInOutput = true;
+            _isOwner = lock();
+        }
+    }
+    OutputScope( const OutputScope& ) = delete;
+    OutputScope& operator=( const OutputScope& ) = delete;
+    ~OutputScope() {
+        if( _isOwner ) {
+            outputLock.unlock();
+        }
+        if( !_isNested ) {
+            isInOutput = false;
+        }
+    }
+
+    bool isOwner() const noexcept { return _isOwner; }
+
+private:
+    static bool lock() {
+        if( outputLock.try_lock() ) {
+            return true;
+        }
+        const auto deadline = SteadyClock::now() + MAX_OUTPUT_WAIT;
+        do {
+            std::this_thread::sleep_for( OUTPUT_WAIT_STEP );
+            if( outputLock.try_lock() ) {
+                return true;
+            }
+        } while( SteadyClock::now() < deadline );
+        return false;
+    }
+
+    const bool _isNested;
+    bool _isOwner = false;
+};
+
+/// Those who wait in `flush`.
+struct Flushing {
+    std::mutex lock;
+    std::condition_variable isHandled;
+};
+
+Flushing& getFlushing() {
+    static Flushing& flushing = *new Flushing;
+    return flushing;
+}
+
+// Stored by the reader; in one order with LgLog::_nbFlushing: either the reader sees the waiter, or
+// the waiter sees the stamp.
+constinit std::atomic<std::uint64_t> handledStamp = 0;
+
+/// A report of the logger itself, to the targets of its level. REQUIRES: the output's scope.
+void writeReport( LgOutput& to, const std::string& text ) {
+    if( LgGroups::MinorLevelLogger.isLevelEnabled( LgTypes::Support ) ) {
+        std::ostringstream prefix;
+        LgLog::printPrefix( prefix, 0, LgTypes::Support, "main", 0 );
+        const LgMinorGroup* const group = LgGroups::MinorLevelLogger;
+        const std::string name =
+            group != nullptr ? group->getFormattedName( LgMinorGroup::NAME_WIDTH ) : "Logger";
+        to.write( { .level = LgTypes::Support, .threadName = "main" }, prefix.str().c_str(),
+                  ( "[" + name + "] " + text + "\n" ).c_str() );
+        count( nbWritten );
+    }
+}
+
+bool isMaintenanceDue( double now ) noexcept {
+    return now >= maintenanceTime.load( std::memory_order_relaxed );
+}
+
+void maintainWithin( LgOutput& to, double now ) {
+    maintenanceTime.store( now + MAINTENANCE_SECONDS, std::memory_order_relaxed );
+    const std::string report = to.maintain();
+    if( !report.empty() ) {
+        writeReport( to, report );
+    }
+}
+
+/// What a child of a fork writes: to standard error, if its parent's line went anywhere.
+void outputInChild( const LgLog::EntryInfo& info, const char* prefix, const char* message ) {
+    const LgOutput* const to = output.load( std::memory_order_acquire );
+    if( to == nullptr || to->hasTarget( info.level ) ) {
+        writeStandardError( std::string( prefix ) + message );
+    }
+}
+
+void outputLine( const LgLog::EntryInfo& info, const char* prefix, const char* message ) {
+    if( LgFork::isChild() ) {
+        outputInChild( info, prefix, message );
+        return;
+    }
+    const OutputScope scope;
+    LgOutput* const to = output.load( std::memory_order_acquire );
+    if( !scope.isOwner() || to == nullptr ) {
+        count( nbLost );
+        return;
+    }
+    info.lostStatements > 0 ? count( nbLost, info.lostStatements ) : count( nbWritten );
+    to->write( info, prefix, message );
+    const double now = HwCounter::seconds();
+    if( isMaintenanceDue( now ) ) {
+        maintainWithin( *to, now );
+    }
+}
+
+void dumpOption( std::ostream& stream, const char* name, bool isOn ) {
+    stream << ( isOn ? "   " : "   No " ) << name << '\n';
+}
+
+void dumpLevel( std::ostream& stream, const LgLog::LevelInfo& info ) {
+    if( !info.enabled ) {
+        stream << "Disabled";
+        return;
+    }
+    stream << ( info.echoed ? "stdout, " : "" ) << ( info.osLogged ? "os logging, " : "" );
+    if( !info.file.empty() ) {
+        stream << WideStringUtil::narrowMB( info.file ) << ' ';
+    }
+    stream << ( info.appended ? "[Append]" : "" );
+}
+
+} // namespace
+
+constinit std::array<std::atomic<bool>, LgLog::NB_OPTIONS> LgLog::_options = {
+    true, false, false, false, true, false };
+constinit std::atomic<bool> LgLog::_initialized = false;
+constinit std::atomic<bool> LgLog::_loggerActive = false;
+constinit std::atomic<LgLog::QueueFunction> LgLog::_queueFunction = LgLog::getDefaultQueue;
+constinit std::atomic<LgRegistry*> LgLog::_registry = nullptr;
+constinit std::atomic<int> LgLog::_nbFlushing = 0;
+constinit std::uint64_t LgLog::_start = 0;
+constinit LgLog::InitDefaultsType LgLog::_initDefaults = LgLog::ECHO_BY_DEFAULT;
+
+void LgLog::init() {
+    QV_ASSERT( !_initialized );
+    LgLogStart start;
+    start.prepare();
+    const OutputScope scope;
+    LgOutput* const former = output.exchange( start.commit().release(), std::memory_order_acq_rel );
+    // Otherwise a thread that logged after the former stop is still writing.
+    if( scope.isOwner() ) {
+        delete former;
+    }
+    maintenanceTime.store( HwCounter::seconds() + MAINTENANCE_SECONDS, std::memory_order_relaxed );
+}
+
+void LgLog::destroy() {
+    QV_ASSERT( _initialized );
+    LgLogStart::uninstall();
+    const OutputScope scope;
+    _initialized.store( false, std::memory_order_release );
+    if( scope.isOwner() ) {
+        LgOutput& to = *output.load( std::memory_order_relaxed );
+        // By now everybody who asks for a group has.
+        for( const std::string& name : LgMajorGroup::getNamesNobodyAskedFor() ) {
+            writeReport( to, "No package has the group '" + Printable::makeLine( name ) +
+                                 "', which is named for its levels." );
+        }
+        to.stop();
+    }
+}
+
+LgQueue* LgLog::getDefaultQueue() {
+    static LgQueue* const queue = [] {
+        auto* const made = new LgQueue;
+        if( LgRegistry* const registry = getRegistry() ) {
+            registry->registerQueue( made );
+        }
+        return made;
+    }();
+    return queue;
+}
+
+void LgLog::setQueueFunction( QueueFunction function ) noexcept {
+    _queueFunction.store( function != nullptr ? function : getDefaultQueue,
+                          std::memory_order_release );
+}
+
+OPtrRet<LgRegistry> LgLog::setRegistry( OPtr<LgRegistry> registry ) {
+    LgRegistry* const former = getRegistry();
+    if( former != nullptr && !registry.isNull() ) {
+        for( LgQueue* const queue : former->getQueueList() ) {
+            registry->registerQueue( queue );
+            former->deregisterQueue( queue );
+        }
+    }
+    _registry.store( registry.release(), std::memory_order_release );
+    return OPtr<LgRegistry>( former );
+}
+
+void LgLog::outputEntry( LgTypes::Level level, const char* prefix, const char* message ) {
+    outputEntry( EntryInfo{ .level = level }, prefix, message );
+}
+
+void LgLog::outputEntry( const EntryInfo& info, const char* prefix, const char* message ) {
+    try {
+        outputLine( info, prefix, message );
+    } catch( const std::exception& ) {
+        count( nbFailed );
+    }
+}
+
+void LgLog::outputDirectly( LgTypes::Level level, const char* text ) noexcept {
+    if( !isInactiveOutputAllowed( level ) ) {
+        return;
+    }
+    if( isInOutput ) {
+        count( nbLost );
+        return;
+    }
+    try {
+        std::ostringstream prefix;
+        printPrefix( prefix, 0, level, "main", 0 );
+        const std::string message = std::string( text ) + "\n";
+        if( isInitialized() || LgFork::isChild() ) {
+            outputEntry( EntryInfo{ .level = level, .threadName = "main" }, prefix.str().c_str(),
+                         message.c_str() );
+        } else {
+            ExStdout::printAtomically( ( prefix.str() + message ).c_str() );
+        }
+    } catch( const std::exception& ) {
+        count( nbFailed );
+    }
+}
+
+void LgLog::printPrefix( std::ostream& stream, unsigned long long timeStamp, LgTypes::Level level,
+                         const char* threadName, unsigned long threadId ) {
+    const std::uint64_t now = HwCounter::timeStamp();
+    std::string text;
+    if( isOption( TIME_STAMPS ) ) {
+        const std::uint64_t stamp = timeStamp != 0 ? timeStamp : now;
+        text += LgPrefix::makeTimeStamp( isInitialized() ? stamp - _start : 0 );
+    }
+    if( isOption( TIME ) ) {
+        text += LgPrefix::makeTime( isInitialized() ? HwCounter::seconds( _start, now ) : 0.0 );
+    }
+    if( isOption( LOG_LEVELS ) ) {
+        text += "[" + LgPrefix::padRight( LgTypes::getLevelName( level ), 14 ) + "] ";
+    }
+    if( threadName != nullptr && isOption( THREAD_NAMES ) ) {
+        text += LgPrefix::padRight( threadName, 10 ) + " ";
+    }
+    if( threadName != nullptr && isOption( THREAD_IDS ) ) {
+        text += LgPrefix::makeThreadId( threadId );
+    }
+    // Whatever width, fill and flags the stream has.
+    stream.write( text.data(), static_cast<std::streamsize>( text.size() ) );
+}
+
+void LgLog::dump( std::ostream& stream ) {
+    std::ostringstream text;
+    text << "Output:\n";
+    for( int number = 0; number < LgTypes::NUM_LEVELS; ++number ) {
+        const auto level = static_cast<LgTypes::Level>( number );
+        text << std::setw( 20 ) << LgTypes::getLevelName( level ) << ": ";
+        dumpLevel( text, getInfo( level ) );
+        text << '\n';
+    }
+    text << "Options:\n";
+    dumpOption( text, "Time", isOption( TIME ) );
+    dumpOption( text, "Time stamps", isOption( TIME_STAMPS ) );
+    dumpOption( text, "Thread ids", isOption( THREAD_IDS ) );
+    dumpOption( text, "Thread names", isOption( THREAD_NAMES ) );
+    dumpOption( text, "Log levels", isOption( LOG_LEVELS ) );
+    dumpOption( text, "Blocking trace", isOption( BLOCKING_TRACE ) );
+    stream << text.str();
+}
+
+void LgLog::maintain() noexcept {
+    try {
+        const double now = HwCounter::seconds();
+        if( !isMaintenanceDue( now ) || !isInitialized() || LgFork::isChild() ) {
+            return;
+        }
+        const OutputScope scope;
+        LgOutput* const to = output.load( std::memory_order_acquire );
+        if( scope.isOwner() && to != nullptr ) {
+            maintainWithin( *to, now );
+        }
+    } catch( const std::exception& ) {
+        // Without memory just now; the next second will do.
+    }
+}
+
+void LgLog::noteHandled( std::uint64_t timeStamp ) noexcept {
+    handledStamp.store( timeStamp, std::memory_order_seq_cst );
+    if( _nbFlushing.load( std::memory_order_seq_cst ) > 0 ) {
+        Flushing& flushing = getFlushing();
+        // A waiter between its look and its sleep has the lock.
+        const std::lock_guard guard( flushing.lock );
+        flushing.isHandled.notify_all();
+    }
+}
+
+void LgLog::noteQueueLevel( std::size_t nbEntries ) noexcept {
+    // One writer, the reader.
+    if( nbEntries > highWater.load( std::memory_order_relaxed ) ) {
+        highWater.store( nbEntries, std::memory_order_relaxed );
+    }
+}
+
+bool LgLog::flush( double seconds ) {
+    if( isInOutput ) {
+        return false;
+    }
+    if( !isLoggerActive() ) {
+        return true;
+    }
+    const std::uint64_t wanted = HwCounter::timeStamp();
+    const auto isDone = [&] {
+        return handledStamp.load( std::memory_order_seq_cst ) > wanted || !isLoggerActive();
+    };
+    Flushing& flushing = getFlushing();
+    _nbFlushing.fetch_add( 1, std::memory_order_seq_cst );
+    std::unique_lock guard( flushing.lock );
+    const bool isHandled = flushing.isHandled.wait_for(
+        guard, std::chrono::duration<double>( std::clamp( seconds, 0.0, 1.0e6 ) ), isDone );
+    _nbFlushing.fetch_sub( 1, std::memory_order_relaxed );
+    return isHandled;
+}
+
+LgLog::Counters LgLog::getCounters() noexcept {
+    return { .written = nbWritten.load( std::memory_order_relaxed ),
+             .lost = nbLost.load( std::memory_order_relaxed ),
+             .failed = nbFailed.load( std::memory_order_relaxed ) + LgFileBuffer::getNbFailed(),
+             .highWater = highWater.load( std::memory_order_relaxed ) };
+}
+
+OsFilePath LgLog::getLogPath() {
+    const LgOutput* const to = output.load( std::memory_order_acquire );
+    return to != nullptr ? to->getLogPath() : OsFilePath();
+}
+
+const LgLog::LevelInfo& LgLog::getInfo( LgTypes::Level level ) {
+    static const LevelInfo& none = *new LevelInfo;
+    const LgOutput* const to = output.load( std::memory_order_acquire );
+    return to != nullptr ? to->getInfo( level ) : none;
+}
+
+bool LgLog::isInactiveOutputAllowed( LgTypes::Level level ) {
+    return level != LgTypes::Profiling;
+}
+
+void LgLog::setLoggerActivation( bool isActive ) noexcept {
+    _loggerActive.store( isActive, std::memory_order_release );
+    if( !isActive && _nbFlushing.load( std::memory_order_seq_cst ) > 0 && !LgFork::isChild() ) {
+        noteHandled( handledStamp.load( std::memory_order_relaxed ) );
+    }
+}
+
+} // namespace Qv

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+namespace Qv {
+
+/// Writes to the process's standard error in one write, past everything that might hold a lock or
+/// lead back to the log. Without a standard error nothing happens. No SIGPIPE or SIGXFSZ comes of
+/// it.
+///
+/// Threads: any, also a forked child's.
+void writeStandardError( std::string_view text ) noexcept;
+
+} // namespace Qv

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <base/init/inVariable.h>
+
+namespace Qv {
+
+/// ombra::deployment::logDir
+const InVariable<const char*>& getLogDirVariable() noexcept;
+
+} // namespace Qv

@@ -1,0 +1,16 @@
+#include <resmgt/logger/src/lgStandardError.h>
+
+#include <base/files/sizeSignalGuardPosix.h>
+#include <resmgt/logger/src/posix/pipeSignalGuardPosix.h>
+
+#include <unistd.h>
+
+namespace Qv {
+
+void writeStandardError( std::string_view text ) noexcept {
+    const SizeSignalGuard sizeGuard;
+    const PipeSignalGuard pipeGuard;
+    [[maybe_unused]] const ssize_t count = ::write( STDERR_FILENO, text.data(), text.size() );
+}
+
+} // namespace Qv

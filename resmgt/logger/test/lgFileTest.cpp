@@ -1,0 +1,242 @@
+#include <resmgt/logger/src/lgFile.h>
+#include <resmgt/logger/src/lgFolder.h>
+#include <resmgt/logger/test/loggerRun.h>
+#include <resmgt/profiling/hwCounter.h>
+
+#include <tests/support/scopedEnvironment.h>
+#include <tests/support/tempDirectory.h>
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Qv {
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+namespace fs = std::filesystem;
+
+std::string makeLoss( std::uint64_t nbLines, int error ) {
+    return "lost " + std::to_string( nbLines ) + " by " + std::to_string( error ) + "\n";
+}
+
+/// Writes lines until one isn't lost any more, at most a second after the failure's end.
+void writeUntilTaken( LgFile& file ) {
+    const std::uint64_t nbFailed = LgFileBuffer::getNbFailed();
+    const double deadline = HwCounter::seconds() + 30.0;
+    for( std::uint64_t before = nbFailed; HwCounter::seconds() < deadline; ) {
+        file << "line\n" << std::flush;
+        if( LgFileBuffer::getNbFailed() == before ) {
+            return;
+        }
+        before = LgFileBuffer::getNbFailed();
+        ::usleep( 1000 );
+    }
+    ADD_FAILURE() << "no line is taken";
+}
+
+void makeAged( const fs::path& path, std::time_t secondsOld ) {
+    std::ofstream( path ) << "x";
+    const timespec time{ std::time( nullptr ) - secondsOld, 0 };
+    const timespec times[] = { time, time };
+    ::utimensat( AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW );
+}
+
+} // namespace
+
+TEST( LgFileTest, AFileOfADefaultNameIsNewOrOurs ) {
+    const TempDirectory directory;
+    const fs::path victim = directory.path() / "victim";
+    const fs::path path = directory.path() / "name.log";
+    const auto isOpened = [&] {
+        LgFile file( path, LgFileBuffer::DEFAULT_NAME, makeLoss );
+        file << "line\n" << std::flush;
+        return file.good();
+    };
+    std::ofstream( victim ) << "victim";
+    fs::create_symlink( victim, path );
+    EXPECT_FALSE( isOpened() );
+    fs::remove( path );
+    fs::create_hard_link( victim, path );
+    EXPECT_FALSE( isOpened() );
+    fs::remove( path );
+    fs::create_directory( path );
+    EXPECT_FALSE( isOpened() );
+    fs::remove( path );
+    ASSERT_EQ( ::mkfifo( path.c_str(), 0600 ), 0 );
+    EXPECT_FALSE( isOpened() );
+    fs::remove( path );
+    EXPECT_EQ( readFile( victim ), "victim" );
+    EXPECT_TRUE( isOpened() && isOpened() );
+    EXPECT_EQ( readFile( path ), "line\nline\n" );
+    EXPECT_EQ( fs::status( path ).permissions(), fs::perms::owner_read | fs::perms::owner_write );
+}
+
+TEST( LgFileTest, AFailureIsReportedOnceAndWhatItCostIsCountedAfterwards ) {
+    const TempDirectory directory;
+    const fs::path path = directory.path() / "out.txt";
+    rlimit former{};
+    ASSERT_EQ( ::getrlimit( RLIMIT_FSIZE, &former ), 0 );
+    LgFile file( path, LgFileBuffer::CHOSEN_NAME, makeLoss );
+    file << "0123456789\n" << std::flush;
+    const rlimit limit{ 15, former.rlim_max };
+    testing::internal::CaptureStderr();
+    ASSERT_EQ( ::setrlimit( RLIMIT_FSIZE, &limit ), 0 );
+    for( int i = 0; i < 3; ++i ) {
+        file << "abcdefghij\n" << std::flush;
+    }
+    ASSERT_EQ( ::setrlimit( RLIMIT_FSIZE, &former ), 0 );
+    const std::string report = testing::internal::GetCapturedStderr();
+    EXPECT_THAT( report, HasSubstr( "can't be written: File too large." ) );
+    EXPECT_EQ( report.find( '\n' ), report.size() - 1 );
+    EXPECT_TRUE( file.good() );
+    writeUntilTaken( file );
+    std::istringstream text( readFile( path ) );
+    std::string line;
+    std::getline( text, line );
+    EXPECT_EQ( line, "0123456789" );
+    // The line of which a part was taken ends before the next begins.
+    std::getline( text, line );
+    EXPECT_EQ( line, "abcd" );
+    unsigned long long nbLost = 0;
+    text >> line >> nbLost;
+    EXPECT_GE( nbLost, 3U );
+    EXPECT_THAT( readFile( path ), EndsWith( " by " + std::to_string( EFBIG ) + "\nline\n" ) );
+}
+
+TEST( LgFileTest, APipeIsNotWaitedForAndItsReadersEndEndsNothing ) {
+    const TempDirectory directory;
+    const fs::path path = directory.path() / "pipe";
+    ASSERT_EQ( ::mkfifo( path.c_str(), 0600 ), 0 );
+    EXPECT_FALSE( LgFile( path, LgFileBuffer::CHOSEN_NAME, makeLoss ).good() );
+    int reader = ::open( path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC );
+    LgFile file( path, LgFileBuffer::CHOSEN_NAME, makeLoss );
+    ASSERT_TRUE( file.good() );
+    ::close( reader );
+    testing::internal::CaptureStderr();
+    file << "lost\n" << std::flush;
+    EXPECT_THAT( testing::internal::GetCapturedStderr(), HasSubstr( "Broken pipe" ) );
+    sigset_t pending;
+    ::sigpending( &pending );
+    EXPECT_FALSE( ::sigismember( &pending, SIGPIPE ) );
+    reader = ::open( path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC );
+    writeUntilTaken( file );
+    char text[4096] = "";
+    EXPECT_GT( ::read( reader, text, sizeof text - 1 ), 0 );
+    EXPECT_THAT( text, testing::StartsWith( "lost " ) );
+    EXPECT_THAT( text, EndsWith( "line\n" ) );
+    ::close( reader );
+}
+
+TEST( LgFileTest, LinesOfProcessesThatShareAFileStayWhole ) {
+    constexpr int NB_PROCESSES = 4;
+    constexpr int NB_LINES = 200;
+    const TempDirectory directory;
+    const fs::path path = directory.path() / "out.txt";
+    std::vector<pid_t> children;
+    for( int i = 0; i < NB_PROCESSES; ++i ) {
+        const pid_t child = ::fork();
+        if( child == 0 ) {
+            LgFile file( path, LgFileBuffer::CHOSEN_NAME, makeLoss );
+            for( int n = 0; n < NB_LINES; ++n ) {
+                file << std::string( 3000, static_cast<char>( 'a' + i ) ) << n << '\n'
+                     << std::flush;
+            }
+            ::_exit( 0 );
+        }
+        children.push_back( child );
+    }
+    for( const pid_t child : children ) {
+        int status = -1;
+        EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
+        EXPECT_EQ( status, 0 );
+    }
+    std::set<std::string> lines;
+    std::istringstream text( readFile( path ) );
+    for( std::string line; std::getline( text, line ); ) {
+        EXPECT_EQ( line.find_first_not_of( line[0] ), 3000U );
+        lines.insert( line );
+    }
+    EXPECT_EQ( lines.size(), static_cast<std::size_t>( NB_PROCESSES * NB_LINES ) );
+}
+
+TEST( LgFolderTest, CleaningTakesTheOldestAndNothingElse ) {
+    constexpr std::time_t DAY = 24 * 60 * 60;
+    const TempDirectory directory;
+    const auto name = [&]( int i ) { return directory.path() / ( std::to_string( i ) + ".log" ); };
+    for( int i = 0; i < 250; ++i ) {
+        makeAged( name( i ), i < 200 ? 100 + i : 20 * DAY + i );
+    }
+    const fs::path linked = directory.path() / "linked";
+    std::ofstream( linked ) << "x";
+    fs::create_symlink( linked, directory.path() / "link.log" );
+    fs::create_directory( directory.path() / "folder.log" );
+    makeAged( directory.path() / "old.txt", 100 * DAY );
+    makeAged( directory.path() / ".log", 100 * DAY );
+    const int locked = ::open( name( 249 ).c_str(), O_RDONLY | O_CLOEXEC );
+    ASSERT_EQ( ::flock( locked, LOCK_SH ), 0 );
+
+    LgFolder::clean( directory.path().string() );
+    for( int i = 0; i < 250; ++i ) {
+        EXPECT_EQ( fs::exists( name( i ) ), i < 100 || i == 249 ) << i;
+    }
+    for( const char* const kept : { "linked", "link.log", "folder.log", "old.txt", ".log" } ) {
+        EXPECT_TRUE( fs::exists( directory.path() / kept ) ) << kept;
+    }
+    ::close( locked );
+    LgFolder::clean( directory.path().string() );
+    EXPECT_FALSE( fs::exists( name( 249 ) ) );
+
+    makeAged( name( 0 ), 14 * DAY );
+    makeAged( name( 1 ), 14 * DAY - 60 );
+    LgFolder::clean( directory.path().string() );
+    EXPECT_FALSE( fs::exists( name( 0 ) ) );
+    EXPECT_TRUE( fs::exists( name( 1 ) ) );
+    LgFolder::clean( ( directory.path() / "none" ).string() );
+}
+
+TEST( LgFolderTest, AFolderThatOthersCouldChangeIsNotTheDefault ) {
+    const TempDirectory directory;
+    const fs::path output = directory.path() / "output";
+    const fs::path state = directory.path() / "state";
+    const ScopedEnvironment variable( "XDG_STATE_HOME", state.c_str() );
+    const OsFilePath stateLogs( ( state / "ombra" / "logs" ).string() );
+    std::string problem;
+    EXPECT_EQ( LgFolder::makeDefault( output.string(), problem ),
+               OsFilePath( ( output / "logs" ).string() ) );
+    EXPECT_EQ( fs::status( output / "logs" ).permissions(), fs::perms::owner_all );
+
+    fs::permissions( output, fs::perms::group_write, fs::perm_options::add );
+    EXPECT_EQ( LgFolder::makeDefault( output.string(), problem ), stateLogs );
+    fs::permissions( output, fs::perms::sticky_bit, fs::perm_options::add );
+    EXPECT_EQ( LgFolder::makeDefault( output.string(), problem ),
+               OsFilePath( ( output / "logs" ).string() ) );
+    fs::permissions( output / "logs", fs::perms::others_write, fs::perm_options::add );
+    EXPECT_EQ( LgFolder::makeDefault( output.string(), problem ), stateLogs );
+    fs::remove( output / "logs" );
+    fs::create_directory_symlink( state, output / "logs" );
+    EXPECT_EQ( LgFolder::makeDefault( output.string(), problem ), stateLogs );
+
+    fs::remove_all( state );
+    std::ofstream( state ) << "no folder";
+    EXPECT_TRUE( LgFolder::makeDefault( output.string(), problem ).isEmpty() );
+    EXPECT_NE( problem, "" );
+    EXPECT_FALSE( LgFolder::makeChosen( state.string(), problem ) );
+}
+
+} // namespace Qv
