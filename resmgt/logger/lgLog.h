@@ -133,7 +133,8 @@ public:
 
     /// Waits until all that any thread published before the call has been handed to the output, and
     /// returns whether that came within `seconds`. Without an active logger there is nothing to
-    /// wait for. It doesn't wait within an output, which would be for itself: false.
+    /// wait for; where it ends meanwhile, so does the wait. Within an output, which would wait for
+    /// itself, it is false at once.
     static bool flush( double seconds );
 
     static Counters getCounters() noexcept;

@@ -369,16 +369,17 @@ bool LgLog::flush( double seconds ) {
         return true;
     }
     const std::uint64_t wanted = HwCounter::timeStamp();
-    const auto isDone = [&] {
-        return handledStamp.load( std::memory_order_seq_cst ) > wanted || !isLoggerActive();
+    const auto isHandled = [&] {
+        return handledStamp.load( std::memory_order_seq_cst ) > wanted;
     };
     Flushing& flushing = getFlushing();
     _nbFlushing.fetch_add( 1, std::memory_order_seq_cst );
     std::unique_lock guard( flushing.lock );
-    const bool isHandled = flushing.isHandled.wait_for(
-        guard, std::chrono::duration<double>( std::clamp( seconds, 0.0, 1.0e6 ) ), isDone );
+    flushing.isHandled.wait_for( guard,
+                                 std::chrono::duration<double>( std::clamp( seconds, 0.0, 1.0e6 ) ),
+                                 [&] { return isHandled() || !isLoggerActive(); } );
     _nbFlushing.fetch_sub( 1, std::memory_order_relaxed );
-    return isHandled;
+    return isHandled();
 }
 
 LgLog::Counters LgLog::getCounters() noexcept {

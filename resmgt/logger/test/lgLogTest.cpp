@@ -332,7 +332,7 @@ TEST( LgLogTest, FlushWaitsForTheReaderWithinItsTime ) {
         LgLog::noteHandled( HwCounter::timeStamp() );
     }
     {
-        TestThread waiter( [] { EXPECT_TRUE( LgLog::flush( 1000.0 ) ); } );
+        TestThread waiter( [] { EXPECT_FALSE( LgLog::flush( 1000.0 ) ); } );
         waiter.waitUntilBlocked();
         LgLog::setLoggerActivation( false );
     }
