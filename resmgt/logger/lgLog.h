@@ -75,7 +75,9 @@ public:
         /// Errors, warnings and messages to the user are echoed to standard output, as is tracing.
         ECHO_BY_DEFAULT = 0,
         /// Nothing is echoed, unless a variable asks for it.
-        NO_ECHO_BY_DEFAULT = 1
+        NO_ECHO_BY_DEFAULT = 1,
+        /// The same, and tracing goes to the main log file.
+        FILE_BY_DEFAULT = 2
     };
 
     using QueueFunction = LgQueue* (*)();

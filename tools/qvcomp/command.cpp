@@ -1,6 +1,7 @@
 #include <tools/qvcomp/command.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/interrupt.h>
+#include <tools/qvcomp/log.h>
 #include <tools/qvcomp/managedTiles.h>
 #include <tools/qvcomp/pictureFile.h>
 #include <tools/qvcomp/plainTiles.h>
@@ -62,6 +63,9 @@ Scene probeScene( const Options& options ) {
     for( const OsFilePath& path : options.layers ) {
         scene.layers.push_back( probeLayer(
             path, [&]( std::uint64_t bytes ) { checkReading( options, path, bytes ); } ) );
+        const LayerInfo& layer = scene.layers.back();
+        QV_LOG( Qvcomp, Informational, "layer \"", path.toString(), "\": ", layer.width, " x ",
+                layer.height, layer.hasAlpha ? " pixels with alpha" : " pixels without alpha" );
     }
     return scene;
 }
@@ -188,10 +192,13 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
 
     Report report;
     report.options = options;
+    report.logFile = getLogFile();
     report.workingSet = ManagedTiles::getTileMemory( options.tileSide, settings.workingTiles );
     report.peakProcess = getPeakProcessMemory();
     report.seconds = timer.sinceStart();
     fillReport( report, store );
+    QV_LOG( Qvcomp, Informational, "picture made in ", report.seconds, " s, ", report.tiles,
+            " tiles, ", report.evictions, " evictions, ", report.reloads, " reloads" );
     report.computing = workers->getSnapshot();
     if( options.mustVerify ) {
         verify( options.tileSide, scene, *picture, *workers, progress );
@@ -210,6 +217,15 @@ void writeOut( std::ostream& output, const std::function<void( std::ostream& )>&
     }
 }
 
+void logOptions( const Options& options ) {
+    QV_LOG( Qvcomp, Informational, "picture \"", options.output.toString(), "\": ", options.width,
+            " x ", options.height, " pixels, ", options.layers.size(), " layers" );
+    QV_LOG( Qvcomp, Informational, "tiles of ", options.tileSide, " pixels, ", options.threads,
+            " threads, memory ", options.memory.value_or( 0 ), " bytes (0 for no limit), strategy ",
+            toText( options.strategy ), ", policy ", toText( options.policy ), ", manager ",
+            toText( options.manager ), ", scratch folder \"", options.scratch.toString(), "\"" );
+}
+
 void runOptions( const Options& options, std::ostream& output, std::ostream& errors,
                  bool isTerminal ) {
     const InterruptNote note;
@@ -221,6 +237,7 @@ void runOptions( const Options& options, std::ostream& output, std::ostream& err
         writeOut( output, []( std::ostream& stream ) { stream << "qvcomp " QVCOMP_VERSION "\n"; } );
         return;
     }
+    logOptions( options );
     // OpenEXR's own threads would outlive the work.
     Imf::setGlobalThreadCount( 0 );
     checkMemory( options );

@@ -1,4 +1,5 @@
 #include <tools/qvcomp/command.h>
+#include <tools/qvcomp/log.h>
 #include <tools/qvcomp/qvcompPackage.h>
 
 #include <base/failure/exBase.h>
@@ -30,11 +31,13 @@ int main( int argc, char** argv ) {
     Qv::Comp::dropEmptySettings();
     // Pictures are made beside their targets; only a setting can name the directory.
     Qv::OsTempDir::setOnDemand( true );
+    const std::span<const char* const> arguments =
+        std::span( argv, static_cast<std::size_t>( argc ) ).subspan( 1 );
     try {
+        Qv::Comp::chooseLog( arguments );
         const Qv::InInitGuard packages( argc, argv );
-        return Qv::Comp::runCommand(
-            std::span( argv, static_cast<std::size_t>( argc ) ).subspan( 1 ), std::cout, std::cerr,
-            ::isatty( STDERR_FILENO ) != 0 );
+        return Qv::Comp::runCommand( arguments, std::cout, std::cerr,
+                                     ::isatty( STDERR_FILENO ) != 0 );
     } catch( const Qv::ExBase& e ) {
         std::cerr << "qvcomp: " << Qv::Printable::makeText( e.getReason() ) << '\n';
         return 1;

@@ -28,6 +28,8 @@ enum class Tag {
     NO_LAYER,
     SAME_OUTPUTS,
     OUTPUT_IS_LAYER,
+    WRONG_LEVEL,
+    LOG_IS_OTHER,
     PATH_UNTOLD,
     PATH_UNREACHED,
     NO_FILE_NAME,
@@ -72,8 +74,8 @@ void loadMessages();
 /// The message of the tag with `values` for its place holders; from any thread.
 MsgError makeMessage( Tag tag, std::initializer_list<std::string> values = {} );
 
-/// Until scope exit messages go to `stream`, as lines that begin with the command's name, and
-/// nowhere else.
+/// Until scope exit messages go to `stream`, as lines that begin with the command's name, and to
+/// the log.
 class MessageLines {
 public:
     explicit MessageLines( std::ostream& stream );

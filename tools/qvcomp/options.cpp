@@ -4,7 +4,9 @@
 #include <tools/qvcomp/qvcompPackage.h>
 
 #include <base/failure/exSysError.h>
+#include <base/text/ascii.h>
 #include <resmgt/literals/liStringSubstituter.h>
+#include <resmgt/logger/lgTypes.h>
 #include <resmgt/osal/osEnv.h>
 #include <resmgt/osal/osFileEx.h>
 #include <resmgt/osal/osTypedPath.h>
@@ -13,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <filesystem>
 #include <string_view>
 
 namespace Qv::Comp {
@@ -128,6 +131,27 @@ const char* findText( T value, const std::array<Word<T>, N>& words ) {
         ->text.data();
 }
 
+/// The display name of the level that is written in any case, with "-" for a blank; empty for none.
+std::string findLogLevel( const std::string& text ) {
+    const auto areAlike = []( char typed, char shown ) {
+        return Ascii::toLower( typed ) == Ascii::toLower( shown ) ||
+               ( typed == '-' && shown == ' ' );
+    };
+    for( int l = 0; l < LgTypes::NUM_LEVELS; ++l ) {
+        const std::string_view name = LgTypes::getLevelName( static_cast<LgTypes::Level>( l ) );
+        if( std::ranges::equal( text, name, areAlike ) ) {
+            return std::string( name );
+        }
+    }
+    return "";
+}
+
+void checkLogLevel( const std::string& option, const std::string& text ) {
+    if( findLogLevel( text ).empty() ) {
+        throw UsageFailure( Tag::WRONG_LEVEL, option, text );
+    }
+}
+
 /// An option that takes a value; `apply` gets the option's name and the value.
 struct ValueOption {
     std::string_view name;
@@ -136,7 +160,7 @@ struct ValueOption {
 
 using Text = const std::string&;
 
-constexpr std::array<ValueOption, 11> VALUE_OPTIONS{ {
+constexpr std::array<ValueOption, 13> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
     { "-o", []( Options& o, Text, Text v ) { o.output = toFile( v ); } },
     { "--memory", []( Options& o, Text n, Text v ) { o.memory = parseByteCount( n, v ); } },
@@ -151,6 +175,8 @@ constexpr std::array<ValueOption, 11> VALUE_OPTIONS{ {
     { "--report", []( Options& o, Text n, Text v ) { o.report = parseWord( n, v, REPORTS ); } },
     { "--preview", []( Options& o, Text, Text v ) { o.preview = toFile( v ); } },
     { "--scratch", []( Options& o, Text, Text v ) { o.scratch = toPath( v ); } },
+    { "--log", []( Options&, Text n, Text v ) { checkLogLevel( n, v ); } },
+    { "--log-file", []( Options&, Text, Text ) {} },
 } };
 
 struct FlagOption {
@@ -163,19 +189,15 @@ constexpr std::array<FlagOption, 4> FLAG_OPTIONS{ { { "--verify", &Options::must
                                                     { "-h", &Options::wantsHelp },
                                                     { "--version", &Options::wantsVersion } } };
 
-bool applyFlag( Options& options, std::string_view argument ) {
-    const auto found = std::find_if( FLAG_OPTIONS.begin(), FLAG_OPTIONS.end(),
-                                     [&]( auto& o ) { return o.name == argument; } );
-    if( found == FLAG_OPTIONS.end() ) {
-        return false;
-    }
-    options.*found->flag = true;
-    return true;
-}
+/// An option as it was typed: "--name value" or "--name=value".
+struct TypedValue {
+    const ValueOption* option;
+    std::string name;
+    std::string value;
+    std::size_t nbArguments;
+};
 
-/// Applies the option at `index`, written as "--name value" or "--name=value", and returns how many
-/// arguments it took.
-std::size_t applyValue( Options& options, Arguments arguments, std::size_t index ) {
+TypedValue readValue( Arguments arguments, std::size_t index ) {
     const std::string argument = arguments[index];
     const std::size_t equals =
         argument.starts_with( "--" ) ? argument.find( '=' ) : std::string::npos;
@@ -193,8 +215,61 @@ std::size_t applyValue( Options& options, Arguments arguments, std::size_t index
     if( value.empty() ) {
         throw UsageFailure( Tag::EMPTY_VALUE, name );
     }
-    found->apply( options, name, value );
-    return isJoined ? 1 : 2;
+    return { found, name, value, isJoined ? 1U : 2U };
+}
+
+/// Shows each argument to one of the three, until a flag's answers false.
+template <class OnLayer, class OnFlag, class OnValue>
+void readArguments( Arguments arguments, const OnLayer& onLayer, const OnFlag& onFlag,
+                    const OnValue& onValue ) {
+    bool areOptionsOver = false;
+    for( std::size_t i = 0; i < arguments.size(); ) {
+        const std::string_view argument = arguments[i];
+        const auto flag = std::find_if( FLAG_OPTIONS.begin(), FLAG_OPTIONS.end(),
+                                        [&]( auto& o ) { return o.name == argument; } );
+        if( areOptionsOver || argument.size() < 2 || argument[0] != '-' ) {
+            onLayer( std::string( argument ) );
+            ++i;
+        } else if( argument == "--" ) {
+            areOptionsOver = true;
+            ++i;
+        } else if( flag != FLAG_OPTIONS.end() ) {
+            if( !onFlag( *flag ) ) {
+                return;
+            }
+            ++i;
+        } else {
+            const TypedValue typed = readValue( arguments, i );
+            onValue( typed );
+            i += typed.nbArguments;
+        }
+    }
+}
+
+bool isSameFile( const std::string& lhs, const std::string& rhs ) {
+    std::error_code error;
+    return lhs == rhs || std::filesystem::equivalent( lhs, rhs, error );
+}
+
+void collectLogOptions( Arguments arguments, LogOptions& log ) {
+    std::vector<std::string> others;
+    const auto note = [&]( const TypedValue& typed ) {
+        if( typed.name == "--log" ) {
+            log.level = findLogLevel( typed.value );
+        } else if( typed.name == "--log-file" ) {
+            log.file = typed.value;
+        } else {
+            others.push_back( typed.value );
+        }
+    };
+    // What is wrong further on doesn't take back what was said.
+    try {
+        readArguments(
+            arguments, [&]( const std::string& layer ) { others.push_back( layer ); },
+            []( const FlagOption& ) { return true; }, note );
+    } catch( const UsageFailure& ) {}
+    log.isFileShared = std::ranges::any_of(
+        others, [&]( const std::string& other ) { return isSameFile( log.file, other ); } );
 }
 
 void checkComplete( const Options& options ) {
@@ -249,27 +324,37 @@ void takeSettings( Options& options ) {
 
 Options parseOptions( Arguments arguments ) {
     Options options;
-    bool areOptionsOver = false;
-    for( std::size_t i = 0; i < arguments.size(); ) {
-        const std::string_view argument = arguments[i];
-        if( areOptionsOver || argument.size() < 2 || argument[0] != '-' ) {
-            options.layers.push_back( toFile( std::string( argument ) ) );
-            ++i;
-        } else if( argument == "--" ) {
-            areOptionsOver = true;
-            ++i;
-        } else if( applyFlag( options, argument ) ) {
-            ++i;
-        } else {
-            i += applyValue( options, arguments, i );
-        }
-        if( options.wantsHelp || options.wantsVersion ) {
-            return options;
-        }
+    const auto isDone = [&] { return options.wantsHelp || options.wantsVersion; };
+    readArguments(
+        arguments, [&]( const std::string& layer ) { options.layers.push_back( toFile( layer ) ); },
+        [&]( const FlagOption& option ) {
+            options.*option.flag = true;
+            return !isDone();
+        },
+        [&]( const TypedValue& typed ) {
+            typed.option->apply( options, typed.name, typed.value );
+        } );
+    if( isDone() ) {
+        return options;
+    }
+    const LogOptions log = readLogOptions( arguments );
+    if( log.isFileShared ) {
+        throw UsageFailure( Tag::LOG_IS_OTHER, log.file );
     }
     checkComplete( options );
     takeSettings( options );
     return options;
+}
+
+LogOptions readLogOptions( Arguments arguments ) {
+    LogOptions log;
+    try {
+        collectLogOptions( arguments, log );
+    } catch( const std::exception& ) {
+        // Without memory for the names there is no file of this name.
+        log.file.clear();
+    }
+    return log;
 }
 
 const char* toText( Strategy value ) {
@@ -302,13 +387,17 @@ held in tiles; those that the memory limit has no room for wait in a scratch fil
                         whether a tile may have several writers; relaxed by default
   --manager heap|arena  where tiles come from; heap by default
   --scratch DIR         folder of the scratch file; $TMPDIR or /var/tmp by default
+  --log LEVEL           log this level and the graver ones, such as warning, informational
+                        or tracing; informational by default
+  --log-file FILE       add the log to this file; one of its own by default
   --report text|json    form of the report on standard output; text by default
   --verify              do the same in plain memory and compare bit for bit
   --help, -h            show this text
   --version             show the version
   --                    all that follows are layers
 
-Patterns such as <TempFolder> and <Env:HOME> are expanded in all files and folders. What isn't given
+Patterns such as <TempFolder> and <Env:HOME> are expanded in all files and folders but that of the
+log. What isn't given
 of --memory, --threads and --scratch is taken from QVCOMP_MEMORY, QVCOMP_THREADS and QVCOMP_SCRATCH,
 then from the init files.
 

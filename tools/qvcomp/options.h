@@ -52,6 +52,20 @@ struct Options {
 ///         nowhere. What the value of a pattern raises goes on.
 Options parseOptions( std::span<const char* const> arguments );
 
+/// What the command line says about the log, which is there before all else.
+struct LogOptions {
+    /// The level's display name; empty when none is asked for, or one that there isn't.
+    std::string level;
+    std::string file;
+    /// The file has another part, too: writing to it would damage it.
+    bool isFileShared = false;
+};
+
+/// Never raises: what is wrong is the affair of `parseOptions`, which reads the same arguments.
+///
+/// REQUIRES: nothing; packages needn't be started.
+LogOptions readLogOptions( std::span<const char* const> arguments );
+
 /// The text of `--help`.
 std::string getHelp();
 

@@ -1,5 +1,6 @@
 #include <tools/qvcomp/qvcompPackage.h>
 
+#include <tools/qvcomp/log.h>
 #include <tools/qvcomp/messages.h>
 
 #include <base/init/inBuildInfoMgr.h>
@@ -55,7 +56,13 @@ private:
 
 template <>
 void InInit<QvInit::qvcomp>::initializePackage() {
-    InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new CommandBuildInfo ) );
+    LgGroups::MinorLevelQvcomp.create(
+        [] { InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new CommandBuildInfo ) ); } );
+}
+
+template <>
+void InInit<QvInit::qvcomp>::finalizePackage() {
+    LgGroups::MinorLevelQvcomp.destroy();
 }
 
 namespace {

@@ -45,7 +45,9 @@ void writeText( std::ostream& stream, const Report& report ) {
            << "Peak of process " << toMebibytes( report.peakProcess ) << '\n'
            << "Computing       " << toTasks( report.computing ) << '\n'
            << "Transfers       " << toTasks( report.transfers ) << '\n'
-           << "Time            " << format( "%.2f s", report.seconds ) << '\n';
+           << "Time            " << format( "%.2f s", report.seconds ) << '\n'
+           << "Log             "
+           << ( report.logFile.empty() ? "none" : Printable::makeLine( report.logFile ) ) << '\n';
     if( options.mustVerify ) {
         stream << "Verified        identical to the picture made in plain memory\n";
     }
@@ -97,6 +99,8 @@ void writeJson( std::ostream& stream, const Report& report ) {
            << "  \"computeMostQueued\": " << report.computing.mostQueued << ",\n"
            << "  \"transferTasks\": " << report.transfers.nbDone << ",\n"
            << "  \"transferMostQueued\": " << report.transfers.mostQueued << ",\n"
+           << "  \"log\": " << ( report.logFile.empty() ? "null" : quote( report.logFile ) )
+           << ",\n"
            << "  \"seconds\": " << format( "%.3f", report.seconds ) << ",\n"
            << "  \"verified\": " << ( options.mustVerify ? "true" : "null" ) << "\n"
            << "}\n";

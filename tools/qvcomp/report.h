@@ -11,6 +11,8 @@ namespace Qv::Comp {
 /// What a run did. Sizes are in bytes.
 struct Report {
     Options options;
+    /// Empty without one.
+    std::string logFile;
     std::uint64_t workingSet = 0;
     std::uint64_t peakTiles = 0;
     std::uint64_t peakProcess = 0;

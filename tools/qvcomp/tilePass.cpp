@@ -1,6 +1,9 @@
 #include <tools/qvcomp/tilePass.h>
 
 #include <tools/qvcomp/interrupt.h>
+#include <tools/qvcomp/log.h>
+
+#include <resmgt/profiling/hwIntervalTimer.h>
 
 #include <atomic>
 #include <exception>
@@ -85,6 +88,7 @@ PassRunner::PassRunner( Workers& workers, std::size_t prefetchDepth, Progress& p
     , _progress( progress ) {}
 
 void PassRunner::run( const TilePass& pass ) {
+    const HwIntervalTimer timer( "pass" );
     _progress.begin( pass.name, pass.order.size() );
     PassRun run( pass, _nbWorkers + 1, _prefetchDepth, _progress );
     try {
@@ -97,6 +101,8 @@ void PassRunner::run( const TilePass& pass ) {
     }
     _producer.finish();
     run.raiseFailure();
+    QV_LOG( Qvcomp, Informational, "pass \"", pass.name, "\": ", pass.order.size(), " tiles in ",
+            timer.sinceStart(), " s" );
 }
 
 std::vector<TilePos> orderByRows( const TilePlane& plane ) {

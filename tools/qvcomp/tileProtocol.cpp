@@ -1,5 +1,7 @@
 #include <tools/qvcomp/tileProtocol.h>
 
+#include <tools/qvcomp/log.h>
+
 #include <resmgt/locks/lkAsyncHandle.h>
 
 namespace Qv::Comp {
@@ -46,7 +48,9 @@ void TileProtocol::asyncSync( void* memory, unsigned long long size, LkAsyncHand
 
 bool TileProtocol::unload( void* memory, unsigned long long size ) {
     sync( memory, size );
-    _spill.counts.evictions.fetch_add( 1, std::memory_order_relaxed );
+    const std::uint64_t nbFormer =
+        _spill.counts.evictions.fetch_add( 1, std::memory_order_relaxed );
+    QV_LOG( Qvcomp, Tracing, "eviction ", nbFormer + 1, ", ", size, " bytes" );
     return true;
 }
 
