@@ -58,6 +58,14 @@ LgLog::LevelInfo makeDefaults( bool isEchoed, bool isOSLogged, const std::wstrin
     return info;
 }
 
+LgLog::LevelInfo makeTraceDefaults( const LgLevelSettings::Surroundings& surroundings ) {
+    if( surroundings.isTraceInMainFile ) {
+        return makeDefaults( false, false, surroundings.mainFile );
+    }
+    return surroundings.isRedirected ? makeDefaults( false, false, surroundings.traceFile )
+                                     : makeDefaults( surroundings.isEchoed, false, L"" );
+}
+
 } // namespace
 
 LgLog::LevelInfo LgLevelSettings::parseEnvVar( const char* value,
@@ -85,9 +93,7 @@ LgLevelSettings::Levels LgLevelSettings::read( const Surroundings& surroundings 
     const bool isErrorEchoed = surroundings.isEchoed && !surroundings.isRedirected;
     const LgLog::LevelInfo defaults[NB_DEFAULTS] = {
         makeDefaults( isErrorEchoed, surroundings.isOSLogged, surroundings.mainFile ),
-        makeDefaults( false, false, surroundings.mainFile ),
-        surroundings.isRedirected ? makeDefaults( false, false, surroundings.traceFile )
-                                  : makeDefaults( surroundings.isEchoed, false, L"" ) };
+        makeDefaults( false, false, surroundings.mainFile ), makeTraceDefaults( surroundings ) };
     Levels levels;
     for( LevelVariable& each : levelVariables ) {
         each.variable.refresh();

@@ -19,6 +19,8 @@ struct Surroundings {
     /// Empty for none.
     std::wstring mainFile;
     std::wstring traceFile;
+    /// Tracing goes to the main file, unless its variable says otherwise.
+    bool isTraceInMainFile = false;
 };
 
 /// Reads a level's variable, which may be null: up to three flags ("%" echo, "+" append, "*" event

@@ -200,12 +200,13 @@ LgOutput::Settings LgLogStart::makeSettings() {
         settings.traceFile = ( settings.logPath + ( name + "_trace.log" ) ).toWString();
         initializeStdout( settings.logPath + ( name + "_stdout.log" ) );
     }
-    settings.levels =
-        LgLevelSettings::read( { .isEchoed = LgLog::_initDefaults == LgLog::ECHO_BY_DEFAULT,
-                                 .isOSLogged = readNow( disableEventLog ) == 0,
-                                 .isRedirected = ExStdout::isRedirectedToAFile(),
-                                 .mainFile = settings.mainFile,
-                                 .traceFile = settings.traceFile } );
+    settings.levels = LgLevelSettings::read(
+        { .isEchoed = LgLog::_initDefaults == LgLog::ECHO_BY_DEFAULT,
+          .isOSLogged = readNow( disableEventLog ) == 0,
+          .isRedirected = ExStdout::isRedirectedToAFile(),
+          .mainFile = settings.mainFile,
+          .traceFile = settings.traceFile,
+          .isTraceInMainFile = LgLog::_initDefaults == LgLog::FILE_BY_DEFAULT } );
     settings.jsonPath = readText( jsonFile );
     settings.controlPath = readText( controlFile );
     return settings;

@@ -5,6 +5,7 @@
 #include <base/trace/trace.h>
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgQueue.h>
+#include <resmgt/logger/src/lgFork.h>
 
 #include <array>
 #include <cstring>
@@ -107,7 +108,7 @@ void LgStatement::endDirectly() noexcept {
 }
 
 void LgStatement::output( const char* text ) noexcept {
-    if( _group != nullptr ) {
+    if( _group != nullptr || LgFork::isChild() ) {
         LgLog::outputDirectly( _level, text );
         return;
     }

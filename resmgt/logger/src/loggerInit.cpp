@@ -27,6 +27,21 @@ void logStack( const char* text ) {
     QV_LOG( Logger, FatalError, text );
 }
 
+/// At the end, when each package and the program itself have had their time to ask.
+void logUnknownNames() {
+    for( const std::string& name : LgMajorGroup::getNamesNobodyAskedFor() ) {
+        QV_LOG( Logger, Support, "Levels were set for the major group \"", name,
+                "\", which nobody logs to" );
+    }
+}
+
+void logLimits() {
+    const std::uint64_t nbUntold = LgLimit::getNbUntold();
+    if( nbUntold > 0 ) {
+        QV_LOG( Logger, Support, "Statements left out for their frequency: ", nbUntold );
+    }
+}
+
 void logSetup() {
     std::ostringstream text;
     text << "Logger setup:\n";
@@ -57,6 +72,8 @@ void InInit<logger>::initializePackage() {
 template <>
 void InInit<logger>::finalizePackage() {
     ExDebuggerUtil::registerStackLogger( nullptr );
+    logUnknownNames();
+    logLimits();
     LgLog::destroy();
     LgGroups::MinorLevelLogger.destroy();
     LgMajorGroup::finalize();

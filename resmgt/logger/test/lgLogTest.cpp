@@ -123,6 +123,10 @@ TEST( LgLogTest, DefaultsFollowTheSurroundings ) {
             EXPECT_EQ( levels[LgTypes::Tracing].echoed, isEchoed && !isRedirected );
             EXPECT_EQ( levels[LgTypes::Warning].file, L"" );
             EXPECT_FALSE( levels[LgTypes::Warning].osLogged );
+            const auto filed =
+                LgLevelSettings::read( { isEchoed, true, isRedirected, L"main", L"trace", true } );
+            EXPECT_EQ( filed[LgTypes::Tracing].file, L"main" );
+            EXPECT_FALSE( filed[LgTypes::Tracing].echoed );
         }
     }
 }
