@@ -82,6 +82,9 @@ protected:
             }
             _queue->removeEntry();
         }
+        if( const std::uint64_t nbMissed = _queue->takeMissedCount(); nbMissed > 0 ) {
+            lines.push_back( '[' + std::to_string( nbMissed ) + ']' );
+        }
         return lines;
     }
 
@@ -139,7 +142,7 @@ TEST_F( QvLogTest, PiecesThatDontFitAreMarkedEachByItself ) {
         std::size_t nbTaken;
         const char* text;
     } cases[] = { { 40, "[Stage          ] ab" },
-                  { 44, "[Stage          ] #" },
+                  { 42, "[Stage          ] #" },
                   { 48, "[#] ab" },
                   { 58, "[##" } };
     for( const auto& c : cases ) {

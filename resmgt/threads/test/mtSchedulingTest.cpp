@@ -8,6 +8,7 @@
 #include <resmgt/threads/src/posix/mtSchedulerPosix.h>
 #include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <resmgt/threads/test/tracedText.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/testThread.h>
@@ -156,10 +157,10 @@ const testing::ExitedWithCode SUCCESS( 7 );
 TEST( MtSchedulingDeathTest, WithoutPrivilegesLevelsAreCutAndThatIsTracedOnce ) {
     EXPECT_EXIT( endWith( [] {
                      dropPrivileges();
-                     testing::internal::CaptureStderr();
+                     captureTrace();
                      const bool isRight =
                          haveLevelsTheirNiceValues() && haveLevelsTheirNiceValues();
-                     const std::string traced = testing::internal::GetCapturedStderr();
+                     const std::string traced = takeTrace();
                      EXPECT_EQ( countIn( traced, "Threads can't have higher priorities" ), 1U );
                      return isRight;
                  } ),
@@ -309,13 +310,13 @@ TEST( MtRealTimeDeathTest, IsCutToItsLimitAndARefusalIsUndoneAndTracedOnce ) {
                      dropPrivileges();
                      const RefusedPriorities refused( 99, 0 );
                      Everybody everybody;
-                     testing::internal::CaptureStderr();
+                     captureTrace();
                      for( int time = 0; time < 2; ++time ) {
                          mgr().setRealTime( true );
                          EXPECT_FALSE( mgr().isRealTime() );
                          EXPECT_EQ( everybody.getPolicies(), Everybody::ordinary() );
                      }
-                     const std::string traced = testing::internal::GetCapturedStderr();
+                     const std::string traced = takeTrace();
                      return countIn( traced, "The process can't run in real time" ) == 1;
                  } ),
                  SUCCESS, "" );

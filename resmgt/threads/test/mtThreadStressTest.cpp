@@ -4,6 +4,7 @@
 #include <resmgt/threads/priorityRelation.h>
 #include <resmgt/threads/rtPriorities.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <resmgt/threads/test/tracedText.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/testSettings.h>
@@ -159,11 +160,11 @@ private:
 };
 
 TEST( MtThreadStressTest, ThreadsComeAndGoWhileAllElseChanges ) {
-    testing::internal::CaptureStderr();
+    captureTrace();
     const int nbTasks = countThreads();
     Crowd( testSeed() ).run( scaledCount( 3000 ) );
     waitUntil( [&] { return countThreads() == nbTasks; }, "the end of all threads" );
-    testing::internal::GetCapturedStderr();
+    takeTrace();
 }
 
 TEST( MtThreadStressDeathTest, AndWhileTheProcessGoesToRealTimeAndBack ) {
@@ -173,9 +174,9 @@ TEST( MtThreadStressDeathTest, AndWhileTheProcessGoesToRealTimeAndBack ) {
     const ScopedEnvironment sanitizer( "TSAN_OPTIONS", "halt_on_error=1" );
     EXPECT_EXIT(
         {
-            testing::internal::CaptureStderr();
+            captureTrace();
             Crowd( testSeed() ).run( scaledCount( 1000 ) );
-            testing::internal::GetCapturedStderr();
+            takeTrace();
             std::_Exit( testing::Test::HasFailure() ? 1 : 7 );
         },
         testing::ExitedWithCode( 7 ), "" );

@@ -8,6 +8,7 @@
 #include <resmgt/threads/src/posix/mtThreadNamePosix.h>
 #include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <resmgt/threads/test/tracedText.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/raisedBy.h>
@@ -243,7 +244,7 @@ TEST( MtThreadTest, WhileTheStackUnwindsTheDestructorReportsInstead ) {
         ~Owner() noexcept( false ) { delete thread; }
         MtThread* thread;
     };
-    testing::internal::CaptureStderr();
+    captureTrace();
     const std::string raised = raisedBy( [] {
         const Owner owner{ makeThread( []( MtThread& ) {
                                throw ExInternalError( QV_HERE, "second" );
@@ -252,7 +253,7 @@ TEST( MtThreadTest, WhileTheStackUnwindsTheDestructorReportsInstead ) {
         throw std::runtime_error( "first" );
     } );
     EXPECT_EQ( raised, "first" );
-    EXPECT_THAT( testing::internal::GetCapturedStderr(), HasSubstr( "second" ) );
+    EXPECT_THAT( takeTrace(), HasSubstr( "second" ) );
     EXPECT_EQ( mgr().findThread( "test" ), nullptr );
 }
 

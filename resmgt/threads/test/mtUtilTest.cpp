@@ -6,6 +6,7 @@
 #include <resmgt/threads/src/posix/mtProcessorSetPosix.h>
 #include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <resmgt/threads/test/tracedText.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/tempDirectory.h>
 
@@ -19,6 +20,9 @@
 
 namespace Qv {
 namespace {
+
+// Before the packages start: this program's tests look at traces on standard output.
+[[maybe_unused]] const int isTracingEchoed = ::setenv( "QV_LOG_TRACING", "%", 1 );
 
 using ::testing::HasSubstr;
 
@@ -104,9 +108,9 @@ TEST( MtUtilDeathTest, OneProcessorIsEnoughAndCounted ) {
 }
 
 TEST( MtUtilTest, TheReportHasItsThreeSectionsInOrder ) {
-    testing::internal::CaptureStderr();
+    captureTrace();
     MtUtil::printSysConf();
-    EXPECT_THAT( testing::internal::GetCapturedStderr(),
+    EXPECT_THAT( takeTrace(),
                  testing::ContainsRegex(
                      "System Info\nProcessorArchitecture {20} +[0-9]+\nPageSize {33} +4096\n(.*\n)*"
                      "OS Version\ndwMajorVersion +[0-9]+\n(.*\n)*CSDVersion {31}.*\n"
@@ -129,13 +133,12 @@ TEST( MtUtilTest, MemoryThatTheSystemCanReadIsToldFromOther ) {
         { "write", EIO, FailingCall::ONCE, -1 },
         { "memfd_create", EMFILE, FailingCall::ONCE, 0 },
         { "fchmod", EPERM, FailingCall::ONCE, 1 } };
-    testing::internal::CaptureStderr();
+    captureTrace();
     for( const auto& [call, error, times, answer] : cases ) {
         const FailingCall failing( call, error, times );
         EXPECT_EQ( MtUtil::testWritable( readable.data(), size ), answer ) << call;
     }
-    EXPECT_THAT( testing::internal::GetCapturedStderr(),
-                 testing::ContainsRegex( "testWritable: .*\ntestWritable chmod: " ) );
+    EXPECT_THAT( takeTrace(), testing::ContainsRegex( "testWritable: .*\ntestWritable chmod: " ) );
 }
 
 TEST( TestInformTest, KnowsATestRunByItsManager ) {

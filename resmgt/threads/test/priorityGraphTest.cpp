@@ -3,6 +3,7 @@
 #include <resmgt/threads/mtPriorityMgr.h>
 #include <resmgt/threads/priorityEx.h>
 #include <resmgt/threads/test/priorityShortGraph.h>
+#include <resmgt/threads/test/tracedText.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/raisedBy.h>
 
@@ -256,7 +257,7 @@ TEST( PriorityGraphTest, APriorityMayStandWhereOneEndedTooEarly ) {
 
 TEST( PriorityGraphTest, DestructorsReportDuringUnwindingAndInOwners ) {
     Graph graph( "A B", "A<B" );
-    ::testing::internal::CaptureStderr();
+    captureTrace();
     std::optional<PriorityRelation> below;
     EXPECT_EQ( raisedBy( [&] {
                    Priority local( "local", graph.mgr );
@@ -265,7 +266,7 @@ TEST( PriorityGraphTest, DestructorsReportDuringUnwindingAndInOwners ) {
                } ),
                "unwinding" );
     graph.release( 'B' );
-    const std::string reported = ::testing::internal::GetCapturedStderr();
+    const std::string reported = takeTrace();
     EXPECT_THAT( reported, HasSubstr( R"(Attempt to delete priority "local")" ) );
     EXPECT_THAT( reported, HasSubstr( R"(Attempt to delete priority "B")" ) );
 }
@@ -349,10 +350,9 @@ TEST( PriorityGraphTest, TheFirstExceptionOfClientsIsRaisedAndTheOthersAreReport
             throw std::runtime_error( "client " + std::to_string( i ) );
         };
     }
-    ::testing::internal::CaptureStderr();
+    captureTrace();
     EXPECT_EQ( raisedBy( [&] { prios[0].setPriority( 0 ); } ), "client 0" );
-    EXPECT_THAT( ::testing::internal::GetCapturedStderr(),
-                 AllOf( HasSubstr( "client 1" ), HasSubstr( "client 2" ) ) );
+    EXPECT_THAT( takeTrace(), AllOf( HasSubstr( "client 1" ), HasSubstr( "client 2" ) ) );
     for( const RecordingUpdate& client : clients ) {
         EXPECT_THAT( client.values, ElementsAre( 0 ) );
     }
