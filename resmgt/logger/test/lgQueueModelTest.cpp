@@ -151,8 +151,7 @@ private:
         if( draw( 2 ) == 0 && _isReserved ) {
             _queue.getStream() << endString;
         }
-        const bool hasText =
-            ( _queue.getStream().getOutputFlags() & LgStream::TEXT_WRITTEN ) != 0;
+        const bool hasText = ( _queue.getStream().getOutputFlags() & LgStream::TEXT_WRITTEN ) != 0;
         _nbStatements += _isReserved && hasText ? 1 : 0;
         _queue.addEntry();
         _model.add();

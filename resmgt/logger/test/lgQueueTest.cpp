@@ -64,7 +64,8 @@ std::string read( LgQueue& queue ) {
 TEST( LgStreamTest, ValuesReadAsPrintfWritesThem ) {
     const char* const null = nullptr;
     const std::vector<std::pair<std::string, std::string>> cases = {
-        { written( 'a', static_cast<signed char>( 'b' ), static_cast<unsigned char>( 'c' ) ), "abc" },
+        { written( 'a', static_cast<signed char>( 'b' ), static_cast<unsigned char>( 'c' ) ),
+          "abc" },
         { written( '\0', std::string_view( "x\0y", 3 ) ), "?x?y" },
         { written( true, ' ', false, ' ', null ), "true false (null)" },
         { written( SHRT_MIN, ' ', static_cast<unsigned short>( USHRT_MAX ) ), "-32768 65535" },
@@ -117,7 +118,8 @@ TEST( LgStreamTest, TextsKeepTheirOrderAndTheirEnds ) {
     EXPECT_TRUE( stream.hasOverflowed() );
     EXPECT_EQ( stream.takeText(), "01234567890123" );
     EXPECT_FALSE( stream.hasOverflowed() );
-    stream << "012345678901234" << "ab" << endString;
+    stream << "012345678901234"
+           << "ab" << endString;
     EXPECT_EQ( stream.takeText(), "#ab" );
     EXPECT_EQ( stream.takeText(), "" );
 }

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <resmgt/logger/lgTypes.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Qv {
+
+/// What processes that ended without their reader had still in their queues, where QV_LOG_TAIL was
+/// set.
+///
+/// Threads: any.
+/// Trust:   the files of this user alone are read, and whatever they hold is checked.
+class QV_RESMGT_API LgTail {
+public:
+    /// One line, or a run of lost statements.
+    struct Line {
+        /// In seconds since the epoch.
+        double time = 0;
+        std::uint64_t timeStamp = 0;
+        LgTypes::Level level = LgTypes::Informational;
+        std::string threadName;
+        std::uint64_t threadId = 0;
+        /// Any bytes.
+        std::string text;
+        std::uint64_t nbLost = 0;
+    };
+    /// The queues of one process.
+    struct Process {
+        std::uint64_t number = 0;
+        /// It reads its queues itself.
+        bool isAlive = false;
+        /// By time stamp.
+        std::vector<Line> lines;
+        /// What `remove` removes.
+        std::vector<std::string> files;
+    };
+
+    LgTail() = delete;
+
+    /// By number.
+    static std::vector<Process> read();
+    /// Removes what a process left; false if something of it stays.
+    static bool remove( const Process& process );
+
+private:
+    class Queue;
+};
+
+} // namespace Qv
