@@ -52,7 +52,7 @@ public:
             place.reset();
         }
         EXPECT_EQ( _nbRaised, _nbThrown );
-        EXPECT_EQ( mgr().getNbThreads(), 1 );
+        EXPECT_EQ( mgr().getNbThreads(), _nbBefore );
     }
 
 private:
@@ -156,6 +156,7 @@ private:
     std::mutex _mutex;
     std::array<Shared, NB_PLACES> _places;
     std::atomic<long> _nbThrown = 0;
+    const int _nbBefore = mgr().getNbThreads();
     std::atomic<long> _nbRaised = 0;
 };
 
