@@ -71,6 +71,11 @@ end_reading:
 }
 
 active proctype End() {
+    /* Or it never comes. */
+    if
+    :: goto over
+    :: skip
+    fi;
     take( waitersLock );
     areAllowed = false;
     give( waitersLock );
@@ -87,5 +92,7 @@ active proctype End() {
     :: else
     fi;
     give( waitersLock );
-    isReading = false
+    isReading = false;
+over:
+    skip
 }
