@@ -16,7 +16,7 @@ bool makeChosen( const OsFilePath& path, std::string& problem );
 /// The folder "logs" in `outputDir`, made for this user alone; where a stranger could have put
 /// something there, since the folder or the one above belongs to another user or may be written by
 /// one, it is "ombra/logs" in the user's XDG state folder. The empty path, and a `problem`, when
-/// neither can be had.
+/// neither can be had. An empty `outputDir`, with its `problem`, can't.
 OsFilePath makeDefault( const OsFilePath& outputDir, std::string& problem );
 
 /// Removes old log files: of those with the extension "log" all but the newest 100, and those that

@@ -13,7 +13,7 @@
 #include <resmgt/logger/src/lgLogStart.h>
 #include <resmgt/logger/src/lgOutput.h>
 #include <resmgt/logger/src/lgPrefix.h>
-#include <resmgt/logger/src/lgStandardError.h>
+#include <resmgt/logger/src/lgStandardStreams.h>
 #include <resmgt/profiling/hwCounter.h>
 
 #include <algorithm>
@@ -176,7 +176,7 @@ void dumpLevel( std::ostream& stream, const LgLog::LevelInfo& info ) {
     }
     stream << ( info.echoed ? "stdout, " : "" ) << ( info.osLogged ? "os logging, " : "" );
     if( !info.file.empty() ) {
-        stream << WideStringUtil::narrowMB( info.file ) << ' ';
+        stream << Printable::makeLine( WideStringUtil::narrowMB( info.file ) ) << ' ';
     }
     stream << ( info.appended ? "[Append]" : "" );
 }
@@ -210,7 +210,6 @@ void LgLog::destroy() {
     QV_ASSERT( _initialized );
     LgLogStart::uninstall();
     const OutputScope scope;
-    _initialized.store( false, std::memory_order_release );
     if( scope.isOwner() ) {
         LgOutput& to = *output.load( std::memory_order_relaxed );
         // By now everybody who asks for a group has.
@@ -220,6 +219,7 @@ void LgLog::destroy() {
         }
         to.stop();
     }
+    _initialized.store( false, std::memory_order_release );
 }
 
 LgQueue* LgLog::getDefaultQueue() {
@@ -369,9 +369,7 @@ bool LgLog::flush( double seconds ) {
         return true;
     }
     const std::uint64_t wanted = HwCounter::timeStamp();
-    const auto isHandled = [&] {
-        return handledStamp.load( std::memory_order_seq_cst ) > wanted;
-    };
+    const auto isHandled = [&] { return handledStamp.load( std::memory_order_seq_cst ) > wanted; };
     Flushing& flushing = getFlushing();
     _nbFlushing.fetch_add( 1, std::memory_order_seq_cst );
     std::unique_lock guard( flushing.lock );

@@ -9,8 +9,10 @@
 #include <resmgt/logger/lgMajorGroup.h>
 #include <resmgt/logger/lgSimpleRegistry.h>
 #include <resmgt/logger/qvLog.h>
+#include <resmgt/logger/src/lgFile.h>
 #include <resmgt/logger/src/lgFolder.h>
 #include <resmgt/logger/src/lgFork.h>
+#include <resmgt/logger/src/lgStandardStreams.h>
 #include <resmgt/logger/src/lgStartText.h>
 #include <resmgt/logger/src/logDirVariable.h>
 #include <resmgt/osSupport/osDateUtil.h>
@@ -83,12 +85,22 @@ void trace( const std::string& message ) {
     TraceManager::getInstance().getTrace().log( text, QV_HERE );
 }
 
+/// Empty where there is none, as for a program whose directory for temporary files can't be made.
+OsFilePath getOutputDir( std::string& problem ) {
+    try {
+        return InPaths::getOutputDir();
+    } catch( const ExBase& exception ) {
+        problem = exception.getReason();
+        return OsFilePath();
+    }
+}
+
 OsFilePath makeLogPath() {
     const char* const chosen = getLogDirVariable().isValid() ? getLogDirVariable().getValue() : "";
     std::string problem;
     OsFilePath path( chosen );
     if( path.isEmpty() ) {
-        path = LgFolder::makeDefault( InPaths::getOutputDir(), problem );
+        path = LgFolder::makeDefault( getOutputDir( problem ), problem );
     } else if( !LgFolder::makeChosen( path, problem ) ) {
         path = OsFilePath();
     }
@@ -103,8 +115,15 @@ OsFilePath makeLogPath() {
 /// A file of ours in place of a standard output that isn't there. Without it there is none, as
 /// before.
 void initializeStdout( const OsFilePath& path ) {
+    if( isStandardOutputThere() ) {
+        return;
+    }
     try {
-        ExStdout::initialize( path.toUTF8() );
+        // So that no link leads elsewhere.
+        const LgFileBuffer made( path.toString(), LgFileBuffer::DEFAULT_NAME, nullptr );
+        if( made.isOpen() ) {
+            ExStdout::initialize( path.toUTF8() );
+        }
     } catch( const ExBase& exception ) {
         trace( std::string( "There is no standard output: " ) + exception.getReason() );
     }

@@ -5,7 +5,7 @@
 #include <base/text/wideStringUtil.h>
 #include <resmgt/logger/src/lgEventLog.h>
 #include <resmgt/logger/src/lgJson.h>
-#include <resmgt/logger/src/lgStandardError.h>
+#include <resmgt/logger/src/lgStandardStreams.h>
 #include <resmgt/logger/src/lgStartText.h>
 
 #include <system_error>

@@ -3,7 +3,7 @@
 #include <base/files/newDescriptorPosix.h>
 #include <base/files/sizeSignalGuardPosix.h>
 #include <base/text/printable.h>
-#include <resmgt/logger/src/lgStandardError.h>
+#include <resmgt/logger/src/lgStandardStreams.h>
 #include <resmgt/logger/src/posix/pipeSignalGuardPosix.h>
 #include <resmgt/profiling/hwCounter.h>
 

@@ -190,17 +190,19 @@ bool LgFolder::makeChosen( const OsFilePath& path, std::string& problem ) {
     if( !makeParent( path, problem ) ) {
         return false;
     }
-    if( !OsFsUtils::isDirectory( path ) ) {
-        problem = cantBeHad( path, ENOTDIR );
-        return false;
+    const Descriptor folder( openFolder( path, 0 ) );
+    if( folder.get() < 0 ) {
+        problem = cantBeHad( path, errno );
     }
-    return true;
+    return folder.get() >= 0;
 }
 
 OsFilePath LgFolder::makeDefault( const OsFilePath& outputDir, std::string& problem ) {
-    const OsFilePath usual = outputDir.getAbsolutePath() + "logs";
-    if( makeOwn( usual, problem ) ) {
-        return usual;
+    if( !outputDir.isEmpty() ) {
+        const OsFilePath usual = outputDir.getAbsolutePath() + "logs";
+        if( makeOwn( usual, problem ) ) {
+            return usual;
+        }
     }
     const OsFilePath state = getStateFolder();
     std::string secondProblem = "the user has no home directory";

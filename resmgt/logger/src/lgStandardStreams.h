@@ -11,4 +11,7 @@ namespace Qv {
 /// Threads: any, also a forked child's.
 void writeStandardError( std::string_view text ) noexcept;
 
+/// Whether the process has a standard output.
+bool isStandardOutputThere() noexcept;
+
 } // namespace Qv
