@@ -54,13 +54,23 @@ std::string readText( EnvVar& variable ) {
     return text != nullptr ? text : "";
 }
 
+/// `usual` where the system can't say it just now: the log starts all the same.
+template <class Question, class Answer>
+Answer ask( Question question, const Answer& usual ) {
+    try {
+        return question();
+    } catch( const ExBase& ) {
+        return usual;
+    }
+}
+
 bool isContinuation( char byte ) {
     return ( static_cast<unsigned char>( byte ) & 0xc0U ) == 0x80U;
 }
 
 /// Up to the first dot, without what a path would take for a separator.
 std::string makeModuleBase() {
-    std::string base = OsUtils::getModuleName();
+    std::string base = ask( OsUtils::getModuleName, std::string( "unknown" ) );
     base.erase( std::min( base.find( '.' ), base.size() ) );
     std::replace( base.begin(), base.end(), '\\', '_' );
     if( base.size() > MAX_MODULE_NAME ) {
@@ -222,7 +232,7 @@ LgOutput::Settings LgLogStart::makeSettings() {
     settings.levels = LgLevelSettings::read(
         { .isEchoed = LgLog::_initDefaults == LgLog::ECHO_BY_DEFAULT,
           .isOSLogged = readNow( disableEventLog ) == 0,
-          .isRedirected = ExStdout::isRedirectedToAFile(),
+          .isRedirected = ask( ExStdout::isRedirectedToAFile, false ),
           .mainFile = settings.mainFile,
           .traceFile = settings.traceFile,
           .isTraceInMainFile = LgLog::_initDefaults == LgLog::FILE_BY_DEFAULT } );
