@@ -6,7 +6,6 @@
 #include <base/text/printable.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/logger/lgGroups.h>
-#include <resmgt/logger/lgMajorGroup.h>
 #include <resmgt/logger/lgQueue.h>
 #include <resmgt/logger/lgRegistry.h>
 #include <resmgt/logger/src/lgFork.h>
@@ -211,13 +210,7 @@ void LgLog::destroy() {
     LgLogStart::uninstall();
     const OutputScope scope;
     if( scope.isOwner() ) {
-        LgOutput& to = *output.load( std::memory_order_relaxed );
-        // By now everybody who asks for a group has.
-        for( const std::string& name : LgMajorGroup::getNamesNobodyAskedFor() ) {
-            writeReport( to, "No package has the group '" + Printable::makeLine( name ) +
-                                 "', which is named for its levels." );
-        }
-        to.stop();
+        output.load( std::memory_order_relaxed )->stop();
     }
     _initialized.store( false, std::memory_order_release );
 }

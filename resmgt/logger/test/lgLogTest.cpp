@@ -147,10 +147,11 @@ TEST( LgLogTest, FieldsOfALineKeepTheirForm ) {
 }
 
 TEST( LgLogTest, OptionsChooseTheFieldsAndTheStreamStaysAsItWas ) {
-    const LoggerRun run( { { "QV_LOG_UNSPECIFIED", "--" },
-                           { "QV_LOG_ENABLE_TIMESTAMPS", "1" },
-                           { "QV_LOG_ENABLE_THREADIDS", "1x" },
-                           { "QV_LOG_ENABLE_THREADNAMES", "1" } } );
+    auto run =
+        std::make_unique<LoggerRun>( LoggerRun::Variables{ { "QV_LOG_UNSPECIFIED", "--" },
+                                                           { "QV_LOG_ENABLE_TIMESTAMPS", "1" },
+                                                           { "QV_LOG_ENABLE_THREADIDS", "1x" },
+                                                           { "QV_LOG_ENABLE_THREADNAMES", "1" } } );
     EXPECT_THAT( makePrefix( "reader", 255 ),
                  MatchesRegex( "[0-9]{10} [0-9]{10} 00:00:[0-9]{2}.[0-9]{2} "
                                "\\[Warning       \\] reader     \\(0x000000ff\\) " ) );
@@ -162,6 +163,7 @@ TEST( LgLogTest, OptionsChooseTheFieldsAndTheStreamStaysAsItWas ) {
     stream << 255;
     EXPECT_EQ( stream.str(), "**ff" );
 
+    run.reset();
     const LoggerRun second( { { "QV_LOG_UNSPECIFIED", "--" },
                               { "QV_LOG_ENABLE_TIME", "0" },
                               { "QV_LOG_DISABLE_LOGLEVELS", "1" } } );
