@@ -40,7 +40,7 @@ public:
 
     LgTail() = delete;
 
-    /// By number.
+    /// By number, without the calling process.
     static std::vector<Process> read();
     /// Removes what a process left; false if something of it stays.
     static bool remove( const Process& process );

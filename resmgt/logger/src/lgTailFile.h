@@ -15,7 +15,7 @@ int create( Name& name ) noexcept;
 /// Closes and removes a file of this process; no effect for a negative one.
 void remove( int file, const Name& name ) noexcept;
 
-/// The names of all files of this user.
+/// The names of all files of this user, but for those of this process.
 std::vector<std::string> list();
 /// The whole file, and whether its process is alive. Empty for what is no file of this user.
 std::vector<char> read( const std::string& name, bool& isAlive );

@@ -102,10 +102,12 @@ void LgTailFile::remove( int file, const Name& name ) noexcept {
 
 std::vector<std::string> LgTailFile::list() {
     std::vector<std::string> names;
+    // To open and close one of them would give up its lock.
+    const std::string own = PREFIX + std::to_string( ::getpid() ) + '.';
     const std::unique_ptr<DIR, FolderCloser> folder( ::opendir( FOLDER ) );
     while( const dirent* const entry = folder ? ::readdir( folder.get() ) : nullptr ) {
         const std::string name = entry->d_name;
-        if( name.rfind( PREFIX, 0 ) == 0 ) {
+        if( name.rfind( PREFIX, 0 ) == 0 && name.rfind( own, 0 ) != 0 ) {
             off_t size = 0;
             const Descriptor file( openOwn( name, size ) );
             if( file.get() >= 0 ) {
