@@ -27,8 +27,7 @@ bool hasTold( const Tell& tell ) noexcept {
 }
 
 void tellAll( const char* text ) noexcept {
-    const bool isDisplayed =
-        hasTold( [&] { MsgManager().display( text, MsgTypes::FATAL_ERROR ); } );
+    hasTold( [&] { MsgManager().display( text, MsgTypes::FATAL_ERROR ); } );
     MtLogger::haltAndFlushOnCrash();
     const bool isPrinted = hasTold( [&] {
         if( TestInform::isRegressionTestSuite() ) {
@@ -37,8 +36,8 @@ void tellAll( const char* text ) noexcept {
             ExStdout::printAtomically( text );
         }
     } );
-    if( !isDisplayed && !isPrinted ) {
-        // Needs no memory.
+    if( !isPrinted ) {
+        // The message may have gone to a log that nobody sees. This needs no memory.
         std::fputs( text, stderr );
     }
 }
