@@ -354,6 +354,8 @@ void MtLogger::haltAndFlushOnCrash() noexcept {
         state.priority =
             makePriority( *state.thread, RtPriorities::getInstance().getInterruptPriority() );
     } );
+    // Those who are woken go on without room.
+    LgLog::setBlockingTrace( false );
     MtQueueObserver::allowWaits( false );
     endReaderThread( state );
     LgLog::setLoggerActivation( false );
