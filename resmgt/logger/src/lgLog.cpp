@@ -141,7 +141,8 @@ void maintainWithin( LgOutput& to, double now ) {
 void outputInChild( const LgLog::EntryInfo& info, const char* prefix, const char* message ) {
     const LgOutput* const to = output.load( std::memory_order_acquire );
     if( to == nullptr || to->hasTarget( info.level ) ) {
-        writeStandardError( std::string( prefix ) + message );
+        // It may be a terminal, as where a level is echoed.
+        writeStandardError( Printable::makeText( std::string( prefix ) + message ) );
     }
 }
 
