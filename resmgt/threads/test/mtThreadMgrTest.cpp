@@ -19,6 +19,8 @@
 
 #include <sstream>
 
+#include <unistd.h>
+
 namespace Qv {
 namespace {
 
@@ -183,6 +185,7 @@ TEST( MtThreadsPackageTest, EndsCleanlyWithTheMainThreadAloneAndStartsAgain ) {
 TEST( MtThreadsPackageDeathTest, ThreadsThatRemainAtTheEndAreReportedAndEndByThemselves ) {
     EXPECT_EXIT(
         {
+            ::dup2( STDERR_FILENO, STDOUT_FILENO );
             HoldPoint body( "body" );
             OPtr<MtThread> left = makeThread( [&]( MtThread& ) { body.pass(); }, "straggler" );
             const OPtr<MtThread> idle = makeThread( nullptr, "third" );

@@ -4,7 +4,6 @@
 #include <resmgt/threads/priorityRelation.h>
 #include <resmgt/threads/rtPriorities.h>
 #include <resmgt/threads/test/testProtocol.h>
-#include <resmgt/threads/test/tracedText.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/testSettings.h>
@@ -161,11 +160,9 @@ private:
 };
 
 TEST( MtThreadStressTest, ThreadsComeAndGoWhileAllElseChanges ) {
-    captureTrace();
     const int nbTasks = countThreads();
     Crowd( testSeed() ).run( scaledCount( 3000 ) );
     waitUntil( [&] { return countThreads() == nbTasks; }, "the end of all threads" );
-    takeTrace();
 }
 
 TEST( MtThreadStressDeathTest, AndWhileTheProcessGoesToRealTimeAndBack ) {
@@ -175,9 +172,7 @@ TEST( MtThreadStressDeathTest, AndWhileTheProcessGoesToRealTimeAndBack ) {
     const ScopedEnvironment sanitizer( "TSAN_OPTIONS", "halt_on_error=1" );
     EXPECT_EXIT(
         {
-            captureTrace();
             Crowd( testSeed() ).run( scaledCount( 1000 ) );
-            takeTrace();
             std::_Exit( testing::Test::HasFailure() ? 1 : 7 );
         },
         testing::ExitedWithCode( 7 ), "" );

@@ -21,8 +21,10 @@
 namespace Qv {
 namespace {
 
-// Before the packages start: this program's tests look at traces on standard output.
-[[maybe_unused]] const int isTracingEchoed = ::setenv( "QV_LOG_TRACING", "%", 1 );
+// Before the packages start: this program's tests look at the log on standard output.
+[[maybe_unused]] const bool isLogEchoed = ::setenv( "QV_LOG_TRACING", "%", 1 ) == 0 &&
+                                          ::setenv( "QV_LOG_WARNING", "%", 1 ) == 0 &&
+                                          ::setenv( "QV_LOG_FATAL_ERROR", "%", 1 ) == 0;
 
 using ::testing::HasSubstr;
 
@@ -133,12 +135,13 @@ TEST( MtUtilTest, MemoryThatTheSystemCanReadIsToldFromOther ) {
         { "write", EIO, FailingCall::ONCE, -1 },
         { "memfd_create", EMFILE, FailingCall::ONCE, 0 },
         { "fchmod", EPERM, FailingCall::ONCE, 1 } };
-    captureTrace();
+    testing::internal::CaptureStderr();
     for( const auto& [call, error, times, answer] : cases ) {
         const FailingCall failing( call, error, times );
         EXPECT_EQ( MtUtil::testWritable( readable.data(), size ), answer ) << call;
     }
-    EXPECT_THAT( takeTrace(), testing::ContainsRegex( "testWritable: .*\ntestWritable chmod: " ) );
+    EXPECT_THAT( testing::internal::GetCapturedStderr(),
+                 testing::ContainsRegex( "testWritable: .*\ntestWritable chmod: " ) );
 }
 
 TEST( TestInformTest, KnowsATestRunByItsManager ) {
