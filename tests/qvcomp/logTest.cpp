@@ -1,0 +1,79 @@
+#include <tests/qvcomp/testCommand.h>
+
+#include <tools/qvcomp/options.h>
+
+#include <gmock/gmock.h>
+
+namespace Qv::Comp {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class QvcompLogTest : public QvcompTest {
+protected:
+    std::string getLog() const { return ( _outputs.path() / "run.log" ).string(); }
+    Outcome runCommand( const Arguments& more ) const {
+        return ChildCommand( makeCommand( more ) ).finish();
+    }
+};
+
+TEST_F( QvcompLogTest, TheLogHasWhatTheCommandDoesAndTheReportItsName ) {
+    const Outcome outcome =
+        runCommand( { "--log", "tracing", "--log-file", getLog(), "--memory", "64K" } );
+    ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
+    EXPECT_THAT( outcome.output, ::testing::StartsWith( "{\n" ) );
+    EXPECT_THAT( outcome.output, HasSubstr( "\"log\": \"" + getLog() + '"' ) );
+    const std::string log = readFile( getLog() );
+    EXPECT_THAT( log,
+                 AllOf( HasSubstr( "[Informational ] [Qvcomp         ] picture \"" +
+                                   getOutput().string() + "\": 200 x 120 pixels" ),
+                        HasSubstr( "layer \"" + _layers[0] + "\": " ),
+                        HasSubstr( "[Tracing       ] [Qvcomp         ] eviction 1, 4096 bytes" ),
+                        HasSubstr( "] pass \"" ), HasSubstr( "] picture made in " ) ) );
+    // A further run adds to it; at a graver level only what goes wrong.
+    const Outcome failed =
+        runCommand( { "--log=ERROR", "--log-file=" + getLog(), "--scratch", "/nowhere" } );
+    EXPECT_EQ( failed.status, 1 );
+    const std::string both = readFile( getLog() );
+    ASSERT_TRUE( both.starts_with( log ) );
+    EXPECT_THAT( both.substr( log.size() ),
+                 AllOf( HasSubstr( "[Error         ] [Messages       ] " ), HasSubstr( "/nowhere" ),
+                        Not( HasSubstr( "Qvcomp" ) ) ) );
+}
+
+TEST_F( QvcompLogTest, AFileThatIsNamedElsewhereIsNotWritten ) {
+    const std::string layer = readFile( _layers[0] );
+    const std::filesystem::path link = _outputs.path() / "link.log";
+    std::filesystem::create_symlink( _layers[0], link );
+    for( const std::string& file : { _layers[0], link.string(), getOutput().string() } ) {
+        const Outcome outcome = runCommand( { "--log-file", file } );
+        EXPECT_EQ( outcome.status, 2 );
+        EXPECT_EQ( outcome.errors, "qvcomp: '" + file +
+                                       "' is the log file and named elsewhere, too; try --help\n" );
+    }
+    EXPECT_EQ( readFile( _layers[0] ), layer );
+    EXPECT_FALSE( std::filesystem::exists( getOutput() ) );
+}
+
+TEST( QvcompLogOptionsTest, LevelsAreFoundInAnyCaseWithHyphensForBlanks ) {
+    const struct {
+        std::vector<const char*> arguments;
+        const char* level;
+        const char* file;
+    } cases[] = { { { "--log", "fatal-ERROR" }, "Fatal Error", "" },
+                  { { "--log=User Message", "--help" }, "User Message", "" },
+                  { { "--log", "informative" }, "", "" },
+                  { { "-o", "--log", "--log-file", "a" }, "", "a" },
+                  { { "--", "--log", "tracing" }, "", "" },
+                  { { "--log-file=b", "--unknown", "--log=error" }, "", "b" } };
+    for( const auto& c : cases ) {
+        const LogOptions log = readLogOptions( c.arguments );
+        EXPECT_EQ( log.level, c.level );
+        EXPECT_EQ( log.file, c.file );
+    }
+}
+
+} // namespace
+} // namespace Qv::Comp
