@@ -57,9 +57,11 @@ void printJson( const char* file ) {
 }
 
 int run( const char* file ) {
+    bool isWritten = LgLog::flush( FLUSH_SECONDS );
     const LgLog::Counters before = LgLog::getCounters();
     logFlood();
-    if( !LgLog::flush( FLUSH_SECONDS ) ) {
+    isWritten = LgLog::flush( FLUSH_SECONDS ) && isWritten;
+    if( !isWritten ) {
         std::printf( "the log isn't written yet\n" );
         return 1;
     }
@@ -68,6 +70,10 @@ int run( const char* file ) {
     const std::uint64_t lost = after.lost - before.lost;
     std::printf( "%d statements: %" PRIu64 " lines written and %" PRIu64 " counted as lost\n",
                  NB_TILES, written, lost );
+    if( written + lost != NB_TILES ) {
+        std::printf( "the counts don't add up\n" );
+        return 1;
+    }
     printJson( file );
     return 0;
 }
