@@ -75,8 +75,11 @@ TEST_F( QvcompSettingsTest, NeitherMakesNorNeedsTheDirectoryForTemporaryFiles ) 
     const ScopedEnvironment noTestDir( "QV_TEST_DIR" );
     fs::create_directory( at( "temp" ) );
     set( "TMPDIR", at( "temp" ) );
-    EXPECT_EQ( run().status, 0 );
-    EXPECT_TRUE( fs::is_empty( at( "temp" ) ) );
+    {
+        const ScopedEnvironment logs( "QV_LOG_DIR", at( "logs" ).c_str() );
+        EXPECT_EQ( run().status, 0 );
+        EXPECT_TRUE( fs::is_empty( at( "temp" ) ) );
+    }
     for( const char* nowhere : { "TMPDIR", "HOME", "XDG_CACHE_HOME" } ) {
         set( nowhere, at( "none/at/all" ) );
     }
