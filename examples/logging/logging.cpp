@@ -49,11 +49,16 @@ void logFlood() {
     }
 }
 
+/// The file may have the lines of former runs, too.
 void printJson( const char* file ) {
     std::ifstream stream( file );
-    std::string line;
-    while( std::getline( stream, line ) && line.find( "no alpha" ) == std::string::npos ) {}
-    std::printf( "%s\n", Printable::makeLine( line ).c_str() );
+    std::string last;
+    for( std::string line; std::getline( stream, line ); ) {
+        if( line.find( "layer 0 has no alpha" ) != std::string::npos ) {
+            last = line;
+        }
+    }
+    std::printf( "%s\n", Printable::makeLine( last ).c_str() );
 }
 
 int run( const char* file ) {
