@@ -183,6 +183,7 @@ TEST( MtThreadsPackageTest, EndsCleanlyWithTheMainThreadAloneAndStartsAgain ) {
 }
 
 TEST( MtThreadsPackageDeathTest, ThreadsThatRemainAtTheEndAreReportedAndEndByThemselves ) {
+    const ScopedEnvironment echoed( "QV_LOG_WARNING", "%" );
     EXPECT_EXIT(
         {
             ::dup2( STDERR_FILENO, STDOUT_FILENO );

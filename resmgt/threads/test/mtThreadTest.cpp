@@ -12,6 +12,7 @@
 #include <tests/support/failingNew.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/raisedBy.h>
+#include <tests/support/scopedEnvironment.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
@@ -380,6 +381,7 @@ TEST( MtThreadTest, AnExceptionWithoutMemoryIsReplacedAndNoneIsLostInAJoin ) {
 using MtThreadDeathTest = testing::Test;
 
 TEST( MtThreadDeathTest, AnUnhandledExceptionEndsTheProcessWithItsWholeText ) {
+    const ScopedEnvironment echoed( "QV_LOG_FATAL_ERROR", "%" );
     EXPECT_EXIT(
         {
             ::dup2( STDERR_FILENO, STDOUT_FILENO );
