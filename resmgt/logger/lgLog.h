@@ -103,7 +103,7 @@ public:
         return _registry.load( std::memory_order_acquire );
     }
     /// Moves all queues of the registry in force to the new one, unless that is null, and returns
-    /// the former.
+    /// the former. Without memory nothing changes.
     static OPtrRet<LgRegistry> setRegistry( OPtr<LgRegistry> registry );
 
     /// Writes the line that `prefix` and `message` make to the targets of its level.
@@ -115,7 +115,8 @@ public:
     /// Profiling is dropped. Within another output of the thread it is refused and counted.
     static void outputDirectly( LgTypes::Level level, const char* text ) noexcept;
     /// The head of a line, up to the text: time stamp, time, level, thread name, thread id, as the
-    /// options say. The time is that of printing. The stream is left as it was.
+    /// options say. The time is that of printing; a stamp of before the start is 0. The stream is
+    /// left as it was.
     static void printPrefix( std::ostream& stream, unsigned long long timeStamp,
                              LgTypes::Level level, const char* threadName, unsigned long threadId );
     /// Where each level goes, and the options.

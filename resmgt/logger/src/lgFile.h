@@ -16,6 +16,8 @@ namespace Qv {
 ///           then the next one, or `maintain`, tries again, and writes the count first.
 /// Moves:    where the file's name leads elsewhere, `maintain` opens that file, and creates it if
 ///           need be. The former is kept until that succeeds.
+/// Stalls:   while the logger is active, when the reader alone waits, a full pipe is waited for
+///           without a limit. Otherwise, as at the process's end, that fails after 5 seconds.
 /// Signals:  neither SIGXFSZ nor SIGPIPE comes of a write.
 /// Threads:  one at a time.
 class LgFileBuffer : public std::streambuf {
@@ -48,6 +50,8 @@ public:
     void setHeader( const std::string& header ) { _header = header; }
     /// To be called each second.
     void maintain() noexcept;
+    /// The next attempt after a failure is made with the next line, for there may be no later one.
+    void retryAtOnce() noexcept { _retryTime = 0.0; }
     /// Lines that files didn't take, all files together since the process began. Any thread.
     static std::uint64_t getNbFailed() noexcept {
         return _nbFailed.load( std::memory_order_relaxed );
@@ -70,10 +74,11 @@ private:
     int openChosen() const;
     bool isWhereNameLeads() const noexcept;
     void openAnew();
-    void writeLine();
+    void writeLine() noexcept;
     bool write( const std::string& text ) noexcept;
     bool writePart( const char*& position, const char* end ) noexcept;
-    bool writeLoss();
+    bool waitForRoom() const noexcept;
+    bool writeLoss() noexcept;
     void fail( int error ) noexcept;
     void report( int error ) const noexcept;
 
@@ -82,6 +87,8 @@ private:
     const LossText _lossText;
     std::string _header;
     std::string _line;
+    /// There was no memory for a part of the line.
+    bool _isLineCut = false;
     Identity _identity;
     int _descriptor = -1;
     int _openError = 0;

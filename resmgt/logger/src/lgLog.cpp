@@ -2,7 +2,6 @@
 
 #include <base/failure/assertions.h>
 #include <base/failure/exBase.h>
-#include <base/text/exStdout.h>
 #include <base/text/printable.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/logger/lgGroups.h>
@@ -36,10 +35,15 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr std::chrono::seconds MAX_OUTPUT_WAIT( 5 );
 constexpr std::chrono::milliseconds OUTPUT_WAIT_STEP( 1 );
 constexpr double MAINTENANCE_SECONDS = 1.0;
+// What the clocks of all systems can add.
+constexpr double MAX_FLUSH_SECONDS = 1.0e6;
 
 // All of it must be usable before and after everything else in the process.
 constinit std::mutex outputLock;
 constinit thread_local bool isInOutput = false;
+// Whether somebody has waited for the present owner in vain; written by those who wait, and by the
+// owner, which takes it back. Relaxed: it orders nothing.
+constinit std::atomic<bool> isOutputStalled = false;
 // Stored by the thread that starts the logger.
 constinit std::atomic<LgOutput*> output = nullptr;
 // Relaxed, as are the counters: they order nothing.
@@ -68,6 +72,7 @@ public:
     OutputScope& operator=( const OutputScope& ) = delete;
     ~OutputScope() {
         if( _isOwner ) {
+            isOutputStalled.store( false, std::memory_order_relaxed );
             outputLock.unlock();
         }
         if( !_isNested ) {
@@ -78,18 +83,20 @@ public:
     bool isOwner() const noexcept { return _isOwner; }
 
 private:
+    /// One wait is enough for each owner that stalls.
     static bool lock() {
-        if( outputLock.try_lock() ) {
-            return true;
-        }
         const auto deadline = SteadyClock::now() + MAX_OUTPUT_WAIT;
-        do {
-            std::this_thread::sleep_for( OUTPUT_WAIT_STEP );
-            if( outputLock.try_lock() ) {
-                return true;
+        while( !outputLock.try_lock() ) {
+            if( isOutputStalled.load( std::memory_order_relaxed ) ) {
+                return false;
             }
-        } while( SteadyClock::now() < deadline );
-        return false;
+            if( SteadyClock::now() >= deadline ) {
+                isOutputStalled.store( true, std::memory_order_relaxed );
+                return false;
+            }
+            std::this_thread::sleep_for( OUTPUT_WAIT_STEP );
+        }
+        return true;
     }
 
     const bool _isNested;
@@ -203,7 +210,8 @@ void LgLog::init() {
     if( scope.isOwner() ) {
         delete former;
     }
-    maintenanceTime.store( HwCounter::seconds() + MAINTENANCE_SECONDS, std::memory_order_relaxed );
+    // So that a control file counts from the first line on.
+    maintenanceTime.store( 0.0, std::memory_order_relaxed );
 }
 
 void LgLog::destroy() {
@@ -235,8 +243,12 @@ void LgLog::setQueueFunction( QueueFunction function ) noexcept {
 OPtrRet<LgRegistry> LgLog::setRegistry( OPtr<LgRegistry> registry ) {
     LgRegistry* const former = getRegistry();
     if( former != nullptr && !registry.isNull() ) {
-        for( LgQueue* const queue : former->getQueueList() ) {
+        const List<LgQueue*> queues = former->getQueueList();
+        for( LgQueue* const queue : queues ) {
             registry->registerQueue( queue );
+        }
+        // Only now, so that without memory all stays as it is.
+        for( LgQueue* const queue : queues ) {
             former->deregisterQueue( queue );
         }
     }
@@ -271,8 +283,8 @@ void LgLog::outputDirectly( LgTypes::Level level, const char* text ) noexcept {
         if( isInitialized() || LgFork::isChild() ) {
             outputEntry( EntryInfo{ .level = level, .threadName = "main" }, prefix.str().c_str(),
                          message.c_str() );
-        } else {
-            ExStdout::printAtomically( ( prefix.str() + message ).c_str() );
+        } else if( !writeStandardOutput( ( prefix.str() + message ).c_str() ) ) {
+            count( nbFailed );
         }
     } catch( const std::exception& ) {
         count( nbFailed );
@@ -285,7 +297,8 @@ void LgLog::printPrefix( std::ostream& stream, unsigned long long timeStamp, LgT
     std::string text;
     if( isOption( TIME_STAMPS ) ) {
         const std::uint64_t stamp = timeStamp != 0 ? timeStamp : now;
-        text += LgPrefix::makeTimeStamp( isInitialized() ? stamp - _start : 0 );
+        const bool isSinceStart = isInitialized() && stamp > _start;
+        text += LgPrefix::makeTimeStamp( isSinceStart ? stamp - _start : 0 );
     }
     if( isOption( TIME ) ) {
         text += LgPrefix::makeTime( isInitialized() ? HwCounter::seconds( _start, now ) : 0.0 );
@@ -363,12 +376,13 @@ bool LgLog::flush( double seconds ) {
         return true;
     }
     const std::uint64_t wanted = HwCounter::timeStamp();
+    // 0 also for what is no number.
+    const double limit = std::min( std::max( 0.0, seconds ), MAX_FLUSH_SECONDS );
     const auto isHandled = [&] { return handledStamp.load( std::memory_order_seq_cst ) > wanted; };
     Flushing& flushing = getFlushing();
     _nbFlushing.fetch_add( 1, std::memory_order_seq_cst );
     std::unique_lock guard( flushing.lock );
-    flushing.isHandled.wait_for( guard,
-                                 std::chrono::duration<double>( std::clamp( seconds, 0.0, 1.0e6 ) ),
+    flushing.isHandled.wait_for( guard, std::chrono::duration<double>( limit ),
                                  [&] { return isHandled() || !isLoggerActive(); } );
     _nbFlushing.fetch_sub( 1, std::memory_order_relaxed );
     return isHandled();

@@ -122,32 +122,31 @@ OsFilePath makeLogPath() {
     return path;
 }
 
-/// A file of ours in place of a standard output that isn't there. Without it there is none, as
-/// before.
-void initializeStdout( const OsFilePath& path ) {
+/// A file of ours in place of a standard output that isn't there; null where there is no need for
+/// it. Without it there is none, as before.
+std::unique_ptr<LgFileBuffer> initializeStdout( const OsFilePath& path ) {
     if( isStandardOutputThere() ) {
-        return;
+        return nullptr;
     }
     try {
         // So that no link leads elsewhere.
-        const LgFileBuffer made( path.toString(), LgFileBuffer::DEFAULT_NAME, nullptr );
-        if( made.isOpen() ) {
+        auto made =
+            std::make_unique<LgFileBuffer>( path.toString(), LgFileBuffer::DEFAULT_NAME, nullptr );
+        if( made->isOpen() ) {
             ExStdout::initialize( path.toUTF8() );
+            return made;
         }
     } catch( const ExBase& exception ) {
         trace( std::string( "There is no standard output: " ) + exception.getReason() );
     }
+    return nullptr;
 }
 
 /// Before this one. Written by the thread that starts and stops.
 ExWrapper::LoggingFunction formerLoggingFunction = nullptr;
 
 void logException( const char* message ) {
-    try {
-        ExStdout::printAtomically( message );
-    } catch( const std::exception& ) {
-        // The log has it.
-    }
+    writeStandardOutput( message );
     QV_LOG( Logger, FatalError, message );
 }
 
@@ -227,7 +226,7 @@ LgOutput::Settings LgLogStart::makeSettings() {
             makeModuleBase() + "_" + getCurrentDate() + "_" + std::to_string( OsUtils::getPid() );
         settings.mainFile = ( settings.logPath + ( name + ".log" ) ).toWString();
         settings.traceFile = ( settings.logPath + ( name + "_trace.log" ) ).toWString();
-        initializeStdout( settings.logPath + ( name + "_stdout.log" ) );
+        settings.standardOutput = initializeStdout( settings.logPath + ( name + "_stdout.log" ) );
     }
     settings.levels = LgLevelSettings::read(
         { .isEchoed = LgLog::_initDefaults == LgLog::ECHO_BY_DEFAULT,

@@ -1,7 +1,6 @@
 #include <resmgt/logger/src/lgOutput.h>
 
-#include <base/failure/exBase.h>
-#include <base/text/exStdout.h>
+#include <base/text/printable.h>
 #include <base/text/wideStringUtil.h>
 #include <resmgt/logger/src/lgEventLog.h>
 #include <resmgt/logger/src/lgJson.h>
@@ -20,6 +19,14 @@ std::string makeLossLine( std::uint64_t nbLines, int error ) {
            "]: " + std::generic_category().message( error ) + "\n";
 }
 
+void reportIfClosed( const std::string& name, const LgFile& file ) {
+    if( !file.getBuffer().isOpen() ) {
+        writeStandardError( "The log file '" + Printable::makeLine( name ) + "' can't be opened: " +
+                            std::generic_category().message( file.getBuffer().getOpenError() ) +
+                            ".\n" );
+    }
+}
+
 } // namespace
 
 LgOutput::LgOutput( Settings settings, std::string header )
@@ -32,6 +39,7 @@ LgOutput::LgOutput( Settings settings, std::string header )
     if( !_settings.jsonPath.empty() ) {
         _jsonFile = std::make_unique<LgFile>( _settings.jsonPath, LgFileBuffer::CHOSEN_NAME,
                                               LgJson::makeLoss );
+        reportIfClosed( _settings.jsonPath, *_jsonFile );
     }
 }
 
@@ -53,12 +61,14 @@ void LgOutput::openLevelFile( std::size_t level ) {
 LgFile* LgOutput::openFile( const std::wstring& name, bool isAppended ) {
     const auto naming =
         isDefaultName( name ) ? LgFileBuffer::DEFAULT_NAME : LgFileBuffer::CHOSEN_NAME;
-    auto file = std::make_unique<LgFile>( WideStringUtil::narrowMB( name ), naming, makeLossLine );
+    const std::string path = WideStringUtil::narrowMB( name );
+    auto file = std::make_unique<LgFile>( path, naming, makeLossLine );
     for( const auto& other : _files ) {
         if( file->getBuffer().isSameFile( other->getBuffer() ) ) {
             return other.get();
         }
     }
+    reportIfClosed( path, *file );
     if( !isAppended && naming == LgFileBuffer::CHOSEN_NAME ) {
         file->getBuffer().truncate();
     }
@@ -94,21 +104,10 @@ void LgOutput::write( const LgLog::EntryInfo& info, const char* prefix, const ch
                    << std::flush;
     }
     if( level.echoed ) {
-        echo();
+        writeStandardOutput( _line.c_str() );
     }
     if( level.osLogged && *message != '\0' ) {
         LgEventLog::report( info.level, message );
-    }
-}
-
-void LgOutput::echo() {
-    try {
-        ExStdout::printAtomically( _line.c_str() );
-    } catch( const ExBase& exception ) {
-        if( !std::exchange( _isEchoFailureReported, true ) ) {
-            writeStandardError( std::string( "The log can't be echoed: " ) + exception.getReason() +
-                                "\n" );
-        }
     }
 }
 
@@ -122,11 +121,17 @@ std::string LgOutput::maintain() {
     return _control.look();
 }
 
+/// What is lost is counted now or never.
 void LgOutput::stop() {
     for( const auto& file : _files ) {
+        file->getBuffer().retryAtOnce();
         *file << "\n"
               << std::flush << LgStartText::makeDated( "Logger stopped on " ) << "\n"
               << std::flush;
+    }
+    if( _jsonFile ) {
+        _jsonFile->getBuffer().retryAtOnce();
+        _jsonFile->getBuffer().maintain();
     }
 }
 

@@ -25,9 +25,13 @@ public:
         std::wstring traceFile;
         std::string jsonPath;
         std::string controlPath;
+        /// The file in place of a standard output that isn't there, open so that nobody removes it;
+        /// null for none.
+        std::unique_ptr<LgFileBuffer> standardOutput;
     };
 
-    /// Opens the files; one that can't be opened takes nothing.
+    /// Opens the files; one that can't be opened is reported on standard error, and takes
+    /// nothing.
     LgOutput( Settings settings, std::string header );
     LgOutput( const LgOutput& ) = delete;
     LgOutput& operator=( const LgOutput& ) = delete;
@@ -47,7 +51,6 @@ private:
     LgFile* openFile( const std::wstring& name, bool isAppended );
     void openLevelFile( std::size_t level );
     bool isDefaultName( const std::wstring& name ) const;
-    void echo();
 
     Settings _settings;
     const std::string _header;
@@ -55,7 +58,6 @@ private:
     std::unique_ptr<LgFile> _jsonFile;
     LgControl _control;
     std::string _line;
-    bool _isEchoFailureReported = false;
 };
 
 } // namespace Qv

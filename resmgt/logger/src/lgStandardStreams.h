@@ -11,6 +11,10 @@ namespace Qv {
 /// Threads: any, also a forked child's.
 void writeStandardError( std::string_view text ) noexcept;
 
+/// Prints a line of the log by ExStdout::printAtomically, and returns whether it is printed. The
+/// process's first failure is reported on standard error. No SIGPIPE comes of it.
+bool writeStandardOutput( const char* text ) noexcept;
+
 /// Whether the process has a standard output.
 bool isStandardOutputThere() noexcept;
 

@@ -1,11 +1,11 @@
 #include <resmgt/logger/lgStatement.h>
 
 #include <base/failure/qvHere.h>
-#include <base/text/exStdout.h>
 #include <base/trace/trace.h>
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgQueue.h>
 #include <resmgt/logger/src/lgFork.h>
+#include <resmgt/logger/src/lgStandardStreams.h>
 
 #include <array>
 #include <cstring>
@@ -116,7 +116,7 @@ void LgStatement::output( const char* text ) noexcept {
         std::ostringstream line;
         LgLog::printPrefix( line, 0, _level, "main", 0 );
         line << text << '\n';
-        ExStdout::printAtomically( line.str().c_str() );
+        writeStandardOutput( line.str().c_str() );
     } catch( ... ) {
         Trace::printCurrentException( "LgStatement", QV_HERE );
     }

@@ -1,10 +1,10 @@
 #include <resmgt/logger/lgTrace.h>
 
 #include <base/failure/assertions.h>
-#include <base/text/exStdout.h>
 #include <resmgt/initVars/envVar.h>
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgQueue.h>
+#include <resmgt/logger/src/lgStandardStreams.h>
 
 #include <cstring>
 #include <sstream>
@@ -23,7 +23,7 @@ void printAtOnce( const LgQueue& queue, const char* text ) {
     std::ostringstream line;
     LgLog::printPrefix( line, 0, LgTypes::Tracing, queue.getThreadName(), queue.getThreadId() );
     line << text << '\n';
-    ExStdout::printAtomically( line.str().c_str() );
+    writeStandardOutput( line.str().c_str() );
 }
 
 void waitForSpace( LgQueue& q, int len ) {

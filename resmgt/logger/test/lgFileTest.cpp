@@ -4,8 +4,10 @@
 #include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/profiling/hwCounter.h>
 
+#include <tests/support/failingNew.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
+#include <tests/support/testSettings.h>
 
 #include <gmock/gmock.h>
 
@@ -145,6 +147,53 @@ TEST( LgFileTest, APipeIsNotWaitedForAndItsReadersEndEndsNothing ) {
     ::close( reader );
 }
 
+TEST( LgFileTest, ALineWithoutMemoryIsCountedAndTheFileTakesTheNext ) {
+    const TempDirectory directory;
+    const fs::path path = directory.path() / "out.txt";
+    LgFile file( path, LgFileBuffer::CHOSEN_NAME, makeLoss );
+    const std::string line( 100, 'x' );
+    {
+        const FailingNew failing( 0 );
+        file << line << '\n' << std::flush;
+    }
+    file << "a line\n" << std::flush;
+    EXPECT_EQ( readFile( path ), "lost 1 by " + std::to_string( ENOMEM ) + "\na line\n" );
+}
+
+TEST( LgFileTest, AFileBeyondFourGigabytesGoesOnAtItsEnd ) {
+    constexpr off_t SIZE = 5'000'000'000;
+    const TempDirectory directory;
+    const fs::path path = directory.path() / "out.txt";
+    std::ofstream( path ) << "x";
+    ASSERT_EQ( ::truncate( path.c_str(), SIZE ), 0 );
+    LgFile file( path, LgFileBuffer::CHOSEN_NAME, makeLoss );
+    file << "a line\n" << std::flush;
+    std::ifstream reader( path );
+    std::string end;
+    reader.seekg( SIZE );
+    EXPECT_TRUE( std::getline( reader, end ) );
+    EXPECT_EQ( end, "a line" );
+}
+
+TEST( LgFileTest, AFileThatIsBeingRemovedIsMadeAgain ) {
+    const TempDirectory directory;
+    const fs::path path = directory.path() / "out.log";
+    std::ofstream( path ) << "old\n";
+    // Who cleans has locked it and removes it next.
+    const CallHook cleaner( "flock", [&]( SystemCall& call ) {
+        if( call.number == 2 ) {
+            fs::remove( path );
+        }
+        return call.number <= 2 ? EWOULDBLOCK : 0;
+    } );
+    LgFile file( path, LgFileBuffer::DEFAULT_NAME, makeLoss );
+    file << "a line\n" << std::flush;
+    EXPECT_EQ( readFile( path ), "a line\n" );
+    const int other = ::open( path.c_str(), O_RDONLY | O_CLOEXEC );
+    EXPECT_NE( ::flock( other, LOCK_EX | LOCK_NB ), 0 );
+    ::close( other );
+}
+
 TEST( LgFileTest, LinesOfProcessesThatShareAFileStayWhole ) {
     constexpr int NB_PROCESSES = 4;
     constexpr int NB_LINES = 200;
@@ -212,6 +261,31 @@ TEST( LgFolderTest, CleaningTakesTheOldestAndNothingElse ) {
     LgFolder::clean( ( directory.path() / "none" ).string() );
 }
 
+TEST( LgFolderTest, CleaningALargeFolderFromALaterDateLeavesTheNewest ) {
+    const long nbFiles = scaledCount( 2'000 );
+    constexpr int NB_KEPT = 100;
+    const TempDirectory directory;
+    const int folder = ::open( directory.path().c_str(), O_DIRECTORY | O_CLOEXEC );
+    const timespec later{ std::time( nullptr ) + 24 * 60 * 60, 0 };
+    const timespec times[] = { later, later };
+    for( long i = 0; i < nbFiles; ++i ) {
+        const std::string name = std::to_string( i ) + ".log";
+        ::close( ::openat( folder, name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600 ) );
+        // The clock was set back behind these.
+        if( i < NB_KEPT ) {
+            ::utimensat( folder, name.c_str(), times, 0 );
+        }
+    }
+    ::close( folder );
+    LgFolder::clean( directory.path().string() );
+    std::set<int> kept;
+    for( const auto& entry : fs::directory_iterator( directory.path() ) ) {
+        kept.insert( std::stoi( entry.path().filename() ) );
+    }
+    EXPECT_EQ( kept.size(), static_cast<std::size_t>( NB_KEPT ) );
+    EXPECT_EQ( *kept.rbegin(), NB_KEPT - 1 );
+}
+
 TEST( LgFolderTest, AFolderThatOthersCouldChangeIsNotTheDefault ) {
     const TempDirectory directory;
     const fs::path output = directory.path() / "output";
@@ -230,6 +304,15 @@ TEST( LgFolderTest, AFolderThatOthersCouldChangeIsNotTheDefault ) {
                OsFilePath( ( output / "logs" ).string() ) );
     fs::permissions( output / "logs", fs::perms::others_write, fs::perm_options::add );
     EXPECT_EQ( LgFolder::makeDefault( output.string(), problem ), stateLogs );
+    fs::permissions( output / "logs", fs::perms::others_write, fs::perm_options::remove );
+    for( const fs::path& strangers : { output / "logs", output } ) {
+        // Who can't give a folder away is no stranger anywhere.
+        if( ::chown( strangers.c_str(), 4321, 4321 ) == 0 ) {
+            EXPECT_EQ( LgFolder::makeDefault( output.string(), problem ), stateLogs );
+            EXPECT_THAT( problem, HasSubstr( "belongs to another user" ) );
+            ASSERT_EQ( ::chown( strangers.c_str(), ::geteuid(), ::getegid() ), 0 );
+        }
+    }
     fs::remove( output / "logs" );
     fs::create_directory_symlink( state, output / "logs" );
     EXPECT_EQ( LgFolder::makeDefault( output.string(), problem ), stateLogs );

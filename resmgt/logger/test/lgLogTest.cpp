@@ -4,7 +4,8 @@
 #include <base/text/wideStringUtil.h>
 #include <resmgt/logger/lgEx.h>
 #include <resmgt/logger/lgMajorGroup.h>
-#include <resmgt/logger/lgRegistry.h>
+#include <resmgt/logger/lgQueue.h>
+#include <resmgt/logger/lgSimpleRegistry.h>
 #include <resmgt/logger/lgTrace.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/logger/src/lgJson.h>
@@ -14,6 +15,7 @@
 #include <resmgt/profiling/hwCounter.h>
 
 #include <tests/support/deadline.h>
+#include <tests/support/failingNew.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testThread.h>
 
@@ -22,6 +24,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iomanip>
+#include <limits>
 #include <regex>
 #include <sstream>
 
@@ -157,6 +160,9 @@ TEST( LgLogTest, OptionsChooseTheFieldsAndTheStreamStaysAsItWas ) {
                  MatchesRegex( "[0-9]{10} [0-9]{10} 00:00:[0-9]{2}.[0-9]{2} "
                                "\\[Warning       \\] reader     \\(0x000000ff\\) " ) );
     EXPECT_THAT( makePrefix(), EndsWith( "[Warning       ] " ) );
+    std::ostringstream early;
+    LgLog::printPrefix( early, LgLog::getStart() - 1, LgTypes::Error, nullptr, 0 );
+    EXPECT_THAT( early.str(), StartsWith( "0000000000 0000000000 " ) );
     std::ostringstream stream;
     stream << std::hex << std::setfill( '*' ) << std::setw( 4 );
     LgLog::printPrefix( stream, 0, LgTypes::Error, "a", 1 );
@@ -262,10 +268,13 @@ TEST( LgLogTest, TheControlFileIsTakenWholeOrRefused ) {
     const TempDirectory directory;
     const auto control = directory.path() / "control";
     const auto file = directory.path() / "out.txt";
+    std::ofstream( control ) << "Controlled=Warning";
     const LoggerRun run( { { "QV_LOG_UNSPECIFIED", "--" },
                            { "QV_LOG_SUPPORT_INFO", file.string() },
                            { "QV_LOG_CONTROL", control.string() } } );
+    LgLog::maintain();
     const LgMajorGroup& group = LgMajorGroup::getInstanceForName( "Controlled" );
+    EXPECT_EQ( group.getLogLevels(), 0x3c0U );
     const auto write = [&]( const char* text ) {
         const auto next = directory.path() / "next";
         std::ofstream( next ) << text;
@@ -335,6 +344,7 @@ TEST( LgLogTest, FlushWaitsForTheReaderWithinItsTime ) {
     EXPECT_TRUE( LgLog::flush( 0.0 ) );
     LgLog::setLoggerActivation( true );
     EXPECT_FALSE( LgLog::flush( 0.001 ) );
+    EXPECT_FALSE( LgLog::flush( std::numeric_limits<double>::quiet_NaN() ) );
     {
         TestThread waiter( [] { EXPECT_TRUE( LgLog::flush( 1000.0 ) ); } );
         waiter.waitUntilBlocked();
@@ -349,6 +359,32 @@ TEST( LgLogTest, FlushWaitsForTheReaderWithinItsTime ) {
         LgLog::setLoggerActivation( false );
     }
     EXPECT_FALSE( LgLog::isFlushWanted() );
+}
+
+TEST( LgLogTest, AChangeOfTheRegistryMovesAllQueuesOrNone ) {
+    LgQueue first;
+    LgQueue second;
+    LgRegistry& former = *LgLog::getRegistry();
+    const std::size_t nbOthers = former.getQueueList().size();
+    former.registerQueue( &first );
+    former.registerQueue( &second );
+    OPtr<LgRegistry> next( new LgSimpleRegistry );
+    bool hasFailed = true;
+    for( int nbSucceeding = 0; hasFailed; ++nbSucceeding ) {
+        try {
+            const FailingNew failing( nbSucceeding );
+            const OPtr<LgRegistry> before( LgLog::setRegistry( next ) );
+            hasFailed = false;
+        } catch( const std::bad_alloc& ) {
+            ASSERT_EQ( LgLog::getRegistry(), &former );
+            EXPECT_EQ( former.getQueueList().size(), nbOthers + 2 );
+            next.reset( new LgSimpleRegistry );
+        }
+    }
+    EXPECT_EQ( LgLog::getRegistry()->getQueueList().size(), nbOthers + 2 );
+    for( LgQueue* const queue : { &first, &second } ) {
+        LgLog::getRegistry()->deregisterQueue( queue );
+    }
 }
 
 TEST( LgLogTest, TracesAreLinesOfTheirLevel ) {

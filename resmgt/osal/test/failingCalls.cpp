@@ -10,6 +10,7 @@
 #include <pwd.h>
 #include <spawn.h>
 #include <sys/eventfd.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/stat.h>
@@ -172,6 +173,7 @@ QV_WRAPPED( int, -1, faccessat, ( int folder, const char* path, int how, int fla
 QV_WRAPPED( int, -1, fchmod, ( int handle, mode_t mode ), ( handle, mode ) )
 QV_WRAPPED( int, -1, fchown, ( int handle, uid_t owner, gid_t group ), ( handle, owner, group ) )
 QV_WRAPPED( DIR*, nullptr, fdopendir, ( int handle ), ( handle ) )
+QV_WRAPPED( int, -1, flock, ( int handle, int operation ), ( handle, operation ) )
 QV_WRAPPED( pid_t, -1, fork, (), () )
 QV_WRAPPED( int, -1, fstat, ( int handle, struct stat* facts ), ( handle, facts ) )
 QV_WRAPPED( int, -1, fstatat, ( int folder, const char* path, struct stat* facts, int flags ), ( folder, path, facts, flags ) )

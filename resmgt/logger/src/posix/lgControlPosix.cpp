@@ -6,6 +6,7 @@
 #include <resmgt/logger/lgMajorGroup.h>
 
 #include <cerrno>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -60,14 +61,16 @@ std::string LgControl::look() {
     if( text == _text ) {
         return {};
     }
-    _text = text;
-    const std::string file = "The control file '" + Printable::makeLine( _path ) + "' ";
+    std::string report = "The control file '" + Printable::makeLine( _path ) + "' ";
     try {
         LgMajorGroup::parse( text.c_str() );
-        return file + "sets the levels '" + Printable::makeLine( text ) + "'.";
+        report += "sets the levels '" + Printable::makeLine( text ) + "'.";
     } catch( const ExBase& exception ) {
-        return file + "is refused: " + exception.getReason();
+        report += std::string( "is refused: " ) + exception.getReason();
     }
+    // Last: what there was no memory for is looked at again.
+    _text = std::move( text );
+    return report;
 }
 
 } // namespace Qv

@@ -3,12 +3,15 @@
 #include <base/files/newDescriptorPosix.h>
 #include <base/files/sizeSignalGuardPosix.h>
 #include <base/text/printable.h>
+#include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/src/lgStandardStreams.h>
 #include <resmgt/logger/src/posix/pipeSignalGuardPosix.h>
 #include <resmgt/profiling/hwCounter.h>
 
 #include <cerrno>
 #include <climits>
+#include <ctime>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -30,6 +33,10 @@ constexpr mode_t OWN_MODE = 0600;
 constexpr mode_t USUAL_MODE = 0666;
 // A file may be removed between our opening and our locking it; that it goes on so isn't likely.
 constexpr int MAX_ATTEMPTS = 8;
+// Far more than one who cleans needs between locking a file and removing it.
+constexpr timespec LOCK_WAIT{ 0, 1'000'000 };
+constexpr double STALL_SECONDS = 5.0;
+constexpr int STALL_STEP_MILLISECONDS = 100;
 
 std::string makeAbsolute( const std::string& path ) {
     char directory[PATH_MAX];
@@ -57,12 +64,9 @@ int checkOwn( int descriptor ) noexcept {
     return isOwn ? descriptor : closeWith( descriptor, EEXIST );
 }
 
-/// From here on writes wait, as those to any file do.
-void setBlocking( int descriptor ) noexcept {
-    const int flags = ::fcntl( descriptor, F_GETFL );
-    if( flags >= 0 ) {
-        ::fcntl( descriptor, F_SETFL, flags & ~O_NONBLOCK );
-    }
+/// False where somebody else is about to remove the file, or keeps a lock of their own on it.
+bool lockShared( int descriptor ) noexcept {
+    return ::flock( descriptor, LOCK_SH | LOCK_NB ) == 0 || errno != EWOULDBLOCK;
 }
 
 } // namespace
@@ -92,8 +96,9 @@ void LgFileBuffer::truncate() noexcept {
     }
 }
 
-/// The shared lock says to all who clean folders of logs that the file is in use. Where there are
-/// no locks there is none; the file is young.
+/// The shared lock says to all who clean folders of logs that the file is in use. One who holds
+/// another lock may be just removing it; the name leads to a new file then. Where there are no
+/// locks, or the other one stays, there is none; the file is young.
 int LgFileBuffer::openFile( Identity& identity ) {
     for( int attempt = 0; attempt < MAX_ATTEMPTS; ++attempt ) {
         const int descriptor =
@@ -102,18 +107,21 @@ int LgFileBuffer::openFile( Identity& identity ) {
         if( descriptor < 0 || ::fstat( descriptor, &information ) != 0 ) {
             return descriptor < 0 ? descriptor : closeWith( descriptor, errno );
         }
-        setBlocking( descriptor );
         _isRegular = S_ISREG( information.st_mode );
         identity = { static_cast<std::uint64_t>( information.st_dev ),
                      static_cast<std::uint64_t>( information.st_ino ) };
         if( !_isRegular ) {
             return descriptor;
         }
-        ::flock( descriptor, LOCK_SH | LOCK_NB );
-        if( ::fstat( descriptor, &information ) != 0 || information.st_nlink > 0 ) {
+        const bool isLocked = lockShared( descriptor );
+        const bool isThere = ::fstat( descriptor, &information ) != 0 || information.st_nlink > 0;
+        if( isThere && ( isLocked || attempt == MAX_ATTEMPTS - 1 ) ) {
             return descriptor;
         }
         ::close( descriptor );
+        if( !isLocked ) {
+            ::nanosleep( &LOCK_WAIT, nullptr );
+        }
     }
     errno = ENOENT;
     return -1;
@@ -177,35 +185,48 @@ void LgFileBuffer::maintain() noexcept {
 
 LgFileBuffer::int_type LgFileBuffer::overflow( int_type character ) {
     if( !traits_type::eq_int_type( character, traits_type::eof() ) ) {
-        _line.push_back( traits_type::to_char_type( character ) );
+        const char added = traits_type::to_char_type( character );
+        xsputn( &added, 1 );
     }
     return traits_type::not_eof( character );
 }
 
+/// Never a failure for the stream, which would take nothing any more then.
 std::streamsize LgFileBuffer::xsputn( const char* text, std::streamsize size ) {
-    _line.append( text, static_cast<std::size_t>( size ) );
+    try {
+        _line.append( text, static_cast<std::size_t>( size ) );
+    } catch( const std::bad_alloc& ) {
+        _isLineCut = true;
+    }
     return size;
 }
 
-/// Never a failure for the stream, which would take nothing any more then.
 int LgFileBuffer::sync() {
-    if( !_line.empty() ) {
+    if( !_line.empty() || _isLineCut ) {
         writeLine();
         _line.clear();
+        _isLineCut = false;
     }
     return 0;
 }
 
-void LgFileBuffer::writeLine() {
+void LgFileBuffer::writeLine() noexcept {
     const bool isWaiting = _retryTime > 0.0 && HwCounter::seconds() < _retryTime;
-    if( isWaiting || ( _nbLost > 0 && !writeLoss() ) || !write( _line ) ) {
+    if( _isLineCut ) {
+        _lossError = ENOMEM;
+    }
+    if( _isLineCut || isWaiting || ( _nbLost > 0 && !writeLoss() ) || !write( _line ) ) {
         ++_nbLost;
         _nbFailed.fetch_add( 1, std::memory_order_relaxed );
     }
 }
 
-bool LgFileBuffer::writeLoss() {
-    if( !write( _lossText( _nbLost, _lossError ) ) ) {
+bool LgFileBuffer::writeLoss() noexcept {
+    try {
+        if( !write( _lossText( _nbLost, _lossError ) ) ) {
+            return false;
+        }
+    } catch( const std::bad_alloc& ) {
         return false;
     }
     _nbLost = 0;
@@ -243,15 +264,30 @@ bool LgFileBuffer::writePart( const char*& position, const char* end ) noexcept 
         if( count > 0 ) {
             position += count;
         } else if( count < 0 && ( errno == EAGAIN || errno == EWOULDBLOCK ) ) {
-            // Whoever shares the pipe has set it so.
-            pollfd request{ _descriptor, POLLOUT, 0 };
-            ::poll( &request, 1, -1 );
+            if( !waitForRoom() ) {
+                fail( ETIMEDOUT );
+                return false;
+            }
         } else if( count == 0 || errno != EINTR ) {
             fail( count == 0 ? ENOSPC : errno );
             return false;
         }
     }
     return true;
+}
+
+/// In steps, since the logger may end meanwhile.
+bool LgFileBuffer::waitForRoom() const noexcept {
+    const double limit = HwCounter::seconds() + STALL_SECONDS;
+    pollfd request{ _descriptor, POLLOUT, 0 };
+    for( ;; ) {
+        const int result = ::poll( &request, 1, STALL_STEP_MILLISECONDS );
+        const bool isFailed = result < 0 && errno != EINTR;
+        const bool isOver = !LgLog::isLoggerActive() && HwCounter::seconds() >= limit;
+        if( result > 0 || isFailed || isOver ) {
+            return result > 0;
+        }
+    }
 }
 
 void LgFileBuffer::fail( int error ) noexcept {
