@@ -16,7 +16,7 @@ namespace Qv {
 ///           then the next one, or `maintain`, tries again, and writes the count first.
 /// Moves:    where the file's name leads elsewhere, `maintain` opens that file, and creates it if
 ///           need be. The former is kept until that succeeds.
-/// Stalls:   while the logger is active, when the reader alone waits, a full pipe is waited for
+/// Stalls:   while the logger is active, when the reader alone writes, a full pipe is waited for
 ///           without a limit. Otherwise, as at the process's end, that fails after 5 seconds.
 /// Signals:  neither SIGXFSZ nor SIGPIPE comes of a write.
 /// Threads:  one at a time.

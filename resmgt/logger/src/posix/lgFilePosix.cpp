@@ -35,8 +35,7 @@ constexpr mode_t USUAL_MODE = 0666;
 constexpr int MAX_ATTEMPTS = 8;
 // Far more than one who cleans needs between locking a file and removing it.
 constexpr timespec LOCK_WAIT{ 0, 1'000'000 };
-constexpr double STALL_SECONDS = 5.0;
-constexpr int STALL_STEP_MILLISECONDS = 100;
+constexpr int STALL_MILLISECONDS = 5000;
 
 std::string makeAbsolute( const std::string& path ) {
     char directory[PATH_MAX];
@@ -276,18 +275,15 @@ bool LgFileBuffer::writePart( const char*& position, const char* end ) noexcept 
     return true;
 }
 
-/// In steps, since the logger may end meanwhile.
 bool LgFileBuffer::waitForRoom() const noexcept {
-    const double limit = HwCounter::seconds() + STALL_SECONDS;
+    constexpr int FOREVER = -1;
+    const int limit = LgLog::isLoggerActive() ? FOREVER : STALL_MILLISECONDS;
     pollfd request{ _descriptor, POLLOUT, 0 };
-    for( ;; ) {
-        const int result = ::poll( &request, 1, STALL_STEP_MILLISECONDS );
-        const bool isFailed = result < 0 && errno != EINTR;
-        const bool isOver = !LgLog::isLoggerActive() && HwCounter::seconds() >= limit;
-        if( result > 0 || isFailed || isOver ) {
-            return result > 0;
-        }
-    }
+    int result = -1;
+    do {
+        result = ::poll( &request, 1, limit );
+    } while( result < 0 && errno == EINTR );
+    return result > 0;
 }
 
 void LgFileBuffer::fail( int error ) noexcept {
