@@ -12,7 +12,8 @@ namespace Qv {
 /// Threads: one at a time.
 class LgControl {
 public:
-    /// The empty path for no file.
+    /// The empty path for no file. A relative one is looked up in the present directory now and
+    /// later.
     explicit LgControl( const std::string& path )
         : _path( path ) {}
 

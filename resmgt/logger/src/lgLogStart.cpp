@@ -236,7 +236,7 @@ LgOutput::Settings LgLogStart::makeSettings() {
           .traceFile = settings.traceFile,
           .isTraceInMainFile = LgLog::_initDefaults == LgLog::FILE_BY_DEFAULT } );
     settings.jsonPath = readText( jsonFile );
-    settings.controlPath = readText( controlFile );
+    settings.controlPath = OsFilePath( readText( controlFile ) ).getAbsolutePath().toString();
     return settings;
 }
 

@@ -286,6 +286,24 @@ TEST( LgFolderTest, CleaningALargeFolderFromALaterDateLeavesTheNewest ) {
     EXPECT_EQ( *kept.rbegin(), NB_KEPT - 1 );
 }
 
+TEST( LgFolderTest, AChosenFolderThatCannotBeListedIsTaken ) {
+    const TempDirectory directory;
+    const fs::path folder = directory.path() / "folder";
+    fs::permissions( directory.path(), fs::perms::all );
+    fs::create_directory( folder );
+    fs::permissions( folder, fs::perms::all & ~( fs::perms::owner_read | fs::perms::group_read |
+                                                 fs::perms::others_read ) );
+    const auto make = [&] {
+        // No one may read all.
+        std::string problem;
+        return ( ::geteuid() != 0 || ::setuid( 4321 ) == 0 ) &&
+                       LgFolder::makeChosen( folder.string(), problem )
+                   ? 0
+                   : 1;
+    };
+    EXPECT_EXIT( ::_exit( make() ), testing::ExitedWithCode( 0 ), "^$" );
+}
+
 TEST( LgFolderTest, AFolderThatOthersCouldChangeIsNotTheDefault ) {
     const TempDirectory directory;
     const fs::path output = directory.path() / "output";

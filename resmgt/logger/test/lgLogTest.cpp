@@ -275,7 +275,7 @@ TEST( LgLogTest, TheControlFileIsTakenWholeOrRefused ) {
     LgLog::maintain();
     const LgMajorGroup& group = LgMajorGroup::getInstanceForName( "Controlled" );
     EXPECT_EQ( group.getLogLevels(), 0x3c0U );
-    const auto write = [&]( const char* text ) {
+    const auto write = [&]( const std::string& text ) {
         const auto next = directory.path() / "next";
         std::ofstream( next ) << text;
         std::filesystem::rename( next, control );
@@ -285,9 +285,12 @@ TEST( LgLogTest, TheControlFileIsTakenWholeOrRefused ) {
     write( "Controlled=Error,Controlled=Loud" );
     EXPECT_TRUE( maintainUntil( [&] { return countLines( file, "is refused" ) == 1; } ) );
     EXPECT_EQ( group.getLogLevels(), 0x3fcU );
+    write( std::string( "Controlled=Error\0\nx", 19 ) );
+    EXPECT_TRUE( maintainUntil( [&] { return countLines( file, "specified: Error??x" ) == 1; } ) );
+    EXPECT_EQ( group.getLogLevels(), 0x3fcU );
     write( "Controlled=Error" );
     EXPECT_TRUE( maintainUntil( [&] { return group.getLogLevels() == 0x380; } ) );
-    EXPECT_EQ( countLines( file, "is refused" ), 1 );
+    EXPECT_EQ( countLines( file, "is refused" ), 2 );
 }
 
 TEST( LgLogTest, AJsonFileHasAnObjectALine ) {

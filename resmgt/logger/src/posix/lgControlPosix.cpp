@@ -5,6 +5,7 @@
 #include <base/text/printable.h>
 #include <resmgt/logger/lgMajorGroup.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -34,6 +35,8 @@ bool readAll( int file, std::string& text ) {
         }
     }
     text.resize( size );
+    // No name or level has one; a text ends there otherwise.
+    std::replace( text.begin(), text.end(), '\0', '?' );
     return size <= MAX_SIZE;
 }
 
@@ -66,7 +69,7 @@ std::string LgControl::look() {
         LgMajorGroup::parse( text.c_str() );
         report += "sets the levels '" + Printable::makeLine( text ) + "'.";
     } catch( const ExBase& exception ) {
-        report += std::string( "is refused: " ) + exception.getReason();
+        report += "is refused: " + Printable::makeLine( exception.getReason() );
     }
     // Last: what there was no memory for is looked at again.
     _text = std::move( text );

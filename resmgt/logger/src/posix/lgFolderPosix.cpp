@@ -190,7 +190,8 @@ bool LgFolder::makeChosen( const OsFilePath& path, std::string& problem ) {
     if( !makeParent( path, problem ) ) {
         return false;
     }
-    const Descriptor folder( openFolder( path, 0 ) );
+    // One that can't be listed may have files all the same.
+    const Descriptor folder( openFolder( path, O_PATH ) );
     if( folder.get() < 0 ) {
         problem = cantBeHad( path, errno );
     }
