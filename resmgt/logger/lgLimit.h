@@ -14,8 +14,8 @@ class LgStream;
 /// Counts:  the next statement that passes ends with the number of those that were left out before
 ///          it, as in " (left out: 99)". What no statement has shown so far is `getNbUntold`.
 /// Threads: any; they share the limit.
-/// Cost:    a statement that is left out takes two read-modify-writes, which no other statement
-/// does.
+/// Cost:    a few read-modify-writes of what the threads share, the only ones in a statement; the
+///          form by seconds repeats one while other threads pass at the same moment.
 class QV_RESMGT_API LgLimit {
 public:
     /// Whether a statement passes, and how many were left out before it.
@@ -35,6 +35,8 @@ public:
     Pass passEvery( std::uint32_t n ) noexcept;
     /// The first `n` of each second of the tick counter.
     Pass passPerSecond( std::uint32_t n ) noexcept;
+    /// The count of `pass` is shown by a later statement: the log had no place for this one.
+    void postpone( const Pass& pass ) noexcept;
 
     /// How many statements of the process were left out and stand in no line.
     static std::uint64_t getNbUntold() noexcept;
@@ -42,6 +44,7 @@ public:
 private:
     Pass open() noexcept;
     Pass leaveOut() noexcept;
+    void addUntold( std::uint64_t number ) noexcept;
 
     // All relaxed: they count, and order nothing.
     std::atomic<std::uint64_t> _state = 0;

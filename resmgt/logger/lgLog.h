@@ -45,6 +45,8 @@ public:
         std::ostream* output = nullptr;
         /// Empty for no file; not joined to the log directory.
         std::wstring file;
+        /// The system's error for which the file couldn't be opened; 0 for none.
+        int openError = 0;
     };
 
     /// What a line is about, beside its text.
@@ -114,6 +116,8 @@ public:
     /// It goes to its level's targets when the front end is initialised, else to standard output.
     /// Profiling is dropped. Within another output of the thread it is refused and counted.
     static void outputDirectly( LgTypes::Level level, const char* text ) noexcept;
+    /// The same to standard output, whatever the level's targets are.
+    static void printDirectly( LgTypes::Level level, const char* text ) noexcept;
     /// The head of a line, up to the text: time stamp, time, level, thread name, thread id, as the
     /// options say. The time is that of printing; a stamp of before the start is 0. The stream is
     /// left as it was.
@@ -148,6 +152,8 @@ public:
         return getInfo( level ).file;
     }
     static std::ostream* getLevelOutput( LgTypes::Level level ) { return getInfo( level ).output; }
+    /// The system's error for which the level's file couldn't be opened; 0 for none.
+    static int getLevelOpenError( LgTypes::Level level ) { return getInfo( level ).openError; }
     static bool isLevelEnabled( LgTypes::Level level ) { return getInfo( level ).enabled; }
     static bool isLevelEchoed( LgTypes::Level level ) { return getInfo( level ).echoed; }
     static bool isLevelAppended( LgTypes::Level level ) { return getInfo( level ).appended; }

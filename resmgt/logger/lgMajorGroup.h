@@ -18,10 +18,9 @@ namespace Qv {
 /// Threads:  any, between `initialize` and `finalize`. A change of levels takes effect when each
 ///           thread next reads the mask.
 /// Lifetime: the storage of a group is never given back. After `finalize` a statement finds the
-/// last
-///           levels; a group that is made again under its name has the same address.
-/// Errors:   LgEx::InvalidLevelString for a level that isn't one; use outside `initialize` and
-///           `finalize` is an assertion.
+///           last levels; a group that is made again under its name has the same address.
+/// Errors:   LgEx::InvalidLevelString for a text that names no level; an assertion for a number
+///           that is none, for a null text, and for use outside `initialize` and `finalize`.
 class QV_RESMGT_API LgMajorGroup {
 public:
     /// The bit that no threshold opens.
@@ -62,7 +61,8 @@ public:
         return ( getLogLevels() & LgTypes::getLevelBit( l ) ) != 0;
     }
 
-    /// The line "Major Groups:", then one line a group: its name and the levels that are on.
+    /// The line "Major Groups:", then one line a group: its name and the levels that are on. The
+    /// stream is left as it was.
     static void printAll( std::ostream& stream );
 
 private:

@@ -16,27 +16,28 @@ class LgQueue;
 ///     }
 ///
 /// Ways:   while the logger is active a statement goes into the thread's queue. Before and after,
-/// and
-///         where the thread can't have one, it is put together on the heap and written at once, to
-///         its level's targets, or to standard output as long as there are none. A group that isn't
-///         there writes to standard output.
+///         and where the thread can't have one, it is put together on the heap and written at once,
+///         to its level's targets, or to standard output as long as there are none. A group that
+///         isn't there writes to standard output. Profiling is dropped outside of queues.
 /// Errors: none come out. What an operator raises leaves "#" at the place where the text ends, as
-/// does
-///         a text that there is no memory for.
+///         does a text that there is no memory for.
 class QV_RESMGT_API LgStatement {
 public:
-    /// Writes the arguments one behind the other, whether the level is open or not.
+    /// Writes the arguments one behind the other, whether the level is open or not. False where
+    /// the statement is dropped, as by a full queue.
     template <class... Args>
-    static void write( const LgPackageGroup& group, LgTypes::Level level,
+    static bool write( const LgPackageGroup& group, LgTypes::Level level,
                        const Args&... args ) noexcept {
         LgStatement statement( group, level );
-        if( statement._stream != nullptr ) {
-            try {
-                ( *statement._stream << ... << args );
-            } catch( ... ) {
-                *statement._stream << '#';
-            }
+        if( statement._stream == nullptr ) {
+            return false;
         }
+        try {
+            ( *statement._stream << ... << args );
+        } catch( ... ) {
+            *statement._stream << '#';
+        }
+        return true;
     }
 
     LgStatement( const LgStatement& ) = delete;

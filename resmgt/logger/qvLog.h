@@ -18,7 +18,8 @@
 /// Cost:    two loads and a test for a closed level.
 #define QV_LOG( group, level, ... )                                                                \
     ( QV_LOG_GROUP( group ).isLevelEnabled( ::Qv::LgTypes::level )                                 \
-          ? ::Qv::LgStatement::write( QV_LOG_GROUP( group ), ::Qv::LgTypes::level, __VA_ARGS__ )   \
+          ? static_cast<void>( ::Qv::LgStatement::write( QV_LOG_GROUP( group ),                    \
+                                                         ::Qv::LgTypes::level, __VA_ARGS__ ) )     \
           : static_cast<void>( 0 ) )
 
 /// The same for the first time that the place is reached with its level open, for each `n`-th time
@@ -34,9 +35,11 @@
     do {                                                                                           \
         if( QV_LOG_GROUP( group ).isLevelEnabled( ::Qv::LgTypes::level ) ) {                       \
             static constinit ::Qv::LgLimit qvLogLimit;                                             \
-            if( const ::Qv::LgLimit::Pass qvLogPass = qvLogLimit.pass ) {                          \
-                ::Qv::LgStatement::write( QV_LOG_GROUP( group ), ::Qv::LgTypes::level,             \
-                                          __VA_ARGS__, qvLogPass );                                \
+            const ::Qv::LgLimit::Pass qvLogPass = qvLogLimit.pass;                                 \
+            if( qvLogPass &&                                                                       \
+                !::Qv::LgStatement::write( QV_LOG_GROUP( group ), ::Qv::LgTypes::level,            \
+                                           __VA_ARGS__, qvLogPass ) ) {                            \
+                qvLogLimit.postpone( qvLogPass );                                                  \
             }                                                                                      \
         }                                                                                          \
     } while( false )

@@ -30,10 +30,18 @@ LgLimit::Pass LgLimit::open() noexcept {
 }
 
 LgLimit::Pass LgLimit::leaveOut() noexcept {
-    // In this order the total is never below what a line has shown.
-    nbUntold.fetch_add( 1, RELAXED );
-    _nbLeftOut.fetch_add( 1, RELAXED );
+    addUntold( 1 );
     return { false, 0 };
+}
+
+void LgLimit::addUntold( std::uint64_t number ) noexcept {
+    // In this order the total is never below what a line has shown.
+    nbUntold.fetch_add( number, RELAXED );
+    _nbLeftOut.fetch_add( number, RELAXED );
+}
+
+void LgLimit::postpone( const Pass& pass ) noexcept {
+    addUntold( pass.nbLeftOut );
 }
 
 LgLimit::Pass LgLimit::passOnce() noexcept {

@@ -172,6 +172,30 @@ void outputLine( const LgLog::EntryInfo& info, const char* prefix, const char* m
     }
 }
 
+/// A line of the calling thread's own, to its level's targets or to standard output.
+void writeDirectly( LgTypes::Level level, const char* text, bool hasTargets ) noexcept {
+    if( !LgLog::isInactiveOutputAllowed( level ) ) {
+        return;
+    }
+    if( isInOutput ) {
+        count( nbLost );
+        return;
+    }
+    try {
+        std::ostringstream prefix;
+        LgLog::printPrefix( prefix, 0, level, "main", 0 );
+        const std::string message = std::string( text ) + "\n";
+        if( hasTargets || LgFork::isChild() ) {
+            LgLog::outputEntry( { .level = level, .threadName = "main" }, prefix.str().c_str(),
+                                message.c_str() );
+        } else if( !writeStandardOutput( ( prefix.str() + message ).c_str() ) ) {
+            count( nbFailed );
+        }
+    } catch( const std::exception& ) {
+        count( nbFailed );
+    }
+}
+
 void dumpOption( std::ostream& stream, const char* name, bool isOn ) {
     stream << ( isOn ? "   " : "   No " ) << name << '\n';
 }
@@ -269,26 +293,11 @@ void LgLog::outputEntry( const EntryInfo& info, const char* prefix, const char* 
 }
 
 void LgLog::outputDirectly( LgTypes::Level level, const char* text ) noexcept {
-    if( !isInactiveOutputAllowed( level ) ) {
-        return;
-    }
-    if( isInOutput ) {
-        count( nbLost );
-        return;
-    }
-    try {
-        std::ostringstream prefix;
-        printPrefix( prefix, 0, level, "main", 0 );
-        const std::string message = std::string( text ) + "\n";
-        if( isInitialized() || LgFork::isChild() ) {
-            outputEntry( EntryInfo{ .level = level, .threadName = "main" }, prefix.str().c_str(),
-                         message.c_str() );
-        } else if( !writeStandardOutput( ( prefix.str() + message ).c_str() ) ) {
-            count( nbFailed );
-        }
-    } catch( const std::exception& ) {
-        count( nbFailed );
-    }
+    writeDirectly( level, text, isInitialized() );
+}
+
+void LgLog::printDirectly( LgTypes::Level level, const char* text ) noexcept {
+    writeDirectly( level, text, false );
 }
 
 void LgLog::printPrefix( std::ostream& stream, unsigned long long timeStamp, LgTypes::Level level,

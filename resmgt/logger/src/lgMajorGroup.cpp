@@ -2,9 +2,9 @@
 
 #include <base/failure/assertions.h>
 #include <base/locks/lkLock.h>
+#include <resmgt/logger/src/lgPrefix.h>
 
 #include <algorithm>
-#include <iomanip>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -17,7 +17,7 @@ namespace {
 
 struct NamedGroup {
     LgMajorGroup group;
-    /// False from a `finalize` to the next use of the name.
+    /// False from an `initialize` to the next use of the name.
     bool isThere = false;
     /// False while only a setting has named it.
     bool isAskedFor = false;
@@ -26,7 +26,7 @@ struct NamedGroup {
 using Groups = std::map<std::string, NamedGroup, std::less<>>;
 using Setting = std::pair<std::string, LgTypes::Level>;
 
-constexpr int PRINTED_NAME_WIDTH = 15;
+constexpr std::size_t PRINTED_NAME_WIDTH = 15;
 
 // None needs a constructor or a destructor: statements run before and after those of other files.
 constinit const LkLock lock( "LgMajorGroup" );
@@ -52,6 +52,10 @@ NamedGroup& findOrMake( const char* name ) QV_REQUIRES( lock ) {
 
 void checkTables() QV_REQUIRES( lock ) {
     QV_ASSERT_TEXT( areTablesThere, "names" );
+}
+
+void checkLevel( LgTypes::Level l ) {
+    QV_ASSERT_TEXT( l >= 0 && l < LgTypes::NUM_LEVELS, "l < NUM_LEVELS" );
 }
 
 /// As `strtok` cuts: delimiters in front are skipped, and the one behind the token is taken too.
@@ -86,15 +90,15 @@ void apply( const Vector<Setting>& settings ) QV_REQUIRES( lock ) {
     }
 }
 
-void printLevels( std::ostream& stream, const LgMajorGroup& group ) {
-    const char* separator = "";
+std::string getLevelNames( const LgMajorGroup& group ) {
+    std::string names;
     for( int i = 0; i < LgTypes::NUM_LEVELS; ++i ) {
         const auto l = static_cast<LgTypes::Level>( i );
         if( group.isLevelEnabled( l ) ) {
-            stream << separator << LgTypes::getLevelName( l );
-            separator = ", ";
+            names.append( names.empty() ? "" : ", " ).append( LgTypes::getLevelName( l ) );
         }
     }
+    return names;
 }
 
 } // namespace
@@ -103,27 +107,26 @@ LgMajorGroup::LgMajorGroup() noexcept
     : _logLevels( getLevelMask( getDefaultThreshold() ) ) {}
 
 void LgMajorGroup::initialize( const char* groups ) {
-    const Vector<Setting> settings = readSettings( groups != nullptr ? groups : "" );
     const LkGuard guard( lock );
     QV_ASSERT_TEXT( !areTablesThere, "!names" );
-    apply( settings );
+    for( auto& [name, group] : getGroups() ) {
+        group.isThere = false;
+    }
+    apply( readSettings( groups != nullptr ? groups : "" ) );
     areTablesThere = true;
 }
 
 void LgMajorGroup::finalize() {
     const LkGuard guard( lock );
     checkTables();
-    for( auto& [name, group] : getGroups() ) {
-        group.isThere = false;
-    }
     areTablesThere = false;
 }
 
 void LgMajorGroup::parse( const char* groups ) {
-    const Vector<Setting> settings = readSettings( groups );
+    QV_ASSERT( groups );
     const LkGuard guard( lock );
     checkTables();
-    apply( settings );
+    apply( readSettings( groups ) );
 }
 
 LgMajorGroup& LgMajorGroup::getInstanceForName( const char* name ) {
@@ -147,7 +150,7 @@ Vector<std::string> LgMajorGroup::getNamesNobodyAskedFor() {
 }
 
 void LgMajorGroup::setDefaultThreshold( LgTypes::Level l ) {
-    QV_ASSERT_TEXT( l >= 0 && l < LgTypes::NUM_LEVELS, "l < NUM_LEVELS" );
+    checkLevel( l );
     defaultThreshold.store( std::max( l, LgTypes::FatalError ), std::memory_order_relaxed );
 }
 
@@ -156,7 +159,7 @@ LgTypes::Level LgMajorGroup::getDefaultThreshold() noexcept {
 }
 
 unsigned int LgMajorGroup::getLevelMask( LgTypes::Level l ) {
-    QV_ASSERT_TEXT( l >= 0 && l < LgTypes::NUM_LEVELS, "l < NUM_LEVELS" );
+    checkLevel( l );
     if( l == LgTypes::Profiling ) {
         return PROFILING_MASK;
     }
@@ -165,6 +168,7 @@ unsigned int LgMajorGroup::getLevelMask( LgTypes::Level l ) {
 }
 
 void LgMajorGroup::setLogThreshold( LgTypes::Level l, bool clearProfiling ) {
+    checkLevel( l );
     const unsigned int opened = getLevelMask( std::max( l, LgTypes::FatalError ) );
     const unsigned int kept = l == LgTypes::Profiling ? ~0U : clearProfiling ? 0 : PROFILING_MASK;
     // Not one store: two changes at once must not lose each other's part.
@@ -176,14 +180,15 @@ void LgMajorGroup::setLogThreshold( LgTypes::Level l, bool clearProfiling ) {
 void LgMajorGroup::printAll( std::ostream& stream ) {
     const LkGuard guard( lock );
     checkTables();
-    stream << "Major Groups:\n";
+    std::string text = "Major Groups:\n";
     for( const auto& [name, group] : getGroups() ) {
         if( group.isThere ) {
-            stream << std::left << std::setw( PRINTED_NAME_WIDTH ) << name << ' ';
-            printLevels( stream, group.group );
-            stream << '\n';
+            text += LgPrefix::padRight( name, PRINTED_NAME_WIDTH ) + ' ' +
+                    getLevelNames( group.group ) + '\n';
         }
     }
+    // Whatever width, fill and flags the stream has.
+    stream.write( text.data(), static_cast<std::streamsize>( text.size() ) );
 }
 
 } // namespace Qv

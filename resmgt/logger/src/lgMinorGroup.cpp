@@ -1,6 +1,7 @@
 #include <resmgt/logger/lgMinorGroup.h>
 
 #include <base/failure/assertions.h>
+#include <resmgt/logger/src/lgPrefix.h>
 
 #include <algorithm>
 
@@ -13,9 +14,7 @@ LgMinorGroup::LgMinorGroup( const LgMajorGroup& majorGroup, const char* name )
 }
 
 std::string LgMinorGroup::getFormattedName( int width ) const {
-    std::string text = _name;
-    text.resize( std::max( text.size(), static_cast<std::size_t>( std::max( width, 0 ) ) ), ' ' );
-    return text;
+    return LgPrefix::padRight( _name, static_cast<std::size_t>( std::max( width, 0 ) ) );
 }
 
 } // namespace Qv

@@ -51,10 +51,13 @@ void LgOutput::openLevelFile( std::size_t level ) {
     for( std::size_t earlier = 0; earlier < level; ++earlier ) {
         if( _settings.levels[earlier].file == info.file ) {
             info.output = _settings.levels[earlier].output;
+            info.openError = _settings.levels[earlier].openError;
             return;
         }
     }
-    info.output = openFile( info.file, info.appended );
+    LgFile* const file = openFile( info.file, info.appended );
+    info.output = file;
+    info.openError = file->getBuffer().getOpenError();
 }
 
 /// A file that is open under another name is shared.

@@ -4,12 +4,9 @@
 #include <base/trace/trace.h>
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgQueue.h>
-#include <resmgt/logger/src/lgFork.h>
-#include <resmgt/logger/src/lgStandardStreams.h>
 
 #include <array>
 #include <cstring>
-#include <sstream>
 #include <string_view>
 
 namespace Qv {
@@ -108,18 +105,8 @@ void LgStatement::endDirectly() noexcept {
 }
 
 void LgStatement::output( const char* text ) noexcept {
-    if( _group != nullptr || LgFork::isChild() ) {
-        LgLog::outputDirectly( _level, text );
-        return;
-    }
-    try {
-        std::ostringstream line;
-        LgLog::printPrefix( line, 0, _level, "main", 0 );
-        line << text << '\n';
-        writeStandardOutput( line.str().c_str() );
-    } catch( ... ) {
-        Trace::printCurrentException( "LgStatement", QV_HERE );
-    }
+    _group != nullptr ? LgLog::outputDirectly( _level, text )
+                      : LgLog::printDirectly( _level, text );
 }
 
 } // namespace Qv

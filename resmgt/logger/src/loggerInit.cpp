@@ -9,7 +9,9 @@
 #include <resmgt/logger/src/logDirVariable.h>
 #include <resmgt/resmgtPackages.h>
 
+#include <exception>
 #include <sstream>
+#include <string>
 
 namespace Qv {
 
@@ -28,10 +30,14 @@ void logStack( const char* text ) {
 }
 
 /// At the end, when each package and the program itself have had their time to ask.
-void logUnknownNames() {
-    for( const std::string& name : LgMajorGroup::getNamesNobodyAskedFor() ) {
-        QV_LOG( Logger, Support, "Levels were set for the major group \"", name,
-                "\", which nobody logs to" );
+void logUnknownNames() noexcept {
+    try {
+        for( const std::string& name : LgMajorGroup::getNamesNobodyAskedFor() ) {
+            QV_LOG( Logger, Support, "Levels were set for the major group \"", name,
+                    "\", which nobody logs to" );
+        }
+    } catch( const std::exception& ) {
+        // Without memory for the list the end goes on.
     }
 }
 
@@ -64,8 +70,13 @@ InInit<logger>::InInit()
 template <>
 void InInit<logger>::initializePackage() {
     LgLog::init();
-    LgGroups::MinorLevelLogger.create();
-    logSetup();
+    try {
+        LgGroups::MinorLevelLogger.create( logSetup );
+    } catch( ... ) {
+        LgLog::destroy();
+        LgMajorGroup::finalize();
+        throw;
+    }
     ExDebuggerUtil::registerStackLogger( logStack );
 }
 
@@ -74,8 +85,7 @@ void InInit<logger>::finalizePackage() {
     ExDebuggerUtil::registerStackLogger( nullptr );
     logUnknownNames();
     logLimits();
-    LgLog::destroy();
-    LgGroups::MinorLevelLogger.destroy();
+    LgGroups::MinorLevelLogger.destroy( LgLog::destroy );
     LgMajorGroup::finalize();
 }
 

@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <iomanip>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -34,10 +35,16 @@ protected:
     static unsigned int getLevels( const char* name ) {
         return LgMajorGroup::getInstanceForName( name ).getLogLevels();
     }
+    /// By a stream with settings of its own, which it keeps.
     static std::string printed() {
         std::ostringstream text;
+        text << std::hex << std::right << std::setfill( '*' ) << std::setw( 4 );
         LgMajorGroup::printAll( text );
-        return text.str();
+        const std::string groups = text.str();
+        text.str( "" );
+        text << 255;
+        EXPECT_EQ( text.str(), "**ff" );
+        return groups;
     }
 };
 
@@ -93,10 +100,17 @@ TEST_F( LgGroupsTest, AThresholdOpensItsLevelAndTheGraverOnes ) {
         LgMajorGroup::setDefaultThreshold( c.threshold );
         EXPECT_EQ( LgMajorGroup().getLogLevels(), c.asDefault );
     }
-    EXPECT_THAT( raisedBy<ExAssertionFailed>( [] {
-                     LgMajorGroup::setDefaultThreshold( static_cast<LgTypes::Level>( 9 ) );
-                 } ),
-                 HasSubstr( "l < NUM_LEVELS" ) );
+    using Setter = void ( * )( LgTypes::Level );
+    for( const Setter set :
+         { Setter( []( LgTypes::Level l ) { LgMajorGroup::setDefaultThreshold( l ); } ),
+           Setter( []( LgTypes::Level l ) { LgMajorGroup().setLogThreshold( l, true ); } ),
+           Setter( []( LgTypes::Level l ) { LgMajorGroup::getLevelMask( l ); } ) } ) {
+        for( const int l : { -1, 9 } ) {
+            EXPECT_THAT(
+                raisedBy<ExAssertionFailed>( [&] { set( static_cast<LgTypes::Level>( l ) ); } ),
+                HasSubstr( "l < NUM_LEVELS" ) );
+        }
+    }
 }
 
 TEST_F( LgGroupsTest, SettingsAreReadAsPairsAndTakenWholeOrRefused ) {
@@ -148,9 +162,10 @@ TEST_F( LgGroupsTest, TablesAreThereFromInitializeToFinalizeAndGroupsOutliveThem
     LgMajorGroup::finalize();
     EXPECT_EQ( group.getLogLevels(), 0x3fcU );
     EXPECT_THAT( assertedBy( [] { LgMajorGroup::finalize(); } ), HasSubstr( "names" ) );
-    EXPECT_THAT( assertedBy( [] { LgMajorGroup::parse( "" ); } ), HasSubstr( "names" ) );
+    EXPECT_THAT( assertedBy( [] { LgMajorGroup::parse( "a=b" ); } ), HasSubstr( "names" ) );
+    EXPECT_THAT( assertedBy( [] { LgMajorGroup::parse( nullptr ); } ), HasSubstr( "groups" ) );
     EXPECT_THAT( assertedBy( [] { getLevels( "kept" ); } ), HasSubstr( "names" ) );
-    EXPECT_THROW( LgMajorGroup::initialize( "a=b" ), LgEx::InvalidLevelString );
+    EXPECT_THROW( LgMajorGroup::initialize( "a=Error,b=c" ), LgEx::InvalidLevelString );
     LgMajorGroup::initialize( "" );
     EXPECT_EQ( printed(), "Major Groups:\n" );
     EXPECT_EQ( &LgMajorGroup::getInstanceForName( "kept" ), &group );

@@ -2,19 +2,27 @@
 
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgQueue.h>
+#include <resmgt/profiling/hwCounter.h>
 #include <resmgt/profiling/profiler.h>
 
+#include <tests/support/loggedLines.h>
+#include <tests/support/scopedEnvironment.h>
 #include <tests/support/testSettings.h>
 
 #include <gmock/gmock.h>
 
-#include <cstring>
+#include <cstdlib>
+#include <filesystem>
 #include <limits>
-#include <memory>
+#include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace Qv {
 
@@ -47,48 +55,39 @@ LgStream& operator<<( LgStream& stream, const Talkative& ) {
     return stream << "outer";
 }
 
-/// The statements of this thread go into a queue of the test's.
+/// Logs before `main` and behind its end, where the environment asks for it.
+struct StaticTalker {
+    StaticTalker() { talk( "constructed" ); }
+    StaticTalker( const StaticTalker& ) = delete;
+    StaticTalker& operator=( const StaticTalker& ) = delete;
+    ~StaticTalker() { talk( "destroyed" ); }
+    static void talk( const char* text ) {
+        if( std::getenv( "QV_TEST_TALK_IN_STATICS" ) != nullptr ) {
+            QV_LOG( Stage, Warning, text );
+            QV_LOG( Logger, Informational, text );
+            QV_LOG( Logger, Tracing, text );
+        }
+    }
+} const staticTalker;
+
 class QvLogTest : public ::testing::Test {
 protected:
     QvLogTest() {
         LgGroups::MinorLevelStage.create();
         LgGroups::MinorLevelALongNameOfAGroup.create();
-        useQueue( { 32768, 1024 } );
-        LgLog::setQueueFunction( [] { return _queue.get(); } );
-        LgLog::setLoggerActivation( true );
+        _lines.emplace();
     }
     ~QvLogTest() override {
-        LgLog::setLoggerActivation( false );
-        LgLog::setQueueFunction( nullptr );
-        _queue.reset();
+        _lines.reset();
+        LgMajorGroup::getInstanceForName( "Stage" ).setLogThreshold( LgTypes::Informational, true );
         LgGroups::MinorLevelALongNameOfAGroup.destroy();
         LgGroups::MinorLevelStage.destroy();
     }
 
-    static void useQueue( const LgQueue::Sizes& sizes ) {
-        _queue = std::make_unique<LgQueue>( 7, "stage", sizes );
-    }
+    LgQueue& getQueue() { return _lines->getQueue(); }
+    std::vector<std::string> takeLines() { return _lines->take(); }
 
-    /// Takes what is there; a run of losses is a number in brackets.
-    static std::vector<std::string> takeLines() {
-        std::vector<std::string> lines;
-        std::vector<char> text( _queue->getBufSize() );
-        while( !_queue->isEmpty() ) {
-            if( _queue->readEntry().isOverflowEntry() ) {
-                lines.push_back( '[' + std::to_string( _queue->takeOverflowCount() ) + ']' );
-            } else {
-                _queue->copyText( text.data() );
-                lines.emplace_back( text.data() );
-            }
-            _queue->removeEntry();
-        }
-        if( const std::uint64_t nbMissed = _queue->takeMissedCount(); nbMissed > 0 ) {
-            lines.push_back( '[' + std::to_string( nbMissed ) + ']' );
-        }
-        return lines;
-    }
-
-    static inline std::unique_ptr<LgQueue> _queue;
+    std::optional<LoggedLines> _lines;
 };
 
 constexpr const char* const HEAD = "[Stage          ] ";
@@ -99,9 +98,8 @@ std::string line( const std::string& text ) {
 
 TEST_F( QvLogTest, AnOpenStatementIsOneEntryWithItsLevelAndGroup ) {
     QV_LOG( Stage, Error, "tile ", std::size_t{ 7 }, std::string( " took " ), 0.5, 's' );
-    ASSERT_FALSE( _queue->isEmpty() );
-    EXPECT_EQ( _queue->readEntry().getLevel(), LgTypes::Error );
-    EXPECT_THAT( takeLines(), ElementsAre( line( "tile 7 took 0.500000s" ) ) );
+    EXPECT_THAT( _lines->takeWithLevels(),
+                 ElementsAre( "Error: " + line( "tile 7 took 0.500000s" ) ) );
     QV_LOG( ALongNameOfAGroup, Error, "x" );
     QV_LOG( Stage, Error, "" );
     EXPECT_THAT( takeLines(), ElementsAre( "[ALongNameOfAGroup] x", line( "" ) ) );
@@ -119,7 +117,7 @@ TEST_F( QvLogTest, ArgumentsAreEvaluatedOnceAndOnlyAtAnOpenLevelAndMayLogThemsel
     EXPECT_THAT( takeLines(), ElementsAre( line( "by the way 1" ), line( "main 1" ) ) );
     const auto raise = []() -> int { throw std::runtime_error( "argument" ); };
     EXPECT_THROW( QV_LOG( Stage, Warning, "a", raise() ), std::runtime_error );
-    EXPECT_TRUE( _queue->isEmpty() );
+    EXPECT_THAT( takeLines(), ElementsAre() );
     // A statement is one, whatever it stands under.
     if( nbCalls == 0 )
         QV_LOG( Stage, Warning, "a" );
@@ -146,10 +144,10 @@ TEST_F( QvLogTest, PiecesThatDontFitAreMarkedEachByItself ) {
                   { 48, "[#] ab" },
                   { 58, "[##" } };
     for( const auto& c : cases ) {
-        useQueue( { 64, 8 } );
-        ASSERT_TRUE( _queue->reserveEntry( LgTypes::Warning ) );
-        _queue->getStream() << std::string( c.nbTaken, 'x' ) << endString;
-        _queue->addEntry();
+        _lines.emplace( LgQueue::Sizes{ 64, 8 } );
+        ASSERT_TRUE( getQueue().reserveEntry( LgTypes::Warning ) );
+        getQueue().getStream() << std::string( c.nbTaken, 'x' ) << endString;
+        getQueue().addEntry();
         QV_LOG( Stage, Warning, "ab" );
         EXPECT_THAT( takeLines(), ElementsAre( std::string( c.nbTaken, 'x' ), c.text ) );
     }
@@ -176,36 +174,56 @@ TEST_F( QvLogTest, TheLimitedFormsCountWhatTheyLeaveOut ) {
     EXPECT_EQ( LgLimit::getNbUntold() - untold, 6U + 7U );
 }
 
+TEST_F( QvLogTest, WhatALostLineShouldHaveCountedTheNextOneCounts ) {
+    const std::uint64_t untold = LgLimit::getNbUntold();
+    _lines.emplace( LgQueue::Sizes{ 256, 8 } );
+    const auto logEverySecond = [] { QV_LOG_EVERY( Stage, Warning, 2, "x" ); };
+    logEverySecond();
+    logEverySecond();
+    while( !getQueue().isFull() ) {
+        QV_LOG( Stage, Warning, "y" );
+    }
+    logEverySecond();
+    EXPECT_EQ( LgLimit::getNbUntold() - untold, 1U );
+    EXPECT_EQ( takeLines().back(), "[1]" );
+    logEverySecond();
+    logEverySecond();
+    EXPECT_THAT( takeLines(), ElementsAre( line( "x (left out: 2)" ) ) );
+    EXPECT_EQ( LgLimit::getNbUntold(), untold );
+}
+
 TEST_F( QvLogTest, ThreadsThatShareALimitPassAndLeaveOutExactlyAllOfTheirStatements ) {
+    constexpr std::uint64_t PER_SECOND = 100;
     const std::uint64_t untold = LgLimit::getNbUntold();
     const long nbCalls = scaledCount( 100000 );
-    LgLimit every;
-    LgLimit perSecond;
-    LgLimit once;
-    std::atomic<std::uint64_t> nbPassed = 0;
+    LgLimit limits[3];
+    std::atomic<std::uint64_t> nbPassed[3] = {};
     std::atomic<std::uint64_t> nbTold = 0;
-    std::atomic<int> nbOnce = 0;
-    const auto note = [&]( const LgLimit::Pass& pass ) {
-        nbPassed += pass.isOpen ? 1 : 0;
-        nbTold += pass.nbLeftOut;
-    };
+    const double begin = HwCounter::seconds();
     std::vector<std::thread> threads;
     for( int t = 0; t < 4; ++t ) {
         threads.emplace_back( [&] {
             for( long i = 0; i < nbCalls; ++i ) {
-                note( every.passEvery( 5 ) );
-                note( perSecond.passPerSecond( 100 ) );
-                nbOnce += once.passOnce() ? 1 : 0;
+                const LgLimit::Pass passes[] = { limits[0].passOnce(), limits[1].passEvery( 5 ),
+                                                 limits[2].passPerSecond( PER_SECOND ) };
+                for( int k = 0; k < 3; ++k ) {
+                    nbPassed[k] += passes[k].isOpen ? 1 : 0;
+                    nbTold += passes[k].nbLeftOut;
+                }
             }
         } );
     }
     for( std::thread& thread : threads ) {
         thread.join();
     }
+    const auto nbSeconds = static_cast<std::uint64_t>( HwCounter::seconds() - begin ) + 2;
     const auto all = static_cast<std::uint64_t>( 4 * nbCalls );
-    EXPECT_EQ( nbOnce, 1 );
-    EXPECT_EQ( nbPassed + nbTold + LgLimit::getNbUntold() - untold, 2 * all + ( all - 1 ) );
-    EXPECT_GE( nbPassed, all / 5 + 100 );
+    EXPECT_EQ( nbPassed[0], 1U );
+    EXPECT_EQ( nbPassed[1], ( all + 4 ) / 5 );
+    EXPECT_GE( nbPassed[2], PER_SECOND );
+    EXPECT_LE( nbPassed[2], PER_SECOND * nbSeconds );
+    EXPECT_EQ( nbPassed[0] + nbPassed[1] + nbPassed[2] + nbTold + LgLimit::getNbUntold() - untold,
+               3 * all );
 }
 
 TEST_F( QvLogTest, WithoutAQueueOrAGroupAStatementIsWrittenAtOnce ) {
@@ -214,13 +232,59 @@ TEST_F( QvLogTest, WithoutAQueueOrAGroupAStatementIsWrittenAtOnce ) {
         LgLog::setLoggerActivation( isActive );
         CaptureStdout();
         QV_LOG( Never, Warning, "no group ", 1 );
-        QV_LOG( Never, Profiling, "dropped" );
         QV_LOG( Never, Tracing, "closed" );
         EXPECT_THAT( GetCapturedStdout(),
                      ::testing::MatchesRegex(
                          "[0-9:.]+ \\[Warning       \\] \\[Never          \\] no group 1\n" ) );
     }
-    EXPECT_TRUE( _queue->isEmpty() );
+    EXPECT_THAT( takeLines(), ElementsAre() );
+}
+
+TEST_F( QvLogTest, ProfilingIsDroppedWhereverThereIsNoQueue ) {
+    LgMajorGroup::parse( "Stage=Profiling" );
+    QV_LOG( Stage, Profiling, "queued" );
+    EXPECT_THAT( takeLines(), ElementsAre( line( "queued" ) ) );
+    LgMajorGroup::setDefaultThreshold( LgTypes::Profiling );
+    LgLog::setLoggerActivation( false );
+    const LgLog::Counters before = LgLog::getCounters();
+    CaptureStdout();
+    EXPECT_TRUE( LgGroups::MinorLevelNever.isLevelEnabled( LgTypes::Profiling ) );
+    QV_LOG( Never, Profiling, "no group" );
+    QV_LOG( Stage, Profiling, "no queue" );
+    LgMajorGroup::setDefaultThreshold( LgTypes::Informational );
+    EXPECT_EQ( GetCapturedStdout(), "" );
+    EXPECT_EQ( LgLog::getCounters().written, before.written );
+}
+
+TEST( QvLogStaticsTest, StatementsOfStaticConstructorsAndDestructorsReachStandardOutput ) {
+    const ScopedEnvironment talk( "QV_TEST_TALK_IN_STATICS", "1" );
+    const std::string program = std::filesystem::read_symlink( "/proc/self/exe" );
+    CaptureStdout();
+    EXPECT_EQ( std::system( ( '"' + program + "\" --gtest_filter=None" ).c_str() ), 0 );
+    std::istringstream output( GetCapturedStdout() );
+    std::vector<std::string> lines;
+    for( std::string one; std::getline( output, one ); ) {
+        if( one.starts_with( "00:00:" ) ) {
+            lines.push_back( one );
+        }
+    }
+    EXPECT_THAT( lines, ElementsAre( "00:00:00.00 [Warning       ] [Stage          ] constructed",
+                                     "00:00:00.00 [Informational ] [Logger         ] constructed",
+                                     "00:00:00.00 [Warning       ] [Stage          ] destroyed",
+                                     "00:00:00.00 [Informational ] [Logger         ] destroyed" ) );
+}
+
+TEST( QvLogDeathTest, AStandardOutputThatTakesNothingIsReportedOnceForAllStatements ) {
+    EXPECT_EXIT(
+        {
+            ::dup2( ::open( "/dev/full", O_WRONLY ), STDOUT_FILENO );
+            QV_LOG( Never, Warning, "no group" );
+            QV_LOG( Never, Warning, "no group" );
+            LgLog::destroy();
+            QV_LOG( Logger, Warning, "no targets" );
+            ::_exit( LgLog::getCounters().failed == 3 ? 0 : 1 );
+        },
+        ::testing::ExitedWithCode( 0 ), "^The log can't be echoed: [^\n]*\n$" );
 }
 
 TEST( LgProfilerTest, AProfilerIsWrittenAsTheLogShowsIt ) {
