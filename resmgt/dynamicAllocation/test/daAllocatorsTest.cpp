@@ -2,11 +2,13 @@
 #include <resmgt/dynamicAllocation/daFirstFitArena.h>
 #include <resmgt/dynamicAllocation/daMallocAllocator.h>
 #include <resmgt/dynamicAllocation/src/posix/daMemoryMapAllocatorPosix.h>
+#include <tests/support/loggedLines.h>
 
 #include <gmock/gmock.h>
 
 #include <limits>
 #include <new>
+#include <string>
 #include <vector>
 
 namespace Qv {
@@ -51,6 +53,7 @@ TEST( DaMallocAllocatorTest, CutsAReservationIntoPiecesAsTheHeapAllows ) {
         std::size_t _largestPiece;
         std::vector<std::size_t> _tried;
         std::vector<std::size_t> _pieces;
+        std::vector<std::string> _logged = {};
     } cases[] = {
         { 70 * MiB, unlimited, { 70 * MiB }, { 70 * MiB } },
         { 520 * MiB, unlimited, { 512 * MiB, 64 * MiB }, { 512 * MiB, 64 * MiB } },
@@ -59,12 +62,18 @@ TEST( DaMallocAllocatorTest, CutsAReservationIntoPiecesAsTheHeapAllows ) {
           256 * MiB,
           { 512 * MiB, 256 * MiB, 384 * MiB, 192 * MiB, 192 * MiB },
           { 256 * MiB, 192 * MiB, 192 * MiB } },
-        { 10 * MiB, 32 * MiB, { 64 * MiB }, {} },
+        { 10 * MiB,
+          32 * MiB,
+          { 64 * MiB },
+          {},
+          { "Warning: [Allocation     ] Requested allocation missing: 10485760 bytes." } },
         { 100 * MiB + 8, 96 * MiB, { 100 * MiB + 8, 50 * MiB, 64 * MiB }, { 50 * MiB, 64 * MiB } },
     };
     for( const auto& one : cases ) {
+        LoggedLines lines;
         ScriptedHeap heap( one._largestPiece, unlimited );
         const auto pieces = heap.allocate( one._asked );
+        EXPECT_EQ( lines.takeWithLevels(), one._logged ) << one._asked;
         EXPECT_THAT( heap._tried, ElementsAreArray( one._tried ) ) << one._asked;
         std::vector<std::size_t> sizes;
         for( std::size_t i = 0; i < pieces.size(); ++i ) {
@@ -81,11 +90,15 @@ TEST( DaMallocAllocatorTest, CutsAReservationIntoPiecesAsTheHeapAllows ) {
 
 TEST( DaMallocAllocatorTest, AnExhaustedHeapEndsTheSearchWithWhatWasObtained ) {
     ScriptedHeap heap( unlimited, 700 * MiB + 100 );
+    LoggedLines lines;
     const auto pieces = heap.allocate( 1024 * MiB );
     std::size_t sum = 0;
     for( const auto& piece : pieces ) {
         sum += piece.second;
     }
+    EXPECT_THAT( lines.take(), ::testing::ElementsAre( ::testing::HasSubstr(
+                                   "] Requested allocation missing: " +
+                                   std::to_string( 1024 * MiB - sum ) + " bytes." ) ) );
     EXPECT_GT( sum, 700 * MiB - 4096 );
     EXPECT_LE( sum, 700 * MiB );
     ScriptedHeap empty( 0, 0 );

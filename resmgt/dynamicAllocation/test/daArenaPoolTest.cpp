@@ -1,6 +1,7 @@
 #include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/daArenaPool.h>
 #include <tests/support/failingNew.h>
+#include <tests/support/loggedLines.h>
 #include <tests/support/raisedBy.h>
 
 #include <gmock/gmock.h>
@@ -81,7 +82,11 @@ TEST_F( DaArenaPoolTest, FreeingWhatItDoesntKnowAbortsTheProgramAlsoWhereItGotNo
                      HasSubstr( "Trying to free an unknown memory block." ) )
             << block;
     }
+    LoggedLines lines;
     OPtr<DaArenaPool> empty = create( {}, 4096 );
+    EXPECT_THAT(
+        lines.takeWithLevels(),
+        ::testing::ElementsAre( "Error: [Allocation     ] No memory available for arena." ) );
     EXPECT_EQ( empty->allocate( 1 ), nullptr );
     EXPECT_EQ( empty->getFreeBytes(), 0u );
     EXPECT_THROW( empty->free( nullptr ), ExProgramAborted );

@@ -18,6 +18,16 @@ namespace Qv {
 
 namespace {
 
+/// Written within the statement, so that a lack of memory for the name leaves "#" in the line, and
+/// the wait goes on.
+struct StateName {
+    const MbState& state;
+
+    friend LgStream& operator<<( LgStream& stream, const StateName& name ) {
+        return stream << mbTypeName( typeid( name.state ) );
+    }
+};
+
 int checkedSize( int size ) {
     if( size < 0 ) {
         throw MbEx::ExInvalidArgument( QV_HERE, "Buffer size is negative" );
@@ -113,7 +123,7 @@ void MbBufferImp::waitForChange() const {
     QV_ASSERT_TEXT( !_transientStateOwner.isCurrentThread(),
                     "! _transientStateOwner.isCurrentThread()" );
     QV_LOG( MemoryBuffers, Tracing, "MbBuffer ", _name.c_str(),
-            " waiting for state change in state ", mbTypeName( typeid( *_state ) ) );
+            " waiting for state change in state ", StateName{ *_state } );
     try {
         _stateChanged.wait( _lock );
     } catch( const std::bad_alloc& ) {

@@ -1,5 +1,6 @@
 #include <resmgt/dynamicAllocation/daArenaPool.h>
 #include <resmgt/dynamicAllocation/daMallocAllocator.h>
+#include <resmgt/logger/lgMajorGroup.h>
 #include <resmgt/memoryBuffers/mbArenaManager.h>
 #include <resmgt/memoryBuffers/mbBufferRdGuardImp.h>
 #include <resmgt/memoryBuffers/mbBufferSimpleFactory.h>
@@ -26,8 +27,10 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <string>
 #include <tests/support/failingNew.h>
 #include <tests/support/holdPoint.h>
+#include <tests/support/loggedLines.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
@@ -401,31 +404,49 @@ TEST_P( MbLivenessTest, WhoWouldWaitForItselfFailsAnAssertion ) {
     writer.join();
 }
 
-TEST_P( MbLivenessTest, AnUnlockWaitsAlsoWithoutMemoryForTheFirstWaitOfItsThread ) {
-    manager = RCShdPtr<MbManager>(
-        new MbHeapManager( "heap", NEEDED, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) );
-    buffer = make( MbStateMachine::RELAXED, MbStateMachine::UNTRACED, SIZE );
-    recorder.calls.reserve( 1000 );
-    HoldPoint held( "markDirty" );
-    Gate locked( "locked" );
-    Gate mayUnlock( "mayUnlock" );
-    inside( "markDirty", [&] { held.pass(); } );
-    TestThread unlocker( [&] {
-        imp->rdlock();
-        locked.open();
-        mayUnlock.wait();
-        const FailingNew failing( 0 );
-        imp->unlock();
-    } );
-    locked.wait();
-    TestThread upgrader( [&] { const MbBufferWrGuardImp lock( buffer ); } );
-    held.waitUntilReached();
-    mayUnlock.open();
-    unlocker.waitUntilBlocked();
-    held.release();
-    unlocker.join();
-    upgrader.join();
-    EXPECT_EQ( MbTestAccess::lockCount( *imp ), 0u );
+TEST_P( MbLivenessTest, AnUnlockWaitsAndSaysSoAlsoWithoutMemoryForTheFirstWaitOfItsThread ) {
+    LgMajorGroup& group = LgMajorGroup::getInstanceForName( "ResMgt" );
+    group.setLogThreshold( LgTypes::Tracing, true );
+    for( const bool hasMemory : { true, false } ) {
+        manager = RCShdPtr<MbManager>(
+            new MbHeapManager( "heap", NEEDED, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) );
+        buffer = make( MbStateMachine::RELAXED, MbStateMachine::UNTRACED, SIZE );
+        recorder.calls.reserve( 1000 );
+        HoldPoint held( "markDirty" );
+        Gate locked( "locked" );
+        Gate mayUnlock( "mayUnlock" );
+        inside( "markDirty", [&] { held.pass(); } );
+        std::vector<std::string> logged;
+        TestThread unlocker( [&] {
+            LoggedLines lines;
+            imp->rdlock();
+            locked.open();
+            mayUnlock.wait();
+            std::optional<FailingNew> failing;
+            if( !hasMemory ) {
+                failing.emplace( 0 );
+            }
+            imp->unlock();
+            failing.reset();
+            logged = lines.takeWithLevels();
+        } );
+        locked.wait();
+        TestThread upgrader( [&] { const MbBufferWrGuardImp lock( buffer ); } );
+        held.waitUntilReached();
+        mayUnlock.open();
+        unlocker.waitUntilBlocked();
+        held.release();
+        unlocker.join();
+        upgrader.join();
+        EXPECT_EQ( MbTestAccess::lockCount( *imp ), 0u );
+        ASSERT_GE( logged.size(), 2U );
+        EXPECT_EQ( logged[0],
+                   std::string( "Tracing: [MemoryBuffers  ] MbBuffer buffer waiting for state "
+                                "change in state " ) +
+                       ( hasMemory ? "Qv::MbStates::TransientState" : "#" ) );
+        EXPECT_EQ( logged[1], "Tracing: [MemoryBuffers  ] End of wait" );
+    }
+    group.setLogThreshold( LgTypes::Informational, true );
 }
 
 TEST_P( MbLivenessTest, ALargeRequestIsServedAmongSmallOnes ) {

@@ -7,6 +7,9 @@
 #include <resmgt/osal/osFilePath.h>
 
 #include <base/failure/assertions.h>
+#include <base/init/inBuildInfoMgr.h>
+#include <tests/support/fakeBuildInfo.h>
+#include <tests/support/loggedLines.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/tempDirectory.h>
 
@@ -16,6 +19,8 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace Qv {
 namespace {
@@ -89,14 +94,44 @@ TEST_F( MsgServerTest, SubscribedTwiceKeepsWhatTheLaterFileHas ) {
     EXPECT_STREQ( copy.getText(), "a" );
     EXPECT_STREQ( copy.getTag(), "tag" );
 
-    CaptureStdout();
     load( "c.msg" );
-    EXPECT_THAT( GetCapturedStdout(),
-                 ::testing::EndsWith( " [Warning       ] [Messages       ] Could not find message "
-                                      "with tag tag in " +
-                                      ( _folder.path() / "c.msg" ).string() + '\n' ) );
     EXPECT_FALSE( subscription.hasText() );
     EXPECT_FALSE( MsgSubscription( subscription ).hasText() );
+}
+
+/// The record of an application; a second one takes its place.
+class AppInfo final : public FakeBuildInfo {
+public:
+    explicit AppInfo( int kind )
+        : FakeBuildInfo( "painter" )
+        , _kind( kind ) {}
+    int getBuildKind() const override { return _kind; }
+
+private:
+    const int _kind;
+};
+
+TEST_F( MsgServerTest, AMissingTextIsLoggedAsAWarningToWhoeverDevelopsTheApplication ) {
+    writeFile( "a.msg", "other = a\n" );
+    const struct {
+        std::optional<int> kind;
+        const char* level;
+    } cases[] = { { std::nullopt, "Warning" },
+                  { 0, "Support" },
+                  { InBuildInfo::DEVELOPMENT_BUILD, "Warning" } };
+    for( const auto& c : cases ) {
+        if( c.kind ) {
+            InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new AppInfo( *c.kind ) ) );
+        }
+        LoggedLines lines;
+        const MsgFileGuard guard( "a.msg" );
+        EXPECT_EQ( find( "tag" ), "none" );
+        EXPECT_THAT( lines.takeWithLevels(),
+                     ::testing::ElementsAre( c.level +
+                                             std::string( ": [Messages       ] Could not find "
+                                                          "message with tag tag in " ) +
+                                             ( _folder.path() / "a.msg" ).string() ) );
+    }
 }
 
 TEST_F( MsgServerTest, EndOfAGuardMakesTheFormerFileCurrentAgain ) {
