@@ -1,5 +1,6 @@
 #include <tests/qvcomp/testCommand.h>
 
+#include <tests/support/scopedEnvironment.h>
 #include <tools/qvcomp/options.h>
 
 #include <gmock/gmock.h>
@@ -43,6 +44,26 @@ TEST_F( QvcompLogTest, TheLogHasWhatTheCommandDoesAndTheReportItsName ) {
                         Not( HasSubstr( "Qvcomp" ) ) ) );
 }
 
+TEST_F( QvcompLogTest, ALogThatCantBeOpenedEndsTheCommandBeforeItsWork ) {
+    const struct {
+        std::string file;
+        const char* reason;
+    } cases[] = { { "/nowhere/run.log", "No such file or directory" },
+                  { _outputs.path().string(), "Is a directory" } };
+    for( const auto& c : cases ) {
+        const Outcome outcome = runCommand( { "--log-file", c.file } );
+        EXPECT_EQ( outcome.status, 1 );
+        EXPECT_EQ( outcome.errors,
+                   "qvcomp: '" + c.file + "' can't be the log file: " + c.reason + "\n" );
+    }
+    EXPECT_FALSE( std::filesystem::exists( getOutput() ) );
+    // What only a variable names is the affair of whoever set it.
+    const ScopedEnvironment informational( "QV_LOG_INFORMATIONAL", "/nowhere/run.log" );
+    const Outcome outcome = runCommand( { "--log-file", getLog() } );
+    EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
+    EXPECT_THAT( outcome.output, HasSubstr( "\"log\": null" ) );
+}
+
 TEST_F( QvcompLogTest, AFileThatIsNamedElsewhereIsNotWritten ) {
     const std::string layer = readFile( _layers[0] );
     const std::filesystem::path link = _outputs.path() / "link.log";
@@ -55,6 +76,13 @@ TEST_F( QvcompLogTest, AFileThatIsNamedElsewhereIsNotWritten ) {
     }
     EXPECT_EQ( readFile( _layers[0] ), layer );
     EXPECT_FALSE( std::filesystem::exists( getOutput() ) );
+    // A pattern is expanded only once the log is there, and still before the work.
+    const std::string file = ( _outputs.path() / "other.exr" ).string();
+    const ScopedEnvironment variable( "QV_TEST_OUTPUT", file.c_str() );
+    const Outcome outcome = runCommand( { "-o", "<Env:QV_TEST_OUTPUT>", "--log-file", file } );
+    EXPECT_EQ( outcome.status, 2 );
+    EXPECT_THAT( outcome.errors, HasSubstr( "' is the log file and named elsewhere, too" ) );
+    EXPECT_THAT( readFile( file ), ::testing::StartsWith( "Logger started on " ) );
 }
 
 TEST( QvcompLogOptionsTest, LevelsAreFoundInAnyCaseWithHyphensForBlanks ) {

@@ -237,6 +237,7 @@ void runOptions( const Options& options, std::ostream& output, std::ostream& err
         writeOut( output, []( std::ostream& stream ) { stream << "qvcomp " QVCOMP_VERSION "\n"; } );
         return;
     }
+    checkLogFile( options.logFile );
     logOptions( options );
     // OpenEXR's own threads would outlive the work.
     Imf::setGlobalThreadCount( 0 );

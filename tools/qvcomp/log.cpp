@@ -1,9 +1,12 @@
 #include <tools/qvcomp/log.h>
 
+#include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/options.h>
 
 #include <base/text/wideStringUtil.h>
 #include <resmgt/logger/lgLog.h>
+
+#include <system_error>
 
 #include <stdlib.h>
 
@@ -15,6 +18,11 @@ namespace {
 
 void set( const char* variable, const std::string& value ) {
     ::setenv( variable, value.c_str(), 1 );
+}
+
+/// As a name of which no character may be taken for a flag.
+std::string toPlainName( const std::string& file ) {
+    return file.front() == '/' ? file : "./" + file;
 }
 
 } // namespace
@@ -30,13 +38,25 @@ void Comp::chooseLog( std::span<const char* const> arguments ) {
     if( log.isFileShared ) {
         set( "QV_LOG_UNSPECIFIED", "--" );
     } else if( !log.file.empty() ) {
-        // No character of the name may be taken for a flag; "+" keeps the text that is there.
-        set( "QV_LOG_UNSPECIFIED", ( log.file.front() == '/' ? "+" : "+./" ) + log.file );
+        // "+" keeps the text that is there.
+        set( "QV_LOG_UNSPECIFIED", '+' + toPlainName( log.file ) );
+    }
+}
+
+void Comp::checkLogFile( const std::string& file ) {
+    for( int l = 0; l < LgTypes::NUM_LEVELS; ++l ) {
+        const auto level = static_cast<LgTypes::Level>( l );
+        const int error = LgLog::getLevelOpenError( level );
+        if( error != 0 && !file.empty() &&
+            WideStringUtil::narrowMB( LgLog::getLevelFile( level ) ) == toPlainName( file ) ) {
+            throw Failure( Tag::LOG_UNOPENED, file, std::generic_category().message( error ) );
+        }
     }
 }
 
 std::string Comp::getLogFile() {
-    return LgLog::isLevelFiled( LgTypes::Informational )
+    return LgLog::isLevelFiled( LgTypes::Informational ) &&
+                   LgLog::getLevelOpenError( LgTypes::Informational ) == 0
                ? WideStringUtil::narrowMB( LgLog::getLevelFile( LgTypes::Informational ) )
                : "";
 }

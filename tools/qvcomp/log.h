@@ -19,6 +19,10 @@ namespace Qv::Comp {
 /// REQUIRES: one thread, and packages aren't started.
 void chooseLog( std::span<const char* const> arguments );
 
+/// Errors: Failure when the log can't go to `file`, the one that the arguments name; without one
+///         all is well.
+void checkLogFile( const std::string& file );
+
 /// The file that the log goes to; empty without one.
 std::string getLogFile();
 

@@ -30,6 +30,7 @@ enum class Tag {
     OUTPUT_IS_LAYER,
     WRONG_LEVEL,
     LOG_IS_OTHER,
+    LOG_UNOPENED,
     PATH_UNTOLD,
     PATH_UNREACHED,
     NO_FILE_NAME,

@@ -176,7 +176,7 @@ constexpr std::array<ValueOption, 13> VALUE_OPTIONS{ {
     { "--preview", []( Options& o, Text, Text v ) { o.preview = toFile( v ); } },
     { "--scratch", []( Options& o, Text, Text v ) { o.scratch = toPath( v ); } },
     { "--log", []( Options&, Text n, Text v ) { checkLogLevel( n, v ); } },
-    { "--log-file", []( Options&, Text, Text ) {} },
+    { "--log-file", []( Options& o, Text, Text v ) { o.logFile = v; } },
 } };
 
 struct FlagOption {
@@ -246,9 +246,19 @@ void readArguments( Arguments arguments, const OnLayer& onLayer, const OnFlag& o
     }
 }
 
-bool isSameFile( const std::string& lhs, const std::string& rhs ) {
+/// Whether the log's file, if one is named, is the other one.
+bool isLogFile( const std::string& log, const std::string& other ) {
     std::error_code error;
-    return lhs == rhs || std::filesystem::equivalent( lhs, rhs, error );
+    return !log.empty() && ( log == other || std::filesystem::equivalent( log, other, error ) );
+}
+
+/// The same for all files, whose patterns are expanded by now.
+bool isLogShared( const Options& options ) {
+    const auto isLog = [&]( const OsFilePath& path ) {
+        return isLogFile( options.logFile, path.toString() );
+    };
+    return isLog( options.output ) || isLog( options.preview ) ||
+           std::ranges::any_of( options.layers, isLog );
 }
 
 void collectLogOptions( Arguments arguments, LogOptions& log ) {
@@ -269,7 +279,7 @@ void collectLogOptions( Arguments arguments, LogOptions& log ) {
             []( const FlagOption& ) { return true; }, note );
     } catch( const UsageFailure& ) {}
     log.isFileShared = std::ranges::any_of(
-        others, [&]( const std::string& other ) { return isSameFile( log.file, other ); } );
+        others, [&]( const std::string& other ) { return isLogFile( log.file, other ); } );
 }
 
 void checkComplete( const Options& options ) {
@@ -337,9 +347,8 @@ Options parseOptions( Arguments arguments ) {
     if( isDone() ) {
         return options;
     }
-    const LogOptions log = readLogOptions( arguments );
-    if( log.isFileShared ) {
-        throw UsageFailure( Tag::LOG_IS_OTHER, log.file );
+    if( readLogOptions( arguments ).isFileShared || isLogShared( options ) ) {
+        throw UsageFailure( Tag::LOG_IS_OTHER, options.logFile );
     }
     checkComplete( options );
     takeSettings( options );

@@ -38,6 +38,8 @@ struct Options {
     Policy policy = Policy::RELAXED;
     Manager manager = Manager::HEAP;
     OsFilePath scratch;
+    /// As it was typed; empty for the default one.
+    std::string logFile;
     ReportForm report = ReportForm::TEXT;
     bool mustVerify = false;
     bool wantsHelp = false;
