@@ -9,6 +9,7 @@ namespace Qv::Comp {
 namespace {
 
 using ::testing::AllOf;
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -21,6 +22,7 @@ protected:
 };
 
 TEST_F( QvcompLogTest, TheLogHasWhatTheCommandDoesAndTheReportItsName ) {
+    const ScopedEnvironment traces( "QV_TRACE_LEVELS", "MtThread" );
     const Outcome outcome =
         runCommand( { "--log", "tracing", "--log-file", getLog(), "--memory", "64K" } );
     ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
@@ -32,7 +34,9 @@ TEST_F( QvcompLogTest, TheLogHasWhatTheCommandDoesAndTheReportItsName ) {
                                    getOutput().string() + "\": 200 x 120 pixels" ),
                         HasSubstr( "layer \"" + _layers[0] + "\": " ),
                         HasSubstr( "[Tracing       ] [Qvcomp         ] eviction 1, 4096 bytes" ),
-                        HasSubstr( "] pass \"" ), HasSubstr( "] picture made in " ) ) );
+                        ContainsRegex( "] pass \"[^\"]+\": [0-9]+ tiles in 0\\.[0-9]+ s\n" ),
+                        ContainsRegex( "\\[Tracing       \\] [^\n]*Starting: " ),
+                        HasSubstr( "] picture made in " ) ) );
     // A further run adds to it; at a graver level only what goes wrong.
     const Outcome failed =
         runCommand( { "--log=ERROR", "--log-file=" + getLog(), "--scratch", "/nowhere" } );
@@ -42,6 +46,19 @@ TEST_F( QvcompLogTest, TheLogHasWhatTheCommandDoesAndTheReportItsName ) {
     EXPECT_THAT( both.substr( log.size() ),
                  AllOf( HasSubstr( "[Error         ] [Messages       ] " ), HasSubstr( "/nowhere" ),
                         Not( HasSubstr( "Qvcomp" ) ) ) );
+}
+
+TEST_F( QvcompLogTest, WithoutAFileTheReportNamesTheOneThatTheRunHasMade ) {
+    const ScopedEnvironment unspecified( "QV_LOG_UNSPECIFIED" );
+    const ScopedEnvironment folder( "QV_LOG_DIR", _outputs.path().c_str() );
+    const Outcome outcome = runCommand( {} );
+    EXPECT_EQ( outcome.errors, "" );
+    const std::string label = "\"log\": \"";
+    const std::size_t begin = outcome.output.find( label ) + label.size();
+    const std::string file =
+        outcome.output.substr( begin, outcome.output.find( '"', begin ) - begin );
+    EXPECT_THAT( file, ::testing::StartsWith( _outputs.path().string() + "/qvcomp_" ) );
+    EXPECT_THAT( readFile( file ), HasSubstr( "] picture made in " ) );
 }
 
 TEST_F( QvcompLogTest, ALogThatCantBeOpenedEndsTheCommandBeforeItsWork ) {

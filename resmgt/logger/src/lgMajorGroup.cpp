@@ -101,6 +101,18 @@ std::string getLevelNames( const LgMajorGroup& group ) {
     return names;
 }
 
+std::string describeGroups() QV_REQUIRES( lock ) {
+    checkTables();
+    std::string text = "Major Groups:\n";
+    for( const auto& [name, group] : getGroups() ) {
+        if( group.isThere ) {
+            text += LgPrefix::padRight( name, PRINTED_NAME_WIDTH ) + ' ' +
+                    getLevelNames( group.group ) + '\n';
+        }
+    }
+    return text;
+}
+
 } // namespace
 
 LgMajorGroup::LgMajorGroup() noexcept
@@ -178,14 +190,10 @@ void LgMajorGroup::setLogThreshold( LgTypes::Level l, bool clearProfiling ) {
 }
 
 void LgMajorGroup::printAll( std::ostream& stream ) {
-    const LkGuard guard( lock );
-    checkTables();
-    std::string text = "Major Groups:\n";
-    for( const auto& [name, group] : getGroups() ) {
-        if( group.isThere ) {
-            text += LgPrefix::padRight( name, PRINTED_NAME_WIDTH ) + ' ' +
-                    getLevelNames( group.group ) + '\n';
-        }
+    std::string text;
+    {
+        const LkGuard guard( lock );
+        text = describeGroups();
     }
     // Whatever width, fill and flags the stream has.
     stream.write( text.data(), static_cast<std::streamsize>( text.size() ) );

@@ -75,13 +75,16 @@ bool LgReader::flushEarliest() {
     const std::uint64_t passStart = HwCounter::timeStamp();
     LgQueue* const earliest = findEarliest();
     const std::uint64_t stamp = earliest != nullptr ? earliest->readEntry().getTimeStamp() : NONE;
-    LgLog::noteHandled( std::min( { passStart, stamp - 1, _earliestWritten - 1 } ) );
+    const std::uint64_t handled = std::min( { passStart, stamp - 1, _earliestWritten - 1 } );
     if( earliest == nullptr ) {
         for( LgQueue* const queue : _queues ) {
             flushMissed( *queue );
         }
+        // Who waits for this finds the losses counted, too.
+        LgLog::noteHandled( handled );
         return false;
     }
+    LgLog::noteHandled( handled );
     const std::uint64_t crashTime = _crashTime.load( std::memory_order_relaxed );
     if( crashTime != 0 && stamp > crashTime ) {
         return false;

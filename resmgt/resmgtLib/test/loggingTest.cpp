@@ -1,20 +1,27 @@
+#include <base/failure/exWrapper.h>
 #include <base/init/src/inPackageFrame.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/messages/msgManager.h>
+#include <resmgt/threads/mtLogger.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 
 #include <gmock/gmock.h>
 
+#include <exception>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
+
+#include <unistd.h>
 
 namespace Qv {
 
 namespace {
 
 using ::testing::EndsWith;
+using ::testing::HasSubstr;
 
 std::string readFile( const std::filesystem::path& path ) {
     std::ifstream file( path );
@@ -93,6 +100,38 @@ TEST( LoggingTest, EachRunOfThePackagesHasItsGroupsAndItsLogFromTheFirstLineToTh
         before = text;
     }
     frame.start();
+}
+
+struct Foreign : ExWrapper::Functor {
+    void execute() override { throw 7; }
+};
+
+void raiseForeignException() {
+    Foreign work;
+    const OPtr<ExBase> caught( ExWrapper::execute( work, nullptr ) );
+}
+
+TEST( LoggingDeathTest, ForeignExceptionsAndStacksAreFatalErrorsOfWhoeverReadsTheLog ) {
+    const TempDirectory directory;
+    const std::filesystem::path path = directory.path() / "log.txt";
+    const ScopedEnvironment file( "QV_LOG_FATAL_ERROR", path.c_str() );
+    EXPECT_EXIT(
+        {
+            raiseForeignException();
+            std::terminate();
+        },
+        ::testing::ExitedWithCode( 1 ), "" );
+    const std::string exception = "] int\nCall stack of the catch:\n";
+    checkOrder( readFile( path ), { "[Fatal Error   ] [Threads        " + exception,
+                                    "[Fatal Error   ] [Logger         ] Call stack:\n" } );
+    EXPECT_EXIT(
+        {
+            MtLogger::end();
+            raiseForeignException();
+            ::_exit( 1 );
+        },
+        ::testing::ExitedWithCode( 1 ), "" );
+    EXPECT_THAT( readFile( path ), HasSubstr( "[Fatal Error   ] [Logger         " + exception ) );
 }
 
 TEST( LoggingDeathTest, AMessageOfNoLevelIsInTheLogBeforeTheProcessEnds ) {
