@@ -213,6 +213,10 @@ void LgStream::noteOverflow() noexcept {
 }
 
 void LgStream::put( std::uint32_t place, const char* text, std::uint32_t length ) noexcept {
+    if( length == 0 ) {
+        // An empty view may be a null pointer.
+        return;
+    }
     const std::uint32_t first = std::min( length, _bufSize - ( place & ( _bufSize - 1 ) ) );
     std::memcpy( &at( place ), text, first );
     std::memcpy( _buffer, text + first, length - first );

@@ -67,6 +67,7 @@ TEST( LgStreamTest, ValuesReadAsPrintfWritesThem ) {
         { written( 'a', static_cast<signed char>( 'b' ), static_cast<unsigned char>( 'c' ) ),
           "abc" },
         { written( '\0', std::string_view( "x\0y", 3 ) ), "?x?y" },
+        { written( std::string_view(), "", std::string() ), "" },
         { written( true, ' ', false, ' ', null ), "true false (null)" },
         { written( SHRT_MIN, ' ', static_cast<unsigned short>( USHRT_MAX ) ), "-32768 65535" },
         { written( INT_MIN, ' ', UINT_MAX ), "-2147483648 4294967295" },
