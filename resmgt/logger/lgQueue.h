@@ -31,7 +31,7 @@ struct LgQueueMemory;
 ///           the next statement wait for pages. With QV_LOG_TAIL it outlives the process (LgTail).
 /// Lifetime: the owner calls `creatorExit` as its last; whoever reads destroys. An unread entry is
 ///           counted then, see `getNbUnread`.
-/// Forks:    a child must not use its parent's queues; it may destroy them.
+/// Forks:    a child must not use its parent's queues; it may end and destroy them.
 class QV_RESMGT_API LgQueue : public LgStream {
 public:
     class Entry;
@@ -84,6 +84,7 @@ public:
     std::uint64_t takeOverflowCount();
     /// The same in an idle pass, for losses that no entry stands for. REQUIRES: the queue is empty.
     std::uint64_t takeMissedCount() noexcept;
+    bool hasMissed() const noexcept;
     /// The stamp of the statement that the owner is writing; `NOT_STAMPED` while it takes the
     /// stamp, `NO_STATEMENT` without one. Ask before `isEmpty`.
     std::uint64_t getStampBeingWritten() const noexcept;

@@ -19,7 +19,8 @@ class LgQueue;
 ///          line of their run are told by the next one of the queue, or once all queues are empty.
 /// Reaping: a queue whose owner has ended is destroyed once it is empty and its losses are told.
 /// Threads: one thread reads at a time; `setCrashTime` is for any.
-/// Errors:  what an output raises goes on to the caller, and the entry counts as handled.
+/// Errors:  what an output raises goes on to the caller, and the entry counts as handled. Without
+///          memory for a line its entry stays.
 class QV_RESMGT_API LgReader {
 public:
     LgReader();

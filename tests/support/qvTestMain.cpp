@@ -80,12 +80,21 @@ void keepLogsAway() {
     ::setenv( "QV_LOG_DISABLE_EVENTLOG", "1", 0 );
 }
 
+Watchdog* listener = nullptr;
+
+/// The framework would delete it.
+void releaseListener() {
+    ::testing::UnitTest::GetInstance()->listeners().Release( listener );
+}
+
 int runTests( int& argc, char**& argv, Watchdog& watchdog ) {
     const InInitGuard packages( argc, argv );
-    ::testing::TestEventListeners& listeners = ::testing::UnitTest::GetInstance()->listeners();
-    listeners.Append( &watchdog );
+    listener = &watchdog;
+    ::testing::UnitTest::GetInstance()->listeners().Append( listener );
+    // A test may end its process by `exit`.
+    std::atexit( releaseListener );
     const int status = RUN_ALL_TESTS();
-    listeners.Release( &watchdog );
+    releaseListener();
     return status;
 }
 

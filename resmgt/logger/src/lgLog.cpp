@@ -241,9 +241,12 @@ void LgLog::init() {
 void LgLog::destroy() {
     QV_ASSERT( _initialized );
     LgLogStart::uninstall();
-    const OutputScope scope;
-    if( scope.isOwner() ) {
-        output.load( std::memory_order_relaxed )->stop();
+    // The files are the parent's, which writes on.
+    if( !LgFork::isChild() ) {
+        const OutputScope scope;
+        if( scope.isOwner() ) {
+            output.load( std::memory_order_relaxed )->stop();
+        }
     }
     _initialized.store( false, std::memory_order_release );
 }
@@ -384,12 +387,14 @@ bool LgLog::flush( double seconds ) {
     if( !isLoggerActive() ) {
         return true;
     }
-    const std::uint64_t wanted = HwCounter::timeStamp();
     // 0 also for what is no number.
     const double limit = std::min( std::max( 0.0, seconds ), MAX_FLUSH_SECONDS );
-    const auto isHandled = [&] { return handledStamp.load( std::memory_order_seq_cst ) > wanted; };
     Flushing& flushing = getFlushing();
     _nbFlushing.fetch_add( 1, std::memory_order_seq_cst );
+    // Behind a full barrier: what was published before is seen by whoever takes a later stamp.
+    std::atomic_thread_fence( std::memory_order_seq_cst );
+    const std::uint64_t wanted = HwCounter::timeStamp();
+    const auto isHandled = [&] { return handledStamp.load( std::memory_order_seq_cst ) > wanted; };
     std::unique_lock guard( flushing.lock );
     flushing.isHandled.wait_for( guard, std::chrono::duration<double>( limit ),
                                  [&] { return isHandled() || !isLoggerActive(); } );

@@ -37,17 +37,23 @@ std::uint64_t takeUntold( std::atomic<std::uint64_t>& told, std::uint64_t total 
     return total - former;
 }
 
+std::uint64_t getRealTime() noexcept {
+    return static_cast<std::uint64_t>( std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                           std::chrono::system_clock::now().time_since_epoch() )
+                                           .count() );
+}
+
 void fillHead( LgQueueMemory::Head& head, unsigned long threadId, const char* threadName,
                const LgQueue::Sizes& sizes ) {
+    static const std::uint64_t run = getRealTime();
+    head.run = run;
     head.threadId = threadId;
     head.nbCharacters = sizes.nbCharacters;
     head.nbEntries = sizes.nbEntries;
     head.ticksPerSecond =
         static_cast<double>( HwCounter::getRateNumerator() ) / HwCounter::getRateDenominator();
     head.stamp = HwCounter::timeStamp();
-    head.realTime =
-        std::chrono::duration<double>( std::chrono::system_clock::now().time_since_epoch() )
-            .count();
+    head.realTime = static_cast<double>( getRealTime() ) * 1.0e-9;
     std::snprintf( head.threadName, sizeof( head.threadName ), "%s", threadName );
     head.magic.store( LgQueueMemory::MAGIC, RELEASE );
 }
@@ -202,6 +208,10 @@ void LgQueue::waitForSpace( int nbCharacters ) {
 }
 
 void LgQueue::creatorExit() noexcept {
+    // A child has no memory where the queue outlives its process.
+    if( !LgQueueMemory::isOfThisProcess( _home->place ) ) {
+        return;
+    }
     _memory->owner.isAlive.store( false, RELEASE );
 }
 
@@ -257,6 +267,13 @@ void LgQueue::removeEntry() {
 std::uint64_t LgQueue::takeOverflowCount() {
     const Entry& entry = readEntry();
     return takeUntold( _memory->reader.nbTold, entry._place + entry.getOverflowCount() );
+}
+
+bool LgQueue::hasMissed() const noexcept {
+    const LgQueueMemory::Owner& owner = _memory->owner;
+    const LgQueueMemory::Reader& reader = _memory->reader;
+    return owner.nbLost.load( RELAXED ) > reader.nbTold.load( RELAXED ) ||
+           owner.nbNested.load( RELAXED ) > reader.nbNestedTold.load( RELAXED );
 }
 
 std::uint64_t LgQueue::takeMissedCount() noexcept {

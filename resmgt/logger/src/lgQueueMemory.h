@@ -75,6 +75,8 @@ struct LgQueueMemory {
     struct Head {
         std::atomic<std::uint64_t> magic{ 0 };
         std::uint64_t process = 0;
+        // When the process made its first queue, in nanoseconds since the epoch.
+        std::uint64_t run = 0;
         std::uint64_t threadId = 0;
         std::uint32_t nbCharacters = 0;
         std::uint32_t nbEntries = 0;

@@ -7,8 +7,12 @@
 #include <resmgt/profiling/hwCounter.h>
 
 #include <algorithm>
+#include <array>
+#include <cinttypes>
+#include <cstdio>
 #include <limits>
 #include <sstream>
+#include <string>
 
 namespace Qv {
 
@@ -29,13 +33,26 @@ private:
     LgQueue& _queue;
 };
 
-void outputOverflow( const LgQueue& queue, std::uint64_t timeStamp, std::uint64_t count ) {
-    const LgLog::EntryInfo info{ LgTypes::Informational, timeStamp, queue.getThreadName(),
-                                 queue.getThreadId(), count };
+std::string makePrefix( const LgLog::EntryInfo& info ) {
     std::ostringstream prefix;
     LgLog::printPrefix( prefix, info.timeStamp, info.level, info.threadName, info.threadId );
-    prefix << "Event overflow [" << count << "]\n";
-    LgLog::outputEntry( info, prefix.str().c_str(), "" );
+    return prefix.str();
+}
+
+/// Nothing fails between the moment when `takeCount` takes the losses and their line.
+template <class TakeCount>
+void outputOverflow( const LgQueue& queue, std::uint64_t timeStamp, const TakeCount& takeCount ) {
+    LgLog::EntryInfo info{ LgTypes::Informational, timeStamp, queue.getThreadName(),
+                           queue.getThreadId() };
+    std::string line = makePrefix( info );
+    std::array<char, 64> text{};
+    line.reserve( line.size() + text.size() );
+    info.lostStatements = takeCount();
+    if( info.lostStatements > 0 ) {
+        std::snprintf( text.data(), text.size(), "Event overflow [%" PRIu64 "]\n",
+                       info.lostStatements );
+        LgLog::outputEntry( info, line.append( text.data() ).c_str(), "" );
+    }
 }
 
 } // namespace
@@ -73,6 +90,8 @@ bool LgReader::eventsPending() {
 bool LgReader::flushEarliest() {
     updateQueues();
     const std::uint64_t passStart = HwCounter::timeStamp();
+    // The queues are looked at after the stamp is taken, never ahead.
+    std::atomic_thread_fence( std::memory_order_seq_cst );
     LgQueue* const earliest = findEarliest();
     const std::uint64_t stamp = earliest != nullptr ? earliest->readEntry().getTimeStamp() : NONE;
     const std::uint64_t handled = std::min( { passStart, stamp - 1, _earliestWritten - 1 } );
@@ -135,35 +154,32 @@ void LgReader::destroyQueue( LgQueue& queue ) {
 }
 
 void LgReader::flushMissed( LgQueue& queue ) {
-    const std::uint64_t count = queue.takeMissedCount();
-    if( count > 0 ) {
-        outputOverflow( queue, HwCounter::timeStamp(), count );
+    if( queue.hasMissed() ) {
+        outputOverflow( queue, HwCounter::timeStamp(), [&] { return queue.takeMissedCount(); } );
     }
 }
 
+/// An entry stays while there is no memory for its line.
 void LgReader::flushQueue( LgQueue& queue ) {
     QV_ASSERT( !queue.isEmpty() );
     LgLog::noteQueueLevel( queue.getNbEntries() );
-    const Removal removal( queue );
     const LgQueue::Entry& entry = queue.readEntry();
     if( entry.isOverflowEntry() ) {
-        const std::uint64_t count = queue.takeOverflowCount();
-        if( count > 0 ) {
-            outputOverflow( queue, entry.getTimeStamp(), count );
-        }
+        outputOverflow( queue, entry.getTimeStamp(), [&] { return queue.takeOverflowCount(); } );
+        queue.removeEntry();
         return;
     }
     const LgLog::EntryInfo info{ entry.getLevel(), entry.getTimeStamp(), queue.getThreadName(),
                                  queue.getThreadId() };
-    std::ostringstream prefix;
-    LgLog::printPrefix( prefix, info.timeStamp, info.level, info.threadName, info.threadId );
+    const std::string prefix = makePrefix( info );
     // With room for the end of the line.
     _text.resize( queue.getBufSize() + std::size_t{ 1 } );
+    const Removal removal( queue );
     const std::size_t nextSize = queue.copyText( _text.data() );
     QV_ASSERT_TEXT( nextSize < queue.getBufSize(), "q->getStream().getNextSize() < BufSize" );
     _text[nextSize] = '\n';
     _text[nextSize + 1] = '\0';
-    LgLog::outputEntry( info, prefix.str().c_str(), _text.data() );
+    LgLog::outputEntry( info, prefix.c_str(), _text.data() );
 }
 
 } // namespace Qv

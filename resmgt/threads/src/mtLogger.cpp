@@ -23,10 +23,13 @@
 #include <resmgt/threads/rtPriorities.h>
 #include <resmgt/threads/src/mtCurrentThread.h>
 #include <resmgt/threads/src/mtLoggerRegistry.h>
+#include <resmgt/threads/src/mtProcess.h>
 #include <resmgt/threads/src/mtQueueObserver.h>
 #include <resmgt/threads/src/mtSignals.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -70,6 +73,13 @@ constexpr int MAX_FAILURES = 100;
 
 // Set by the start, cleared by whoever ends the reader; relaxed, since the join orders the rest.
 constinit std::atomic<bool> running{ false };
+// The process of the last start; relaxed, since a forked child has it from before.
+constinit std::atomic<long> ownProcess{ 0 };
+
+/// Its copies of the locks may be held for ever.
+bool isForkedChild() noexcept {
+    return ownProcess.load( std::memory_order_relaxed ) != MtProcess::getNumber();
+}
 
 /// Between `start` and `end`. Never destroyed: threads may outlive the statics.
 struct State {
@@ -86,6 +96,8 @@ struct State {
     ExWrapper::LoggingFunction formerLoggingFunction QV_GUARDED_BY( finalizationLock ) = nullptr;
     bool isStarted QV_GUARDED_BY( finalizationLock ) = false;
     bool hasCrashed QV_GUARDED_BY( finalizationLock ) = false;
+    // The thread of a former start that hadn't ended in time. Never destroyed.
+    MtThread* leftThread QV_GUARDED_BY( finalizationLock ) = nullptr;
     // The reader thread's reader, and the queue that it leaves: the thread's start and end order
     // the accesses.
     LgReader* threadReader = nullptr;
@@ -206,13 +218,15 @@ void createReader( State& state ) QV_REQUIRES( state.finalizationLock ) {
 }
 
 /// Whether it has ended in time.
-bool endReaderThread( State& state ) QV_REQUIRES( state.finalizationLock ) {
+bool endReaderThread( MtThread& thread ) noexcept {
     running.store( false, std::memory_order_relaxed );
     bool hasEnded = false;
-    attempt( [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
-        state.thread->stop();
-        hasEnded = state.thread->timedJoin( MAX_END_SECONDS );
+    attempt( [&] {
+        thread.stop();
+        hasEnded = thread.timedJoin( MAX_END_SECONDS );
     } );
+    // Its own failure comes out of the join.
+    attempt( [&] { hasEnded = hasEnded || !thread.isRunning(); } );
     return hasEnded;
 }
 
@@ -222,8 +236,10 @@ void reinstateRegistry( State& state ) QV_REQUIRES( state.finalizationLock ) {
 }
 
 void destroyReader( State& state ) QV_REQUIRES( state.finalizationLock ) {
-    attempt( [&]() QV_NO_THREAD_SAFETY_ANALYSIS { state.priority.reset(); } );
-    attempt( [&]() QV_NO_THREAD_SAFETY_ANALYSIS { state.thread.reset(); } );
+    std::unique_ptr<PriorityRelation> priority = std::move( state.priority );
+    attempt( [&] { priority.reset(); } );
+    OPtr<MtThread> thread( state.thread );
+    attempt( [&] { thread.reset(); } );
     state.reader.reset();
     state.threadReader = nullptr;
 }
@@ -231,8 +247,17 @@ void destroyReader( State& state ) QV_REQUIRES( state.finalizationLock ) {
 /// What a thread still reads with can't be destroyed.
 void abandonReader( State& state ) QV_REQUIRES( state.finalizationLock ) {
     static_cast<void>( state.priority.release() );
-    static_cast<void>( state.thread.release() );
     static_cast<void>( state.reader.release() );
+    state.leftThread = state.thread.release();
+}
+
+/// Whether no thread of a former start reads any more; two can't read the same queues.
+bool hasNoLeftReader( State& state ) QV_REQUIRES( state.finalizationLock ) {
+    if( state.leftThread != nullptr && endReaderThread( *state.leftThread ) ) {
+        state.leftThread = nullptr;
+        delete std::exchange( state.loggerThreadQueue, nullptr );
+    }
+    return state.leftThread == nullptr;
 }
 
 void destroyOwnQueue( State& state ) {
@@ -254,6 +279,14 @@ void MtLogger::start() {
     QV_ASSERT( !LgLog::isLoggerActive() );
     State& state = getState();
     const LkGuard<const LkLock> guard( state.finalizationLock );
+    ownProcess.store( MtProcess::getNumber(), std::memory_order_relaxed );
+    if( !hasNoLeftReader( state ) ) {
+        // The trace would wait for that output.
+        std::fputs( "An output still holds up the log's former reader. Log statements write their "
+                    "lines themselves.\n",
+                    stderr );
+        return;
+    }
     running.store( true, std::memory_order_relaxed );
     {
         const LkGuard<const LkLock> registryGuard( state.registryLock );
@@ -275,9 +308,14 @@ void MtLogger::start() {
     enterThread();
     state.formerTerminateHandler = std::set_terminate( &terminateHandler );
     state.formerLoggingFunction = ExWrapper::setLoggingFunction( &logException );
+    // `exit` leaves the frame of the packages without their stop.
+    [[maybe_unused]] static const int result = std::atexit( &haltAndFlushOnCrash );
 }
 
 void MtLogger::end() {
+    if( isForkedChild() ) {
+        return;
+    }
     State& state = getState();
     const LkGuard<const LkLock> guard( state.finalizationLock );
     if( !std::exchange( state.isStarted, false ) ) {
@@ -287,7 +325,7 @@ void MtLogger::end() {
     resetTerminateHandler();
     LgLog::setLoggerActivation( false );
     MtQueueObserver::allowWaits( false );
-    if( !endReaderThread( state ) ) {
+    if( !endReaderThread( *state.thread ) ) {
         abandonReader( state );
         return;
     }
@@ -343,30 +381,37 @@ void MtLogger::haltAndFlushOnCrash() noexcept {
         LgLog::setLoggerActivation( false );
         return;
     }
+    if( isForkedChild() ) {
+        return;
+    }
     State& state = getState();
     const LkGuard<const LkLock> guard( state.finalizationLock );
     if( !state.isStarted || std::exchange( state.hasCrashed, true ) ) {
         return;
     }
-    attempt( [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
-        state.reader->setCrashTime();
-        state.priority.reset();
-        state.priority =
-            makePriority( *state.thread, RtPriorities::getInstance().getInterruptPriority() );
+    state.reader->setCrashTime();
+    MtThread& thread = *state.thread;
+    std::unique_ptr<PriorityRelation> priority = std::move( state.priority );
+    attempt( [&] {
+        priority.reset();
+        priority = makePriority( thread, RtPriorities::getInstance().getInterruptPriority() );
     } );
+    state.priority = std::move( priority );
     // Those who are woken go on without room.
     LgLog::setBlockingTrace( false );
     MtQueueObserver::allowWaits( false );
-    endReaderThread( state );
+    endReaderThread( thread );
     LgLog::setLoggerActivation( false );
 }
 
 void MtLogger::readerLoop() {
     MtSignals::blockAll();
     threadQueue.isReader = true;
-    const LgQueue* const queue = LgLog::getQueue();
-    QV_ASSERT( queue != nullptr );
-    const LgQueue::SuppressGuard suppress( *queue );
+    // Without memory for a queue the thread reads all the same.
+    std::optional<LgQueue::SuppressGuard> suppress;
+    if( const LgQueue* const queue = LgLog::getQueue() ) {
+        suppress.emplace( *queue );
+    }
     LgReader& reader = *getState().threadReader;
     int nbIdle = 0;
     while( running.load( std::memory_order_relaxed ) ) {
@@ -386,10 +431,11 @@ void MtLogger::readerLoop() {
 void MtLogger::readerFlush() {
     State& state = getState();
     flushPublished( *state.threadReader );
-    LgQueue* const queue = LgLog::getQueue();
-    LgLog::getRegistry()->deregisterQueue( queue );
-    QV_ASSERT_TEXT( state.loggerThreadQueue == nullptr, "loggerThreadQueue == 0" );
-    state.loggerThreadQueue = queue;
+    if( LgQueue* const queue = threadQueue.queue ) {
+        LgLog::getRegistry()->deregisterQueue( queue );
+        QV_ASSERT_TEXT( state.loggerThreadQueue == nullptr, "loggerThreadQueue == 0" );
+        state.loggerThreadQueue = queue;
+    }
 }
 
 } // namespace Qv

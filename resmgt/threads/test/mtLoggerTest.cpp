@@ -1,3 +1,4 @@
+#include <base/text/wideStringUtil.h>
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgQueue.h>
 #include <resmgt/logger/lgRegistry.h>
@@ -8,6 +9,7 @@
 #include <resmgt/threads/src/mtQueueObserver.h>
 #include <resmgt/threads/test/testProtocol.h>
 #include <tests/support/deadline.h>
+#include <tests/support/deniedCall.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
@@ -16,15 +18,25 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
 #include <vector>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Qv {
@@ -62,6 +74,16 @@ std::vector<int> findLines( const std::string& text ) {
 std::vector<int> readLines( const std::filesystem::path& path ) {
     std::ifstream file( path );
     return findLines( std::string( std::istreambuf_iterator<char>( file ), {} ) );
+}
+
+/// Reads from now on what the level's pipe has, for ever.
+void drainLevelFile() {
+    const std::string path = WideStringUtil::narrowMB( LgLog::getLevelFile( LgTypes::Warning ) );
+    std::thread( [path] {
+        const int pipe = ::open( path.c_str(), O_RDONLY | O_CLOEXEC );
+        std::array<char, 4096> text;
+        while( ::read( pipe, text.data(), text.size() ) > 0 ) {}
+    } ).detach();
 }
 
 std::vector<int> firstNumbers( int nb ) {
@@ -137,6 +159,52 @@ TEST( MtLoggerTest, AWaitForRoomEndsWithTheRoomAndWithTheReader ) {
     LgLog::setBlockingTrace( false );
 }
 
+TEST( MtLoggerTest, AFlushReturnsWithTheStatementsOfItsThreadHandled ) {
+    // Another flush keeps the reader from sleeping.
+    std::atomic<bool> isOver{ false };
+    TestThread other( [&] {
+        while( !isOver ) {
+            LgLog::flush( FLUSH_SECONDS );
+        }
+    } );
+    ASSERT_TRUE( LgLog::flush( FLUSH_SECONDS ) );
+    const std::uint64_t nbBefore = getNbTold();
+    for( std::uint64_t i = 1; i <= static_cast<std::uint64_t>( scaledCount( 20000 ) ); ++i ) {
+        logLines( 1 );
+        EXPECT_TRUE( LgLog::flush( FLUSH_SECONDS ) );
+        ASSERT_EQ( getNbTold() - nbBefore, i );
+    }
+    isOver = true;
+}
+
+/// Those of a started thread, and those of an adopted one: both have their queues before.
+TEST( MtLoggerDeathTest, AStatementNeedsNeitherMemoryNorTheSystem ) {
+    const auto log = [] {
+        // The clock may need one.
+        allowOnly( { SYS_exit_group, SYS_clock_gettime } );
+        const FailingNew none( 0 );
+        // More than a queue holds.
+        for( int i = 0; i < 3000; ++i ) {
+            QV_LOG( Threads, Warning, "line ", i, ' ', 0.1 * i, ' ', 1.0L / 3, ' ', &none, true,
+                    std::string_view( "view" ) );
+            QV_LOG( Threads, Profiling, "closed ", i );
+        }
+        ::_exit( 0 );
+    };
+    EXPECT_EXIT(
+        {
+            const OPtr<MtThread> thread = makeThread( [&]( MtThread& ) { log(); } );
+            thread->start();
+            thread->join();
+        },
+        ::testing::ExitedWithCode( 0 ), "" );
+    EXPECT_EXIT( TestThread( [&] {
+                     const MtExternalThreadGuard guard( "adopted" );
+                     log();
+                 } ).join(),
+                 ::testing::ExitedWithCode( 0 ), "" );
+}
+
 class MtLoggerEndTest : public ::testing::Test {
 protected:
     MtLoggerEndTest()
@@ -182,6 +250,53 @@ TEST_F( MtLoggerEndTest, StatementsGoOnAfterTheCrashSequence ) {
         },
         ::testing::ExitedWithCode( 0 ), "" );
     EXPECT_EQ( readLines( _file ), firstNumbers( NB_LINES ) );
+}
+
+/// The child ends the forking thread's part of the library, while another thread of its parent has
+/// the logger's lock and waits for a reader that an output holds up. Once that goes on, so does the
+/// logger.
+TEST_F( MtLoggerEndTest, AReaderThatDoesNotEndIsLeftAndAForkedChildWaitsForNothing ) {
+    ASSERT_EQ( ::mkfifo( _file.c_str(), 0600 ), 0 );
+    const int pipe = ::open( _file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC );
+    ASSERT_GE( pipe, 0 );
+    const ScopedEnvironment tail( "QV_LOG_TAIL", "1" );
+    const auto stall = [] {
+        const std::string text( 1000, 'x' );
+        do {
+            QV_LOG( Threads, Warning, text );
+        } while( LgLog::flush( 0.5 ) );
+        TestThread ending( MtLogger::end );
+        ending.waitUntilBlocked();
+        TestThread forking( [] {
+            std::optional<MtExternalThreadGuard> guard( std::in_place, "forking" );
+            const pid_t child = ::fork();
+            if( child == 0 ) {
+                ::alarm( static_cast<unsigned int>( 3 * testSlowdown() ) );
+                guard.reset();
+                MtLogger::end();
+                MtLogger::haltAndFlushOnCrash();
+                LgLog::destroy();
+                ::_exit( 0 );
+            }
+            int status = -1;
+            ::waitpid( child, &status, 0 );
+            EXPECT_EQ( status, 0 );
+        } );
+        forking.join();
+        ending.join();
+        MtLogger::start();
+        EXPECT_FALSE( LgLog::isLoggerActive() );
+        drainLevelFile();
+        MtLogger::start();
+        EXPECT_TRUE( LgLog::isLoggerActive() );
+        const std::uint64_t nbBefore = getNbTold();
+        logLines( NB_LINES );
+        EXPECT_TRUE( LgLog::flush( FLUSH_SECONDS ) );
+        EXPECT_GE( getNbTold() - nbBefore, static_cast<std::uint64_t>( NB_LINES ) );
+        ::_exit( ::testing::Test::HasFailure() ? 1 : 0 );
+    };
+    EXPECT_EXIT( stall(), ::testing::ExitedWithCode( 0 ), "" );
+    ::close( pipe );
 }
 
 TEST_F( MtLoggerEndTest, WhatAKilledProcessHadNotWrittenIsInItsTail ) {

@@ -255,6 +255,7 @@ void MtThreadBodyPosix::perform() {
         protocol = _protocol.get();
     }
     MtCurrentThread::set( thread );
+    MtLogger::enterThread();
     MtThreadTrace::print( QV_HERE, "Starting: ", *thread );
     if( runOn.getValue() != 0 ) {
         thread->applyStoredAffinity();
