@@ -11,6 +11,8 @@ namespace Qv {
 /// What processes that ended without their reader had still in their queues, where QV_LOG_TAIL was
 /// set.
 ///
+/// A process that makes its first queue so removes what others have left, but for the ten that were
+/// started last.
 /// Threads: any.
 /// Trust:   the files of this user alone are read, and whatever they hold is checked.
 class QV_RESMGT_API LgTail {
@@ -40,7 +42,7 @@ public:
 
     LgTail() = delete;
 
-    /// By number, without the calling process.
+    /// By number and start, without the calling process.
     static std::vector<Process> read();
     /// Removes what a process left; false if something of it stays.
     static bool remove( const Process& process );

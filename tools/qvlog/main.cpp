@@ -1,6 +1,7 @@
 #include <base/text/printable.h>
 #include <resmgt/logger/lgTail.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -64,14 +65,22 @@ void print( const Qv::LgTail::Line& line ) {
 
 int printTail( const Options& options ) {
     bool isComplete = true;
+    bool hasFound = false;
     for( const Qv::LgTail::Process& process : Qv::LgTail::read() ) {
         if( options.process != 0 ? process.number != options.process : process.isAlive ) {
             continue;
         }
+        hasFound = true;
         std::printf( "Process %llu%s\n", static_cast<unsigned long long>( process.number ),
                      process.isAlive ? ", still running" : "" );
         for( const Qv::LgTail::Line& line : process.lines ) {
             print( line );
+        }
+        // Only what has been read can go.
+        if( std::fflush( stdout ) != 0 || std::ferror( stdout ) != 0 ) {
+            std::fprintf( stderr, "qvlog: the standard output can't be written: %s.\n",
+                          std::strerror( errno ) );
+            return 1;
         }
         if( options.isRemoving && !Qv::LgTail::remove( process ) ) {
             std::fprintf( stderr, "qvlog: what process %llu left couldn't be removed.\n",
@@ -79,9 +88,9 @@ int printTail( const Options& options ) {
             isComplete = false;
         }
     }
-    if( std::fflush( stdout ) != 0 ) {
-        std::fprintf( stderr, "qvlog: the standard output can't be written: %s.\n",
-                      std::strerror( errno ) );
+    if( options.process != 0 && !hasFound ) {
+        std::fprintf( stderr, "qvlog: process %llu has left nothing.\n",
+                      static_cast<unsigned long long>( options.process ) );
         isComplete = false;
     }
     return isComplete ? 0 : 1;

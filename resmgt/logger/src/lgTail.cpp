@@ -5,11 +5,25 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstring>
 #include <map>
 #include <memory>
+#include <utility>
 
 namespace Qv {
+
+namespace {
+
+// In seconds since the epoch, some three thousand years: what lies beyond is no time.
+constexpr double MAX_TIME = 1.0e11;
+
+/// How much of `total` is left; nothing where a torn copy says that it is less than none.
+std::uint64_t getRest( std::uint64_t total, std::uint64_t told ) noexcept {
+    return total > told ? total - told : 0;
+}
+
+} // namespace
 
 /// A copy of a queue's memory. Of a process that lives it may be torn; nothing is believed that
 /// could lead out of it.
@@ -32,6 +46,7 @@ public:
                LgQueueMemory::getSize( { head.nbCharacters, head.nbEntries } ) <= _size;
     }
     std::uint64_t getProcess() const { return _memory->head.process; }
+    std::uint64_t getRun() const { return _memory->head.run; }
     void appendLines( std::vector<Line>& lines ) const;
 
 private:
@@ -40,6 +55,7 @@ private:
     };
 
     Line makeLine( std::uint64_t stamp ) const;
+    static bool isOverflow( const LgQueue::Entry& entry );
     bool hasText( const LgQueue::Entry& entry ) const;
     std::string getText( const LgQueue::Entry& entry ) const;
 
@@ -52,13 +68,19 @@ LgTail::Line LgTail::Queue::makeLine( std::uint64_t stamp ) const {
     const LgQueueMemory::Head& head = _memory->head;
     Line line;
     line.timeStamp = stamp;
-    line.time =
+    const double time =
         head.realTime + static_cast<double>( static_cast<std::int64_t>( stamp - head.stamp ) ) /
                             head.ticksPerSecond;
+    line.time = std::abs( time ) < MAX_TIME ? time : 0.0;
     line.threadName.assign( head.threadName,
                             ::strnlen( head.threadName, sizeof( head.threadName ) ) );
     line.threadId = head.threadId;
     return line;
+}
+
+/// The byte may be any.
+bool LgTail::Queue::isOverflow( const LgQueue::Entry& entry ) {
+    return reinterpret_cast<const unsigned char&>( entry._oflow ) != 0;
 }
 
 /// Unless the reader had finished with it, and was about to remove the entry.
@@ -93,35 +115,34 @@ void LgTail::Queue::appendLines( std::vector<Line>& lines ) const {
         const LgQueue::Entry& entry = _memory->getEntries()[index & mask];
         Line line = makeLine( entry._timeStamp );
         lastStamp = entry._timeStamp;
-        if( entry._oflow ) {
-            const std::uint64_t nbLost = entry._place + entry._value.load();
-            line.nbLost = nbLost > nbTold ? nbLost - nbTold : 0;
+        if( isOverflow( entry ) ) {
+            line.nbLost = getRest( entry._place + entry._value.load(), nbTold );
             nbTold += line.nbLost;
         } else {
             line.level = static_cast<LgTypes::Level>( std::min(
                 entry._value.load(), static_cast<std::uint32_t>( LgTypes::NUM_LEVELS - 1 ) ) );
             line.text = getText( entry );
         }
-        if( entry._oflow ? line.nbLost > 0 : hasText( entry ) ) {
+        if( isOverflow( entry ) ? line.nbLost > 0 : hasText( entry ) ) {
             lines.push_back( line );
         }
     }
     Line rest = makeLine( lastStamp );
-    const std::uint64_t nbLost = owner.nbLost.load();
-    rest.nbLost = ( nbLost > nbTold ? nbLost - nbTold : 0 ) +
-                  ( owner.nbNested.load() - reader.nbNestedTold.load() );
+    rest.nbLost = getRest( owner.nbLost.load(), nbTold ) +
+                  getRest( owner.nbNested.load(), reader.nbNestedTold.load() );
     if( rest.nbLost > 0 ) {
         lines.push_back( rest );
     }
 }
 
 std::vector<LgTail::Process> LgTail::read() {
-    std::map<std::uint64_t, Process> processes;
+    // One number may have been that of several processes.
+    std::map<std::pair<std::uint64_t, std::uint64_t>, Process> processes;
     for( const std::string& name : LgTailFile::list() ) {
         bool isAlive = false;
         const Queue queue( LgTailFile::read( name, isAlive ) );
         if( queue.isValid() ) {
-            Process& process = processes[queue.getProcess()];
+            Process& process = processes[{ queue.getProcess(), queue.getRun() }];
             process.number = queue.getProcess();
             process.isAlive = process.isAlive || isAlive;
             process.files.push_back( name );
@@ -129,7 +150,7 @@ std::vector<LgTail::Process> LgTail::read() {
         }
     }
     std::vector<Process> sorted;
-    for( auto& [number, process] : processes ) {
+    for( auto& [key, process] : processes ) {
         std::stable_sort( process.lines.begin(), process.lines.end(),
                           []( const Line& left, const Line& right ) {
                               return left.timeStamp < right.timeStamp;

@@ -19,6 +19,8 @@ void remove( int file, const Name& name ) noexcept;
 std::vector<std::string> list();
 /// The whole file, and whether its process is alive. Empty for what is no file of this user.
 std::vector<char> read( const std::string& name, bool& isAlive );
+/// Removes what processes of this user that are gone have left, but for the newest.
+void removeOld() noexcept;
 /// Removes the file of a process that is gone. False if it can't.
 bool removeDead( const std::string& name );
 

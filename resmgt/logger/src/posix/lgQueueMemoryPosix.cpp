@@ -2,6 +2,7 @@
 
 #include <resmgt/logger/src/lgTailFile.h>
 
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -28,7 +29,11 @@ void* mapPrivate( std::size_t size ) {
 /// Null where it can't be had.
 void* mapFile( int file, std::size_t size ) noexcept {
     // All of it now: a full file system would end the process at a later store.
-    if( ::posix_fallocate( file, 0, static_cast<off_t>( size ) ) != 0 ) {
+    int error = EINTR;
+    while( error == EINTR ) {
+        error = ::posix_fallocate( file, 0, static_cast<off_t>( size ) );
+    }
+    if( error != 0 ) {
         return nullptr;
     }
     void* const memory =
@@ -49,6 +54,7 @@ LgQueueMemory::Place LgQueueMemory::create( const LgQueue::Sizes& sizes, bool is
     place.process = ::getpid();
     void* memory = nullptr;
     if( isKept ) {
+        [[maybe_unused]] static const bool isTidy = ( LgTailFile::removeOld(), true );
         place.file = LgTailFile::create( place.name );
         memory = place.file >= 0 ? mapFile( place.file, place.size ) : nullptr;
         if( memory == nullptr ) {

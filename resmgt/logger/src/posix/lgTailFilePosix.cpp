@@ -1,9 +1,13 @@
 #include <resmgt/logger/src/lgTailFile.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <exception>
+#include <map>
 #include <memory>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -22,6 +26,9 @@ constexpr mode_t OWNER_ONLY = 0600;
 constexpr int MAX_TRIES = 10000;
 // More than a queue takes.
 constexpr off_t MAX_SIZE = 16 * 1024 * 1024;
+
+// A killed process with a hundred threads leaves some seven megabytes.
+constexpr std::size_t MAX_NB_LEFT = 10;
 
 // Numbers the files of this process; relaxed, only different values count.
 constinit std::atomic<unsigned int> lastNumber{ 0 };
@@ -73,7 +80,55 @@ bool isLocked( int file ) noexcept {
     return ::fcntl( file, F_GETLK, &lock ) != 0 || lock.l_type != F_UNLCK;
 }
 
+/// What one process has left.
+struct Remains {
+    // Of the newest file; its later changes leave the time as it is.
+    timespec time{};
+    std::vector<std::string> files;
+
+    bool isNewerThan( const Remains& other ) const noexcept {
+        return std::pair( time.tv_sec, time.tv_nsec ) >
+               std::pair( other.time.tv_sec, other.time.tv_nsec );
+    }
+};
+
+std::vector<Remains> findRemains() {
+    std::map<std::string, Remains> processes;
+    for( const std::string& name : LgTailFile::list() ) {
+        off_t size = 0;
+        const Descriptor file( openOwn( name, size ) );
+        struct stat info {};
+        if( file.get() >= 0 && !isLocked( file.get() ) && ::fstat( file.get(), &info ) == 0 ) {
+            Remains& remains = processes[name.substr( 0, name.rfind( '.' ) )];
+            const Remains found{ info.st_mtim, {} };
+            remains.time = found.isNewerThan( remains ) ? found.time : remains.time;
+            remains.files.push_back( name );
+        }
+    }
+    std::vector<Remains> all;
+    for( auto& [process, remains] : processes ) {
+        all.push_back( std::move( remains ) );
+    }
+    return all;
+}
+
 } // namespace
+
+void LgTailFile::removeOld() noexcept {
+    try {
+        std::vector<Remains> remains = findRemains();
+        std::sort( remains.begin(), remains.end(), []( const Remains& left, const Remains& right ) {
+            return left.isNewerThan( right );
+        } );
+        for( std::size_t i = MAX_NB_LEFT; i < remains.size(); ++i ) {
+            for( const std::string& name : remains[i].files ) {
+                removeDead( name );
+            }
+        }
+    } catch( const std::exception& ) {
+        // Without memory just now; the next process will do.
+    }
+}
 
 int LgTailFile::create( Name& name ) noexcept {
     for( int i = 0; i < MAX_TRIES; ++i ) {
