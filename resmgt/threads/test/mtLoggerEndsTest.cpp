@@ -42,6 +42,7 @@ constexpr double FLUSH_SECONDS = 60.0;
 
 /// What the process that ends has done, in a file that outlives it.
 struct Record {
+    std::atomic<long> process;
     /// Statements that are over, per thread.
     std::array<std::atomic<int>, NB_THREADS> nbLogged;
     /// Those that were over when the process set out to end.
@@ -114,9 +115,9 @@ void readLog( const std::filesystem::path& path, Stories& stories ) {
     }
 }
 
-void takeTail( Stories& stories ) {
+void takeTail( long number, Stories& stories ) {
     for( const LgTail::Process& process : LgTail::read() ) {
-        if( process.isAlive ) {
+        if( process.isAlive || process.number != static_cast<std::uint64_t>( number ) ) {
             continue;
         }
         for( const LgTail::Line& line : process.lines ) {
@@ -181,6 +182,7 @@ void logForEver( std::size_t index, bool isFlood, Record& record ) {
 void logUntil( const End& end ) {
     const std::string log = WideStringUtil::narrowMB( LgLog::getLevelFile( LgTypes::Warning ) );
     Record& record = Record::map( log + ".record" );
+    record.process.store( ::getpid() );
     for( std::size_t i = 0; i < NB_THREADS; ++i ) {
         OPtr<MtThread> thread =
             makeThread( [&, i]( MtThread& ) { logForEver( i, end.isFlood, record ); },
@@ -237,7 +239,7 @@ TEST( MtLoggerDeathTest, TheLogHasEachThreadsLinesUpToTheBoundHoweverTheProcessE
             Stories stories;
             readLog( log, stories );
             if( end.hasTail ) {
-                takeTail( stories );
+                takeTail( record.process, stories );
             }
             for( std::size_t i = 0; i < NB_THREADS; ++i ) {
                 SCOPED_TRACE( i );

@@ -2,7 +2,6 @@
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgQueue.h>
 #include <resmgt/logger/lgRegistry.h>
-#include <resmgt/logger/lgTail.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/threads/mtExternalThread.h>
 #include <resmgt/threads/mtLogger.h>
@@ -265,10 +264,10 @@ TEST_F( MtLoggerEndTest, AReaderThatDoesNotEndIsLeftAndAForkedChildWaitsForNothi
         do {
             QV_LOG( Threads, Warning, text );
         } while( LgLog::flush( 0.5 ) );
-        TestThread ending( MtLogger::end );
-        ending.waitUntilBlocked();
         TestThread forking( [] {
             std::optional<MtExternalThreadGuard> guard( std::in_place, "forking" );
+            TestThread ending( MtLogger::end );
+            ending.waitUntilBlocked();
             const pid_t child = ::fork();
             if( child == 0 ) {
                 ::alarm( static_cast<unsigned int>( 3 * testSlowdown() ) );
@@ -283,7 +282,6 @@ TEST_F( MtLoggerEndTest, AReaderThatDoesNotEndIsLeftAndAForkedChildWaitsForNothi
             EXPECT_EQ( status, 0 );
         } );
         forking.join();
-        ending.join();
         MtLogger::start();
         EXPECT_FALSE( LgLog::isLoggerActive() );
         drainLevelFile();
@@ -297,35 +295,6 @@ TEST_F( MtLoggerEndTest, AReaderThatDoesNotEndIsLeftAndAForkedChildWaitsForNothi
     };
     EXPECT_EXIT( stall(), ::testing::ExitedWithCode( 0 ), "" );
     ::close( pipe );
-}
-
-TEST_F( MtLoggerEndTest, WhatAKilledProcessHadNotWrittenIsInItsTail ) {
-    const ScopedEnvironment tail( "QV_LOG_TAIL", "1" );
-    for( const int signal : { SIGKILL, SIGSEGV } ) {
-        std::filesystem::remove( _file );
-        EXPECT_EXIT(
-            {
-                logLines( NB_LINES );
-                ::raise( signal );
-            },
-            ::testing::KilledBySignal( signal ), "" );
-        std::vector<int> numbers = readLines( _file );
-        for( const LgTail::Process& process : LgTail::read() ) {
-            if( process.isAlive ) {
-                continue;
-            }
-            for( const LgTail::Line& line : process.lines ) {
-                for( const int number : findLines( line.text ) ) {
-                    // A line that was being written stands in both.
-                    if( numbers.empty() || number != numbers.back() ) {
-                        numbers.push_back( number );
-                    }
-                }
-            }
-            EXPECT_TRUE( LgTail::remove( process ) );
-        }
-        EXPECT_EQ( numbers, firstNumbers( NB_LINES ) );
-    }
 }
 
 } // namespace Qv
