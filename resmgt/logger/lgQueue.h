@@ -31,7 +31,7 @@ struct LgQueueMemory;
 ///           the next statement wait for pages. With QV_LOG_TAIL it outlives the process (LgTail).
 /// Lifetime: the owner calls `creatorExit` as its last; whoever reads destroys. An unread entry is
 ///           counted then, see `getNbUnread`.
-/// Forks:    a child must not use its parent's queues; it may end and destroy them.
+/// Forks:    a child must not use its parent's queues; it may destroy them.
 class QV_RESMGT_API LgQueue : public LgStream {
 public:
     class Entry;

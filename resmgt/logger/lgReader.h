@@ -35,6 +35,9 @@ public:
     bool flushEarliest();
     /// All, until `flushEarliest` answers false.
     void flushAll();
+    /// Whether a statement that isn't later than the crash was being written when the last
+    /// `flushEarliest` looked. The reader's.
+    bool isAwaitingStatement() const noexcept;
 
 private:
     void updateQueues();

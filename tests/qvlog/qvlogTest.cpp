@@ -9,8 +9,10 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -161,6 +163,9 @@ TEST_F( QvlogTest, WhatIsNoQueueOrATornOneDoesNoHarm ) {
     const std::filesystem::path path = "/dev/shm/" + *file;
     std::ifstream input( path, std::ios::binary );
     const std::string bytes( std::istreambuf_iterator<char>( input ), {} );
+    // The sizes of the two rings, where the reach of all else comes from.
+    const std::size_t sizes = bytes.find( std::string( "\0\x80\0\0\0\4\0\0", 8 ) );
+    ASSERT_NE( sizes, std::string::npos );
     std::mt19937_64 random( testSeed() );
     const auto write = [&]( const std::string& text ) {
         std::ofstream( path, std::ios::binary | std::ios::trunc ) << text;
@@ -171,6 +176,10 @@ TEST_F( QvlogTest, WhatIsNoQueueOrATornOneDoesNoHarm ) {
         const std::size_t reach = random() % 4 != 0 ? 512 : torn.size();
         for( std::size_t nb = random() % 20; nb > 0; --nb ) {
             torn[random() % reach] = static_cast<char>( random() % 3 == 0 ? random() : 0 );
+        }
+        if( random() % 4 == 0 ) {
+            const std::uint32_t size = 1U << random() % 32;
+            std::memcpy( &torn[sizes + 4 * ( random() % 2 )], &size, sizeof( size ) );
         }
         if( random() % 4 == 0 ) {
             torn.resize( random() % torn.size() );

@@ -208,10 +208,6 @@ void LgQueue::waitForSpace( int nbCharacters ) {
 }
 
 void LgQueue::creatorExit() noexcept {
-    // A child has no memory where the queue outlives its process.
-    if( !LgQueueMemory::isOfThisProcess( _home->place ) ) {
-        return;
-    }
     _memory->owner.isAlive.store( false, RELEASE );
 }
 

@@ -116,6 +116,11 @@ void LgReader::flushAll() {
     while( flushEarliest() ) {}
 }
 
+bool LgReader::isAwaitingStatement() const noexcept {
+    const std::uint64_t crashTime = _crashTime.load( std::memory_order_relaxed );
+    return _earliestWritten != NONE && ( crashTime == 0 || _earliestWritten <= crashTime );
+}
+
 /// Of the queues that aren't empty. Those before the first such one whose owners have ended are
 /// destroyed on the way.
 LgQueue* LgReader::findEarliest() {

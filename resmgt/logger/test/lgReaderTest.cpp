@@ -113,17 +113,23 @@ TEST_F( LgReaderTest, QueuesWhoseOwnersHaveEndedGoOnceTheyAreEmptyAndToldOf ) {
     EXPECT_THAT( getLines(), ElementsAre( "text", "Event overflow [1]" ) );
 }
 
-TEST_F( LgReaderTest, NothingLaterThanTheFirstCrashTimeIsRead ) {
+TEST_F( LgReaderTest, AllStampedUpToTheFirstCrashTimeIsReadAndNothingLater ) {
     LgQueue& first = addQueue( "first" );
     LgQueue& second = addQueue( "second" );
     log( first, "text before" );
+    ASSERT_TRUE( first.reserveEntry( LgTypes::Warning ) );
     _reader.setCrashTime();
     log( second, "text after" );
     _reader.setCrashTime();
-    log( first, "text later" );
     _reader.flushAll();
+    EXPECT_TRUE( _reader.isAwaitingStatement() );
+    first.getStream() << "text across" << endString;
+    first.addEntry();
+    ASSERT_TRUE( first.reserveEntry( LgTypes::Warning ) );
+    _reader.flushAll();
+    EXPECT_FALSE( _reader.isAwaitingStatement() );
     EXPECT_TRUE( _reader.eventsPending() );
-    EXPECT_THAT( getLines(), ElementsAre( "text before" ) );
+    EXPECT_THAT( getLines(), ElementsAre( "text before", "text across" ) );
 }
 
 TEST_F( LgReaderTest, EachStatementAndLossIsToldWhereverMemoryEnds ) {
@@ -143,8 +149,8 @@ TEST_F( LgReaderTest, EachStatementAndLossIsToldWhereverMemoryEnds ) {
             } catch( const std::bad_alloc& ) {
                 hasFailed = true;
             }
+            _reader.flushEarliest();
         }
-        _reader.flushAll();
         const LgLog::Counters after = LgLog::getCounters();
         ASSERT_EQ( after.written + after.lost - before.written - before.lost, 2 * SIZES.nbEntries )
             << nbSucceeding;

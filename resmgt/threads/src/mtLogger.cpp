@@ -68,6 +68,10 @@ constexpr float IDLE_STEP_SECONDS = 0.016F;
 constexpr int MAX_IDLE_STEPS = 20;
 // An output may have stalled for good.
 constexpr double MAX_END_SECONDS = 5.0;
+// For a statement that is being written at the reader's end; its thread may be the one that has
+// crashed.
+constexpr int MAX_END_STEPS = 100;
+constexpr double END_STEP_SECONDS = 0.001;
 // Of passes in a row, before the reader gives the processor up, or gives up.
 constexpr int MAX_FAILURES = 100;
 
@@ -431,6 +435,10 @@ void MtLogger::readerLoop() {
 void MtLogger::readerFlush() {
     State& state = getState();
     flushPublished( *state.threadReader );
+    for( int i = 0; state.threadReader->isAwaitingStatement() && i < MAX_END_STEPS; ++i ) {
+        Sleeper::getInstance().sleep( END_STEP_SECONDS );
+        flushPublished( *state.threadReader );
+    }
     if( LgQueue* const queue = threadQueue.queue ) {
         LgLog::getRegistry()->deregisterQueue( queue );
         QV_ASSERT_TEXT( state.loggerThreadQueue == nullptr, "loggerThreadQueue == 0" );
