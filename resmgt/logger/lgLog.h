@@ -135,7 +135,7 @@ public:
     static void noteQueueLevel( std::size_t nbEntries ) noexcept;
     /// Whether a thread waits in `flush`, so that the reader mustn't sleep long.
     static bool isFlushWanted() noexcept {
-        return _nbFlushing.load( std::memory_order_relaxed ) > 0;
+        return _flushWanted.load( std::memory_order_relaxed ) != 0;
     }
 
     /// Waits until all that any thread published before the call has been handed to the output, and
@@ -213,6 +213,8 @@ private:
         _options[option].store( value, std::memory_order_relaxed );
     }
     static LgQueue* getDefaultQueue();
+    /// Those who wait for stamps before this one go on.
+    static void endFlushes( std::uint64_t timeStamp ) noexcept;
 
     // Relaxed: an option orders nothing.
     static std::array<std::atomic<bool>, NB_OPTIONS> _options;
@@ -222,8 +224,9 @@ private:
     static std::atomic<bool> _loggerActive;
     static std::atomic<QueueFunction> _queueFunction;
     static std::atomic<LgRegistry*> _registry;
-    // Written by the threads in `flush`; a hint for the reader.
-    static std::atomic<int> _nbFlushing;
+    // The stamp up to which threads in `flush` wait for the reader; 0 for none. Stored under their
+    // lock.
+    static std::atomic<std::uint64_t> _flushWanted;
     static std::uint64_t _start;
     static InitDefaultsType _initDefaults;
 };

@@ -19,6 +19,7 @@
 #include <condition_variable>
 #include <exception>
 #include <iomanip>
+#include <limits>
 #include <mutex>
 #include <ostream>
 #include <sstream>
@@ -114,7 +115,7 @@ Flushing& getFlushing() {
     return flushing;
 }
 
-// Stored by the reader; in one order with LgLog::_nbFlushing: either the reader sees the waiter, or
+// Stored by the reader; in one order with LgLog::_flushWanted: either the reader sees the waiter, or
 // the waiter sees the stamp.
 constinit std::atomic<std::uint64_t> handledStamp = 0;
 
@@ -220,7 +221,7 @@ constinit std::atomic<bool> LgLog::_initialized = false;
 constinit std::atomic<bool> LgLog::_loggerActive = false;
 constinit std::atomic<LgLog::QueueFunction> LgLog::_queueFunction = LgLog::getDefaultQueue;
 constinit std::atomic<LgRegistry*> LgLog::_registry = nullptr;
-constinit std::atomic<int> LgLog::_nbFlushing = 0;
+constinit std::atomic<std::uint64_t> LgLog::_flushWanted = 0;
 constinit std::uint64_t LgLog::_start = 0;
 constinit LgLog::InitDefaultsType LgLog::_initDefaults = LgLog::ECHO_BY_DEFAULT;
 
@@ -365,12 +366,21 @@ void LgLog::maintain() noexcept {
 
 void LgLog::noteHandled( std::uint64_t timeStamp ) noexcept {
     handledStamp.store( timeStamp, std::memory_order_seq_cst );
-    if( _nbFlushing.load( std::memory_order_seq_cst ) > 0 ) {
-        Flushing& flushing = getFlushing();
-        // A waiter between its look and its sleep has the lock.
-        const std::lock_guard guard( flushing.lock );
-        flushing.isHandled.notify_all();
+    // Not with each line, lest those who wait don't get the lock.
+    const std::uint64_t wanted = _flushWanted.load( std::memory_order_seq_cst );
+    if( wanted != 0 && timeStamp > wanted ) {
+        endFlushes( timeStamp );
     }
+}
+
+void LgLog::endFlushes( std::uint64_t timeStamp ) noexcept {
+    Flushing& flushing = getFlushing();
+    // A waiter between its look and its sleep has the lock.
+    const std::lock_guard guard( flushing.lock );
+    if( _flushWanted.load( std::memory_order_relaxed ) < timeStamp ) {
+        _flushWanted.store( 0, std::memory_order_relaxed );
+    }
+    flushing.isHandled.notify_all();
 }
 
 void LgLog::noteQueueLevel( std::size_t nbEntries ) noexcept {
@@ -390,15 +400,14 @@ bool LgLog::flush( double seconds ) {
     // 0 also for what is no number.
     const double limit = std::min( std::max( 0.0, seconds ), MAX_FLUSH_SECONDS );
     Flushing& flushing = getFlushing();
-    _nbFlushing.fetch_add( 1, std::memory_order_seq_cst );
+    std::unique_lock guard( flushing.lock );
     // Behind a full barrier: what was published before is seen by whoever takes a later stamp.
     std::atomic_thread_fence( std::memory_order_seq_cst );
     const std::uint64_t wanted = HwCounter::timeStamp();
     const auto isHandled = [&] { return handledStamp.load( std::memory_order_seq_cst ) > wanted; };
-    std::unique_lock guard( flushing.lock );
+    _flushWanted.store( wanted, std::memory_order_seq_cst );
     flushing.isHandled.wait_for( guard, std::chrono::duration<double>( limit ),
                                  [&] { return isHandled() || !isLoggerActive(); } );
-    _nbFlushing.fetch_sub( 1, std::memory_order_relaxed );
     return isHandled();
 }
 
@@ -426,8 +435,8 @@ bool LgLog::isInactiveOutputAllowed( LgTypes::Level level ) {
 
 void LgLog::setLoggerActivation( bool isActive ) noexcept {
     _loggerActive.store( isActive, std::memory_order_release );
-    if( !isActive && _nbFlushing.load( std::memory_order_seq_cst ) > 0 && !LgFork::isChild() ) {
-        noteHandled( handledStamp.load( std::memory_order_relaxed ) );
+    if( !isActive && !LgFork::isChild() ) {
+        endFlushes( std::numeric_limits<std::uint64_t>::max() );
     }
 }
 

@@ -33,6 +33,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <thread>
 #include <utility>
 
 namespace Qv {
@@ -421,6 +422,9 @@ void MtLogger::readerLoop() {
     while( running.load( std::memory_order_relaxed ) ) {
         if( flushPublished( reader ) ) {
             nbIdle = 0;
+        } else if( LgLog::isFlushWanted() ) {
+            // For a statement that another thread is just writing.
+            std::this_thread::yield();
         }
         LgLog::maintain();
         if( !LgLog::getBlockingTrace() ) {
