@@ -395,6 +395,9 @@ void MtLogger::haltAndFlushOnCrash() noexcept {
         return;
     }
     state.reader->setCrashTime();
+    // Those who are woken go on without room. One of them may hold what the priorities need.
+    LgLog::setBlockingTrace( false );
+    MtQueueObserver::allowWaits( false );
     MtThread& thread = *state.thread;
     std::unique_ptr<PriorityRelation> priority = std::move( state.priority );
     attempt( [&] {
@@ -402,9 +405,6 @@ void MtLogger::haltAndFlushOnCrash() noexcept {
         priority = makePriority( thread, RtPriorities::getInstance().getInterruptPriority() );
     } );
     state.priority = std::move( priority );
-    // Those who are woken go on without room.
-    LgLog::setBlockingTrace( false );
-    MtQueueObserver::allowWaits( false );
     endReaderThread( thread );
     LgLog::setLoggerActivation( false );
 }

@@ -5,6 +5,7 @@
 #include <resmgt/threads/priority.h>
 #include <resmgt/threads/priorityRelation.h>
 #include <resmgt/threads/priorityUpdate.h>
+#include <resmgt/threads/src/mtThreadTrace.h>
 #include <resmgt/threads/src/posix/mtThreadNamePosix.h>
 #include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
@@ -25,6 +26,8 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include <pthread.h>
 #include <sys/wait.h>
@@ -355,6 +358,35 @@ TEST( MtThreadTest, ADyingThreadStillTracesAndKnowsItself ) {
     EXPECT_THAT( testing::internal::GetCapturedStderr(), HasSubstr( "the last words" ) );
     EXPECT_EQ( seen, thread.get() );
     lateData = RCShdPtr<LkThreadOpaqueData>();
+}
+
+TEST( MtThreadTest, TheTraceLevelShowsPrioritiesTheStartTheEndAndTheException ) {
+    const struct {
+        TestProtocol::Step body;
+        std::vector<const char*> endings;
+    } cases[] = {
+        { nullptr, { "Ending: traced prio " } },
+        { []( MtThread& ) { throw std::runtime_error( "broken" ); },
+          { "MtThreadWindows: caught an exception:", "broken", "Call stack: " } },
+    };
+    for( const auto& c : cases ) {
+        captureTrace();
+        MtThreadTrace::getLevel().setEnabled( true );
+        const OPtr<MtThread> thread = makeThread( c.body, "traced" );
+        thread->start();
+        raisedBy<ExBase>( [&] { thread->join(); } );
+        MtThreadTrace::getLevel().setEnabled( false );
+        const std::string text = takeTrace();
+        std::vector<const char*> parts = { "Setting priority of thread traced to NT priority enum ",
+                                           "Old NT priority: ", "New NT priority: ",
+                                           "Scheduled priority: ", "Starting: traced prio " };
+        parts.insert( parts.end(), c.endings.begin(), c.endings.end() );
+        std::size_t place = 0;
+        for( const char* const part : parts ) {
+            place = text.find( part, place );
+            ASSERT_NE( place, std::string::npos ) << part << " in " << text;
+        }
+    }
 }
 
 TEST( MtThreadTest, AnExceptionWithoutMemoryIsReplacedAndNoneIsLostInAJoin ) {
