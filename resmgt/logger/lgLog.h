@@ -129,6 +129,9 @@ public:
     /// What the reader does between lines: at most once a second it looks at the control file, at
     /// files whose names lead elsewhere, and tries again what failed. Cheap in between.
     static void maintain() noexcept;
+    /// For the reader, which looks at the queues next: the stamp of that look. It sees all that was
+    /// published ahead of a `flush` with a lower stamp.
+    static std::uint64_t beginLook() noexcept;
     /// For the reader: everything stamped up to `timeStamp` has been handed to the output.
     static void noteHandled( std::uint64_t timeStamp ) noexcept;
     /// For the reader: a queue held so many entries.

@@ -364,6 +364,14 @@ void LgLog::maintain() noexcept {
     }
 }
 
+std::uint64_t LgLog::beginLook() noexcept {
+    const std::uint64_t stamp = HwCounter::timeStamp();
+    // Either this comes after a flush's own, and sees what that one saw, or that one's stamp is
+    // later.
+    _flushWanted.fetch_add( 0, std::memory_order_acq_rel );
+    return stamp;
+}
+
 void LgLog::noteHandled( std::uint64_t timeStamp ) noexcept {
     handledStamp.store( timeStamp, std::memory_order_seq_cst );
     // Not with each line, lest those who wait don't get the lock.
@@ -401,8 +409,8 @@ bool LgLog::flush( double seconds ) {
     const double limit = std::min( std::max( 0.0, seconds ), MAX_FLUSH_SECONDS );
     Flushing& flushing = getFlushing();
     std::unique_lock guard( flushing.lock );
-    // Behind a full barrier: what was published before is seen by whoever takes a later stamp.
-    std::atomic_thread_fence( std::memory_order_seq_cst );
+    // See beginLook.
+    _flushWanted.fetch_add( 0, std::memory_order_acq_rel );
     const std::uint64_t wanted = HwCounter::timeStamp();
     const auto isHandled = [&] { return handledStamp.load( std::memory_order_seq_cst ) > wanted; };
     _flushWanted.store( wanted, std::memory_order_seq_cst );

@@ -89,9 +89,7 @@ bool LgReader::eventsPending() {
 
 bool LgReader::flushEarliest() {
     updateQueues();
-    const std::uint64_t passStart = HwCounter::timeStamp();
-    // The queues are looked at after the stamp is taken, never ahead.
-    std::atomic_thread_fence( std::memory_order_seq_cst );
+    const std::uint64_t passStart = LgLog::beginLook();
     LgQueue* const earliest = findEarliest();
     const std::uint64_t stamp = earliest != nullptr ? earliest->readEntry().getTimeStamp() : NONE;
     const std::uint64_t handled = std::min( { passStart, stamp - 1, _earliestWritten - 1 } );

@@ -61,8 +61,7 @@ bool MtQueueObserver::hasSpace( const LgQueue& queue, unsigned int nbCharacters 
 }
 
 void MtQueueObserver::entryRemoved( LgQueue& queue ) noexcept {
-    std::atomic_thread_fence( std::memory_order_seq_cst );
-    if( _needed.load( std::memory_order_relaxed ) == 0 ) {
+    if( _needed.fetch_add( 0, std::memory_order_acq_rel ) == 0 ) {
         return;
     }
     try {
@@ -99,8 +98,7 @@ bool MtQueueObserver::prepareWait( const LgQueue& queue, unsigned int nbCharacte
     if( _sema == nullptr ) {
         _sema = std::make_unique<LkUnnamedSema>( "Queue_Lock", 0, LkSemaTypes::NOT_SHARED );
     }
-    _needed.store( std::max( nbCharacters, 1U ), std::memory_order_relaxed );
-    std::atomic_thread_fence( std::memory_order_seq_cst );
+    _needed.exchange( std::max( nbCharacters, 1U ), std::memory_order_acq_rel );
     if( hasSpace( queue, nbCharacters ) ) {
         _needed.store( 0, std::memory_order_relaxed );
         return false;

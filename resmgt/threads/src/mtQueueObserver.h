@@ -12,8 +12,8 @@ namespace Qv {
 /// Lets a queue's owner wait for room.
 ///
 /// The owner stores what it needs, and only then looks for room a last time; the reader makes room,
-/// and only then looks for what is needed. A full barrier stands between the two steps of either,
-/// so that one of them sees the other.
+/// and only then looks for what is needed. Both exchange `_needed`: whoever comes second sees what
+/// the first did before.
 ///
 /// Locks: the list of those who wait, then "Queue_Observer_Lock".
 class MtQueueObserver final : public LgQueue::Observer {
