@@ -29,6 +29,8 @@ class LgRegistry;
 ///           to standard error, without a lock, a file or the event log.
 /// Errors:   writing a line never raises. A failed write is reported once on standard error and
 ///           tried again each second; the lines lost meanwhile are counted in the file afterwards.
+/// Stalls:   a line waits 5 seconds at most for the one that another thread writes, and not at all
+///           once somebody has waited in vain. It is lost then, and counted.
 /// Lifetime: all that statements need outlives the static destructors.
 class QV_RESMGT_API LgLog {
 public:
@@ -89,7 +91,7 @@ public:
     /// Reads the environment, chooses and cleans the log directory, opens the files.
     /// Errors: LgEx::InvalidLevelString, and an assertion, for a malformed QV_LOG_GROUPS. After a
     ///         failure all is as before. A directory that can't be had, or a file that can't be
-    ///         opened, is no failure.
+    ///         opened, is no failure; the one is traced, the other reported on standard error.
     static void init();
     /// Writes the last lines. The files stay open for those who still log, until the next `init`.
     static void destroy();
