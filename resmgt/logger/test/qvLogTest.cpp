@@ -154,31 +154,35 @@ TEST_F( QvLogTest, PiecesThatDontFitAreMarkedEachByItself ) {
 }
 
 TEST_F( QvLogTest, TheLimitedFormsCountWhatTheyLeaveOut ) {
+    // A place keeps its limit when the test is repeated; six statements leave it at its turn.
+    static bool isRepeated = false;
     const std::uint64_t untold = LgLimit::getNbUntold();
-    for( int i = 0; i < 7; ++i ) {
+    std::vector<std::string> expected;
+    for( int i = 0; i < 6; ++i ) {
         QV_LOG_ONCE( Stage, Warning, "once ", i );
         QV_LOG_EVERY( Stage, Warning, 3, "third ", i );
         QV_LOG_EVERY( Stage, Warning, 0, "all ", i );
         QV_LOG_EVERY( Stage, Tracing, 3, "closed ", i );
         QV_LOG_PER_SECOND( Stage, Warning, 0, "none ", i );
-    }
-    std::vector<std::string> expected{ line( "once 0" ) };
-    for( int i = 0; i < 7; ++i ) {
+        if( i == 0 && !isRepeated ) {
+            expected.push_back( line( "once 0" ) );
+        }
         if( i % 3 == 0 ) {
-            expected.push_back(
-                line( "third " + std::to_string( i ) + ( i != 0 ? " (left out: 2)" : "" ) ) );
+            expected.push_back( line( "third " + std::to_string( i ) +
+                                      ( i != 0 || isRepeated ? " (left out: 2)" : "" ) ) );
         }
         expected.push_back( line( "all " + std::to_string( i ) ) );
     }
     EXPECT_EQ( takeLines(), expected );
-    EXPECT_EQ( LgLimit::getNbUntold() - untold, 6U + 7U );
+    EXPECT_EQ( LgLimit::getNbUntold() - untold, isRepeated ? 6U + 6U : 5U + 2U + 6U );
+    isRepeated = true;
 }
 
 TEST_F( QvLogTest, WhatALostLineShouldHaveCountedTheNextOneCounts ) {
-    const std::uint64_t untold = LgLimit::getNbUntold();
     _lines.emplace( LgQueue::Sizes{ 256, 8 } );
     const auto logEverySecond = [] { QV_LOG_EVERY( Stage, Warning, 2, "x" ); };
     logEverySecond();
+    const std::uint64_t untold = LgLimit::getNbUntold();
     logEverySecond();
     while( !getQueue().isFull() ) {
         QV_LOG( Stage, Warning, "y" );
@@ -190,6 +194,7 @@ TEST_F( QvLogTest, WhatALostLineShouldHaveCountedTheNextOneCounts ) {
     logEverySecond();
     EXPECT_THAT( takeLines(), ElementsAre( line( "x (left out: 2)" ) ) );
     EXPECT_EQ( LgLimit::getNbUntold(), untold );
+    logEverySecond();
 }
 
 TEST_F( QvLogTest, ThreadsThatShareALimitPassAndLeaveOutExactlyAllOfTheirStatements ) {
