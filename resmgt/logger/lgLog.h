@@ -61,6 +61,8 @@ public:
         unsigned long threadId = 0;
         /// Above 0: the line stands for so many lost statements.
         std::uint64_t lostStatements = 0;
+        /// When it is printed, in ticks; 0 for now. A reader of many lines takes it once for each.
+        std::uint64_t printStamp = 0;
     };
 
     /// Since the process began.
@@ -125,20 +127,24 @@ public:
     /// left as it was.
     static void printPrefix( std::ostream& stream, unsigned long long timeStamp,
                              LgTypes::Level level, const char* threadName, unsigned long threadId );
+    /// The same at the end of `text`.
+    static void appendPrefix( std::string& text, const EntryInfo& info );
     /// Where each level goes, and the options.
     static void dump( std::ostream& stream );
 
     /// What the reader does between lines: at most once a second it looks at the control file, at
     /// files whose names lead elsewhere, and tries again what failed. Cheap in between.
     static void maintain() noexcept;
-    /// For the reader, which looks at the queues next: the stamp of that look. It sees all that was
-    /// published ahead of a `flush` with a lower stamp.
+    /// For the reader, while a flush is wanted, which looks at the queues next: the stamp of that
+    /// look. It sees all that was published ahead of a `flush` with a lower stamp.
     static std::uint64_t beginLook() noexcept;
-    /// For the reader: everything stamped up to `timeStamp` has been handed to the output.
+    /// For the reader after such a look: everything stamped up to `timeStamp` has been handed to
+    /// the output.
     static void noteHandled( std::uint64_t timeStamp ) noexcept;
     /// For the reader: a queue held so many entries.
     static void noteQueueLevel( std::size_t nbEntries ) noexcept;
-    /// Whether a thread waits in `flush`, so that the reader mustn't sleep long.
+    /// Whether a thread waits in `flush`, so that the reader mustn't sleep long, and notes what it
+    /// has handled. A waiter that one pass doesn't see, the next one does.
     static bool isFlushWanted() noexcept {
         return _flushWanted.load( std::memory_order_relaxed ) != 0;
     }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <base/containers/list.h>
 #include <resmgt/resmgtApi.h>
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace Qv {
@@ -40,20 +40,31 @@ public:
     bool isAwaitingStatement() const noexcept;
 
 private:
-    void updateQueues();
-    LgQueue* findEarliest();
+    /// A queue, and the stamp of its first entry, which stays the first until it is removed; NONE
+    /// for a queue that was empty at the last look.
+    struct Source {
+        LgQueue* queue;
+        std::uint64_t firstStamp;
+    };
+
+    void updateSources();
+    Source* findEarliest();
+    bool lookAt( Source& source );
     void destroyQueue( LgQueue& queue );
-    void flushQueue( LgQueue& queue );
+    void flushQueue( Source& source, std::uint64_t now );
+    void outputText( Source& source, std::uint64_t now );
     void flushMissed( LgQueue& queue );
 
     // 0 without a crash. Written once, by the thread that crashes; relaxed, since the reader is
     // joined afterwards, and what it does meanwhile may go either way.
     std::atomic<std::uint64_t> _crashTime{ 0 };
     // A copy of the list of the registry with that version.
-    std::vector<LgQueue*> _queues;
+    std::vector<Source> _sources;
     unsigned long long _version = 0;
-    // The earliest stamp of a statement that was being written when the pass began.
+    // Of the statements that were being written during the last pass, in queues that were empty.
     std::uint64_t _earliestWritten = 0;
+    // Those of the line at work.
+    std::string _prefix;
     std::vector<char> _text;
 };
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -59,8 +60,15 @@ public:
     LgStream& operator<<( float value ) noexcept;
     LgStream& operator<<( double value ) noexcept;
     LgStream& operator<<( long double value ) noexcept;
-    LgStream& operator<<( char* value ) noexcept;
-    LgStream& operator<<( const char* value ) noexcept;
+    LgStream& operator<<( char* value ) noexcept {
+        return *this << static_cast<const char*>( value );
+    }
+    LgStream& operator<<( const char* value ) noexcept {
+        const char* const text = value != nullptr ? value : "(null)";
+        // Inline, since the length of a literal is known here.
+        write( text, std::strlen( text ) );
+        return *this;
+    }
     LgStream& operator<<( const std::string& value ) noexcept;
     LgStream& operator<<( std::string_view value ) noexcept;
     /// As "%p".
@@ -113,11 +121,13 @@ private:
     struct Memory;
 
     bool makeRoom( std::uint32_t& end, std::uint32_t needed, std::uint32_t& free ) noexcept;
-    void write( const char* text, std::size_t length ) noexcept;
+    void write( const char* text, std::size_t length, bool hasNul = false ) noexcept;
+    void writeBytes( const char* bytes, std::size_t length ) noexcept;
     template <class T>
     LgStream& writeInteger( T value ) noexcept;
     void noteOverflow() noexcept;
     void put( std::uint32_t place, const char* text, std::uint32_t length ) noexcept;
+    void replaceNuls( std::uint32_t place, std::uint32_t length ) noexcept;
     char& at( std::uint32_t place ) const noexcept { return _buffer[place & ( _bufSize - 1 )]; }
     void release( std::uint32_t place ) noexcept;
     std::uint32_t findEnd( std::uint32_t place ) const noexcept;

@@ -66,7 +66,10 @@ int workBeyondTheLimit() {
     denyCall( SYS_getrlimit, EPERM );
     errno = ENOENT;
     const SizeSignalGuard guard;
-    return status + ( errno == ENOENT ? 0 : 16 ) + writeBeyondTheLimit( file );
+    status += ( errno == ENOENT ? 0 : 16 ) + writeBeyondTheLimit( file );
+    // A call of the system would show as a refusal that isn't looked at; the signal stays blocked.
+    SizeSignalGuard::keepBlocked();
+    return status + writeBeyondTheLimit( file ) + ( isPending() ? 0 : 32 );
 }
 
 } // namespace

@@ -115,8 +115,8 @@ Flushing& getFlushing() {
     return flushing;
 }
 
-// Stored by the reader; in one order with LgLog::_flushWanted: either the reader sees the waiter, or
-// the waiter sees the stamp.
+// Stored by the reader; in one order with LgLog::_flushWanted: either the reader sees the waiter,
+// or the waiter sees the stamp.
 constinit std::atomic<std::uint64_t> handledStamp = 0;
 
 /// A report of the logger itself, to the targets of its level. REQUIRES: the output's scope.
@@ -131,6 +131,15 @@ void writeReport( LgOutput& to, const std::string& text ) {
                   ( "[" + name + "] " + text + "\n" ).c_str() );
         count( nbWritten );
     }
+}
+
+std::uint64_t getPrintStamp( const LgLog::EntryInfo& info ) {
+    return info.printStamp != 0 ? info.printStamp : HwCounter::timeStamp();
+}
+
+/// On the scale of HwCounter::seconds().
+double toSeconds( std::uint64_t stamp ) {
+    return HwCounter::seconds( 0, stamp );
 }
 
 bool isMaintenanceDue( double now ) noexcept {
@@ -167,7 +176,7 @@ void outputLine( const LgLog::EntryInfo& info, const char* prefix, const char* m
     }
     info.lostStatements > 0 ? count( nbLost, info.lostStatements ) : count( nbWritten );
     to->write( info, prefix, message );
-    const double now = HwCounter::seconds();
+    const double now = toSeconds( getPrintStamp( info ) );
     if( isMaintenanceDue( now ) ) {
         maintainWithin( *to, now );
     }
@@ -306,27 +315,34 @@ void LgLog::printDirectly( LgTypes::Level level, const char* text ) noexcept {
 
 void LgLog::printPrefix( std::ostream& stream, unsigned long long timeStamp, LgTypes::Level level,
                          const char* threadName, unsigned long threadId ) {
-    const std::uint64_t now = HwCounter::timeStamp();
     std::string text;
-    if( isOption( TIME_STAMPS ) ) {
-        const std::uint64_t stamp = timeStamp != 0 ? timeStamp : now;
-        const bool isSinceStart = isInitialized() && stamp > _start;
-        text += LgPrefix::makeTimeStamp( isSinceStart ? stamp - _start : 0 );
-    }
-    if( isOption( TIME ) ) {
-        text += LgPrefix::makeTime( isInitialized() ? HwCounter::seconds( _start, now ) : 0.0 );
-    }
-    if( isOption( LOG_LEVELS ) ) {
-        text += "[" + LgPrefix::padRight( LgTypes::getLevelName( level ), 14 ) + "] ";
-    }
-    if( threadName != nullptr && isOption( THREAD_NAMES ) ) {
-        text += LgPrefix::padRight( threadName, 10 ) + " ";
-    }
-    if( threadName != nullptr && isOption( THREAD_IDS ) ) {
-        text += LgPrefix::makeThreadId( threadId );
-    }
+    appendPrefix( text, { level, timeStamp, threadName, threadId } );
     // Whatever width, fill and flags the stream has.
     stream.write( text.data(), static_cast<std::streamsize>( text.size() ) );
+}
+
+void LgLog::appendPrefix( std::string& text, const EntryInfo& info ) {
+    const std::uint64_t now = getPrintStamp( info );
+    if( isOption( TIME_STAMPS ) ) {
+        const std::uint64_t stamp = info.timeStamp != 0 ? info.timeStamp : now;
+        const bool isSinceStart = isInitialized() && stamp > _start;
+        LgPrefix::appendTimeStamp( text, isSinceStart ? stamp - _start : 0 );
+    }
+    if( isOption( TIME ) ) {
+        LgPrefix::appendTime( text, isInitialized() ? HwCounter::seconds( _start, now ) : 0.0 );
+    }
+    if( isOption( LOG_LEVELS ) ) {
+        text += '[';
+        LgPrefix::appendPadded( text, LgTypes::getLevelName( info.level ), 14 );
+        text += "] ";
+    }
+    if( info.threadName != nullptr && isOption( THREAD_NAMES ) ) {
+        LgPrefix::appendPadded( text, info.threadName, 10 );
+        text += ' ';
+    }
+    if( info.threadName != nullptr && isOption( THREAD_IDS ) ) {
+        LgPrefix::appendThreadId( text, info.threadId );
+    }
 }
 
 void LgLog::dump( std::ostream& stream ) {

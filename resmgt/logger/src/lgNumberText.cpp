@@ -19,7 +19,6 @@ __extension__ using Wide = unsigned __int128;
 
 constexpr int MANTISSA_BITS = 64;
 constexpr std::uint64_t DECIMALS = 1000000;
-constexpr int NB_DECIMALS = 6;
 // Enough for any number of 20 digits.
 constexpr std::size_t WORD_SIZE = 20;
 
@@ -96,8 +95,10 @@ std::uint64_t toMillionths( std::uint64_t mantissa, int bits ) noexcept {
 }
 
 std::size_t printDecimals( char* text, std::uint64_t millionths ) noexcept {
+    // A digit more, so that no zero is left out; it stands where the point belongs.
+    const std::size_t length = printDigits( text, DECIMALS + millionths );
     *text = '.';
-    return 1 + printPadded( text + 1, millionths, NB_DECIMALS );
+    return length;
 }
 
 /// `mantissa` shifted left by `shift`, or right where that is negative.

@@ -1,5 +1,6 @@
 #include <resmgt/logger/lgReader.h>
 
+#include <base/containers/list.h>
 #include <base/failure/assertions.h>
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgQueue.h>
@@ -11,7 +12,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <limits>
-#include <sstream>
 #include <string>
 
 namespace Qv {
@@ -20,31 +20,35 @@ namespace {
 
 constexpr std::uint64_t NONE = std::numeric_limits<std::uint64_t>::max();
 
+std::uint64_t getFirstStamp( const LgQueue& queue ) {
+    return queue.isEmpty() ? NONE : queue.readEntry().getTimeStamp();
+}
+
 /// Removes the first entry at the end of a scope, however its output went.
 class Removal {
 public:
-    explicit Removal( LgQueue& queue )
-        : _queue( queue ) {}
+    Removal( LgQueue& queue, std::uint64_t& firstStamp )
+        : _queue( queue )
+        , _firstStamp( firstStamp ) {}
     Removal( const Removal& ) = delete;
     Removal& operator=( const Removal& ) = delete;
-    ~Removal() { _queue.removeEntry(); }
+    ~Removal() {
+        _queue.removeEntry();
+        _firstStamp = getFirstStamp( _queue );
+    }
 
 private:
     LgQueue& _queue;
+    std::uint64_t& _firstStamp;
 };
-
-std::string makePrefix( const LgLog::EntryInfo& info ) {
-    std::ostringstream prefix;
-    LgLog::printPrefix( prefix, info.timeStamp, info.level, info.threadName, info.threadId );
-    return prefix.str();
-}
 
 /// Nothing fails between the moment when `takeCount` takes the losses and their line.
 template <class TakeCount>
 void outputOverflow( const LgQueue& queue, std::uint64_t timeStamp, const TakeCount& takeCount ) {
     LgLog::EntryInfo info{ LgTypes::Informational, timeStamp, queue.getThreadName(),
                            queue.getThreadId() };
-    std::string line = makePrefix( info );
+    std::string line;
+    LgLog::appendPrefix( line, info );
     std::array<char, 64> text{};
     line.reserve( line.size() + text.size() );
     info.lostStatements = takeCount();
@@ -66,47 +70,51 @@ void LgReader::setCrashTime() {
     _crashTime.compare_exchange_strong( none, HwCounter::timeStamp(), std::memory_order_relaxed );
 }
 
-void LgReader::updateQueues() {
+void LgReader::updateSources() {
     const LgRegistry* const registry = LgLog::getRegistry();
     const unsigned long long version = registry != nullptr ? registry->getVersion() : 0;
     if( version == _version ) {
         return;
     }
-    _queues.clear();
+    _sources.clear();
     if( registry != nullptr ) {
         // A change from now on gives another number, and another copy.
-        const List<LgQueue*> queues = registry->getQueueList();
-        _queues.assign( queues.begin(), queues.end() );
+        for( LgQueue* const queue : registry->getQueueList() ) {
+            _sources.push_back( { queue, NONE } );
+        }
     }
     _version = version;
 }
 
 bool LgReader::eventsPending() {
-    updateQueues();
-    return std::any_of( _queues.begin(), _queues.end(),
-                        []( const LgQueue* queue ) { return !queue->isEmpty(); } );
+    updateSources();
+    return std::any_of( _sources.begin(), _sources.end(),
+                        []( const Source& source ) { return !source.queue->isEmpty(); } );
 }
 
 bool LgReader::flushEarliest() {
-    updateQueues();
-    const std::uint64_t passStart = LgLog::beginLook();
-    LgQueue* const earliest = findEarliest();
-    const std::uint64_t stamp = earliest != nullptr ? earliest->readEntry().getTimeStamp() : NONE;
-    const std::uint64_t handled = std::min( { passStart, stamp - 1, _earliestWritten - 1 } );
+    updateSources();
+    const bool isFlushWanted = LgLog::isFlushWanted();
+    const std::uint64_t now = isFlushWanted ? LgLog::beginLook() : HwCounter::timeStamp();
+    Source* const earliest = findEarliest();
+    const std::uint64_t stamp = earliest != nullptr ? earliest->firstStamp : NONE;
     if( earliest == nullptr ) {
-        for( LgQueue* const queue : _queues ) {
-            flushMissed( *queue );
+        for( const Source& source : _sources ) {
+            flushMissed( *source.queue );
         }
-        // Who waits for this finds the losses counted, too.
-        LgLog::noteHandled( handled );
+    }
+    if( isFlushWanted ) {
+        // Who waits for this finds losses counted, too.
+        LgLog::noteHandled( std::min( { now, stamp - 1, _earliestWritten - 1 } ) );
+    }
+    if( earliest == nullptr ) {
         return false;
     }
-    LgLog::noteHandled( handled );
     const std::uint64_t crashTime = _crashTime.load( std::memory_order_relaxed );
     if( crashTime != 0 && stamp > crashTime ) {
         return false;
     }
-    flushQueue( *earliest );
+    flushQueue( *earliest, now );
     return true;
 }
 
@@ -121,34 +129,39 @@ bool LgReader::isAwaitingStatement() const noexcept {
 
 /// Of the queues that aren't empty. Those before the first such one whose owners have ended are
 /// destroyed on the way.
-LgQueue* LgReader::findEarliest() {
-    LgQueue* earliest = nullptr;
-    std::uint64_t earliestStamp = NONE;
+LgReader::Source* LgReader::findEarliest() {
+    Source* earliest = nullptr;
     _earliestWritten = NONE;
-    for( auto place = _queues.begin(); place != _queues.end(); ) {
-        LgQueue& queue = **place;
-        // Both before the entries: what its owner did before is seen then.
-        const bool isCreatorAlive = queue.isCreatorAlive();
-        const std::uint64_t written = queue.getStampBeingWritten();
-        if( !queue.isEmpty() ) {
-            const std::uint64_t stamp = queue.readEntry().getTimeStamp();
-            if( earliest == nullptr || stamp < earliestStamp ) {
-                earliest = &queue;
-                earliestStamp = stamp;
-            }
-        } else if( earliest == nullptr && !isCreatorAlive ) {
+    for( auto place = _sources.begin(); place != _sources.end(); ) {
+        Source& source = *place;
+        if( source.firstStamp == NONE && !lookAt( source ) && earliest == nullptr ) {
+            LgQueue& queue = *source.queue;
             // First, since its output may raise.
             flushMissed( queue );
-            place = _queues.erase( place );
+            place = _sources.erase( place );
             destroyQueue( queue );
             continue;
         }
-        if( written != LgQueue::NO_STATEMENT ) {
-            _earliestWritten = std::min( _earliestWritten, written );
+        if( source.firstStamp != NONE &&
+            ( earliest == nullptr || source.firstStamp < earliest->firstStamp ) ) {
+            earliest = &source;
         }
         ++place;
     }
     return earliest;
+}
+
+/// Looks whether a queue that was empty still is. False if it is, and its owner has ended.
+bool LgReader::lookAt( Source& source ) {
+    const LgQueue& queue = *source.queue;
+    // Both before the entries: what its owner did before is seen then.
+    const bool isCreatorAlive = queue.isCreatorAlive();
+    const std::uint64_t written = queue.getStampBeingWritten();
+    source.firstStamp = getFirstStamp( queue );
+    if( source.firstStamp == NONE && written != LgQueue::NO_STATEMENT ) {
+        _earliestWritten = std::min( _earliestWritten, written );
+    }
+    return isCreatorAlive || source.firstStamp != NONE;
 }
 
 void LgReader::destroyQueue( LgQueue& queue ) {
@@ -162,27 +175,39 @@ void LgReader::flushMissed( LgQueue& queue ) {
     }
 }
 
-/// An entry stays while there is no memory for its line.
-void LgReader::flushQueue( LgQueue& queue ) {
+void LgReader::flushQueue( Source& source, std::uint64_t now ) {
+    LgQueue& queue = *source.queue;
     QV_ASSERT( !queue.isEmpty() );
     LgLog::noteQueueLevel( queue.getNbEntries() );
     const LgQueue::Entry& entry = queue.readEntry();
     if( entry.isOverflowEntry() ) {
         outputOverflow( queue, entry.getTimeStamp(), [&] { return queue.takeOverflowCount(); } );
-        queue.removeEntry();
-        return;
+        const Removal removal( queue, source.firstStamp );
+    } else {
+        outputText( source, now );
     }
-    const LgLog::EntryInfo info{ entry.getLevel(), entry.getTimeStamp(), queue.getThreadName(),
-                                 queue.getThreadId() };
-    const std::string prefix = makePrefix( info );
+}
+
+/// The entry stays while there is no memory for its line.
+void LgReader::outputText( Source& source, std::uint64_t now ) {
+    LgQueue& queue = *source.queue;
+    const LgQueue::Entry& entry = queue.readEntry();
+    const LgLog::EntryInfo info{ entry.getLevel(),
+                                 entry.getTimeStamp(),
+                                 queue.getThreadName(),
+                                 queue.getThreadId(),
+                                 0,
+                                 now };
+    _prefix.clear();
+    LgLog::appendPrefix( _prefix, info );
     // With room for the end of the line.
     _text.resize( queue.getBufSize() + std::size_t{ 1 } );
-    const Removal removal( queue );
+    const Removal removal( queue, source.firstStamp );
     const std::size_t nextSize = queue.copyText( _text.data() );
     QV_ASSERT_TEXT( nextSize < queue.getBufSize(), "q->getStream().getNextSize() < BufSize" );
     _text[nextSize] = '\n';
     _text[nextSize + 1] = '\0';
-    LgLog::outputEntry( info, prefix.c_str(), _text.data() );
+    LgLog::outputEntry( info, _prefix.c_str(), _text.data() );
 }
 
 } // namespace Qv

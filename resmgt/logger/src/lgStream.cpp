@@ -54,7 +54,7 @@ LgStream::~LgStream() {
 }
 
 LgStream& LgStream::operator<<( char value ) noexcept {
-    write( &value, 1 );
+    writeBytes( &value, 1 );
     return *this;
 }
 
@@ -118,22 +118,12 @@ LgStream& LgStream::operator<<( long double value ) noexcept {
     return *this;
 }
 
-LgStream& LgStream::operator<<( char* value ) noexcept {
-    return *this << static_cast<const char*>( value );
-}
-
-LgStream& LgStream::operator<<( const char* value ) noexcept {
-    const char* const text = value != nullptr ? value : "(null)";
-    write( text, std::strlen( text ) );
-    return *this;
-}
-
 LgStream& LgStream::operator<<( const std::string& value ) noexcept {
     return *this << std::string_view( value );
 }
 
 LgStream& LgStream::operator<<( std::string_view value ) noexcept {
-    write( value.data(), value.size() );
+    writeBytes( value.data(), value.size() );
     return *this;
 }
 
@@ -181,7 +171,12 @@ bool LgStream::makeRoom( std::uint32_t& end, std::uint32_t needed, std::uint32_t
     return free > 0;
 }
 
-void LgStream::write( const char* text, std::size_t length ) noexcept {
+void LgStream::writeBytes( const char* bytes, std::size_t length ) noexcept {
+    // An empty view may be a null pointer.
+    write( bytes, length, length > 0 && std::memchr( bytes, '\0', length ) != nullptr );
+}
+
+void LgStream::write( const char* text, std::size_t length, bool hasNul ) noexcept {
     const auto needed =
         static_cast<std::uint32_t>( std::clamp<std::size_t>( length, 1, _bufSize ) );
     std::uint32_t end = 0;
@@ -201,6 +196,9 @@ void LgStream::write( const char* text, std::size_t length ) noexcept {
         at( end ) = '\0';
     } else {
         put( end, text, static_cast<std::uint32_t>( length ) );
+        if( hasNul ) {
+            replaceNuls( end, static_cast<std::uint32_t>( length ) );
+        }
         end += static_cast<std::uint32_t>( length );
     }
     _owner->end.store( end, std::memory_order_relaxed );
@@ -214,17 +212,21 @@ void LgStream::noteOverflow() noexcept {
 
 void LgStream::put( std::uint32_t place, const char* text, std::uint32_t length ) noexcept {
     if( length == 0 ) {
-        // An empty view may be a null pointer.
         return;
     }
-    const std::uint32_t first = std::min( length, _bufSize - ( place & ( _bufSize - 1 ) ) );
-    std::memcpy( &at( place ), text, first );
-    std::memcpy( _buffer, text + first, length - first );
-    if( std::memchr( text, '\0', length ) != nullptr ) {
-        for( std::uint32_t i = 0; i < length; ++i ) {
-            char& byte = at( place + i );
-            byte = byte == '\0' ? '?' : byte;
-        }
+    const std::uint32_t atEnd = _bufSize - ( place & ( _bufSize - 1 ) );
+    if( length <= atEnd ) {
+        std::memcpy( &at( place ), text, length );
+    } else {
+        std::memcpy( &at( place ), text, atEnd );
+        std::memcpy( _buffer, text + atEnd, length - atEnd );
+    }
+}
+
+void LgStream::replaceNuls( std::uint32_t place, std::uint32_t length ) noexcept {
+    for( std::uint32_t i = 0; i < length; ++i ) {
+        char& byte = at( place + i );
+        byte = byte == '\0' ? '?' : byte;
     }
 }
 

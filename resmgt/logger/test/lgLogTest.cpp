@@ -143,11 +143,16 @@ TEST( LgLogTest, FieldsOfALineKeepTheirForm ) {
                                          { 3599.999, "01:00:00.00 " },
                                          { 360000.0, "100:00:00.00 " },
                                          { -1.0, "00:00:00.00 " } } ) {
-        EXPECT_EQ( LgPrefix::makeTime( seconds ), text );
+        std::string line = "|";
+        LgPrefix::appendTime( line, seconds );
+        EXPECT_EQ( line, std::string( "|" ) + text );
     }
-    EXPECT_EQ( LgPrefix::makeTimeStamp( 0x200000003ULL ), "0000000002 0000000003 " );
-    EXPECT_EQ( LgPrefix::makeThreadId( 0x2a ), "(0x0000002a) " );
-    EXPECT_EQ( LgPrefix::padRight( "a longer name", 10 ), "a longer name" );
+    std::string line;
+    LgPrefix::appendTimeStamp( line, 0x200000003ULL );
+    LgPrefix::appendThreadId( line, 0x2a );
+    LgPrefix::appendPadded( line, "a longer name", 10 );
+    LgPrefix::appendPadded( line, "name", 6 );
+    EXPECT_EQ( line, "0000000002 0000000003 (0x0000002a) a longer namename  " );
 }
 
 TEST( LgLogTest, OptionsChooseTheFieldsAndTheStreamStaysAsItWas ) {

@@ -10,6 +10,8 @@ namespace Qv {
 
 namespace {
 
+constinit thread_local bool isKeptBlocked = false;
+
 sigset_t sizeSignal() noexcept {
     sigset_t signals;
     ::sigemptyset( &signals );
@@ -30,7 +32,7 @@ rlim_t getSizeLimit() noexcept {
 
 // No call here can fail with these arguments.
 SizeSignalGuard::SizeSignalGuard() noexcept {
-    _isLimited = getSizeLimit() != RLIM_INFINITY;
+    _isLimited = !isKeptBlocked && getSizeLimit() != RLIM_INFINITY;
     if( _isLimited ) {
         const sigset_t signal = sizeSignal();
         sigset_t present;
@@ -55,6 +57,10 @@ SizeSignalGuard::~SizeSignalGuard() {
         ::pthread_sigmask( SIG_UNBLOCK, &signal, nullptr );
     }
     errno = error;
+}
+
+void SizeSignalGuard::keepBlocked() noexcept {
+    isKeptBlocked = true;
 }
 
 } // namespace Qv

@@ -1,5 +1,7 @@
 #include <resmgt/threads/src/mtSignals.h>
 
+#include <base/files/sizeSignalGuardPosix.h>
+
 #include <csignal>
 
 namespace Qv {
@@ -8,6 +10,7 @@ void MtSignals::blockAll() noexcept {
     sigset_t signals;
     ::sigfillset( &signals );
     static_cast<void>( ::pthread_sigmask( SIG_SETMASK, &signals, nullptr ) );
+    SizeSignalGuard::keepBlocked();
 }
 
 } // namespace Qv
