@@ -1,6 +1,9 @@
 #include <resmgt/threads/test/failingCall.h>
 
+#include <resmgt/logger/lgLog.h>
 #include <tests/support/holdPoint.h>
+
+#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstddef>
@@ -62,6 +65,8 @@ FailingCall::FailingCall( const char* name, int error, Times times, long nth )
         std::fprintf( stderr, "FailingCall: '%s' isn't among WRAPPED_CALLS\n", name );
         std::abort();
     }
+    // The log's reader calls them too on its way to its body, where it lets a flush end.
+    EXPECT_TRUE( LgLog::flush( 10 ) );
     active = this;
     countAlive( 1 );
 }
