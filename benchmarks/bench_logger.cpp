@@ -1,3 +1,4 @@
+#include <base/files/sizeSignalGuardPosix.h>
 #include <base/init/inInitGuard.h>
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgQueue.h>
@@ -10,6 +11,7 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -156,7 +158,16 @@ private:
     LgReader _reader;
 };
 
+/// As the reader's thread does.
+void blockSignals() {
+    sigset_t signals;
+    ::sigfillset( &signals );
+    ::pthread_sigmask( SIG_SETMASK, &signals, nullptr );
+    SizeSignalGuard::keepBlocked();
+}
+
 void readToFile( benchmark::State& state ) {
+    blockSignals();
     Readable readable( static_cast<std::size_t>( state.range( 0 ) ) );
     while( state.KeepRunningBatch( Readable::NB_LINES ) ) {
         readable.fill();

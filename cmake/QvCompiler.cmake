@@ -23,9 +23,13 @@ if( QV_WARNINGS_AS_ERRORS )
 endif()
 if( CMAKE_CXX_COMPILER_ID MATCHES "Clang" )
     target_compile_options( qv_build INTERFACE -Wthread-safety )
-elseif( CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13 )
-    # GCC bug 105651: sees an overlap in std::string's own code where there is none.
-    target_compile_options( qv_build INTERFACE -Wno-restrict )
+else()
+    # Nobody replaces a function of a library by one of the same name: calls within it may be inlined.
+    target_compile_options( qv_build INTERFACE -fno-semantic-interposition )
+    if( CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13 )
+        # GCC bug 105651: sees an overlap in std::string's own code where there is none.
+        target_compile_options( qv_build INTERFACE -Wno-restrict )
+    endif()
 endif()
 
 # What most sources include. The tests precompile it anyway, in a way of their own: position-independent

@@ -131,6 +131,8 @@ function( qv_add_library target library )
         PRIVATE $<BUILD_INTERFACE:qv_build> Threads::Threads ${CMAKE_DL_LIBS} )
     # A program that uses nothing but the settings of a library's packages needs it too.
     if( NOT WIN32 )
+        # Calls within the library are direct, as they were compiled.
+        target_link_options( ${target} PRIVATE "LINKER:-Bsymbolic-functions" )
         target_link_options( ${target} INTERFACE
             "LINKER:--push-state,--no-as-needed,$<TARGET_FILE:QVresmgt::${target}>,--pop-state" )
     endif()
