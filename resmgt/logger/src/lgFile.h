@@ -44,6 +44,8 @@ public:
     int getOpenError() const noexcept { return _openError; }
     /// Whether both are open and are one file, under whatever names.
     bool isSameFile( const LgFileBuffer& other ) const noexcept;
+    /// A whole line with its end, or more lines: as `line` through the stream and a flush.
+    void writeLine( const std::string& line ) noexcept;
     /// Takes away the text that a file has.
     void truncate() noexcept;
     /// What stands at the head of each file that is opened from now on.
@@ -74,7 +76,6 @@ private:
     int openChosen() const;
     bool isWhereNameLeads() const noexcept;
     void openAnew();
-    void writeLine() noexcept;
     bool write( const std::string& text ) noexcept;
     bool writePart( const char*& position, const char* end ) noexcept;
     bool waitForRoom() const noexcept;

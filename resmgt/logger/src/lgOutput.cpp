@@ -97,8 +97,9 @@ bool LgOutput::hasTarget( LgTypes::Level level ) const {
 void LgOutput::write( const LgLog::EntryInfo& info, const char* prefix, const char* message ) {
     const LgLog::LevelInfo& level = getInfo( info.level );
     _line.assign( prefix ).append( message );
-    if( level.output != nullptr ) {
-        *level.output << _line << std::flush;
+    // All are of this kind; one that couldn't be opened takes nothing, as a stream does.
+    if( auto* const file = static_cast<LgFile*>( level.output ); file != nullptr && file->good() ) {
+        file->getBuffer().writeLine( _line );
     }
     if( _jsonFile && level.enabled ) {
         // The line of an overflow has all its text in the prefix.

@@ -202,19 +202,19 @@ std::streamsize LgFileBuffer::xsputn( const char* text, std::streamsize size ) {
 
 int LgFileBuffer::sync() {
     if( !_line.empty() || _isLineCut ) {
-        writeLine();
+        writeLine( _line );
         _line.clear();
         _isLineCut = false;
     }
     return 0;
 }
 
-void LgFileBuffer::writeLine() noexcept {
+void LgFileBuffer::writeLine( const std::string& line ) noexcept {
     const bool isWaiting = _retryTime > 0.0 && HwCounter::seconds() < _retryTime;
     if( _isLineCut ) {
         _lossError = ENOMEM;
     }
-    if( _isLineCut || isWaiting || ( _nbLost > 0 && !writeLoss() ) || !write( _line ) ) {
+    if( _isLineCut || isWaiting || ( _nbLost > 0 && !writeLoss() ) || !write( line ) ) {
         ++_nbLost;
         _nbFailed.fetch_add( 1, std::memory_order_relaxed );
     }
