@@ -84,16 +84,17 @@ void MtQueueObserver::waitForSpace( LgQueue& queue, int nbCharacters ) {
         return;
     }
     const Waiting waiting( *this );
-    if( waiting.isAllowed && prepareWait( queue, needed ) ) {
-        _sema->wait();
+    LkUnnamedSema* const sema = waiting.isAllowed ? prepareWait( queue, needed ) : nullptr;
+    if( sema != nullptr ) {
+        sema->wait();
     }
 }
 
-/// Whether there is something to wait for; somebody will post then.
-bool MtQueueObserver::prepareWait( const LgQueue& queue, unsigned int nbCharacters ) {
+/// What to wait on, where somebody will post then; null if there is nothing to wait for.
+LkUnnamedSema* MtQueueObserver::prepareWait( const LgQueue& queue, unsigned int nbCharacters ) {
     const LkGuard<const LkLock> guard( _lock );
     if( _isCalledOff ) {
-        return false;
+        return nullptr;
     }
     if( _sema == nullptr ) {
         _sema = std::make_unique<LkUnnamedSema>( "Queue_Lock", 0, LkSemaTypes::NOT_SHARED );
@@ -101,9 +102,9 @@ bool MtQueueObserver::prepareWait( const LgQueue& queue, unsigned int nbCharacte
     _needed.exchange( std::max( nbCharacters, 1U ), std::memory_order_acq_rel );
     if( hasSpace( queue, nbCharacters ) ) {
         _needed.store( 0, std::memory_order_relaxed );
-        return false;
+        return nullptr;
     }
-    return true;
+    return _sema.get();
 }
 
 void MtQueueObserver::callOff() noexcept {

@@ -30,7 +30,7 @@ public:
 private:
     struct Waiting;
 
-    bool prepareWait( const LgQueue& queue, unsigned int nbCharacters );
+    LkUnnamedSema* prepareWait( const LgQueue& queue, unsigned int nbCharacters );
     void callOff() noexcept;
 
     static bool hasSpace( const LgQueue& queue, unsigned int nbCharacters ) noexcept;
@@ -38,7 +38,7 @@ private:
     const LkLock _lock{ "Queue_Observer_Lock" };
     // 0 while nobody waits. Written under the lock.
     std::atomic<unsigned int> _needed{ 0 };
-    // Made by the first wait.
+    // Made by the first wait, and kept.
     std::unique_ptr<LkUnnamedSema> _sema QV_GUARDED_BY( _lock );
     bool _isCalledOff QV_GUARDED_BY( _lock ) = false;
 };

@@ -3,13 +3,13 @@
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgTail.h>
 #include <resmgt/logger/qvLog.h>
-#include <resmgt/threads/mtLogger.h>
+#include <resmgt/threads/mtExternalThread.h>
 #include <resmgt/threads/test/testProtocol.h>
 #include <tests/support/deadline.h>
+#include <tests/support/deniedCall.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
-#include <tests/support/testThread.h>
 
 #include <gtest/gtest.h>
 
@@ -20,17 +20,19 @@
 #include <cstdlib>
 #include <exception>
 #include <fstream>
-#include <numeric>
+#include <future>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 /// Processes that end at a random moment while threads log: what is in the log afterwards, and in
-/// the tail.
+/// the tail. And what a statement may not need, by the process's end.
 
 namespace Qv {
 
@@ -247,6 +249,36 @@ TEST( MtLoggerDeathTest, TheLogHasEachThreadsLinesUpToTheBoundHoweverTheProcessE
             }
         }
     }
+}
+
+/// Those of a started thread, and those of an adopted one: both have their queues before.
+TEST( MtLoggerDeathTest, AStatementNeedsNeitherMemoryNorTheSystem ) {
+    const auto log = [] {
+        // The clock may need one.
+        allowOnly( { SYS_exit_group, SYS_clock_gettime } );
+        const FailingNew none( 0 );
+        // More than a queue holds.
+        for( int i = 0; i < 3000; ++i ) {
+            QV_LOG( Threads, Warning, "line ", i, ' ', 0.1 * i, ' ', 1.0L / 3, ' ', &none, true,
+                    std::string_view( "view" ) );
+            QV_LOG( Threads, Profiling, "closed ", i );
+        }
+        ::_exit( 0 );
+    };
+    EXPECT_EXIT(
+        {
+            const OPtr<MtThread> thread = makeThread( [&]( MtThread& ) { log(); } );
+            thread->start();
+            thread->join();
+        },
+        ::testing::ExitedWithCode( 0 ), "" );
+    EXPECT_EXIT( std::async( std::launch::async,
+                             [&] {
+                                 const MtExternalThreadGuard guard( "adopted" );
+                                 log();
+                             } )
+                     .wait(),
+                 ::testing::ExitedWithCode( 0 ), "" );
 }
 
 } // namespace Qv

@@ -8,7 +8,6 @@
 #include <resmgt/threads/src/mtQueueObserver.h>
 #include <resmgt/threads/test/testProtocol.h>
 #include <tests/support/deadline.h>
-#include <tests/support/deniedCall.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
@@ -27,14 +26,12 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -174,34 +171,6 @@ TEST( MtLoggerTest, AFlushReturnsWithTheStatementsOfItsThreadHandled ) {
         ASSERT_EQ( getNbTold() - nbBefore, i );
     }
     isOver = true;
-}
-
-/// Those of a started thread, and those of an adopted one: both have their queues before.
-TEST( MtLoggerDeathTest, AStatementNeedsNeitherMemoryNorTheSystem ) {
-    const auto log = [] {
-        // The clock may need one.
-        allowOnly( { SYS_exit_group, SYS_clock_gettime } );
-        const FailingNew none( 0 );
-        // More than a queue holds.
-        for( int i = 0; i < 3000; ++i ) {
-            QV_LOG( Threads, Warning, "line ", i, ' ', 0.1 * i, ' ', 1.0L / 3, ' ', &none, true,
-                    std::string_view( "view" ) );
-            QV_LOG( Threads, Profiling, "closed ", i );
-        }
-        ::_exit( 0 );
-    };
-    EXPECT_EXIT(
-        {
-            const OPtr<MtThread> thread = makeThread( [&]( MtThread& ) { log(); } );
-            thread->start();
-            thread->join();
-        },
-        ::testing::ExitedWithCode( 0 ), "" );
-    EXPECT_EXIT( TestThread( [&] {
-                     const MtExternalThreadGuard guard( "adopted" );
-                     log();
-                 } ).join(),
-                 ::testing::ExitedWithCode( 0 ), "" );
 }
 
 class MtLoggerEndTest : public ::testing::Test {
