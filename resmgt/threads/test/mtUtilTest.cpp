@@ -21,9 +21,6 @@
 namespace Qv {
 namespace {
 
-// Before the packages start: this program's tests look at traces on standard output.
-[[maybe_unused]] const int isTracingEchoed = ::setenv( "QV_LOG_TRACING", "%", 0 );
-
 using ::testing::HasSubstr;
 
 using Files = std::vector<std::pair<std::string, std::string>>;

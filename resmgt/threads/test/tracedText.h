@@ -4,9 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
 namespace Qv {
+
+// Ahead of the packages' start.
+[[maybe_unused]] inline const int isTracingEchoed = ::setenv( "QV_LOG_TRACING", "%", 0 );
 
 /// What is traced from now on is kept for `takeTrace`; this test program's traces are echoed.
 inline void captureTrace() {
