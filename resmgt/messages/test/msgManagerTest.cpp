@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <functional>
 #include <mutex>
@@ -24,6 +25,9 @@
 
 namespace Qv {
 namespace {
+
+// Before the packages start: this program's tests look at the log on standard output.
+[[maybe_unused]] const int isLogEchoed = ::setenv( "QV_LOG_UNSPECIFIED", "%", 1 );
 
 /// Runs `body` in a child whose standard error is a terminal, and whose standard output is
 /// `output`; the terminal too when that is negative.

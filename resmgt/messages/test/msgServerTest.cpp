@@ -25,9 +25,6 @@
 namespace Qv {
 namespace {
 
-// Before the packages start: this program's tests look at the log on standard output.
-[[maybe_unused]] const int isLogEchoed = ::setenv( "QV_LOG_UNSPECIFIED", "%", 1 );
-
 namespace fs = std::filesystem;
 using ::testing::internal::CaptureStdout;
 using ::testing::internal::GetCapturedStdout;
