@@ -80,7 +80,7 @@ public:
     unsigned int getNbEntries() const noexcept;
     std::uint32_t getBufSize() const noexcept { return _sizes.nbCharacters; }
     /// How many losses a line for the first entry, an overflow entry, has to count, those included
-    /// that came after the former line was written. Each is told once.
+    /// that came after the former line was written. Each is reported once.
     std::uint64_t takeOverflowCount();
     /// The same in an idle pass, for losses that no entry stands for. REQUIRES: the queue is empty.
     std::uint64_t takeMissedCount() noexcept;
@@ -101,7 +101,7 @@ public:
     bool isOutputSuppressed() const noexcept;
     /// The greatest number of entries that a queue of the usual size ever holds.
     static constexpr unsigned int getMaxSize() noexcept { return Sizes{}.nbEntries - 1; }
-    /// The entries and losses that all destroyed queues still had to tell.
+    /// The entries and losses that all destroyed queues had not reported yet.
     static std::uint64_t getNbUnread() noexcept;
 
 private:

@@ -15,9 +15,10 @@ class LgQueue;
 ///
 /// Order:   among what is published when it looks; on equal stamps the queue that was registered
 ///          first comes first.
-/// Loss:    a line "Event overflow [n]" tells of lost statements. Losses that came too late for the
-///          line of their run are told by the next one of the queue, or once all queues are empty.
-/// Reaping: a queue whose owner has ended is destroyed once it is empty and its losses are told.
+/// Loss:    a line "Event overflow [n]" counts lost statements. Losses that came too late for the
+///          line of their run are counted by the next one of the queue, or once all queues are
+///          empty.
+/// Reaping: a queue whose owner has ended is destroyed once it is empty and its losses are counted.
 /// Threads: one thread reads at a time; `setCrashTime` is for any.
 /// Errors:  what an output raises goes on to the caller, and the entry counts as handled. Without
 ///          memory for a line its entry stays.

@@ -108,7 +108,7 @@ protected:
     /// The owner's: where the last completed text ends, and the text after it begins.
     std::uint32_t getLastEnd() const noexcept;
     /// The owner's: takes back what was written since a `resetOutputFlags`, where the last text
-    /// ended at `lastEnd`. REQUIRES: the reader hasn't been told of it.
+    /// ended at `lastEnd`. REQUIRES: the reader can't see it yet.
     void rollBack( std::uint32_t lastEnd ) noexcept;
     /// The reader's: copies the text that begins after `place` and leaves it in the stream. Returns
     /// its length.

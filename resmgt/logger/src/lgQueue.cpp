@@ -27,7 +27,7 @@ void increment( std::atomic<std::uint64_t>& counter ) noexcept {
     counter.store( counter.load( RELAXED ) + 1, RELAXED );
 }
 
-/// How much of `total` is still to be told, which is told with that.
+/// How much of `total` is still to be reported, which counts as reported with that.
 std::uint64_t takeUntold( std::atomic<std::uint64_t>& told, std::uint64_t total ) noexcept {
     const std::uint64_t former = told.load( RELAXED );
     if( total <= former ) {
