@@ -25,6 +25,7 @@ public:
         , _counter( other._counter ) {
         addStrong();
     }
+    RCStrongBasePtr( RCStrongBasePtr&& other ) noexcept { swap( other ); }
     template <Ownership::PointableAs<T> U>
     RCStrongBasePtr( const RCStrongBasePtr<U, Counter>& other ) noexcept
         : _pointee( other.get() )
@@ -37,6 +38,10 @@ public:
 
     RCStrongBasePtr& operator=( const RCStrongBasePtr& other ) noexcept {
         assign( other );
+        return *this;
+    }
+    RCStrongBasePtr& operator=( RCStrongBasePtr&& other ) noexcept {
+        RCStrongBasePtr( std::move( other ) ).swap( *this );
         return *this;
     }
     /// Does nothing when both words are equal already.

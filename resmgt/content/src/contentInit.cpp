@@ -1,4 +1,5 @@
 #include <base/init/inInit.h>
+#include <resmgt/content/ctServer.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/resmgtPackages.h>
 
@@ -25,7 +26,7 @@ void InInit<content>::initializePackage() {
 
 template <>
 void InInit<content>::finalizePackage() {
-    LgGroups::MinorLevelContent.destroy();
+    LgGroups::MinorLevelContent.destroy( [] { CtServer::finalize(); } );
 }
 
 namespace {

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <resmgt/resmgtApi.h>
+
+namespace Qv {
+
+/// How many of what the engine of a CtNonAsyncServer has. A number below 1 means none.
+struct QV_RESMGT_API CtEngineOptions {
+    /// Workers that serve requests in their order of arrival. There are none where there are
+    /// workers of the next kind.
+    int nbAsyncThreads = 4;
+    /// Workers that serve first what was asked for first, block by block.
+    int nbAsyncPrioThreads = 2;
+    /// Synchronous requests that are in the store at the same time; without a number, all are.
+    int nbSyncPrioRequests = 2;
+
+    /// The values of QV_CONTENT_NB_ASYNC_THREADS, QV_CONTENT_NB_ASYNC_PRIO_THREADS and
+    /// QV_CONTENT_NB_SYNC_PRIO_REQUESTS.
+    static CtEngineOptions getConfigured() noexcept;
+    /// The value of QV_MAX_NB_OPEN_FILES, for clients that keep hints. Servers keep none, and don't
+    /// look at it.
+    static int getMaxNbOpenFiles() noexcept;
+};
+
+} // namespace Qv

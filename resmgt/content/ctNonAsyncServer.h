@@ -1,0 +1,86 @@
+#pragma once
+
+#include <base/locks/lkLock.h>
+#include <resmgt/content/ctEngineOptions.h>
+#include <resmgt/content/ctServer.h>
+#include <resmgt/locks/lkCondVar.h>
+#include <resmgt/threadExtensions/mtPoolSnapshot.h>
+
+namespace Qv {
+
+/// Makes a server of a store whose calls block: queues, workers, and a gate that limits how many
+/// synchronous requests are in the store together.
+///
+///     class MemoryStore : public CtNonAsyncServer {
+///     public:
+///         explicit MemoryStore( const LiString& path ) : CtNonAsyncServer( path ) {}
+///         ~MemoryStore() override { drain(); }
+///         ...
+///     };
+///
+/// Queue:     with priority workers, the default, a request goes before another when its block was
+///            asked for first, then by serial id, offset and arrival; a block counts as asked for
+///            from its first request, synchronous ones included, until all of its requests have
+///            ended. Plain workers serve in the order of arrival. Nothing is cancelled.
+/// Limit:     a request waits for room while 100 are queued; one of the engine's own workers,
+///            which a completion makes, goes past that.
+/// No worker: asynchronous requests are served on the calling thread, and complete before the call
+///            returns. They don't pass through the gate.
+/// Gate:      the waiting synchronous requests enter in the same order as the queue's.
+/// Failure:   of an asynchronous request is logged and printed as "Async content operation on
+///            <tile> failed: <reason>", then reported to the handle; of a synchronous one it
+///            raises. What a completion raises is reported likewise. Where workers can't be
+///            started, the constructor raises and leaves nothing.
+/// Threads:   the four operations of the store run at the same time on many threads, also for one
+///            block. They must not call the server's own requests, nor `blockUntilProcessed`.
+/// The end:   each derived class calls `drain` first in its destructor, while its operations are
+///            still there, also where its base has done so. A class that doesn't is an assertion;
+///            requests that are still queued fail then. While an exception unwinds the stack it is
+///            reported instead of raised.
+/// Cost:      some hundred nanoseconds a request beside the store's own; a synchronous one that
+///            finds the gate free takes its lock twice.
+class QV_RESMGT_API CtNonAsyncServer : public CtServer {
+public:
+    void blockUntilProcessed() override;
+    CtHintPtr read( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) override;
+    CtHintPtr write( const CtPxTileId& tile, const void* memory, const CtHintPtr& hint ) override;
+    CtHintPtr asyncRead( const CtPxTileId& tile, void* memory, const CtHintPtr& hint,
+                         LkAsyncHandle* handle ) override;
+    CtHintPtr asyncWrite( const CtPxTileId& tile, const void* memory, const CtHintPtr& hint,
+                          LkAsyncHandle* handle ) override;
+    ~CtNonAsyncServer() noexcept( false ) override;
+
+    /// Of the workers' queue; empty without workers.
+    MtPoolSnapshot getSnapshot() const;
+
+protected:
+    explicit CtNonAsyncServer( const LiString& configuration,
+                               const CtEngineOptions& options = CtEngineOptions::getConfigured() );
+
+    /// Returns when all requests have completed, those included that completions add, no worker
+    /// lives and nobody is in `blockUntilProcessed` any more. Requests made later are an assertion.
+    void drain();
+
+    /// Opens what the transfer needs, on the caller's thread, and raises what is known to be wrong.
+    /// `hint` is what the client passed, maybe null, of another block or of another server. The
+    /// answer goes to the transfer, and to the client; it may be null or `hint` itself.
+    virtual CtHintPtr makeReadHint( const CtPxTileId& tile, const CtHintPtr& hint ) = 0;
+    virtual CtHintPtr makeWriteHint( const CtPxTileId& tile, const CtHintPtr& hint ) = 0;
+    /// The blocking transfers. `hint` is what the operation above has answered for this request.
+    virtual void readImp( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) = 0;
+    virtual void writeImp( const CtPxTileId& tile, const void* memory, const CtHintPtr& hint ) = 0;
+
+private:
+    class AsyncGroup;
+    class PrioAccess;
+
+    const LkLock _asyncLock{ "ct-async-lock" };
+    unsigned int _nbAsyncRequests QV_GUARDED_BY( _asyncLock ) = 0;
+    const LkCondVar _asyncProcessed{ "ct-async-processed" };
+    unsigned int _nbBlockers QV_GUARDED_BY( _asyncLock ) = 0;
+    const LkCondVar _asyncUnblocked{ "ct-async-unblocked" };
+    OPtr<PrioAccess> _prioAccess;
+    OPtr<AsyncGroup> _asyncGroup;
+};
+
+} // namespace Qv

@@ -1,0 +1,7 @@
+#include <resmgt/content/ctHint.h>
+
+namespace Qv {
+
+CtHint::~CtHint() = default;
+
+} // namespace Qv
