@@ -6,7 +6,12 @@
 #include <resmgt/locks/lkCondVar.h>
 #include <resmgt/threadExtensions/mtPoolSnapshot.h>
 
+#include <atomic>
+#include <exception>
+
 namespace Qv {
+
+class CtPrioAccess;
 
 /// Makes a server of a store whose calls block: queues, workers, and a gate that limits how many
 /// synchronous requests are in the store together.
@@ -72,15 +77,40 @@ protected:
 
 private:
     class AsyncGroup;
-    class PrioAccess;
+    class AsyncPrioRequest;
+    class AsyncRequest;
+    class PlainGroup;
+    class PrioGroup;
+    class Count;
+    template <class Container>
+    class Workers;
+
+    /// One of the two below.
+    using Operation = void ( CtNonAsyncServer::* )( const CtPxTileId&, void*, const CtHintPtr& );
+    void performRead( const CtPxTileId& tile, void* memory, const CtHintPtr& hint );
+    void performWrite( const CtPxTileId& tile, void* memory, const CtHintPtr& hint );
+
+    /// Both answer the hint.
+    CtHintPtr transfer( Operation operation, const CtPxTileId& tile, void* memory, CtHintPtr hint );
+    CtHintPtr submit( AsyncRequest request );
+    /// Does the transfer and completes it. Nothing leaves it.
+    void serve( AsyncRequest& request ) noexcept;
+    std::exception_ptr tryTransfer( const AsyncRequest& request ) noexcept;
+    void complete( const AsyncRequest& request, bool hasSucceeded ) noexcept;
+    void uncount();
+    void leaveBlockers() QV_REQUIRES( _asyncLock );
 
     const LkLock _asyncLock{ "ct-async-lock" };
     unsigned int _nbAsyncRequests QV_GUARDED_BY( _asyncLock ) = 0;
     const LkCondVar _asyncProcessed{ "ct-async-processed" };
     unsigned int _nbBlockers QV_GUARDED_BY( _asyncLock ) = 0;
     const LkCondVar _asyncUnblocked{ "ct-async-unblocked" };
-    OPtr<PrioAccess> _prioAccess;
+    OPtr<CtPrioAccess> _prioAccess;
     OPtr<AsyncGroup> _asyncGroup;
+    // Written by the thread that drains.
+    bool _isDrained = false;
+    // Set when the derived class is gone with requests in the queue; the queue's lock orders it.
+    std::atomic<bool> _isStoreGone{ false };
 };
 
 } // namespace Qv

@@ -1,0 +1,247 @@
+#include <resmgt/content/ctNonAsyncServer.h>
+
+#include <base/failure/assertions.h>
+#include <base/failure/exStandard.h>
+#include <base/text/exStdout.h>
+#include <base/trace/trace.h>
+#include <resmgt/content/src/ctAsyncGroup.h>
+#include <resmgt/locks/lkAsyncHandle.h>
+#include <resmgt/logger/lgGroups.h>
+#include <resmgt/logger/qvLog.h>
+
+#include <span>
+#include <sstream>
+
+namespace Qv {
+
+namespace {
+
+using Guard = LkGuard<const LkLock>;
+
+std::string getReason( const std::exception_ptr& failure ) {
+    try {
+        std::rethrow_exception( failure );
+    } catch( const ExBase& exception ) {
+        return exception.getReason();
+    } catch( ... ) {
+        return "Unknown reason.";
+    }
+}
+
+/// Tells of a failure that nobody can be given as an exception.
+void report( const CtPxTileId& tile, const std::exception_ptr& failure ) noexcept {
+    try {
+        std::ostringstream text;
+        text << "Async content operation on ";
+        tile.dump( text );
+        text << " failed: " << getReason( failure );
+        QV_LOG( Content, Error, text.str() );
+        text << '\n';
+        ExStdout::printAtomically( text.str().c_str() );
+    } catch( ... ) {
+        Trace::printCurrentException( "CtNonAsyncServer", QV_HERE );
+    }
+}
+
+} // namespace
+
+/// Counts an asynchronous request that isn't queued yet; gives the count back unless it is kept.
+class CtNonAsyncServer::Count {
+public:
+    explicit Count( CtNonAsyncServer& server )
+        : _server( server ) {
+        const Guard guard( server._asyncLock );
+        ++server._nbAsyncRequests;
+    }
+    Count( const Count& ) = delete;
+    Count& operator=( const Count& ) = delete;
+    ~Count() {
+        if( !_isKept ) {
+            _server.uncount();
+        }
+    }
+
+    void keep() noexcept { _isKept = true; }
+
+private:
+    CtNonAsyncServer& _server;
+    bool _isKept = false;
+};
+
+CtNonAsyncServer::CtNonAsyncServer( const LiString& configuration, const CtEngineOptions& options )
+    : CtServer( configuration ) {
+    if( options.nbSyncPrioRequests > 0 || options.nbAsyncPrioThreads > 0 ) {
+        _prioAccess.reset( new CtPrioAccess( options.nbSyncPrioRequests, *getTally() ) );
+    }
+    _asyncGroup = AsyncGroup::create( *this, options );
+}
+
+CtNonAsyncServer::~CtNonAsyncServer() noexcept( false ) {
+    if( _isDrained ) {
+        return;
+    }
+    _isStoreGone.store( true, std::memory_order_relaxed );
+    drain();
+    const bool isUnwinding = std::uncaught_exceptions() > 0;
+    if( isUnwinding && getCounters().nbAsync == 0 ) {
+        // The constructor of the derived class has failed.
+        return;
+    }
+    try {
+        Assertions::throwAssertionFailed( QV_HERE, "_isDrained" );
+    } catch( ... ) {
+        if( !isUnwinding ) {
+            throw;
+        }
+        Trace::printCurrentException( "CtNonAsyncServer::~CtNonAsyncServer", QV_HERE );
+    }
+}
+
+void CtNonAsyncServer::drain() {
+    if( !_asyncGroup.isNull() ) {
+        _asyncGroup->drain();
+    }
+    const Guard guard( _asyncLock );
+    while( _nbAsyncRequests > 0 ) {
+        _asyncProcessed.wait( _asyncLock );
+    }
+    while( _nbBlockers > 0 ) {
+        _asyncUnblocked.wait( _asyncLock );
+    }
+    _isDrained = true;
+}
+
+void CtNonAsyncServer::blockUntilProcessed() {
+    // Its own request could be the one that is waited for.
+    QV_ASSERT( _asyncGroup.isNull() || !_asyncGroup->isOwnWorker() );
+    const Guard guard( _asyncLock );
+    ++_nbBlockers;
+    try {
+        while( _nbAsyncRequests > 0 ) {
+            _asyncProcessed.wait( _asyncLock );
+        }
+    } catch( ... ) {
+        leaveBlockers();
+        throw;
+    }
+    leaveBlockers();
+}
+
+void CtNonAsyncServer::leaveBlockers() {
+    if( --_nbBlockers == 0 ) {
+        _asyncUnblocked.broadcast();
+    }
+}
+
+MtPoolSnapshot CtNonAsyncServer::getSnapshot() const {
+    return _asyncGroup.isNull() ? MtPoolSnapshot() : _asyncGroup->getSnapshot();
+}
+
+CtHintPtr CtNonAsyncServer::read( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) {
+    return transfer( &CtNonAsyncServer::performRead, tile, memory, makeReadHint( tile, hint ) );
+}
+
+CtHintPtr CtNonAsyncServer::write( const CtPxTileId& tile, const void* memory,
+                                   const CtHintPtr& hint ) {
+    return transfer( &CtNonAsyncServer::performWrite, tile, const_cast<void*>( memory ),
+                     makeWriteHint( tile, hint ) );
+}
+
+CtHintPtr CtNonAsyncServer::asyncRead( const CtPxTileId& tile, void* memory, const CtHintPtr& hint,
+                                       LkAsyncHandle* handle ) {
+    return submit( AsyncRequest( *this, &CtNonAsyncServer::performRead, tile, memory,
+                                 makeReadHint( tile, hint ), handle ) );
+}
+
+CtHintPtr CtNonAsyncServer::asyncWrite( const CtPxTileId& tile, const void* memory,
+                                        const CtHintPtr& hint, LkAsyncHandle* handle ) {
+    return submit( AsyncRequest( *this, &CtNonAsyncServer::performWrite, tile,
+                                 const_cast<void*>( memory ), makeWriteHint( tile, hint ),
+                                 handle ) );
+}
+
+void CtNonAsyncServer::performRead( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) {
+    readImp( tile, memory, hint );
+    getTally()->countRead( tile.getSize() );
+}
+
+void CtNonAsyncServer::performWrite( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) {
+    writeImp( tile, memory, hint );
+    getTally()->countWrite( tile.getSize() );
+}
+
+CtHintPtr CtNonAsyncServer::transfer( Operation operation, const CtPxTileId& tile, void* memory,
+                                      CtHintPtr hint ) {
+    const CtPrioAccess::Pass pass( _prioAccess.get(), tile );
+    try {
+        ( this->*operation )( tile, memory, hint );
+    } catch( ... ) {
+        getTally()->countFailure();
+        throw;
+    }
+    return hint;
+}
+
+CtHintPtr CtNonAsyncServer::submit( AsyncRequest request ) {
+    QV_ASSERT_TEXT( request.getHandle() != nullptr, "!_asyncHandler.isNull()" );
+    CtHintPtr hint = request.getHint();
+    Count count( *this );
+    if( _asyncGroup.isNull() ) {
+        count.keep();
+        serve( request );
+    } else {
+        _asyncGroup->push( std::move( request ) );
+        count.keep();
+    }
+    return hint;
+}
+
+void CtNonAsyncServer::serve( AsyncRequest& request ) noexcept {
+    const std::exception_ptr failure = tryTransfer( request );
+    request.dropHint();
+    uncount();
+    if( failure ) {
+        report( request.getTile(), failure );
+    }
+    complete( request, !failure );
+}
+
+std::exception_ptr CtNonAsyncServer::tryTransfer( const AsyncRequest& request ) noexcept {
+    getTally()->countAsync();
+    try {
+        if( _isStoreGone.load( std::memory_order_relaxed ) ) {
+            throw ExInternalError( QV_HERE, "The store has ended with requests in its queue." );
+        }
+        request.transfer();
+        return nullptr;
+    } catch( ... ) {
+        getTally()->countFailure();
+        return std::current_exception();
+    }
+}
+
+void CtNonAsyncServer::uncount() {
+    const Guard guard( _asyncLock );
+    if( --_nbAsyncRequests == 0 ) {
+        // Under the lock: without it the server may be gone.
+        _asyncProcessed.broadcast();
+    }
+}
+
+void CtNonAsyncServer::complete( const AsyncRequest& request, bool hasSucceeded ) noexcept {
+    using Call = void ( LkAsyncHandle::* )();
+    // A call that raises is followed by the next one.
+    constexpr Call calls[] = { &LkAsyncHandle::asyncSucceeded, &LkAsyncHandle::asyncFailed,
+                               &LkAsyncHandle::asyncFailed };
+    for( const Call call : std::span( calls ).subspan( hasSucceeded ? 0 : 1 ) ) {
+        try {
+            ( request.getHandle()->*call )();
+            return;
+        } catch( ... ) {
+            getTally()->countFailure();
+            report( request.getTile(), std::current_exception() );
+        }
+    }
+}
+
+} // namespace Qv
