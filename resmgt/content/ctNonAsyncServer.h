@@ -96,7 +96,6 @@ private:
     /// Does the transfer and completes it. Nothing leaves it.
     void serve( AsyncRequest& request ) noexcept;
     std::exception_ptr tryTransfer( const AsyncRequest& request ) noexcept;
-    void complete( const AsyncRequest& request, bool hasSucceeded ) noexcept;
     void uncount();
     void leaveBlockers() QV_REQUIRES( _asyncLock );
 

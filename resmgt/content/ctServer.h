@@ -9,6 +9,8 @@
 #include <resmgt/threads/priority.h>
 #include <resmgt/threads/priorityRelation.h>
 
+#include <exception>
+
 namespace Qv {
 
 class LkAsyncHandle;
@@ -116,6 +118,12 @@ protected:
     /// media cache " and the configuration.
     explicit CtServer( const LiString& configuration );
 
+    /// Ends an asynchronous request as described above, `failure` being what prevented its transfer
+    /// or null. A failure, and what a completion raises, is counted, logged and printed as "Async
+    /// content operation on <tile> failed: <reason>". The caller holds no lock, and nothing of the
+    /// request.
+    void complete( const CtPxTileId& tile, LkAsyncHandle* handle,
+                   const std::exception_ptr& failure ) noexcept;
     /// For the server's kind to count with, and for its hints.
     const RCShdPtr<CtTally>& getTally() const noexcept { return _tally; }
 
@@ -123,6 +131,7 @@ private:
     friend class LkSingleton<CtServer>;
 
     static OPtrRet<CtServer> createInstance();
+    void reportFailure( const CtPxTileId& tile, const std::exception_ptr& failure ) noexcept;
 
     const LiString _path;
     Priority _priority;

@@ -2,46 +2,14 @@
 
 #include <base/failure/assertions.h>
 #include <base/failure/exStandard.h>
-#include <base/text/exStdout.h>
 #include <base/trace/trace.h>
 #include <resmgt/content/src/ctAsyncGroup.h>
-#include <resmgt/locks/lkAsyncHandle.h>
-#include <resmgt/logger/lgGroups.h>
-#include <resmgt/logger/qvLog.h>
-
-#include <span>
-#include <sstream>
 
 namespace Qv {
 
 namespace {
 
 using Guard = LkGuard<const LkLock>;
-
-std::string getReason( const std::exception_ptr& failure ) {
-    try {
-        std::rethrow_exception( failure );
-    } catch( const ExBase& exception ) {
-        return exception.getReason();
-    } catch( ... ) {
-        return "Unknown reason.";
-    }
-}
-
-/// Tells of a failure that nobody can be given as an exception.
-void report( const CtPxTileId& tile, const std::exception_ptr& failure ) noexcept {
-    try {
-        std::ostringstream text;
-        text << "Async content operation on ";
-        tile.dump( text );
-        text << " failed: " << getReason( failure );
-        QV_LOG( Content, Error, text.str() );
-        text << '\n';
-        ExStdout::printAtomically( text.str().c_str() );
-    } catch( ... ) {
-        Trace::printCurrentException( "CtNonAsyncServer", QV_HERE );
-    }
-}
 
 } // namespace
 
@@ -200,10 +168,7 @@ void CtNonAsyncServer::serve( AsyncRequest& request ) noexcept {
     const std::exception_ptr failure = tryTransfer( request );
     request.dropHint();
     uncount();
-    if( failure ) {
-        report( request.getTile(), failure );
-    }
-    complete( request, !failure );
+    complete( request.getTile(), request.getHandle(), failure );
 }
 
 std::exception_ptr CtNonAsyncServer::tryTransfer( const AsyncRequest& request ) noexcept {
@@ -215,7 +180,6 @@ std::exception_ptr CtNonAsyncServer::tryTransfer( const AsyncRequest& request ) 
         request.transfer();
         return nullptr;
     } catch( ... ) {
-        getTally()->countFailure();
         return std::current_exception();
     }
 }
@@ -225,22 +189,6 @@ void CtNonAsyncServer::uncount() {
     if( --_nbAsyncRequests == 0 ) {
         // Under the lock: without it the server may be gone.
         _asyncProcessed.broadcast();
-    }
-}
-
-void CtNonAsyncServer::complete( const AsyncRequest& request, bool hasSucceeded ) noexcept {
-    using Call = void ( LkAsyncHandle::* )();
-    // A call that raises is followed by the next one.
-    constexpr Call calls[] = { &LkAsyncHandle::asyncSucceeded, &LkAsyncHandle::asyncFailed,
-                               &LkAsyncHandle::asyncFailed };
-    for( const Call call : std::span( calls ).subspan( hasSucceeded ? 0 : 1 ) ) {
-        try {
-            ( request.getHandle()->*call )();
-            return;
-        } catch( ... ) {
-            getTally()->countFailure();
-            report( request.getTile(), std::current_exception() );
-        }
     }
 }
 
