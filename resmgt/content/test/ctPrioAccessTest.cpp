@@ -1,0 +1,189 @@
+#include <resmgt/content/src/ctPrioAccess.h>
+
+#include <base/failure/exBase.h>
+#include <resmgt/content/test/ctOrderModel.h>
+#include <resmgt/content/test/ctStage.h>
+#include <resmgt/locks/test/futexWaitHook.h>
+#include <tests/support/raisedBy.h>
+#include <tests/support/testSettings.h>
+#include <tests/support/testThread.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <list>
+#include <random>
+
+namespace Qv {
+namespace {
+
+CtPxTileId tileOf( std::uint64_t id, unsigned int offset ) {
+    return CtPxTileId( CtSerialId( id ), offset, 1 );
+}
+
+/// A gate whose requests come and end as a schedule says, each on a thread of its own, and the
+/// model beside it.
+class GateRun {
+public:
+    explicit GateRun( std::size_t limit )
+        : _access( static_cast<int>( limit ), *_tally )
+        , _model( limit, true ) {}
+
+    const std::set<int>& getActive() const { return _model.getActive(); }
+
+    void come( const CtPxTileId& tile ) {
+        const int request = _nbCome++;
+        const std::optional<int> admitted = _model.arrive( request, tile );
+        _threads.emplace_back( [this, tile, request] {
+            const CtPrioAccess::Pass pass( &_access, tile );
+            _inside.pass( request );
+        } );
+        if( admitted ) {
+            expectEntry( *admitted );
+        } else {
+            ++_nbWaits;
+            spinUntil( [&] { return _tally->getCounters().nbWaits == _nbWaits; }, "a wait" );
+        }
+    }
+    void end( int request ) {
+        const std::optional<int> admitted = _model.end( request );
+        _inside.release( request );
+        if( admitted ) {
+            expectEntry( *admitted );
+        }
+        std::next( _threads.begin(), request )->join();
+    }
+    /// The gate and the model hold the block's record until `release`.
+    void demand( const CtPxTileId& tile ) {
+        _model.demand( tile.getSerialId() );
+        _demands.push_back( _access.demand( tile ) );
+    }
+    void release() {
+        _model.release( CtSerialId( _demands.front().turn.serialId ) );
+        _access.release( _demands.front() );
+        _demands.pop_front();
+    }
+    bool hasDemands() const { return !_demands.empty(); }
+
+private:
+    void expectEntry( int request ) {
+        _expected.push_back( request );
+        EXPECT_EQ( _inside.awaitArrivals( _expected.size() ), _expected );
+    }
+
+    const RCShdPtr<CtTally> _tally{ new CtTally };
+    CtPrioAccess _access;
+    OrderModel _model;
+    Stage _inside;
+    std::list<CtPrioAccess::Place> _demands;
+    std::vector<int> _expected;
+    std::uint64_t _nbWaits = 0;
+    int _nbCome = 0;
+    std::list<TestThread> _threads;
+};
+
+void runSchedule( std::size_t limit, const std::vector<CtPxTileId>& tiles,
+                  const std::vector<int>& events ) {
+    GateRun run( limit );
+    auto tile = tiles.begin();
+    for( const int event : events ) {
+        if( event == NEXT ) {
+            run.come( *tile++ );
+        } else {
+            run.end( *std::next( run.getActive().begin(), event ) );
+        }
+    }
+}
+
+TEST( CtPrioAccessTest, EveryOrderOfAFewRequestsIsThatOfTheModel ) {
+    const std::vector<CtPxTileId> tiles{ tileOf( 7, 0 ), tileOf( 7, 8 ), tileOf( 3, 4 ) };
+    const struct {
+        std::size_t limit;
+        int nbRequests;
+    } cases[] = { { 1, scaledCount( 10 ) < 10 ? 3 : 4 }, { 2, 3 } };
+    for( const auto& c : cases ) {
+        forEachSchedule( c.nbRequests, c.limit, [&]( const std::vector<int>& events ) {
+            forEachChoice( tiles, c.nbRequests, [&]( const std::vector<CtPxTileId>& chosen ) {
+                runSchedule( c.limit, chosen, events );
+            } );
+        } );
+    }
+}
+
+TEST( CtPrioAccessTest, RandomTrafficIsThatOfTheModel ) {
+    std::minstd_rand random( static_cast<unsigned int>( testSeed() ) );
+    for( long round = scaledCount( 20 ); round > 0; --round ) {
+        GateRun run( 1 + random() % 3 );
+        int nbLeft = 60;
+        while( nbLeft > 0 || !run.getActive().empty() || run.hasDemands() ) {
+            const CtPxTileId tile = tileOf( 1 + random() % 3, random() % 3 );
+            switch( random() % 5 ) {
+            case 0:
+                if( nbLeft > 0 ) {
+                    run.demand( tile );
+                }
+                break;
+            case 1:
+                if( run.hasDemands() ) {
+                    run.release();
+                }
+                break;
+            case 2:
+            case 3:
+                if( nbLeft > 0 ) {
+                    --nbLeft;
+                    run.come( tile );
+                }
+                break;
+            default:
+                if( !run.getActive().empty() ) {
+                    run.end( *std::next(
+                        run.getActive().begin(),
+                        static_cast<std::ptrdiff_t>( random() % run.getActive().size() ) ) );
+                }
+            }
+        }
+    }
+}
+
+TEST( CtPrioAccessTest, WaitThatRaisesPassesItsTurnOn ) {
+    const RCShdPtr<CtTally> tally( new CtTally );
+    CtPrioAccess access( 1, *tally );
+    Stage stage;
+    Gate isWaiting( "the wait" );
+    Gate hasLeft( "the first request has left" );
+    std::list<TestThread> threads;
+    const auto come = [&]( const CtPxTileId& tile, int request ) {
+        threads.emplace_back( [&access, &stage, tile, request] {
+            const CtPrioAccess::Pass pass( &access, tile );
+            stage.pass( request );
+        } );
+    };
+    come( tileOf( 1, 0 ), 1 );
+    stage.awaitArrivals( 1 );
+    TestThread failing( [&] {
+        const FutexWaitHook hook( [&] {
+            isWaiting.open();
+            hasLeft.wait();
+            return EINVAL;
+        } );
+        EXPECT_NE(
+            raisedBy<ExBase>( [&] { const CtPrioAccess::Pass pass( &access, tileOf( 2, 0 ) ); } ),
+            "" );
+    } );
+    isWaiting.wait();
+    come( tileOf( 3, 0 ), 3 );
+    waitUntil( [&] { return tally->getCounters().nbWaits == 2; }, "the second wait" );
+    stage.release( 1 );
+    threads.front().join();
+    hasLeft.open();
+    failing.join();
+    EXPECT_EQ( stage.awaitArrivals( 2 ), ( std::vector{ 1, 3 } ) );
+    stage.open();
+    threads.clear();
+    // Of the one that failed nothing has stayed: a new request is let in at once.
+    const CtPrioAccess::Pass pass( &access, tileOf( 2, 0 ) );
+}
+
+} // namespace
+} // namespace Qv
