@@ -3,6 +3,7 @@
 #include <resmgt/content/ctNonAsyncServer.h>
 #include <resmgt/locks/lkAsyncHandle.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -92,10 +93,15 @@ public:
     explicit BlockingStore( const LiString& configuration,
                             const CtEngineOptions& options = CtEngineOptions::getConfigured() )
         : MemoryStore( configuration, options ) {}
-    ~BlockingStore() override { drain(); }
+    ~BlockingStore() override {
+        if( mustDrain ) {
+            drain();
+        }
+    }
 
     /// Runs in each transfer, before the bytes are moved.
     std::function<void( const CtPxTileId& )> onTransfer;
+    bool mustDrain = true;
 
 protected:
     CtHintPtr makeReadHint( const CtPxTileId& tile, const CtHintPtr& hint ) override {
@@ -106,6 +112,28 @@ protected:
     }
     void readImp( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) override;
     void writeImp( const CtPxTileId& tile, const void* memory, const CtHintPtr& hint ) override;
+};
+
+/// A store whose requests are all for one block, of which each uses a byte.
+class OneBlockStore : public BlockingStore {
+public:
+    explicit OneBlockStore( const CtEngineOptions& options )
+        : BlockingStore( "memory://engine", options )
+        , _id( createTile( 1000 ).tile.getSerialId() ) {}
+    ~OneBlockStore() override { drain(); }
+
+    CtPxTileId at( unsigned int offset ) const { return CtPxTileId( _id, offset, 1 ); }
+    CtHintPtr submit( unsigned int offset, LkAsyncHandle& handle ) {
+        return asyncRead( at( offset ), &_memory, {}, &handle );
+    }
+    void readAt( unsigned int offset ) {
+        char byte;
+        read( at( offset ), &byte, {} );
+    }
+
+private:
+    const CtSerialId _id;
+    std::atomic<char> _memory;
 };
 
 /// A store whose completions come from the thread of an event loop, as those of a connection to

@@ -1,0 +1,255 @@
+#include <base/failure/exStandard.h>
+#include <resmgt/content/test/ctStage.h>
+#include <resmgt/content/test/ctTestHandle.h>
+#include <resmgt/content/test/ctTestStores.h>
+#include <resmgt/threads/mtPriorityMgr.h>
+#include <resmgt/threads/rtPriorities.h>
+#include <tests/support/failingNew.h>
+#include <tests/support/processCounts.h>
+#include <tests/support/raisedBy.h>
+#include <tests/support/testThread.h>
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <climits>
+#include <list>
+#include <pthread.h>
+#include <sstream>
+#include <stdexcept>
+
+extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
+int __real_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
+                           void* ( *routine )(void*), void* argument );
+int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
+                           void* ( *routine )(void*), void* argument );
+}
+
+namespace {
+
+thread_local int nbStartsLeft = INT_MAX;
+
+} // namespace
+
+int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
+                           void* ( *routine )(void*), void* argument ) {
+    return nbStartsLeft-- <= 0 ? EAGAIN
+                               : __real_pthread_create( thread, attributes, routine, argument );
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+namespace Qv {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::internal::CaptureStdout;
+using ::testing::internal::GetCapturedStdout;
+
+constexpr CtEngineOptions ENGINES[] = { { 1, 0, 2 }, { 4, 1, 2 }, { 0, 0, 0 } };
+
+TEST( CtEngineFaultsTest, ReportsWhatCantBeRaised ) {
+    const struct {
+        std::function<void()> fail;
+        std::size_t nbRaising;
+        const char* calls;
+        std::vector<std::string> reasons;
+    } cases[] = {
+        { [] { throw ExInternalError( QV_HERE, "torn cable" ); }, 0, "F", { "torn cable" } },
+        { [] { throw std::runtime_error( "foreign" ); }, 0, "F", { "Unknown reason." } },
+        { [] { throw 1; }, 1, "FF", { "Unknown reason.", "Unknown reason." } },
+        { [] { throw ExInternalError( QV_HERE, "a" ); },
+          9,
+          "FF",
+          { "a", "Unknown reason.", "Unknown reason." } },
+        { nullptr, 9, "SFF", { "Unknown reason.", "Unknown reason.", "Unknown reason." } },
+        { nullptr, 0, "S", {} },
+    };
+    for( const CtEngineOptions& options : ENGINES ) {
+        for( const auto& c : cases ) {
+            CaptureStdout();
+            TestHandle handle( c.nbRaising );
+            CtCounters counters;
+            {
+                OneBlockStore store( options );
+                store.onTransfer = [&]( const CtPxTileId& ) {
+                    if( c.fail ) {
+                        c.fail();
+                    }
+                };
+                store.submit( 5, handle );
+                handle.await( std::string( c.calls ).size() );
+                waitUntil( [&] { return store.getCounters().nbFailures == c.reasons.size(); },
+                           "the count of failures" );
+                counters = store.getCounters();
+            }
+            std::string expected;
+            for( const std::string& reason : c.reasons ) {
+                expected += "Async content operation on Processing tile id: 0000000000-0000000001, "
+                            "offset = 5, size = 1 failed: " +
+                            reason + "\n";
+            }
+            EXPECT_EQ( GetCapturedStdout(), expected );
+            EXPECT_EQ( handle.getCalls(), c.calls );
+            EXPECT_EQ( counters.nbAsync, 1u );
+            EXPECT_EQ( counters.nbReads, c.fail ? 0u : 1u );
+        }
+    }
+}
+
+TEST( CtEngineFaultsTest, SynchronousFailureRaisesAndGivesItsPlaceBack ) {
+    OneBlockStore store( { 0, 1, 1 } );
+    bool isFailing = true;
+    store.onTransfer = [&]( const CtPxTileId& ) {
+        if( isFailing ) {
+            throw ExInternalError( QV_HERE, "torn cable" );
+        }
+    };
+    EXPECT_EQ( raisedBy( [&] { store.readAt( 1 ); } ), "torn cable" );
+    EXPECT_EQ( raisedBy( [&] { store.readAt( 2 ); } ), "torn cable" );
+    EXPECT_EQ( store.getCounters().nbFailures, 2u );
+    isFailing = false;
+    store.readAt( 3 );
+    EXPECT_EQ( store.getCounters().nbReads, 1u );
+}
+
+TEST( CtEngineFaultsTest, HintIsDroppedBeforeTheCompletion ) {
+    for( const CtEngineOptions& options : { ENGINES[0], ENGINES[1] } ) {
+        OneBlockStore store( options );
+        std::uint64_t nbOpen = 99;
+        TestHandle handle( 0, [&] { nbOpen = store.getCounters().nbOpenFiles; } );
+        Gate isDropped( "the caller has dropped its hint" );
+        store.onTransfer = [&]( const CtPxTileId& ) {
+            EXPECT_EQ( store.getCounters().nbOpenFiles, 1u );
+            isDropped.wait();
+        };
+        EXPECT_FALSE( store.submit( 0, handle ).isNull() );
+        isDropped.open();
+        EXPECT_EQ( handle.await(), "S" );
+        EXPECT_EQ( nbOpen, 0u );
+    }
+}
+
+TEST( CtEngineFaultsTest, RequestWithoutMemoryRaisesAndLeavesNothing ) {
+    for( const CtEngineOptions& options : ENGINES ) {
+        OneBlockStore store( options );
+        bool hasSucceeded = false;
+        for( int nbSucceeding = 0; !hasSucceeded; ++nbSucceeding ) {
+            TestHandle handle;
+            try {
+                const FailingNew failing( nbSucceeding );
+                store.submit( 0, handle );
+                hasSucceeded = true;
+            } catch( const std::bad_alloc& ) {}
+            // In an engine without workers the transfer and its report need memory too.
+            const bool isComplete = hasSucceeded || !handle.getCalls().empty();
+            store.blockUntilProcessed();
+            EXPECT_EQ( handle.await( isComplete ? 1 : 0 ).size(), isComplete ? 1u : 0u );
+            EXPECT_EQ( store.getCounters().nbOpenFiles, 0u );
+            store.readAt( 1 );
+            ASSERT_LT( nbSucceeding, 100 );
+        }
+    }
+}
+
+TEST( CtEngineFaultsTest, BlockingOnAWorkerIsAnAssertion ) {
+    for( const CtEngineOptions& options : { ENGINES[0], ENGINES[1] } ) {
+        OneBlockStore store( options );
+        std::string raised;
+        TestHandle handle( 0, [&] { raised = raisedBy( [&] { store.blockUntilProcessed(); } ); } );
+        store.submit( 0, handle );
+        handle.await();
+        EXPECT_THAT( raised, HasSubstr( "isOwnWorker()" ) );
+    }
+}
+
+TEST( CtEngineFaultsTest, BlockersAreOutBeforeTheEnd ) {
+    for( const CtEngineOptions& options : { ENGINES[0], ENGINES[1] } ) {
+        Stage stage;
+        auto store = std::make_unique<OneBlockStore>( options );
+        store->onTransfer = [&]( const CtPxTileId& ) { stage.pass( 0 ); };
+        TestHandle handle;
+        store->submit( 0, handle );
+        std::list<TestThread> blockers;
+        for( int i = 0; i < 4; ++i ) {
+            blockers.emplace_back( [&] { store->blockUntilProcessed(); } );
+        }
+        for( TestThread& blocker : blockers ) {
+            blocker.waitUntilBlocked();
+        }
+        TestThread ending( [&] { delete store.get(); } );
+        ending.waitUntilBlocked();
+        stage.open();
+        ending.join();
+        static_cast<void>( store.release() );
+    }
+}
+
+/// A class that forgets to drain, or whose constructor fails.
+class Forgetful : public BlockingStore {
+public:
+    explicit Forgetful( bool isFailing )
+        : BlockingStore( "memory://forgetful", { 0, 1, 0 } ) {
+        mustDrain = false;
+        if( isFailing ) {
+            throw ExInternalError( QV_HERE, "no network" );
+        }
+    }
+};
+
+TEST( CtEngineFaultsTest, FailedConstructorsLeaveNoThread ) {
+    const int nbThreads = countThreads();
+    EXPECT_EQ( raisedBy( [] { Forgetful store( true ); } ), "no network" );
+    for( const int nbStarts : { 0, 1, 2 } ) {
+        nbStartsLeft = nbStarts;
+        EXPECT_NE( raisedBy( [] { OneBlockStore store( { 0, 3, 2 } ); } ), "" );
+        nbStartsLeft = INT_MAX;
+    }
+    waitUntil( [&] { return countThreads() == nbThreads; }, "the threads' end" );
+}
+
+TEST( CtEngineFaultsTest, ClassThatDoesntDrainIsAnAssertionAndItsRequestsFail ) {
+    EXPECT_THAT( raisedBy( [] { Forgetful store( false ); } ), HasSubstr( "_isDrained" ) );
+    Gate isEnding( "the destructor waits" );
+    TestHandle held( 0, [&] { isEnding.wait(); } );
+    std::list<TestHandle> queued;
+    OPtr<Forgetful> store( new Forgetful( false ) );
+    const CtSerialId id = store->createTile( 1 ).tile.getSerialId();
+    char memory = '\0';
+    store->asyncRead( CtPxTileId( id, 0, 1 ), &memory, {}, &held );
+    for( int i = 0; i < 3; ++i ) {
+        store->asyncRead( CtPxTileId( id, 0, 1 ), &memory, {}, &queued.emplace_back() );
+    }
+    waitUntil( [&] { return store->getCounters().nbReads == 1; }, "the first transfer" );
+    Forgetful* const ended = store.release();
+    TestThread ending(
+        [&] { EXPECT_THAT( raisedBy( [&] { delete ended; } ), HasSubstr( "_isDrained" ) ); } );
+    ending.waitUntilBlocked();
+    isEnding.open();
+    ending.join();
+    EXPECT_EQ( held.getCalls(), "S" );
+    for( const TestHandle& handle : queued ) {
+        EXPECT_EQ( handle.getCalls(), "F" );
+    }
+}
+
+TEST( CtEngineFaultsTest, StandsBelowRealTimeWithAllItsWorkers ) {
+    OneBlockStore store( { 0, 2, 2 } );
+    std::ostringstream graph;
+    MtPriorityMgr::getInstance().dump( graph );
+    for( const char* const relation : { "\"rt<content\"", "\"ct-prio-h\"" } ) {
+        EXPECT_THAT( graph.str(), HasSubstr( relation ) );
+    }
+    Priority& priority = store.getServerPriority();
+    EXPECT_EQ( priority.getName(), "ct-group" );
+    Priority& realTime = RtPriorities::getInstance().getRealTimePriority();
+    EXPECT_LT( priority.getPriority(), realTime.getPriority() );
+    EXPECT_NE( raisedBy( [&] {
+                   const PriorityRelation above( "above", realTime, PriorityRelation::LESS_OR_EQUAL,
+                                                 priority );
+               } ),
+               "" );
+}
+
+} // namespace
+} // namespace Qv
