@@ -14,6 +14,7 @@ public:
     class ExUnknownServerType;
     class ExNotEnoughSpace;
     class ExSeekFailed;
+    class ExContentDiffers;
 
     enum Direction { READING, WRITING };
 
@@ -38,6 +39,14 @@ public:
     /// `offset` in bytes.
     ExSeekFailed( const char* file, int line, const OsFilePath& path, unsigned int offset,
                   Direction direction );
+};
+
+/// What was read isn't what was written.
+class QV_RESMGT_API CtEx::ExContentDiffers : public ExCloneable<CtEx::ExContentDiffers, CtEx> {
+public:
+    /// Of `size` bytes from `offset` on.
+    ExContentDiffers( const char* file, int line, const OsFilePath& path, unsigned int offset,
+                      unsigned int size );
 };
 
 } // namespace Qv

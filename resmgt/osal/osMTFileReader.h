@@ -21,6 +21,9 @@ class QV_RESMGT_API OsMTFileReader {
 public:
     OsMTFileReader( const OsFilePath& path, bool unbuffered );
     OsMTFileReader( const OsFile& file, bool unbuffered );
+    /// Takes over a file that was opened elsewhere for reading, under `path`. It is
+    /// closed also when this raises.
+    OsMTFileReader( const OsFilePath& path, OsFileTypes::Handle file, bool unbuffered );
     OsMTFileReader( const OsMTFileReader& ) = delete;
     OsMTFileReader& operator=( const OsMTFileReader& ) = delete;
     /// A failure to close is traced.

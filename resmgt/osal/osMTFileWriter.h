@@ -24,6 +24,9 @@ public:
                     bool truncate, bool unbuffered );
     OsMTFileWriter( const OsFile& file, const OsFileTypes::Permissions& permissions, bool truncate,
                     bool unbuffered );
+    /// Takes over a file that was opened elsewhere for reading and writing, under `path`. It is
+    /// closed also when this raises.
+    OsMTFileWriter( const OsFilePath& path, OsFileTypes::Handle file, bool unbuffered );
     OsMTFileWriter( const OsMTFileWriter& ) = delete;
     OsMTFileWriter& operator=( const OsMTFileWriter& ) = delete;
     /// A failure to close is traced.

@@ -25,4 +25,12 @@ CtEx::ExSeekFailed::ExSeekFailed( const char* file, int line, const OsFilePath& 
     setReason( direction == READING ? "reading." : "writing." );
 }
 
+CtEx::ExContentDiffers::ExContentDiffers( const char* file, int line, const OsFilePath& path,
+                                          unsigned int offset, unsigned int size )
+    : ExCloneable( file, line ) {
+    setReason( ( "The content of file " + path.toString() + " isn't what was written: " +
+                 std::to_string( size ) + " bytes from offset " + std::to_string( offset ) + "." )
+                   .c_str() );
+}
+
 } // namespace Qv

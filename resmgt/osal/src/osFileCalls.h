@@ -33,6 +33,8 @@ Opened openForReading( const OsFilePath& path, Transfers transfers, bool unbuffe
 Opened openForWriting( const OsFilePath& path, Transfers transfers,
                        const OsFileTypes::Permissions& permissions, bool truncate,
                        bool unbuffered );
+/// Makes ready what was opened elsewhere; closed after a failure.
+Opened adopt( Handle handle, bool unbuffered );
 /// The handle is gone also after a failure.
 bool close( Handle handle );
 

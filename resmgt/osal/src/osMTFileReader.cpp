@@ -19,6 +19,9 @@ OsMTFileReader::OsMTFileReader( const OsFilePath& path, bool unbuffered )
 OsMTFileReader::OsMTFileReader( const OsFile& file, bool unbuffered )
     : OsMTFileReader( file.getPath(), unbuffered ) {}
 
+OsMTFileReader::OsMTFileReader( const OsFilePath& path, OsFileTypes::Handle file, bool unbuffered )
+    : _file( OsOpenFile::adopt( path, file, unbuffered, TEXTS ) ) {}
+
 OsMTFileReader::~OsMTFileReader() = default;
 
 unsigned long long OsMTFileReader::read( void* buffer, long long offset, unsigned long long size ) {

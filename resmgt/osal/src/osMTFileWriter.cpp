@@ -21,6 +21,9 @@ OsMTFileWriter::OsMTFileWriter( const OsFile& file, const OsFileTypes::Permissio
                                 bool truncate, bool unbuffered )
     : OsMTFileWriter( file.getPath(), permissions, truncate, unbuffered ) {}
 
+OsMTFileWriter::OsMTFileWriter( const OsFilePath& path, OsFileTypes::Handle file, bool unbuffered )
+    : _file( OsOpenFile::adopt( path, file, unbuffered, TEXTS ) ) {}
+
 OsMTFileWriter::~OsMTFileWriter() = default;
 
 void OsMTFileWriter::write( const void* buffer, long long offset, unsigned long long size ) {

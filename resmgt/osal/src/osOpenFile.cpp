@@ -54,6 +54,19 @@ OsOpenFile::OsOpenFile( const OsFilePath& path, OsFileCalls::Transfers transfers
     take( OsFileCalls::openForWriting( _path, transfers, permissions, truncate, unbuffered ) );
 }
 
+std::unique_ptr<OsOpenFile> OsOpenFile::adopt( const OsFilePath& path, OsFileTypes::Handle file,
+                                               bool unbuffered, const Texts& texts ) {
+    std::unique_ptr<OsOpenFile> adopted;
+    try {
+        adopted = std::make_unique<OsOpenFile>( path, texts );
+    } catch( ... ) {
+        OsFileCalls::close( file );
+        throw;
+    }
+    adopted->take( OsFileCalls::adopt( file, unbuffered ) );
+    return adopted;
+}
+
 OsOpenFile::~OsOpenFile() {
     closeLeftFile( _path, _handle, _texts.close );
 }

@@ -5,6 +5,7 @@
 #include <resmgt/osal/src/osFileCalls.h>
 
 #include <atomic>
+#include <memory>
 
 namespace Qv {
 
@@ -34,6 +35,9 @@ public:
     OsOpenFile( const OsFilePath& path, OsFileCalls::Transfers transfers,
                 const OsFileTypes::Permissions& permissions, bool truncate, bool unbuffered,
                 const Texts& texts );
+    /// Takes over `file`, which is open already and led to by `path`; it is closed after a failure.
+    static std::unique_ptr<OsOpenFile> adopt( const OsFilePath& path, OsFileTypes::Handle file,
+                                              bool unbuffered, const Texts& texts );
     /// Closed until it takes over what opening `path` elsewhere gave.
     OsOpenFile( const OsFilePath& path, const Texts& texts );
     OsOpenFile( const OsOpenFile& ) = delete;

@@ -123,8 +123,7 @@ Opened openForReading( const OsFilePath& path, Transfers, bool unbuffered ) {
     if( !file.isOpen() || !isNoDirectory( file.get() ) ) {
         return FAILED;
     }
-    const unsigned long long alignment = unbuffered ? makeUnbuffered( file.get() ) : 1;
-    return alignment != 0 ? Opened{ file.release(), alignment } : FAILED;
+    return adopt( file.release(), unbuffered );
 }
 
 Opened openForWriting( const OsFilePath& path, Transfers,
@@ -136,6 +135,12 @@ Opened openForWriting( const OsFilePath& path, Transfers,
         return openForUnbufferedWriting( native.get(), mode, truncate );
     }
     return { openOrMake( native.get(), O_RDWR | ( truncate ? O_TRUNC : 0 ), mode ).release(), 1 };
+}
+
+Opened adopt( Handle handle, bool unbuffered ) {
+    Descriptor file( descriptor( handle ) );
+    const unsigned long long alignment = unbuffered ? makeUnbuffered( file.get() ) : 1;
+    return alignment != 0 ? Opened{ file.release(), alignment } : FAILED;
 }
 
 bool close( Handle handle ) {

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <base/locks/lkLock.h>
+#include <resmgt/content/ctSerialId.h>
+
+#include <cstdint>
+#include <unordered_map>
+
+namespace Qv {
+
+/// How many bytes of blocks the process may have reserved at a time. What is removed counts no
+/// more, whoever made room for it by that; blocks of other processes never count.
+///
+/// Threads: any.
+/// Cost:    nothing without a limit; else a lock and some 50 bytes of memory for each block.
+class CtSpaceBudget {
+public:
+    static constexpr std::uint64_t UNLIMITED = UINT64_MAX;
+
+    explicit CtSpaceBudget( std::uint64_t limit )
+        : _limit( limit ) {}
+
+    bool isLimited() const noexcept { return _limit != UNLIMITED; }
+    /// False, and nothing is taken, where the limit would be passed.
+    bool take( CtSerialId id, std::uint64_t bytes );
+    /// Nothing happens for a block that takes none.
+    void giveBack( CtSerialId id );
+    void giveAllBack();
+
+private:
+    const std::uint64_t _limit;
+    const LkLock _lock{ "ct-space-budget" };
+    std::uint64_t _taken QV_GUARDED_BY( _lock ) = 0;
+    std::unordered_map<std::uint64_t, std::uint64_t> _blocks QV_GUARDED_BY( _lock );
+};
+
+} // namespace Qv

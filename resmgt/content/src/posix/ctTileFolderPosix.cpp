@@ -1,0 +1,235 @@
+#include <resmgt/content/src/ctTileFolder.h>
+
+#include <base/files/descriptorPosix.h>
+#include <resmgt/content/src/ctTileNames.h>
+
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Qv {
+
+namespace {
+
+constexpr mode_t LEVEL_MODE = 0755;
+constexpr mode_t FILE_MODE = 0666;
+constexpr int HOW_TO_OPEN = O_NOFOLLOW | O_NONBLOCK;
+
+/// How often an operation is begun again when others make and remove what it needs.
+constexpr int MOST_ATTEMPTS = 100;
+
+template <class Call>
+auto retry( Call call ) {
+    auto result = call();
+    while( result == -1 && errno == EINTR ) {
+        result = call();
+    }
+    return result;
+}
+
+int toDescriptor( OsFileTypes::Handle handle ) {
+    return static_cast<int>( handle );
+}
+
+bool getFacts( int file, struct stat& facts ) {
+    return retry( [&] { return ::fstat( file, &facts ); } ) == 0;
+}
+
+bool look( int folder, const char* name, struct stat& facts ) {
+    return retry( [&] { return ::fstatat( folder, name, &facts, AT_SYMLINK_NOFOLLOW ); } ) == 0;
+}
+
+/// False with the error that `isMissing` knows.
+bool isRegular( const struct stat& facts ) {
+    errno = S_ISDIR( facts.st_mode ) ? EISDIR : S_ISLNK( facts.st_mode ) ? ELOOP : ENXIO;
+    return S_ISREG( facts.st_mode );
+}
+
+/// Opens a regular file that is there. Looks before: to open a pipe would be seen at its other end.
+Descriptor openFile( int folder, const char* name, int flags ) {
+    struct stat facts {};
+    if( !look( folder, name, facts ) || !isRegular( facts ) ) {
+        return Descriptor( -1 );
+    }
+    Descriptor file( folder, name, flags | HOW_TO_OPEN );
+    const bool isFile = file.isOpen() && getFacts( file.get(), facts ) && isRegular( facts );
+    return isFile ? std::move( file ) : Descriptor( -1 );
+}
+
+Descriptor makeFile( int folder, const char* name ) {
+    return Descriptor( folder, name, O_RDWR | O_CREAT | O_EXCL | HOW_TO_OPEN, FILE_MODE );
+}
+
+Descriptor openOrMakeFile( int folder, const char* name ) {
+    for( int attempt = 0;; ++attempt ) {
+        Descriptor found = openFile( folder, name, O_RDWR );
+        if( found.isOpen() || errno != ENOENT || attempt == MOST_ATTEMPTS ) {
+            return found;
+        }
+        Descriptor made = makeFile( folder, name );
+        if( made.isOpen() || errno != EEXIST ) {
+            return made;
+        }
+    }
+}
+
+bool removeFile( int folder, const char* name ) {
+    return retry( [&] { return ::unlinkat( folder, name, 0 ); } ) == 0;
+}
+
+std::string withSeparator( std::string text ) {
+    return text.ends_with( '/' ) ? std::move( text ) : std::move( text ) + '/';
+}
+
+} // namespace
+
+/// The name of a block's file, and the folder that it is in.
+class CtTileFolder::Place {
+public:
+    /// Goes down the levels; stays where it got to after a failure.
+    Place( const CtTileFolder& cache, CtSerialId id, bool makesLevels )
+        : _name( CtTileNames::makeName( id ) ) {
+        if( cache._nbLevels == 0 ) {
+            _name.insert( 0, cache._root );
+            _isReached = true;
+            return;
+        }
+        _folder = Descriptor( cache._root.c_str(), O_PATH | O_DIRECTORY );
+        std::uint64_t rest = id;
+        const std::uint64_t mask = ( std::uint64_t( 1 ) << cache._nbBits ) - 1;
+        for( std::uint32_t i = 0; i < cache._nbLevels && _folder.isOpen(); ++i ) {
+            enter( std::to_string( rest & mask ).c_str(), makesLevels );
+            rest >>= cache._nbBits;
+        }
+        _isReached = _folder.isOpen();
+    }
+
+    bool isReached() const noexcept { return _isReached; }
+    /// Where the name begins: with the path of the directory itself where there are no levels.
+    int folder() const noexcept { return _folder.isOpen() ? _folder.get() : AT_FDCWD; }
+    const char* name() const noexcept { return _name.c_str(); }
+
+private:
+    void enter( const char* level, bool makesLevel ) {
+        constexpr int HOW = O_PATH | O_DIRECTORY | O_NOFOLLOW;
+        Descriptor next( _folder.get(), level, HOW );
+        if( !next.isOpen() && errno == ENOENT && makesLevel ) {
+            const int folder = _folder.get();
+            if( retry( [&] { return ::mkdirat( folder, level, LEVEL_MODE ); } ) == 0 ||
+                errno == EEXIST ) {
+                next = Descriptor( folder, level, HOW );
+            }
+        }
+        _folder = std::move( next );
+    }
+
+    std::string _name;
+    Descriptor _folder{ -1 };
+    bool _isReached = false;
+};
+
+CtTileFolder::CtTileFolder( const OsFilePath& root, std::uint32_t nbLevels, std::uint32_t nbBits )
+    : _root( withSeparator( root.toString() ) )
+    , _nbLevels( nbLevels )
+    , _nbBits( nbBits ) {}
+
+OsFilePath CtTileFolder::getPath( CtSerialId id ) const {
+    std::string path = _root;
+    std::uint64_t rest = id;
+    for( std::uint32_t i = 0; i < _nbLevels; ++i ) {
+        path += std::to_string( rest & ( ( std::uint64_t( 1 ) << _nbBits ) - 1 ) ) + '/';
+        rest >>= _nbBits;
+    }
+    return OsFilePath( path + CtTileNames::makeName( id ) );
+}
+
+/// Calls `operation( folder, name )`, which answers a Descriptor. One that needs its levels begins
+/// again when another process has removed an empty one meanwhile.
+template <class Operation>
+auto CtTileFolder::perform( CtSerialId id, bool makesLevels, Operation operation ) const {
+    for( int attempt = 0;; ++attempt ) {
+        const Place place( *this, id, makesLevels );
+        Descriptor file =
+            place.isReached() ? operation( place.folder(), place.name() ) : Descriptor( -1 );
+        const bool isWorthIt = makesLevels && _nbLevels > 0 && errno == ENOENT;
+        if( file.isOpen() || !isWorthIt || attempt == MOST_ATTEMPTS ) {
+            return Handle( file.release() );
+        }
+    }
+}
+
+CtTileFolder::Handle CtTileFolder::openForReading( CtSerialId id ) const {
+    return perform( id, false, []( int folder, const char* name ) {
+        return openFile( folder, name, O_RDONLY );
+    } );
+}
+
+CtTileFolder::Handle CtTileFolder::openOrMake( CtSerialId id ) const {
+    return perform( id, true, openOrMakeFile );
+}
+
+CtTileFolder::NewFile CtTileFolder::make( CtSerialId id ) const {
+    struct stat facts {};
+    const Handle handle = perform( id, true, makeFile );
+    const bool isMade = handle != OsFileTypes::INVALID_HANDLE;
+    // An open file can always be asked; if not, its number is none.
+    if( isMade && !getFacts( toDescriptor( handle ), facts ) ) {
+        facts = {};
+    }
+    return { handle, { facts.st_dev, facts.st_ino } };
+}
+
+bool CtTileFolder::remove( CtSerialId id ) const {
+    struct stat facts {};
+    const Place place( *this, id, false );
+    return place.isReached() && look( place.folder(), place.name(), facts ) && isRegular( facts ) &&
+           removeFile( place.folder(), place.name() );
+}
+
+void CtTileFolder::removeIfStill( CtSerialId id, const FileId& made ) const {
+    struct stat facts {};
+    const Place place( *this, id, false );
+    if( place.isReached() && look( place.folder(), place.name(), facts ) &&
+        made == FileId{ facts.st_dev, facts.st_ino } ) {
+        removeFile( place.folder(), place.name() );
+    }
+}
+
+std::optional<std::uint64_t> CtTileFolder::getSize( CtSerialId id ) const {
+    struct stat facts {};
+    const Place place( *this, id, false );
+    const bool isBlock =
+        place.isReached() && look( place.folder(), place.name(), facts ) && isRegular( facts );
+    return isBlock ? std::optional( static_cast<std::uint64_t>( facts.st_size ) ) : std::nullopt;
+}
+
+std::optional<std::uint64_t> CtTileFolder::getSize( Handle handle ) {
+    struct stat facts {};
+    return getFacts( toDescriptor( handle ), facts )
+               ? std::optional( static_cast<std::uint64_t>( facts.st_size ) )
+               : std::nullopt;
+}
+
+bool CtTileFolder::isRemoved( Handle handle ) {
+    struct stat facts {};
+    return getFacts( toDescriptor( handle ), facts ) && facts.st_nlink == 0;
+}
+
+void CtTileFolder::close( Handle handle ) {
+    static_cast<void>( Descriptor( toDescriptor( handle ) ) );
+}
+
+bool CtTileFolder::isMissing() {
+    return errno == ENOENT || errno == ENOTDIR || errno == ELOOP || errno == EISDIR ||
+           errno == ENXIO;
+}
+
+bool CtTileFolder::isTaken() {
+    return errno == EEXIST;
+}
+
+} // namespace Qv
