@@ -33,9 +33,11 @@ public:
 
     enum class Locking { HAD, HELD_BY_OTHERS, IMPOSSIBLE };
 
-    /// Of the cache in `directory`. Makes the file if it is to be written and there is none; one
-    /// that may not be written is opened for reading.
-    CtSessionFile( const OsFilePath& directory, bool isToBeWritten );
+    enum class Access { WRITE, MAKE };
+
+    /// Of the cache in `directory`. One that isn't there is made if that is asked for; one that may
+    /// not be written is opened for reading.
+    CtSessionFile( const OsFilePath& directory, Access access );
     CtSessionFile( CtSessionFile&& other ) noexcept;
     CtSessionFile& operator=( CtSessionFile&& other ) noexcept;
     ~CtSessionFile();
@@ -58,6 +60,8 @@ public:
     /// Marks it as being removed, unless it lives.
     Locking claim( std::uint32_t session );
     void release( std::uint32_t session );
+    /// As `claim` would answer, without doing so.
+    Locking look( std::uint32_t session ) const;
 
     /// What the text of an index says.
     static std::optional<std::uint64_t> parse( std::string_view text );
@@ -71,7 +75,7 @@ private:
     OsFilePath _directory;
     OsFilePath _path;
     OsFileTypes::Handle _handle = OsFileTypes::INVALID_HANDLE;
-    bool _isWritable = false;
+    bool _isWritable = true;
 };
 
 } // namespace Qv

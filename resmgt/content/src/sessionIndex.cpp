@@ -79,7 +79,7 @@ void SessionIndex::refresh() {
 /// Opens the index anew, since it may have been lost.
 bool SessionIndex::renew() {
     const LkGuard<const LkLock> guard( _lock );
-    CtSessionFile file( _directory, true );
+    CtSessionFile file( _directory, CtSessionFile::Access::MAKE );
     const bool isKept = advance( file );
     if( _files.empty() ) {
         _files.push_back( std::move( file ) );
@@ -135,7 +135,7 @@ void SessionIndex::join( const OsFilePath& directory ) {
         return file.getPath() == directory + OsFilePath( CtTileNames::INDEX );
     };
     if( std::none_of( _files.begin(), _files.end(), isThere ) ) {
-        _files.emplace_back( directory, true );
+        _files.emplace_back( directory, CtSessionFile::Access::MAKE );
         markAll( _files.back() );
     }
 }

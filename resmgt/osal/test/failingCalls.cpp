@@ -20,10 +20,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -32,6 +34,12 @@ namespace Qv {
 namespace {
 
 thread_local CallHook* newest = nullptr;
+// What a hook calls itself isn't seen by any.
+thread_local bool isInside = false;
+
+std::mutex processLock;
+// Changed with the lock held; without a hook nobody takes it.
+std::atomic<CallHook*> newestOfProcess = nullptr;
 
 void checkIsWrapped( const std::string& name ) {
     if( std::string( " " QV_WRAPPED_CALLS " " ).find( " " + name + " " ) == std::string::npos ) {
@@ -42,45 +50,70 @@ void checkIsWrapped( const std::string& name ) {
 
 } // namespace
 
-CallHook::CallHook( const char* name, Hook hook )
+CallHook::CallHook( const char* name, Hook hook, Scope scope )
     : _name( name )
     , _hook( std::move( hook ) )
-    , _outer( newest ) {
+    , _scope( scope )
+    , _outer( nullptr ) {
     if( name != nullptr ) {
         checkIsWrapped( name );
     }
-    newest = this;
+    if( scope == THIS_THREAD ) {
+        _outer = std::exchange( newest, this );
+    } else {
+        const std::lock_guard guard( processLock );
+        _outer = newestOfProcess.exchange( this );
+    }
 }
 
 CallHook::~CallHook() {
-    newest = _outer;
+    if( _scope == THIS_THREAD ) {
+        newest = _outer;
+    } else {
+        const std::lock_guard guard( processLock );
+        newestOfProcess = _outer;
+    }
 }
 
 int CallHook::pass( const char* name, std::size_t& size ) {
-    // What a hook calls itself isn't seen by any.
-    CallHook* const hooks = std::exchange( newest, nullptr );
+    if( std::exchange( isInside, true ) ) {
+        return 0;
+    }
     const int before = errno;
+    int error = passChain( newest, name, size );
+    if( error == 0 && newestOfProcess != nullptr ) {
+        const std::lock_guard guard( processLock );
+        error = passChain( newestOfProcess, name, size );
+    }
+    isInside = false;
+    errno = before;
+    return error;
+}
+
+int CallHook::passChain( CallHook* first, const char* name, std::size_t& size ) {
     int error = 0;
-    for( CallHook* hook = hooks; hook != nullptr && error == 0; hook = hook->_outer ) {
+    for( CallHook* hook = first; hook != nullptr && error == 0; hook = hook->_outer ) {
         if( hook->_name == nullptr || std::string( hook->_name ) == name ) {
             SystemCall call{ name, ++hook->_nbCalls, size };
             error = hook->_hook( call );
             size = call.size;
         }
     }
-    newest = hooks;
-    errno = before;
     return error;
 }
 
-FailingCall::FailingCall( const char* name, int error, Times times, long nth )
-    : CallHook( name, [error, times, nth]( const SystemCall& call ) {
-        const bool fails = call.number == nth || ( times == FOR_GOOD && call.number > nth );
-        return fails ? error : 0;
-    } ) {}
+FailingCall::FailingCall( const char* name, int error, Times times, long nth, Scope scope )
+    : CallHook(
+          name,
+          [error, times, nth]( const SystemCall& call ) {
+              const bool fails = call.number == nth || ( times == FOR_GOOD && call.number > nth );
+              return fails ? error : 0;
+          },
+          scope ) {}
 
 void forEachFailingCall( int error, const std::function<void()>& operation,
-                         const std::function<void( const FailedRun& run )>& check ) {
+                         const std::function<void( const FailedRun& run )>& check,
+                         CallHook::Scope scope ) {
     for( const auto times : { FailingCall::ONCE, FailingCall::FOR_GOOD } ) {
         FailedRun run{ "", 0, times };
         while( run.call != nullptr ) {
@@ -88,14 +121,17 @@ void forEachFailingCall( int error, const std::function<void()>& operation,
             ++run.number;
             const int nbBefore = countDescriptors();
             {
-                const CallHook hook( nullptr, [&]( const SystemCall& call ) {
-                    if( call.number < run.number ||
-                        ( call.number > run.number && times == FailingCall::ONCE ) ) {
-                        return 0;
-                    }
-                    run.call = run.call == nullptr ? call.name : run.call;
-                    return error;
-                } );
+                const CallHook hook(
+                    nullptr,
+                    [&]( const SystemCall& call ) {
+                        if( call.number < run.number ||
+                            ( call.number > run.number && times == FailingCall::ONCE ) ) {
+                            return 0;
+                        }
+                        run.call = run.call == nullptr ? call.name : run.call;
+                        return error;
+                    },
+                    scope );
                 operation();
             }
             EXPECT_EQ( countDescriptors(), nbBefore )

@@ -16,21 +16,25 @@ struct SystemCall {
     std::size_t size;
 };
 
-/// While it lives, the calls of the system that this thread makes from this program's objects go
-/// through `hook` first: it returns the error that the call fails with, or 0 to let it through.
+/// While it lives, the calls of the system that this thread, or the whole process, makes from this
+/// program's objects go through `hook` first: it returns the error that the call fails with, or 0
+/// to let it through.
 /// What fails `close` or `munmap` doesn't leave the resource open, as the system doesn't either.
 ///
 /// The calls are those that the package's CMakeLists.txt names under WRAPPED_CALLS; one that is
 /// added there needs its function in failingCalls.cpp.
 /// Several hooks: they must be nested. The newest sees a call first; those before it see what it
 ///         lets through.
-/// Threads: other threads' calls pass it by. A child made by `fork` keeps it.
+/// Threads: one of THIS_THREAD is passed by other threads' calls. One of the PROCESS runs on one
+///         thread at a time, behind those of that thread, and ends when none is in it. A child made
+///         by `fork` keeps both.
 class CallHook {
 public:
     using Hook = std::function<int( SystemCall& call )>;
+    enum Scope { THIS_THREAD, PROCESS };
 
     /// The calls named `name`; all calls if it is null. A name that isn't wrapped ends the program.
-    CallHook( const char* name, Hook hook );
+    CallHook( const char* name, Hook hook, Scope scope = THIS_THREAD );
     CallHook( const CallHook& ) = delete;
     CallHook& operator=( const CallHook& ) = delete;
     ~CallHook();
@@ -38,13 +42,16 @@ public:
     /// The calls that it has seen.
     long nbCalls() const { return _nbCalls; }
 
-    /// What all hooks of this thread make of a call; for the wrapped functions.
+    /// What all hooks make of a call of this thread; for the wrapped functions.
     static int pass( const char* name, std::size_t& size );
 
 private:
+    static int passChain( CallHook* first, const char* name, std::size_t& size );
+
     const char* const _name;
     const Hook _hook;
-    CallHook* const _outer;
+    const Scope _scope;
+    CallHook* _outer;
     long _nbCalls = 0;
 };
 
@@ -53,7 +60,8 @@ class FailingCall : public CallHook {
 public:
     enum Times { ONCE, FOR_GOOD };
 
-    FailingCall( const char* name, int error, Times times = FOR_GOOD, long nth = 1 );
+    FailingCall( const char* name, int error, Times times = FOR_GOOD, long nth = 1,
+                 Scope scope = THIS_THREAD );
 };
 
 /// What `forEachFailingCall` tells of a run.
@@ -71,6 +79,7 @@ struct FailedRun {
 /// failing by then. Both raise nothing; the operation catches what it expects. A run that leaves
 /// more descriptors open than it found fails the test.
 void forEachFailingCall( int error, const std::function<void()>& operation,
-                         const std::function<void( const FailedRun& run )>& check );
+                         const std::function<void( const FailedRun& run )>& check,
+                         CallHook::Scope scope = CallHook::THIS_THREAD );
 
 } // namespace Qv

@@ -35,26 +35,32 @@ auto retry( Call call ) {
     return result;
 }
 
+constexpr int HOW_TO_OPEN = O_NOFOLLOW | O_NONBLOCK;
+
 /// Opens an index that is there. Looks before: to open a pipe would be seen at its other end.
 Descriptor openIndex( const char* path, int flags ) {
-    constexpr int HOW = O_NOFOLLOW | O_NONBLOCK;
     struct stat facts {};
     const auto isRegular = [&] {
         errno = EINVAL;
         return S_ISREG( facts.st_mode );
     };
-    if( retry( [&] { return ::lstat( path, &facts ); } ) != 0 ) {
-        return errno == ENOENT && flags != O_RDONLY
-                   ? Descriptor( path, flags | O_CREAT | O_EXCL | HOW, INDEX_MODE )
-                   : Descriptor( -1 );
-    }
-    if( !isRegular() ) {
+    if( retry( [&] { return ::lstat( path, &facts ); } ) != 0 || !isRegular() ) {
         return Descriptor( -1 );
     }
-    Descriptor file( path, flags | HOW );
+    Descriptor file( path, flags | HOW_TO_OPEN );
     const bool isIndex =
         file.isOpen() && retry( [&] { return ::fstat( file.get(), &facts ); } ) == 0 && isRegular();
     return isIndex ? std::move( file ) : Descriptor( -1 );
+}
+
+Descriptor openOrMakeIndex( const char* path ) {
+    Descriptor found = openIndex( path, O_RDWR );
+    if( found.isOpen() || errno != ENOENT ) {
+        return found;
+    }
+    Descriptor made( path, O_RDWR | O_CREAT | O_EXCL | HOW_TO_OPEN, INDEX_MODE );
+    // Or another process was quicker.
+    return made.isOpen() ? std::move( made ) : openIndex( path, O_RDWR );
 }
 
 /// A volume that can't sync this kind of file has nothing to be synced.
@@ -65,6 +71,15 @@ bool sync( int file ) {
 bool syncDirectory( const OsFilePath& path ) {
     const Descriptor directory( path.getChars(), O_RDONLY | O_DIRECTORY );
     return directory.isOpen() && sync( directory.get() );
+}
+
+struct flock makeLock( int type, std::uint64_t byte ) {
+    struct flock lock {};
+    lock.l_type = static_cast<short>( type );
+    lock.l_whence = SEEK_SET;
+    lock.l_start = static_cast<off_t>( byte );
+    lock.l_len = 1;
+    return lock;
 }
 
 bool isHeldByOthers() {
@@ -89,18 +104,14 @@ CtSessionFile::Locking tryFor( double seconds, Attempt attempt ) {
 
 } // namespace
 
-CtSessionFile::CtSessionFile( const OsFilePath& directory, bool isToBeWritten )
+CtSessionFile::CtSessionFile( const OsFilePath& directory, Access access )
     : _directory( directory )
-    , _path( directory + OsFilePath( CtTileNames::INDEX ) )
-    , _isWritable( isToBeWritten ) {
-    Descriptor file = openIndex( _path.getChars(), isToBeWritten ? O_RDWR : O_RDONLY );
-    if( isToBeWritten && !file.isOpen() && errno == EEXIST ) {
-        // Another process was quicker.
-        file = openIndex( _path.getChars(), O_RDWR );
-    }
-    if( isToBeWritten && !file.isOpen() ) {
+    , _path( directory + OsFilePath( CtTileNames::INDEX ) ) {
+    const char* const path = _path.getChars();
+    Descriptor file = access == Access::MAKE ? openOrMakeIndex( path ) : openIndex( path, O_RDWR );
+    if( !file.isOpen() ) {
         _isWritable = false;
-        file = openIndex( _path.getChars(), O_RDONLY );
+        file = openIndex( path, O_RDONLY );
     }
     _handle = file.release();
 }
@@ -143,12 +154,16 @@ void CtSessionFile::release( std::uint32_t session ) {
     lockByte( F_UNLCK, FIRST_MARK + session );
 }
 
+CtSessionFile::Locking CtSessionFile::look( std::uint32_t session ) const {
+    struct flock lock = makeLock( F_WRLCK, FIRST_MARK + session );
+    if( ::fcntl( static_cast<int>( _handle ), F_OFD_GETLK, &lock ) != 0 ) {
+        return Locking::IMPOSSIBLE;
+    }
+    return lock.l_type == F_UNLCK ? Locking::HAD : Locking::HELD_BY_OTHERS;
+}
+
 CtSessionFile::Locking CtSessionFile::lockByte( int type, std::uint64_t byte ) {
-    struct flock lock {};
-    lock.l_type = static_cast<short>( type );
-    lock.l_whence = SEEK_SET;
-    lock.l_start = static_cast<off_t>( byte );
-    lock.l_len = 1;
+    struct flock lock = makeLock( type, byte );
     if( ::fcntl( static_cast<int>( _handle ), F_OFD_SETLK, &lock ) == 0 ) {
         return Locking::HAD;
     }
