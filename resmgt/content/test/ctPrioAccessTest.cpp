@@ -97,14 +97,11 @@ void runSchedule( std::size_t limit, const std::vector<CtPxTileId>& tiles,
 
 TEST( CtPrioAccessTest, EveryOrderOfAFewRequestsIsThatOfTheModel ) {
     const std::vector<CtPxTileId> tiles{ tileOf( 7, 0 ), tileOf( 7, 8 ), tileOf( 3, 4 ) };
-    const struct {
-        std::size_t limit;
-        int nbRequests;
-    } cases[] = { { 1, scaledCount( 10 ) < 10 ? 3 : 4 }, { 2, scaledCount( 10 ) < 10 ? 3 : 4 } };
-    for( const auto& c : cases ) {
-        forEachSchedule( c.nbRequests, c.limit, [&]( const std::vector<int>& events ) {
-            forEachChoice( tiles, c.nbRequests, [&]( const std::vector<CtPxTileId>& chosen ) {
-                runSchedule( c.limit, chosen, events );
+    const int nbRequests = scaledCount( 1 ) > 1 ? 4 : 3;
+    for( const std::size_t limit : { 1u, 2u } ) {
+        forEachSchedule( nbRequests, limit, [&]( const std::vector<int>& events ) {
+            forEachChoice( tiles, nbRequests, [&]( const std::vector<CtPxTileId>& chosen ) {
+                runSchedule( limit, chosen, events );
             } );
         } );
     }
@@ -112,7 +109,7 @@ TEST( CtPrioAccessTest, EveryOrderOfAFewRequestsIsThatOfTheModel ) {
 
 TEST( CtPrioAccessTest, RandomTrafficIsThatOfTheModel ) {
     std::minstd_rand random( static_cast<unsigned int>( testSeed() ) );
-    for( long round = scaledCount( 20 ); round > 0; --round ) {
+    for( long round = scaledCount( 5 ); round > 0; --round ) {
         GateRun run( 1 + random() % 3 );
         int nbLeft = 60;
         while( nbLeft > 0 || !run.getActive().empty() || run.hasDemands() ) {
