@@ -97,10 +97,13 @@ private:
     void serve( AsyncRequest& request ) noexcept;
     std::exception_ptr tryTransfer( const AsyncRequest& request ) noexcept;
     void uncount();
+    bool isProcessing() const QV_REQUIRES( _asyncLock );
     void leaveBlockers() QV_REQUIRES( _asyncLock );
 
     const LkLock _asyncLock{ "ct-async-lock" };
-    unsigned int _nbAsyncRequests QV_GUARDED_BY( _asyncLock ) = 0;
+    // Rises, and falls above 0, without the lock. Its fall to 0 and the looks of those who wait for
+    // that are under it, so that none is missed. A fall releases the transfer to who sees the 0.
+    std::atomic<unsigned int> _nbAsyncRequests{ 0 };
     const LkCondVar _asyncProcessed{ "ct-async-processed" };
     unsigned int _nbBlockers QV_GUARDED_BY( _asyncLock ) = 0;
     const LkCondVar _asyncUnblocked{ "ct-async-unblocked" };

@@ -16,10 +16,9 @@ using Guard = LkGuard<const LkLock>;
 /// Counts an asynchronous request that isn't queued yet; gives the count back unless it is kept.
 class CtNonAsyncServer::Count {
 public:
-    explicit Count( CtNonAsyncServer& server )
+    explicit Count( CtNonAsyncServer& server ) noexcept
         : _server( server ) {
-        const Guard guard( server._asyncLock );
-        ++server._nbAsyncRequests;
+        server._nbAsyncRequests.fetch_add( 1, std::memory_order_relaxed );
     }
     Count( const Count& ) = delete;
     Count& operator=( const Count& ) = delete;
@@ -70,7 +69,7 @@ void CtNonAsyncServer::drain() {
         _asyncGroup->drain();
     }
     const Guard guard( _asyncLock );
-    while( _nbAsyncRequests > 0 ) {
+    while( isProcessing() ) {
         _asyncProcessed.wait( _asyncLock );
     }
     while( _nbBlockers > 0 ) {
@@ -85,7 +84,7 @@ void CtNonAsyncServer::blockUntilProcessed() {
     const Guard guard( _asyncLock );
     ++_nbBlockers;
     try {
-        while( _nbAsyncRequests > 0 ) {
+        while( isProcessing() ) {
             _asyncProcessed.wait( _asyncLock );
         }
     } catch( ... ) {
@@ -93,6 +92,10 @@ void CtNonAsyncServer::blockUntilProcessed() {
         throw;
     }
     leaveBlockers();
+}
+
+bool CtNonAsyncServer::isProcessing() const {
+    return _nbAsyncRequests.load( std::memory_order_acquire ) > 0;
 }
 
 void CtNonAsyncServer::leaveBlockers() {
@@ -185,8 +188,15 @@ std::exception_ptr CtNonAsyncServer::tryTransfer( const AsyncRequest& request ) 
 }
 
 void CtNonAsyncServer::uncount() {
+    unsigned int seen = _nbAsyncRequests.load( std::memory_order_relaxed );
+    while( seen > 1 ) {
+        if( _nbAsyncRequests.compare_exchange_weak( seen, seen - 1, std::memory_order_acq_rel,
+                                                    std::memory_order_relaxed ) ) {
+            return;
+        }
+    }
     const Guard guard( _asyncLock );
-    if( --_nbAsyncRequests == 0 ) {
+    if( _nbAsyncRequests.fetch_sub( 1, std::memory_order_acq_rel ) == 1 ) {
         // Under the lock: without it the server may be gone.
         _asyncProcessed.broadcast();
     }
