@@ -22,8 +22,8 @@ struct QV_RESMGT_API CtCounters {
     std::uint64_t nbAsync = 0;
     /// Transfers that have failed, and completions that have raised.
     std::uint64_t nbFailures = 0;
-    /// How often a caller had to wait before its request was taken: for its turn, or for room in
-    /// the queue.
+    /// How often a synchronous request had to wait for its turn. Waits for room in a queue are the
+    /// queue's to count.
     std::uint64_t nbWaits = 0;
     /// Files, or what else a store keeps open through hints, just now.
     std::uint64_t nbOpenFiles = 0;

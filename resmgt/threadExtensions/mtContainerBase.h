@@ -147,6 +147,7 @@ private:
     std::uint32_t _nbListed QV_GUARDED_BY( _lock ) = 0;
     Blocked* _firstBlocked QV_GUARDED_BY( _lock ) = nullptr;
     Blocked* _lastBlocked QV_GUARDED_BY( _lock ) = nullptr;
+    std::uint64_t _nbWaits QV_GUARDED_BY( _lock ) = 0;
     std::uint64_t _nbDiscarded QV_GUARDED_BY( _lock ) = 0;
     // In seconds, of the waits that are over.
     double _longestWait QV_GUARDED_BY( _lock ) = 0.0;

@@ -20,6 +20,8 @@ struct QV_RESMGT_API MtPoolSnapshot {
     std::uint64_t nbDiscarded = 0;
     /// Threads that wait for room in the queue.
     std::uint32_t nbBlockedProducers = 0;
+    /// How often a thread has had to, those that still do included.
+    std::uint64_t nbWaits = 0;
     /// In seconds: the longest time that a thread has waited for room, those that still wait
     /// included.
     double longestWait = 0.0;

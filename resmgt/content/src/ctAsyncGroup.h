@@ -51,10 +51,7 @@ public:
 protected:
     void pushItem( Item&& item ) {
         item.setTag( _tag );
-        if( !_group.tryPush( std::move( item ) ) ) {
-            _server.getTally()->countWait();
-            _group.push( std::move( item ) );
-        }
+        _group.push( std::move( item ) );
     }
 
     CtNonAsyncServer& _server;

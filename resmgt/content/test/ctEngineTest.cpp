@@ -236,12 +236,12 @@ TEST( CtEngineTest, RequestBeyondTheLimitWaitsUnlessAWorkerMakesIt ) {
         for( unsigned int i = 0; i < LIMIT; ++i ) {
             store.submit( i, handles.emplace_back() );
         }
-        EXPECT_EQ( store.getCounters().nbWaits, 0u );
+        EXPECT_EQ( store.getSnapshot().nbWaits, 0u );
         EXPECT_EQ( store.getSnapshot().nbQueued, LIMIT );
         TestHandle beyond;
         TestThread pusher( [&] { store.submit( LIMIT, beyond ); } );
         waitUntil( [&] { return store.getSnapshot().nbBlockedProducers == 1; }, "the wait" );
-        EXPECT_EQ( store.getCounters().nbWaits, 1u );
+        EXPECT_EQ( store.getSnapshot().nbWaits, 1u );
         EXPECT_EQ( stage.awaitArrivals( 0 ).size(), 1u );
         stage.release( 0 );
         // Its completion has pushed all before the worker takes the next one.

@@ -52,6 +52,7 @@ public:
     explicit Place( MtContainerBase& container ) noexcept QV_REQUIRES( container._lock )
         : _container( container ) {
         ++container._nbBlocked;
+        ++container._nbWaits;
     }
     Place( const Place& ) = delete;
     Place& operator=( const Place& ) = delete;
@@ -193,6 +194,7 @@ MtPoolSnapshot MtContainerBase::takeSnapshot( std::uint64_t nbDone ) const {
     snapshot.nbDone = nbDone;
     snapshot.nbDiscarded = _nbDiscarded;
     snapshot.nbBlockedProducers = _nbBlocked;
+    snapshot.nbWaits = _nbWaits;
     snapshot.longestWait = _longestWait;
     for( const Blocked* blocked = _firstBlocked; blocked != nullptr; blocked = blocked->_next ) {
         snapshot.longestWait = std::max( snapshot.longestWait, secondsSince( blocked->_begin ) );

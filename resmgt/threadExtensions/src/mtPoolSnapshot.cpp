@@ -8,8 +8,8 @@ std::ostream& operator<<( std::ostream& stream, const MtPoolSnapshot& snapshot )
     return stream << "queued " << snapshot.nbQueued << " most " << snapshot.mostQueued
                   << " running " << snapshot.nbRunning << " done " << snapshot.nbDone
                   << " discarded " << snapshot.nbDiscarded << " blocked producers "
-                  << snapshot.nbBlockedProducers << " longest wait " << snapshot.longestWait
-                  << " s";
+                  << snapshot.nbBlockedProducers << " waits " << snapshot.nbWaits
+                  << " longest wait " << snapshot.longestWait << " s";
 }
 
 } // namespace Qv

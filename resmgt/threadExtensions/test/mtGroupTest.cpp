@@ -59,6 +59,7 @@ TYPED_TEST( MtGroupTest, PushesWaitInTurnForRoomAndTheirTimeMayRunOut ) {
     }
     EXPECT_EQ( producer.count(), 6u ) << "blocked pushes are counted";
     EXPECT_GT( group.getSnapshot().longestWait, 0.0 );
+    EXPECT_EQ( group.getSnapshot().nbWaits, 5u );
     this->busy.release();
     pushers.clear();
     producer.wait();
@@ -491,7 +492,7 @@ TEST( MtGroupDumpTest, DumpHasThePoolAndItsSnapshot ) {
     std::ostringstream text;
     text << group;
     EXPECT_EQ( text.str(), "painters threads 1 running prio 0 queued 1 most 1 running 1 done 0 "
-                           "discarded 0 blocked producers 0 longest wait 0 s" );
+                           "discarded 0 blocked producers 0 waits 0 longest wait 0 s" );
     busy.release();
 }
 
