@@ -4,6 +4,7 @@
 #include <resmgt/messages/msgManager.h>
 #include <resmgt/messages/msgServer.h>
 #include <tests/support/raisedBy.h>
+#include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
@@ -21,7 +22,9 @@ namespace {
 
 struct Kind {
     const char* name;
-    LiString ( *configure )( const TempDirectory& directory );
+    /// Without one, the server's directory.
+    const char* configuration;
+    const char* isUnbuffered;
 };
 
 /// Memory as a server wants it, with a guard behind its end that each use checks.
@@ -88,7 +91,10 @@ protected:
     }
 
     const TempDirectory _directory;
-    const LiString _configuration = GetParam().configure( _directory );
+    const LiString _configuration = GetParam().configuration != nullptr
+                                        ? LiString( GetParam().configuration )
+                                        : LiString( _directory.path().string() );
+    const ScopedEnvironment _isUnbuffered{ "QV_UNBUFFERED_IO", GetParam().isUnbuffered };
     OPtr<CtServer> _server;
 };
 
@@ -350,8 +356,12 @@ TEST_P( CtServerContractTest, ServesManyClientsAtOnce ) {
 }
 
 const Kind kinds[] = {
-    { "Blocking", []( const TempDirectory& ) { return LiString( "memory://test" ); } },
-    { "EventLoop", []( const TempDirectory& ) { return LiString( "event://test" ); } },
+    { "Blocking", "memory://test", "" },
+    { "Plain", "plain://test", "" },
+    { "Inline", "inline://test", "" },
+    { "EventLoop", "event://test", "" },
+    { "File", nullptr, "0" },
+    { "FileUnbuffered", nullptr, "1" },
 };
 
 INSTANTIATE_TEST_SUITE_P( All, CtServerContractTest, ::testing::ValuesIn( kinds ),
