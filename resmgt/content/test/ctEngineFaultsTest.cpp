@@ -2,6 +2,7 @@
 #include <resmgt/content/test/ctStage.h>
 #include <resmgt/content/test/ctTestHandle.h>
 #include <resmgt/content/test/ctTestStores.h>
+#include <resmgt/locks/test/futexWaitHook.h>
 #include <resmgt/threads/mtPriorityMgr.h>
 #include <resmgt/threads/rtPriorities.h>
 #include <tests/support/failingNew.h>
@@ -152,6 +153,62 @@ TEST( CtEngineFaultsTest, RequestWithoutMemoryRaisesAndLeavesNothing ) {
     }
 }
 
+/// A store whose one worker serves the first of its three blocks until the stage opens.
+class BusyStore {
+public:
+    BusyStore() {
+        store.onTransfer = [this]( const CtPxTileId& tile ) {
+            served.push_back( tile.getSerialId() );
+            stage.pass( 0 );
+        };
+        for( CtSerialId& id : ids ) {
+            id = store.createTile( 1 ).tile.getSerialId();
+        }
+        submit( 0 );
+        stage.awaitArrivals( 1 );
+    }
+
+    void submit( std::size_t block ) {
+        store.asyncRead( CtPxTileId( ids[block], 0, 1 ), &memory, {}, &handles[block] );
+    }
+    bool submitWithMemoryFor( int nbAllocations, std::size_t block ) {
+        try {
+            const FailingNew failing( nbAllocations );
+            submit( block );
+            return true;
+        } catch( const std::bad_alloc& ) {
+            return false;
+        }
+    }
+
+    Stage stage;
+    std::vector<CtSerialId> served;
+    CtSerialId ids[3];
+    TestHandle handles[3];
+    char memory = '\0';
+    BlockingStore store{ "memory://busy", { 0, 1, 2 } };
+};
+
+TEST( CtEngineFaultsTest, RequestThatRaisedHasNotAskedForItsBlock ) {
+    int nbNeeded = 0;
+    {
+        BusyStore measured;
+        while( !measured.submitWithMemoryFor( nbNeeded, 1 ) ) {
+            ASSERT_LT( ++nbNeeded, 50 );
+        }
+        measured.stage.open();
+    }
+    BusyStore busy;
+    for( int nbAllocations = 0; nbAllocations < nbNeeded; ++nbAllocations ) {
+        ASSERT_FALSE( busy.submitWithMemoryFor( nbAllocations, 1 ) );
+    }
+    busy.submit( 2 );
+    busy.submit( 1 );
+    busy.stage.open();
+    EXPECT_EQ( busy.handles[1].await() + busy.handles[2].await(), "SS" );
+    EXPECT_EQ( busy.served, ( std::vector{ busy.ids[0], busy.ids[2], busy.ids[1] } ) );
+}
+
 TEST( CtEngineFaultsTest, BlockingOnAWorkerIsAnAssertion ) {
     for( const CtEngineOptions& options : { ENGINES[0], ENGINES[1] } ) {
         OneBlockStore store( options );
@@ -166,20 +223,28 @@ TEST( CtEngineFaultsTest, BlockingOnAWorkerIsAnAssertion ) {
 TEST( CtEngineFaultsTest, BlockersAreOutBeforeTheEnd ) {
     for( const CtEngineOptions& options : { ENGINES[0], ENGINES[1] } ) {
         Stage stage;
-        auto store = std::make_unique<OneBlockStore>( options );
+        OPtr<OneBlockStore> store( new OneBlockStore( options ) );
         store->onTransfer = [&]( const CtPxTileId& ) { stage.pass( 0 ); };
         TestHandle handle;
         store->submit( 0, handle );
-        std::list<TestThread> blockers;
-        for( int i = 0; i < 4; ++i ) {
-            blockers.emplace_back( [&] { store->blockUntilProcessed(); } );
-        }
-        for( TestThread& blocker : blockers ) {
-            blocker.waitUntilBlocked();
-        }
-        TestThread ending( [&] { delete store.get(); } );
-        ending.waitUntilBlocked();
+        Gate isWaiting( "the blocker waits" );
+        Gate mayLeave( "the blocker may leave" );
+        TestThread blocker( [&] {
+            const FutexWaitHook hook( [&] {
+                isWaiting.open();
+                mayLeave.wait();
+                return 0;
+            } );
+            store->blockUntilProcessed();
+        } );
+        isWaiting.wait();
         stage.open();
+        EXPECT_EQ( handle.await(), "S" );
+        OneBlockStore* const ended = store.get();
+        TestThread ending( [&] { delete ended; } );
+        ending.waitUntilBlocked();
+        EXPECT_FALSE( ending.isDone() );
+        mayLeave.open();
         ending.join();
         static_cast<void>( store.release() );
     }

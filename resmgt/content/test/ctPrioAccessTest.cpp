@@ -143,43 +143,62 @@ TEST( CtPrioAccessTest, RandomTrafficIsThatOfTheModel ) {
     }
 }
 
-TEST( CtPrioAccessTest, WaitThatRaisesPassesItsTurnOn ) {
-    const RCShdPtr<CtTally> tally( new CtTally );
-    CtPrioAccess access( 1, *tally );
-    Stage stage;
-    Gate isWaiting( "the wait" );
-    Gate hasLeft( "the first request has left" );
-    std::list<TestThread> threads;
-    const auto come = [&]( const CtPxTileId& tile, int request ) {
-        threads.emplace_back( [&access, &stage, tile, request] {
-            const CtPrioAccess::Pass pass( &access, tile );
-            stage.pass( request );
+/// Two places become free while the first of two that wait can't see it yet: it has to let the
+/// other one in, whether it enters itself or its wait raises.
+TEST( CtPrioAccessTest, WhoComesLatePassesTheSecondPlaceOn ) {
+    for( const int error : { 0, EINVAL } ) {
+        const RCShdPtr<CtTally> tally( new CtTally );
+        CtPrioAccess access( 2, *tally );
+        Stage stage;
+        Gate isWaiting( "the wait" );
+        Gate areFree( "the places are free" );
+        std::list<TestThread> threads;
+        const auto come = [&]( std::uint64_t id ) {
+            threads.emplace_back( [&access, &stage, id] {
+                const CtPrioAccess::Pass pass( &access, tileOf( id, 0 ) );
+                stage.pass( static_cast<int>( id ) );
+            } );
+        };
+        const auto awaitWaits = [&]( std::uint64_t nbWaits ) {
+            waitUntil( [&] { return tally->getCounters().nbWaits == nbWaits; }, "a wait" );
+        };
+        come( 11 );
+        come( 12 );
+        stage.awaitArrivals( 2 );
+        TestThread late( [&] {
+            const FutexWaitHook hook( [&] {
+                isWaiting.open();
+                areFree.wait();
+                return error;
+            } );
+            const CtPrioAccess::Pass pass( &access, tileOf( 9, 0 ) );
+            stage.pass( 9 );
         } );
-    };
-    come( tileOf( 1, 0 ), 1 );
-    stage.awaitArrivals( 1 );
-    TestThread failing( [&] {
-        const FutexWaitHook hook( [&] {
-            isWaiting.open();
-            hasLeft.wait();
-            return EINVAL;
-        } );
-        EXPECT_NE(
-            raisedBy<ExBase>( [&] { const CtPrioAccess::Pass pass( &access, tileOf( 2, 0 ) ); } ),
-            "" );
-    } );
-    isWaiting.wait();
-    come( tileOf( 3, 0 ), 3 );
-    waitUntil( [&] { return tally->getCounters().nbWaits == 2; }, "the second wait" );
-    stage.release( 1 );
-    threads.front().join();
-    hasLeft.open();
-    failing.join();
-    EXPECT_EQ( stage.awaitArrivals( 2 ), ( std::vector{ 1, 3 } ) );
-    stage.open();
-    threads.clear();
-    // Of the one that failed nothing has stayed: a new request is let in at once.
-    const CtPrioAccess::Pass pass( &access, tileOf( 2, 0 ) );
+        isWaiting.wait();
+        come( 13 );
+        awaitWaits( 2 );
+        stage.release( 11 );
+        stage.release( 12 );
+        waitUntil(
+            [&] { return threads.front().isDone() && std::next( threads.begin() )->isDone(); },
+            "the two that were inside" );
+        areFree.open();
+        stage.awaitArrivals( error == 0 ? 4 : 3 );
+        if( error != 0 ) {
+            EXPECT_NE( raisedBy<ExBase>( [&] { late.join(); } ), "" );
+            // It has left no record: now its block has been asked for later than another.
+            come( 14 );
+            stage.awaitArrivals( 4 );
+            come( 15 );
+            awaitWaits( 3 );
+            come( 9 );
+            awaitWaits( 4 );
+            stage.release( 14 );
+            EXPECT_EQ( stage.awaitArrivals( 5 ).back(), 15 );
+        }
+        stage.open();
+        threads.clear();
+    }
 }
 
 } // namespace

@@ -147,8 +147,8 @@ TEST( CtServerMessageTest, AnnouncesItselfWithItsPath ) {
     OPtr<NotingManager> manager( new NotingManager );
     const std::vector<std::string>& texts = manager->texts;
     OPtr<MsgManager> former( MsgServer::getInstance().setManager( manager ) );
-    const BlockingStore store( "memory://100%1 full" );
-    EXPECT_THAT( texts, ElementsAre( "4 Initializing media cache memory://100%1 full" ) );
+    const BlockingStore store( "memory://100%% full %1" );
+    EXPECT_THAT( texts, ElementsAre( "4 Initializing media cache memory://100%% full %1" ) );
     const OPtr<MsgManager> noting( MsgServer::getInstance().setManager( former ) );
 }
 
