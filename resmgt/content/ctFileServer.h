@@ -11,6 +11,7 @@
 namespace Qv {
 
 class CtPieceSums;
+class CtTileFile;
 class CtTileFolder;
 class SessionIndex;
 
@@ -45,7 +46,8 @@ class QV_RESMGT_API CtFileServer : public CtNonAsyncServer {
 public:
     /// Probes the volume and takes a session number. A number that can't be kept in `.session_idx`
     /// is a message to the user, and the work goes on.
-    explicit CtFileServer( const LiString& configuration );
+    explicit CtFileServer( const LiString& configuration,
+                           const CtEngineOptions& options = CtEngineOptions::getConfigured() );
     ~CtFileServer() noexcept( false ) override;
 
     /// The high half of the ids that are given out now. All servers of a process share one; `clear`
@@ -99,13 +101,13 @@ private:
     void applySettings( const Settings& settings, const OsFileTypes::UnbufferedInfo& volume );
     std::uint64_t roundUp( unsigned int size ) const noexcept;
     bool tryCreate( const CtSerialId& id, std::uint64_t size ) const;
-    void makeFile( const CtSerialId& id, std::uint64_t size, bool& isTaken ) const;
+    bool tryMakeFile( const CtSerialId& id, std::uint64_t size ) const;
     Cut cut( const CtPxTileId& tile, const void* memory, const FileHint& file,
              CtEx::Direction direction ) const;
     template <class Move>
     void moveInChunks( std::uint64_t size, const Move& move ) const;
     template <class Hint>
-    CtHintPtr makeHint( const CtSerialId& id, OsFileTypes::Handle file ) const;
+    CtHintPtr makeHint( const CtSerialId& id, CtTileFile file ) const;
 
     bool _unbufferedIO = false;
     std::uint32_t _alignment = 1;

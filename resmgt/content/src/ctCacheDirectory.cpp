@@ -5,6 +5,8 @@
 #include <resmgt/content/src/ctTileNames.h>
 
 #include <map>
+#include <optional>
+#include <string>
 
 namespace Qv {
 
@@ -19,7 +21,8 @@ constexpr double LONGEST_WAIT = 5.0;
 /// How many session numbers there have been since the index was made.
 std::uint64_t countSessions( CtSessionFile& index ) {
     const Locking locking = index.lock( LONGEST_WAIT );
-    const std::optional<std::uint64_t> last = index.read();
+    const std::optional<std::string> text = index.read();
+    const auto last = text ? CtSessionFile::parse( *text ) : std::nullopt;
     if( locking == Locking::HAD ) {
         index.unlock();
     }

@@ -78,8 +78,8 @@ struct CtFileServer::Settings {
     bool isVerifying;
 };
 
-CtFileServer::CtFileServer( const LiString& configuration )
-    : CtNonAsyncServer( configuration )
+CtFileServer::CtFileServer( const LiString& configuration, const CtEngineOptions& options )
+    : CtNonAsyncServer( configuration, options )
     , _root( configuration )
     , _number( takeNumber() ) {
     try {
@@ -185,43 +185,34 @@ CtServer::NewTile CtFileServer::createTile( unsigned int size ) {
 
 /// False if there is something of that name.
 bool CtFileServer::tryCreate( const CtSerialId& id, std::uint64_t size ) const {
-    CtSpaceBudget& budget = _session->getBudget();
-    if( !budget.take( id, size ) ) {
+    CtSpaceBudget::Reservation space( _session->getBudget(), id, size );
+    if( !space.isHad() ) {
         throw CtEx::ExNotEnoughSpace( QV_HERE, "The limit of QV_IO_MAX_BYTES is reached." );
     }
-    bool isTaken = false;
     try {
-        makeFile( id, size, isTaken );
+        if( !tryMakeFile( id, size ) ) {
+            return false;
+        }
     } catch( const ExBase& failure ) {
-        budget.giveBack( id );
         throw CtEx::ExNotEnoughSpace( QV_HERE, failure.getReason() );
-    } catch( ... ) {
-        budget.giveBack( id );
-        throw;
     }
-    if( isTaken ) {
-        budget.giveBack( id );
-    }
-    return !isTaken;
+    space.keep();
+    return true;
 }
 
-void CtFileServer::makeFile( const CtSerialId& id, std::uint64_t size, bool& isTaken ) const {
+bool CtFileServer::tryMakeFile( const CtSerialId& id, std::uint64_t size ) const {
     const OsFilePath path = _folder->getPath( id );
-    const CtTileFolder::NewFile made = _folder->make( id );
-    isTaken = made.handle == OsFileTypes::INVALID_HANDLE && CtTileFolder::isTaken();
-    if( isTaken ) {
-        return;
+    CtTileFolder::NewFile made( *_folder, id );
+    if( made.isTaken() ) {
+        return false;
     }
-    if( made.handle == OsFileTypes::INVALID_HANDLE ) {
+    if( !made.getFile().isOpen() ) {
         throw ExSysErrorWindows( QV_HERE, "CtFileServer::createTile", path.getChars() );
     }
-    try {
-        OsMTFileWriter file( path, made.handle, _unbufferedIO );
-        file.reserve( size );
-    } catch( ... ) {
-        _folder->removeIfStill( id, made.id );
-        throw;
-    }
+    OsMTFileWriter file( path, made.getFile().release(), _unbufferedIO );
+    file.reserve( size );
+    made.keep();
+    return true;
 }
 
 void CtFileServer::removeTile( const CtSerialId& id ) {

@@ -7,6 +7,9 @@
 namespace Qv {
 
 std::optional<std::uint64_t> CtSessionFile::parse( std::string_view text ) {
+    if( text.size() > MOST_LENGTH ) {
+        return std::nullopt;
+    }
     constexpr std::string_view BLANKS = " \t\n\v\f\r";
     const std::size_t begin = std::min( text.find_first_not_of( BLANKS ), text.size() );
     text.remove_prefix( begin );

@@ -27,7 +27,7 @@ public:
     static constexpr std::uint64_t FROZEN = 18446744073709551614U;
     static constexpr std::uint32_t LAST_SESSION = 4294967294U;
     static constexpr std::size_t LENGTH = 32;
-    /// A longer file is unreadable.
+    /// What is longer is no index.
     static constexpr std::size_t MOST_LENGTH = 4096;
     static constexpr std::uint64_t FIRST_MARK = std::uint64_t( 1 ) << 40U;
 
@@ -50,8 +50,8 @@ public:
     Locking lock( double seconds );
     void unlock();
 
-    /// Nothing if it can't be read, and for what isn't one number.
-    std::optional<std::uint64_t> read() const;
+    /// What is in it; nothing if it can't be read.
+    std::optional<std::string> read() const;
     /// Returns when the number, and the file's name, are where a loss of power leaves them.
     bool write( std::uint64_t number );
 
@@ -63,7 +63,7 @@ public:
     /// As `claim` would answer, without doing so.
     Locking look( std::uint32_t session ) const;
 
-    /// What the text of an index says.
+    /// The number that the text of an index is; nothing for any other text.
     static std::optional<std::uint64_t> parse( std::string_view text );
     /// The number that follows the one that was read.
     static std::uint32_t getNext( std::optional<std::uint64_t> stored );

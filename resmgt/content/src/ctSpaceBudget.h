@@ -15,6 +15,8 @@ namespace Qv {
 /// Cost:    nothing without a limit; else a lock and some 50 bytes of memory for each block.
 class CtSpaceBudget {
 public:
+    class Reservation;
+
     static constexpr std::uint64_t UNLIMITED = UINT64_MAX;
 
     explicit CtSpaceBudget( std::uint64_t limit )
@@ -32,6 +34,32 @@ private:
     const LkLock _lock{ "ct-space-budget" };
     std::uint64_t _taken QV_GUARDED_BY( _lock ) = 0;
     std::unordered_map<std::uint64_t, std::uint64_t> _blocks QV_GUARDED_BY( _lock );
+};
+
+/// The space of one block, given back at the end of its scope unless it is kept.
+class CtSpaceBudget::Reservation {
+public:
+    Reservation( CtSpaceBudget& budget, CtSerialId id, std::uint64_t bytes )
+        : _budget( budget )
+        , _id( id )
+        , _isHad( budget.take( id, bytes ) )
+        , _isKept( !_isHad ) {}
+    Reservation( const Reservation& ) = delete;
+    Reservation& operator=( const Reservation& ) = delete;
+    ~Reservation() {
+        if( !_isKept ) {
+            _budget.giveBack( _id );
+        }
+    }
+
+    bool isHad() const noexcept { return _isHad; }
+    void keep() noexcept { _isKept = true; }
+
+private:
+    CtSpaceBudget& _budget;
+    const CtSerialId _id;
+    const bool _isHad;
+    bool _isKept;
 };
 
 } // namespace Qv

@@ -5,10 +5,44 @@
 #include <resmgt/osal/osFileTypes.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace Qv {
+
+class Descriptor;
+
+/// The open file of a block, closed at the end of its scope unless it is released.
+class CtTileFile {
+public:
+    using Handle = OsFileTypes::Handle;
+
+    explicit CtTileFile( Handle handle = OsFileTypes::INVALID_HANDLE ) noexcept
+        : _handle( handle ) {}
+    CtTileFile( CtTileFile&& other ) noexcept
+        : _handle( other.release() ) {}
+    CtTileFile& operator=( CtTileFile&& other ) noexcept {
+        std::swap( _handle, other._handle );
+        return *this;
+    }
+    CtTileFile( const CtTileFile& ) = delete;
+    CtTileFile& operator=( const CtTileFile& ) = delete;
+    ~CtTileFile();
+
+    bool isOpen() const noexcept { return _handle != OsFileTypes::INVALID_HANDLE; }
+    Handle get() const noexcept { return _handle; }
+    Handle release() noexcept { return std::exchange( _handle, OsFileTypes::INVALID_HANDLE ); }
+
+    /// Of a file that is open, be it released: its bytes, nothing on failure; and whether it has
+    /// lost its name.
+    static std::optional<std::uint64_t> getSize( Handle handle );
+    static bool isRemoved( Handle handle );
+
+private:
+    Handle _handle;
+};
 
 /// The files of blocks in a media cache's directory, with or without levels.
 ///
@@ -19,59 +53,63 @@ namespace Qv {
 /// Threads: any.
 class CtTileFolder {
 public:
-    using Handle = OsFileTypes::Handle;
-
-    /// Tells files of one machine apart, whatever their names are.
-    struct FileId {
-        bool operator==( const FileId& ) const = default;
-
-        std::uint64_t volume;
-        std::uint64_t number;
-    };
-    struct NewFile {
-        Handle handle;
-        FileId id;
-    };
+    class NewFile;
 
     CtTileFolder( const OsFilePath& root, std::uint32_t nbLevels, std::uint32_t nbBits );
 
     /// For the eyes of people and for messages; operations go from folder to folder.
     OsFilePath getPath( CtSerialId id ) const;
 
-    /// All of these answer INVALID_HANDLE after a failure; the caller closes what they open.
-    Handle openForReading( CtSerialId id ) const;
+    /// Neither of these is open after a failure.
+    CtTileFile openForReading( CtSerialId id ) const;
     /// For reading and writing; makes the file, and its levels, where there is none.
-    Handle openOrMake( CtSerialId id ) const;
-    /// The same for a file that must not be there yet.
-    NewFile make( CtSerialId id ) const;
+    CtTileFile openOrMake( CtSerialId id ) const;
 
     /// False on failure.
     bool remove( CtSerialId id ) const;
-    /// Removes a file that was made, unless another one has its name by now.
-    void removeIfStill( CtSerialId id, const FileId& made ) const;
     /// The file's length in bytes; nothing where there is no block.
     std::optional<std::uint64_t> getSize( CtSerialId id ) const;
 
-    /// The bytes of an open file; nothing on failure.
-    static std::optional<std::uint64_t> getSize( Handle handle );
-    /// Whether the file that is open has lost its name.
-    static bool isRemoved( Handle handle );
-    static void close( Handle handle );
     /// Whether the last failure says that there is no block, or something else in its place.
     static bool isMissing();
-    /// Whether the last failure says that the name is taken.
-    static bool isTaken();
 
 private:
     class Place;
 
     template <class Operation>
-    auto perform( CtSerialId id, bool makesLevels, Operation operation ) const;
+    Descriptor perform( CtSerialId id, std::optional<Place>& place,
+                        const Operation& operation ) const;
 
     /// Ends with a separator.
     const std::string _root;
     const std::uint32_t _nbLevels;
     const std::uint32_t _nbBits;
+};
+
+/// The file of a new block, which goes again at the end of its scope unless it is kept.
+class CtTileFolder::NewFile {
+public:
+    /// Makes the file, and its levels, where there is nothing of that name.
+    NewFile( const CtTileFolder& folder, CtSerialId id );
+    NewFile( const NewFile& ) = delete;
+    NewFile& operator=( const NewFile& ) = delete;
+    /// Needs neither memory nor descriptors.
+    ~NewFile();
+
+    /// Not open after a failure.
+    CtTileFile& getFile() noexcept { return _file; }
+    /// Whether there is something of that name.
+    bool isTaken() const noexcept { return _isTaken; }
+    void keep() noexcept { _isKept = true; }
+
+private:
+    CtTileFile _file;
+    const std::unique_ptr<std::optional<Place>> _place;
+    /// Tell the file from another one of its name.
+    std::uint64_t _volume = 0;
+    std::uint64_t _number = 0;
+    bool _isTaken = false;
+    bool _isKept = true;
 };
 
 } // namespace Qv

@@ -76,56 +76,57 @@ void SessionIndex::refresh() {
     }
 }
 
-/// Opens the index anew, since it may have been lost.
+/// Opens the index anew, since it may have been lost. The lock on it ends with its own open file,
+/// whatever becomes of the marks.
 bool SessionIndex::renew() {
     const LkGuard<const LkLock> guard( _lock );
-    CtSessionFile file( _directory, CtSessionFile::Access::MAKE );
-    const bool isKept = advance( file );
+    CtSessionFile index( _directory, CtSessionFile::Access::MAKE );
+    const Locking locking =
+        index.isOpen() && index.isWritable() ? index.lock( LONGEST_WAIT ) : Locking::IMPOSSIBLE;
+    const bool isKept = advance( index, locking );
+    // Before the index is free again: what it says lives is marked.
+    CtSessionFile marks( _directory, CtSessionFile::Access::WRITE );
     if( _files.empty() ) {
-        _files.push_back( std::move( file ) );
-    } else {
-        _files.front() = std::move( file );
+        _files.push_back( std::move( marks ) );
+    } else if( marks.isOpen() ) {
+        _files.front() = std::move( marks );
     }
-    for( std::size_t i = 1; i < _files.size(); ++i ) {
-        markAll( _files[i] );
+    for( CtSessionFile& file : _files ) {
+        mark( file );
     }
-    return isKept;
-}
-
-/// Takes the next session, and marks it before the index is free again. False where the number
-/// couldn't be written.
-bool SessionIndex::advance( CtSessionFile& file ) {
-    if( !file.isOpen() ) {
-        begin( CtSessionFile::getNext( std::nullopt ) );
-        return false;
-    }
-    const Locking locking = file.isWritable() ? file.lock( LONGEST_WAIT ) : Locking::IMPOSSIBLE;
-    const bool isKept = advanceLocked( file, locking );
-    markAll( file );
     if( locking == Locking::HAD ) {
-        file.unlock();
+        index.unlock();
     }
     return isKept;
 }
 
-/// On a volume without locks the number is written all the same: only processes that start at the
-/// same moment can then be one session.
-bool SessionIndex::advanceLocked( CtSessionFile& file, Locking locking ) {
-    const std::optional<std::uint64_t> stored = file.read();
+/// Takes the next session; false where its number couldn't be written. On a volume without locks it
+/// is written all the same: only processes that start at the same moment can then be one session.
+/// Where the index can't be read it isn't written: what it says may be larger.
+bool SessionIndex::advance( CtSessionFile& index, Locking locking ) {
+    const std::optional<std::string> text = index.isOpen() ? index.read() : std::nullopt;
+    const auto stored = text ? CtSessionFile::parse( *text ) : std::nullopt;
     if( stored == CtSessionFile::FROZEN ) {
         begin( static_cast<std::uint32_t>( *stored & UINT32_MAX ) );
         return true;
     }
-    const std::uint32_t next = CtSessionFile::getNext( stored );
+    if( text && !stored && !text->empty() ) {
+        QV_LOG( Content, Warning, index.getPath().toString(), " isn't a number" );
+    }
+    const std::uint32_t next = CtSessionFile::getNext( getLast( stored ) );
     begin( next );
-    return file.isWritable() && locking != Locking::HELD_BY_OTHERS && file.write( next );
+    return text && index.isWritable() && locking != Locking::HELD_BY_OTHERS && index.write( next );
+}
+
+/// The last number that is known to be taken: this record's own may not be in the index.
+std::optional<std::uint64_t> SessionIndex::getLast( std::optional<std::uint64_t> stored ) const {
+    const std::uint32_t own = getSession();
+    const bool hasOwn = !_files.empty() && own != CtSessionFile::LAST_SESSION;
+    return hasOwn ? std::max<std::uint64_t>( stored.value_or( own ), own ) : stored;
 }
 
 void SessionIndex::begin( std::uint32_t session ) {
     _last.store( CtTileNames::makeId( session, 0 ), std::memory_order_relaxed );
-    if( std::find( _sessions.begin(), _sessions.end(), session ) == _sessions.end() ) {
-        _sessions.push_back( session );
-    }
 }
 
 /// A server in another directory than the record's.
@@ -136,16 +137,14 @@ void SessionIndex::join( const OsFilePath& directory ) {
     };
     if( std::none_of( _files.begin(), _files.end(), isThere ) ) {
         _files.emplace_back( directory, CtSessionFile::Access::MAKE );
-        markAll( _files.back() );
+        mark( _files.back() );
     }
 }
 
-void SessionIndex::markAll( CtSessionFile& file ) const {
-    for( const std::uint32_t session : _sessions ) {
-        if( file.isOpen() && file.mark( session, LONGEST_WAIT ) != Locking::HAD ) {
-            QV_LOG( Content, Warning, "Session ", session, " can't be marked as living in ",
-                    file.getPath().toString() );
-        }
+void SessionIndex::mark( CtSessionFile& file ) const {
+    if( file.isOpen() && file.mark( getSession(), LONGEST_WAIT ) != Locking::HAD ) {
+        QV_LOG( Content, Warning, "Session ", getSession(), " can't be marked as living in ",
+                file.getPath().toString() );
     }
 }
 

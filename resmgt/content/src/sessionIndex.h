@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace Qv {
@@ -22,6 +23,8 @@ namespace Qv {
 ///
 /// Lifetime: there is one at a time, from the first server's start to the last one's end.
 /// Threads:  any.
+/// Lost:     where the index is missing or isn't a number, the record counts on from its own, and
+///           a new one from 0.
 /// Errors:   an index that can't be read or written is a message to the user, and no failure.
 class SessionIndex {
 public:
@@ -47,10 +50,11 @@ public:
 private:
     void join( const OsFilePath& directory );
     bool renew();
-    bool advance( CtSessionFile& file ) QV_REQUIRES( _lock );
-    bool advanceLocked( CtSessionFile& file, CtSessionFile::Locking locking ) QV_REQUIRES( _lock );
-    void begin( std::uint32_t session ) QV_REQUIRES( _lock );
-    void markAll( CtSessionFile& file ) const QV_REQUIRES( _lock );
+    bool advance( CtSessionFile& index, CtSessionFile::Locking locking ) QV_REQUIRES( _lock );
+    std::optional<std::uint64_t> getLast( std::optional<std::uint64_t> stored ) const
+        QV_REQUIRES( _lock );
+    void begin( std::uint32_t session );
+    void mark( CtSessionFile& file ) const QV_REQUIRES( _lock );
     void announceFailure() const;
 
     const OsFilePath _directory;
@@ -59,9 +63,8 @@ private:
     /// orders nothing else: relaxed.
     std::atomic<std::uint64_t> _last{ 0 };
     CtSpaceBudget _budget;
-    /// All that this record has had.
-    std::vector<std::uint32_t> _sessions QV_GUARDED_BY( _lock );
-    /// Of the directory first, then of others; open for their marks.
+    /// Of the directory first, then of others; open for their marks. Former sessions keep theirs in
+    /// other directories, which `clear` of this one leaves alone.
     std::vector<CtSessionFile> _files QV_GUARDED_BY( _lock );
     /// Whether the first number was kept.
     const bool _isKept;

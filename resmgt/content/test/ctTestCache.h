@@ -91,9 +91,19 @@ class TestCache : public TestFiles {
 public:
     using TestFiles::TestFiles;
 
-    std::unique_ptr<CtFileServer> start( const std::string& settings = "" ) const {
+    std::unique_ptr<CtFileServer>
+    start( const std::string& settings = "",
+           const CtEngineOptions& options = CtEngineOptions::getConfigured() ) const {
         const ScopedSettings scope( settings );
-        return std::make_unique<CtFileServer>( LiString( at( "" ).parent_path().string() ) );
+        return std::make_unique<CtFileServer>( LiString( path().toString() ), options );
+    }
+    /// What a visitor of the whole directory sees, by kind.
+    std::map<CtCacheEntry::Kind, std::set<std::string>> visit() const {
+        std::map<CtCacheEntry::Kind, std::set<std::string>> found;
+        CtCacheDirectory( path() ).visit( [&]( const CtCacheEntry& entry ) {
+            EXPECT_TRUE( found[entry.kind].insert( entry.path ).second ) << entry.path;
+        } );
+        return found;
     }
     /// The paths of all files, links and empty directories.
     std::set<std::string> list() const {
@@ -144,6 +154,26 @@ private:
     const std::unique_ptr<char, Free> _all;
     char* const _bytes;
 };
+
+/// For a hook: nothing is waited for until it is on the disk, which a killed process's files
+/// needn't be.
+inline int withoutSync( const SystemCall& call ) {
+    return std::string( call.name ) == "fsync" ? EINVAL : 0;
+}
+
+/// Without threads of its own, for a process that has been forked.
+inline constexpr CtEngineOptions NO_WORKERS{ 0, 0, 2 };
+
+/// Bytes that no other block has.
+inline std::string contentOf( CtSerialId id, unsigned int size ) {
+    std::string text;
+    for( std::uint64_t word = std::uint64_t( id ) * 0x9e3779b97f4a7c15U + 1; text.size() < size;
+         word = word * 6364136223846793005U + 1442695040888963407U ) {
+        text.append( reinterpret_cast<const char*>( &word ), sizeof( word ) );
+    }
+    text.resize( size );
+    return text;
+}
 
 inline CtPxTileId pieceOf( CtSerialId id, unsigned int offset, unsigned int size ) {
     return CtPxTileId( id, offset, size );

@@ -75,28 +75,31 @@ CallHook::~CallHook() {
     }
 }
 
-int CallHook::pass( const char* name, std::size_t& size ) {
+int CallHook::pass( SystemCall& call ) {
     if( std::exchange( isInside, true ) ) {
         return 0;
     }
-    const int before = errno;
-    int error = passChain( newest, name, size );
+    const struct Outside {
+        ~Outside() {
+            isInside = false;
+            errno = before;
+        }
+        int before;
+    } outside{ errno };
+    int error = passChain( newest, call );
     if( error == 0 && newestOfProcess != nullptr ) {
         const std::lock_guard guard( processLock );
-        error = passChain( newestOfProcess, name, size );
+        error = passChain( newestOfProcess, call );
     }
-    isInside = false;
-    errno = before;
     return error;
 }
 
-int CallHook::passChain( CallHook* first, const char* name, std::size_t& size ) {
+int CallHook::passChain( CallHook* first, SystemCall& call ) {
     int error = 0;
     for( CallHook* hook = first; hook != nullptr && error == 0; hook = hook->_outer ) {
-        if( hook->_name == nullptr || std::string( hook->_name ) == name ) {
-            SystemCall call{ name, ++hook->_nbCalls, size };
+        if( hook->_name == nullptr || std::string( hook->_name ) == call.name ) {
+            call.number = ++hook->_nbCalls;
             error = hook->_hook( call );
-            size = call.size;
         }
     }
     return error;
@@ -146,16 +149,31 @@ namespace {
 
 constexpr std::nullptr_t NO_SIZE = nullptr;
 
-int pass( const char* name, std::nullptr_t ) {
-    std::size_t noSize = 0;
-    return CallHook::pass( name, noSize );
+void note( SystemCall& call, int handle ) {
+    call.handle = call.handle == -1 ? handle : call.handle;
+}
+void note( SystemCall& call, const char* path ) {
+    call.path = call.path == nullptr ? path : call.path;
+}
+template <class Other>
+void note( SystemCall&, const Other& ) {}
+
+template <class... Arguments>
+SystemCall describe( const char* name, const Arguments&... arguments ) {
+    SystemCall call{ name, 0, 0, -1, nullptr };
+    ( note( call, arguments ), ... );
+    return call;
+}
+
+int pass( SystemCall call, std::nullptr_t ) {
+    return CallHook::pass( call );
 }
 
 template <class Size>
-int pass( const char* name, Size& size ) {
-    auto seen = static_cast<std::size_t>( size );
-    const int error = CallHook::pass( name, seen );
-    size = static_cast<Size>( seen );
+int pass( SystemCall call, Size& size ) {
+    call.size = static_cast<std::size_t>( size );
+    const int error = CallHook::pass( call );
+    size = static_cast<Size>( call.size );
     return error;
 }
 
@@ -167,7 +185,8 @@ int pass( const char* name, Size& size ) {
 #define QV_WRAPPED_AS( type, failure, name, parameters, arguments, size, before )                  \
     type __real_##name parameters;                                                                 \
     type __wrap_##name parameters {                                                                \
-        const int error = Qv::pass( #name, size );                                                 \
+        const auto describe = []( const auto&... all ) { return Qv::describe( #name, all... ); };  \
+        const int error = Qv::pass( describe arguments, size );                                    \
         if( error != 0 ) {                                                                         \
             before;                                                                                \
             errno = error;                                                                         \

@@ -14,6 +14,10 @@ struct SystemCall {
     /// The bytes asked for, in a transfer, where a hook that lessens it makes a short count, and in
     /// `fallocate`. Else 0.
     std::size_t size;
+    /// Its first argument that is a number, most often an open file, and its first that is a text,
+    /// a path as a rule. -1 and null without.
+    int handle;
+    const char* path;
 };
 
 /// While it lives, the calls of the system that this thread, or the whole process, makes from this
@@ -43,10 +47,10 @@ public:
     long nbCalls() const { return _nbCalls; }
 
     /// What all hooks make of a call of this thread; for the wrapped functions.
-    static int pass( const char* name, std::size_t& size );
+    static int pass( SystemCall& call );
 
 private:
-    static int passChain( CallHook* first, const char* name, std::size_t& size );
+    static int passChain( CallHook* first, SystemCall& call );
 
     const char* const _name;
     const Hook _hook;

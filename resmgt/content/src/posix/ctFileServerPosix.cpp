@@ -92,50 +92,50 @@ private:
 
 class CtFileServer::ReadHint final : public FileHint {
 public:
-    ReadHint( const Key& key, const OsFilePath& path, OsFileTypes::Handle file, bool unbuffered,
+    ReadHint( const Key& key, const OsFilePath& path, CtTileFile file, bool unbuffered,
               const RCShdPtr<CtTally>& tally )
-        : FileHint( key, file, tally )
-        , _reader( std::make_unique<OsMTFileReader>( path, file, unbuffered ) ) {}
+        : FileHint( key, file.get(), tally )
+        , _reader( path, file.release(), unbuffered ) {}
 
     unsigned long long read( void* memory, unsigned long long size,
                              unsigned long long offset ) const override {
-        return _reader->read( memory, static_cast<long long>( offset ), size );
+        return _reader.read( memory, static_cast<long long>( offset ), size );
     }
-    const OsFilePath& getPath() const override { return _reader->getPath(); }
+    const OsFilePath& getPath() const override { return _reader.getPath(); }
 
 private:
-    const std::unique_ptr<OsMTFileReader> _reader;
+    mutable OsMTFileReader _reader;
 };
 
 class CtFileServer::WriteHint final : public FileHint {
 public:
-    WriteHint( const Key& key, const OsFilePath& path, OsFileTypes::Handle file, bool unbuffered,
+    WriteHint( const Key& key, const OsFilePath& path, CtTileFile file, bool unbuffered,
                const RCShdPtr<CtTally>& tally )
-        : FileHint( key, file, tally )
-        , _writer( std::make_unique<OsMTFileWriter>( path, file, unbuffered ) ) {}
+        : FileHint( key, file.get(), tally )
+        , _writer( path, file.release(), unbuffered ) {}
 
     unsigned long long read( void* memory, unsigned long long size,
                              unsigned long long offset ) const override {
-        return _writer->read( memory, static_cast<long long>( offset ), size );
+        return _writer.read( memory, static_cast<long long>( offset ), size );
     }
-    const OsFilePath& getPath() const override { return _writer->getPath(); }
+    const OsFilePath& getPath() const override { return _writer.getPath(); }
 
     void write( const void* memory, unsigned long long size, unsigned long long offset ) const {
         try {
-            _writer->write( memory, static_cast<long long>( offset ), size );
+            _writer.write( memory, static_cast<long long>( offset ), size );
         } catch( const ExAssertionFailed& ) {
             raiseShort( "CtFileServer::writeImp", getPath() );
         }
     }
 
 private:
-    const std::unique_ptr<OsMTFileWriter> _writer;
+    mutable OsMTFileWriter _writer;
 };
 
 template <class Hint>
-CtHintPtr CtFileServer::makeHint( const CtSerialId& id, OsFileTypes::Handle file ) const {
-    return CtHintPtr(
-        new Hint( { _number, id }, _folder->getPath( id ), file, _unbufferedIO, getTally() ) );
+CtHintPtr CtFileServer::makeHint( const CtSerialId& id, CtTileFile file ) const {
+    return CtHintPtr( new Hint( { _number, id }, _folder->getPath( id ), std::move( file ),
+                                _unbufferedIO, getTally() ) );
 }
 
 CtHintPtr CtFileServer::makeReadHint( const CtPxTileId& tile, const CtHintPtr& hint ) {
@@ -143,9 +143,9 @@ CtHintPtr CtFileServer::makeReadHint( const CtPxTileId& tile, const CtHintPtr& h
     if( FileHint::find<FileHint>( hint, { _number, id } ) != nullptr ) {
         return hint;
     }
-    const OsFileTypes::Handle file = _folder->openForReading( id );
-    if( file != OsFileTypes::INVALID_HANDLE ) {
-        return makeHint<ReadHint>( id, file );
+    CtTileFile file = _folder->openForReading( id );
+    if( file.isOpen() ) {
+        return makeHint<ReadHint>( id, std::move( file ) );
     }
     constexpr const char* WHERE = "CtFileServer::makeReadHint";
     if( CtTileFolder::isMissing() ) {
@@ -157,15 +157,15 @@ CtHintPtr CtFileServer::makeReadHint( const CtPxTileId& tile, const CtHintPtr& h
 CtHintPtr CtFileServer::makeWriteHint( const CtPxTileId& tile, const CtHintPtr& hint ) {
     const CtSerialId id = tile.getSerialId();
     const auto* const former = FileHint::find<WriteHint>( hint, { _number, id } );
-    if( former != nullptr && !CtTileFolder::isRemoved( former->getFile() ) ) {
+    if( former != nullptr && !CtTileFile::isRemoved( former->getFile() ) ) {
         return hint;
     }
-    const OsFileTypes::Handle file = _folder->openOrMake( id );
-    if( file == OsFileTypes::INVALID_HANDLE ) {
+    CtTileFile file = _folder->openOrMake( id );
+    if( !file.isOpen() ) {
         throw ExSysErrorWindows( QV_HERE, "CtFileServer::makeWriteHint",
                                  _folder->getPath( id ).getChars() );
     }
-    return makeHint<WriteHint>( id, file );
+    return makeHint<WriteHint>( id, std::move( file ) );
 }
 
 /// How a piece is moved: `straight` bytes between memory and file, the `rest` through a whole block
@@ -193,7 +193,7 @@ CtFileServer::Cut CtFileServer::cut( const CtPxTileId& tile, const void* memory,
         raise( "Unbuffered transfer is off: its memory isn't aligned" );
     }
     if( rest != 0 ) {
-        const std::optional<std::uint64_t> length = CtTileFolder::getSize( file.getFile() );
+        const std::optional<std::uint64_t> length = CtTileFile::getSize( file.getFile() );
         if( !length || tile.getOffset() + size - rest + _blockSize < *length ) {
             raise( "Unbuffered transfer is off: it ends inside of a block" );
         }

@@ -170,7 +170,7 @@ CtSessionFile::Locking CtSessionFile::lockByte( int type, std::uint64_t byte ) {
     return isHeldByOthers() ? Locking::HELD_BY_OTHERS : Locking::IMPOSSIBLE;
 }
 
-std::optional<std::uint64_t> CtSessionFile::read() const {
+std::optional<std::string> CtSessionFile::read() const {
     std::string text( MOST_LENGTH + 1, ' ' );
     std::size_t length = 0;
     ssize_t count = 1;
@@ -181,10 +181,8 @@ std::optional<std::uint64_t> CtSessionFile::read() const {
         } );
         length += count > 0 ? static_cast<std::size_t>( count ) : 0;
     }
-    if( count < 0 || length > MOST_LENGTH ) {
-        return std::nullopt;
-    }
-    return parse( std::string_view( text ).substr( 0, length ) );
+    text.resize( length );
+    return count < 0 ? std::nullopt : std::optional( std::move( text ) );
 }
 
 bool CtSessionFile::write( std::uint64_t number ) {

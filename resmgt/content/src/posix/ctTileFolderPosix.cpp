@@ -147,40 +147,56 @@ OsFilePath CtTileFolder::getPath( CtSerialId id ) const {
     return OsFilePath( path + CtTileNames::makeName( id ) );
 }
 
-/// Calls `operation( folder, name )`, which answers a Descriptor. One that needs its levels begins
-/// again when another process has removed an empty one meanwhile.
+/// Calls `operation( folder, name )`, which answers a Descriptor, at the block's place, and makes
+/// the levels; begins again when another process has removed an empty one meanwhile.
 template <class Operation>
-auto CtTileFolder::perform( CtSerialId id, bool makesLevels, Operation operation ) const {
+Descriptor CtTileFolder::perform( CtSerialId id, std::optional<Place>& place,
+                                  const Operation& operation ) const {
     for( int attempt = 0;; ++attempt ) {
-        const Place place( *this, id, makesLevels );
+        place.emplace( *this, id, true );
         Descriptor file =
-            place.isReached() ? operation( place.folder(), place.name() ) : Descriptor( -1 );
-        const bool isWorthIt = makesLevels && _nbLevels > 0 && errno == ENOENT;
-        if( file.isOpen() || !isWorthIt || attempt == MOST_ATTEMPTS ) {
-            return Handle( file.release() );
+            place->isReached() ? operation( place->folder(), place->name() ) : Descriptor( -1 );
+        const bool isWorthIt = _nbLevels > 0 && errno == ENOENT && attempt < MOST_ATTEMPTS;
+        if( file.isOpen() || !isWorthIt ) {
+            return file;
         }
     }
 }
 
-CtTileFolder::Handle CtTileFolder::openForReading( CtSerialId id ) const {
-    return perform( id, false, []( int folder, const char* name ) {
-        return openFile( folder, name, O_RDONLY );
-    } );
+CtTileFile CtTileFolder::openForReading( CtSerialId id ) const {
+    const Place place( *this, id, false );
+    return place.isReached()
+               ? CtTileFile( openFile( place.folder(), place.name(), O_RDONLY ).release() )
+               : CtTileFile();
 }
 
-CtTileFolder::Handle CtTileFolder::openOrMake( CtSerialId id ) const {
-    return perform( id, true, openOrMakeFile );
+CtTileFile CtTileFolder::openOrMake( CtSerialId id ) const {
+    std::optional<Place> place;
+    return CtTileFile( perform( id, place, openOrMakeFile ).release() );
 }
 
-CtTileFolder::NewFile CtTileFolder::make( CtSerialId id ) const {
+CtTileFolder::NewFile::NewFile( const CtTileFolder& folder, CtSerialId id )
+    : _place( std::make_unique<std::optional<Place>>() ) {
     struct stat facts {};
-    const Handle handle = perform( id, true, makeFile );
-    const bool isMade = handle != OsFileTypes::INVALID_HANDLE;
-    // An open file can always be asked; if not, its number is none.
-    if( isMade && !getFacts( toDescriptor( handle ), facts ) ) {
-        facts = {};
+    Descriptor file = folder.perform( id, *_place, makeFile );
+    _isTaken = !file.isOpen() && errno == EEXIST;
+    // An open file can always be asked; if not, it stays.
+    if( file.isOpen() && getFacts( file.get(), facts ) ) {
+        _volume = facts.st_dev;
+        _number = facts.st_ino;
+        _isKept = false;
     }
-    return { handle, { facts.st_dev, facts.st_ino } };
+    _file = CtTileFile( file.release() );
+}
+
+CtTileFolder::NewFile::~NewFile() {
+    struct stat facts {};
+    const int error = errno;
+    if( !_isKept && look( ( *_place )->folder(), ( *_place )->name(), facts ) &&
+        facts.st_dev == _volume && facts.st_ino == _number ) {
+        removeFile( ( *_place )->folder(), ( *_place )->name() );
+    }
+    errno = error;
 }
 
 bool CtTileFolder::remove( CtSerialId id ) const {
@@ -188,15 +204,6 @@ bool CtTileFolder::remove( CtSerialId id ) const {
     const Place place( *this, id, false );
     return place.isReached() && look( place.folder(), place.name(), facts ) && isRegular( facts ) &&
            removeFile( place.folder(), place.name() );
-}
-
-void CtTileFolder::removeIfStill( CtSerialId id, const FileId& made ) const {
-    struct stat facts {};
-    const Place place( *this, id, false );
-    if( place.isReached() && look( place.folder(), place.name(), facts ) &&
-        made == FileId{ facts.st_dev, facts.st_ino } ) {
-        removeFile( place.folder(), place.name() );
-    }
 }
 
 std::optional<std::uint64_t> CtTileFolder::getSize( CtSerialId id ) const {
@@ -207,29 +214,25 @@ std::optional<std::uint64_t> CtTileFolder::getSize( CtSerialId id ) const {
     return isBlock ? std::optional( static_cast<std::uint64_t>( facts.st_size ) ) : std::nullopt;
 }
 
-std::optional<std::uint64_t> CtTileFolder::getSize( Handle handle ) {
+bool CtTileFolder::isMissing() {
+    return errno == ENOENT || errno == ENOTDIR || errno == ELOOP || errno == EISDIR ||
+           errno == ENXIO;
+}
+
+CtTileFile::~CtTileFile() {
+    static_cast<void>( Descriptor( toDescriptor( _handle ) ) );
+}
+
+std::optional<std::uint64_t> CtTileFile::getSize( Handle handle ) {
     struct stat facts {};
     return getFacts( toDescriptor( handle ), facts )
                ? std::optional( static_cast<std::uint64_t>( facts.st_size ) )
                : std::nullopt;
 }
 
-bool CtTileFolder::isRemoved( Handle handle ) {
+bool CtTileFile::isRemoved( Handle handle ) {
     struct stat facts {};
     return getFacts( toDescriptor( handle ), facts ) && facts.st_nlink == 0;
-}
-
-void CtTileFolder::close( Handle handle ) {
-    static_cast<void>( Descriptor( toDescriptor( handle ) ) );
-}
-
-bool CtTileFolder::isMissing() {
-    return errno == ENOENT || errno == ENOTDIR || errno == ELOOP || errno == EISDIR ||
-           errno == ENXIO;
-}
-
-bool CtTileFolder::isTaken() {
-    return errno == EEXIST;
 }
 
 } // namespace Qv

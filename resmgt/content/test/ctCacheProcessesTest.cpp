@@ -1,0 +1,1 @@
+#include <resmgt/content/test/ctTestCache.h>
