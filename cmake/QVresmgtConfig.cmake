@@ -1,3 +1,3 @@
-# Gives the targets QVresmgt::QVbase, QVresmgt::QVpluginAPI and QVresmgt::QVresmgt, each with those
-# that it needs.
+# Gives the targets QVresmgt::QVbase, QVresmgt::QVpluginAPI, QVresmgt::QVresmgt and
+# QVresmgt::QVmediaTiles, each with those that it needs.
 include( "${CMAKE_CURRENT_LIST_DIR}/QVresmgtTargets.cmake" )

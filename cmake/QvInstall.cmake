@@ -3,11 +3,11 @@
 
 include( CMakePackageConfigHelpers )
 
-set( qv_libraries QVbase QVpluginAPI QVresmgt )
+set( qv_libraries QVbase QVpluginAPI QVresmgt QVmediaTiles )
 set( qv_config_folder "${CMAKE_INSTALL_LIBDIR}/cmake/QVresmgt" )
 
 # tests/checks proves that all that stands outside src/ and test/ is named as public.
-install( DIRECTORY base pluginAPI resmgt
+install( DIRECTORY base pluginAPI resmgt mediaTiles
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/qvresmgt"
     FILES_MATCHING PATTERN "*.h" PATTERN "*.imp" PATTERN "*.inline"
     PATTERN src EXCLUDE PATTERN test EXCLUDE )
@@ -45,3 +45,5 @@ endfunction()
 qv_install_pc( QVbase "Failure, ownership, containers, values and the package frame" )
 qv_install_pc( QVpluginAPI "The seams where an application plugs in" REQUIRES QVbase )
 qv_install_pc( QVresmgt "${PROJECT_DESCRIPTION}" REQUIRES QVpluginAPI QVbase )
+qv_install_pc( QVmediaTiles "Image tiles that wait in the media cache while memory has no room"
+    REQUIRES QVresmgt QVpluginAPI QVbase )

@@ -2,7 +2,7 @@
 #             [WRAPPED_CALLS ...] )
 #
 # Declares one package of the library whose folder holds the calling CMakeLists.txt: base,
-# pluginAPI, or a folder of resmgt. The package is compiled once, as an object library. The
+# pluginAPI, a folder of resmgt, or mediaTiles. The package is compiled once, as an object library. The
 # library that it belongs to and its white-box tests take those objects.
 #
 #   USES     the packages whose public headers it may include, nothing more; the build checks it
@@ -149,6 +149,7 @@ function( qv_finish_libraries )
     qv_add_library( QVbase base )
     qv_add_library( QVpluginAPI pluginAPI LINKS QVbase )
     qv_add_library( QVresmgt resmgt LINKS QVpluginAPI QVbase )
+    qv_add_library( QVmediaTiles mediaTiles LINKS QVresmgt QVpluginAPI QVbase )
     qv_write_include_rules()
 endfunction()
 

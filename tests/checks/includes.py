@@ -18,7 +18,7 @@ STANDARD_HEADERS = set(
     cassert cctype cerrno cfenv cfloat cinttypes climits clocale cmath csetjmp csignal cstdarg cstddef
     cstdint cstdio cstdlib cstring ctime cuchar cwchar cwctype""".split()
 )
-LIBRARY_FOLDERS = ("base", "pluginAPI", "resmgt")
+LIBRARY_FOLDERS = ("base", "pluginAPI", "resmgt", "mediaTiles")
 PORT_FOLDERS = ("/src/posix/", "/src/windows/")
 
 
@@ -52,7 +52,7 @@ def check_project_include(tree_, path, package, included):
     # What stands beside the packages, such as the export macros, is the whole library's.
     if owner is None or owner is package:
         return None
-    if "/" not in included[len(LIBRARY_FOLDERS[-1]) + 1 :] and included.startswith("resmgt/"):
+    if included.startswith("resmgt/") and included.count("/") == 1:
         return None
     allowed = tree_.closure(package) if "/test/" in path else package.uses
     if owner.name not in allowed:

@@ -7,7 +7,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 SOURCE_SUFFIXES = {".h", ".imp", ".inline", ".cpp"}
-TOP_FOLDERS = ("base", "pluginAPI", "resmgt", "tools", "examples", "tests", "benchmarks")
+TOP_FOLDERS = ("base", "pluginAPI", "resmgt", "mediaTiles", "tools", "examples", "tests", "benchmarks")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <base/ownership/rcShdPtr.h>
+#include <mediaTiles/tiStore.h>
+#include <resmgt/memoryBuffers/mbProtocol.h>
+
+#include <memory>
+
+namespace Qv {
+
+/// Keeps one tile in a content server while it is out of memory.
+///
+///     const RCShdPtr<TiStore> store( new TiStore( CtServer::getInstance() ) );
+///     MbBuffer tile = factory.create( name, OPtr<MbProtocol>( new TiProtocol( store ) ), size,
+///                                     MbAlignment( 127, 0, 0 ) );
+///
+/// TiBufferFactory does so.
+///
+/// Content:  of a tile that nobody has written to is undefined, or what a derived class fills in in
+///           `load`, which calls this class's first; it isn't saved, and made again after an
+///           eviction. Since its last save a tile counts as changed from `markDirty` on. One that
+///           hasn't changed isn't written again.
+/// Memory:   of the tile is aligned as the server's `getAlignment` says.
+/// Ahead of need: `prefetch` and `asyncSync` go to the server's `asyncRead` and `asyncWrite`. Where
+///           one fails, be it in the request or later, that is logged and the tile stays as it was:
+///           the next lock reads again and the next eviction writes again, and raises what prevents
+///           that. A block into which a write has failed is given up for a new one.
+/// Waiting:  a transfer that is under way holds the tile's memory, and ends without anybody's help
+///           but the server's workers', who wait neither for memory nor for locks of tiles. So
+///           with room for two tiles a thread, and threads that have at most one tile locked when
+///           they ask for another, each wait for memory ends. What is asked for ahead of need may
+///           wait for room in the server's queue, which ends as well.
+/// Errors:   what the server raises, such as CtEx::ExNotEnoughSpace.
+/// Threads:  as MbProtocol.
+class QV_MEDIATILES_API TiProtocol : public MbProtocol {
+public:
+    explicit TiProtocol( const RCShdPtr<TiStore>& store );
+    ~TiProtocol() override;
+
+    void load( void* memory, unsigned long long size ) override;
+    void asyncLoad( void* memory, unsigned long long size, LkAsyncHandle* handle ) override;
+    void reload( void* memory, unsigned long long size ) override;
+    void asyncReload( void* memory, unsigned long long size, LkAsyncHandle* handle ) override;
+    void asyncReloadSucceeded() override;
+    void asyncReloadFailed() override;
+    void sync( void* memory, unsigned long long size ) override;
+    void asyncSync( void* memory, unsigned long long size, LkAsyncHandle* handle ) override;
+    void asyncSyncSucceeded() override;
+    void asyncSyncFailed() override;
+    bool unload( void* memory, unsigned long long size ) override;
+    void free( void* memory, unsigned long long size ) override;
+    void markDirty( void* memory, unsigned long long size ) override;
+
+private:
+    enum class Content {
+        /// As `load` leaves it.
+        INITIAL,
+        /// The block is older, or there is none. So it is at first: a protocol may come to a buffer
+        /// that has content already.
+        CHANGED,
+        /// The block has the same.
+        SAVED
+    };
+
+    /// The block to save to.
+    TiBlock& needBlock( unsigned long long size );
+    void noteSaved() noexcept;
+    void giveUpBlock() noexcept;
+    void endContent() noexcept;
+
+    const RCShdPtr<TiStore> _store;
+    std::unique_ptr<TiBlock> _block;
+    Content _content = Content::CHANGED;
+};
+
+} // namespace Qv
