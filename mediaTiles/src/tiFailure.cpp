@@ -1,6 +1,7 @@
 #include <mediaTiles/src/tiFailure.h>
 
 #include <base/failure/exBase.h>
+#include <base/failure/qvHere.h>
 #include <base/trace/trace.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/logger/qvLog.h>

@@ -1,0 +1,159 @@
+#include <mediaTiles/tiStore.h>
+
+#include <mediaTiles/test/tiTestStore.h>
+#include <resmgt/content/ctEngineOptions.h>
+#include <resmgt/content/ctFileServer.h>
+#include <tests/support/holdPoint.h>
+#include <tests/support/scopedEnvironment.h>
+#include <tests/support/tempDirectory.h>
+#include <tests/support/testThread.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include <sys/resource.h>
+
+namespace Qv {
+namespace {
+
+/// The process may open no more descriptors, until scope exit.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit( rlim_t number ) {
+        ::getrlimit( RLIMIT_NOFILE, &_former );
+        const rlimit limit{ number, _former.rlim_max };
+        ::setrlimit( RLIMIT_NOFILE, &limit );
+    }
+    DescriptorLimit( const DescriptorLimit& ) = delete;
+    DescriptorLimit& operator=( const DescriptorLimit& ) = delete;
+    ~DescriptorLimit() { ::setrlimit( RLIMIT_NOFILE, &_former ); }
+
+private:
+    rlimit _former;
+};
+
+std::vector<MbBuffer> makeFilled( TestTiles& tiles, int count, int size = TestTiles::SIZE ) {
+    std::vector<MbBuffer> all;
+    for( int i = 0; i < count; ++i ) {
+        all.push_back( tiles.make( size ) );
+        TestTiles::fill( all.back(), static_cast<char>( 'a' + i ) );
+        all.back().sync();
+    }
+    return all;
+}
+
+std::size_t getNbOpen( const CtServer& server ) {
+    return server.getCounters().nbOpenFiles;
+}
+
+TEST( TiStoreTest, BlockGoesToTheNextTileOfItsSizeAndEndsWithTheStore ) {
+    FailingStore server;
+    {
+        TestTiles tiles( server, 4 );
+        std::vector<MbBuffer> kept;
+        for( int round = 0; round < 3; ++round ) {
+            std::vector<MbBuffer> some = makeFilled( tiles, 10 );
+            const std::vector<MbBuffer> small = makeFilled( tiles, 5, 100 );
+            EXPECT_EQ( server.getNbSerialIds(), static_cast<unsigned>( 15 + round ) );
+            for( std::size_t i = 0; i < some.size(); ++i ) {
+                EXPECT_TRUE( TestTiles::isFilledWith( some[i], static_cast<char>( 'a' + i ) ) );
+            }
+            kept.push_back( some[0] );
+        }
+    }
+    EXPECT_EQ( server.getNbSerialIds(), 0U );
+    EXPECT_EQ( getNbOpen( server ), 0U );
+}
+
+TEST( TiStoreTest, HintsOfAllStoresTogetherStayOpenUpToTheLimit ) {
+    const DescriptorLimit limit( 40 );
+    const auto most =
+        static_cast<std::size_t>( std::min( 40 / 2, CtEngineOptions::getMaxNbOpenFiles() ) );
+    FailingStore servers[2];
+    TestTiles first( servers[0], 4 );
+    TestTiles second( servers[1], 4 );
+    const std::vector<MbBuffer> some = makeFilled( first, 15 );
+    EXPECT_EQ( getNbOpen( servers[0] ), std::min<std::size_t>( 15, most ) );
+    const std::vector<MbBuffer> more = makeFilled( second, 15 );
+    EXPECT_EQ( getNbOpen( servers[0] ) + getNbOpen( servers[1] ), most );
+    EXPECT_EQ( getNbOpen( servers[1] ), std::min<std::size_t>( 15, most ) );
+    for( const MbBuffer& tile : some ) {
+        TestTiles::lock( tile );
+        EXPECT_LE( getNbOpen( servers[0] ) + getNbOpen( servers[1] ), most );
+    }
+    // A lower limit takes effect with the next store.
+    const DescriptorLimit lower( 20 );
+    const TestTiles third( servers[0], 1 );
+    EXPECT_LE( getNbOpen( servers[0] ) + getNbOpen( servers[1] ), 10U );
+}
+
+TEST( TiStoreTest, HintThatWasUsedLeastRecentlyGoesFirst ) {
+    const DescriptorLimit limit( 20 );
+    const int most = std::min( 20 / 2, CtEngineOptions::getMaxNbOpenFiles() );
+    FailingStore server;
+    TestTiles tiles( server, 1 );
+    const std::vector<MbBuffer> all = makeFilled( tiles, most );
+    const auto opensToRead = [&]( std::size_t i ) {
+        TestTiles::lock( tiles.make() );
+        const int before = server.nbOpened;
+        TestTiles::lock( all[i] );
+        return server.nbOpened != before;
+    };
+    EXPECT_FALSE( opensToRead( 0 ) );
+    const std::vector<MbBuffer> one = makeFilled( tiles, 1 );
+    EXPECT_FALSE( opensToRead( 0 ) );
+    EXPECT_TRUE( opensToRead( 1 ) );
+    EXPECT_TRUE( opensToRead( 2 ) );
+}
+
+TEST( TiStoreTest, NoLockIsHeldAcrossATransfer ) {
+    FailingStore server;
+    TestTiles tiles( server, 3 );
+    std::vector<MbBuffer> all = makeFilled( tiles, 5 );
+    HoldPoint transfer( "transfer" );
+    std::atomic<bool> isFirst = true;
+    server.onTransfer = [&]( const CtPxTileId& ) {
+        if( isFirst.exchange( false ) ) {
+            transfer.pass();
+        }
+    };
+    TestThread reader( [&] { EXPECT_TRUE( TestTiles::isFilledWith( all[0], 'a' ) ); } );
+    transfer.waitUntilReached();
+    const std::vector<MbBuffer> more = makeFilled( tiles, 3 );
+    EXPECT_TRUE( TestTiles::isFilledWith( all[1], 'b' ) );
+    transfer.release();
+    reader.join();
+}
+
+TEST( TiStoreTest, TilesGoToFilesAlignedAsTheirTransfersNeedIt ) {
+    const TempDirectory directory;
+    const auto list = [&] {
+        return std::distance( std::filesystem::directory_iterator( directory.path() ), {} );
+    };
+    for( const char* const unbuffered : { "0", "-1" } ) {
+        const ScopedEnvironment setting( "QV_UNBUFFERED_IO", unbuffered );
+        CtFileServer server( LiString( directory.path().string() ) );
+        TiBufferFactory factory(
+            MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::STRICT )
+                .getInitialState(),
+            RCShdPtr<MbManager>( new MbHeapManager(
+                "test", 300000, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) ),
+            RCShdPtr<TiStore>( new TiStore( server ) ) );
+        std::vector<MbBuffer> all;
+        for( const int size : { 100000, 4096, 0, 65537, 200000 } ) {
+            all.push_back( factory.create( "tile", size ) );
+            TestTiles::fill( all.back(), static_cast<char>( size % 97 ) );
+        }
+        for( const MbBuffer& tile : all ) {
+            EXPECT_TRUE(
+                TestTiles::isFilledWith( tile, static_cast<char>( tile.getSize() % 97 ) ) );
+        }
+        EXPECT_GT( list(), 1 );
+    }
+    // The index of the cache.
+    EXPECT_EQ( list(), 1 );
+}
+
+} // namespace
+} // namespace Qv
