@@ -10,6 +10,7 @@ import unittest
 from pathlib import Path
 
 OUTSIDE = Path(__file__).resolve().parent / "outside"
+FIRST_BUFFER = OUTSIDE.parents[2] / "examples" / "firstBuffer" / "firstBuffer.cpp"
 # Set from the command line: the build folder, the compiler, and the flags of its sanitizer.
 BUILD, COMPILER, FLAGS = Path(), "", []
 
@@ -50,18 +51,18 @@ class InstallTest(unittest.TestCase):
         )
         run("cmake", "--build", build)
         self.assertEqual(run(build / "outside"), "caught\n")
+        self.assert_tiles_come_back(build / "firstBuffer")
         for package in ("resmgt", "base"):
             self.assert_setting_is_read(build / f"setting-{package}")
 
     def test_pkg_config_serves_an_outside_project(self):
-        pc_folder = self.only("**/QVresmgt.pc").parent
-        flags = run(
-            "pkg-config", "--cflags", "--libs", "QVresmgt", PKG_CONFIG_PATH=str(pc_folder)
-        ).split()
+        flags = self.pkg_config("QVresmgt")
         program = self.compile("main.cpp", *flags)
         self.assertEqual(run(program, LD_LIBRARY_PATH=self.libraries()), "caught\n")
         for package in ("resmgt", "base"):
             self.assert_setting_is_read(self.compile_setting(package, *flags))
+        flags = self.pkg_config("QVmediaTiles")
+        self.assert_tiles_come_back(self.compile(FIRST_BUFFER, *flags))
 
     def test_naming_a_package_keeps_its_library(self):
         flags = [f"-I{self.prefix}/include/qvresmgt", f"-L{self.libraries()}"]
@@ -71,8 +72,14 @@ class InstallTest(unittest.TestCase):
     def libraries(self):
         return str(self.only("**/libQVresmgt.so").parent)
 
+    def pkg_config(self, library):
+        folder = self.only(f"**/{library}.pc").parent
+        return run(
+            "pkg-config", "--cflags", "--libs", library, PKG_CONFIG_PATH=str(folder)
+        ).split()
+
     def compile(self, source, *flags):
-        program = self.folder / source.removesuffix(".cpp")
+        program = self.folder / Path(source).stem
         run(COMPILER, "-std=c++20", *FLAGS, OUTSIDE / source, *flags, "-o", program)
         return program
 
@@ -80,6 +87,10 @@ class InstallTest(unittest.TestCase):
         return self.compile(
             "setting.cpp", "-Wl,--as-needed", f"-DOUTSIDE_DEPENDS_ON={package}", *flags
         )
+
+    def assert_tiles_come_back(self, program):
+        output = run(program, self.folder / "cache", LD_LIBRARY_PATH=self.libraries())
+        self.assertRegex(output, "16 of 16 tiles came back")
 
     def assert_setting_is_read(self, program):
         settings = self.folder / "settings.ini"
@@ -90,7 +101,7 @@ class InstallTest(unittest.TestCase):
         self.assertEqual(run(program, **environment), "7 columns\n")
 
     def test_library_carries_its_interface_version(self):
-        for name in ("QVbase", "QVpluginAPI", "QVresmgt"):
+        for name in ("QVbase", "QVpluginAPI", "QVresmgt", "QVmediaTiles"):
             library = self.only(f"**/lib{name}.so")
             self.assertIn(f"lib{name}.so.0", run("objdump", "-p", library).split())
 
