@@ -14,8 +14,8 @@ namespace {
 constexpr unsigned long long LEAST_ALIGNMENT = 127;
 
 RCShdPtr<MbManager> makeManager( unsigned long long memorySize ) {
-    return RCShdPtr<MbManager>( new MbHeapManager(
-        "media tiles", memorySize, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) );
+    return RCShdPtr<MbManager>(
+        new MbHeapManager( "media tiles", memorySize, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) );
 }
 
 } // namespace
@@ -24,8 +24,8 @@ TiBufferFactory::TiBufferFactory( unsigned long long memorySize )
     : TiBufferFactory(
           MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::RELAXED )
               .getInitialState(),
-          makeManager( memorySize ),
-          RCShdPtr<TiStore>( new TiStore( CtServer::getInstance() ) ) ) {}
+          makeManager( memorySize ), RCShdPtr<TiStore>( new TiStore( CtServer::getInstance() ) ) ) {
+}
 
 TiBufferFactory::TiBufferFactory( const MbState* initialState, const RCShdPtr<MbManager>& manager,
                                   const RCShdPtr<TiStore>& store )

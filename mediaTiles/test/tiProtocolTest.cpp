@@ -66,16 +66,14 @@ TEST( TiProtocolTest, TileIsWrittenWhenItHasChangedAndReadWhenItIsMissing ) {
         unsigned nbReloads;
         unsigned nbPrefetches;
         unsigned nbBlocks;
-    } cases[] = { { "wer", 1, 1, 0, 1 },         { "wererer", 1, 3, 0, 1 },
-                  { "werwerer", 2, 3, 0, 1 },    { "wsrer", 1, 1, 0, 1 },
-                  { "wswrer", 2, 1, 0, 1 },      { "warer", 1, 1, 0, 1 },
-                  { "waswaser", 2, 1, 0, 1 },    { "wepr", 1, 1, 1, 1 },
-                  { "wepepr", 1, 2, 2, 1 },      { "wpapr", 1, 0, 0, 1 },
-                  { "wepwer", 2, 2, 1, 1 },      { "rer", 0, 0, 0, 0 },
-                  { "rasepr", 0, 0, 0, 0 },      { "pr", 0, 0, 0, 0 },
-                  { "wefrer", 1, 0, 0, 1 },      { "wefpr", 1, 0, 0, 1 },
-                  { "wafwer", 2, 1, 0, 1 },      { "werfwerer", 2, 3, 0, 1 },
-                  { "wefwerer", 2, 2, 0, 1 },    { "wff", 0, 0, 0, 0 } };
+    } cases[] = {
+        { "wer", 1, 1, 0, 1 },      { "wererer", 1, 3, 0, 1 }, { "werwerer", 2, 3, 0, 1 },
+        { "wsrer", 1, 1, 0, 1 },    { "wswrer", 2, 1, 0, 1 },  { "warer", 1, 1, 0, 1 },
+        { "waswaser", 2, 1, 0, 1 }, { "wepr", 1, 1, 1, 1 },    { "wepepr", 1, 2, 2, 1 },
+        { "wpapr", 1, 0, 0, 1 },    { "wepwer", 2, 2, 1, 1 },  { "rer", 0, 0, 0, 0 },
+        { "rasepr", 0, 0, 0, 0 },   { "pr", 0, 0, 0, 0 },      { "wefrer", 1, 0, 0, 1 },
+        { "wefpr", 1, 0, 0, 1 },    { "wafwer", 2, 1, 0, 1 },  { "werfwerer", 2, 3, 0, 1 },
+        { "wefwerer", 2, 2, 0, 1 }, { "wff", 0, 0, 0, 0 } };
     for( const CtEngineOptions& options : { withWorkers, withoutWorkers } ) {
         for( const auto& c : cases ) {
             SCOPED_TRACE( c.steps );

@@ -137,8 +137,8 @@ TEST( TiStoreTest, TilesGoToFilesAlignedAsTheirTransfersNeedIt ) {
         TiBufferFactory factory(
             MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::STRICT )
                 .getInitialState(),
-            RCShdPtr<MbManager>( new MbHeapManager(
-                "test", 300000, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) ),
+            RCShdPtr<MbManager>(
+                new MbHeapManager( "test", 300000, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) ),
             RCShdPtr<TiStore>( new TiStore( server ) ) );
         std::vector<MbBuffer> all;
         for( const int size : { 100000, 4096, 0, 65537, 200000 } ) {

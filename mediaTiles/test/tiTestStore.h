@@ -63,12 +63,12 @@ public:
     static constexpr int SIZE = 256;
 
     TestTiles( CtServer& server, unsigned int room )
-        : _factory( MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::RELAXED )
-                        .getInitialState(),
-                    RCShdPtr<MbManager>( new MbHeapManager(
-                        "test tiles", room * ( SIZE + 127ULL ),
-                        OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) ),
-                    RCShdPtr<TiStore>( new TiStore( server ) ) ) {}
+        : _factory(
+              MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::RELAXED )
+                  .getInitialState(),
+              RCShdPtr<MbManager>( new MbHeapManager( "test tiles", room * ( SIZE + 127ULL ),
+                                                      OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) ),
+              RCShdPtr<TiStore>( new TiStore( server ) ) ) {}
 
     MbBuffer make( int size = SIZE ) { return _factory.create( "tile", size ); }
     TiCounts getCounts() const { return _factory.getStore()->getCounts(); }

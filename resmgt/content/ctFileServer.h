@@ -1,6 +1,7 @@
 #pragma once
 
 #include <resmgt/content/ctEx.h>
+#include <resmgt/content/ctFileOptions.h>
 #include <resmgt/content/ctNonAsyncServer.h>
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFileTypes.h>
@@ -47,7 +48,8 @@ public:
     /// Probes the volume and takes a session number. A number that can't be kept in `.session_idx`
     /// is a message to the user, and the work goes on.
     explicit CtFileServer( const LiString& configuration,
-                           const CtEngineOptions& options = CtEngineOptions::getConfigured() );
+                           const CtEngineOptions& options = CtEngineOptions::getConfigured(),
+                           const CtFileOptions& files = CtFileOptions::getConfigured() );
     ~CtFileServer() noexcept( false ) override;
 
     /// The high half of the ids that are given out now. All servers of a process share one; `clear`
@@ -94,11 +96,10 @@ private:
     class ReadHint;
     class WriteHint;
     struct Cut;
-    struct Settings;
 
-    void initialize();
+    void initialize( const CtFileOptions& files );
     OsFileTypes::UnbufferedInfo probe() const;
-    void applySettings( const Settings& settings, const OsFileTypes::UnbufferedInfo& volume );
+    void applyOptions( const CtFileOptions& files, const OsFileTypes::UnbufferedInfo& volume );
     std::uint64_t roundUp( unsigned int size ) const noexcept;
     bool tryCreate( const CtSerialId& id, std::uint64_t size ) const;
     bool tryMakeFile( const CtSerialId& id, std::uint64_t size ) const;

@@ -2,17 +2,15 @@
 #include <tests/qvcomp/testCommand.h>
 
 #include <tests/support/deniedCall.h>
-#include <tests/support/gate.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/tempDirectory.h>
 #include <tools/qvcomp/exrWriter.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/interrupt.h>
+#include <tools/qvcomp/managedTiles.h>
 #include <tools/qvcomp/pngWriter.h>
-#include <tools/qvcomp/tileProtocol.h>
 #include <tools/qvcomp/workers.h>
 
-#include <resmgt/locks/lkAsyncHandle.h>
 #include <resmgt/osal/test/failingCalls.h>
 
 #include <gmock/gmock.h>
@@ -20,7 +18,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <numeric>
 #include <random>
 #include <tuple>
 
@@ -33,17 +30,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class MockHandle : public LkAsyncHandle {
-public:
-    MOCK_METHOD( void, asyncSucceeded, (), ( override ) );
-    MOCK_METHOD( void, asyncFailed, (), ( override ) );
-};
-
 /// The files of the command, each by itself.
 class QvcompFilesTest : public ::testing::Test {
 protected:
-    static constexpr std::size_t TILE_BYTES = 1024;
-
     fs::path getOutput() const { return _folder.path() / "out"; }
 
     struct stat getFacts() const {
@@ -54,26 +43,6 @@ protected:
 
     long countEntries() const {
         return std::distance( fs::directory_iterator( _folder.path() ), {} );
-    }
-
-    /// Takes the content of the scratch file away, as a failing disk does.
-    void emptyScratchFile() const {
-        for( const fs::directory_entry& entry : fs::directory_iterator( "/proc/self/fd" ) ) {
-            std::error_code error;
-            if( fs::read_symlink( entry.path(), error )
-                    .string()
-                    .starts_with( _folder.path().string() ) ) {
-                fs::resize_file( entry.path(), 0 );
-            }
-        }
-    }
-
-    /// Returns once all that the worker had to do is done.
-    static void waitForWorker( Spill& spill ) {
-        Gate done( "the worker's operations" );
-        if( spill.worker.tryPost( [&done] { done.open(); } ) ) {
-            done.wait();
-        }
     }
 
     TempDirectory _folder;
@@ -252,43 +221,20 @@ TEST_F( QvcompFilesTest, ThreadThatCantBeStartedIsOneSentence ) {
     EXPECT_EXIT( start(), ::testing::ExitedWithCode( 0 ), "--threads" );
 }
 
-TEST_F( QvcompFilesTest, TileComesBackByEitherWay ) {
-    // Without and with room at the worker.
-    for( const std::size_t maxPending : { std::size_t{ 0 }, std::size_t{ 4 } } ) {
-        const auto workers = makeWorkers( "test", 1, 1 );
-        Spill spill( _folder.path().string(), TILE_BYTES, *workers, maxPending );
-        TileProtocol first( spill );
-        TileProtocol second( spill );
-        std::vector<unsigned char> content( TILE_BYTES );
-        std::iota( content.begin(), content.end(), static_cast<unsigned char>( 1 ) );
-        std::vector<unsigned char> other( TILE_BYTES, 200 );
-        ASSERT_TRUE( first.unload( content.data(), TILE_BYTES ) );
-        ASSERT_TRUE( second.unload( other.data(), TILE_BYTES ) );
-
-        std::vector<unsigned char> memory( TILE_BYTES );
-        ::testing::StrictMock<MockHandle> handle;
-        EXPECT_CALL( handle, asyncSucceeded );
-        first.asyncReload( memory.data(), TILE_BYTES, &handle );
-        second.reload( other.data(), TILE_BYTES );
-        EXPECT_EQ( other, std::vector<unsigned char>( TILE_BYTES, 200 ) );
-        waitForWorker( spill );
-        EXPECT_EQ( memory, content );
-    }
-}
-
-TEST_F( QvcompFilesTest, FailedReadAheadIsReportedToTheBufferAndKept ) {
+TEST_F( QvcompFilesTest, ComputingThreadsAreNoHigherThanThoseOfTheCache ) {
     const auto workers = makeWorkers( "test", 1, 1 );
-    Spill spill( _folder.path().string(), TILE_BYTES, *workers, 4 );
-    TileProtocol protocol( spill );
-    std::vector<unsigned char> memory( TILE_BYTES );
-    ASSERT_TRUE( protocol.unload( memory.data(), TILE_BYTES ) );
-    emptyScratchFile();
-    ::testing::StrictMock<MockHandle> handle;
-    EXPECT_CALL( handle, asyncFailed );
-    protocol.asyncReload( memory.data(), TILE_BYTES, &handle );
-    waitForWorker( spill );
-    EXPECT_THROW( spill.failure.raise(), Failure );
-    EXPECT_THROW( protocol.reload( memory.data(), TILE_BYTES ), Failure );
+    const ManagedTiles store( { .tileSide = 16,
+                                .threads = 1,
+                                .workingTiles = 2,
+                                .memory = std::nullopt,
+                                .strategy = Strategy::LRU,
+                                .policy = Policy::RELAXED,
+                                .manager = Manager::HEAP,
+                                .cache = { _folder.path().string(), false, std::nullopt } },
+                              *workers );
+    EXPECT_THROW( PriorityRelation( "content<compute", store.getServer().getServerPriority(),
+                                    PriorityRelation::LESS, *workers ),
+                  ExAssertionFailed );
 }
 
 } // namespace

@@ -18,11 +18,19 @@ Options parse( std::vector<const char*> arguments ) {
 }
 
 TEST( QvcompOptionsTest, TakeEffect ) {
-    const Options options = parse(
-        { "--size",    "640x480",   "-o",        "out.exr",     "--memory=3M", "--tile",
-          "64",        "--threads", "3",         "--strategy",  "random",      "--policy=strict",
-          "--manager", "arena",     "--scratch", "/some/where", "--report",    "json",
-          "--verify",  "--preview", "p.png",     "a.exr" } );
+    const Options options = parse( { "--size",      "640x480",
+                                     "-o",          "out.exr",
+                                     "--memory=3M", "--tile",
+                                     "64",          "--threads",
+                                     "3",           "--strategy",
+                                     "random",      "--policy=strict",
+                                     "--manager",   "arena",
+                                     "--scratch",   "/some/where",
+                                     "--report",    "json",
+                                     "--verify",    "--preview",
+                                     "p.png",       "--scratch-limit",
+                                     "5G",          "--unbuffered",
+                                     "a.exr" } );
     EXPECT_EQ( options.width, 640 );
     EXPECT_EQ( options.height, 480 );
     EXPECT_EQ( options.output, "out.exr" );
@@ -33,6 +41,8 @@ TEST( QvcompOptionsTest, TakeEffect ) {
     EXPECT_EQ( options.policy, Policy::STRICT );
     EXPECT_EQ( options.manager, Manager::ARENA );
     EXPECT_EQ( options.scratch, "/some/where" );
+    EXPECT_EQ( options.scratchLimit, std::uint64_t{ 5 } << 30 );
+    EXPECT_TRUE( options.isUnbuffered );
     EXPECT_EQ( options.report, ReportForm::JSON );
     EXPECT_TRUE( options.mustVerify );
     EXPECT_EQ( options.preview, "p.png" );

@@ -124,7 +124,7 @@ TEST_F( QvcompSettingsTest, WrongValueIsToldWithItsSourceUnlessAnOptionWins ) {
           "ombra::qvcomp::memory from QVCOMP_MEMORY (InInitEnv) takes a number of bytes such as "
           "64M or 2G, not '1X'" },
         { "QVCOMP_MEMORY", "--memory=2M", "5K", "QVCOMP_MEMORY (InInitEnv) 5120 is too little" },
-        { "QVCOMP_SCRATCH", "--scratch=/tmp", "/proc", "can't make a scratch file in '/proc'" },
+        { "QVCOMP_SCRATCH", "--scratch=/tmp", "/proc", "can't keep tiles in '/proc'" },
     };
     for( const auto& c : cases ) {
         SCOPED_TRACE( std::string( c.variable ) + '=' + c.value );

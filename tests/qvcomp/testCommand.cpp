@@ -1,6 +1,5 @@
 #include <tests/qvcomp/testCommand.h>
 
-#include <tests/support/deadline.h>
 #include <tools/qvcomp/command.h>
 #include <tools/qvcomp/messages.h>
 
@@ -39,18 +38,6 @@ std::string readAll( int descriptor ) {
         text.append( buffer.data(), static_cast<std::size_t>( count ) );
     }
     return text;
-}
-
-bool hasFileIn( pid_t process, const fs::path& folder ) {
-    std::error_code error;
-    const fs::directory_iterator descriptors( "/proc/" + std::to_string( process ) + "/fd", error );
-    for( const fs::directory_entry& entry : descriptors ) {
-        const fs::path target = fs::read_symlink( entry.path(), error );
-        if( target.string().starts_with( folder.string() + '/' ) ) {
-            return true;
-        }
-    }
-    return false;
 }
 
 /// This program isn't where the command looks for its texts from.
@@ -105,10 +92,6 @@ ChildCommand::~ChildCommand() {
     ::close( _errors );
 }
 
-void ChildCommand::waitForFileIn( const fs::path& folder ) const {
-    waitUntil( [&] { return hasFileIn( _pid, folder ); }, "qvcomp to open its scratch file" );
-}
-
 void ChildCommand::send( int signal ) const {
     ::kill( _pid, signal );
 }
@@ -156,6 +139,21 @@ std::string QvcompTest::run( const Arguments& more ) const {
     const Outcome outcome = runInside( makeArguments( more ) );
     EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
     return outcome.output;
+}
+
+fs::path QvcompTest::getCache() const {
+    return _scratch.path() / ( "qvcomp-" + std::to_string( ::geteuid() ) );
+}
+
+std::vector<fs::path> QvcompTest::listBlocks() const {
+    std::vector<fs::path> blocks;
+    std::error_code error;
+    for( const fs::directory_entry& entry : fs::directory_iterator( getCache(), error ) ) {
+        if( entry.path().filename().string()[0] == '0' ) {
+            blocks.push_back( entry.path() );
+        }
+    }
+    return blocks;
 }
 
 std::string readFile( const fs::path& path ) {

@@ -37,8 +37,6 @@ public:
     ChildCommand& operator=( const ChildCommand& ) = delete;
     ~ChildCommand();
 
-    /// Returns once the process has a file open in `folder`.
-    void waitForFileIn( const std::filesystem::path& folder ) const;
     void send( int signal ) const;
     /// Waits for its end.
     Outcome finish();
@@ -54,7 +52,7 @@ std::uint64_t getNumber( const std::string& report, const std::string& key );
 
 std::string readFile( const std::filesystem::path& path );
 
-/// Each test has folders of its own for the layers, the outputs and the scratch file.
+/// Each test has folders of its own for the layers, the outputs and the tiles on the disk.
 class QvcompTest : public ::testing::Test {
 protected:
     /// A whole command line, except for the program; of an option that `more` has too, that counts.
@@ -63,6 +61,11 @@ protected:
     Arguments makeCommand( const Arguments& more = {} ) const;
     /// The report of a run that goes well.
     std::string run( const Arguments& more = {} ) const;
+
+    /// Where the command keeps tiles.
+    std::filesystem::path getCache() const;
+    /// The blocks that are there.
+    std::vector<std::filesystem::path> listBlocks() const;
 
     std::filesystem::path getOutput() const { return _outputs.path() / "out.exr"; }
     std::filesystem::path getPreview() const { return _outputs.path() / "out.png"; }

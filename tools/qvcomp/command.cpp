@@ -6,6 +6,7 @@
 #include <tools/qvcomp/pictureFile.h>
 #include <tools/qvcomp/plainTiles.h>
 #include <tools/qvcomp/planeCompare.h>
+#include <tools/qvcomp/quietOutput.h>
 #include <tools/qvcomp/render.h>
 #include <tools/qvcomp/report.h>
 
@@ -31,7 +32,7 @@ constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
 
 std::uint64_t getLeastMemory( const Options& options ) {
-    return ManagedTiles::getLeastMemory( options.tileSide, options.threads );
+    return ManagedTiles::getLeastMemory( options.tileSide, options.isUnbuffered, options.threads );
 }
 
 void checkMemory( const Options& options ) {
@@ -88,7 +89,7 @@ ManagedTiles::Settings makeSettings( const Options& options, const Scene& scene 
              options.strategy,
              options.policy,
              options.manager,
-             options.scratch };
+             { options.scratch, options.isUnbuffered, options.scratchLimit } };
 }
 
 /// Renders the scene again in plain memory, and holds `picture` against that.
@@ -101,15 +102,16 @@ void verify( int tileSide, const Scene& scene, TilePlane& picture, Workers& work
 }
 
 void fillReport( Report& report, const ManagedTiles& store ) {
-    const SpillCounts& counts = store.getCounts();
+    const TiCounts counts = store.getCounts();
+    const CtCounters transferred = store.getServer().getCounters();
     report.peakTiles = store.getPeakBytes();
-    report.transfers = store.getTransfers();
-    report.tiles = counts.tiles.load( std::memory_order_relaxed );
-    report.evictions = counts.evictions.load( std::memory_order_relaxed );
-    report.reloads = counts.reloads.load( std::memory_order_relaxed );
-    report.prefetches = counts.prefetches.load( std::memory_order_relaxed );
-    report.bytesWritten = counts.bytesWritten.load( std::memory_order_relaxed );
-    report.bytesRead = counts.bytesRead.load( std::memory_order_relaxed );
+    report.transfers = store.getServer().getSnapshot();
+    report.tiles = store.getNbTiles();
+    report.evictions = counts.nbEvictions;
+    report.reloads = counts.nbReloads;
+    report.prefetches = counts.nbPrefetches;
+    report.bytesWritten = transferred.nbBytesWritten;
+    report.bytesRead = transferred.nbBytesRead;
 }
 
 /// The picture and, when it is wanted, the preview.
@@ -178,6 +180,7 @@ std::vector<double> getWeights( const Options& options, const Scene& scene ) {
 /// Makes the picture; the files get their names when all has gone well.
 Report makePicture( const Options& options, const Scene& scene, std::ostream* terminal ) {
     const HwIntervalTimer timer( "qvcomp" );
+    const QuietOutput quiet;
     Progress progress( terminal, getWeights( options, scene ) );
     Outputs outputs( options, scene );
     const ManagedTiles::Settings settings = makeSettings( options, scene );
@@ -193,7 +196,8 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
     Report report;
     report.options = options;
     report.logFile = getLogFile();
-    report.workingSet = ManagedTiles::getTileMemory( options.tileSide, settings.workingTiles );
+    report.workingSet = ManagedTiles::getTileMemory( options.tileSide, options.isUnbuffered,
+                                                     settings.workingTiles );
     report.peakProcess = getPeakProcessMemory();
     report.seconds = timer.sinceStart();
     fillReport( report, store );
@@ -223,7 +227,8 @@ void logOptions( const Options& options ) {
     QV_LOG( Qvcomp, Informational, "tiles of ", options.tileSide, " pixels, ", options.threads,
             " threads, memory ", options.memory.value_or( 0 ), " bytes (0 for no limit), strategy ",
             toText( options.strategy ), ", policy ", toText( options.policy ), ", manager ",
-            toText( options.manager ), ", scratch folder \"", options.scratch.toString(), "\"" );
+            toText( options.manager ), ", scratch folder \"", options.scratch.toString(),
+            options.isUnbuffered ? "\", unbuffered" : "\", buffered" );
 }
 
 void runOptions( const Options& options, std::ostream& output, std::ostream& errors,

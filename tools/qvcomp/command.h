@@ -9,7 +9,7 @@ namespace Qv::Comp {
 /// work can't be done, 2 for a wrong command line; what was wrong stands on `errors` in one line.
 ///
 /// REQUIRES: packages are started, this command's among them.
-/// Files:   however it ends, nothing is left of the scratch file and of outputs that aren't
+/// Files:   however it ends, nothing is left of its tiles on the disk and of outputs that aren't
 ///          complete, and no thread. A report that can't be written is a failure, too; the outputs
 ///          stay then.
 /// Signals: SIGINT, SIGTERM and SIGHUP end it like a failure.

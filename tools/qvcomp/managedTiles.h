@@ -1,25 +1,30 @@
 #pragma once
 
 #include <tools/qvcomp/options.h>
-#include <tools/qvcomp/spill.h>
+#include <tools/qvcomp/tileCache.h>
 #include <tools/qvcomp/tileStore.h>
+#include <tools/qvcomp/workers.h>
 
 #include <base/ownership/rcShdPtr.h>
+#include <mediaTiles/tiStore.h>
 #include <resmgt/memoryBuffers/mbBuffer.h>
 #include <resmgt/memoryBuffers/mbBufferFactory.h>
 #include <resmgt/memoryBuffers/mbManager.h>
+#include <resmgt/threads/priorityRelation.h>
 
+#include <atomic>
 #include <cstdint>
 
 namespace Qv::Comp {
 
 /// Tiles in managed buffers: they take at most as much memory as is set, and those that have no
-/// room wait in a scratch file.
+/// room wait in the media cache.
 ///
 /// Dead locks: a computing thread has at most two tiles, and at most one while it waits for memory;
-///             the worker waits for none. With room for two tiles a thread at least one thread
-///             always goes on. Operations that are pending at the worker hold tiles as well, so
-///             there are never more of them than fit beside those.
+///             transfers that are under way have tiles as well, and end without anybody's help, see
+///             TiProtocol. With room for two tiles a thread at least one thread always goes on.
+/// Priority:   the computing threads are no higher than the cache's, or they would starve what is
+///             brought in for them.
 class ManagedTiles : public TileStore {
 public:
     struct Settings {
@@ -32,28 +37,30 @@ public:
         Strategy strategy;
         Policy policy;
         Manager manager;
-        OsFilePath scratchFolder;
+        TileCache::Settings cache;
     };
 
-    /// Errors: Failure when the scratch file can't be made or the memory isn't there.
+    /// Errors: Failure when the cache can't be had or the memory isn't there.
     ManagedTiles( const Settings& settings, Workers& computing );
-    ~ManagedTiles() override;
+    ~ManagedTiles() noexcept override;
 
     std::unique_ptr<TilePlane> createPlane( const std::string& name, int width,
                                             int height ) override;
     std::size_t getPrefetchDepth() const override { return _prefetchDepth; }
 
-    const SpillCounts& getCounts() const noexcept { return _spill.counts; }
-    MtPoolSnapshot getTransfers() const { return _spill.worker.getSnapshot(); }
+    std::uint64_t getNbTiles() const noexcept { return _nbTiles.load( std::memory_order_relaxed ); }
+    TiCounts getCounts() const noexcept { return _tiles->getCounts(); }
+    CtFileServer& getServer() const noexcept { return _cache.getServer(); }
     /// The most bytes that tiles had at one time, looked at each time after a tile was locked.
     std::uint64_t getPeakBytes() const noexcept {
         return _peakBytes.load( std::memory_order_relaxed );
     }
 
     /// Bytes that `count` tiles take, padding included.
-    static std::uint64_t getTileMemory( int tileSide, std::size_t count ) noexcept;
+    static std::uint64_t getTileMemory( int tileSide, bool isUnbuffered,
+                                        std::size_t count ) noexcept;
     /// Bytes that this many threads must have for tiles at one time.
-    static std::uint64_t getLeastMemory( int tileSide, int threads ) noexcept;
+    static std::uint64_t getLeastMemory( int tileSide, bool isUnbuffered, int threads ) noexcept;
 
 private:
     class Plane;
@@ -62,16 +69,19 @@ private:
     void notePeak();
 
     const int _tileSide;
+    const std::size_t _alignment;
     /// Bytes.
     const std::uint64_t _capacity;
-    /// Whether there is less room than all tiles need.
-    const bool _mustSpill;
-    /// Tiles that there is room for beside those that the threads must have.
-    const std::size_t _spare;
+    /// 0 also where all tiles have room.
     const std::size_t _prefetchDepth;
     // A maximum that the computing threads raise; hands nothing over.
     std::atomic<std::uint64_t> _peakBytes = 0;
-    Spill _spill;
+    // Counts of all threads; they hand nothing over.
+    std::atomic<std::uint64_t> _nbTiles = 0;
+    std::atomic<std::uint64_t> _nbEvictions = 0;
+    const TileCache _cache;
+    const PriorityRelation _neverAbove;
+    const RCShdPtr<TiStore> _tiles;
     RCShdPtr<MbManager> _manager;
     OPtr<MbBufferFactory> _factory;
 };

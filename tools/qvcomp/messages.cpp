@@ -25,8 +25,8 @@ constexpr std::array TAGS{
     "layerNoFile",  "layerForbidden",  "layerUnreadable", "layerEmpty",     "layerNoImage",
     "layerDeep",    "layerHuge",       "layerMemory",     "layerAttribute", "layerShort",
     "layerDamaged", "layerSubsampled", "layerWindow",     "layerChannels",  "layerNotGrey",
-    "layerChanged", "cantWrite",       "cantReplace",     "scratchMake",    "scratchWrite",
-    "scratchRead",  "scratchEnds",     "outputUnwritten", "interrupted",    "differs" };
+    "layerChanged", "cantWrite",       "cantReplace",     "scratch",        "scratchForeign",
+    "scratchFull",  "outputUnwritten", "interrupted",     "differs" };
 static_assert( TAGS.size() == static_cast<std::size_t>( Tag::DIFFERS ) + 1 );
 
 std::vector<MsgSubscription>& getSubscriptions() {
@@ -41,7 +41,9 @@ public:
 
     void display( const char* text, MsgTypes::Level level ) override {
         log( text, level );
-        _stream << "qvcomp: " << Printable::makeText( text ) << '\n';
+        if( level <= MsgTypes::WARNING ) {
+            _stream << "qvcomp: " << Printable::makeText( text ) << '\n';
+        }
     }
 
 private:

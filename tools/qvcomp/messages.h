@@ -57,10 +57,9 @@ enum class Tag {
     LAYER_CHANGED,
     CANT_WRITE,
     CANT_REPLACE,
-    SCRATCH_MAKE,
-    SCRATCH_WRITE,
-    SCRATCH_READ,
-    SCRATCH_ENDS,
+    SCRATCH,
+    SCRATCH_FOREIGN,
+    SCRATCH_FULL,
     OUTPUT_UNWRITTEN,
     INTERRUPTED,
     DIFFERS
@@ -75,8 +74,8 @@ void loadMessages();
 /// The message of the tag with `values` for its place holders; from any thread.
 MsgError makeMessage( Tag tag, std::initializer_list<std::string> values = {} );
 
-/// Until scope exit messages go to `stream`, as lines that begin with the command's name, and to
-/// the log.
+/// Until scope exit messages go to the log, and errors and warnings also to `stream`, as lines that
+/// begin with the command's name.
 class MessageLines {
 public:
     explicit MessageLines( std::ostream& stream );

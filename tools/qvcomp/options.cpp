@@ -160,7 +160,7 @@ struct ValueOption {
 
 using Text = const std::string&;
 
-constexpr std::array<ValueOption, 13> VALUE_OPTIONS{ {
+constexpr std::array<ValueOption, 14> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
     { "-o", []( Options& o, Text, Text v ) { o.output = toFile( v ); } },
     { "--memory", []( Options& o, Text n, Text v ) { o.memory = parseByteCount( n, v ); } },
@@ -175,6 +175,8 @@ constexpr std::array<ValueOption, 13> VALUE_OPTIONS{ {
     { "--report", []( Options& o, Text n, Text v ) { o.report = parseWord( n, v, REPORTS ); } },
     { "--preview", []( Options& o, Text, Text v ) { o.preview = toFile( v ); } },
     { "--scratch", []( Options& o, Text, Text v ) { o.scratch = toPath( v ); } },
+    { "--scratch-limit",
+      []( Options& o, Text n, Text v ) { o.scratchLimit = parseByteCount( n, v ); } },
     { "--log", []( Options&, Text n, Text v ) { checkLogLevel( n, v ); } },
     { "--log-file", []( Options& o, Text, Text v ) { o.logFile = v; } },
 } };
@@ -184,7 +186,8 @@ struct FlagOption {
     bool Options::*flag;
 };
 
-constexpr std::array<FlagOption, 4> FLAG_OPTIONS{ { { "--verify", &Options::mustVerify },
+constexpr std::array<FlagOption, 5> FLAG_OPTIONS{ { { "--verify", &Options::mustVerify },
+                                                    { "--unbuffered", &Options::isUnbuffered },
                                                     { "--help", &Options::wantsHelp },
                                                     { "-h", &Options::wantsHelp },
                                                     { "--version", &Options::wantsVersion } } };
@@ -383,7 +386,7 @@ std::string getHelp() {
 
 Composites the layers, bottom first, over each other into a frame of W by H pixels, adds a glow
 around the bright parts, and writes a tiled half-float OpenEXR image. All images in between are
-held in tiles; those that the memory limit has no room for wait in a scratch file.
+held in tiles; those that the memory limit has no room for wait on the disk.
 
   --size WxH            size of the frame in pixels
   -o FILE               the picture to write
@@ -395,7 +398,10 @@ held in tiles; those that the memory limit has no room for wait in a scratch fil
   --policy relaxed|strict
                         whether a tile may have several writers; relaxed by default
   --manager heap|arena  where tiles come from; heap by default
-  --scratch DIR         folder of the scratch file; $TMPDIR or /var/tmp by default
+  --scratch DIR         where a folder qvcomp-<user id> keeps those on the disk; $TMPDIR or
+                        /var/tmp by default
+  --scratch-limit N     most bytes for them, such as 20G; no limit by default
+  --unbuffered          move them past the system's file cache, where the volume can
   --log LEVEL           log this level and the graver ones, such as warning, informational
                         or tracing; informational by default
   --log-file FILE       add the log to this file; one of its own by default

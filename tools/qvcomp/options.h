@@ -40,6 +40,9 @@ struct Options {
     OsFilePath scratch;
     /// As it was typed; empty for the default one.
     std::string logFile;
+    /// Bytes for tiles on the disk; none means no limit.
+    std::optional<std::uint64_t> scratchLimit;
+    bool isUnbuffered = false;
     ReportForm report = ReportForm::TEXT;
     bool mustVerify = false;
     bool wantsHelp = false;

@@ -8,6 +8,7 @@
 #include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
 #include <base/init/inVariable.h>
+#include <mediaTiles/mediaTilesPackage.h>
 #include <resmgt/resmgtPackages.h>
 
 #include <algorithm>
@@ -22,7 +23,7 @@ template <>
 InInit<QvInit::qvcomp>::InInit()
     : InPackageInit( "qvcomp" ) {
     registerPackage();
-    dependsOn<QvInit::resmgt>();
+    dependsOn<QvInit::resmgt, QvInit::mediaTiles>();
 }
 
 namespace {
@@ -73,7 +74,7 @@ const InContextAlias<InInitEnv, 0> memoryEnv( "QVCOMP_MEMORY", "Memory for tiles
 const InVariable<const char*> memory( "ombra::qvcomp::memory", package, memoryEnv );
 const InContextAlias<InInitEnv, 0> threadsEnv( "QVCOMP_THREADS", "Computing threads." );
 const InVariable<const char*> threads( "ombra::qvcomp::threads", package, threadsEnv );
-const InContextAlias<InInitEnv, 0> scratchEnv( "QVCOMP_SCRATCH", "Folder of the scratch file." );
+const InContextAlias<InInitEnv, 0> scratchEnv( "QVCOMP_SCRATCH", "Where tiles wait on the disk." );
 const InVariable<const char*> scratchDir( "ombra::qvcomp::scratchDir", package, scratchEnv );
 
 constexpr std::array<const InContextAliasBase*, 3> ENVIRONMENT{ &memoryEnv, &threadsEnv,

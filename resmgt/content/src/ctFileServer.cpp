@@ -55,35 +55,25 @@ void removeProbe( OsFile& probe ) {
 
 } // namespace
 
-/// The variables, as they are when a server is made.
-struct CtFileServer::Settings {
-    static Settings get() {
-        const LkGuard<const LkLock> guard( settingsLock() );
-        for( EnvVar* const variable : std::initializer_list<EnvVar*>{
-                 &Qv::unbufferedIO, &Qv::blockSize, &Qv::alignment, &Qv::levels, &Qv::bits,
-                 &Qv::mostBytes, &Qv::verify } ) {
-            variable->refresh();
-        }
-        return { Qv::unbufferedIO.getValue(), Qv::blockSize.getValue(), Qv::alignment.getValue(),
-                 Qv::levels.getValue(),       Qv::bits.getValue(),      Qv::mostBytes.getValue(),
-                 Qv::verify.getValue() != 0 };
+CtFileOptions CtFileOptions::getConfigured() {
+    const LkGuard<const LkLock> guard( settingsLock() );
+    for( EnvVar* const variable :
+         std::initializer_list<EnvVar*>{ &Qv::unbufferedIO, &Qv::blockSize, &Qv::alignment, &levels,
+                                         &bits, &Qv::mostBytes, &verify } ) {
+        variable->refresh();
     }
+    return { Qv::unbufferedIO.getValue(), Qv::blockSize.getValue(), Qv::alignment.getValue(),
+             levels.getValue(),           bits.getValue(),          Qv::mostBytes.getValue(),
+             verify.getValue() != 0 };
+}
 
-    int unbufferedIO;
-    int blockSize;
-    int alignment;
-    int nbLevels;
-    int nbBits;
-    std::uint64_t mostBytes;
-    bool isVerifying;
-};
-
-CtFileServer::CtFileServer( const LiString& configuration, const CtEngineOptions& options )
+CtFileServer::CtFileServer( const LiString& configuration, const CtEngineOptions& options,
+                            const CtFileOptions& files )
     : CtNonAsyncServer( configuration, options )
     , _root( configuration )
     , _number( takeNumber() ) {
     try {
-        initialize();
+        initialize( files );
     } catch( ... ) {
         drain();
         throw;
@@ -94,21 +84,20 @@ CtFileServer::~CtFileServer() noexcept( false ) {
     drain();
 }
 
-void CtFileServer::initialize() {
-    const Settings settings = Settings::get();
-    _nbLevels = settings.nbLevels;
-    _nbBits = settings.nbBits;
+void CtFileServer::initialize( const CtFileOptions& files ) {
+    _nbLevels = files.nbLevels;
+    _nbBits = files.nbBits;
     QV_ASSERT( 0 <= _nbLevels );
     QV_ASSERT( _nbLevels <= 4 );
     QV_ASSERT( 0 <= _nbBits );
     QV_ASSERT( _nbBits <= 12 );
     const OsFileTypes::UnbufferedInfo volume = probe();
-    _session = SessionIndex::share( _root, settings.mostBytes );
-    applySettings( settings, volume );
+    _session = SessionIndex::share( _root, files.mostBytes );
+    applyOptions( files, volume );
     _levelMask = ( std::uint64_t( 1 ) << _nbBits ) - 1;
     _folder = std::make_unique<CtTileFolder>( _root, static_cast<std::uint32_t>( _nbLevels ),
                                               static_cast<std::uint32_t>( _nbBits ) );
-    if( settings.isVerifying ) {
+    if( files.isVerifying ) {
         _sums = std::make_unique<CtPieceSums>();
     }
 }
@@ -128,15 +117,15 @@ OsFileTypes::UnbufferedInfo CtFileServer::probe() const {
     }
 }
 
-void CtFileServer::applySettings( const Settings& settings,
-                                  const OsFileTypes::UnbufferedInfo& volume ) {
+void CtFileServer::applyOptions( const CtFileOptions& files,
+                                 const OsFileTypes::UnbufferedInfo& volume ) {
     const auto orElse = []( int setting, std::uint64_t advice ) {
         return setting >= 0 ? static_cast<std::uint32_t>( setting )
                             : static_cast<std::uint32_t>( advice );
     };
-    _unbufferedIO = settings.unbufferedIO >= 0 ? settings.unbufferedIO != 0 : volume.supported;
-    _alignment = orElse( settings.alignment, volume.sectorSize );
-    _blockSize = orElse( settings.blockSize, volume.clusterSize );
+    _unbufferedIO = files.unbufferedIO >= 0 ? files.unbufferedIO != 0 : volume.supported;
+    _alignment = orElse( files.alignment, volume.sectorSize );
+    _blockSize = orElse( files.blockSize, volume.clusterSize );
     QV_ASSERT( _blockSize > 0 );
     QV_ASSERT( std::has_single_bit( _alignment ) );
     _nbBlocksPerChunk = static_cast<std::uint32_t>( volume.maxTransferSize / _blockSize );

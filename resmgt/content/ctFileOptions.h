@@ -1,0 +1,27 @@
+#pragma once
+
+#include <resmgt/resmgtApi.h>
+
+#include <cstdint>
+
+namespace Qv {
+
+/// How a CtFileServer keeps its blocks. What is below 0 is as the volume advises.
+struct QV_RESMGT_API CtFileOptions {
+    /// Whether transfers bypass the system's file cache.
+    int unbufferedIO = -1;
+    /// Both in bytes.
+    int blockSize = -1;
+    int alignment = -1;
+    int nbLevels = 0;
+    int nbBits = 8;
+    /// What the process's servers together may reserve, in bytes; the first of them decides.
+    std::uint64_t mostBytes = UINT64_MAX;
+    bool isVerifying = false;
+
+    /// The values of QV_UNBUFFERED_IO, QV_IO_BLOCKSIZE, QV_IO_ALIGNMENT, QV_IO_LEVELS, QV_IO_BITS,
+    /// QV_IO_MAX_BYTES and QV_IO_VERIFY, as they are just now.
+    static CtFileOptions getConfigured();
+};
+
+} // namespace Qv
