@@ -4,9 +4,9 @@
 #include <mediaTiles/tiStore.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
 
-#include <memory>
-
 namespace Qv {
+
+class TiBlock;
 
 /// Keeps one tile in a content server while it is out of memory.
 ///
@@ -24,7 +24,7 @@ namespace Qv {
 /// Ahead of need: `prefetch` and `asyncSync` go to the server's `asyncRead` and `asyncWrite`. Where
 ///           one fails, be it in the request or later, that is logged and the tile stays as it was:
 ///           the next lock reads again and the next eviction writes again, and raises what prevents
-///           that. A block into which a write has failed is given up for a new one.
+///           that. A place where a write has failed is given up for another one.
 /// Waiting:  a transfer that is under way holds the tile's memory, and ends without anybody's help
 ///           but the server's workers', who wait neither for memory nor for locks of tiles. So
 ///           with room for two tiles a thread, and threads that have at most one tile locked when
@@ -55,21 +55,22 @@ private:
     enum class Content {
         /// As `load` leaves it.
         INITIAL,
-        /// The block is older, or there is none. So it is at first: a protocol may come to a buffer
-        /// that has content already.
+        /// What is kept is older, or there is nothing. So it is at first: a protocol may come to a
+        /// buffer that has content already.
         CHANGED,
-        /// The block has the same.
+        /// What is kept is the same.
         SAVED
     };
 
-    /// The block to save to.
-    TiBlock& needBlock( unsigned long long size );
+    void needPlace( unsigned long long size );
     void noteSaved() noexcept;
-    void giveUpBlock() noexcept;
+    void giveUpPlace() noexcept;
     void endContent() noexcept;
 
     const RCShdPtr<TiStore> _store;
-    std::unique_ptr<TiBlock> _block;
+    /// Null as long as nothing was saved; then the tile has its piece of this number.
+    TiBlock* _block = nullptr;
+    unsigned int _piece = 0;
     Content _content = Content::CHANGED;
 };
 

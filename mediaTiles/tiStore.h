@@ -14,7 +14,7 @@
 namespace Qv {
 
 class CtServer;
-class TiBlock;
+class TiBlockPool;
 
 /// What the tiles of a store have done.
 struct QV_MEDIATILES_API TiCounts {
@@ -31,9 +31,10 @@ struct QV_MEDIATILES_API TiCounts {
 /// The blocks of a content server in which tiles wait that memory has no room for; shared by their
 /// protocols.
 ///
-/// Blocks:   are made when tiles are saved for the first time. When a tile ends its block goes to
-///           the next tile of its size that is saved for the first time. All of them are removed
-///           with the store, which its last protocol ends; what can't be removed is logged.
+/// Blocks:   are made when tiles are saved for the first time, and hold several tiles of one size,
+///           more the more there are. When a tile ends its place goes to the next tile of its size
+///           that is saved for the first time. All blocks are removed with the store, which its
+///           last protocol ends; what can't be removed is logged.
 /// Hints:    the server's, such as open files, are kept between requests: by all stores of the
 ///           process together at most as many as QV_MAX_NB_OPEN_FILES says, and as half of the
 ///           descriptors that the process may have open when a store is made. The ones that were
@@ -53,15 +54,13 @@ public:
 private:
     friend class TiProtocol;
 
-    /// A block of nobody else's, with undefined content.
-    std::unique_ptr<TiBlock> takeBlock( unsigned int size );
-    void giveBack( std::unique_ptr<TiBlock> block ) noexcept;
+    /// For tiles of `size` bytes.
+    TiBlockPool& getPool( unsigned int size );
 
     CtServer& _server;
     const LkLock _lock{ "ti-store" };
-    /// The first of the blocks of a size that no tile has; there for each size that was ever taken,
-    /// so that giving back needs no memory.
-    std::map<unsigned int, std::unique_ptr<TiBlock>> _free QV_GUARDED_BY( _lock );
+    /// By the size of their tiles.
+    std::map<unsigned int, std::unique_ptr<TiBlockPool>> _pools QV_GUARDED_BY( _lock );
 
     // Counted by all threads; they order nothing, so relaxed.
     std::atomic<std::uint64_t> _nbEvictions{ 0 };

@@ -1,16 +1,28 @@
 #include <mediaTiles/src/tiBlock.h>
 
-#include <base/failure/exBase.h>
 #include <mediaTiles/src/tiFailure.h>
 #include <resmgt/content/ctServer.h>
 
 namespace Qv {
 
-TiBlock::TiBlock( CtServer& server, unsigned int size )
-    : _server( server ) {
-    const CtServer::NewTile made = server.createTile( size );
-    _piece = CtPxTileId( made.tile.getSerialId(), 0, size );
+TiBlock::TiBlock( TiBlockPool& pool, CtServer& server, unsigned int pieceSize,
+                  unsigned int nbPieces )
+    : _pool( pool )
+    , _server( server )
+    , _pieceSize( pieceSize )
+    , _nbPieces( nbPieces ) {
+    _free.reserve( nbPieces );
+    // The first ones come first.
+    for( unsigned int piece = nbPieces; piece-- > 0; ) {
+        _free.push_back( piece );
+    }
+    const CtServer::NewTile made = server.createTile( nbPieces * pieceSize );
+    _id = made.tile.getSerialId();
     TiHints::getInstance().keep( _hint, made.hint );
+}
+
+CtPxTileId TiBlock::getId( unsigned int piece ) const noexcept {
+    return CtPxTileId( _id, piece * _pieceSize, _pieceSize );
 }
 
 /// Requests a transfer with the hint that is kept, and keeps the one that it answers.
@@ -20,23 +32,25 @@ void TiBlock::perform( Request request ) {
     hints.keep( _hint, request( hints.get( _hint ) ) );
 }
 
-void TiBlock::read( void* memory ) {
-    perform( [&]( const CtHintPtr& hint ) { return _server.read( _piece, memory, hint ); } );
+void TiBlock::read( unsigned int piece, void* memory ) {
+    perform(
+        [&]( const CtHintPtr& hint ) { return _server.read( getId( piece ), memory, hint ); } );
 }
 
-void TiBlock::write( const void* memory ) {
-    perform( [&]( const CtHintPtr& hint ) { return _server.write( _piece, memory, hint ); } );
+void TiBlock::write( unsigned int piece, const void* memory ) {
+    perform(
+        [&]( const CtHintPtr& hint ) { return _server.write( getId( piece ), memory, hint ); } );
 }
 
-void TiBlock::asyncRead( void* memory, LkAsyncHandle* handle ) {
+void TiBlock::asyncRead( unsigned int piece, void* memory, LkAsyncHandle* handle ) {
     perform( [&]( const CtHintPtr& hint ) {
-        return _server.asyncRead( _piece, memory, hint, handle );
+        return _server.asyncRead( getId( piece ), memory, hint, handle );
     } );
 }
 
-void TiBlock::asyncWrite( const void* memory, LkAsyncHandle* handle ) {
+void TiBlock::asyncWrite( unsigned int piece, const void* memory, LkAsyncHandle* handle ) {
     perform( [&]( const CtHintPtr& hint ) {
-        return _server.asyncWrite( _piece, memory, hint, handle );
+        return _server.asyncWrite( getId( piece ), memory, hint, handle );
     } );
 }
 
@@ -47,7 +61,7 @@ void TiBlock::dropHint() noexcept {
 void TiBlock::remove() noexcept {
     dropHint();
     try {
-        _server.removeTile( _piece.getSerialId() );
+        _server.removeTile( _id );
     } catch( ... ) {
         logFailure( "A block that no tile needs can't be removed: " );
     }

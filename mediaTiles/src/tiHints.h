@@ -35,7 +35,7 @@ private:
 ///          more.
 /// Lock:    held to link and unlink; neither across a transfer nor while a hint ends, which closes
 ///          a file and may take its time.
-/// Threads: any; one at a time for one place.
+/// Threads: any, also for one place.
 class TiHints {
 public:
     static TiHints& getInstance();

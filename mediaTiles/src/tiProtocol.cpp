@@ -1,8 +1,10 @@
 #include <mediaTiles/tiProtocol.h>
 
-#include <mediaTiles/src/tiBlock.h>
+#include <mediaTiles/src/tiBlockPool.h>
 #include <mediaTiles/src/tiFailure.h>
 #include <resmgt/locks/lkAsyncHandle.h>
+
+#include <utility>
 
 namespace Qv {
 
@@ -52,7 +54,7 @@ void TiProtocol::reload( void* memory, unsigned long long size ) {
         return;
     }
     try {
-        _block->read( memory );
+        _block->read( _piece, memory );
     } catch( ... ) {
         _block->dropHint();
         throw;
@@ -63,7 +65,7 @@ void TiProtocol::reload( void* memory, unsigned long long size ) {
 void TiProtocol::asyncReload( void* memory, unsigned long long size, LkAsyncHandle* handle ) {
     if( _content != Content::SAVED ) {
         asyncLoad( memory, size, handle );
-    } else if( !tryAhead( [&] { _block->asyncRead( memory, handle ); } ) ) {
+    } else if( !tryAhead( [&] { _block->asyncRead( _piece, memory, handle ); } ) ) {
         handle->asyncFailed();
     }
 }
@@ -86,9 +88,10 @@ void TiProtocol::sync( void* memory, unsigned long long size ) {
         return;
     }
     try {
-        needBlock( size ).write( memory );
+        needPlace( size );
+        _block->write( _piece, memory );
     } catch( ... ) {
-        giveUpBlock();
+        giveUpPlace();
         throw;
     }
     noteSaved();
@@ -97,7 +100,13 @@ void TiProtocol::sync( void* memory, unsigned long long size ) {
 void TiProtocol::asyncSync( void* memory, unsigned long long size, LkAsyncHandle* handle ) {
     if( _content != Content::CHANGED ) {
         handle->asyncSucceeded();
-    } else if( !tryAhead( [&] { needBlock( size ).asyncWrite( memory, handle ); } ) ) {
+        return;
+    }
+    const auto write = [&] {
+        needPlace( size );
+        _block->asyncWrite( _piece, memory, handle );
+    };
+    if( !tryAhead( write ) ) {
         handle->asyncFailed();
     }
 }
@@ -109,7 +118,7 @@ void TiProtocol::asyncSyncSucceeded() {
 }
 
 void TiProtocol::asyncSyncFailed() {
-    giveUpBlock();
+    giveUpPlace();
 }
 
 bool TiProtocol::unload( void* memory, unsigned long long size ) {
@@ -126,11 +135,12 @@ void TiProtocol::markDirty( void*, unsigned long long ) {
     _content = Content::CHANGED;
 }
 
-TiBlock& TiProtocol::needBlock( unsigned long long size ) {
+void TiProtocol::needPlace( unsigned long long size ) {
     if( _block == nullptr ) {
-        _block = _store->takeBlock( static_cast<unsigned int>( size ) );
+        const TiPiece piece = _store->getPool( static_cast<unsigned int>( size ) ).take();
+        _block = piece.block;
+        _piece = piece.index;
     }
-    return *_block;
 }
 
 void TiProtocol::noteSaved() noexcept {
@@ -138,16 +148,17 @@ void TiProtocol::noteSaved() noexcept {
     count( _store->_nbSaves );
 }
 
-void TiProtocol::giveUpBlock() noexcept {
+void TiProtocol::giveUpPlace() noexcept {
     if( _block != nullptr ) {
-        _block->remove();
-        _block.reset();
+        TiBlock* const block = std::exchange( _block, nullptr );
+        block->getPool().giveUp( { block, _piece } );
     }
 }
 
 void TiProtocol::endContent() noexcept {
     if( _block != nullptr ) {
-        _store->giveBack( std::move( _block ) );
+        TiBlock* const block = std::exchange( _block, nullptr );
+        block->getPool().giveBack( { block, _piece } );
     }
     _content = Content::INITIAL;
 }

@@ -1,32 +1,16 @@
 #include <mediaTiles/tiStore.h>
 
 #include <base/locks/lkGuard.h>
-#include <mediaTiles/src/tiBlock.h>
-
-#include <utility>
+#include <mediaTiles/src/tiBlockPool.h>
 
 namespace Qv {
-
-namespace {
-
-using Guard = LkGuard<const LkLock>;
-
-} // namespace
 
 TiStore::TiStore( CtServer& server )
     : _server( server ) {
     TiHints::getInstance().refreshLimit();
 }
 
-TiStore::~TiStore() {
-    const Guard guard( _lock );
-    for( auto& [size, first] : _free ) {
-        while( first != nullptr ) {
-            first->remove();
-            first = std::move( first->next );
-        }
-    }
-}
+TiStore::~TiStore() = default;
 
 TiCounts TiStore::getCounts() const noexcept {
     constexpr auto RELAXED = std::memory_order_relaxed;
@@ -34,23 +18,13 @@ TiCounts TiStore::getCounts() const noexcept {
              _nbPrefetches.load( RELAXED ) };
 }
 
-std::unique_ptr<TiBlock> TiStore::takeBlock( unsigned int size ) {
-    {
-        const Guard guard( _lock );
-        std::unique_ptr<TiBlock>& first = _free[size];
-        if( first != nullptr ) {
-            std::unique_ptr<TiBlock> next = std::move( first->next );
-            return std::exchange( first, std::move( next ) );
-        }
+TiBlockPool& TiStore::getPool( unsigned int size ) {
+    const LkGuard<const LkLock> guard( _lock );
+    std::unique_ptr<TiBlockPool>& pool = _pools[size];
+    if( pool == nullptr ) {
+        pool = std::make_unique<TiBlockPool>( _server, size );
     }
-    return std::make_unique<TiBlock>( _server, size );
-}
-
-void TiStore::giveBack( std::unique_ptr<TiBlock> block ) noexcept {
-    const Guard guard( _lock );
-    std::unique_ptr<TiBlock>& first = _free.find( block->getSize() )->second;
-    block->next = std::move( first );
-    first = std::move( block );
+    return *pool;
 }
 
 } // namespace Qv

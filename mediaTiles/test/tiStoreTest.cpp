@@ -43,12 +43,19 @@ std::vector<MbBuffer> makeFilled( TestTiles& tiles, int count, int size = TestTi
     return all;
 }
 
+void expectFilled( const std::vector<MbBuffer>& tiles ) {
+    for( std::size_t i = 0; i < tiles.size(); ++i ) {
+        EXPECT_TRUE( TestTiles::isFilledWith( tiles[i], static_cast<char>( 'a' + i ) ) );
+    }
+}
+
 std::size_t getNbOpen( const CtServer& server ) {
     return server.getCounters().nbOpenFiles;
 }
 
-TEST( TiStoreTest, BlockGoesToTheNextTileOfItsSizeAndEndsWithTheStore ) {
+TEST( TiStoreTest, PlaceGoesToTheNextTileOfItsSizeAndEndsWithTheStore ) {
     FailingStore server;
+    server.blockSize = 1000;
     {
         TestTiles tiles( server, 4 );
         std::vector<MbBuffer> kept;
@@ -56,9 +63,7 @@ TEST( TiStoreTest, BlockGoesToTheNextTileOfItsSizeAndEndsWithTheStore ) {
             std::vector<MbBuffer> some = makeFilled( tiles, 10 );
             const std::vector<MbBuffer> small = makeFilled( tiles, 5, 100 );
             EXPECT_EQ( server.getNbSerialIds(), static_cast<unsigned>( 15 + round ) );
-            for( std::size_t i = 0; i < some.size(); ++i ) {
-                EXPECT_TRUE( TestTiles::isFilledWith( some[i], static_cast<char>( 'a' + i ) ) );
-            }
+            expectFilled( some );
             kept.push_back( some[0] );
         }
     }
@@ -66,11 +71,76 @@ TEST( TiStoreTest, BlockGoesToTheNextTileOfItsSizeAndEndsWithTheStore ) {
     EXPECT_EQ( getNbOpen( server ), 0U );
 }
 
+TEST( TiStoreTest, FewBlocksServeManyTilesAndFewBytesAreReservedForAFew ) {
+    FailingStore server;
+    TestTiles tiles( server, 4 );
+    std::vector<std::vector<MbBuffer>> all;
+    const struct {
+        int nbMore;
+        unsigned nbBlocks;
+    } cases[] = { { 1, 1 }, { 1, 2 },  { 1, 3 },  { 1, 3 },
+                  { 4, 4 }, { 56, 7 }, { 64, 8 }, { 65, 10 } };
+    for( const auto& c : cases ) {
+        all.push_back( makeFilled( tiles, c.nbMore ) );
+        EXPECT_EQ( server.getNbSerialIds(), c.nbBlocks );
+    }
+    for( const std::vector<MbBuffer>& some : all ) {
+        expectFilled( some );
+    }
+    // What is large has few neighbours.
+    EXPECT_EQ( server.getCounters().nbFailures, 0U );
+    FailingStore other;
+    TestTiles large( other, 130000 );
+    const std::vector<MbBuffer> two = makeFilled( large, 4, 9 << 20 );
+    EXPECT_EQ( other.getNbSerialIds(), 4U );
+}
+
+TEST( TiStoreTest, ServerThatHasNoRoomForManyTilesIsAskedForFewer ) {
+    FailingStore server;
+    TestTiles tiles( server, 4 );
+    std::vector<MbBuffer> all = makeFilled( tiles, 16 );
+    EXPECT_EQ( server.getNbSerialIds(), 5U );
+    server.mostBytes = 3 * TestTiles::SIZE;
+    const std::vector<MbBuffer> more = makeFilled( tiles, 2 );
+    EXPECT_EQ( server.getNbSerialIds(), 6U );
+    server.mostBytes = TestTiles::SIZE - 1;
+    MbBuffer tile = tiles.make();
+    TestTiles::fill( tile, 'x' );
+    EXPECT_THROW( tile.sync(), CtEx::ExNotEnoughSpace );
+    all.pop_back();
+    tile.sync();
+    expectFilled( all );
+    expectFilled( more );
+}
+
+TEST( TiStoreTest, BlockThatCantBeWrittenIsLeftToTheTilesThatItHas ) {
+    FailingStore server;
+    TestTiles tiles( server, 1 );
+    std::vector<MbBuffer> all = makeFilled( tiles, 5 );
+    ASSERT_EQ( server.getNbSerialIds(), 4U );
+    // The first of the last block's four pieces is taken.
+    server.failing = FailingStore::TRANSFER;
+    for( int i = 0; i < 3; ++i ) {
+        MbBuffer tile = tiles.make();
+        TestTiles::fill( tile, 'x' );
+        EXPECT_THROW( tile.sync(), ExInternalError );
+    }
+    server.failing = FailingStore::NOTHING;
+    const std::vector<MbBuffer> more = makeFilled( tiles, 3 );
+    expectFilled( all );
+    expectFilled( more );
+    // That of the fifth tile is still there, and goes with it.
+    const unsigned int nbBlocks = server.getNbSerialIds();
+    all.pop_back();
+    EXPECT_EQ( server.getNbSerialIds(), nbBlocks - 1 );
+}
+
 TEST( TiStoreTest, HintsOfAllStoresTogetherStayOpenUpToTheLimit ) {
     const DescriptorLimit limit( 40 );
     const auto most =
         static_cast<std::size_t>( std::min( 40 / 2, CtEngineOptions::getMaxNbOpenFiles() ) );
     FailingStore servers[2];
+    servers[0].blockSize = servers[1].blockSize = 1000;
     TestTiles first( servers[0], 4 );
     TestTiles second( servers[1], 4 );
     const std::vector<MbBuffer> some = makeFilled( first, 15 );
@@ -92,6 +162,7 @@ TEST( TiStoreTest, HintThatWasUsedLeastRecentlyGoesFirst ) {
     const DescriptorLimit limit( 20 );
     const int most = std::min( 20 / 2, CtEngineOptions::getMaxNbOpenFiles() );
     FailingStore server;
+    server.blockSize = 1000;
     TestTiles tiles( server, 1 );
     const std::vector<MbBuffer> all = makeFilled( tiles, most );
     const auto opensToRead = [&]( std::size_t i ) {

@@ -2,6 +2,7 @@
 
 #include <base/failure/exStandard.h>
 #include <mediaTiles/tiBufferFactory.h>
+#include <resmgt/content/ctEx.h>
 #include <resmgt/content/test/ctTestStores.h>
 #include <resmgt/memoryBuffers/mbBufferRdGuardImp.h>
 #include <resmgt/memoryBuffers/mbBufferWrGuardImp.h>
@@ -10,6 +11,7 @@
 #include <resmgt/memoryBuffers/mbUnloadLRU.h>
 
 #include <atomic>
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -28,9 +30,18 @@ public:
 
     CtServer::NewTile createTile( unsigned int size ) override {
         fail( CREATE );
+        if( size > mostBytes ) {
+            throw CtEx::ExNotEnoughSpace( QV_HERE, "no room" );
+        }
         return BlockingStore::createTile( size );
     }
 
+    unsigned int getBlockSize() const override { return blockSize; }
+
+    /// With one that no tile's size is a multiple of, each tile has a block of its own.
+    unsigned int blockSize = 1;
+    /// Larger blocks have no room.
+    std::atomic<unsigned int> mostBytes = UINT_MAX;
     /// A sum of calls.
     std::atomic<int> failing = NOTHING;
     /// How often there was no hint to use.

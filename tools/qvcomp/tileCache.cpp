@@ -56,7 +56,9 @@ std::unique_ptr<CtFileServer> makeServer( const OsFilePath& folder,
                                           const TileCache::Settings& settings, bool isUnbuffered ) {
     CtFileOptions options = CtFileOptions::getConfigured();
     options.unbufferedIO = isUnbuffered ? -1 : 0;
+    // Buffered transfers have no unit, so that tiles of any size share files.
     options.alignment = isUnbuffered ? -1 : 1;
+    options.blockSize = isUnbuffered ? -1 : 1;
     options.mostBytes = std::min( options.mostBytes, settings.limit.value_or( UINT64_MAX ) );
     return std::make_unique<CtFileServer>( LiString( folder.toString() ),
                                            CtEngineOptions::getConfigured(), options );
