@@ -77,7 +77,7 @@ TEST_F( QvcompSettingsTest, NeitherMakesNorNeedsTheDirectoryForTemporaryFiles ) 
     set( "TMPDIR", at( "temp" ) );
     {
         const ScopedEnvironment logs( "QV_LOG_DIR", at( "logs" ).c_str() );
-        EXPECT_EQ( run().status, 0 );
+        EXPECT_EQ( run( { "--scratch", at( "" ) } ).status, 0 );
         EXPECT_TRUE( fs::is_empty( at( "temp" ) ) );
     }
     for( const char* nowhere : { "TMPDIR", "HOME", "XDG_CACHE_HOME" } ) {
