@@ -28,7 +28,6 @@ TiBlockPool::TiBlockPool( CtServer& server, unsigned int pieceSize )
     , _mostPieces( getMostPieces( server, pieceSize ) ) {}
 
 TiBlockPool::~TiBlockPool() {
-    const Guard guard( _lock );
     while( _first != nullptr ) {
         _first->remove();
         _first = std::move( _first->_next );
