@@ -91,6 +91,8 @@ class InstallTest(unittest.TestCase):
     def assert_tiles_come_back(self, program):
         output = run(program, self.folder / "cache", LD_LIBRARY_PATH=self.libraries())
         self.assertRegex(output, "16 of 16 tiles came back")
+        shown = run(self.only("bin/qvcache"), self.folder / "cache", "verify")
+        self.assertIn("0 blocks of 0 bytes", shown)
 
     def assert_setting_is_read(self, program):
         settings = self.folder / "settings.ini"

@@ -1,7 +1,8 @@
 #include <tools/qvcomp/report.h>
 
+#include <tools/jsonText.h>
+
 #include <base/text/printable.h>
-#include <base/text/wideStringUtil.h>
 #include <resmgt/osal/osFileReader.h>
 
 #include <cstdio>
@@ -53,29 +54,10 @@ void writeText( std::ostream& stream, const Report& report ) {
     }
 }
 
-/// A JSON string is Unicode: bytes of a name that aren't become "?".
-std::string quote( const std::string& name ) {
-    const std::string text = WideStringUtil::narrowReplace( WideStringUtil::widen( name ) );
-    std::string quoted = "\"";
-    for( const char c : text ) {
-        if( c == '"' || c == '\\' ) {
-            quoted += '\\';
-            quoted += c;
-        } else if( static_cast<unsigned char>( c ) < 0x20 ) {
-            char code[8];
-            std::snprintf( code, sizeof code, "\\u%04x", static_cast<unsigned>( c ) );
-            quoted += code;
-        } else {
-            quoted += c;
-        }
-    }
-    return quoted + '"';
-}
-
 void writeJson( std::ostream& stream, const Report& report ) {
     const Options& options = report.options;
     stream << "{\n"
-           << "  \"output\": " << quote( options.output.toString() ) << ",\n"
+           << "  \"output\": " << quoteJson( options.output.toString() ) << ",\n"
            << "  \"width\": " << options.width << ",\n"
            << "  \"height\": " << options.height << ",\n"
            << "  \"layers\": " << options.layers.size() << ",\n"
@@ -99,7 +81,7 @@ void writeJson( std::ostream& stream, const Report& report ) {
            << "  \"computeMostQueued\": " << report.computing.mostQueued << ",\n"
            << "  \"transferTasks\": " << report.transfers.nbDone << ",\n"
            << "  \"transferMostQueued\": " << report.transfers.mostQueued << ",\n"
-           << "  \"log\": " << ( report.logFile.empty() ? "null" : quote( report.logFile ) )
+           << "  \"log\": " << ( report.logFile.empty() ? "null" : quoteJson( report.logFile ) )
            << ",\n"
            << "  \"seconds\": " << format( "%.3f", report.seconds ) << ",\n"
            << "  \"verified\": " << ( options.mustVerify ? "true" : "null" ) << "\n"
