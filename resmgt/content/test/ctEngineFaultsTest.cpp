@@ -8,6 +8,7 @@
 #include <tests/support/failingNew.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/raisedBy.h>
+#include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
@@ -16,6 +17,7 @@
 #include <climits>
 #include <list>
 #include <pthread.h>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 
@@ -95,6 +97,53 @@ TEST( CtEngineFaultsTest, ReportsWhatCantBeRaised ) {
             EXPECT_EQ( counters.nbAsync, 1u );
             EXPECT_EQ( counters.nbReads, c.fail ? 0u : 1u );
         }
+    }
+}
+
+TEST( CtEngineFaultsTest, ManyRequestsEndAsOneDoesWhateverFails ) {
+    constexpr unsigned int NB_REQUESTS = 500;
+    for( const CtEngineOptions& options : ENGINES ) {
+        std::list<TestHandle> handles;
+        std::vector<std::string> expected;
+        std::uint64_t nbFailures = 0;
+        std::minstd_rand random( static_cast<unsigned int>( testSeed() ) );
+        for( unsigned int i = 0; i < NB_REQUESTS; ++i ) {
+            const std::size_t nbRaising = random() % 4;
+            const std::string calls( i % 3 == 0 ? "FF" : "SFF" );
+            handles.emplace_back( nbRaising );
+            expected.push_back( calls.substr( 0, nbRaising + 1 ) );
+            nbFailures += std::min( nbRaising, calls.size() ) + ( i % 3 == 0 ? 1 : 0 );
+        }
+        CaptureStdout();
+        {
+            OneBlockStore store( options );
+            store.onTransfer = []( const CtPxTileId& tile ) {
+                if( tile.getOffset() % 3 == 0 ) {
+                    throw ExInternalError( QV_HERE, "torn cable" );
+                }
+            };
+            std::atomic<unsigned int> nbTaken = 0;
+            std::list<TestThread> threads;
+            for( int i = 0; i < 3; ++i ) {
+                threads.emplace_back( [&] {
+                    for( unsigned int next = nbTaken++; next < NB_REQUESTS; next = nbTaken++ ) {
+                        store.submit( next, *std::next( handles.begin(), next ) );
+                    }
+                } );
+            }
+            threads.clear();
+            store.blockUntilProcessed();
+            for( const TestHandle& handle : handles ) {
+                handle.await();
+            }
+            waitUntil( [&] { return store.getCounters().nbFailures == nbFailures; },
+                       "the count of failures" );
+        }
+        GetCapturedStdout();
+        EXPECT_TRUE( std::equal( handles.begin(), handles.end(), expected.begin(), expected.end(),
+                                 []( const TestHandle& handle, const std::string& calls ) {
+                                     return handle.getCalls() == calls;
+                                 } ) );
     }
 }
 
