@@ -7,6 +7,7 @@
 #include <resmgt/messages/msgManager.h>
 #include <resmgt/messages/msgServer.h>
 #include <resmgt/osal/osFilePath.h>
+#include <tests/support/processCounts.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testThread.h>
 
@@ -163,6 +164,7 @@ void liveOnce() {
     EXPECT_THAT( raisedBy( [] { CtServer::getInstance(); } ), HasSubstr( "\"pointee\"" ) );
     CtServer::configure( "local:raises" );
     EXPECT_EQ( raisedBy( [] { CtServer::getInstance(); } ), "no network" );
+    const int nbThreads = countThreads();
     CtServer::configure( "memory://process" );
     std::list<TestThread> threads;
     std::mutex mutex;
@@ -194,6 +196,7 @@ void liveOnce() {
     stage.open();
     ending.join();
     EXPECT_EQ( handle.getCalls(), "S" );
+    waitUntil( [&] { return countThreads() == nbThreads; }, "the end of the workers" );
 }
 
 void expectNoServerAnyMore() {
