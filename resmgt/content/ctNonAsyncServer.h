@@ -86,13 +86,16 @@ private:
     class Workers;
 
     /// One of the two below.
-    using Operation = void ( CtNonAsyncServer::* )( const CtPxTileId&, void*, const CtHintPtr& );
-    void performRead( const CtPxTileId& tile, void* memory, const CtHintPtr& hint );
-    void performWrite( const CtPxTileId& tile, void* memory, const CtHintPtr& hint );
+    using Operation = void ( * )( CtNonAsyncServer& server, const CtPxTileId& tile, void* memory,
+                                  const CtHintPtr& hint );
+    static void performRead( CtNonAsyncServer& server, const CtPxTileId& tile, void* memory,
+                             const CtHintPtr& hint );
+    static void performWrite( CtNonAsyncServer& server, const CtPxTileId& tile, void* memory,
+                              const CtHintPtr& hint );
 
     /// Both answer the hint.
     CtHintPtr transfer( Operation operation, const CtPxTileId& tile, void* memory, CtHintPtr hint );
-    CtHintPtr submit( AsyncRequest request );
+    CtHintPtr submit( AsyncRequest&& request );
     /// Does the transfer and completes it. Nothing leaves it.
     void serve( AsyncRequest& request ) noexcept;
     std::exception_ptr tryTransfer( const AsyncRequest& request ) noexcept;

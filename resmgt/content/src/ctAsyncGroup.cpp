@@ -25,7 +25,7 @@ public:
         try {
             pushItem( AsyncPrioRequest( std::move( request ), place ) );
         } catch( ... ) {
-            access.release( place );
+            access.release( place.record );
             throw;
         }
     }

@@ -29,7 +29,7 @@ public:
     const CtPxTileId& getTile() const noexcept { return _tile; }
     const CtHintPtr& getHint() const noexcept { return _hint; }
     LkAsyncHandle* getHandle() const noexcept { return _handle; }
-    void transfer() const { ( _server->*_operation )( _tile, _memory, _hint ); }
+    void transfer() const { _operation( *_server, _tile, _memory, _hint ); }
     void dropHint() noexcept { _hint = CtHintPtr(); }
 
 private:
@@ -47,21 +47,31 @@ public:
     AsyncPrioRequest() = default;
     AsyncPrioRequest( AsyncRequest&& request, const CtPrioAccess::Place& place )
         : AsyncRequest( std::move( request ) )
-        , _place( place ) {}
+        , _record( place.record )
+        , _timeStamp( place.turn.timeStamp )
+        , _arrival( place.turn.arrival ) {}
 
     void execute() {
         AsyncRequest::execute();
         if( getServer() != nullptr ) {
-            getServer()->_prioAccess->release( _place );
+            getServer()->_prioAccess->release( _record );
         }
     }
 
     bool operator<( const AsyncPrioRequest& other ) const noexcept {
-        return _place.turn > other._place.turn;
+        return getTurn() > other.getTurn();
     }
 
 private:
-    CtPrioAccess::Place _place;
+    /// A default-made request comes last.
+    CtTurn getTurn() const noexcept {
+        return { _timeStamp, getTile().getSerialId(), getTile().getOffset(), _arrival };
+    }
+
+    CtPrioAccess::Records::iterator _record;
+    // What the turn has beside the tile.
+    std::uint64_t _timeStamp = UINT64_MAX;
+    std::uint64_t _arrival = UINT64_MAX;
 };
 
 } // namespace Qv

@@ -131,21 +131,23 @@ CtHintPtr CtNonAsyncServer::asyncWrite( const CtPxTileId& tile, const void* memo
                                  handle ) );
 }
 
-void CtNonAsyncServer::performRead( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) {
-    readImp( tile, memory, hint );
-    getTally()->countRead( tile.getSize() );
+void CtNonAsyncServer::performRead( CtNonAsyncServer& server, const CtPxTileId& tile, void* memory,
+                                    const CtHintPtr& hint ) {
+    server.readImp( tile, memory, hint );
+    server.getTally()->countRead( tile.getSize() );
 }
 
-void CtNonAsyncServer::performWrite( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) {
-    writeImp( tile, memory, hint );
-    getTally()->countWrite( tile.getSize() );
+void CtNonAsyncServer::performWrite( CtNonAsyncServer& server, const CtPxTileId& tile, void* memory,
+                                     const CtHintPtr& hint ) {
+    server.writeImp( tile, memory, hint );
+    server.getTally()->countWrite( tile.getSize() );
 }
 
 CtHintPtr CtNonAsyncServer::transfer( Operation operation, const CtPxTileId& tile, void* memory,
                                       CtHintPtr hint ) {
     const CtPrioAccess::Pass pass( _prioAccess.get(), tile );
     try {
-        ( this->*operation )( tile, memory, hint );
+        operation( *this, tile, memory, hint );
     } catch( ... ) {
         getTally()->countFailure();
         throw;
@@ -153,7 +155,7 @@ CtHintPtr CtNonAsyncServer::transfer( Operation operation, const CtPxTileId& til
     return hint;
 }
 
-CtHintPtr CtNonAsyncServer::submit( AsyncRequest request ) {
+CtHintPtr CtNonAsyncServer::submit( AsyncRequest&& request ) {
     QV_ASSERT_TEXT( request.getHandle() != nullptr, "!_asyncHandler.isNull()" );
     CtHintPtr hint = request.getHint();
     Count count( *this );

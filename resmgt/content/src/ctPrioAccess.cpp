@@ -35,9 +35,9 @@ CtPrioAccess::Place CtPrioAccess::demandNoLock( const CtPxTileId& tile ) {
              { record->second.timeStamp, tile.getSerialId(), tile.getOffset(), _nbArrived++ } };
 }
 
-void CtPrioAccess::release( const Place& place ) {
+void CtPrioAccess::release( Records::iterator record ) {
     const Guard guard( _lock );
-    releaseNoLock( place.record );
+    releaseNoLock( record );
 }
 
 void CtPrioAccess::releaseNoLock( Records::iterator record ) {

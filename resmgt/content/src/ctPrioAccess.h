@@ -6,22 +6,20 @@
 #include <resmgt/locks/lkCondVarPool.h>
 #include <resmgt/profiling/hwCounter.h>
 
-#include <climits>
 #include <compare>
 #include <map>
 #include <vector>
 
 namespace Qv {
 
-/// A request's place in the order in which the store is used: the smallest one is next. A
-/// default-made one comes last.
+/// A request's place in the order in which the store is used: the smallest one is next.
 struct CtTurn {
     /// Of the first request for the block.
-    std::uint64_t timeStamp = UINT64_MAX;
-    std::uint64_t serialId = UINT64_MAX;
-    unsigned int offset = UINT_MAX;
+    std::uint64_t timeStamp = 0;
+    std::uint64_t serialId = 0;
+    unsigned int offset = 0;
     /// Among requests that are equal otherwise.
-    std::uint64_t arrival = UINT64_MAX;
+    std::uint64_t arrival = 0;
 
     std::strong_ordering operator<=>( const CtTurn& ) const = default;
 };
@@ -60,7 +58,7 @@ public:
 
     /// The place of a request for `tile`, which must be given back.
     Place demand( const CtPxTileId& tile );
-    void release( const Place& place );
+    void release( Records::iterator record );
 
     bool hasLimit() const noexcept { return _limit > 0; }
     /// Waits until it is the turn of a request for `tile`.

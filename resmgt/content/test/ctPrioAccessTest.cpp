@@ -60,7 +60,7 @@ public:
     }
     void release() {
         _model.release( CtSerialId( _demands.front().turn.serialId ) );
-        _access.release( _demands.front() );
+        _access.release( _demands.front().record );
         _demands.pop_front();
     }
     bool hasDemands() const { return !_demands.empty(); }
