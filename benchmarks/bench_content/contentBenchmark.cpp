@@ -7,6 +7,7 @@
 /// Names are those of the work, then of who does it. Time is real time.
 ///
 /// - manyRequests, oneRequest, emptyGate: the engine; see engineBenchmark.cpp.
+/// - makeWriteRemove, depth, traffic, amongMany: the media cache; see fileBenchmark.cpp.
 int main( int argc, char** argv ) {
     benchmark::Initialize( &argc, argv );
     const Qv::InInitGuard packages( argc, argv );

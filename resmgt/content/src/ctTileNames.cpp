@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <system_error>
 
 namespace Qv::CtTileNames {
@@ -25,6 +24,15 @@ std::optional<std::uint64_t> takeNumber( std::string_view& text ) {
     return result.ec == std::errc() ? number : UINT64_MAX;
 }
 
+constexpr std::size_t NB_DIGITS = 10;
+
+/// Just before `end`.
+void writeDigits( std::uint64_t number, char* end ) {
+    for( std::size_t i = 0; i < NB_DIGITS; ++i, number /= 10 ) {
+        *--end = static_cast<char>( '0' + number % 10 );
+    }
+}
+
 bool isUuid( std::string_view text ) {
     constexpr std::string_view FORM = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
     return std::equal( text.begin(), text.end(), FORM.begin(), FORM.end(), []( char c, char form ) {
@@ -35,11 +43,9 @@ bool isUuid( std::string_view text ) {
 } // namespace
 
 std::string makeName( CtSerialId id ) {
-    const std::uint64_t number = id;
-    char name[24];
-    std::snprintf( name, sizeof( name ), "%010lu-%010lu",
-                   static_cast<unsigned long>( number >> 32U ),
-                   static_cast<unsigned long>( number & UINT32_MAX ) );
+    std::string name( 2 * NB_DIGITS + 1, '-' );
+    writeDigits( id >> 32U, name.data() + NB_DIGITS );
+    writeDigits( id & UINT32_MAX, name.data() + name.size() );
     return name;
 }
 

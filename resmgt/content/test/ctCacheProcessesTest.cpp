@@ -167,7 +167,7 @@ private:
 };
 
 /// Of the process `QV_TEST_CHILD`, on the cache `QV_TEST_CACHE`.
-TEST( CtCacheChild, DISABLED_Run ) {
+TEST( CtCacheChildTest, DISABLED_KeepsItsBlocksAmongOthers ) {
     const CollectedMessages messages;
     const std::string place = std::getenv( "QV_TEST_CACHE" );
     const unsigned long number = std::strtoul( std::getenv( "QV_TEST_CHILD" ), nullptr, 10 );
@@ -210,7 +210,9 @@ public:
         if( id == 0 ) {
             ::prctl( PR_SET_PDEATHSIG, SIGKILL );
             ::execl( "/proc/self/exe", "contentTest", "--gtest_also_run_disabled_tests",
-                     "--gtest_brief=1", "--gtest_filter=CtCacheChild.DISABLED_Run", nullptr );
+                     "--gtest_brief=1",
+                     "--gtest_filter=CtCacheChildTest.DISABLED_KeepsItsBlocksAmongOthers",
+                     nullptr );
             ::_exit( 127 );
         }
         _children[number] = id;

@@ -50,14 +50,12 @@ bool isRegular( const struct stat& facts ) {
 }
 
 /// Opens a regular file that is there. Looks before: to open a pipe would be seen at its other end.
+/// What takes its place meanwhile gains nothing: transfers at an offset fail on it.
 Descriptor openFile( int folder, const char* name, int flags ) {
     struct stat facts {};
-    if( !look( folder, name, facts ) || !isRegular( facts ) ) {
-        return Descriptor( -1 );
-    }
-    Descriptor file( folder, name, flags | HOW_TO_OPEN );
-    const bool isFile = file.isOpen() && getFacts( file.get(), facts ) && isRegular( facts );
-    return isFile ? std::move( file ) : Descriptor( -1 );
+    return look( folder, name, facts ) && isRegular( facts )
+               ? Descriptor( folder, name, flags | HOW_TO_OPEN )
+               : Descriptor( -1 );
 }
 
 Descriptor makeFile( int folder, const char* name ) {

@@ -140,9 +140,11 @@ bool take( int file, const struct stat& facts, Range part, off_t length,
     }
     const bool isTaken = takeSpace( file, { std::max( part.begin, kept ), part.end } ) &&
                          fill( file, *holes, filled );
-    // A volume that can't take space can fix the length all the same.
+    // Space behind the end has made the file as long. A volume that can't take space can fix the
+    // length all the same.
+    const bool isLongEnough = isTaken && length >= facts.st_size;
     if( ( isTaken || isUnableToTakeSpace() ) &&
-        ( length == facts.st_size || setLength( file, length ) ) ) {
+        ( isLongEnough || length == facts.st_size || setLength( file, length ) ) ) {
         return true;
     }
     const int error = errno;
