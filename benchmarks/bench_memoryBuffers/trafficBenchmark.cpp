@@ -1,5 +1,7 @@
 #include <benchmarks/bench_memoryBuffers/common.h>
 
+#include <mediaTiles/tiBufferFactory.h>
+#include <resmgt/content/ctFileServer.h>
 #include <resmgt/memoryBuffers/mbBufferRdGuardImp.h>
 #include <resmgt/memoryBuffers/mbBufferWrGuardImp.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
@@ -15,6 +17,7 @@
 #include <stdexcept>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 #include <unistd.h>
 
@@ -91,19 +94,14 @@ private:
     bool _isDirty = true;
 };
 
-template <bool IS_RANDOM>
-class MbTiles {
+std::uint64_t getLimit( const TileFile& file ) {
+    return static_cast<std::uint64_t>( file.nbResident ) * countedSize( file.tileSize );
+}
+
+/// Whoever knows the next tile may bring it in.
+class Buffers {
 public:
-    explicit MbTiles( const TileFile& file ) {
-        MbBufferSimpleFactory factory = makeFactory( static_cast<std::uint64_t>( file.nbResident ) *
-                                                         countedSize( file.tileSize ),
-                                                     MbStateMachine::UNTRACED, IS_RANDOM );
-        for( int i = 0; i < file.nbTiles; ++i ) {
-            _buffers.push_back( factory.create( "tile",
-                                                OPtr<MbProtocol>( new FileProtocol( file, i ) ),
-                                                file.tileSize, MbAlignment( 127, 0, 0 ) ) );
-        }
-    }
+    void prefetch( int ) {}
     template <class Touch>
     void access( int tile, bool isWrite, Touch touch ) {
         MbBuffer& buffer = _buffers[static_cast<std::size_t>( tile )];
@@ -116,8 +114,67 @@ public:
         }
     }
 
-private:
+protected:
     std::vector<MbBuffer> _buffers;
+};
+
+template <bool IS_RANDOM>
+class MbTiles : public Buffers {
+public:
+    explicit MbTiles( const TileFile& file ) {
+        MbBufferSimpleFactory factory =
+            makeFactory( getLimit( file ), MbStateMachine::UNTRACED, IS_RANDOM );
+        for( int i = 0; i < file.nbTiles; ++i ) {
+            _buffers.push_back( factory.create( "tile",
+                                                OPtr<MbProtocol>( new FileProtocol( file, i ) ),
+                                                file.tileSize, MbAlignment( 127, 0, 0 ) ) );
+        }
+    }
+};
+
+/// A directory that goes with it.
+class CacheFolder {
+public:
+    CacheFolder()
+        : path( ( std::filesystem::temp_directory_path() /
+                  ( "qvbench." + std::to_string( ::getpid() ) ) )
+                    .string() ) {
+        std::filesystem::create_directory( path );
+    }
+    CacheFolder( const CacheFolder& ) = delete;
+    CacheFolder& operator=( const CacheFolder& ) = delete;
+    ~CacheFolder() { std::filesystem::remove_all( path ); }
+
+    const std::string path;
+};
+
+/// In a media cache, through the system's file cache as the peers.
+template <bool PREFETCHES>
+class MediaTiles : private CacheFolder, public Buffers {
+public:
+    explicit MediaTiles( const TileFile& file )
+        : _server( LiString( path ), CtEngineOptions::getConfigured(),
+                   CtFileOptions{ .unbufferedIO = 0, .alignment = 1 } ) {
+        TiBufferFactory factory(
+            MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::RELAXED )
+                .getInitialState(),
+            RCShdPtr<MbManager>( new MbHeapManager( "bench", getLimit( file ),
+                                                    OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) ),
+            RCShdPtr<TiStore>( new TiStore( _server ) ) );
+        for( int i = 0; i < file.nbTiles; ++i ) {
+            _buffers.push_back( factory.create( "tile", file.tileSize ) );
+        }
+    }
+    ~MediaTiles() { _buffers.clear(); }
+
+    void prefetch( int tile ) {
+        if( PREFETCHES ) {
+            _buffers[static_cast<std::size_t>( tile )].prefetch();
+        }
+    }
+
+private:
+    CtFileServer _server;
 };
 
 /// What one would write without a library: least recently used first, no lock.
@@ -138,6 +195,7 @@ public:
     void access( int tile, bool isWrite, Touch touch ) {
         touch( get( tile, isWrite ) );
     }
+    void prefetch( int ) {}
 
 private:
     struct Tile {
@@ -189,15 +247,23 @@ template <class Cache>
 void traffic( benchmark::State& state ) {
     const TileFile file( static_cast<int>( state.range( 0 ) ) * 1024 );
     Cache cache( file );
-    for( int i = 0; i < file.nbTiles; ++i ) {
-        cache.access( i, true, []( void* ) {} );
+    // First all of them get their places in the store.
+    for( const bool isWrite : { true, false } ) {
+        for( int i = 0; i < file.nbTiles; ++i ) {
+            cache.access( i, isWrite, []( void* ) {} );
+        }
     }
     std::mt19937 random( 1 );
+    const auto draw = [&]() -> std::pair<int, bool> {
+        const auto tile = static_cast<int>( random() % static_cast<unsigned>( file.nbTiles ) );
+        return { tile, random() % 100 < 30 };
+    };
+    std::pair<int, bool> next = draw();
     std::uint64_t sum = 0;
     for( auto _ : state ) {
-        const auto tile = static_cast<int>( random() % static_cast<unsigned>( file.nbTiles ) );
-        const bool isWrite = random() % 100 < 30;
-        cache.access( tile, isWrite, [&file, &sum, isWrite]( void* memory ) {
+        const auto [tile, isWrite] = std::exchange( next, draw() );
+        cache.prefetch( next.first );
+        cache.access( tile, isWrite, [&file, &sum, isWrite = isWrite]( void* memory ) {
             const std::span words( static_cast<std::uint64_t*>( memory ), file.bytes() / 8 );
             if( isWrite ) {
                 std::fill( words.begin(), words.end(), ++sum );
@@ -218,6 +284,8 @@ void overSizes( benchmark::internal::Benchmark* row ) {
 
 BENCHMARK( traffic<MbTiles<false>> )->Name( "traffic/MbBuffer_LRU" )->Apply( overSizes );
 BENCHMARK( traffic<MbTiles<true>> )->Name( "traffic/MbBuffer_random" )->Apply( overSizes );
+BENCHMARK( traffic<MediaTiles<false>> )->Name( "traffic/mediaTiles" )->Apply( overSizes );
+BENCHMARK( traffic<MediaTiles<true>> )->Name( "traffic/mediaTiles_prefetched" )->Apply( overSizes );
 BENCHMARK( traffic<PlainLru> )->Name( "traffic/plainLRU" )->Apply( overSizes );
 
 } // namespace
