@@ -114,25 +114,31 @@ TEST( TiStoreTest, ServerThatHasNoRoomForManyTilesIsAskedForFewer ) {
 }
 
 TEST( TiStoreTest, BlockThatCantBeWrittenIsLeftToTheTilesThatItHas ) {
-    FailingStore server;
-    TestTiles tiles( server, 1 );
-    std::vector<MbBuffer> all = makeFilled( tiles, 5 );
-    ASSERT_EQ( server.getNbSerialIds(), 4U );
-    // The first of the last block's four pieces is taken.
-    server.failing = FailingStore::TRANSFER;
-    for( int i = 0; i < 3; ++i ) {
-        MbBuffer tile = tiles.make();
-        TestTiles::fill( tile, 'x' );
-        EXPECT_THROW( tile.sync(), ExInternalError );
+    for( const bool isAhead : { false, true } ) {
+        FailingStore server;
+        TestTiles tiles( server, 1 );
+        // The last one has the first of four pieces.
+        std::vector<MbBuffer> all = makeFilled( tiles, 5 );
+        ASSERT_EQ( server.getNbSerialIds(), 4U );
+        server.failing = FailingStore::TRANSFER;
+        for( int i = 0; i < 3; ++i ) {
+            MbBuffer tile = tiles.make();
+            TestTiles::fill( tile, 'x' );
+            if( isAhead ) {
+                tile.asyncSync();
+            } else {
+                EXPECT_THROW( tile.sync(), ExInternalError );
+            }
+        }
+        server.failing = FailingStore::NOTHING;
+        const std::vector<MbBuffer> more = makeFilled( tiles, 3 );
+        expectFilled( all );
+        expectFilled( more );
+        EXPECT_EQ( server.getNbSerialIds(), 5U );
+        // The fourth block goes with its last tile.
+        all.pop_back();
+        EXPECT_EQ( server.getNbSerialIds(), 4U );
     }
-    server.failing = FailingStore::NOTHING;
-    const std::vector<MbBuffer> more = makeFilled( tiles, 3 );
-    expectFilled( all );
-    expectFilled( more );
-    // That of the fifth tile is still there, and goes with it.
-    const unsigned int nbBlocks = server.getNbSerialIds();
-    all.pop_back();
-    EXPECT_EQ( server.getNbSerialIds(), nbBlocks - 1 );
 }
 
 TEST( TiStoreTest, HintsOfAllStoresTogetherStayOpenUpToTheLimit ) {
