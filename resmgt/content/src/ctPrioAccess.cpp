@@ -29,10 +29,25 @@ CtPrioAccess::Place CtPrioAccess::demand( const CtPxTileId& tile ) {
 }
 
 CtPrioAccess::Place CtPrioAccess::demandNoLock( const CtPxTileId& tile ) {
-    const auto record = _records.try_emplace( tile.getSerialId() ).first;
+    const Records::iterator record = fetchRecord( tile.getSerialId() );
     ++record->second.nbRequests;
     return { record,
              { record->second.timeStamp, tile.getSerialId(), tile.getOffset(), _nbArrived++ } };
+}
+
+CtPrioAccess::Records::iterator CtPrioAccess::fetchRecord( CtSerialId id ) {
+    const Records::iterator place = _records.lower_bound( id );
+    if( place != _records.end() && place->first == id ) {
+        return place;
+    }
+    if( _spares.empty() ) {
+        return _records.try_emplace( place, id );
+    }
+    Records::node_type node = std::move( _spares.back() );
+    _spares.pop_back();
+    node.key() = id;
+    node.mapped().timeStamp = HwCounter::timeStamp();
+    return _records.insert( place, std::move( node ) );
 }
 
 void CtPrioAccess::release( Records::iterator record ) {
@@ -44,14 +59,15 @@ void CtPrioAccess::releaseNoLock( Records::iterator record ) {
     if( --record->second.nbRequests != 0 ) {
         return;
     }
-    if( !record->second.turnCame.isNull() ) {
-        try {
-            _conditions.recycleCondVar( record->second.turnCame );
-        } catch( const std::bad_alloc& ) {
-            // The condition goes with the record.
+    Records::node_type node = _records.extract( record );
+    try {
+        if( !node.mapped().turnCame.isNull() ) {
+            _conditions.recycleCondVar( node.mapped().turnCame );
         }
+        _spares.push_back( std::move( node ) );
+    } catch( const std::bad_alloc& ) {
+        // What can't be kept goes.
     }
-    _records.erase( record );
 }
 
 CtPrioAccess::Place CtPrioAccess::enter( const CtPxTileId& tile ) {

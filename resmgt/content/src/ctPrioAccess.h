@@ -39,7 +39,7 @@ public:
     class Pass;
 
     struct Record {
-        const std::uint64_t timeStamp = HwCounter::timeStamp();
+        std::uint64_t timeStamp = HwCounter::timeStamp();
         unsigned int nbRequests = 0;
         /// Made by the first request that has to wait.
         OPtr<LkCondVar> turnCame;
@@ -67,6 +67,7 @@ public:
 
 private:
     Place demandNoLock( const CtPxTileId& tile ) QV_REQUIRES( _lock );
+    Records::iterator fetchRecord( CtSerialId id ) QV_REQUIRES( _lock );
     void releaseNoLock( Records::iterator record ) QV_REQUIRES( _lock );
     void waitForTurn( Place& place ) QV_REQUIRES( _lock );
     bool isNext( const Place& place ) const QV_REQUIRES( _lock );
@@ -78,6 +79,8 @@ private:
     const LkLock _lock{ "PrioAcessLock" };
     LkCondVarPool _conditions;
     Records _records QV_GUARDED_BY( _lock );
+    // Records without a request, for the next ones: as many as there have been at a time.
+    std::vector<Records::node_type> _spares QV_GUARDED_BY( _lock );
     // A heap of the places of those who wait, in their frames.
     std::vector<Place*> _waiting QV_GUARDED_BY( _lock );
     unsigned int _nbActive QV_GUARDED_BY( _lock ) = 0;
