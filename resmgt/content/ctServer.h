@@ -39,7 +39,7 @@ class LkSingleton;
 ///            returned, without a lock held; memory and hint aren't touched any more then. A call
 ///            that raises isn't the end of the process: after `asyncSucceeded` `asyncFailed`
 ///            follows, after a first `asyncFailed` a second one, and then nothing. A completion
-///            may ask for further operations, and never waits for room when it does.
+///            may ask its server for further ones, and never waits for room when it does.
 /// Threads:   every operation from any thread, also at the same time; `clear` only while nobody
 ///            else uses the server.
 /// Priority:  the server's threads are below real time; those that compute what it stores should
