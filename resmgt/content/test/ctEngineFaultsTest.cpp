@@ -8,6 +8,8 @@
 #include <tests/support/failingNew.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/raisedBy.h>
+#include <tests/support/scopedEnvironment.h>
+#include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
@@ -15,9 +17,12 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
+#include <fstream>
 #include <list>
 #include <pthread.h>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -367,6 +372,34 @@ TEST( CtEngineFaultsTest, StandsBelowRealTimeWithAllItsWorkers ) {
                                                  priority );
                } ),
                "" );
+}
+
+TEST( CtEngineDeathTest, FailureIsLoggedAsAnErrorOfContent ) {
+    const TempDirectory directory;
+    // The process that is started has the name from this one, and so its log.
+    ::setenv( "QV_LOG_UNSPECIFIED_IN_TEST", ( directory.path() / "log" ).c_str(), 0 );
+    const std::string path = std::getenv( "QV_LOG_UNSPECIFIED_IN_TEST" );
+    const ScopedEnvironment log( "QV_LOG_UNSPECIFIED", path.c_str() );
+    EXPECT_EXIT(
+        {
+            OneBlockStore store( ENGINES[1] );
+            store.onTransfer = []( const CtPxTileId& ) { throw std::bad_alloc(); };
+            TestHandle handle;
+            store.submit( 5, handle );
+            waitUntil(
+                [&] {
+                    std::ifstream stream( path );
+                    const std::string text( std::istreambuf_iterator<char>( stream ), {} );
+                    return std::regex_search(
+                        text,
+                        std::regex( "\\[Error *\\] \\[Content *\\] Async content operation on "
+                                    ".* offset = 5, size = 1 failed: Unknown reason\\." ) );
+                },
+                "the line in the log" );
+            ::_exit( 0 );
+        },
+        ::testing::ExitedWithCode( 0 ), "" );
+    ::unsetenv( "QV_LOG_UNSPECIFIED_IN_TEST" );
 }
 
 } // namespace
