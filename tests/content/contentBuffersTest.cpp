@@ -105,11 +105,11 @@ void useAtRandom( std::list<Tile>& tiles, unsigned int seed ) {
 /// Requests that fill the queue again and again.
 void flood( CtServer& server, const std::atomic<bool>& isOver ) {
     const CtPxTileId tile( server.createTile( 1 ).tile.getSerialId(), 0, 1 );
-    std::atomic<char> memory;
+    std::vector<char> memory( 200 );
     while( !isOver ) {
         std::list<TestHandle> handles;
-        for( int i = 0; i < 200; ++i ) {
-            server.asyncRead( tile, &memory, {}, &handles.emplace_back() );
+        for( char& byte : memory ) {
+            server.asyncRead( tile, &byte, {}, &handles.emplace_back() );
         }
         for( const TestHandle& handle : handles ) {
             handle.await();

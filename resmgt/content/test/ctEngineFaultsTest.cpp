@@ -333,8 +333,12 @@ TEST( CtEngineFaultsTest, FailedConstructorsLeaveNoThread ) {
 
 TEST( CtEngineFaultsTest, ClassThatDoesntDrainIsAnAssertionAndItsRequestsFail ) {
     EXPECT_THAT( raisedBy( [] { Forgetful store( false ); } ), HasSubstr( "_isDrained" ) );
+    Gate hasTransferred( "the first transfer" );
     Gate isEnding( "the destructor waits" );
-    TestHandle held( 0, [&] { isEnding.wait(); } );
+    TestHandle held( 0, [&] {
+        hasTransferred.open();
+        isEnding.wait();
+    } );
     std::list<TestHandle> queued;
     OPtr<Forgetful> store( new Forgetful( false ) );
     const CtSerialId id = store->createTile( 1 ).tile.getSerialId();
@@ -343,7 +347,7 @@ TEST( CtEngineFaultsTest, ClassThatDoesntDrainIsAnAssertionAndItsRequestsFail ) 
     for( int i = 0; i < 3; ++i ) {
         store->asyncRead( CtPxTileId( id, 0, 1 ), &memory, {}, &queued.emplace_back() );
     }
-    waitUntil( [&] { return store->getCounters().nbReads == 1; }, "the first transfer" );
+    hasTransferred.wait();
     Forgetful* const ended = store.release();
     TestThread ending(
         [&] { EXPECT_THAT( raisedBy( [&] { delete ended; } ), HasSubstr( "_isDrained" ) ); } );

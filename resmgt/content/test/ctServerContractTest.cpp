@@ -230,15 +230,17 @@ TEST_P( CtServerContractTest, WaitsForTransfersButNotForCompletions ) {
     const CtStTileId tile = _server->createTile( _server->getBlockSize() ).tile;
     const Memory memory( *_server, tile.getSize(), 'm' );
     std::list<TestHandle> handles;
+    std::list<Memory> memories;
     for( int i = 0; i < 20; ++i ) {
-        _server->asyncWrite( whole( tile ), memory.get(), {}, &handles.emplace_back() );
+        _server->asyncRead( whole( tile ), memories.emplace_back( *_server, tile.getSize() ).get(),
+                            {}, &handles.emplace_back() );
     }
     _server->blockUntilProcessed();
-    EXPECT_EQ( _server->getCounters().nbWrites, 20u );
+    EXPECT_EQ( _server->getCounters().nbReads, 20u );
     Gate isLooked( "the test has looked" );
     TestHandle held( 0, [&] { isLooked.wait(); } );
     TestThread caller( [&] { _server->asyncRead( whole( tile ), memory.get(), {}, &held ); } );
-    waitUntil( [&] { return _server->getCounters().nbReads == 1; }, "the transfer" );
+    waitUntil( [&] { return _server->getCounters().nbReads == 21; }, "the transfer" );
     _server->blockUntilProcessed();
     EXPECT_EQ( held.getCalls(), "" );
     isLooked.open();

@@ -119,12 +119,12 @@ class OneBlockStore : public BlockingStore {
 public:
     explicit OneBlockStore( const CtEngineOptions& options )
         : BlockingStore( "memory://engine", options )
-        , _id( createTile( 1000 ).tile.getSerialId() ) {}
+        , _id( createTile( SIZE ).tile.getSerialId() ) {}
     ~OneBlockStore() override { drain(); }
 
     CtPxTileId at( unsigned int offset ) const { return CtPxTileId( _id, offset, 1 ); }
     CtHintPtr submit( unsigned int offset, LkAsyncHandle& handle ) {
-        return asyncRead( at( offset ), &_memory, {}, &handle );
+        return asyncRead( at( offset ), &_memory[offset], {}, &handle );
     }
     void readAt( unsigned int offset ) {
         char byte;
@@ -132,8 +132,10 @@ public:
     }
 
 private:
+    static constexpr unsigned int SIZE = 1000;
+
     const CtSerialId _id;
-    std::atomic<char> _memory;
+    char _memory[SIZE] = {};
 };
 
 /// A store whose completions come from the thread of an event loop, as those of a connection to
