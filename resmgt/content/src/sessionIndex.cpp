@@ -56,13 +56,16 @@ SessionIndex::SessionIndex( const OsFilePath& directory, std::uint64_t mostBytes
     , _budget( mostBytes )
     , _isKept( renew() ) {}
 
+CtSerialId SessionIndex::getNextId( std::uint64_t last ) {
+    if( ( last & UINT32_MAX ) == UINT32_MAX ) {
+        throw CtEx::ExNotEnoughSpace( QV_HERE, "This session has given out all its numbers." );
+    }
+    return CtSerialId( last + 1 );
+}
+
 CtSerialId SessionIndex::takeId() {
     std::uint64_t last = _last.load( std::memory_order_relaxed );
-    do {
-        if( ( last & UINT32_MAX ) == UINT32_MAX ) {
-            throw CtEx::ExNotEnoughSpace( QV_HERE, "This session has given out all its numbers." );
-        }
-    } while( !_last.compare_exchange_weak( last, last + 1, std::memory_order_relaxed ) );
+    while( !_last.compare_exchange_weak( last, getNextId( last ), std::memory_order_relaxed ) ) {}
     return CtSerialId( last + 1 );
 }
 

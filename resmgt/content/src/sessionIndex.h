@@ -39,8 +39,10 @@ public:
 
     SessionIndex( const OsFilePath& directory, std::uint64_t mostBytes );
 
-    /// The next id. Raises CtEx::ExNotEnoughSpace when the session has given out its last.
+    /// The next id; raises what `getNextId` does.
     CtSerialId takeId();
+    /// The id behind `last`. Raises CtEx::ExNotEnoughSpace behind the last one of its session.
+    static CtSerialId getNextId( std::uint64_t last );
     /// Begins a new session.
     void refresh();
 

@@ -3,6 +3,7 @@
 #include <resmgt/content/ctServerFactory.h>
 #include <resmgt/content/src/ctSessionFile.h>
 #include <resmgt/content/src/ctTileFolder.h>
+#include <resmgt/content/src/sessionIndex.h>
 #include <resmgt/content/test/ctTestCache.h>
 #include <resmgt/locks/lkAsyncHandle.h>
 #include <resmgt/osal/osFile.h>
@@ -195,6 +196,70 @@ TEST( SessionIndexTest, GoesOnWithAMessageWhereTheIndexCantBeUsed ) {
         EXPECT_EQ( server->createTile( 1 ).tile.getSerialId(), CtTileNames::makeId( 0, 2 ) );
         EXPECT_EQ( cache.read( "0000000000-0000000001" ), "theirs" );
     }
+}
+
+TEST( SessionIndexTest, LeavesAnIndexAloneThatItCantReadAndCountsOnFromItsOwn ) {
+    const TestCache cache( ".session_idx=7" );
+    const CollectedMessages messages;
+    {
+        const FailingCall failing( "pread", EIO );
+        EXPECT_EQ( cache.start( "", NO_WORKERS )->getSession(), 0u );
+    }
+    EXPECT_TRUE( messages.hasWarning( cache.path().toString() ) );
+    EXPECT_EQ( cache.read( ".session_idx" ), "7" );
+    // While it runs it knows better than an index that is lost, or says less.
+    const auto server = cache.start( "", NO_WORKERS );
+    std::uint32_t session = 8;
+    for( const char* const index : { "text", "", "3", "20" } ) {
+        cache.write( ".session_idx", index );
+        session = index[0] == '2' ? 21 : session + 1;
+        server->clear();
+        EXPECT_EQ( server->getSession(), session ) << index;
+        EXPECT_EQ( CtSessionFile::parse( cache.read( ".session_idx" ) ), session ) << index;
+    }
+    fs::remove( cache.at( ".session_idx" ) );
+    server->clear();
+    EXPECT_EQ( server->getSession(), session + 1 );
+    EXPECT_EQ( CtCacheDirectory( cache.path() ).getState( session + 1 ),
+               CtCacheDirectory::State::LIVING );
+}
+
+TEST( SessionIndexTest, RefusesABlockBehindTheLastNumber ) {
+    EXPECT_EQ( SessionIndex::getNextId( 0x5FFFFFFFE ), CtSerialId( 0x5FFFFFFFF ) );
+    EXPECT_THROW( SessionIndex::getNextId( 0x5FFFFFFFF ), CtEx::ExNotEnoughSpace );
+}
+
+TEST( CtFileServerTest, SaysWhyADirectoryCantBeUsedAndReadsOnInOneThatIsClosed ) {
+    const TestCache cache;
+    const auto server = cache.start( "", NO_WORKERS );
+    const CtSerialId id = server->createTile( 4 ).tile.getSerialId();
+    const CtHintPtr hint = writeBlock( *server, id, "kept" );
+    cache.setMode( "", 0555 );
+    {
+        const WithoutPowers user;
+        EXPECT_THAT( raisedBy( [&] { cache.start( "", NO_WORKERS ); } ),
+                     ::testing::AllOf( HasSubstr( cache.path().toString() ),
+                                       HasSubstr( "Permission denied" ) ) );
+        EXPECT_THAT( raisedBy<CtEx::ExNotEnoughSpace>( [&] { server->createTile( 4 ); } ),
+                     HasSubstr( "Permission denied" ) );
+        EXPECT_THAT( raisedBy( [&] { server->removeTile( id ); } ),
+                     HasSubstr( "Permission denied" ) );
+        EXPECT_EQ( readBlock( *server, id, 4 ), "kept" );
+    }
+    cache.setMode( "", 0000 );
+    {
+        const WithoutPowers user;
+        EXPECT_NE( raisedBy( [&] { server->getNbSerialIds(); } ), "" );
+        EXPECT_NE(
+            raisedBy( [&] { static_cast<void>( server->isValid( CtStTileId( id, 4 ), 0 ) ); } ),
+            "" );
+    }
+    cache.setMode( "", 0755 );
+    fs::rename( cache.at( "" ), cache.path().toString() + ".moved" );
+    EXPECT_EQ( readBlock( *server, id, 4, hint ), "kept" );
+    EXPECT_THROW( readBlock( *server, id, 4 ), OsFileEx::ExInvalidPath );
+    EXPECT_THROW( server->createTile( 4 ), CtEx::ExNotEnoughSpace );
+    fs::rename( cache.path().toString() + ".moved", cache.at( "" ) );
 }
 
 TEST( SessionIndexTest, WaitsForTheIndexButNotForEver ) {
