@@ -120,6 +120,11 @@ void MbStateImp::notePending( MbBufferImp* b, MbEvent event ) {
     b->_pendingEvents |= eventBit( event );
 }
 
+void MbStateImp::dropPending( MbBufferImp* b, MbEvent event ) {
+    b->assumeLocked();
+    b->_pendingEvents &= ~eventBit( event );
+}
+
 bool MbStateImp::isOwnTransition( const MbBufferImp* b ) {
     return b->_transientStateOwner.isCurrentThread();
 }

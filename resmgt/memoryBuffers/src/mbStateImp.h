@@ -65,6 +65,7 @@ protected:
     /// Waits for a state in which `release` and `grab` don't wait; at least for one change.
     static void waitUntilMovable( const MbBufferImp* b );
     static void notePending( MbBufferImp* b, MbEvent event );
+    static void dropPending( MbBufferImp* b, MbEvent event );
     static bool isOwnTransition( const MbBufferImp* b );
     /// Whether the event that is being handled was pending.
     static bool isReplay( const MbBufferImp* b );

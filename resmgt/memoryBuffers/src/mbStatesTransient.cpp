@@ -42,7 +42,9 @@ private:
 
 /// What the states with a running asynchronous operation have in common. Where the protocol raises
 /// when it is told of the end, the buffer goes on waiting, for a second report. A load that has
-/// failed has no memory any more by then, so that its second report must be a failure again.
+/// failed has no memory any more by then, so that its second report must be a failure again. A
+/// prefetch that was put off behind it is dropped with it: the next lock tries again, and raises
+/// what prevents it.
 class WaitActions : public TransientStates {
 protected:
     using TransientStates::TransientStates;
@@ -60,6 +62,7 @@ protected:
     }
     int failLoad( MbBufferImp* b, Notification notification, StateId id ) const {
         return transition( b, ASYNC_OP_FAILED, [&]( Target& target ) {
+            dropPending( b, PREFETCH );
             if( hasMemory( b ) ) {
                 deallocate( b );
             }

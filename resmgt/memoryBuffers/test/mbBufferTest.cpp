@@ -206,9 +206,11 @@ TEST_F( MbBufferTest, EventsFromInsideACallAreSentAgainAtItsEnd ) {
         { "wrlock asyncSync", "unlock asyncOpSucceeded", "", "", "",
           "unlocked list unlist asyncSync asyncSyncSucceeded list", "", "" },
         { "wrlock asyncSync free", "unlock", "", "", "", "free deallocate", "", "" },
-        // A prefetch.
-        { "prefetch prefetch", "asyncOpFailed asyncOpSucceeded", "", "", "",
-          "deallocate asyncLoadFailed allocate asyncLoad asyncLoadSucceeded list", "", "" },
+        // A prefetch. One that is put off behind a load goes with that if it fails, also where the
+        // failure comes before the state is left.
+        { "prefetch prefetch", "asyncOpFailed", "", "", "", "deallocate asyncLoadFailed", "", "" },
+        { "", "prefetch", "asyncLoad", "prefetch asyncOpFailed", "",
+          "allocate asyncLoad deallocate asyncLoadFailed", "", "" },
         { "prefetch prefetch", "asyncOpSucceeded", "", "", "",
           "asyncLoadSucceeded list unlist list", "", "" },
         { "wrlock unlock", "free asyncOpSucceeded", "free", "prefetch", "",
