@@ -14,12 +14,13 @@ struct QV_RESMGT_API CtEngineOptions {
     /// Synchronous requests that are in the store at the same time; without a number, all are.
     int nbSyncPrioRequests = 2;
 
-    /// The values of QV_CONTENT_NB_ASYNC_THREADS, QV_CONTENT_NB_ASYNC_PRIO_THREADS and
-    /// QV_CONTENT_NB_SYNC_PRIO_REQUESTS.
-    static CtEngineOptions getConfigured() noexcept;
-    /// The value of QV_MAX_NB_OPEN_FILES, for clients that keep hints. Servers keep none, and don't
+    /// The values that QV_CONTENT_NB_ASYNC_THREADS, QV_CONTENT_NB_ASYNC_PRIO_THREADS and
+    /// QV_CONTENT_NB_SYNC_PRIO_REQUESTS have in the environment now. No other thread may change it
+    /// meanwhile.
+    static CtEngineOptions getConfigured();
+    /// The same of QV_MAX_NB_OPEN_FILES, for clients that keep hints. Servers keep none, and don't
     /// look at it.
-    static int getMaxNbOpenFiles() noexcept;
+    static int getMaxNbOpenFiles();
 };
 
 } // namespace Qv

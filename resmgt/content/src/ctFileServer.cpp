@@ -2,14 +2,13 @@
 
 #include <base/failure/assertions.h>
 #include <base/failure/exSysError.h>
-#include <base/locks/lkGuard.h>
 #include <base/values/uuid.h>
 #include <resmgt/content/src/ctCacheWalk.h>
 #include <resmgt/content/src/ctPieceSums.h>
 #include <resmgt/content/src/ctTileFolder.h>
 #include <resmgt/content/src/ctTileNames.h>
+#include <resmgt/content/src/ctVariables.h>
 #include <resmgt/content/src/sessionIndex.h>
-#include <resmgt/initVars/envVar.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/osal/osFile.h>
@@ -32,11 +31,6 @@ EnvIntVar bits( __FILE__, "QV_IO_BITS", 8 );
 EnvUInt64Var mostBytes( __FILE__, "QV_IO_MAX_BYTES", CtSpaceBudget::UNLIMITED );
 EnvIntVar verify( __FILE__, "QV_IO_VERIFY", 0 );
 
-const LkLock& settingsLock() {
-    static const LkLock lock( "ct-file-settings" );
-    return lock;
-}
-
 std::uint64_t takeNumber() {
     static std::atomic<std::uint64_t> last = 0;
     return last.fetch_add( 1, std::memory_order_relaxed ) + 1;
@@ -56,15 +50,15 @@ void removeProbe( OsFile& probe ) {
 } // namespace
 
 CtFileOptions CtFileOptions::getConfigured() {
-    const LkGuard<const LkLock> guard( settingsLock() );
-    for( EnvVar* const variable :
-         std::initializer_list<EnvVar*>{ &Qv::unbufferedIO, &Qv::blockSize, &Qv::alignment, &levels,
-                                         &bits, &Qv::mostBytes, &verify } ) {
-        variable->refresh();
-    }
-    return { Qv::unbufferedIO.getValue(), Qv::blockSize.getValue(), Qv::alignment.getValue(),
-             levels.getValue(),           bits.getValue(),          Qv::mostBytes.getValue(),
-             verify.getValue() != 0 };
+    const auto make = [] {
+        return CtFileOptions{
+            Qv::unbufferedIO.getValue(), Qv::blockSize.getValue(), Qv::alignment.getValue(),
+            levels.getValue(),           bits.getValue(),          Qv::mostBytes.getValue(),
+            verify.getValue() != 0 };
+    };
+    return readVariables( { &Qv::unbufferedIO, &Qv::blockSize, &Qv::alignment, &levels, &bits,
+                            &Qv::mostBytes, &verify },
+                          make );
 }
 
 CtFileServer::CtFileServer( const LiString& configuration, const CtEngineOptions& options,

@@ -5,17 +5,20 @@
 #include <resmgt/content/test/ctTestStores.h>
 #include <resmgt/threads/mtThread.h>
 #include <resmgt/threads/mtThreadMgr.h>
+#include <tests/support/scopedEnvironment.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <list>
 #include <random>
 
 namespace Qv {
 namespace {
 
+using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
 constexpr CtEngineOptions PLAIN{ 1, 0, 2 };
@@ -26,6 +29,29 @@ constexpr unsigned int LIMIT = 100;
 std::string currentThreadName() {
     MtThread* const thread = MtThreadMgr::findCurrentThread();
     return thread != nullptr ? thread->getName() : "";
+}
+
+TEST( CtEngineOptionsTest, AreThoseOfTheEnvironmentAsTheServerIsMade ) {
+    const struct {
+        const char* texts[4];
+        int expected[4];
+    } cases[] = {
+        { { nullptr, nullptr, nullptr, nullptr }, { 4, 2, 2, 1024 } },
+        { { "7", "0", "1", "12 files" }, { 7, 0, 1, 12 } },
+        { { "-3", "9", "", "-1" }, { -3, 9, 0, -1 } },
+    };
+    for( const auto& c : cases ) {
+        const ScopedEnvironment variables[] = {
+            ScopedEnvironment( "QV_CONTENT_NB_ASYNC_THREADS", c.texts[0] ),
+            ScopedEnvironment( "QV_CONTENT_NB_ASYNC_PRIO_THREADS", c.texts[1] ),
+            ScopedEnvironment( "QV_CONTENT_NB_SYNC_PRIO_REQUESTS", c.texts[2] ),
+            ScopedEnvironment( "QV_MAX_NB_OPEN_FILES", c.texts[3] ) };
+        const CtEngineOptions options = CtEngineOptions::getConfigured();
+        EXPECT_THAT(
+            ( std::array{ options.nbAsyncThreads, options.nbAsyncPrioThreads,
+                          options.nbSyncPrioRequests, CtEngineOptions::getMaxNbOpenFiles() } ),
+            ElementsAreArray( c.expected ) );
+    }
 }
 
 TEST( CtEngineTest, HasTheWorkersAndTheGateOfItsOptions ) {
