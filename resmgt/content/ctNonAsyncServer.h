@@ -40,8 +40,9 @@ class CtPrioAccess;
 ///            block. They must not call the server's own requests, nor `blockUntilProcessed`.
 /// The end:   each derived class calls `drain` first in its destructor, while its operations are
 ///            still there, also where its base has done so. A class that doesn't is an assertion;
-///            requests that are still queued fail then. While an exception unwinds the stack it is
-///            reported instead of raised.
+///            requests that are still queued fail then. An owning pointer, such as that of
+///            `CtServer::finalize`, reports it instead of raising it, and so does the destructor
+///            while an exception unwinds the stack.
 /// Cost:      some hundred nanoseconds a request beside the store's own; a synchronous one that
 ///            finds the gate free takes its lock twice.
 class QV_RESMGT_API CtNonAsyncServer : public CtServer {
@@ -64,6 +65,7 @@ protected:
 
     /// Returns when all requests have completed, those included that completions add, no worker
     /// lives and nobody is in `blockUntilProcessed` any more. Requests made later are an assertion.
+    /// Where there is no memory to wait with it looks again and again instead.
     void drain();
 
     /// Opens what the transfer needs, on the caller's thread, and raises what is known to be wrong.
@@ -100,6 +102,8 @@ private:
     void serve( AsyncRequest& request ) noexcept;
     std::exception_ptr tryTransfer( const AsyncRequest& request ) noexcept;
     void uncount();
+    void expectStore() const;
+    void awaitEnd();
     bool isProcessing() const QV_REQUIRES( _asyncLock );
     void leaveBlockers() QV_REQUIRES( _asyncLock );
 
@@ -112,9 +116,10 @@ private:
     const LkCondVar _asyncUnblocked{ "ct-async-unblocked" };
     OPtr<CtPrioAccess> _prioAccess;
     OPtr<AsyncGroup> _asyncGroup;
-    // Written by the thread that drains.
-    bool _isDrained = false;
-    // Set when the derived class is gone with requests in the queue; the queue's lock orders it.
+    // Set by the thread that drains. Relaxed: a request that meets it is misuse.
+    std::atomic<bool> _isDrained{ false };
+    // Set when the derived class is gone undrained. Relaxed: it makes the fault plain where it can;
+    // a transfer that runs just then has lost its store already.
     std::atomic<bool> _isStoreGone{ false };
 };
 

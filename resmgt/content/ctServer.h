@@ -105,7 +105,7 @@ public:
     virtual CtHintPtr write( const CtPxTileId& tile, const void* memory,
                              const CtHintPtr& hint ) = 0;
     /// Both raise what is known to be wrong at once; what goes wrong later is `asyncFailed`.
-    /// `handle` isn't null, which is an assertion, and lives until it is called.
+    /// `handle` isn't null, which is an assertion; it may end in a call that doesn't raise.
     virtual CtHintPtr asyncRead( const CtPxTileId& tile, void* memory, const CtHintPtr& hint,
                                  LkAsyncHandle* handle ) = 0;
     virtual CtHintPtr asyncWrite( const CtPxTileId& tile, const void* memory, const CtHintPtr& hint,

@@ -31,8 +31,9 @@ public:
     /// The server is the caller's.
     virtual CtServer* create( const LiString& configuration ) = 0;
 
-    /// A server of its own, beside the process's. Raises CtEx::ExUnknownServerType where no factory
-    /// takes the configuration. No lock is held while factories are called.
+    /// A server of its own, beside the process's; it ends before the packages stop. Raises
+    /// CtEx::ExUnknownServerType where no factory takes the configuration. No lock is held while
+    /// factories are called.
     static OPtrRet<CtServer> createServer( const LiString& configuration );
 
 protected:

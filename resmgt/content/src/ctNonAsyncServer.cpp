@@ -5,6 +5,10 @@
 #include <base/trace/trace.h>
 #include <resmgt/content/src/ctAsyncGroup.h>
 
+#include <chrono>
+#include <new>
+#include <thread>
+
 namespace Qv {
 
 namespace {
@@ -44,7 +48,7 @@ CtNonAsyncServer::CtNonAsyncServer( const LiString& configuration, const CtEngin
 }
 
 CtNonAsyncServer::~CtNonAsyncServer() noexcept( false ) {
-    if( _isDrained ) {
+    if( _isDrained.load( std::memory_order_relaxed ) ) {
         return;
     }
     _isStoreGone.store( true, std::memory_order_relaxed );
@@ -65,6 +69,18 @@ CtNonAsyncServer::~CtNonAsyncServer() noexcept( false ) {
 }
 
 void CtNonAsyncServer::drain() {
+    for( ;; ) {
+        try {
+            awaitEnd();
+            return;
+        } catch( const std::bad_alloc& ) {
+            // Of a first wait. There is no way back from a destructor: it looks again.
+            std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
+        }
+    }
+}
+
+void CtNonAsyncServer::awaitEnd() {
     if( !_asyncGroup.isNull() ) {
         _asyncGroup->drain();
     }
@@ -75,7 +91,11 @@ void CtNonAsyncServer::drain() {
     while( _nbBlockers > 0 ) {
         _asyncUnblocked.wait( _asyncLock );
     }
-    _isDrained = true;
+    _isDrained.store( true, std::memory_order_relaxed );
+}
+
+void CtNonAsyncServer::expectStore() const {
+    QV_ASSERT_TEXT( !_isDrained.load( std::memory_order_relaxed ), "!_isDrained" );
 }
 
 void CtNonAsyncServer::blockUntilProcessed() {
@@ -145,6 +165,7 @@ void CtNonAsyncServer::performWrite( CtNonAsyncServer& server, const CtPxTileId&
 
 CtHintPtr CtNonAsyncServer::transfer( Operation operation, const CtPxTileId& tile, void* memory,
                                       CtHintPtr hint ) {
+    expectStore();
     const CtPrioAccess::Pass pass( _prioAccess.get(), tile );
     try {
         operation( *this, tile, memory, hint );
@@ -157,6 +178,7 @@ CtHintPtr CtNonAsyncServer::transfer( Operation operation, const CtPxTileId& til
 
 CtHintPtr CtNonAsyncServer::submit( AsyncRequest&& request ) {
     QV_ASSERT_TEXT( request.getHandle() != nullptr, "!_asyncHandler.isNull()" );
+    expectStore();
     CtHintPtr hint = request.getHint();
     Count count( *this );
     if( _asyncGroup.isNull() ) {

@@ -328,7 +328,57 @@ TEST( CtEngineFaultsTest, FailedConstructorsLeaveNoThread ) {
         EXPECT_NE( raisedBy( [] { OneBlockStore store( { 0, 3, 2 } ); } ), "" );
         nbStartsLeft = INT_MAX;
     }
+    bool isMade = false;
+    for( int nbSucceeding = 0; !isMade; ++nbSucceeding ) {
+        try {
+            const FailingNew failing( nbSucceeding );
+            const OneBlockStore store( { 0, 2, 2 } );
+            isMade = true;
+        } catch( const std::bad_alloc& ) {}
+        ASSERT_LT( nbSucceeding, 1000 );
+    }
     waitUntil( [&] { return countThreads() == nbThreads; }, "the threads' end" );
+}
+
+TEST( CtEngineFaultsTest, EndsWithoutMemoryToWaitWith ) {
+    const int nbThreads = countThreads();
+    for( const CtEngineOptions& options : { ENGINES[0], ENGINES[1] } ) {
+        Stage stage;
+        OPtr<OneBlockStore> store( new OneBlockStore( options ) );
+        store->onTransfer = [&]( const CtPxTileId& ) { stage.pass( 0 ); };
+        TestHandle handle;
+        store->submit( 0, handle );
+        stage.awaitArrivals( 1 );
+        OneBlockStore* const ended = store.release();
+        TestThread ending( [&] {
+            const FailingNew failing( 0 );
+            delete ended;
+        } );
+        ending.waitUntilBlocked();
+        stage.open();
+        ending.join();
+        EXPECT_EQ( handle.getCalls(), "S" );
+    }
+    waitUntil( [&] { return countThreads() == nbThreads; }, "the threads' end" );
+}
+
+/// Can be drained early.
+struct DrainedStore : OneBlockStore {
+    using CtNonAsyncServer::drain;
+    using OneBlockStore::OneBlockStore;
+};
+
+TEST( CtEngineFaultsTest, RequestsAfterTheDrainAreAssertions ) {
+    for( const CtEngineOptions& options : ENGINES ) {
+        DrainedStore store( options );
+        store.drain();
+        TestHandle handle;
+        EXPECT_THAT( raisedBy( [&] { store.submit( 0, handle ); } ),
+                     HasSubstr( "\"!_isDrained\"" ) );
+        EXPECT_THAT( raisedBy( [&] { store.readAt( 0 ); } ), HasSubstr( "\"!_isDrained\"" ) );
+        EXPECT_EQ( handle.getCalls(), "" );
+        store.blockUntilProcessed();
+    }
 }
 
 TEST( CtEngineFaultsTest, ClassThatDoesntDrainIsAnAssertionAndItsRequestsFail ) {

@@ -223,6 +223,15 @@ TEST( CtServerDeathTest, LivesOnceAProcess ) {
             exit();
         },
         ::testing::ExitedWithCode( 0 ), "" );
+    EXPECT_EXIT(
+        {
+            CtServer::configure( "memory://forgetful" );
+            dynamic_cast<BlockingStore&>( CtServer::getInstance() ).mustDrain = false;
+            CtServer::finalize();
+            expectNoServerAnyMore();
+            exit();
+        },
+        ::testing::ExitedWithCode( 0 ), "\"_isDrained\"" );
 }
 
 } // namespace
