@@ -65,10 +65,13 @@ public:
     State getState( std::uint32_t session ) const;
     /// Removes, or in a dry run only counts, the blocks of dead sessions, and all probes: a server
     /// whose probe goes notices nothing. A session that begins meanwhile keeps its blocks, even
-    /// where the index gave it the number of a dead one.
+    /// where the index gave it the number of a dead one, whose further blocks stay then. Of two
+    /// that prune at once one leaves a session to the other.
     Pruned prune( bool isDryRun );
 
 private:
+    class Pruning;
+
     const OsFilePath _path;
     const std::unique_ptr<CtSessionFile> _index;
     std::uint64_t _nbKnown;

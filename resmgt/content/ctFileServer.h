@@ -27,7 +27,8 @@ class SessionIndex;
 ///            two are assertions.
 /// Ids:       session number and counter, see `getSession`. No id is given twice, also not after
 ///            the death of a process or a power loss. Where the file `.session_idx` is frozen, was
-///            lost or can't be written, ids may come again, but never one whose file exists.
+///            lost or can't be written, and in a directory that isn't the first of its process, ids
+///            may come again, but never one whose file exists.
 /// Hints:     open files. A block that is removed meanwhile stays readable through its hint; the
 ///            next write makes its file anew, which reads as zeros where nothing was written.
 /// Links:     a link, pipe or directory in the place of a block's file, or a link in the place of a
@@ -72,11 +73,13 @@ public:
     ///         can't be had, QV_IO_MAX_BYTES is reached, or the session has given out its last
     ///         number. No file is left then.
     NewTile createTile( unsigned int size ) override;
+    /// A block that others have removed raises, and counts no more for QV_IO_MAX_BYTES.
     void removeTile( const CtSerialId& id ) override;
     /// Whether there is a file, and as long as the space that `createTile` takes for the size.
     bool isValid( const CtStTileId& tile, int mode ) const override;
     /// Deletes what any cache makes in its directory, blocks, level directories and probes, also
-    /// those of other sessions and layouts, and begins a new session. What is foreign stays.
+    /// those of other sessions and layouts, and begins a new session. What is foreign stays, and
+    /// maybe what other processes make meanwhile.
     void clear() override;
 
 protected:
@@ -103,6 +106,7 @@ private:
     std::uint64_t roundUp( unsigned int size ) const noexcept;
     bool tryCreate( const CtSerialId& id, std::uint64_t size ) const;
     bool tryMakeFile( const CtSerialId& id, std::uint64_t size ) const;
+    void forget( const CtSerialId& id );
     Cut cut( const CtPxTileId& tile, const void* memory, const FileHint& file,
              CtEx::Direction direction ) const;
     template <class Move>
@@ -114,6 +118,8 @@ private:
     std::uint32_t _alignment = 1;
     std::uint32_t _blockSize = 1;
     std::uint32_t _nbBlocksPerChunk = 1;
+    /// What the volume's unbuffered transfers ask for, whatever the settings say.
+    std::uint32_t _sectorSize = 1;
     const OsFilePath _root;
     std::int32_t _nbLevels = 0;
     std::int32_t _nbBits = 0;

@@ -57,22 +57,62 @@ CtCacheDirectory::State CtCacheDirectory::getState( std::uint32_t session ) cons
     return locking == Locking::HAD && session < _nbKnown ? State::DEAD : State::UNKNOWN;
 }
 
-CtCacheDirectory::Pruned CtCacheDirectory::prune( bool isDryRun ) {
-    Pruned pruned;
-    std::map<std::uint32_t, bool> areDead;
-    // What is claimed stays so until all has gone: nobody can begin to be that session.
-    const auto isDead = [&]( std::uint32_t session ) {
-        const auto [known, isNew] = areDead.try_emplace( session, false );
-        if( isNew && getState( session ) == State::DEAD ) {
-            known->second = isDryRun || _index->claim( session ) == Locking::HAD;
+/// Says which blocks may go. The session of the latest one stays claimed: who begins to be it waits
+/// until that block has gone, and the next one stays.
+class CtCacheDirectory::Pruning {
+public:
+    Pruning( const CtCacheDirectory& cache, bool isDryRun )
+        : _cache( cache )
+        , _isDryRun( isDryRun ) {}
+    Pruning( const Pruning& ) = delete;
+    Pruning& operator=( const Pruning& ) = delete;
+    ~Pruning() { release(); }
+
+    bool mayGo( std::uint32_t session ) {
+        if( _claimed != session ) {
+            release();
+        }
+        const auto [known, isNew] = _areDead.try_emplace( session, false );
+        if( isNew ) {
+            known->second = _cache.getState( session ) == State::DEAD;
+        }
+        if( known->second && !_isDryRun ) {
+            known->second = claim( session );
         }
         return known->second;
-    };
+    }
+
+private:
+    bool claim( std::uint32_t session ) {
+        CtSessionFile& index = *_cache._index;
+        if( _claimed ? index.look( session ) == Locking::HAD : index.claim( session ) ) {
+            _claimed = session;
+            return true;
+        }
+        release();
+        return false;
+    }
+    void release() {
+        if( _claimed ) {
+            _cache._index->release( *_claimed );
+            _claimed.reset();
+        }
+    }
+
+    const CtCacheDirectory& _cache;
+    const bool _isDryRun;
+    std::map<std::uint32_t, bool> _areDead;
+    std::optional<std::uint32_t> _claimed;
+};
+
+CtCacheDirectory::Pruned CtCacheDirectory::prune( bool isDryRun ) {
+    Pruned pruned;
+    Pruning pruning( *this, isDryRun );
     CtCacheWalk::run( _path, CtCacheWalk::Sizes::ASKED_FOR, [&]( const CtCacheEntry& entry ) {
         if( entry.kind == CtCacheEntry::PROBE ) {
             ++pruned.nbProbes;
         } else if( entry.kind == CtCacheEntry::BLOCK &&
-                   isDead( CtTileNames::getSession( entry.id ) ) ) {
+                   pruning.mayGo( CtTileNames::getSession( entry.id ) ) ) {
             ++pruned.nbBlocks;
             pruned.nbBytes += entry.size;
         } else {
@@ -80,11 +120,6 @@ CtCacheDirectory::Pruned CtCacheDirectory::prune( bool isDryRun ) {
         }
         return isDryRun ? Fate::STAYS : Fate::GOES;
     } );
-    for( const auto& [session, isClaimed] : areDead ) {
-        if( isClaimed && !isDryRun ) {
-            _index->release( session );
-        }
-    }
     return pruned;
 }
 

@@ -31,6 +31,10 @@ EnvIntVar bits( __FILE__, "QV_IO_BITS", 8 );
 EnvUInt64Var mostBytes( __FILE__, "QV_IO_MAX_BYTES", CtSpaceBudget::UNLIMITED );
 EnvIntVar verify( __FILE__, "QV_IO_VERIFY", 0 );
 
+/// Of `clear`. Each finds most of what is left, so that more of them only chase what other
+/// processes make meanwhile.
+constexpr int MOST_PASSES = 20;
+
 std::uint64_t takeNumber() {
     static std::atomic<std::uint64_t> last = 0;
     return last.fetch_add( 1, std::memory_order_relaxed ) + 1;
@@ -120,6 +124,7 @@ void CtFileServer::applyOptions( const CtFileOptions& files,
     _unbufferedIO = files.unbufferedIO >= 0 ? files.unbufferedIO != 0 : volume.supported;
     _alignment = orElse( files.alignment, volume.sectorSize );
     _blockSize = orElse( files.blockSize, volume.clusterSize );
+    _sectorSize = static_cast<std::uint32_t>( volume.sectorSize );
     QV_ASSERT( _blockSize > 0 );
     QV_ASSERT( std::has_single_bit( _alignment ) );
     _nbBlocksPerChunk = static_cast<std::uint32_t>( volume.maxTransferSize / _blockSize );
@@ -168,7 +173,7 @@ CtServer::NewTile CtFileServer::createTile( unsigned int size ) {
 
 /// False if there is something of that name.
 bool CtFileServer::tryCreate( const CtSerialId& id, std::uint64_t size ) const {
-    CtSpaceBudget::Reservation space( _session->getBudget(), id, size );
+    CtSpaceBudget::Reservation space( _session->getBudget(), _root.toString(), id, size );
     if( !space.isHad() ) {
         throw CtEx::ExNotEnoughSpace( QV_HERE, "The limit of QV_IO_MAX_BYTES is reached." );
     }
@@ -199,11 +204,23 @@ bool CtFileServer::tryMakeFile( const CtSerialId& id, std::uint64_t size ) const
 }
 
 void CtFileServer::removeTile( const CtSerialId& id ) {
-    if( !_folder->remove( id ) ) {
-        throw ExSysErrorWindows( QV_HERE, "CtFileServer::removeTile",
-                                 _folder->getPath( id ).getChars() );
+    if( _folder->remove( id ) ) {
+        forget( id );
+        return;
     }
-    _session->getBudget().giveBack( id );
+    const bool isGone = CtTileFolder::isMissing();
+    const ExSysErrorWindows failure( QV_HERE, "CtFileServer::removeTile",
+                                     _folder->getPath( id ).getChars() );
+    if( isGone ) {
+        // Others were quicker.
+        forget( id );
+    }
+    throw failure;
+}
+
+/// What is known of a block that is gone.
+void CtFileServer::forget( const CtSerialId& id ) {
+    _session->getBudget().giveBack( _root.toString(), id );
     if( _sums != nullptr ) {
         _sums->forget( id );
     }
@@ -225,8 +242,12 @@ void CtFileServer::clear() {
         return isForeign ? CtCacheWalk::Fate::STAYS : CtCacheWalk::Fate::GOES;
     };
     // Some volumes pass over entries when others go meanwhile.
-    while( CtCacheWalk::run( _root, CtCacheWalk::Sizes::NOT_ASKED_FOR, visit ) > 0 ) {}
-    _session->getBudget().giveAllBack();
+    for( int pass = 0; pass < MOST_PASSES; ++pass ) {
+        if( CtCacheWalk::run( _root, CtCacheWalk::Sizes::NOT_ASKED_FOR, visit ) == 0 ) {
+            break;
+        }
+    }
+    _session->getBudget().giveAllBack( _root.toString() );
     if( _sums != nullptr ) {
         _sums->forgetAll();
     }

@@ -1,5 +1,7 @@
 #include <resmgt/content/ctServerFactory.h>
 
+#include <base/failure/qvHere.h>
+#include <base/trace/trace.h>
 #include <resmgt/content/ctFileServer.h>
 #include <resmgt/content/src/ctTileNames.h>
 #include <resmgt/osal/osDirectory.h>
@@ -11,6 +13,26 @@ namespace {
 
 constexpr OsFileTypes::Permissions DIRECTORY_PERMISSIONS( 7, 7, 0 );
 constexpr OsFileTypes::Permissions PROBE_PERMISSIONS( 3, 0, 0 );
+
+/// A process that clears or prunes may be quicker.
+void removeIfThere( OsFile& file ) {
+    try {
+        file.remove();
+    } catch( const ExBase& ) {
+        if( file.isFile() ) {
+            throw;
+        }
+    }
+}
+
+/// Others may use it already.
+void removeIfEmpty( OsDirectory& directory ) noexcept {
+    try {
+        directory.remove();
+    } catch( ... ) {
+        Trace::printCurrentException( "CtFileServerFactory::canHandle", QV_HERE );
+    }
+}
 
 /// Makes a directory in which files can be made, or none.
 void makeDirectory( const OsFilePath& path ) {
@@ -27,9 +49,9 @@ void makeDirectory( const OsFilePath& path ) {
     try {
         OsFile probe( path + OsFilePath( CtTileNames::PROBE ) );
         probe.create( PROBE_PERMISSIONS, true );
-        probe.remove();
+        removeIfThere( probe );
     } catch( ... ) {
-        directory.remove();
+        removeIfEmpty( directory );
         throw;
     }
 }

@@ -14,9 +14,13 @@ namespace Qv {
 /// session number that was taken.
 ///
 /// Locks:   the first byte is locked by whoever reads and rewrites the number. The byte FIRST_MARK
-///          plus a session's number is locked, shared, by each process that is this session, and
-///          exclusively by who removes the blocks of a dead one. They are locks of the open file,
-///          which end with its last descriptor, at the latest with the process.
+///          plus a session's number is locked, shared, by each process that is this session; the
+///          byte FIRST_CLAIM plus the number by who removes the blocks of a dead one. They are
+///          locks of the open file, which end with its last descriptor, at the latest with the
+///          process.
+/// Claims:  a session can be marked while it is claimed. Who has claimed it looks for marks before
+///          each block that goes, and who has marked it waits for the end of the claim: so no block
+///          of a living session goes, and the wait lasts no longer than one removal.
 /// Length:  the number stands in front of as many blanks as make the file at least LENGTH bytes
 ///          long, and isn't shortened: a write that is cut off leaves no other number behind.
 /// Links:   a link, a directory, a pipe and the like can't be used.
@@ -30,6 +34,7 @@ public:
     /// What is longer is no index.
     static constexpr std::size_t MOST_LENGTH = 4096;
     static constexpr std::uint64_t FIRST_MARK = std::uint64_t( 1 ) << 40U;
+    static constexpr std::uint64_t FIRST_CLAIM = std::uint64_t( 1 ) << 41U;
 
     enum class Locking { HAD, HELD_BY_OTHERS, IMPOSSIBLE };
 
@@ -55,13 +60,14 @@ public:
     /// Returns when the number, and the file's name, are where a loss of power leaves them.
     bool write( std::uint64_t number );
 
-    /// Marks the session as living for as long as this is open.
+    /// Marks the session as living for as long as this is open. Waits so many seconds at most for
+    /// whoever has claimed it; it is marked then all the same.
     Locking mark( std::uint32_t session, double seconds );
-    /// Marks it as being removed, unless it lives.
-    Locking claim( std::uint32_t session );
-    void release( std::uint32_t session );
-    /// As `claim` would answer, without doing so.
+    /// Whether others have marked it: HELD_BY_OTHERS.
     Locking look( std::uint32_t session ) const;
+    /// False if it is marked, or claimed already.
+    bool claim( std::uint32_t session );
+    void release( std::uint32_t session );
 
     /// The number that the text of an index is; nothing for any other text.
     static std::optional<std::uint64_t> parse( std::string_view text );

@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-bool CtSpaceBudget::take( CtSerialId id, std::uint64_t bytes ) {
+bool CtSpaceBudget::take( const std::string& directory, CtSerialId id, std::uint64_t bytes ) {
     if( !isLimited() ) {
         return true;
     }
@@ -12,27 +12,31 @@ bool CtSpaceBudget::take( CtSerialId id, std::uint64_t bytes ) {
     if( bytes > _limit - _taken ) {
         return false;
     }
-    _blocks[id] += bytes;
+    _directories[directory][id] += bytes;
     _taken += bytes;
     return true;
 }
 
-void CtSpaceBudget::giveBack( CtSerialId id ) {
+void CtSpaceBudget::giveBack( const std::string& directory, CtSerialId id ) {
     if( !isLimited() ) {
         return;
     }
     const LkGuard<const LkLock> guard( _lock );
-    const auto block = _blocks.find( id );
-    if( block != _blocks.end() ) {
-        _taken -= block->second;
-        _blocks.erase( block );
+    const auto blocks = _directories.find( directory );
+    if( blocks != _directories.end() ) {
+        if( const auto block = blocks->second.extract( id ) ) {
+            _taken -= block.mapped();
+        }
     }
 }
 
-void CtSpaceBudget::giveAllBack() {
+void CtSpaceBudget::giveAllBack( const std::string& directory ) {
     const LkGuard<const LkLock> guard( _lock );
-    _blocks.clear();
-    _taken = 0;
+    if( const auto blocks = _directories.extract( directory ) ) {
+        for( const auto& [id, bytes] : blocks.mapped() ) {
+            _taken -= bytes;
+        }
+    }
 }
 
 } // namespace Qv

@@ -4,12 +4,15 @@
 #include <resmgt/content/ctSerialId.h>
 
 #include <cstdint>
+#include <map>
+#include <string>
 #include <unordered_map>
 
 namespace Qv {
 
-/// How many bytes of blocks the process may have reserved at a time. What is removed counts no
-/// more, whoever made room for it by that; blocks of other processes never count.
+/// How many bytes of blocks the process may have reserved at a time, in all its directories. What
+/// its servers remove, or find gone when they would, counts no more; blocks of other processes
+/// never count.
 ///
 /// Threads: any.
 /// Cost:    nothing without a limit; else a lock and some 50 bytes of memory for each block.
@@ -24,31 +27,36 @@ public:
 
     bool isLimited() const noexcept { return _limit != UNLIMITED; }
     /// False, and nothing is taken, where the limit would be passed.
-    bool take( CtSerialId id, std::uint64_t bytes );
+    bool take( const std::string& directory, CtSerialId id, std::uint64_t bytes );
     /// Nothing happens for a block that takes none.
-    void giveBack( CtSerialId id );
-    void giveAllBack();
+    void giveBack( const std::string& directory, CtSerialId id );
+    void giveAllBack( const std::string& directory );
 
 private:
     const std::uint64_t _limit;
     const LkLock _lock{ "ct-space-budget" };
     std::uint64_t _taken QV_GUARDED_BY( _lock ) = 0;
-    std::unordered_map<std::uint64_t, std::uint64_t> _blocks QV_GUARDED_BY( _lock );
+    /// The bytes of each block of a directory.
+    using Blocks = std::unordered_map<std::uint64_t, std::uint64_t>;
+    std::map<std::string, Blocks> _directories QV_GUARDED_BY( _lock );
 };
 
 /// The space of one block, given back at the end of its scope unless it is kept.
 class CtSpaceBudget::Reservation {
 public:
-    Reservation( CtSpaceBudget& budget, CtSerialId id, std::uint64_t bytes )
+    /// `directory` must outlive it.
+    Reservation( CtSpaceBudget& budget, const std::string& directory, CtSerialId id,
+                 std::uint64_t bytes )
         : _budget( budget )
+        , _directory( directory )
         , _id( id )
-        , _isHad( budget.take( id, bytes ) )
+        , _isHad( budget.take( directory, id, bytes ) )
         , _isKept( !_isHad ) {}
     Reservation( const Reservation& ) = delete;
     Reservation& operator=( const Reservation& ) = delete;
     ~Reservation() {
         if( !_isKept ) {
-            _budget.giveBack( _id );
+            _budget.giveBack( _directory, _id );
         }
     }
 
@@ -57,6 +65,7 @@ public:
 
 private:
     CtSpaceBudget& _budget;
+    const std::string& _directory;
     const CtSerialId _id;
     const bool _isHad;
     bool _isKept;

@@ -89,6 +89,10 @@ bool SessionIndex::renew() {
     const bool isKept = advance( index, locking );
     // Before the index is free again: what it says lives is marked.
     CtSessionFile marks( _directory, CtSessionFile::Access::WRITE );
+    if( !marks.isOpen() ) {
+        // No further descriptor can be had: the one that holds the lock keeps the marks too.
+        std::swap( marks, index );
+    }
     if( _files.empty() ) {
         _files.push_back( std::move( marks ) );
     } else if( marks.isOpen() ) {
@@ -98,7 +102,7 @@ bool SessionIndex::renew() {
         mark( file );
     }
     if( locking == Locking::HAD ) {
-        index.unlock();
+        ( index.isOpen() ? index : _files.front() ).unlock();
     }
     return isKept;
 }
@@ -117,8 +121,10 @@ bool SessionIndex::advance( CtSessionFile& index, Locking locking ) {
         QV_LOG( Content, Warning, index.getPath().toString(), " isn't a number" );
     }
     const std::uint32_t next = CtSessionFile::getNext( getLast( stored ) );
+    const bool isKept =
+        text && index.isWritable() && locking != Locking::HELD_BY_OTHERS && index.write( next );
     begin( next );
-    return text && index.isWritable() && locking != Locking::HELD_BY_OTHERS && index.write( next );
+    return isKept;
 }
 
 /// The last number that is known to be taken: this record's own may not be in the index.
@@ -145,7 +151,7 @@ void SessionIndex::join( const OsFilePath& directory ) {
 }
 
 void SessionIndex::mark( CtSessionFile& file ) const {
-    if( file.isOpen() && file.mark( getSession(), LONGEST_WAIT ) != Locking::HAD ) {
+    if( !file.isOpen() || file.mark( getSession(), LONGEST_WAIT ) != Locking::HAD ) {
         QV_LOG( Content, Warning, "Session ", getSession(), " can't be marked as living in ",
                 file.getPath().toString() );
     }

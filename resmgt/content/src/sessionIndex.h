@@ -28,7 +28,7 @@ namespace Qv {
 /// Errors:   an index that can't be read or written is a message to the user, and no failure.
 class SessionIndex {
 public:
-    /// How long others may hold the index, or the mark of a dead session, before this goes on
+    /// How long others may hold the index, or a claim on a dead session, before this goes on
     /// without; in seconds.
     static constexpr double LONGEST_WAIT = 5.0;
 

@@ -74,7 +74,7 @@ public:
         , _random( seed ) {}
 
     void run() {
-        while( !_shared.mustStop && _shared.nbBlocks + MOST_PROCESSES < MOST_BLOCKS ) {
+        while( !_shared.mustStop && _shared.nbBlocks + 2 * MOST_PROCESSES < MOST_BLOCKS ) {
             const std::string failure = raisedBy( [this] { step( _random() % 100 ); } );
             // Whoever clears takes blocks away from all.
             if( !failure.empty() && !_shared.isClearing ) {
@@ -187,9 +187,10 @@ TEST( CtCacheChildTest, DISABLED_KeepsItsBlocksAmongOthers ) {
 
 class Children {
 public:
+    /// On the cache that former ones have left, if any.
     explicit Children( const TestFiles& files )
         : _place( files.at( "cache" ).string() )
-        , _shared( _place + ".shared" ) {
+        , _shared( removed( _place + ".shared" ) ) {
         fs::create_directory( _place );
     }
     ~Children() {
@@ -242,15 +243,36 @@ public:
         _children.clear();
         EXPECT_EQ( shared().nbFailures, 0u );
     }
-    void expectDifferentIds() const {
-        std::set<std::uint64_t> ids;
+    /// Also from those in `ids`, to which they are added.
+    void expectDifferentIds( std::set<std::uint64_t>& ids ) const {
+        EXPECT_LT( shared().nbBlocks + 2 * MOST_PROCESSES, MOST_BLOCKS )
+            << "there was no more traffic";
         for( std::uint32_t i = 0; i < shared().nbBlocks; ++i ) {
             const std::uint64_t id = shared().blocks[i].id;
             EXPECT_TRUE( id == 0 || ids.insert( id ).second ) << id;
         }
     }
+    /// What was written and is still there.
+    void expectWholeBlocks() const {
+        CtFileServer server{ LiString( _place ) };
+        std::uint32_t nbThere = 0;
+        for( std::uint32_t i = 0; i < shared().nbBlocks; ++i ) {
+            const CtSerialId id( shared().blocks[i].id );
+            if( shared().blocks[i].state == Shared::WRITTEN &&
+                server.isValid( CtStTileId( id, SIZE ), CtServer::ANY_SIZE ) ) {
+                ++nbThere;
+                EXPECT_TRUE( readBlock( server, id, SIZE ) == contentOf( id, SIZE ) ) << id;
+            }
+        }
+        EXPECT_GT( nbThere, 0u );
+    }
 
 private:
+    static const std::string& removed( const std::string& path ) {
+        fs::remove( path );
+        return path;
+    }
+
     const std::string _place;
     const SharedFile _shared;
     std::map<unsigned long, pid_t> _children;
@@ -265,7 +287,8 @@ TEST( CtCacheProcessesTest, EightThatStartAtOnceAreEightSessionsAndLeaveEachOthe
     children.go();
     children.awaitBlocks( static_cast<std::uint32_t>( scaledCount( 1000 ) ) );
     children.stop();
-    children.expectDifferentIds();
+    std::set<std::uint64_t> ids;
+    children.expectDifferentIds( ids );
     std::set<std::uint64_t> sessions( children.shared().sessions.begin(),
                                       children.shared().sessions.end() );
     EXPECT_EQ( sessions, ( std::set<std::uint64_t>{ 1, 2, 3, 4, 5, 6, 7, 8 } ) );
@@ -283,13 +306,12 @@ TEST( CtCacheProcessesTest, OneThatClearsTakesNothingButBlocksFromTheOther ) {
     children.go();
     children.awaitBlocks( static_cast<std::uint32_t>( scaledCount( 500 ) ) );
     children.stop();
-    children.expectDifferentIds();
+    std::set<std::uint64_t> ids;
+    children.expectDifferentIds( ids );
 }
 
-TEST( CtCacheProcessesTest, RandomDeathsLeaveWholeWritesAndNewIds ) {
-    const TestFiles files;
-    Children children( files );
-    std::mt19937_64 random( testSeed() );
+/// Three are at work at any time.
+void dieAtRandom( Children& children, long nbDeaths, std::mt19937_64& random ) {
     unsigned long next = 0;
     std::vector<unsigned long> living;
     const auto start = [&] {
@@ -300,8 +322,7 @@ TEST( CtCacheProcessesTest, RandomDeathsLeaveWholeWritesAndNewIds ) {
     start();
     start();
     children.go();
-    const long nbDeaths = scaledCount( 5 );
-    for( long i = 0; i < nbDeaths && children.shared().nbBlocks + 1000 < MOST_BLOCKS; ++i ) {
+    for( long i = 0; i < nbDeaths; ++i ) {
         const std::uint32_t begun = children.shared().nbBlocks;
         children.awaitBlocks( begun + 1 + static_cast<std::uint32_t>( random() % 20 ) );
         const auto victim = living.begin() + static_cast<long>( random() % living.size() );
@@ -310,8 +331,21 @@ TEST( CtCacheProcessesTest, RandomDeathsLeaveWholeWritesAndNewIds ) {
         start();
     }
     children.stop();
-    children.expectDifferentIds();
-    for( const auto& entry : fs::recursive_directory_iterator( children.place() ) ) {
+}
+
+TEST( CtCacheProcessesTest, RandomDeathsLeaveWholeWritesAndNewIds ) {
+    const TestFiles files;
+    std::mt19937_64 random( testSeed() );
+    std::set<std::uint64_t> ids;
+    // As many as the blocks that can be noted suffice for, and then again.
+    constexpr long MOST_DEATHS = 20;
+    for( long left = scaledCount( 5 ); left > 0; left -= MOST_DEATHS ) {
+        Children children( files );
+        dieAtRandom( children, std::min( left, MOST_DEATHS ), random );
+        children.expectDifferentIds( ids );
+        children.expectWholeBlocks();
+    }
+    for( const auto& entry : fs::recursive_directory_iterator( files.at( "cache" ) ) ) {
         const std::string name = entry.path().filename();
         EXPECT_TRUE( CtTileNames::parseName( name ) || CtTileNames::isProbe( name ) ||
                      name == CtTileNames::INDEX )

@@ -2,6 +2,7 @@
 #include <resmgt/content/src/ctSessionFile.h>
 #include <resmgt/content/test/ctTestCache.h>
 
+#include <tests/support/deadline.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
@@ -12,7 +13,9 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <new>
+#include <random>
 
 /// What stays of a process that dies, at whatever moment.
 
@@ -20,7 +23,6 @@ namespace Qv {
 namespace {
 
 constexpr unsigned int SIZE = 5000;
-constexpr std::uint32_t OLD_SESSION = 3;
 
 /// What a child has got done, in memory that its parent sees too.
 class Diary {
@@ -214,6 +216,90 @@ TEST( CtFilePowerTest, TheIndexIsOnTheDiskBeforeABlockHasAName ) {
                                       "fsync .session_idx", "fsync ." ) );
 }
 
+/// A volume in a file, mounted while this lives.
+class Volume {
+public:
+    explicit Volume( const fs::path& image )
+        : _place( image.string() + ".place" ) {
+        fs::create_directory( _place );
+        // Nothing gets to the disk by itself, as long as a test lasts.
+        _isMounted = run( "mount -o loop,commit=300 '" + image.string() + "' '" + _place + "'" );
+    }
+    Volume( const Volume& ) = delete;
+    Volume& operator=( const Volume& ) = delete;
+    ~Volume() { EXPECT_TRUE( !_isMounted || run( "umount '" + _place + "'" ) ); }
+
+    static bool make( const fs::path& image ) {
+        std::ofstream( image ).close();
+        fs::resize_file( image, 8U << 20U );
+        return run( "mkfs.ext4 -q '" + image.string() + "'" );
+    }
+    bool isMounted() const { return _isMounted; }
+    std::unique_ptr<CtFileServer> start() const {
+        return std::make_unique<CtFileServer>( LiString( _place ), NO_WORKERS );
+    }
+
+private:
+    static bool run( const std::string& command ) {
+        return std::system(
+                   ( "PATH=$PATH:/usr/sbin:/sbin; " + command + " 2>/dev/null" ).c_str() ) == 0;
+    }
+
+    const std::string _place;
+    bool _isMounted = false;
+};
+
+/// What is on the disk at one moment, and the ids that had been given out by then.
+struct PowerLoss {
+    fs::path image;
+    std::set<CtSerialId> given;
+};
+
+/// Makes blocks in several sessions, and looks at random moments what is on the disk.
+std::vector<PowerLoss> losePower( const fs::path& image, const Volume& volume ) {
+    std::mt19937_64 random( testSeed() );
+    std::vector<PowerLoss> losses;
+    std::set<CtSerialId> given;
+    std::uint64_t nbCallsLeft = 1;
+    const CallHook hook( nullptr, [&]( const SystemCall& ) {
+        if( --nbCallsLeft == 0 ) {
+            nbCallsLeft = 1 + random() % 50;
+            losses.push_back( { image.string() + std::to_string( losses.size() ), given } );
+            fs::copy_file( image, losses.back().image );
+        }
+        return 0;
+    } );
+    const auto nbLosses = static_cast<std::size_t>( scaledCount( 10 ) );
+    while( losses.size() < nbLosses ) {
+        const auto server = volume.start();
+        for( int i = 0; i < 2; ++i ) {
+            given.insert( server->createTile( SIZE ).tile.getSerialId() );
+            server->clear();
+        }
+    }
+    return losses;
+}
+
+TEST( CtFilePowerTest, NoIdComesAgainWheneverPowerIsLost ) {
+    const TestFiles files;
+    const fs::path image = files.at( "volume" );
+    if( !Volume::make( image ) || !Volume( image ).isMounted() ) {
+        GTEST_SKIP() << "This user may not mount volumes.";
+    }
+    std::vector<PowerLoss> losses;
+    {
+        const Volume volume( image );
+        ASSERT_TRUE( volume.isMounted() );
+        losses = losePower( image, volume );
+    }
+    for( const PowerLoss& loss : losses ) {
+        const Volume volume( loss.image );
+        ASSERT_TRUE( volume.isMounted() ) << loss.image;
+        const CtSerialId id = volume.start()->createTile( SIZE ).tile.getSerialId();
+        EXPECT_FALSE( loss.given.contains( id ) ) << id << " from " << loss.image;
+    }
+}
+
 // ---- sessions seen from outside ----------------------------------------------------------------
 
 TEST( CtCacheDirectoryTest, TakesASessionForDeadOnlyIfNobodyCanBeIt ) {
@@ -269,7 +355,7 @@ TEST( CtCacheDirectoryTest, PrunesTheBlocksOfDeadSessionsAndProbesAlone ) {
 TEST( CtCacheDirectoryTest, ASessionThatBeginsAsADeadOneWaitsUntilItsBlocksHaveGone ) {
     const TestCache cache( ".session_idx=18446744073709551614" );
     CtSessionFile pruner( cache.path(), CtSessionFile::Access::WRITE );
-    ASSERT_EQ( pruner.claim( 4294967294 ), CtSessionFile::Locking::HAD );
+    ASSERT_TRUE( pruner.claim( 4294967294 ) );
     const auto isDead = [&] {
         return CtCacheDirectory( cache.path() ).getState( 4294967294 ) ==
                CtCacheDirectory::State::DEAD;
@@ -282,6 +368,46 @@ TEST( CtCacheDirectoryTest, ASessionThatBeginsAsADeadOneWaitsUntilItsBlocksHaveG
     pruner.release( 4294967294 );
     starter.join();
     EXPECT_TRUE( isDead() );
+}
+
+TEST( CtCacheDirectoryTest, StopsWhereASessionBeginsThatItTookForDead ) {
+    const TestCache cache( ".session_idx=18446744073709551614 4294967294-0000000001 "
+                           "4294967294-0000000002 4294967294-0000000003" );
+    std::unique_ptr<TestThread> starter;
+    std::unique_ptr<CtFileServer> server;
+    const CallHook begins( "unlinkat", [&]( const SystemCall& ) {
+        if( starter == nullptr ) {
+            starter = std::make_unique<TestThread>( [&] { server = cache.start(); } );
+            const auto isLiving = [&] {
+                return CtCacheDirectory( cache.path() ).getState( 4294967294 ) ==
+                       CtCacheDirectory::State::LIVING;
+            };
+            waitUntil( isLiving, "the mark of the session" );
+        }
+        return 0;
+    } );
+    EXPECT_EQ( CtCacheDirectory( cache.path() ).prune( false ).nbBlocks, 1u );
+    starter->join();
+    EXPECT_EQ( server->getNbSerialIds(), 2u );
+}
+
+TEST( CtCacheDirectoryTest, ASessionThatWasTakenIsMarkedWhateverFailedToOpen ) {
+    bool isReached = true;
+    for( long number = 1; isReached; ++number ) {
+        const TestCache cache( ".session_idx=7" );
+        std::unique_ptr<CtFileServer> server;
+        {
+            const CollectedMessages messages;
+            const FailingCall failing( "open", EMFILE, FailingCall::ONCE, number );
+            raisedBy( [&] { server = cache.start( "", NO_WORKERS ); } );
+            isReached = failing.nbCalls() >= number;
+        }
+        if( server != nullptr && cache.read( ".session_idx" ) != "7" ) {
+            EXPECT_EQ( CtCacheDirectory( cache.path() ).getState( server->getSession() ),
+                       CtCacheDirectory::State::LIVING )
+                << number;
+        }
+    }
 }
 
 } // namespace

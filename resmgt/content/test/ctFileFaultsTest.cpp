@@ -287,6 +287,66 @@ INSTANTIATE_TEST_SUITE_P( Faults, CtFileFaultsTest, ::testing::ValuesIn( FAULTS 
                                                         : std::string( "NoSpace" );
                           } );
 
+TEST( CtFileServerTest, SaysWhatIsWrongWithItsDirectory ) {
+    const TestCache cache;
+    const std::string place = cache.path().toString();
+    const auto isNew = []( const SystemCall& call ) {
+        return call.path != nullptr && std::string( call.name ).starts_with( "open" ) &&
+               !fs::exists( call.path );
+    };
+    const auto server = cache.start( "QV_UNBUFFERED_IO=0", NO_WORKERS );
+    const CtSerialId id = server->createTile( SIZE ).tile.getSerialId();
+    writeBlock( *server, id, contentOf( id, SIZE ) );
+    for( const int error : { EROFS, EACCES } ) {
+        const CallHook hook( nullptr,
+                             [&]( const SystemCall& call ) { return isNew( call ) ? error : 0; } );
+        for( const std::string& reason :
+             { raisedBy( [&] { cache.start(); } ),
+               raisedBy<CtEx::ExNotEnoughSpace>( [&] { server->createTile( SIZE ); } ) } ) {
+            EXPECT_THAT( reason, HasSubstr( place ) );
+            EXPECT_THAT( reason, HasSubstr( std::strerror( error ) ) );
+        }
+        // What is there goes on.
+        writeBlock( *server, id, contentOf( id, SIZE ) );
+        EXPECT_EQ( readBlock( *server, id, SIZE ), contentOf( id, SIZE ) );
+    }
+    {
+        const FailingCall noReservation( "fallocate", EOPNOTSUPP );
+        const CtStTileId made = server->createTile( SIZE ).tile;
+        EXPECT_TRUE( server->isValid( made, CtServer::WITH_SIZE ) );
+        server->removeTile( made.getSerialId() );
+    }
+    const auto unbuffered = cache.start( "QV_UNBUFFERED_IO=1", NO_WORKERS );
+    const FailingCall noUnbufferedTransfers( "fcntl", EINVAL );
+    EXPECT_NE( raisedBy<CtEx::ExNotEnoughSpace>( [&] { unbuffered->createTile( SIZE ); } ), "" );
+    EXPECT_EQ( server->getNbSerialIds(), 1u );
+}
+
+TEST( CtFileServerTest, GoesOnWithBlocksAndDirectoriesThatOthersTakeAway ) {
+    const TestFiles files( "cache/" );
+    CtFileServer server( LiString( files.at( "cache" ).string() ), NO_WORKERS );
+    const CtSerialId id = server.createTile( SIZE ).tile.getSerialId();
+    const std::string own = contentOf( id, SIZE );
+    const std::string other = contentOf( CtSerialId( 1 ), SIZE );
+    const CtHintPtr hint = writeBlock( server, id, own );
+    files.write( "other", other );
+    fs::rename( files.at( "other" ), files.at( "cache/" + CtTileNames::makeName( id ) ) );
+    EXPECT_TRUE( readBlock( server, id, SIZE ) == other &&
+                 readBlock( server, id, SIZE, hint ) == own );
+    fs::remove_all( files.at( "cache" ) );
+    EXPECT_TRUE( readBlock( server, id, SIZE, hint ) == own );
+    EXPECT_FALSE( server.isValid( CtStTileId( id, SIZE ), CtServer::ANY_SIZE ) );
+    EXPECT_THROW( readBlock( server, id, SIZE ), OsFileEx::ExInvalidPath );
+    EXPECT_THROW( server.createTile( SIZE ), CtEx::ExNotEnoughSpace );
+    for( const std::function<void()>& operation :
+         { std::function<void()>( [&] { server.removeTile( id ); } ),
+           { [&] { server.clear(); } },
+           { [&] { static_cast<void>( server.getNbSerialIds() ); } } } ) {
+        EXPECT_THAT( raisedBy( operation ), HasSubstr( files.at( "cache" ).string() ) );
+    }
+    EXPECT_FALSE( files.has( "cache" ) );
+}
+
 TEST( CtFileServerTest, ShortCountsAreGoneOnWith ) {
     const TestCache cache;
     const auto server = cache.start( "QV_UNBUFFERED_IO=0", NO_WORKERS );
@@ -299,6 +359,11 @@ TEST( CtFileServerTest, ShortCountsAreGoneOnWith ) {
     } );
     writeBlock( *server, id, contentOf( id, SIZE ) );
     EXPECT_EQ( readBlock( *server, id, SIZE ), contentOf( id, SIZE ) );
+    const CallHook notAtAll( "pwrite", []( SystemCall& call ) {
+        call.size = 0;
+        return 0;
+    } );
+    EXPECT_THROW( writeBlock( *server, id, contentOf( id, SIZE ) ), ExSysErrorANSI );
 }
 
 } // namespace

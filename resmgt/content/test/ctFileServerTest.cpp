@@ -134,6 +134,34 @@ TEST( CtFileServerFactoryTest, TakesAbsolutePathsOfDirectoriesAndOfNothing ) {
     }
 }
 
+TEST( CtFileServerFactoryTest, MakesItsDirectoryBesideOthersWhoUseItAlready ) {
+    const TestCache files;
+    // A process that prunes takes the probes; the first is the factory's.
+    const CallHook pruner( nullptr, [&]( const SystemCall& call ) {
+        if( std::string( call.name ).starts_with( "unlink" ) ) {
+            CtCacheDirectory( files.path( "new" ) ).prune( false );
+        }
+        return 0;
+    } );
+    const OPtr<CtServer> server(
+        CtServerFactory::createServer( LiString( files.at( "new" ).string() ) ) );
+    EXPECT_TRUE( files.has( "new/.session_idx" ) );
+    // It can't be tried, but another process has begun to work in it.
+    const CallHook other( nullptr, [&]( const SystemCall& call ) {
+        const bool isProbe =
+            call.path != nullptr && std::string( call.path ).ends_with( "/.cs_init" );
+        if( isProbe ) {
+            files.write( "shared/theirs" );
+        }
+        return isProbe ? EIO : 0;
+    } );
+    EXPECT_THAT( raisedBy( [&] {
+                     CtServerFactory::createServer( LiString( files.at( "shared" ).string() ) );
+                 } ),
+                 HasSubstr( "shared/.cs_init" ) );
+    EXPECT_TRUE( files.has( "shared/theirs" ) );
+}
+
 // ---- sessions ----------------------------------------------------------------------------------
 
 std::string padded( const std::string& number ) {
@@ -518,6 +546,22 @@ TEST( CtFileServerTest, ClearsWhatAnyCacheMakesAndLeavesTheRest ) {
     EXPECT_EQ( cache.read( ".session_idx" ), padded( "47" ) );
 }
 
+TEST( CtFileServerTest, ClearsToItsEndHoweverQuicklyOthersMakeBlocks ) {
+    const TestCache cache;
+    const auto server = cache.start();
+    constexpr unsigned int MOST = 500;
+    unsigned int nbMade = 0;
+    // Another process makes a block in each pass.
+    const CallHook producer( "fdopendir", [&]( const SystemCall& ) {
+        if( nbMade < MOST ) {
+            cache.write( CtTileNames::makeName( CtTileNames::makeId( 99, ++nbMade ) ) );
+        }
+        return 0;
+    } );
+    server->clear();
+    EXPECT_LT( nbMade, MOST );
+}
+
 // ---- transfers ---------------------------------------------------------------------------------
 
 TEST( CtFileServerTest, MovesExactlyThePieceBufferedAtAnyOffset ) {
@@ -590,6 +634,31 @@ TEST( CtFileServerTest, RefusesAnUnbufferedPieceThatIsOffBeforeAByteMoves ) {
                   CtEx::ExSeekFailed );
 }
 
+TEST( CtFileServerTest, KeepsToTheVolumesSectorsWhateverTheSettingsSay ) {
+    const TestCache cache;
+    const OsFileTypes::UnbufferedInfo volume = OsFile( cache.path() ).getUnbufferedInfo();
+    if( !volume.supported ) {
+        GTEST_SKIP() << "The volume has no unbuffered transfers.";
+    }
+    const auto sector = static_cast<unsigned int>( volume.sectorSize );
+    const std::string text( 3 * sector + 10, 'n' );
+    const auto start = [&]( unsigned int blockSize ) {
+        return cache.start( "QV_UNBUFFERED_IO=1 QV_IO_ALIGNMENT=1 " +
+                            numbered( "QV_IO_BLOCKSIZE=", blockSize ) );
+    };
+    // The last block's detour is aligned all the same.
+    auto server = start( sector );
+    CtSerialId id = server->createTile( 4 * sector ).tile.getSerialId();
+    writeBlock( *server, id, text );
+    EXPECT_EQ( readBlock( *server, id, 3 * sector + 10 ), text );
+    // Two blocks could be moved, the half sector behind them couldn't.
+    server = start( sector * 3 / 2 );
+    id = server->createTile( 3 * sector + 10 ).tile.getSerialId();
+    EXPECT_THAT( raisedBy( [&] { writeBlock( *server, id, text ); } ),
+                 HasSubstr( "the block size isn't a multiple of the volume's" ) );
+    EXPECT_EQ( cache.read( CtTileNames::makeName( id ) ).find( 'n' ), std::string::npos );
+}
+
 TEST( CtFileServerTest, SaysWhichBlockIsntWhatWasWritten ) {
     const TestCache cache;
     const auto server = cache.start( "QV_IO_VERIFY=1 QV_UNBUFFERED_IO=0" );
@@ -638,6 +707,20 @@ TEST( CtFileServerTest, ReservesNoMoreThanItsLimit ) {
     EXPECT_FALSE( isRefused( 1 ) );
     server->clear();
     EXPECT_FALSE( isRefused( 12288 ) );
+    // What others have removed makes room as soon as that is noticed.
+    const OPtr<Set<CtSerialId>> left( server->getSerialIds() );
+    fs::remove( cache.at( CtTileNames::makeName( *left->begin() ) ) );
+    EXPECT_TRUE( isRefused( 1 ) );
+    EXPECT_NE( raisedBy( [&] { server->removeTile( *left->begin() ); } ), "" );
+    EXPECT_FALSE( isRefused( 4096 ) );
+    // The limit is the process's, what goes the directory's.
+    const TestCache elsewhere;
+    const auto other = elsewhere.start( BUFFERED );
+    other->createTile( 8192 );
+    EXPECT_TRUE( isRefused( 1 ) );
+    server->clear();
+    EXPECT_TRUE( isRefused( 4097 ) );
+    EXPECT_FALSE( isRefused( 4096 ) );
 }
 
 TEST( CtFileServerTest, ServesAsynchronousRequestsForItsBlocks ) {

@@ -189,8 +189,12 @@ CtFileServer::Cut CtFileServer::cut( const CtPxTileId& tile, const void* memory,
     const auto raise = [&]( const char* reason ) {
         throw ExSysErrorGeneric( QV_HERE, reason, "CtFileServer::cut", file.getPath().getChars() );
     };
-    if( reinterpret_cast<std::uintptr_t>( memory ) % _alignment != 0 ) {
+    if( reinterpret_cast<std::uintptr_t>( memory ) % std::max( _alignment, _sectorSize ) != 0 ) {
         raise( "Unbuffered transfer is off: its memory isn't aligned" );
+    }
+    if( ( tile.getOffset() | ( size - rest ) | ( rest > 0 ? _blockSize : 0 ) ) % _sectorSize !=
+        0 ) {
+        raise( "Unbuffered transfer is off: the block size isn't a multiple of the volume's" );
     }
     if( rest != 0 ) {
         const std::optional<std::uint64_t> length = CtTileFile::getSize( file.getFile() );
@@ -226,7 +230,7 @@ void CtFileServer::readImp( const CtPxTileId& tile, void* memory, const CtHintPt
         read( add( memory, done ), offset + done, count, count );
     } );
     if( rest > 0 ) {
-        const Bounce block( _blockSize, _alignment );
+        const Bounce block( _blockSize, _sectorSize );
         read( block.get(), offset + straight, _blockSize, rest );
         std::memcpy( add( memory, straight ), block.get(), rest );
     }
@@ -240,7 +244,7 @@ void CtFileServer::writeImp( const CtPxTileId& tile, const void* memory, const C
     const auto [straight, rest] = cut( tile, memory, file, CtEx::WRITING );
     const std::uint64_t offset = tile.getOffset();
     const std::unique_ptr<const Bounce> block =
-        rest > 0 ? std::make_unique<Bounce>( _blockSize, _alignment ) : nullptr;
+        rest > 0 ? std::make_unique<Bounce>( _blockSize, _sectorSize ) : nullptr;
     const CtPieceSums::Stamp stamp = _sums != nullptr ? _sums->beginWrite( tile ) : 0;
     moveInChunks( straight, [&]( std::uint64_t done, std::uint64_t count ) {
         file.write( add( memory, done ), count, offset + done );

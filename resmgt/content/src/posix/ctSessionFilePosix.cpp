@@ -143,15 +143,27 @@ void CtSessionFile::unlock() {
 }
 
 CtSessionFile::Locking CtSessionFile::mark( std::uint32_t session, double seconds ) {
-    return tryFor( seconds, [&] { return lockByte( F_RDLCK, FIRST_MARK + session ); } );
+    const Locking marked = lockByte( F_RDLCK, FIRST_MARK + session );
+    const auto pass = [&] { return lockByte( F_RDLCK, FIRST_CLAIM + session ); };
+    if( marked == Locking::HAD && tryFor( seconds, pass ) == Locking::HAD ) {
+        release( session );
+    }
+    return marked;
 }
 
-CtSessionFile::Locking CtSessionFile::claim( std::uint32_t session ) {
-    return lockByte( F_WRLCK, FIRST_MARK + session );
+bool CtSessionFile::claim( std::uint32_t session ) {
+    if( lockByte( F_WRLCK, FIRST_CLAIM + session ) != Locking::HAD ) {
+        return false;
+    }
+    const bool isMarked = look( session ) != Locking::HAD;
+    if( isMarked ) {
+        release( session );
+    }
+    return !isMarked;
 }
 
 void CtSessionFile::release( std::uint32_t session ) {
-    lockByte( F_UNLCK, FIRST_MARK + session );
+    lockByte( F_UNLCK, FIRST_CLAIM + session );
 }
 
 CtSessionFile::Locking CtSessionFile::look( std::uint32_t session ) const {
