@@ -156,7 +156,8 @@ TEST( CtFileServerFactoryTest, MakesItsDirectoryBesideOthersWhoUseItAlready ) {
         return isProbe ? EIO : 0;
     } );
     EXPECT_THAT( raisedBy( [&] {
-                     CtServerFactory::createServer( LiString( files.at( "shared" ).string() ) );
+                     const OPtr<CtServer> none( CtServerFactory::createServer(
+                         LiString( files.at( "shared" ).string() ) ) );
                  } ),
                  HasSubstr( "shared/.cs_init" ) );
     EXPECT_TRUE( files.has( "shared/theirs" ) );
