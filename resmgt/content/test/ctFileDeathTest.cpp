@@ -373,14 +373,14 @@ TEST( CtCacheDirectoryTest, ASessionThatBeginsAsADeadOneWaitsUntilItsBlocksHaveG
 TEST( CtCacheDirectoryTest, StopsWhereASessionBeginsThatItTookForDead ) {
     const TestCache cache( ".session_idx=18446744073709551614 4294967294-0000000001 "
                            "4294967294-0000000002 4294967294-0000000003" );
+    const CtCacheDirectory watcher( cache.path() );
     std::unique_ptr<TestThread> starter;
     std::unique_ptr<CtFileServer> server;
     const CallHook begins( "unlinkat", [&]( const SystemCall& ) {
         if( starter == nullptr ) {
             starter = std::make_unique<TestThread>( [&] { server = cache.start(); } );
             const auto isLiving = [&] {
-                return CtCacheDirectory( cache.path() ).getState( 4294967294 ) ==
-                       CtCacheDirectory::State::LIVING;
+                return watcher.getState( 4294967294 ) == CtCacheDirectory::State::LIVING;
             };
             waitUntil( isLiving, "the mark of the session" );
         }
