@@ -53,7 +53,7 @@ public:
 
     /// Waits so many seconds at most for others to give the lock back.
     Locking lock( double seconds );
-    void unlock();
+    bool unlock();
 
     /// What is in it; nothing if it can't be read.
     std::optional<std::string> read() const;

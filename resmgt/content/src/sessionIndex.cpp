@@ -89,8 +89,8 @@ bool SessionIndex::renew() {
     const bool isKept = advance( index, locking );
     // Before the index is free again: what it says lives is marked.
     CtSessionFile marks( _directory, CtSessionFile::Access::WRITE );
-    if( !marks.isOpen() ) {
-        // No further descriptor can be had: the one that holds the lock keeps the marks too.
+    if( !marks.isOpen() && _files.empty() ) {
+        // No further descriptor can be had: the one that holds the lock keeps the mark too.
         std::swap( marks, index );
     }
     if( _files.empty() ) {
@@ -101,8 +101,9 @@ bool SessionIndex::renew() {
     for( CtSessionFile& file : _files ) {
         mark( file );
     }
-    if( locking == Locking::HAD ) {
-        ( index.isOpen() ? index : _files.front() ).unlock();
+    if( locking == Locking::HAD && !index.isOpen() && !_files.front().unlock() ) {
+        // Rather without a mark than with a lock that nobody gets any more.
+        std::swap( _files.front(), index );
     }
     return isKept;
 }

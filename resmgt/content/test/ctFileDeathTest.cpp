@@ -398,7 +398,10 @@ TEST( CtCacheDirectoryTest, ASessionThatWasTakenIsMarkedWhateverFailedToOpen ) {
         std::unique_ptr<CtFileServer> server;
         {
             const CollectedMessages messages;
-            const FailingCall failing( "open", EMFILE, FailingCall::ONCE, number );
+            // An index that can't be opened for writing is tried for reading.
+            const CallHook failing( "open", [number]( const SystemCall& call ) {
+                return call.number == number || call.number == number + 1 ? EMFILE : 0;
+            } );
             raisedBy( [&] { server = cache.start( "", NO_WORKERS ); } );
             isReached = failing.nbCalls() >= number;
         }

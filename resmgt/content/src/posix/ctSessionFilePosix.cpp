@@ -138,8 +138,8 @@ CtSessionFile::Locking CtSessionFile::lock( double seconds ) {
     return tryFor( seconds, [&] { return lockByte( F_WRLCK, INDEX_BYTE ); } );
 }
 
-void CtSessionFile::unlock() {
-    lockByte( F_UNLCK, INDEX_BYTE );
+bool CtSessionFile::unlock() {
+    return lockByte( F_UNLCK, INDEX_BYTE ) == Locking::HAD;
 }
 
 CtSessionFile::Locking CtSessionFile::mark( std::uint32_t session, double seconds ) {
