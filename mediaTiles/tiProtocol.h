@@ -25,6 +25,9 @@ class TiBlock;
 ///           one fails, be it in the request or later, that is logged and the tile stays as it was:
 ///           the next lock reads again and the next eviction writes again, and raises what prevents
 ///           that. A place where a write has failed is given up for another one.
+/// Overrides: call this class's operation, and raise nothing behind `sync`, `unload` and
+///           `asyncSync`, nor have `unload` answer false behind it: what has been saved counts as
+///           unchanged until the next `markDirty`.
 /// Waiting:  a transfer that is under way holds the tile's memory, and ends without anybody's help
 ///           but the server's workers', who wait neither for memory nor for locks of tiles. So
 ///           with room for two tiles a thread, and threads that have at most one tile locked when
@@ -62,7 +65,7 @@ private:
         SAVED
     };
 
-    void needPlace( unsigned long long size );
+    void needPlace( unsigned long long size, bool mayWait );
     void noteSaved() noexcept;
     void giveUpPlace() noexcept;
     void endContent() noexcept;

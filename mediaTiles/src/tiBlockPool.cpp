@@ -5,6 +5,7 @@
 #include <resmgt/content/ctServer.h>
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace Qv {
@@ -34,14 +35,39 @@ TiBlockPool::~TiBlockPool() {
     }
 }
 
-TiPiece TiBlockPool::take() {
+/// Ends the making of a block for several tiles, in whatever way.
+class TiBlockPool::Growth {
+public:
+    explicit Growth( TiBlockPool& pool ) noexcept
+        : _pool( pool ) {}
+    Growth( const Growth& ) = delete;
+    Growth& operator=( const Growth& ) = delete;
+    ~Growth() {
+        const Guard guard( _pool._lock );
+        _pool._isGrowing = false;
+        _pool._grown.broadcast();
+    }
+
+private:
+    TiBlockPool& _pool;
+};
+
+TiPiece TiBlockPool::take( bool mayWait ) {
     unsigned int nbPieces = 0;
+    std::optional<Growth> growth;
     {
         const Guard guard( _lock );
+        while( _firstWithRoom == nullptr && _isGrowing && mayWait ) {
+            _grown.wait( _lock );
+        }
         if( _firstWithRoom != nullptr ) {
             return takeFree();
         }
-        nbPieces = std::clamp( _nbPieces, 1U, _mostPieces );
+        nbPieces = _isGrowing ? 1 : std::clamp( _nbPieces, 1U, _mostPieces );
+        if( nbPieces > 1 ) {
+            _isGrowing = true;
+            growth.emplace( *this );
+        }
     }
     return add( makeBlock( nbPieces ) );
 }

@@ -88,7 +88,7 @@ void TiProtocol::sync( void* memory, unsigned long long size ) {
         return;
     }
     try {
-        needPlace( size );
+        needPlace( size, true );
         _block->write( _piece, memory );
     } catch( ... ) {
         giveUpPlace();
@@ -103,7 +103,7 @@ void TiProtocol::asyncSync( void* memory, unsigned long long size, LkAsyncHandle
         return;
     }
     const auto write = [&] {
-        needPlace( size );
+        needPlace( size, false );
         _block->asyncWrite( _piece, memory, handle );
     };
     if( !tryAhead( write ) ) {
@@ -118,6 +118,8 @@ void TiProtocol::asyncSyncSucceeded() {
 }
 
 void TiProtocol::asyncSyncFailed() {
+    // A success that an override has refused was noted already.
+    _content = Content::CHANGED;
     giveUpPlace();
 }
 
@@ -135,9 +137,9 @@ void TiProtocol::markDirty( void*, unsigned long long ) {
     _content = Content::CHANGED;
 }
 
-void TiProtocol::needPlace( unsigned long long size ) {
+void TiProtocol::needPlace( unsigned long long size, bool mayWait ) {
     if( _block == nullptr ) {
-        const TiPiece piece = _store->getPool( static_cast<unsigned int>( size ) ).take();
+        const TiPiece piece = _store->getPool( static_cast<unsigned int>( size ) ).take( mayWait );
         _block = piece.block;
         _piece = piece.index;
     }

@@ -1,6 +1,7 @@
 #include <mediaTiles/tiProtocol.h>
 
 #include <mediaTiles/test/tiTestStore.h>
+#include <tests/support/holdPoint.h>
 #include <tests/support/raisedBy.h>
 
 #include <gtest/gtest.h>
@@ -131,6 +132,25 @@ TEST( TiProtocolTest, FailureIsRaisedByTheNextLockOrEvictionAndNothingIsLost ) {
     }
 }
 
+TEST( TiProtocolTest, HintOfAFailedReadIsNotUsedAgain ) {
+    for( const CtEngineOptions& options : { withWorkers, withoutWorkers } ) {
+        for( const char* const reads : { "r", "p" } ) {
+            SCOPED_TRACE( reads );
+            OneTile one( options );
+            one.perform( "we" );
+            one.server.failing = FailingStore::TRANSFER;
+            try {
+                one.perform( reads );
+            } catch( const ExInternalError& ) {}
+            one.server.blockUntilProcessed();
+            one.server.failing = FailingStore::NOTHING;
+            const int nbOpened = one.server.nbOpened;
+            one.perform( "r" );
+            EXPECT_EQ( one.server.nbOpened, nbOpened + 1 );
+        }
+    }
+}
+
 TEST( TiProtocolTest, ProtocolThatComesToContentSavesIt ) {
     FailingStore first;
     FailingStore second;
@@ -146,6 +166,32 @@ TEST( TiProtocolTest, ProtocolThatComesToContentSavesIt ) {
     TestTiles::lock( tiles.make() );
     EXPECT_TRUE( TestTiles::isFilledWith( tile, 'x' ) );
     EXPECT_EQ( second.getCounters().nbReads, 1U );
+}
+
+TEST( TiProtocolTest, SaveThatADerivedClassRefusesIsDoneAgain ) {
+    class Refusing : public TiProtocol {
+    public:
+        using TiProtocol::TiProtocol;
+        void asyncSyncSucceeded() override {
+            TiProtocol::asyncSyncSucceeded();
+            throw ExInternalError( QV_HERE, "not like that" );
+        }
+    };
+    FailingStore server;
+    TestTiles tiles( server, 1 );
+    MbBuffer tile = tiles.make();
+    {
+        const RCShdPtr<TiStore> store( new TiStore( server ) );
+        MbBufferWrGuardImp guard( tile );
+        guard.setProtocol( OPtr<MbProtocol>( new Refusing( store ) ) );
+    }
+    TestTiles::fill( tile, 'x' );
+    HoldPoint transfer( "transfer" );
+    server.onTransfer = [&]( const CtPxTileId& ) { transfer.pass(); };
+    tile.asyncSync();
+    transfer.release();
+    TestTiles::lock( tiles.make() );
+    EXPECT_TRUE( TestTiles::isFilledWith( tile, 'x' ) );
 }
 
 TEST( TiProtocolTest, ContentThatADerivedClassMakesIsMadeAgain ) {

@@ -113,6 +113,37 @@ TEST( TiStoreTest, ServerThatHasNoRoomForManyTilesIsAskedForFewer ) {
     expectFilled( more );
 }
 
+TEST( TiStoreTest, OneThreadMakesABlockAndOthersGetItsPieces ) {
+    FailingStore server;
+    TestTiles tiles( server, 10 );
+    const std::vector<MbBuffer> all = makeFilled( tiles, 4 );
+    ASSERT_EQ( server.getNbSerialIds(), 3U );
+    HoldPoint create( "create" );
+    std::atomic<bool> isFirst = true;
+    server.onCreate = [&] {
+        if( isFirst.exchange( false ) ) {
+            create.pass();
+        }
+    };
+    std::vector<MbBuffer> more;
+    for( int i = 0; i < 3; ++i ) {
+        more.push_back( tiles.make() );
+        TestTiles::fill( more.back(), static_cast<char>( 'a' + i ) );
+    }
+    TestThread first( [&] { more[0].sync(); } );
+    create.waitUntilReached();
+    TestThread second( [&] { more[1].sync(); } );
+    second.waitUntilBlocked();
+    // A completion may do this, which waits for nobody.
+    more[2].asyncSync();
+    EXPECT_EQ( server.getNbSerialIds(), 4U );
+    create.release();
+    first.join();
+    second.join();
+    EXPECT_EQ( server.getNbSerialIds(), 5U );
+    expectFilled( more );
+}
+
 TEST( TiStoreTest, BlockThatCantBeWrittenIsLeftToTheTilesThatItHas ) {
     for( const bool isAhead : { false, true } ) {
         FailingStore server;

@@ -13,6 +13,7 @@
 #include <atomic>
 #include <climits>
 #include <cstring>
+#include <functional>
 #include <string>
 
 namespace Qv {
@@ -29,6 +30,9 @@ public:
     ~FailingStore() override { drain(); }
 
     CtServer::NewTile createTile( unsigned int size ) override {
+        if( onCreate ) {
+            onCreate();
+        }
         fail( CREATE );
         if( size > mostBytes ) {
             throw CtEx::ExNotEnoughSpace( QV_HERE, "no room" );
@@ -40,6 +44,7 @@ public:
 
     /// With one that no tile's size is a multiple of, each tile has a block of its own.
     unsigned int blockSize = 1;
+    std::function<void()> onCreate;
     /// Larger blocks have no room.
     std::atomic<unsigned int> mostBytes = UINT_MAX;
     /// A sum of calls.
