@@ -66,7 +66,8 @@ public:
     /// Removes, or in a dry run only counts, the blocks of dead sessions, and all probes: a server
     /// whose probe goes notices nothing. A session that begins meanwhile keeps its blocks, even
     /// where the index gave it the number of a dead one, whose further blocks stay then. Of two
-    /// that prune at once one leaves a session to the other.
+    /// that prune at once one leaves a session to the other. Without the right to write the index
+    /// no block goes.
     Pruned prune( bool isDryRun );
 
 private:

@@ -2,6 +2,7 @@
 #include <tools/qvcache/command.h>
 
 #include <resmgt/content/ctFileServer.h>
+#include <resmgt/osal/test/testFiles.h>
 
 #include <gmock/gmock.h>
 
@@ -118,6 +119,15 @@ TEST_F( QvcacheTest, PrunesWhatDeadSessionsHaveLeftAndNothingElse ) {
     // Without the index nobody knows who lives.
     makeBlocks( 1 );
     fs::remove( at( ".session_idx" ) );
+    EXPECT_THAT( show( "prune" ), HasSubstr( "Removed 0 blocks" ) );
+}
+
+TEST_F( QvcacheTest, WhoMayNotWriteTheIndexRemovesNoBlocks ) {
+    fs::permissions( at(), fs::perms::all );
+    fs::permissions( at( ".session_idx" ), fs::perms( 0444 ) );
+    const WithoutPowers reader;
+    EXPECT_THAT( run( { at(), "prune", "--dry-run" } ).output,
+                 AllOf( HasSubstr( "dead          2 " ), HasSubstr( "Would remove 0 blocks" ) ) );
     EXPECT_THAT( show( "prune" ), HasSubstr( "Removed 0 blocks" ) );
 }
 

@@ -74,7 +74,9 @@ public:
         }
         const auto [known, isNew] = _areDead.try_emplace( session, false );
         if( isNew ) {
-            known->second = _cache.getState( session ) == State::DEAD;
+            // Who may not write the index can claim nothing.
+            known->second = _cache.getState( session ) == State::DEAD &&
+                            ( !_isDryRun || _cache._index->isWritable() );
         }
         if( known->second && !_isDryRun ) {
             known->second = claim( session );
