@@ -9,6 +9,7 @@
 #include <resmgt/threads/priority.h>
 #include <resmgt/threads/priorityRelation.h>
 
+#include <atomic>
 #include <exception>
 
 namespace Qv {
@@ -76,6 +77,11 @@ public:
     const LiString& getPath() const noexcept { return _path; }
     Priority& getServerPriority() noexcept { return _priority; }
     CtCounters getCounters() const noexcept { return _tally->getCounters(); }
+    /// Whether the reports of failed asynchronous requests, which are logged, are printed on
+    /// standard output as well; so it is at first.
+    void setPrintingFailures( bool isPrinting ) noexcept {
+        _isPrintingFailures.store( isPrinting, std::memory_order_relaxed );
+    }
 
     /// Of the store, in units of 1024 bytes.
     virtual std::uint64_t getFreeSpace() const = 0;
@@ -119,7 +125,8 @@ protected:
     explicit CtServer( const LiString& configuration );
 
     /// Ends an asynchronous request as described above, `failure` being what prevented its transfer
-    /// or null. A failure, and what a completion raises, is counted, logged and printed as "Async
+    /// or null. A failure, and what a completion raises, is counted, logged and, unless that is
+    /// switched off, printed as "Async
     /// content operation on <tile> failed: <reason>". The caller holds no lock, and nothing of the
     /// request.
     void complete( const CtPxTileId& tile, LkAsyncHandle* handle,
@@ -137,6 +144,8 @@ private:
     Priority _priority;
     const PriorityRelation _belowRealTime;
     const RCShdPtr<CtTally> _tally;
+    // Hands nothing over.
+    std::atomic<bool> _isPrintingFailures = true;
 };
 
 } // namespace Qv

@@ -3,6 +3,7 @@
 
 #include <tests/support/deadline.h>
 #include <tests/support/processCounts.h>
+#include <tests/support/scopedEnvironment.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
@@ -217,7 +218,12 @@ TEST_F( QvcompFaultTest, ScratchFolderFullInTheMiddleEndsTheWork ) {
             SCOPED_TRACE( ::testing::PrintToString( options ) );
             Arguments limited = options;
             limited.insert( limited.end(), { "--scratch-limit", "100K" } );
-            expectFailure( "the tiles in " + folder + " need more than the 102400 bytes", limited );
+            const std::string full = "the tiles in " + folder + " need more than the ";
+            expectFailure( full + "102400 bytes of --scratch-limit", limited );
+            {
+                const ScopedEnvironment lower( "QV_IO_MAX_BYTES", "50000" );
+                expectFailure( full + "50000 bytes of QV_IO_MAX_BYTES", limited );
+            }
             // A tile's file takes 4096.
             const FileSizeLimit limit( 4000 );
             expectFailure( "can't keep tiles in " + folder + ": File too large", options );

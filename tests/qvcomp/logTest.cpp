@@ -61,6 +61,12 @@ TEST_F( QvcompLogTest, WithoutAFileTheReportNamesTheOneThatTheRunHasMade ) {
     EXPECT_THAT( readFile( file ), HasSubstr( "] picture made in " ) );
 }
 
+TEST_F( QvcompLogTest, LinesThatAVariableSendsToStandardOutputAreBesideTheReport ) {
+    const ScopedEnvironment echo( "QV_LOG_INFORMATIONAL", "%" );
+    EXPECT_THAT( runCommand( {} ).output,
+                 AllOf( HasSubstr( "] pass \"" ), HasSubstr( "\"log\": null" ) ) );
+}
+
 TEST_F( QvcompLogTest, ALogThatCantBeOpenedEndsTheCommandBeforeItsWork ) {
     const struct {
         std::string file;

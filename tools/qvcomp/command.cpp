@@ -6,7 +6,6 @@
 #include <tools/qvcomp/pictureFile.h>
 #include <tools/qvcomp/plainTiles.h>
 #include <tools/qvcomp/planeCompare.h>
-#include <tools/qvcomp/quietOutput.h>
 #include <tools/qvcomp/render.h>
 #include <tools/qvcomp/report.h>
 
@@ -180,7 +179,6 @@ std::vector<double> getWeights( const Options& options, const Scene& scene ) {
 /// Makes the picture; the files get their names when all has gone well.
 Report makePicture( const Options& options, const Scene& scene, std::ostream* terminal ) {
     const HwIntervalTimer timer( "qvcomp" );
-    const QuietOutput quiet;
     Progress progress( terminal, getWeights( options, scene ) );
     Outputs outputs( options, scene );
     const ManagedTiles::Settings settings = makeSettings( options, scene );

@@ -20,7 +20,7 @@ namespace Qv::Comp {
 /// Tiles in managed buffers: they take at most as much memory as is set, and those that have no
 /// room wait in the media cache.
 ///
-/// Dead locks: a computing thread has at most two tiles, and at most one while it waits for memory;
+/// Deadlocks:  a computing thread has at most two tiles, and at most one while it waits for memory;
 ///             transfers that are under way have tiles as well, and end without anybody's help, see
 ///             TiProtocol. With room for two tiles a thread at least one thread always goes on.
 /// Priority:   the computing threads are no higher than the cache's, or they would starve what is

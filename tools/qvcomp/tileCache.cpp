@@ -5,7 +5,6 @@
 
 #include <resmgt/content/ctCacheDirectory.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -52,22 +51,33 @@ void removeRemains( const OsFilePath& folder ) {
     }
 }
 
-std::unique_ptr<CtFileServer> makeServer( const OsFilePath& folder,
-                                          const TileCache::Settings& settings, bool isUnbuffered ) {
+} // namespace
+
+TileCache::Bound TileCache::getBound( const Settings& settings ) {
+    const std::uint64_t configured = CtFileOptions::getConfigured().mostBytes;
+    return settings.limit && *settings.limit <= configured
+               ? Bound{ *settings.limit, "--scratch-limit" }
+               : Bound{ configured, "QV_IO_MAX_BYTES" };
+}
+
+std::unique_ptr<CtFileServer> TileCache::makeServer( const OsFilePath& folder,
+                                                     bool isUnbuffered ) const {
     CtFileOptions options = CtFileOptions::getConfigured();
     options.unbufferedIO = isUnbuffered ? -1 : 0;
     // Buffered transfers have no unit, so that tiles of any size share files.
     options.alignment = isUnbuffered ? -1 : 1;
     options.blockSize = isUnbuffered ? -1 : 1;
-    options.mostBytes = std::min( options.mostBytes, settings.limit.value_or( UINT64_MAX ) );
-    return std::make_unique<CtFileServer>( LiString( folder.toString() ),
-                                           CtEngineOptions::getConfigured(), options );
+    options.mostBytes = _bound.bytes;
+    auto server = std::make_unique<CtFileServer>( LiString( folder.toString() ),
+                                                  CtEngineOptions::getConfigured(), options );
+    // Standard output is the report's.
+    server->setPrintingFailures( false );
+    return server;
 }
-
-} // namespace
 
 TileCache::TileCache( const Settings& settings )
     : _settings( settings )
+    , _bound( getBound( settings ) )
     , _scratchFolder( settings.scratchFolder.toString() ) {
     const OsFilePath folder = makeFolder( settings.scratchFolder );
     access( [&] { start( folder ); } );
@@ -75,17 +85,17 @@ TileCache::TileCache( const Settings& settings )
 
 void TileCache::start( const OsFilePath& folder ) {
     removeRemains( folder );
-    _server = makeServer( folder, _settings, _settings.isUnbuffered );
+    _server = makeServer( folder, _settings.isUnbuffered );
     if( _server->getAlignment() > getAlignment( _settings.isUnbuffered ) ) {
         _server.reset();
-        _server = makeServer( folder, _settings, false );
+        _server = makeServer( folder, false );
     }
 }
 
 void TileCache::raise( const ExBase& failure ) const {
     const std::string reason = failure.getReason();
-    if( _settings.limit && reason.find( "QV_IO_MAX_BYTES" ) != std::string::npos ) {
-        throw Failure( Tag::SCRATCH_FULL, _scratchFolder, *_settings.limit );
+    if( reason.ends_with( "QV_IO_MAX_BYTES is reached." ) ) {
+        throw Failure( Tag::SCRATCH_FULL, _scratchFolder, _bound.bytes, _bound.name );
     }
     throw Failure( Tag::SCRATCH, _scratchFolder, getSystemText( failure ) );
 }

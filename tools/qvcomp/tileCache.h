@@ -48,10 +48,19 @@ public:
     static std::size_t getAlignment( bool isUnbuffered ) noexcept;
 
 private:
+    /// The most that the files may take, in bytes, and who said so.
+    struct Bound {
+        std::uint64_t bytes;
+        const char* name;
+    };
+
+    static Bound getBound( const Settings& settings );
+    std::unique_ptr<CtFileServer> makeServer( const OsFilePath& folder, bool isUnbuffered ) const;
     void start( const OsFilePath& folder );
     [[noreturn]] void raise( const ExBase& failure ) const;
 
     const Settings _settings;
+    const Bound _bound;
     /// As text: a path fills a cache when it prints itself, which threads mustn't do at once.
     const std::string _scratchFolder;
     std::unique_ptr<CtFileServer> _server;

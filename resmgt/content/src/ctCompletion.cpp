@@ -24,15 +24,17 @@ std::string getReason( const std::exception_ptr& failure ) {
 }
 
 /// Tells of a failure that nobody can be given as an exception.
-void report( const CtPxTileId& tile, const std::exception_ptr& failure ) noexcept {
+void report( const CtPxTileId& tile, const std::exception_ptr& failure, bool isPrinted ) noexcept {
     try {
         std::ostringstream text;
         text << "Async content operation on ";
         tile.dump( text );
         text << " failed: " << getReason( failure );
         QV_LOG( Content, Error, text.str() );
-        text << '\n';
-        ExStdout::printAtomically( text.str().c_str() );
+        if( isPrinted ) {
+            text << '\n';
+            ExStdout::printAtomically( text.str().c_str() );
+        }
     } catch( ... ) {
         Trace::printCurrentException( "CtServer::complete", QV_HERE );
     }
@@ -61,7 +63,7 @@ void CtServer::complete( const CtPxTileId& tile, LkAsyncHandle* handle,
 
 void CtServer::reportFailure( const CtPxTileId& tile, const std::exception_ptr& failure ) noexcept {
     _tally->countFailure();
-    report( tile, failure );
+    report( tile, failure, _isPrintingFailures.load( std::memory_order_relaxed ) );
 }
 
 } // namespace Qv
