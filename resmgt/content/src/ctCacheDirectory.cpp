@@ -22,10 +22,13 @@ constexpr double LONGEST_WAIT = 5.0;
 std::uint64_t countSessions( CtSessionFile& index ) {
     const Locking locking = index.lock( LONGEST_WAIT );
     const std::optional<std::string> text = index.read();
-    const auto last = text ? CtSessionFile::parse( *text ) : std::nullopt;
     if( locking == Locking::HAD ) {
         index.unlock();
     }
+    if( !text ) {
+        return 0;
+    }
+    const auto last = CtSessionFile::parse( *text );
     if( !last ) {
         return 0;
     }
