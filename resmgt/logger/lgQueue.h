@@ -38,6 +38,15 @@ public:
     class Observer;
     class SuppressGuard;
 
+    /// Statements that a line still has to count.
+    struct Losses {
+        std::uint64_t nbLost = 0;
+        /// Within other statements.
+        std::uint64_t nbNested = 0;
+
+        std::uint64_t getCount() const noexcept { return nbLost + nbNested; }
+    };
+
     /// Powers of two.
     struct Sizes {
         std::uint32_t nbCharacters = LgStream::BufSize;
@@ -79,10 +88,16 @@ public:
     void removeEntry();
     unsigned int getNbEntries() const noexcept;
     std::uint32_t getBufSize() const noexcept { return _sizes.nbCharacters; }
-    /// How many losses a line for the first entry, an overflow entry, has to count, those included
-    /// that came after the former line was written. Each is reported once.
+    /// The losses that a line for the first entry, an overflow entry, has to count, those included
+    /// that came after the former line was written.
+    Losses getOverflowLosses() const;
+    /// The same in an idle pass, of those that no entry stands for. REQUIRES: the queue is empty.
+    Losses getMissedLosses() const noexcept;
+    /// They are on a line, and are reported no more. A process that is killed between the line and
+    /// this leaves them in its memory too.
+    void noteReported( const Losses& losses ) noexcept;
+    /// The first with the last, and the second with it.
     std::uint64_t takeOverflowCount();
-    /// The same in an idle pass, for losses that no entry stands for. REQUIRES: the queue is empty.
     std::uint64_t takeMissedCount() noexcept;
     bool hasMissed() const noexcept;
     /// The stamp of the statement that the owner is writing; `NOT_STAMPED` while it takes the

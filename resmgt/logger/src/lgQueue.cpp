@@ -23,18 +23,14 @@ constexpr auto RELEASE = std::memory_order_release;
 constinit std::atomic<std::uint64_t> nbUnread{ 0 };
 
 /// For a counter with one writer.
-void increment( std::atomic<std::uint64_t>& counter ) noexcept {
-    counter.store( counter.load( RELAXED ) + 1, RELAXED );
+void increment( std::atomic<std::uint64_t>& counter, std::uint64_t number = 1 ) noexcept {
+    counter.store( counter.load( RELAXED ) + number, RELAXED );
 }
 
-/// How much of `total` is still to be reported, which counts as reported with that.
-std::uint64_t takeUntold( std::atomic<std::uint64_t>& told, std::uint64_t total ) noexcept {
-    const std::uint64_t former = told.load( RELAXED );
-    if( total <= former ) {
-        return 0;
-    }
-    told.store( total, RELAXED );
-    return total - former;
+std::uint64_t getUnreported( std::uint64_t total,
+                             const std::atomic<std::uint64_t>& reported ) noexcept {
+    const std::uint64_t former = reported.load( RELAXED );
+    return total > former ? total - former : 0;
 }
 
 std::uint64_t getRealTime() noexcept {
@@ -260,23 +256,38 @@ void LgQueue::removeEntry() {
     }
 }
 
-std::uint64_t LgQueue::takeOverflowCount() {
+LgQueue::Losses LgQueue::getOverflowLosses() const {
     const Entry& entry = readEntry();
-    return takeUntold( _memory->reader.nbTold, entry._place + entry.getOverflowCount() );
+    return { .nbLost =
+                 getUnreported( entry._place + entry.getOverflowCount(), _memory->reader.nbTold ) };
+}
+
+LgQueue::Losses LgQueue::getMissedLosses() const noexcept {
+    const LgQueueMemory::Owner& owner = _memory->owner;
+    const LgQueueMemory::Reader& reader = _memory->reader;
+    return { .nbLost = getUnreported( owner.nbLost.load( RELAXED ), reader.nbTold ),
+             .nbNested = getUnreported( owner.nbNested.load( RELAXED ), reader.nbNestedTold ) };
 }
 
 bool LgQueue::hasMissed() const noexcept {
-    const LgQueueMemory::Owner& owner = _memory->owner;
-    const LgQueueMemory::Reader& reader = _memory->reader;
-    return owner.nbLost.load( RELAXED ) > reader.nbTold.load( RELAXED ) ||
-           owner.nbNested.load( RELAXED ) > reader.nbNestedTold.load( RELAXED );
+    return getMissedLosses().getCount() > 0;
+}
+
+void LgQueue::noteReported( const Losses& losses ) noexcept {
+    increment( _memory->reader.nbTold, losses.nbLost );
+    increment( _memory->reader.nbNestedTold, losses.nbNested );
+}
+
+std::uint64_t LgQueue::takeOverflowCount() {
+    const Losses losses = getOverflowLosses();
+    noteReported( losses );
+    return losses.getCount();
 }
 
 std::uint64_t LgQueue::takeMissedCount() noexcept {
-    const LgQueueMemory::Owner& owner = _memory->owner;
-    LgQueueMemory::Reader& reader = _memory->reader;
-    return takeUntold( reader.nbTold, owner.nbLost.load( RELAXED ) ) +
-           takeUntold( reader.nbNestedTold, owner.nbNested.load( RELAXED ) );
+    const Losses losses = getMissedLosses();
+    noteReported( losses );
+    return losses.getCount();
 }
 
 std::uint64_t LgQueue::getStampBeingWritten() const noexcept {

@@ -29,7 +29,7 @@
 /// Losses:
 ///   7. nbLost counts all losses, each before an entry's count shows it. An overflow entry's place
 ///      and count add up to nbLost as it was at the last loss that the entry stands for. nbTold, of
-///      the reader, is the greatest value of either that it has put on a line. The difference is
+///      the reader, is the greatest value of either whose line is written. The difference is
 ///      still to be reported, by the next line or the next idle pass: a run that goes on
 ///      while its entry is being removed isn't forgotten, and nothing is reported twice.
 ///   8. nbNested counts statements within others. They have no entry, and wait for an idle pass.

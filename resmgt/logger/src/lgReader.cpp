@@ -8,9 +8,6 @@
 #include <resmgt/profiling/hwCounter.h>
 
 #include <algorithm>
-#include <array>
-#include <cinttypes>
-#include <cstdio>
 #include <limits>
 #include <string>
 
@@ -42,21 +39,18 @@ private:
     std::uint64_t& _firstStamp;
 };
 
-/// Nothing fails between the moment when `takeCount` takes the losses and their line.
-template <class TakeCount>
-void outputOverflow( const LgQueue& queue, std::uint64_t timeStamp, const TakeCount& takeCount ) {
-    LgLog::EntryInfo info{ LgTypes::Informational, timeStamp, queue.getThreadName(),
-                           queue.getThreadId() };
+/// The losses are reported only once their line is written: a kill in between leaves them in both.
+void outputOverflow( LgQueue& queue, std::uint64_t timeStamp, const LgQueue::Losses& losses ) {
+    if( losses.getCount() == 0 ) {
+        return;
+    }
+    const LgLog::EntryInfo info{ LgTypes::Informational, timeStamp, queue.getThreadName(),
+                                 queue.getThreadId(), losses.getCount() };
     std::string line;
     LgLog::appendPrefix( line, info );
-    std::array<char, 64> text{};
-    line.reserve( line.size() + text.size() );
-    info.lostStatements = takeCount();
-    if( info.lostStatements > 0 ) {
-        std::snprintf( text.data(), text.size(), "Event overflow [%" PRIu64 "]\n",
-                       info.lostStatements );
-        LgLog::outputEntry( info, line.append( text.data() ).c_str(), "" );
-    }
+    line += "Event overflow [" + std::to_string( losses.getCount() ) + "]\n";
+    LgLog::outputEntry( info, line.c_str(), "" );
+    queue.noteReported( losses );
 }
 
 } // namespace
@@ -171,7 +165,7 @@ void LgReader::destroyQueue( LgQueue& queue ) {
 
 void LgReader::flushMissed( LgQueue& queue ) {
     if( queue.hasMissed() ) {
-        outputOverflow( queue, HwCounter::timeStamp(), [&] { return queue.takeMissedCount(); } );
+        outputOverflow( queue, HwCounter::timeStamp(), queue.getMissedLosses() );
     }
 }
 
@@ -181,7 +175,7 @@ void LgReader::flushQueue( Source& source, std::uint64_t now ) {
     LgLog::noteQueueLevel( queue.getNbEntries() );
     const LgQueue::Entry& entry = queue.readEntry();
     if( entry.isOverflowEntry() ) {
-        outputOverflow( queue, entry.getTimeStamp(), [&] { return queue.takeOverflowCount(); } );
+        outputOverflow( queue, entry.getTimeStamp(), queue.getOverflowLosses() );
         const Removal removal( queue, source.firstStamp );
     } else {
         outputText( source, now );
