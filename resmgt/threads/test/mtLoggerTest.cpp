@@ -165,7 +165,7 @@ TEST( MtLoggerTest, AFlushReturnsWithTheStatementsOfItsThreadHandled ) {
     } );
     ASSERT_TRUE( LgLog::flush( FLUSH_SECONDS ) );
     const std::uint64_t nbBefore = getNbTold();
-    for( std::uint64_t i = 1; i <= static_cast<std::uint64_t>( scaledCount( 2000 ) ); ++i ) {
+    for( std::uint64_t i = 1; i <= static_cast<std::uint64_t>( scaledCount( 500 ) ); ++i ) {
         logLines( 1 );
         EXPECT_TRUE( LgLog::flush( FLUSH_SECONDS ) );
         ASSERT_EQ( getNbTold() - nbBefore, i );
