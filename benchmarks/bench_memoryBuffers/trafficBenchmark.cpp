@@ -8,14 +8,17 @@
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <filesystem>
 #include <list>
 #include <numeric>
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -172,6 +175,11 @@ public:
             _buffers[static_cast<std::size_t>( tile )].prefetch();
         }
     }
+    void waitForPrefetches() {
+        _server.blockUntilProcessed();
+        // The completion of the last one may still be running.
+        std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
+    }
 
 private:
     CtFileServer _server;
@@ -242,27 +250,40 @@ private:
     std::vector<bool> _isKnown;
 };
 
-/// Reads or writes all bytes of tiles at random, 30 of 100 accesses write.
+/// All tiles get their places in the store.
 template <class Cache>
-void traffic( benchmark::State& state ) {
-    const TileFile file( static_cast<int>( state.range( 0 ) ) * 1024 );
-    Cache cache( file );
-    // First all of them get their places in the store.
+void fill( Cache& cache, const TileFile& file ) {
     for( const bool isWrite : { true, false } ) {
         for( int i = 0; i < file.nbTiles; ++i ) {
             cache.access( i, isWrite, []( void* ) {} );
         }
     }
+}
+
+/// How many accesses ahead the client knows its tiles.
+constexpr int NB_AHEAD = 8;
+
+/// Reads or writes all bytes of tiles at random, 30 of 100 accesses write.
+template <class Cache>
+void traffic( benchmark::State& state ) {
+    const TileFile file( static_cast<int>( state.range( 0 ) ) * 1024 );
+    Cache cache( file );
+    fill( cache, file );
     std::mt19937 random( 1 );
     const auto draw = [&]() -> std::pair<int, bool> {
         const auto tile = static_cast<int>( random() % static_cast<unsigned>( file.nbTiles ) );
         return { tile, random() % 100 < 30 };
     };
-    std::pair<int, bool> next = draw();
+    std::deque<std::pair<int, bool>> next;
+    for( int i = 0; i < NB_AHEAD; ++i ) {
+        next.push_back( draw() );
+    }
     std::uint64_t sum = 0;
     for( auto _ : state ) {
-        const auto [tile, isWrite] = std::exchange( next, draw() );
-        cache.prefetch( next.first );
+        next.push_back( draw() );
+        cache.prefetch( next.back().first );
+        const auto [tile, isWrite] = next.front();
+        next.pop_front();
         cache.access( tile, isWrite, [&file, &sum, isWrite = isWrite]( void* memory ) {
             const std::span words( static_cast<std::uint64_t*>( memory ), file.bytes() / 8 );
             if( isWrite ) {
@@ -277,6 +298,36 @@ void traffic( benchmark::State& state ) {
     state.SetBytesProcessed( state.iterations() * file.tileSize );
 }
 
+/// Locks half of the resident tiles after they were brought back ahead of need; of these the first
+/// locks count, or the second ones.
+template <bool IS_SECOND>
+void lockPrefetched( benchmark::State& state ) {
+    const TileFile file( 64 * 1024 );
+    MediaTiles<true> cache( file );
+    fill( cache, file );
+    const int nbTiles = file.nbResident / 2;
+    int first = 0;
+    const auto lockAll = [&] {
+        for( int i = 0; i < nbTiles; ++i ) {
+            cache.access( ( first + i ) % file.nbTiles, false, []( void* ) {} );
+        }
+    };
+    for( auto _ : state ) {
+        for( int i = 0; i < nbTiles; ++i ) {
+            cache.prefetch( ( first + i ) % file.nbTiles );
+        }
+        cache.waitForPrefetches();
+        if( IS_SECOND ) {
+            lockAll();
+        }
+        const auto start = std::chrono::steady_clock::now();
+        lockAll();
+        const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+        state.SetIterationTime( time.count() / nbTiles );
+        first = ( first + nbTiles ) % file.nbTiles;
+    }
+}
+
 void overSizes( benchmark::internal::Benchmark* row ) {
     row->ArgName( "KiB" )->Arg( 64 )->Arg( 256 )->UseRealTime();
     row->Unit( benchmark::kMicrosecond );
@@ -287,5 +338,13 @@ BENCHMARK( traffic<MbTiles<true>> )->Name( "traffic/MbBuffer_random" )->Apply( o
 BENCHMARK( traffic<MediaTiles<false>> )->Name( "traffic/mediaTiles" )->Apply( overSizes );
 BENCHMARK( traffic<MediaTiles<true>> )->Name( "traffic/mediaTiles_prefetched" )->Apply( overSizes );
 BENCHMARK( traffic<PlainLru> )->Name( "traffic/plainLRU" )->Apply( overSizes );
+BENCHMARK( lockPrefetched<false> )
+    ->Name( "lockPrefetched/first" )
+    ->UseManualTime()
+    ->Iterations( 100 );
+BENCHMARK( lockPrefetched<true> )
+    ->Name( "lockPrefetched/second" )
+    ->UseManualTime()
+    ->Iterations( 100 );
 
 } // namespace
