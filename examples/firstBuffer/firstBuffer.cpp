@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,8 @@ int run( int argc, char** argv ) {
     const Qv::InInitGuard packages( argc, argv );
 
     // Where tiles wait that memory has no room for, and what makes tiles.
-    Qv::CtServer::configure( argc > 1 ? argv[1] : "/var/tmp/firstBuffer" );
+    const char* const cache = argc > 1 ? argv[1] : "firstBuffer.cache";
+    Qv::CtServer::configure( std::filesystem::absolute( cache ).string() );
     Qv::TiBufferFactory factory( MEMORY_SIZE );
 
     std::vector<Qv::MbBuffer> tiles;
