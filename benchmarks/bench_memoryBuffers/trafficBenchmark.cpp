@@ -298,10 +298,12 @@ void traffic( benchmark::State& state ) {
     state.SetBytesProcessed( state.iterations() * file.tileSize );
 }
 
-/// Locks half of the resident tiles after they were brought back ahead of need; of these the first
-/// locks count, or the second ones.
-template <bool IS_SECOND>
-void lockPrefetched( benchmark::State& state ) {
+/// Who locked the tiles last: nobody since a prefetch brought them back, or a thread.
+enum class Before { PREFETCH, LOCK_ELSEWHERE, LOCK };
+
+/// Locks half of the resident tiles after they were brought back ahead of need.
+template <Before BEFORE>
+void lockAfter( benchmark::State& state ) {
     const TileFile file( 64 * 1024 );
     MediaTiles<true> cache( file );
     fill( cache, file );
@@ -317,8 +319,10 @@ void lockPrefetched( benchmark::State& state ) {
             cache.prefetch( ( first + i ) % file.nbTiles );
         }
         cache.waitForPrefetches();
-        if( IS_SECOND ) {
+        if( BEFORE == Before::LOCK ) {
             lockAll();
+        } else if( BEFORE == Before::LOCK_ELSEWHERE ) {
+            std::thread( lockAll ).join();
         }
         const auto start = std::chrono::steady_clock::now();
         lockAll();
@@ -326,6 +330,10 @@ void lockPrefetched( benchmark::State& state ) {
         state.SetIterationTime( time.count() / nbTiles );
         first = ( first + nbTiles ) % file.nbTiles;
     }
+}
+
+void ofManyLocks( benchmark::internal::Benchmark* row ) {
+    row->UseManualTime()->Iterations( 100 );
 }
 
 void overSizes( benchmark::internal::Benchmark* row ) {
@@ -338,13 +346,10 @@ BENCHMARK( traffic<MbTiles<true>> )->Name( "traffic/MbBuffer_random" )->Apply( o
 BENCHMARK( traffic<MediaTiles<false>> )->Name( "traffic/mediaTiles" )->Apply( overSizes );
 BENCHMARK( traffic<MediaTiles<true>> )->Name( "traffic/mediaTiles_prefetched" )->Apply( overSizes );
 BENCHMARK( traffic<PlainLru> )->Name( "traffic/plainLRU" )->Apply( overSizes );
-BENCHMARK( lockPrefetched<false> )
-    ->Name( "lockPrefetched/first" )
-    ->UseManualTime()
-    ->Iterations( 100 );
-BENCHMARK( lockPrefetched<true> )
-    ->Name( "lockPrefetched/second" )
-    ->UseManualTime()
-    ->Iterations( 100 );
+BENCHMARK( lockAfter<Before::PREFETCH> )->Name( "lockAfter/prefetch" )->Apply( ofManyLocks );
+BENCHMARK( lockAfter<Before::LOCK_ELSEWHERE> )
+    ->Name( "lockAfter/lockElsewhere" )
+    ->Apply( ofManyLocks );
+BENCHMARK( lockAfter<Before::LOCK> )->Name( "lockAfter/lock" )->Apply( ofManyLocks );
 
 } // namespace
