@@ -396,23 +396,24 @@ TEST_P( CtFileServerLayoutTest, ReservesWholeUnitsAndComparesWithThem ) {
     const TestCache cache;
     const auto server = cache.start( std::string( GetParam() ) + " " + BUFFERED );
     for( const unsigned int size : { 0u, 1u, 4096u, 4097u, 100000u } ) {
-        const auto [tile, hint] = server->createTile( size );
-        EXPECT_TRUE( hint.isNull() );
-        const fs::path path = folderOf( cache ).getPath( tile.getSerialId() ).toString();
+        const auto made = server->createTile( size );
+        const CtSerialId id = made.tile.getSerialId();
+        EXPECT_TRUE( made.hint.isNull() );
+        const fs::path path = folderOf( cache ).getPath( id ).toString();
         const unsigned int rounded = ( size + 4095 ) / 4096 * 4096;
         struct stat facts {};
         ASSERT_EQ( ::lstat( path.c_str(), &facts ), 0 );
         EXPECT_EQ( facts.st_size, rounded );
         EXPECT_GE( facts.st_blocks * 512, rounded );
         const auto isValid = [&]( unsigned int asked, int mode ) {
-            return server->isValid( CtStTileId( tile.getSerialId(), asked ), mode );
+            return server->isValid( CtStTileId( id, asked ), mode );
         };
         EXPECT_TRUE( isValid( size, 0 ) && isValid( rounded, 0 ) && isValid( size + 8192, 1 ) );
         EXPECT_FALSE( isValid( size + 8192, 0 ) || isValid( size + 8192, 2 ) );
-        EXPECT_EQ( readBlock( *server, tile.getSerialId(), size ), std::string( size, '\0' ) );
-        server->removeTile( tile.getSerialId() );
+        EXPECT_EQ( readBlock( *server, id, size ), std::string( size, '\0' ) );
+        server->removeTile( id );
         EXPECT_FALSE( isValid( size, 1 ) );
-        EXPECT_THAT( raisedBy( [&] { server->removeTile( tile.getSerialId() ); } ),
+        EXPECT_THAT( raisedBy( [&] { server->removeTile( id ); } ),
                      HasSubstr( path.string() ) );
     }
     // 4 GiB rounded up is beyond 32 bits.
