@@ -175,6 +175,9 @@ TEST_F( QvlogTest, WhatIsNoQueueOrATornOneDoesNoHarm ) {
     const auto write = [&]( const std::string& text ) {
         std::ofstream( path, std::ios::binary | std::ios::trunc ) << text;
     };
+    // As one is that has just been made.
+    write( "" );
+    EXPECT_FALSE( findTail( getProcess() ) );
     for( long i = 0; i < scaledCount( 1000 ); ++i ) {
         std::string torn = bytes;
         // Mostly in the head, which decides.

@@ -33,7 +33,7 @@ public:
         : _words( new Line64[bytes.size() / sizeof( Line64 ) + 1] )
         , _memory( reinterpret_cast<const LgQueueMemory*>( _words.get() ) )
         , _size( bytes.size() ) {
-        std::memcpy( _words.get(), bytes.data(), bytes.size() );
+        std::copy( bytes.begin(), bytes.end(), reinterpret_cast<char*>( _words.get() ) );
     }
 
     bool isValid() const {
