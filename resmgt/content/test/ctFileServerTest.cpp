@@ -413,8 +413,7 @@ TEST_P( CtFileServerLayoutTest, ReservesWholeUnitsAndComparesWithThem ) {
         EXPECT_EQ( readBlock( *server, id, size ), std::string( size, '\0' ) );
         server->removeTile( id );
         EXPECT_FALSE( isValid( size, 1 ) );
-        EXPECT_THAT( raisedBy( [&] { server->removeTile( id ); } ),
-                     HasSubstr( path.string() ) );
+        EXPECT_THAT( raisedBy( [&] { server->removeTile( id ); } ), HasSubstr( path.string() ) );
     }
     // 4 GiB rounded up is beyond 32 bits.
     EXPECT_FALSE( server->isValid( CtStTileId( CtSerialId( 1 ), UINT32_MAX ), 0 ) );
