@@ -14,8 +14,7 @@ namespace Qv {
 ///     OsFileReplacement next( path );
 ///     next.create();
 ///     next.write( text.data(), text.size() );
-///     next.commit( "settings.tt~" );
-///     next.removeBackup();
+///     next.commit();
 ///
 /// Links:    a link stays one: the file that it leads to is replaced. A second hard link keeps the
 ///           former content.
@@ -51,6 +50,8 @@ public:
     ///
     /// Errors: OsFileEx::ExFileExists if nothing was to be replaced and something is there now.
     void commit( const std::string& backupName );
+    /// The same without a backup.
+    void commit();
     /// Whether the new file has the name; also after a failure to sync that.
     bool isCommitted() const noexcept;
     /// Whether the former file is still there under the backup's name.
@@ -59,6 +60,9 @@ public:
 
 private:
     struct Imp;
+
+    void commitWith( const std::string& backupName );
+
     const std::unique_ptr<Imp> _imp;
 };
 

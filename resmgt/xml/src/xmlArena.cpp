@@ -1,0 +1,118 @@
+#include <resmgt/xml/src/xmlArena.h>
+
+#include <algorithm>
+#include <atomic>
+#include <new>
+#include <utility>
+
+namespace Qv {
+
+namespace {
+
+constexpr std::size_t FIRST_BLOCK = 1 << 12;
+constexpr std::size_t LARGEST_BLOCK = 1 << 16;
+/// What an element brings along usually fits behind it.
+constexpr std::size_t ROOM_BEHIND = 1 << 9;
+/// What a block is counted for while elements are made in it: more than there can be.
+constexpr int OPEN = 1 << 30;
+
+} // namespace
+
+struct alignas( void* ) XmlArena::Block {
+    /// Changed by all; who takes the last ones off sees what the others did before.
+    std::atomic<int> nbElements{ OPEN };
+};
+
+/// Before each element: where its memory is from, null for the heap.
+struct XmlArena::Prefix {
+    Block* block;
+};
+
+void* XmlArena::allocate( std::size_t size ) {
+    const std::size_t whole = sizeof( Prefix ) + size;
+    constexpr std::size_t UNIT = alignof( Prefix );
+    const std::size_t gap = ( UNIT - reinterpret_cast<std::size_t>( _next ) % UNIT ) % UNIT;
+    if( static_cast<std::size_t>( _end - _next ) < gap + whole + ROOM_BEHIND ) {
+        begin( whole + ROOM_BEHIND );
+    } else {
+        _next += gap;
+    }
+    char* const memory = _next;
+    _next += whole;
+    ++_nbMade;
+    return _newest = ::new( memory ) Prefix{ _block } + 1;
+}
+
+void* XmlArena::allocateAlone( std::size_t size ) {
+    return ::new( ::operator new( sizeof( Prefix ) + size ) ) Prefix{ nullptr } + 1;
+}
+
+void XmlArena::release( void* element ) noexcept {
+    Block* const block = getBlock( element );
+    if( block == nullptr ) {
+        ::operator delete( static_cast<Prefix*>( element ) - 1 );
+    } else {
+        drop( block, 1 );
+    }
+}
+
+char* XmlArena::append( std::size_t size ) noexcept {
+    if( static_cast<std::size_t>( _end - _next ) < size ) {
+        return nullptr;
+    }
+    char* const memory = _next;
+    _next += size;
+    return memory;
+}
+
+/// A small document takes a small block.
+void XmlArena::begin( std::size_t size ) {
+    const std::size_t blockSize =
+        std::max( sizeof( Block ) + size,
+                  _blockSize == 0 ? FIRST_BLOCK : std::min( 2 * _blockSize, LARGEST_BLOCK ) );
+    char* const memory = static_cast<char*>( ::operator new( blockSize ) );
+    retire();
+    _block = ::new( memory ) Block;
+    _next = memory + sizeof( Block );
+    _end = memory + blockSize;
+    _blockSize = blockSize;
+}
+
+void XmlArena::retire() noexcept {
+    if( _block != nullptr ) {
+        drop( _block, OPEN - _nbMade );
+    }
+    _nbMade = 0;
+}
+
+XmlArena::Block* XmlArena::getBlock( void* element ) noexcept {
+    return ( static_cast<Prefix*>( element ) - 1 )->block;
+}
+
+void XmlArena::drop( Block* block, int count ) noexcept {
+    if( block->nbElements.fetch_sub( count, std::memory_order_acq_rel ) == count ) {
+        block->~Block();
+        ::operator delete( block );
+    }
+}
+
+void XmlArena::Releases::add( void* element ) noexcept {
+    Block* const block = getBlock( element );
+    if( block == nullptr ) {
+        release( element );
+        return;
+    }
+    if( block != _block ) {
+        finish();
+        _block = block;
+    }
+    ++_count;
+}
+
+void XmlArena::Releases::finish() noexcept {
+    if( _block != nullptr ) {
+        drop( _block, std::exchange( _count, 0 ) );
+    }
+}
+
+} // namespace Qv

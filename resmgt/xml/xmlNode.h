@@ -1,0 +1,32 @@
+#pragma once
+
+#include <resmgt/resmgtApi.h>
+
+#include <string>
+#include <string_view>
+
+namespace Qv {
+
+/// What has a name in a document.
+class QV_RESMGT_API XmlNode {
+public:
+    virtual ~XmlNode();
+    XmlNode& operator=( const XmlNode& ) = delete;
+
+    const std::string& getNodeName() const noexcept { return _name; }
+
+    /// Whether `text` is a name by XML 1.0, fifth edition, in UTF-8: a letter, "_" or ":", then
+    /// also digits, "-" and ".". Nothing else in the names of elements and attributes is safe to
+    /// be written.
+    static bool isName( std::string_view text ) noexcept;
+
+protected:
+    explicit XmlNode( std::string_view name )
+        : _name( name ) {}
+    XmlNode( const XmlNode& ) = default;
+
+private:
+    const std::string _name;
+};
+
+} // namespace Qv
