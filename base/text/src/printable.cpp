@@ -1,6 +1,6 @@
 #include <base/text/printable.h>
 
-#include <base/text/src/utf.h>
+#include <base/text/utf.h>
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include <base/text/wideStringUtil.h>
 
-#include <base/text/src/utf.h>
+#include <base/text/utf.h>
 
 namespace Qv {
 

@@ -1,4 +1,4 @@
-#include <base/text/src/utf.h>
+#include <base/text/utf.h>
 #include <base/text/wideStringUtil.h>
 #include <tests/support/testSettings.h>
 
