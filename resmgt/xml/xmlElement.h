@@ -46,7 +46,7 @@ public:
     /// Where its start tag's name ends in the document that it was read from; 0 for others.
     int getLine() const noexcept { return _line; }
 
-    /// Null for a child is RCEx::ExNullPtr.
+    /// Null for a child is ExNullPtr.
     void appendChild( const RCShdPtr<XmlElement>& child );
     /// Errors, as of the next two: XmlEx::ExChildNotFound if the reference isn't a child. Of a
     /// child that stands here several times the first one is meant.

@@ -15,9 +15,9 @@ public:
 
     const std::string& getNodeName() const noexcept { return _name; }
 
-    /// Whether `text` is a name by XML 1.0, fifth edition, in UTF-8: a letter, "_" or ":", then
-    /// also digits, "-" and ".". Nothing else in the names of elements and attributes is safe to
-    /// be written.
+    /// Whether `text` is a name by XML 1.0, in UTF-8: a letter, "_" or ":", then also digits, "-"
+    /// and ".". The letters are those of the fourth edition, which all parsers know. Nothing else
+    /// is safe to be written as the name of an element or an attribute.
     static bool isName( std::string_view text ) noexcept;
 
 protected:

@@ -49,6 +49,22 @@ TEST( OsFileReplacementTest,
     }
 }
 
+TEST( OsFileReplacementTest, WithoutABackupTheFormerFileHasNoSecondName ) {
+    const TestFiles files( "file=old" );
+    const CallHook hook( nullptr, []( const SystemCall& call ) {
+        EXPECT_FALSE( std::string( call.name ).ends_with( "linkat" ) ) << call.name;
+        return 0;
+    } );
+    OsFileReplacement next( files.path( "file" ) );
+    next.create();
+    next.write( "new", 3 );
+    next.commit();
+    EXPECT_FALSE( next.hasBackup() );
+    next.removeBackup();
+    EXPECT_EQ( files.read( "file" ), "new" );
+    EXPECT_EQ( files.count(), 1 );
+}
+
 TEST( OsFileReplacementTest, WhateverCallFailsTheFormerFileIsThereUntilTheNewOneIs ) {
     for( const std::string old : { "old", "" } ) {
         std::optional<TestFiles> files;

@@ -1,5 +1,6 @@
 #include <resmgt/xml/xmlDocumentBuilder.h>
 
+#include <base/failure/qvHere.h>
 #include <resmgt/xml/src/xmlArena.h>
 #include <resmgt/xml/src/xmlAttributes.h>
 #include <resmgt/xml/xmlDocument.h>

@@ -270,15 +270,15 @@ void XmlWriter::endTag( Piece& piece ) {
 
 void XmlWriter::commit( const Piece& piece ) {
     _nbPending = piece.getEnd();
-    if( _stream != nullptr && _nbPending > _flushSize ) {
+    if( _nbPending > _flushSize ) {
         flush();
     }
 }
 
 /// What the stream doesn't take is its affair: it is never offered again.
 void XmlWriter::flush() {
-    const std::size_t size = std::exchange( _nbPending, 0 );
     if( _stream != nullptr ) {
+        const std::size_t size = std::exchange( _nbPending, 0 );
         _stream->write( _pending.data(), static_cast<std::streamsize>( size ) );
     }
 }
