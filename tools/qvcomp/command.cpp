@@ -119,10 +119,19 @@ public:
     Outputs( const Options& options, const Scene& scene )
         : _picture( options.output ) {
         checkInputs( _picture, scene );
+        checkJobs( _picture, options );
         if( !options.preview.isEmpty() ) {
             _preview.emplace( options.preview );
             checkInputs( *_preview, scene );
+            checkJobs( *_preview, options );
             checkPlaces();
+        }
+        if( !options.writtenJob.isEmpty() ) {
+            _job.emplace( options.writtenJob );
+            checkInputs( *_job, scene );
+            checkJobsPlace();
+            const std::string text = makeJob( options.typed );
+            _job->write( 0, text.data(), text.size() );
         }
     }
 
@@ -136,11 +145,18 @@ public:
         if( _preview ) {
             _preview->sync();
         }
+        if( _job ) {
+            _job->sync();
+        }
         InterruptNote::check();
         _picture.commit();
         if( _preview ) {
             checkPlaces();
             _preview->commit();
+        }
+        if( _job ) {
+            checkJobsPlace();
+            _job->commit();
         }
     }
 
@@ -148,6 +164,12 @@ private:
     void checkPlaces() const {
         if( _preview->hasPlaceOf( _picture ) ) {
             throw UsageFailure( Tag::SAME_OUTPUTS );
+        }
+    }
+
+    void checkJobsPlace() const {
+        if( _job->hasPlaceOf( _picture ) || ( _preview && _job->hasPlaceOf( *_preview ) ) ) {
+            throw UsageFailure( Tag::JOB_IS_OUTPUT );
         }
     }
 
@@ -159,10 +181,21 @@ private:
         }
     }
 
+    /// The job that is written may take the place of one that was read.
+    static void checkJobs( const PendingFile& output, const Options& options ) {
+        for( const OsFilePath& job : options.jobs ) {
+            struct stat facts;
+            if( ::stat( job.getChars(), &facts ) == 0 && output.replaces( FileId( facts ) ) ) {
+                throw UsageFailure( Tag::OUTPUT_IS_JOB, output.getPath().toString() );
+            }
+        }
+    }
+
     PendingFile* getPreview() { return _preview ? &*_preview : nullptr; }
 
     PendingFile _picture;
     std::optional<PendingFile> _preview;
+    std::optional<PendingFile> _job;
 };
 
 std::vector<double> getWeights( const Options& options, const Scene& scene ) {

@@ -160,7 +160,15 @@ struct ValueOption {
 
 using Text = const std::string&;
 
-constexpr std::array<ValueOption, 14> VALUE_OPTIONS{ {
+constexpr std::string_view JOB_OPTION = "--job";
+constexpr std::string_view WRITE_JOB_OPTION = "--write-job";
+
+/// What can't stand in a job.
+constexpr bool isAboutJobs( std::string_view name ) {
+    return name == JOB_OPTION || name == WRITE_JOB_OPTION;
+}
+
+constexpr std::array<ValueOption, 16> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
     { "-o", []( Options& o, Text, Text v ) { o.output = toFile( v ); } },
     { "--memory", []( Options& o, Text n, Text v ) { o.memory = parseByteCount( n, v ); } },
@@ -179,9 +187,16 @@ constexpr std::array<ValueOption, 14> VALUE_OPTIONS{ {
       []( Options& o, Text n, Text v ) { o.scratchLimit = parseByteCount( n, v ); } },
     { "--log", []( Options&, Text n, Text v ) { checkLogLevel( n, v ); } },
     { "--log-file", []( Options& o, Text, Text v ) { o.logFile = v; } },
+    // Jobs are read before all else.
+    { JOB_OPTION, []( Options&, Text, Text ) {} },
+    { WRITE_JOB_OPTION, []( Options& o, Text, Text v ) { o.writtenJob = toFile( v ); } },
 } };
 
 struct FlagOption {
+    bool isQuestion() const {
+        return flag == &Options::wantsHelp || flag == &Options::wantsVersion;
+    }
+
     std::string_view name;
     bool Options::*flag;
 };
@@ -191,6 +206,13 @@ constexpr std::array<FlagOption, 5> FLAG_OPTIONS{ { { "--verify", &Options::must
                                                     { "--help", &Options::wantsHelp },
                                                     { "-h", &Options::wantsHelp },
                                                     { "--version", &Options::wantsVersion } } };
+
+/// The option of the name; null without one.
+template <class Option, std::size_t N>
+const Option* findOption( const std::array<Option, N>& options, std::string_view name ) {
+    const auto found = std::ranges::find( options, name, &Option::name );
+    return found == options.end() ? nullptr : &*found;
+}
 
 /// An option as it was typed: "--name value" or "--name=value".
 struct TypedValue {
@@ -205,9 +227,8 @@ TypedValue readValue( Arguments arguments, std::size_t index ) {
     const std::size_t equals =
         argument.starts_with( "--" ) ? argument.find( '=' ) : std::string::npos;
     const std::string name = argument.substr( 0, equals );
-    const auto found = std::find_if( VALUE_OPTIONS.begin(), VALUE_OPTIONS.end(),
-                                     [&]( auto& o ) { return o.name == name; } );
-    if( found == VALUE_OPTIONS.end() ) {
+    const ValueOption* const found = findOption( VALUE_OPTIONS, name );
+    if( found == nullptr ) {
         throw UsageFailure( Tag::UNKNOWN_OPTION, argument );
     }
     const bool isJoined = equals != std::string::npos;
@@ -228,15 +249,14 @@ void readArguments( Arguments arguments, const OnLayer& onLayer, const OnFlag& o
     bool areOptionsOver = false;
     for( std::size_t i = 0; i < arguments.size(); ) {
         const std::string_view argument = arguments[i];
-        const auto flag = std::find_if( FLAG_OPTIONS.begin(), FLAG_OPTIONS.end(),
-                                        [&]( auto& o ) { return o.name == argument; } );
+        const FlagOption* const flag = findOption( FLAG_OPTIONS, argument );
         if( areOptionsOver || argument.size() < 2 || argument[0] != '-' ) {
             onLayer( std::string( argument ) );
             ++i;
         } else if( argument == "--" ) {
             areOptionsOver = true;
             ++i;
-        } else if( flag != FLAG_OPTIONS.end() ) {
+        } else if( flag != nullptr ) {
             if( !onFlag( *flag ) ) {
                 return;
             }
@@ -246,6 +266,59 @@ void readArguments( Arguments arguments, const OnLayer& onLayer, const OnFlag& o
             onValue( typed );
             i += typed.nbArguments;
         }
+    }
+}
+
+/// The jobs that the arguments name; none if they ask for help or the version.
+std::vector<std::string> findJobs( Arguments arguments ) {
+    std::vector<std::string> jobs;
+    readArguments(
+        arguments, []( const std::string& ) {},
+        [&]( const FlagOption& option ) {
+            if( option.isQuestion() ) {
+                jobs.clear();
+            }
+            return !option.isQuestion();
+        },
+        [&]( const TypedValue& typed ) {
+            if( typed.name == JOB_OPTION ) {
+                jobs.push_back( typed.value );
+            }
+        } );
+    return jobs;
+}
+
+void applyFlag( const FlagOption& option, const std::string& text, Options& options ) {
+    const bool isSet = Ascii::equalsIgnoringCase( text, "true" );
+    if( !isSet && !Ascii::equalsIgnoringCase( text, "false" ) ) {
+        throw Failure( Tag::JOB_FLAG, option.name, text );
+    }
+    options.*option.flag = isSet;
+}
+
+void applyEntry( const JobEntry& entry, Options& options ) {
+    const FlagOption* const flag = findOption( FLAG_OPTIONS, entry.option );
+    const ValueOption* const option = findOption( VALUE_OPTIONS, entry.option );
+    if( entry.option.empty() ) {
+        options.layers.push_back( toFile( entry.value ) );
+    } else if( flag != nullptr && !flag->isQuestion() ) {
+        applyFlag( *flag, entry.value, options );
+    } else if( option != nullptr && !isAboutJobs( option->name ) ) {
+        option->apply( options, entry.option, entry.value );
+    } else {
+        throw Failure( Tag::JOB_ATTRIBUTE, "job", entry.option.substr( 2 ) );
+    }
+}
+
+void applyJob( const std::string& file, Options& options ) {
+    options.jobs.push_back( resolve( file ) );
+    for( const JobEntry& entry : readJob( file ) ) {
+        try {
+            applyEntry( entry, options );
+        } catch( const Failure& e ) {
+            refuseJob( file, entry.place, e.what() );
+        }
+        options.typed.push_back( entry );
     }
 }
 
@@ -260,26 +333,34 @@ bool isLogShared( const Options& options ) {
     const auto isLog = [&]( const OsFilePath& path ) {
         return isLogFile( options.logFile, path.toString() );
     };
-    return isLog( options.output ) || isLog( options.preview ) ||
+    return isLog( options.output ) || isLog( options.preview ) || isLog( options.writtenJob ) ||
            std::ranges::any_of( options.layers, isLog );
 }
 
 void collectLogOptions( Arguments arguments, LogOptions& log ) {
     std::vector<std::string> others;
-    const auto note = [&]( const TypedValue& typed ) {
-        if( typed.name == "--log" ) {
-            log.level = findLogLevel( typed.value );
-        } else if( typed.name == "--log-file" ) {
-            log.file = typed.value;
+    const auto note = [&]( std::string_view option, const std::string& value ) {
+        if( option == "--log" ) {
+            log.level = findLogLevel( value );
+        } else if( option == "--log-file" ) {
+            log.file = value;
         } else {
-            others.push_back( typed.value );
+            others.push_back( value );
         }
     };
     // What is wrong further on doesn't take back what was said.
     try {
+        for( const std::string& job : findJobs( arguments ) ) {
+            for( const JobEntry& entry : readJob( job ) ) {
+                note( entry.option, entry.value );
+            }
+        }
+    } catch( const Failure& ) {}
+    try {
         readArguments(
             arguments, [&]( const std::string& layer ) { others.push_back( layer ); },
-            []( const FlagOption& ) { return true; }, note );
+            []( const FlagOption& ) { return true; },
+            [&]( const TypedValue& typed ) { note( typed.name, typed.value ); } );
     } catch( const UsageFailure& ) {}
     log.isFileShared = std::ranges::any_of(
         others, [&]( const std::string& other ) { return isLogFile( log.file, other ); } );
@@ -297,6 +378,10 @@ void checkComplete( const Options& options ) {
     }
     if( options.preview == options.output ) {
         throw UsageFailure( Tag::SAME_OUTPUTS );
+    }
+    if( options.writtenJob == options.output ||
+        ( !options.writtenJob.isEmpty() && options.writtenJob == options.preview ) ) {
+        throw UsageFailure( Tag::JOB_IS_OUTPUT );
     }
 }
 
@@ -337,17 +422,27 @@ void takeSettings( Options& options ) {
 
 Options parseOptions( Arguments arguments ) {
     Options options;
-    const auto isDone = [&] { return options.wantsHelp || options.wantsVersion; };
+    for( const std::string& job : findJobs( arguments ) ) {
+        applyJob( job, options );
+    }
     readArguments(
-        arguments, [&]( const std::string& layer ) { options.layers.push_back( toFile( layer ) ); },
+        arguments,
+        [&]( const std::string& layer ) {
+            options.layers.push_back( toFile( layer ) );
+            options.typed.push_back( { "", layer } );
+        },
         [&]( const FlagOption& option ) {
             options.*option.flag = true;
-            return !isDone();
+            options.typed.push_back( { std::string( option.name ), "True" } );
+            return !option.isQuestion();
         },
         [&]( const TypedValue& typed ) {
             typed.option->apply( options, typed.name, typed.value );
+            if( !isAboutJobs( typed.name ) ) {
+                options.typed.push_back( { typed.name, typed.value } );
+            }
         } );
-    if( isDone() ) {
+    if( options.wantsHelp || options.wantsVersion ) {
         return options;
     }
     if( readLogOptions( arguments ).isFileShared || isLogShared( options ) ) {
@@ -406,6 +501,9 @@ held in tiles; those that the memory limit has no room for wait on the disk.
                         or tracing; informational by default
   --log-file FILE       add the log to this file; one of its own by default
   --report text|json    form of the report on standard output; text by default
+  --job FILE            take layers and options also from this XML document; the options here
+                        count more
+  --write-job FILE      save layers and options as such a document
   --verify              do the same in plain memory and compare bit for bit
   --help, -h            show this text
   --version             show the version

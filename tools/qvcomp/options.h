@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tools/qvcomp/job.h>
+
 #include <resmgt/osal/osFilePath.h>
 
 #include <cstdint>
@@ -28,6 +30,12 @@ struct Options {
     OsFilePath output;
     OsFilePath preview;
     std::vector<OsFilePath> layers;
+    /// Those that were read.
+    std::vector<OsFilePath> jobs;
+    /// The file for `typed`; empty for none.
+    OsFilePath writtenJob;
+    /// Options and layers as they were typed, or stand in jobs, those of jobs first.
+    std::vector<JobEntry> typed;
     /// Bytes for tiles; none means no limit.
     std::optional<std::uint64_t> memory;
     /// The option or the setting that gave the memory.
@@ -49,11 +57,13 @@ struct Options {
     bool wantsVersion = false;
 };
 
-/// Reads the arguments after the command's name; what they leave open comes from the settings, else
-/// from the defaults. Patterns in paths are expanded, and ".." in them is followed as the system
-/// does. When help or the version is wanted the rest isn't checked.
+/// Reads the arguments after the command's name, and the jobs that they name. Of an option that
+/// both have the argument counts; the layers of jobs come first. What they leave open comes from
+/// the settings, else from the defaults. Patterns in paths are expanded, and ".." in them is
+/// followed as the system does. When help or the version is wanted the rest isn't checked.
 ///
-/// Errors: UsageFailure; Failure that names a setting with a wrong value, or a path that leads
+/// Errors: UsageFailure; Failure that names a job and the place in it, a setting with a wrong
+/// value, or a path that leads
 ///         nowhere. What the value of a pattern raises goes on.
 Options parseOptions( std::span<const char* const> arguments );
 
