@@ -28,8 +28,9 @@ private:
 /// The sets of bytes that the parser looks for.
 ///
 /// `MEMBERS` is the set. `candidates` marks them among sixteen bytes, and may mark others that are
-/// rare in documents. Each set holds the NUL, which ends a document. Sets with the line feed are of
-/// runs that go on behind it: it is there to be counted, as "&" is there to be noticed.
+/// rare in documents. Each set holds the NUL, which ends a document. A line feed is in a set to be
+/// counted, a "&" to be noticed: what is looked for goes on behind them, except that an element's
+/// name ends at white space. `isEnd` is false for them.
 namespace XmlByteSets {
 
 inline constexpr XmlByteTable WHITE_SPACE{ std::string_view( " \t\r\n" ) };
@@ -37,6 +38,7 @@ inline constexpr XmlByteTable WHITE_SPACE{ std::string_view( " \t\r\n" ) };
 /// Ends an element's name.
 struct ElementName {
     static constexpr XmlByteTable MEMBERS{ std::string_view( " \t\r\n/>\0", 7 ) };
+    static bool isEnd( char byte ) { return MEMBERS[byte]; }
     template <class Bytes>
     static unsigned int candidates( const Bytes& bytes ) {
         return ( bytes.atMost( ' ' ) | bytes.equalTo( '/' ) | bytes.equalTo( '>' ) ).mask();
@@ -46,6 +48,7 @@ struct ElementName {
 /// Ends the name in an end tag, or a document type.
 struct TagEnd {
     static constexpr XmlByteTable MEMBERS{ std::string_view( ">\n\0", 3 ) };
+    static bool isEnd( char byte ) { return MEMBERS[byte] && byte != '\n'; }
     template <class Bytes>
     static unsigned int candidates( const Bytes& bytes ) {
         return ( bytes.atMost( '\n' ) | bytes.equalTo( '>' ) ).mask();
@@ -55,6 +58,7 @@ struct TagEnd {
 /// Ends an attribute's name.
 struct AttributeName {
     static constexpr XmlByteTable MEMBERS{ std::string_view( "=<>\n\0", 5 ) };
+    static bool isEnd( char byte ) { return MEMBERS[byte] && byte != '\n'; }
     template <class Bytes>
     static unsigned int candidates( const Bytes& bytes ) {
         // "<" and ">" differ in one bit.
@@ -67,6 +71,7 @@ struct AttributeName {
 /// Ends an attribute's value in double quotes.
 struct DoubleQuoted {
     static constexpr XmlByteTable MEMBERS{ std::string_view( "\"<>&\n\0", 6 ) };
+    static bool isEnd( char byte ) { return MEMBERS[byte] && byte != '\n' && byte != '&'; }
     template <class Bytes>
     static unsigned int candidates( const Bytes& bytes ) {
         static_assert( std::has_single_bit( static_cast<unsigned>( '"' ^ '&' ) ) );
@@ -79,6 +84,7 @@ struct DoubleQuoted {
 /// The same in single quotes.
 struct SingleQuoted {
     static constexpr XmlByteTable MEMBERS{ std::string_view( "'<>&\n\0", 6 ) };
+    static bool isEnd( char byte ) { return MEMBERS[byte] && byte != '\n' && byte != '&'; }
     template <class Bytes>
     static unsigned int candidates( const Bytes& bytes ) {
         return ( bytes.atMost( '\n' ) | bytes.with( '<' ^ '>' ).equalTo( '>' ) |
@@ -90,6 +96,7 @@ struct SingleQuoted {
 /// Ends a text.
 struct Text {
     static constexpr XmlByteTable MEMBERS{ std::string_view( "<&\n\0", 4 ) };
+    static bool isEnd( char byte ) { return MEMBERS[byte] && byte != '\n' && byte != '&'; }
     template <class Bytes>
     static unsigned int candidates( const Bytes& bytes ) {
         return ( bytes.atMost( '\n' ) | bytes.equalTo( '<' ) | bytes.equalTo( '&' ) ).mask();
@@ -99,6 +106,7 @@ struct Text {
 /// Ends what is dropped.
 struct Markup {
     static constexpr XmlByteTable MEMBERS{ std::string_view( "<\n\0", 3 ) };
+    static bool isEnd( char byte ) { return MEMBERS[byte] && byte != '\n'; }
     template <class Bytes>
     static unsigned int candidates( const Bytes& bytes ) {
         return ( bytes.atMost( '\n' ) | bytes.equalTo( '<' ) ).mask();
@@ -108,6 +116,7 @@ struct Markup {
 /// May end a comment.
 struct Comment {
     static constexpr XmlByteTable MEMBERS{ std::string_view( "-\n\0", 3 ) };
+    static bool isEnd( char byte ) { return MEMBERS[byte] && byte != '\n'; }
     template <class Bytes>
     static unsigned int candidates( const Bytes& bytes ) {
         return ( bytes.atMost( '\n' ) | bytes.equalTo( '-' ) ).mask();
@@ -117,6 +126,7 @@ struct Comment {
 /// May end a declaration.
 struct Declaration {
     static constexpr XmlByteTable MEMBERS{ std::string_view( "?>\n\0", 4 ) };
+    static bool isEnd( char byte ) { return MEMBERS[byte] && byte != '\n'; }
     template <class Bytes>
     static unsigned int candidates( const Bytes& bytes ) {
         return ( bytes.atMost( '\n' ) | bytes.with( '?' ^ '>' ).equalTo( '?' ) ).mask();

@@ -2,11 +2,11 @@
 
 #include <base/text/ascii.h>
 #include <base/text/utf.h>
-#include <resmgt/xml/src/xmlBytes.h>
 
 #include <algorithm>
 #include <array>
-#include <bit>
+#include <cstdint>
+#include <cstring>
 
 namespace Qv::XmlCharacters {
 
@@ -131,23 +131,53 @@ constexpr std::array<Part, 256> PARTS = [] {
 
 } // namespace
 
-std::size_t findForbidden( std::string_view text ) noexcept {
-    std::size_t at = 0;
-    while( at < text.size() ) {
-        if( text.size() - at >= XmlBytes::SIZE ) {
-            // All but plain ASCII.
-            const XmlBytes bytes = XmlBytes::load( text.data() + at );
-            const unsigned int found = ( bytes | bytes.atMost( 0x1F ) ).mask();
-            at +=
-                found == 0 ? XmlBytes::SIZE : static_cast<std::size_t>( std::countr_zero( found ) );
-            if( found == 0 ) {
-                continue;
-            }
+namespace {
+
+std::uint64_t load( const char* from ) noexcept {
+    std::uint64_t result;
+    std::memcpy( &result, from, sizeof( result ) );
+    return result;
+}
+
+/// Whether one of eight bytes is none of 0x20 to 0x7F. What a borrow from a lower byte spoils is
+/// above a byte that is found itself.
+bool isSpecial( std::uint64_t bytes ) noexcept {
+    constexpr std::uint64_t EACH = 0x0101010101010101U;
+    return ( ( bytes | ( bytes - 0x20 * EACH ) ) & 0x80 * EACH ) != 0;
+}
+
+/// Whether all are of 0x20 to 0x7F.
+bool isPlain( std::string_view text ) noexcept {
+    const char* const from = text.data();
+    const std::size_t size = text.size();
+    if( size < 8 ) {
+        return std::ranges::none_of( text, []( char c ) {
+            return static_cast<unsigned char>( c ) < 0x20 || static_cast<unsigned char>( c ) > 0x7F;
+        } );
+    }
+    for( std::size_t at = 0; at + 8 < size; at += 8 ) {
+        if( isSpecial( load( from + at ) ) ) {
+            return false;
         }
-        const std::size_t place = at;
-        // What isn't UTF-8 comes as a surrogate, which is no character.
-        if( !isCharacter( Utf::takeNarrow( text, at ) ) ) {
-            return place;
+    }
+    return !isSpecial( load( from + size - 8 ) );
+}
+
+} // namespace
+
+std::size_t findForbidden( std::string_view text ) noexcept {
+    constexpr std::size_t STEP = 64;
+    for( std::size_t at = 0; at < text.size(); ) {
+        if( isPlain( text.substr( at, STEP ) ) ) {
+            at += STEP;
+            continue;
+        }
+        for( const std::size_t end = std::min( at + STEP, text.size() ); at < end; ) {
+            const std::size_t place = at;
+            // What isn't UTF-8 comes as a surrogate, which is no character.
+            if( !isCharacter( Utf::takeNarrow( text, at ) ) ) {
+                return place;
+            }
         }
     }
     return std::string_view::npos;
@@ -163,10 +193,10 @@ bool isName( std::string_view text ) noexcept {
             if( !isIn( LETTERS, code ) && ( isStart || !isIn( OTHERS, code ) ) ) {
                 return false;
             }
-        } else if( part == Part::START || ( part == Part::REST && !isStart ) ) {
-            ++at;
-        } else {
+        } else if( part == Part::NONE || ( isStart && part != Part::START ) ) {
             return false;
+        } else {
+            ++at;
         }
     }
     return !text.empty();

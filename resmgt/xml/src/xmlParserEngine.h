@@ -30,7 +30,7 @@ class XmlParserEngine final : public XmlPositionSource {
 public:
     using State = XmlParserState<XmlParserEngine>;
 
-    /// The protocol and the options must outlive it.
+    /// The protocol must outlive it.
     XmlParserEngine( XmlParserProtocol& protocol, const XmlReadOptions& options, Source source );
 
     /// Once. Raises what is wrong.
@@ -113,7 +113,10 @@ private:
     XmlPosition findPlace( unsigned long long offset ) const noexcept;
     /// Of a byte in the token that was collected last.
     XmlPosition findPlaceIn( std::string_view token, std::size_t index ) const noexcept;
-    void checkSize( std::string_view token ) const;
+    template <class Set>
+    std::string_view collectLong();
+    /// The token ends at the cursor, so far.
+    std::string_view finishToken( std::string_view token );
     [[noreturn]] void raiseLimit( const char* what, unsigned long long limit,
                                   const XmlPosition& place ) const;
     const std::string& resolve( std::string_view text );
@@ -121,7 +124,7 @@ private:
     void uncountElement() { _depth -= _depth != 0 ? 1 : 0; }
 
     XmlParserProtocol& _protocol;
-    const XmlReadOptions& _options;
+    const XmlReadOptions _options;
     Source _source;
     std::optional<XmlStrictChecks> _checks;
     bool _goesOn = true;

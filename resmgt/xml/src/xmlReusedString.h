@@ -13,12 +13,6 @@ namespace Qv {
 ///       length, so that nothing but the bytes changes.
 class XmlReusedString {
 public:
-    XmlReusedString() {
-        for( std::size_t size = 0; size < _short.size(); ++size ) {
-            _short[size].resize( size );
-        }
-    }
-
     /// The result stays as it is until the next call. `text` isn't part of it.
     const std::string& assign( std::string_view text ) {
         const std::size_t size = text.size();
@@ -26,6 +20,9 @@ public:
             return _long.assign( text );
         }
         std::string& result = _short[size];
+        if( result.size() != size ) {
+            result.resize( size );
+        }
         copyShort( result.data(), text.data(), size );
         return result;
     }
@@ -38,13 +35,19 @@ public:
 
 private:
     /// Two overlapping copies of a known size are faster than one whose size varies.
+    template <std::size_t SIZE>
+    static void copyEnds( char* to, const char* from, std::size_t size ) {
+        std::memcpy( to, from, SIZE );
+        std::memcpy( to + size - SIZE, from + size - SIZE, SIZE );
+    }
+    /// REQUIRES: `size` is at most 32.
     static void copyShort( char* to, const char* from, std::size_t size ) {
-        if( size >= 8 ) {
-            std::memcpy( to, from, 8 );
-            std::memcpy( to + size - 8, from + size - 8, 8 );
+        if( size >= 16 ) {
+            copyEnds<16>( to, from, size );
+        } else if( size >= 8 ) {
+            copyEnds<8>( to, from, size );
         } else if( size >= 4 ) {
-            std::memcpy( to, from, 4 );
-            std::memcpy( to + size - 4, from + size - 4, 4 );
+            copyEnds<4>( to, from, size );
         } else if( size != 0 ) {
             to[0] = from[0];
             to[size / 2] = from[size / 2];
@@ -52,8 +55,7 @@ private:
         }
     }
 
-    /// Those that need no memory besides the object.
-    std::array<std::string, 16> _short;
+    std::array<std::string, 33> _short;
     std::string _long;
 };
 

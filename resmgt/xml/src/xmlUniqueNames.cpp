@@ -12,17 +12,27 @@ namespace {
 /// As many names as are compared one by one.
 constexpr std::size_t LARGEST_LIST = 16;
 
-/// Up to 8 bytes as a number; the others of it are 0.
-std::uint64_t load( const char* from, std::size_t size ) noexcept {
-    std::uint64_t result = 0;
-    if( size >= 8 ) {
-        std::memcpy( &result, from, 8 );
-        return result;
-    }
-    for( std::size_t i = 0; i < size; ++i ) {
-        result |= std::uint64_t( static_cast<unsigned char>( from[i] ) ) << ( 8 * i );
-    }
+template <class Number>
+std::uint64_t load( const char* from ) noexcept {
+    Number result;
+    std::memcpy( &result, from, sizeof( result ) );
     return result;
+}
+
+/// The first bytes: all, up to 8. With the size they stand for a name that has no more.
+std::uint64_t loadStart( std::string_view name ) noexcept {
+    const char* const text = name.data();
+    const std::size_t size = name.size();
+    if( size >= 8 ) {
+        return load<std::uint64_t>( text );
+    }
+    if( size >= 4 ) {
+        return load<std::uint32_t>( text ) << 32 | load<std::uint32_t>( text + size - 4 );
+    }
+    return size == 0
+               ? 0
+               : load<std::uint8_t>( text ) << 16 | load<std::uint8_t>( text + size / 2 ) << 8 |
+                     load<std::uint8_t>( text + size - 1 );
 }
 
 /// SipHash with one round for each word and three at the end (Aumasson and Bernstein, "SipHash: a
@@ -72,7 +82,7 @@ XmlUniqueNames::XmlUniqueNames()
                  std::chrono::steady_clock::now().time_since_epoch().count() ) } {}
 
 void XmlUniqueNames::clear() noexcept {
-    _text.clear();
+    _rests.clear();
     _entries.clear();
     _table.clear();
 }
@@ -81,69 +91,65 @@ bool XmlUniqueNames::add( std::string_view name ) {
     if( _table.empty() && _entries.size() == LARGEST_LIST ) {
         makeTable();
     }
+    Entry entry{ loadStart( name ), _rests.size(), name.size() };
+    const std::string_view rest = name.substr( std::min<std::size_t>( name.size(), 8 ) );
+    std::size_t* place = nullptr;
     if( _table.empty() ) {
-        const std::uint64_t key = load( name.data(), name.size() );
-        const bool isNew = !isListed( key, name );
-        if( isNew ) {
-            append( key, name );
+        const auto isSame = [&]( const Entry& other ) { return isEqual( other, entry, rest ); };
+        if( std::ranges::any_of( _entries, isSame ) ) {
+            return false;
         }
-        return isNew;
+    } else {
+        place = &findPlace( entry, rest );
+        if( *place != 0 ) {
+            return false;
+        }
     }
-    const std::uint64_t key = hash( name );
-    std::size_t& place = findPlace( key, name );
-    if( place != 0 ) {
-        return false;
+    _entries.push_back( entry );
+    if( !rest.empty() ) {
+        _rests += rest;
     }
-    append( key, name );
-    place = _entries.size();
-    if( _entries.size() * 2 > _table.size() ) {
-        makeTable();
+    if( place != nullptr ) {
+        *place = _entries.size();
+        if( _entries.size() * 2 > _table.size() ) {
+            makeTable();
+        }
     }
     return true;
 }
 
-std::uint64_t XmlUniqueNames::hash( std::string_view name ) const noexcept {
+bool XmlUniqueNames::isEqual( const Entry& a, const Entry& b,
+                              std::string_view rest ) const noexcept {
+    return a.start == b.start && a.size == b.size &&
+           ( rest.empty() || std::string_view( _rests ).substr( a.rest, rest.size() ) == rest );
+}
+
+std::uint64_t XmlUniqueNames::hash( const Entry& entry, std::string_view rest ) const noexcept {
     SipHash hash( _keys );
-    std::size_t at = 0;
-    for( ; name.size() - at >= 8; at += 8 ) {
-        hash.add( load( name.data() + at, 8 ) );
+    hash.add( entry.start );
+    for( ; rest.size() >= 8; rest.remove_prefix( 8 ) ) {
+        hash.add( load<std::uint64_t>( rest.data() ) );
     }
-    hash.add( load( name.data() + at, name.size() - at ) ^ std::uint64_t( name.size() ) << 56 );
+    hash.add( loadStart( rest ) );
+    hash.add( entry.size );
     return hash.finish();
 }
 
-bool XmlUniqueNames::isAt( const Entry& entry, std::uint64_t key,
-                           std::string_view name ) const noexcept {
-    return entry.key == key && std::string_view( _text ).substr( entry.begin, entry.size ) == name;
-}
-
-bool XmlUniqueNames::isListed( std::uint64_t key, std::string_view name ) const noexcept {
-    return std::ranges::any_of( _entries,
-                                [&]( const Entry& entry ) { return isAt( entry, key, name ); } );
-}
-
-std::size_t& XmlUniqueNames::findPlace( std::uint64_t key, std::string_view name ) noexcept {
+std::size_t& XmlUniqueNames::findPlace( const Entry& entry, std::string_view rest ) noexcept {
     const std::size_t last = _table.size() - 1;
-    std::size_t at = key & last;
-    while( _table[at] != 0 && !isAt( _entries[_table[at] - 1], key, name ) ) {
+    std::size_t at = hash( entry, rest ) & last;
+    while( _table[at] != 0 && !isEqual( _entries[_table[at] - 1], entry, rest ) ) {
         at = ( at + 1 ) & last;
     }
     return _table[at];
 }
 
-void XmlUniqueNames::append( std::uint64_t key, std::string_view name ) {
-    _entries.push_back( { key, _text.size(), name.size() } );
-    _text += name;
-}
-
 void XmlUniqueNames::makeTable() {
-    const bool isFirst = _table.empty();
     _table.assign( std::bit_ceil( _entries.size() * 4 ), 0 );
     for( std::size_t number = 0; number < _entries.size(); ++number ) {
-        Entry& entry = _entries[number];
-        const std::string_view name = std::string_view( _text ).substr( entry.begin, entry.size );
-        entry.key = isFirst ? hash( name ) : entry.key;
-        findPlace( entry.key, name ) = number + 1;
+        const Entry& entry = _entries[number];
+        const std::size_t size = entry.size - std::min<std::size_t>( entry.size, 8 );
+        findPlace( entry, std::string_view( _rests ).substr( entry.rest, size ) ) = number + 1;
     }
 }
 

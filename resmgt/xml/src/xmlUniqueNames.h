@@ -23,22 +23,22 @@ public:
 
 private:
     struct Entry {
-        /// The first bytes while there is no table, the hash then.
-        std::uint64_t key;
-        std::size_t begin;
+        /// Its first 8 bytes.
+        std::uint64_t start;
+        /// Where the others are.
+        std::size_t rest;
         std::size_t size;
     };
 
-    std::uint64_t hash( std::string_view name ) const noexcept;
-    bool isAt( const Entry& entry, std::uint64_t key, std::string_view name ) const noexcept;
-    bool isListed( std::uint64_t key, std::string_view name ) const noexcept;
+    /// `rest` is what `b` has behind its start.
+    bool isEqual( const Entry& a, const Entry& b, std::string_view rest ) const noexcept;
+    std::uint64_t hash( const Entry& entry, std::string_view rest ) const noexcept;
     /// Where the name is in the table, or the free place for it.
-    std::size_t& findPlace( std::uint64_t key, std::string_view name ) noexcept;
-    void append( std::uint64_t key, std::string_view name );
+    std::size_t& findPlace( const Entry& entry, std::string_view rest ) noexcept;
     void makeTable();
 
     const std::uint64_t _keys[2];
-    std::string _text;
+    std::string _rests;
     std::vector<Entry> _entries;
     /// Numbers of entries plus 1, each at its hash or behind it; a power of two, or empty.
     std::vector<std::size_t> _table;

@@ -1,7 +1,8 @@
 #include <resmgt/xml/test/xmlOutcome.h>
 
 #include <resmgt/osal/osFileReader.h>
-#include <resmgt/xml/src/xmlParserEngine.h>
+#include <resmgt/xml/src/xmlParserEngine.imp>
+#include <resmgt/xml/src/xmlParserStates.imp>
 #include <resmgt/xml/xmlParser.h>
 
 #include <fstream>
@@ -46,6 +47,27 @@ std::ostream& operator<<( std::ostream& out, const XmlOutcome& outcome ) {
 
 namespace {
 
+class Pieces {
+public:
+    Pieces( std::string_view text, std::size_t size )
+        : _text( text )
+        , _size( size ) {}
+
+    std::string_view getNext() {
+        const std::string_view next = _text.substr( 0, _size );
+        _text.remove_prefix( next.size() );
+        _piece.assign( next.begin(), next.end() );
+        _piece.shrink_to_fit();
+        return { _piece.data(), _piece.size() };
+    }
+    std::string getName() const { return "pieces"; }
+
+private:
+    std::string_view _text;
+    std::size_t _size;
+    std::vector<char> _piece;
+};
+
 XmlOutcome outcomeOf( const std::function<void( XmlParserProtocol& )>& parse ) {
     XmlRecorder recorder;
     XmlOutcome result;
@@ -65,6 +87,12 @@ XmlOutcome outcomeOf( const std::function<void( XmlParserProtocol& )>& parse ) {
 XmlOutcome parseText( const std::string& text, const XmlReadOptions& options ) {
     return outcomeOf(
         [&]( XmlParserProtocol& protocol ) { XmlParser::parse( protocol, text, options ); } );
+}
+
+XmlOutcome parsePieces( const std::string& text, std::size_t size, const XmlReadOptions& options ) {
+    return outcomeOf( [&]( XmlParserProtocol& protocol ) {
+        XmlParserEngine<Pieces>( protocol, options, Pieces( text, size ) ).run();
+    } );
 }
 
 XmlOutcome parseFile( const std::string& path, std::size_t bufferSize,

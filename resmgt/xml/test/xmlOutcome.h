@@ -56,6 +56,9 @@ struct XmlOutcome {
 std::ostream& operator<<( std::ostream& out, const XmlOutcome& outcome );
 
 XmlOutcome parseText( const std::string& text, const XmlReadOptions& options = {} );
+/// The same from blocks of `size` bytes, each in memory of its own that ends with it.
+XmlOutcome parsePieces( const std::string& text, std::size_t size,
+                        const XmlReadOptions& options = {} );
 /// From a file, with refills of `bufferSize` bytes.
 XmlOutcome parseFile( const std::string& path, std::size_t bufferSize,
                       const XmlReadOptions& options = {} );

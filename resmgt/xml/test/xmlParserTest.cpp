@@ -1,10 +1,26 @@
 #include <resmgt/xml/xmlParser.h>
 
+#include <base/failure/exSysError.h>
+#include <base/failure/qvHere.h>
 #include <resmgt/osal/osFileReader.h>
+#include <resmgt/osal/test/failingCalls.h>
+#include <resmgt/xml/src/xmlParserEngine.h>
 #include <resmgt/xml/test/xmlOutcome.h>
+#include <tests/support/failingNew.h>
+#include <tests/support/raisedBy.h>
 #include <tests/support/tempDirectory.h>
 
 #include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <new>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 using namespace std::string_literals;
 
@@ -54,7 +70,9 @@ const std::vector<Case> CASES = {
     { "\xEF\xBB\xBF<a/>", "", INVALID_START, 1 },
     { "<?xml version=\"1.0\"?>\n<a/>", "(a:2 /:2" },
     { "<?anything\n?><?xml version=\"9\"?> <a/>", "(a:2 /:2" },
-    { "<?" "?><a/>", "(a:1 /:1" },
+    { "<?"
+      "?><a/>",
+      "(a:1 /:1" },
     { "<?xml", "", NO_DECLARATION_END, 1 },
     { "<?\n\n", "", NO_DECLARATION_END, 3 },
     { "<?xml\n>", "", NO_QUESTION_MARK, 2 },
@@ -216,20 +234,363 @@ TEST_F( XmlParserTest, events_messages_and_lines_are_as_in_the_table_from_each_s
     }
 }
 
-TEST_F( XmlParserTest, a_document_that_ends_at_any_byte_gives_the_same_from_each_source ) {
+TEST( XmlParser, a_document_that_ends_at_any_byte_gives_the_same_from_pieces_of_any_size ) {
     for( const bool strict : { false, true } ) {
         XmlReadOptions options;
         options.strict = strict;
         for( const Case& whole : CASES ) {
-            for( std::size_t size = 0; size < whole.input.size(); ++size ) {
+            for( std::size_t size = 0; size <= whole.input.size(); ++size ) {
                 const std::string part = whole.input.substr( 0, size );
                 const XmlOutcome outcome = parseText( part, options );
-                const std::string path = write( part );
-                EXPECT_EQ( parseFile( path, 1, options ), outcome ) << part;
-                EXPECT_EQ( parseFile( path, 3, options ), outcome ) << part;
+                for( const std::size_t piece : { 1U, 2U, 3U, 5U, 17U } ) {
+                    EXPECT_EQ( parsePieces( part, piece, options ), outcome ) << part;
+                }
             }
         }
     }
+}
+
+TEST( XmlParser, an_error_has_message_line_column_offset_and_document ) {
+    try {
+        XmlRecorder recorder;
+        XmlParser::parse( recorder, "<a>\n  <b c='1'\n d=x/></a>" );
+        FAIL();
+    } catch( const XmlEx::ExSyntaxError& original ) {
+        const XmlEx::ExSyntaxError copy( original );
+        EXPECT_STREQ(
+            copy.getReason(),
+            "Syntax error (\"Error in attribute definition, no quote found.\") around line "
+            "3 in <internal string>." );
+        EXPECT_EQ( copy.getMessage(), NO_QUOTE );
+        EXPECT_EQ( copy.getLine(), 3 );
+        EXPECT_EQ( copy.getColumn(), 4 );
+        EXPECT_EQ( copy.getOffset(), 18U );
+        EXPECT_EQ( copy.getDocument(), "<internal string>" );
+    }
+}
+
+TEST( XmlEx, reasons_are_the_texts_of_the_family_also_where_one_is_raised_again ) {
+    const auto expectReason = []( const XmlEx& error, const char* reason ) {
+        EXPECT_STREQ( error.getReason(), reason );
+        EXPECT_EQ( raisedBy<XmlEx>( [&] { error.raise(); } ), reason );
+    };
+    expectReason( XmlEx( QV_HERE ), "XML Parser error occurs." );
+    expectReason( XmlEx::ExFileNotFound( QV_HERE, "a.xml" ), "XML file not found: a.xml" );
+    expectReason( XmlEx::ExConversionError( QV_HERE ), "Conversion error." );
+    expectReason( XmlEx::ExNonExistentAttribute( QV_HERE ), "Non existent attribute." );
+    expectReason( XmlEx::ExChildNotFound( QV_HERE ),
+                  "The reference element is not a child of this element." );
+    expectReason( XmlEx::ExXmlVersionNotSupported( QV_HERE ), "XML version not supported." );
+    expectReason( XmlEx::ExXmlVersionNotSupported( QV_HERE, 7, "a.xml" ),
+                  "XML version not supported, line 7 in a.xml." );
+    expectReason( XmlEx::ExLexicalError( QV_HERE, "<<", 12 ),
+                  "Lexical error around \"<<\" at line 12." );
+    expectReason( XmlEx::ExSyntaxError( QV_HERE, "message", 12, "file.xml" ),
+                  "Syntax error (\"message\") around line 12 in file.xml." );
+}
+
+namespace {
+
+/// Where each event is, by the protocol.
+class Places : public XmlRecorder {
+public:
+    std::string text;
+
+protected:
+    void add( const std::string& event, int ) override {
+        const XmlPosition place = getPosition();
+        text += event + "@" + std::to_string( place.line ) + ":" + std::to_string( place.column ) +
+                "(" + std::to_string( place.offset ) + ") ";
+    }
+};
+
+} // namespace
+
+TEST( XmlParser, a_protocol_can_ask_for_the_last_byte_of_an_event ) {
+    Places places;
+    XmlParser::parse( places, "<a>\n<bc d='\n1'\n>t\n\n</bc><e/>\n</a>" );
+    EXPECT_EQ( places.text, "(a@1:2(1) (bc@2:3(6) d=\n1@3:2(13) >@4:1(15) 't\n\n'@5:1(18) "
+                            ")bc@6:5(23) (e@6:7(25) /@6:9(27) )a@7:4(32) " );
+    EXPECT_EQ( places.getPosition().line, 0 );
+}
+
+namespace {
+
+struct Stop {};
+
+/// Ends the parse by an exception.
+class Thrower : public XmlRecorder {
+public:
+    explicit Thrower( std::size_t nbWanted )
+        : _nbLeft( nbWanted ) {}
+
+protected:
+    void add( const std::string& event, int line ) override {
+        XmlRecorder::add( event, line );
+        if( events.size() == _nbLeft ) {
+            throw Stop();
+        }
+    }
+
+private:
+    const std::size_t _nbLeft;
+};
+
+} // namespace
+
+TEST( XmlParser, a_protocol_ends_the_parse_at_any_event ) {
+    // The two events of "<c/>" are one step.
+    const std::string text = "<a b='1' d='2'><c/><e f='3' /><g>t</g></a>junk</h><i ";
+    XmlRecorder all;
+    EXPECT_NE( raisedBy( [&] { XmlParser::parse( all, text ); } ), "" );
+    ASSERT_EQ( all.events.size(), 15U );
+    for( std::size_t nbWanted = 1; nbWanted <= all.events.size(); ++nbWanted ) {
+        XmlRecorder stopping( nbWanted );
+        XmlParser::parse( stopping, text );
+        const bool isAmidStep = all.events[nbWanted - 1] == "(c:1";
+        EXPECT_EQ( stopping.events.size(), nbWanted + ( isAmidStep ? 1 : 0 ) );
+        Thrower throwing( nbWanted );
+        EXPECT_THROW( XmlParser::parse( throwing, text ), Stop );
+        EXPECT_EQ( throwing.events.size(), nbWanted );
+    }
+}
+
+TEST( XmlParser, a_protocol_that_has_had_enough_hears_of_no_error ) {
+    XmlRecorder none( 0 );
+    XmlParser::parse( none, "x" );
+    XmlRecorder one( 1 );
+    XmlParser::parse( one, "<a x>" );
+    EXPECT_EQ( one.events.size(), 1U );
+}
+
+TEST( XmlParser, a_call_back_may_parse_with_the_same_protocol ) {
+    class Nesting : public Places {
+    protected:
+        void add( const std::string& event, int line ) override {
+            Places::add( event, line );
+            if( event == "(b" ) {
+                XmlParser::parse( *this, "\n\n<c/>" );
+                Places::add( "back", line );
+            }
+        }
+    };
+    Nesting places;
+    XmlParser::parse( places, "<a><b/></a>" );
+    EXPECT_EQ( places.text,
+               "(a@1:2(1) (b@1:5(4) (c@3:2(3) /@3:4(5) back@1:5(4) /@1:7(6) )a@1:11(10) " );
+}
+
+namespace {
+
+/// Moves the reader at each event.
+class Mover : public XmlRecorder {
+public:
+    explicit Mover( OsFileReader& reader )
+        : _reader( reader ) {}
+
+protected:
+    void add( const std::string& event, int line ) override {
+        XmlRecorder::add( event, line );
+        char byte = 0;
+        _reader.seek( 1, OsFileTypes::FROM_BEGINNING );
+        _reader.read( &byte, 1 );
+        EXPECT_EQ( byte, 'u' );
+    }
+
+private:
+    OsFileReader& _reader;
+};
+
+} // namespace
+
+TEST_F( XmlParserTest, reading_begins_where_the_reader_stands_and_call_backs_may_use_it ) {
+    std::string text = "junk";
+    for( int i = 0; i < 50000; ++i ) {
+        text += "<a b='1'/>";
+    }
+    OsFileReader reader( OsFilePath( write( text ) ), false );
+    reader.seek( 4, OsFileTypes::FROM_BEGINNING );
+    Mover mover( reader );
+    XmlParser::parse( mover, reader );
+    EXPECT_EQ( mover.events.size(), 150000U );
+    EXPECT_EQ( mover.getFileName(), reader.getPath().toString() );
+}
+
+TEST_F( XmlParserTest, a_pipe_is_read_as_it_comes ) {
+    int ends[2];
+    ASSERT_EQ( ::pipe( ends ), 0 );
+    const std::string text = "<a><b c='1'/></a>";
+    ASSERT_EQ( ::write( ends[1], text.data(), text.size() ), ssize_t( text.size() ) );
+    ::close( ends[1] );
+    OsFileReader reader( OsFilePath( "/proc/self/fd/" + std::to_string( ends[0] ) ), false );
+    ::close( ends[0] );
+    XmlRecorder recorder;
+    XmlParser::parse( recorder, reader );
+    EXPECT_EQ( recorder.events.size(), 5U );
+}
+
+TEST_F( XmlParserTest,
+        an_error_of_reading_at_any_refill_passes_through_behind_the_events_before_it ) {
+    const std::string path = write( "<a><b c='1'/><d>text</d></a>" );
+    const std::size_t nbEvents = 8;
+    std::size_t nbBefore = 0;
+    for( long nth = 1;; ++nth ) {
+        OsFileReader reader( OsFilePath( path ), false );
+        XmlRecorder recorder;
+        const FailingCall failing( "read", EIO, FailingCall::ONCE, nth );
+        const std::string error = raisedBy<ExSysErrorWindows>(
+            [&] { XmlFileParserEngine( recorder, {}, XmlFileSource( reader, 3 ) ).run(); } );
+        EXPECT_GE( recorder.events.size(), nbBefore );
+        nbBefore = recorder.events.size();
+        if( failing.nbCalls() < nth ) {
+            EXPECT_EQ( error, "" );
+            break;
+        }
+        EXPECT_NE( error.find( "OsFileReader::performRead" ), std::string::npos ) << error;
+    }
+    EXPECT_EQ( nbBefore, nbEvents );
+}
+
+TEST_F( XmlParserTest, a_file_that_shrinks_meanwhile_ends_where_it_ends ) {
+    class Cutter : public XmlRecorder {
+    public:
+        explicit Cutter( const std::string& path )
+            : _path( path ) {}
+
+    protected:
+        void add( const std::string& event, int line ) override {
+            XmlRecorder::add( event, line );
+            std::filesystem::resize_file( _path, 10 );
+        }
+
+    private:
+        const std::string _path;
+    };
+    const std::string path = write( "<a b='1'/><c/><d/>" );
+    OsFileReader reader( OsFilePath( path ), false );
+    Cutter cutter( path );
+    XmlFileParserEngine( cutter, {}, XmlFileSource( reader, 4 ) ).run();
+    EXPECT_EQ( cutter.events.size(), 3U );
+}
+
+TEST( XmlParser, no_memory_at_any_allocation_ends_the_parse_with_that_alone ) {
+    class Quiet : public XmlParserProtocol {};
+    std::string text = "<a b='&lt;an attribute of more than thirty-two bytes, at least'";
+    for( int i = 0; i < 40; ++i ) {
+        text += " attribute-number-" + std::to_string( i ) + "='1'";
+    }
+    text += "><b>a text of more than thirty-two bytes, that too &amp; more</b></a>";
+    for( const bool strict : { false, true } ) {
+        XmlReadOptions options;
+        options.strict = strict;
+        bool isRefused = true;
+        int nbAllocations = 0;
+        for( ; isRefused; ++nbAllocations ) {
+            Quiet protocol;
+            try {
+                const FailingNew failing( nbAllocations );
+                XmlParser::parse( protocol, text, options );
+                isRefused = false;
+            } catch( const std::bad_alloc& ) {}
+        }
+        EXPECT_GT( nbAllocations, strict ? 10 : 3 );
+    }
+}
+
+TEST( XmlParser, tokens_of_any_length_and_number_pass ) {
+    const std::string longest( 100'000'000, 'x' );
+    const std::string tenth( 10'000'000, 'x' );
+    class Sizes : public XmlParserProtocol {
+    public:
+        void notifyBeginElement( const std::string& name, int ) override { add( name ); }
+        void pushAttribute( const std::string& name, const std::string& value, int ) override {
+            add( name );
+            add( value );
+        }
+        void notifyTextData( const std::string& text, int ) override { add( text ); }
+        std::size_t largest = 0;
+        std::size_t nb = 0;
+
+    private:
+        void add( const std::string& token ) {
+            largest = std::max( largest, token.size() );
+            ++nb;
+        }
+    };
+    std::string attributes = "<a";
+    std::string references = "<a>";
+    std::string slashes = "<a";
+    for( int i = 0; i < 1'000'000; ++i ) {
+        attributes += " b" + std::to_string( i ) + "=''";
+        references += "&amp;";
+        slashes += "//";
+    }
+    const std::tuple<std::string, std::size_t, std::size_t> DOCUMENTS[] = {
+        { "<" + tenth + "/>", tenth.size(), 1 },
+        { "<a " + tenth + "=''/>", tenth.size(), 3 },
+        { "<a b='" + longest + "'/>", longest.size(), 3 },
+        { "<a>" + tenth + "</a>", tenth.size(), 2 },
+        { "<!--" + tenth + "--><a/>", 1, 1 },
+        { attributes + "/>", 7, 2'000'001 },
+        { references + "</a>", 1'000'000, 2 },
+        { slashes + "/>", 2'000'001, 1 },
+    };
+    for( const auto& [text, largest, nb] : DOCUMENTS ) {
+        XmlReadOptions options;
+        options.strict = text.substr( 0, 4 ) != "<a//";
+        Sizes sizes;
+        XmlParser::parse( sizes, text, options );
+        EXPECT_EQ( sizes.largest, largest ) << text.substr( 0, 8 );
+        EXPECT_EQ( sizes.nb, nb ) << text.substr( 0, 8 );
+    }
+}
+
+TEST( XmlParser, limits_hold_at_the_first_byte_or_element_beyond_them ) {
+    struct LimitCase {
+        unsigned long long XmlReadOptions::*limit;
+        unsigned long long value;
+        std::string text;
+        std::string events;
+        std::string message = {};
+        int column = 0;
+    };
+    const std::string deeper = "More elements are open at once than 2";
+    const std::string more = "The document has more elements than 3";
+    const std::string longer = "A name, value or text has more bytes than 4";
+    const std::string larger = "The document has more bytes than 12";
+    const LimitCase LIMITS[] = {
+        { &XmlReadOptions::maxDepth, 2, "<a><b/><b/></a></a><a><c ",
+          "(a:1 (b:1 /:1 (b:1 /:1 )a:1 )a:1 (a:1 (c:1", NO_TAG_END, 26 },
+        { &XmlReadOptions::maxDepth, 2, "<a><b><c/>", "(a:1 (b:1", deeper, 8 },
+        { &XmlReadOptions::maxElements, 3, "<a><b/></a><c/>", "(a:1 (b:1 /:1 )a:1 (c:1 /:1" },
+        { &XmlReadOptions::maxElements, 3, "<a><b/><b/><c/>", "(a:1 (b:1 /:1 (b:1 /:1", more, 13 },
+        { &XmlReadOptions::maxTokenSize, 4, "<abcd efgh='ijkl'>mnop</abcd>",
+          "(abcd:1 efgh=ijkl:1 >:1 'mnop':1 )abcd:1" },
+        { &XmlReadOptions::maxTokenSize, 4, "<abcde", "", longer, 6 },
+        { &XmlReadOptions::maxTokenSize, 4, "<ab//c>", "", longer, 6 },
+        { &XmlReadOptions::maxTokenSize, 4, "<a bcdef=''>", "(a:1", longer, 8 },
+        { &XmlReadOptions::maxTokenSize, 4, "<a b='&amp;'>", "(a:1", longer, 11 },
+        { &XmlReadOptions::maxTokenSize, 4, "<a>\nb\nc\nde</a>", "(a:1", longer, 1 },
+        { &XmlReadOptions::maxTokenSize, 4, "<?xml version='1.0'?><!-- comment --><a/>",
+          "(a:1 /:1" },
+        { &XmlReadOptions::maxBytes, 12, "<a><bcd/></a>", "(a:1 (bcd:1 /:1", larger, 13 },
+        { &XmlReadOptions::maxBytes, 12, "<a><bc/></a>", "(a:1 (bc:1 /:1 )a:1" },
+    };
+    for( const LimitCase& expected : LIMITS ) {
+        XmlReadOptions options;
+        options.*expected.limit = expected.value;
+        const XmlOutcome outcome = parseText( expected.text, options );
+        EXPECT_EQ( outcome.events, expected.events ) << expected.text;
+        EXPECT_EQ( outcome.message, expected.message ) << expected.text;
+        EXPECT_EQ( outcome.column, expected.column ) << expected.text;
+        for( const std::size_t piece : { 1U, 2U, 3U, 7U } ) {
+            EXPECT_EQ( parsePieces( expected.text, piece, options ), outcome ) << expected.text;
+        }
+    }
+    XmlReadOptions options;
+    options.maxElements = 0;
+    XmlRecorder recorder;
+    EXPECT_THROW( XmlParser::parse( recorder, "<a/>", options ), XmlEx::ExLimitExceeded );
 }
 
 } // namespace Qv
