@@ -206,7 +206,7 @@ const std::vector<Case> CASES = {
     { "<a b='&#99999999999999999999;'/>", "(a:1", OUT_OF_RANGE, 1 },
 };
 
-class XmlParserTest : public testing::Test {
+class XmlParserFileTest : public testing::Test {
 protected:
     std::string write( const std::string& text ) const {
         const std::string path = ( _directory.path() / "document.xml" ).string();
@@ -220,7 +220,7 @@ private:
 
 } // namespace
 
-TEST_F( XmlParserTest, events_messages_and_lines_are_as_in_the_table_from_each_source ) {
+TEST_F( XmlParserFileTest, EventsMessagesAndLinesAreAsInTheTableFromEachSource ) {
     for( const Case& expected : CASES ) {
         SCOPED_TRACE( testing::PrintToString( expected.input ) );
         const XmlOutcome outcome = parseText( expected.input );
@@ -234,7 +234,7 @@ TEST_F( XmlParserTest, events_messages_and_lines_are_as_in_the_table_from_each_s
     }
 }
 
-TEST( XmlParser, a_document_that_ends_at_any_byte_gives_the_same_from_pieces_of_any_size ) {
+TEST( XmlParserTest, ADocumentThatEndsAtAnyByteGivesTheSameFromPiecesOfAnySize ) {
     for( const bool strict : { false, true } ) {
         XmlReadOptions options;
         options.strict = strict;
@@ -250,7 +250,7 @@ TEST( XmlParser, a_document_that_ends_at_any_byte_gives_the_same_from_pieces_of_
     }
 }
 
-TEST( XmlParser, an_error_has_message_line_column_offset_and_document ) {
+TEST( XmlParserTest, AnErrorHasMessageLineColumnOffsetAndDocument ) {
     try {
         XmlRecorder recorder;
         XmlParser::parse( recorder, "<a>\n  <b c='1'\n d=x/></a>" );
@@ -269,7 +269,7 @@ TEST( XmlParser, an_error_has_message_line_column_offset_and_document ) {
     }
 }
 
-TEST( XmlEx, reasons_are_the_texts_of_the_family_also_where_one_is_raised_again ) {
+TEST( XmlExTest, ReasonsAreTheTextsOfTheFamilyAlsoWhereOneIsRaisedAgain ) {
     const auto expectReason = []( const XmlEx& error, const char* reason ) {
         EXPECT_STREQ( error.getReason(), reason );
         EXPECT_EQ( raisedBy<XmlEx>( [&] { error.raise(); } ), reason );
@@ -306,7 +306,7 @@ protected:
 
 } // namespace
 
-TEST( XmlParser, a_protocol_can_ask_for_the_last_byte_of_an_event ) {
+TEST( XmlParserTest, AProtocolCanAskForTheLastByteOfAnEvent ) {
     Places places;
     XmlParser::parse( places, "<a>\n<bc d='\n1'\n>t\n\n</bc><e/>\n</a>" );
     EXPECT_EQ( places.text, "(a@1:2(1) (bc@2:3(6) d=\n1@3:2(13) >@4:1(15) 't\n\n'@5:1(18) "
@@ -338,7 +338,7 @@ private:
 
 } // namespace
 
-TEST( XmlParser, a_protocol_ends_the_parse_at_any_event ) {
+TEST( XmlParserTest, AProtocolEndsTheParseAtAnyEvent ) {
     // The two events of "<c/>" are one step.
     const std::string text = "<a b='1' d='2'><c/><e f='3' /><g>t</g></a>junk</h><i ";
     XmlRecorder all;
@@ -355,7 +355,7 @@ TEST( XmlParser, a_protocol_ends_the_parse_at_any_event ) {
     }
 }
 
-TEST( XmlParser, a_protocol_that_has_had_enough_hears_of_no_error ) {
+TEST( XmlParserTest, AProtocolThatHasHadEnoughHearsOfNoError ) {
     XmlRecorder none( 0 );
     XmlParser::parse( none, "x" );
     XmlRecorder one( 1 );
@@ -363,7 +363,7 @@ TEST( XmlParser, a_protocol_that_has_had_enough_hears_of_no_error ) {
     EXPECT_EQ( one.events.size(), 1U );
 }
 
-TEST( XmlParser, a_call_back_may_parse_with_the_same_protocol ) {
+TEST( XmlParserTest, ACallBackMayParseWithTheSameProtocol ) {
     class Nesting : public Places {
     protected:
         void add( const std::string& event, int line ) override {
@@ -403,7 +403,7 @@ private:
 
 } // namespace
 
-TEST_F( XmlParserTest, reading_begins_where_the_reader_stands_and_call_backs_may_use_it ) {
+TEST_F( XmlParserFileTest, ReadingBeginsWhereTheReaderStandsAndCallBacksMayUseIt ) {
     std::string text = "junk";
     for( int i = 0; i < 50000; ++i ) {
         text += "<a b='1'/>";
@@ -416,7 +416,7 @@ TEST_F( XmlParserTest, reading_begins_where_the_reader_stands_and_call_backs_may
     EXPECT_EQ( mover.getFileName(), reader.getPath().toString() );
 }
 
-TEST_F( XmlParserTest, a_pipe_is_read_as_it_comes ) {
+TEST_F( XmlParserFileTest, APipeIsReadAsItComes ) {
     int ends[2];
     ASSERT_EQ( ::pipe( ends ), 0 );
     const std::string text = "<a><b c='1'/></a>";
@@ -429,8 +429,7 @@ TEST_F( XmlParserTest, a_pipe_is_read_as_it_comes ) {
     EXPECT_EQ( recorder.events.size(), 5U );
 }
 
-TEST_F( XmlParserTest,
-        an_error_of_reading_at_any_refill_passes_through_behind_the_events_before_it ) {
+TEST_F( XmlParserFileTest, AnErrorOfReadingAtAnyRefillPassesThroughBehindTheEventsBeforeIt ) {
     const std::string path = write( "<a><b c='1'/><d>text</d></a>" );
     const std::size_t nbEvents = 8;
     std::size_t nbBefore = 0;
@@ -451,7 +450,7 @@ TEST_F( XmlParserTest,
     EXPECT_EQ( nbBefore, nbEvents );
 }
 
-TEST_F( XmlParserTest, a_file_that_shrinks_meanwhile_ends_where_it_ends ) {
+TEST_F( XmlParserFileTest, AFileThatShrinksMeanwhileEndsWhereItEnds ) {
     class Cutter : public XmlRecorder {
     public:
         explicit Cutter( const std::string& path )
@@ -473,7 +472,7 @@ TEST_F( XmlParserTest, a_file_that_shrinks_meanwhile_ends_where_it_ends ) {
     EXPECT_EQ( cutter.events.size(), 3U );
 }
 
-TEST( XmlParser, no_memory_at_any_allocation_ends_the_parse_with_that_alone ) {
+TEST( XmlParserTest, NoMemoryAtAnyAllocationEndsTheParseWithThatAlone ) {
     class Quiet : public XmlParserProtocol {};
     std::string text = "<a b='&lt;an attribute of more than thirty-two bytes, at least'";
     for( int i = 0; i < 40; ++i ) {
@@ -497,7 +496,7 @@ TEST( XmlParser, no_memory_at_any_allocation_ends_the_parse_with_that_alone ) {
     }
 }
 
-TEST( XmlParser, tokens_of_any_length_and_number_pass ) {
+TEST( XmlParserTest, TokensOfAnyLengthAndNumberPass ) {
     const std::string longest( 100'000'000, 'x' );
     const std::string tenth( 10'000'000, 'x' );
     class Sizes : public XmlParserProtocol {
@@ -545,7 +544,7 @@ TEST( XmlParser, tokens_of_any_length_and_number_pass ) {
     }
 }
 
-TEST( XmlParser, limits_hold_at_the_first_byte_or_element_beyond_them ) {
+TEST( XmlParserTest, LimitsHoldAtTheFirstByteOrElementBeyondThem ) {
     struct LimitCase {
         unsigned long long XmlReadOptions::*limit;
         unsigned long long value;

@@ -126,7 +126,7 @@ XmlReadOptions strictly() {
 
 } // namespace
 
-TEST( XmlStrict, documents_that_are_not_well_formed_are_refused_with_their_place ) {
+TEST( XmlStrictTest, DocumentsThatAreNotWellFormedAreRefusedWithTheirPlace ) {
     for( const Case& expected : CASES ) {
         SCOPED_TRACE( testing::PrintToString( expected.text ) );
         const XmlOutcome outcome = parseText( expected.text, strictly() );
@@ -139,12 +139,12 @@ TEST( XmlStrict, documents_that_are_not_well_formed_are_refused_with_their_place
     }
 }
 
-TEST( XmlStrict, a_numeric_reference_is_the_character_in_UTF_8 ) {
+TEST( XmlStrictTest, ANumericReferenceIsTheCharacterInUTF8 ) {
     EXPECT_EQ( parseText( "<a b='&#233;&#x20AC;&#x1F600;&#10;&lt;'/>", strictly() ).events,
                "(a:1 b=\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\n<:1 /:1" );
 }
 
-TEST( XmlStrict, an_equal_attribute_is_found_among_any_number ) {
+TEST( XmlStrictTest, AnEqualAttributeIsFoundAmongAnyNumber ) {
     for( const int nb : { 2, 8, 15, 16, 17, 18, 33, 100, 5000 } ) {
         for( const char* const stem : { "b", "an-attribute-of-some-length-" } ) {
             std::string text = "<a";
@@ -176,7 +176,7 @@ std::string utf16( const std::u16string& text, bool isBig ) {
 
 } // namespace
 
-TEST( XmlEncodings, what_mark_and_declaration_name_is_turned_into_UTF_8 ) {
+TEST( XmlEncodingsTest, WhatMarkAndDeclarationNameIsTurnedIntoUTF8 ) {
     const std::string euro = "<a b='\xE2\x82\xAC'/>";
     const std::string events = "(a:1 b=\xE2\x82\xAC:1 /:1";
     const std::string latin = "<?xml version='1.0' encoding='iso-8859-1'?><a b='\xE4\x80 x\xFF'/>";
@@ -235,7 +235,7 @@ TEST( XmlEncodings, what_mark_and_declaration_name_is_turned_into_UTF_8 ) {
     EXPECT_EQ( parseText( latin ).events, "(a:1 b=\xE4\x80 x\xFF:1 /:1" );
 }
 
-TEST( XmlEncodings, a_long_document_is_converted_piece_by_piece ) {
+TEST( XmlEncodingsTest, ALongDocumentIsConvertedPieceByPiece ) {
     std::string latin = "<?xml version='1.0' encoding='ISO-8859-1'?><a>";
     std::u16string wide = u"\uFEFF<a>";
     std::string expected = "(a:1 '";
