@@ -1,5 +1,5 @@
 # qv_package( <name> [USES <package>...] [HEADERS ...] [SOURCES ...] [POSIX ...] [WINDOWS ...] [TESTS ...]
-#             [WRAPPED_CALLS ...] )
+#             [WRAPPED_CALLS ...] [TEST_LINKS ...] )
 #
 # Declares one package of the library whose folder holds the calling CMakeLists.txt: base,
 # pluginAPI, a folder of resmgt, or mediaTiles. The package is compiled once, as an object library. The
@@ -15,13 +15,15 @@
 #   WRAPPED_CALLS  the system's functions that the test program calls through functions of its own,
 #            __wrap_<call>, so that tests can make them fail; the tests know the list as
 #            QV_WRAPPED_CALLS
+#   TEST_LINKS  further libraries of the test program
 #
 # qv_test_environment( <package> <suffix> VARIABLE=value... ) runs the package's test program a
 # second time, under these environment variables.
 #
-# qv_package_fuzzer( <package> <program> <source>... ) makes a program that searches for a failing input
-# of the function LLVMFuzzerTestOneInput in the sources; only under the preset fuzz. The sources
-# stand under TESTS too, where a test calls the function with random inputs.
+# qv_package_fuzzer( <package> <program> <source>... [PROMISE <function>] [LINKS ...] ) makes a program
+# that searches for a failing input of the function LLVMFuzzerTestOneInput in the sources, or of the
+# function Qv::<function>( std::string_view ); only under the preset fuzz. The sources stand under TESTS
+# too, where a test calls the function with random inputs.
 #
 # qv_finish_libraries() makes the shared libraries once all packages are declared. The test programs
 # are made by qv_finish_package_tests() of QvTest.cmake.
@@ -30,7 +32,7 @@ define_property( GLOBAL PROPERTY QV_PACKAGES )
 
 function( qv_package name )
     cmake_parse_arguments( PARSE_ARGV 1 arg "" ""
-        "USES;HEADERS;SOURCES;POSIX;WINDOWS;TESTS;WRAPPED_CALLS" )
+        "USES;HEADERS;SOURCES;POSIX;WINDOWS;TESTS;WRAPPED_CALLS;TEST_LINKS" )
     if( arg_UNPARSED_ARGUMENTS )
         message( FATAL_ERROR "qv_package( ${name} ): '${arg_UNPARSED_ARGUMENTS}' belongs to no list" )
     endif()
@@ -70,6 +72,7 @@ function( qv_package name )
     set_property( GLOBAL PROPERTY QV_${name}_HEADERS ${headers} )
     set_property( GLOBAL PROPERTY QV_${name}_LONELY_HEADERS ${lonely} )
     set_property( GLOBAL PROPERTY QV_${name}_WRAPPED_CALLS ${arg_WRAPPED_CALLS} )
+    set_property( GLOBAL PROPERTY QV_${name}_TEST_LINKS ${arg_TEST_LINKS} )
 endfunction()
 
 # The headers that no source bears the name of: a/src/x.cpp and a/src/posix/xPosix.cpp are sources of
@@ -94,10 +97,14 @@ function( qv_test_environment package suffix )
 endfunction()
 
 function( qv_package_fuzzer package program )
-    list( TRANSFORM ARGN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE sources )
+    cmake_parse_arguments( PARSE_ARGV 2 arg "" "PROMISE" "LINKS" )
+    list( TRANSFORM arg_UNPARSED_ARGUMENTS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/"
+        OUTPUT_VARIABLE sources )
     set_property( GLOBAL APPEND PROPERTY QV_FUZZERS ${program} )
     set_property( GLOBAL PROPERTY QV_${program}_FUZZED ${package} )
     set_property( GLOBAL PROPERTY QV_${program}_SOURCES ${sources} )
+    set_property( GLOBAL PROPERTY QV_${program}_PROMISE ${arg_PROMISE} )
+    set_property( GLOBAL PROPERTY QV_${program}_LINKS ${arg_LINKS} )
 endfunction()
 
 # The packages that `package` uses, itself last, each after those that it uses.

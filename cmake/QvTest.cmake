@@ -11,6 +11,9 @@
 # under the preset fuzz the fuzzers: each, and all of them as the target qv_fuzzers.
 
 find_package( GTest REQUIRED )
+# What XML is compared with.
+find_package( EXPAT REQUIRED )
+find_package( LibXml2 REQUIRED )
 include( GoogleTest )
 
 # What every test source is compiled with: to compile it quickly matters more than its own speed. The
@@ -97,6 +100,8 @@ endfunction()
 function( qv_add_package_test package )
     qv_add_test_program( ${package}Test ${ARGN} )
     qv_link_package( ${package}Test ${package} )
+    get_property( links GLOBAL PROPERTY QV_${package}_TEST_LINKS )
+    target_link_libraries( ${package}Test PRIVATE ${links} )
     qv_wrap_calls( ${package}Test ${package} )
     qv_discover_tests( ${package}Test )
     get_property( suffixes GLOBAL PROPERTY QV_${package}_ENVIRONMENTS )
@@ -144,14 +149,44 @@ function( qv_finish_package_tests )
     endif()
 endfunction()
 
+# Writes the source that calls Qv::<promise>, a function of a std::string_view, for each input.
+function( qv_write_fuzzer_entry program promise result )
+    set( source "${CMAKE_BINARY_DIR}/fuzzerEntries/${program}.cpp" )
+    string( REGEX REPLACE "::[^:]*$" "" namespace "${promise}" )
+    string( REGEX REPLACE "^.*::" "" function "${promise}" )
+    file( CONFIGURE OUTPUT "${source}" @ONLY CONTENT [[
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace Qv::@namespace@ {
+void @function@( std::string_view input );
+}
+
+extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size );
+
+extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
+    Qv::@promise@( { reinterpret_cast<const char*>( data ), size } );
+    return 0;
+}
+]] )
+    set( ${result} "${source}" PARENT_SCOPE )
+endfunction()
+
 function( qv_add_fuzzers )
     get_property( fuzzers GLOBAL PROPERTY QV_FUZZERS )
     add_custom_target( qv_fuzzers DEPENDS ${fuzzers} )
     foreach( program IN LISTS fuzzers )
         get_property( sources GLOBAL PROPERTY QV_${program}_SOURCES )
         get_property( package GLOBAL PROPERTY QV_${program}_FUZZED )
+        get_property( promise GLOBAL PROPERTY QV_${program}_PROMISE )
+        if( promise )
+            qv_write_fuzzer_entry( "${program}" "${promise}" entry )
+            list( APPEND sources "${entry}" )
+        endif()
+        get_property( links GLOBAL PROPERTY QV_${program}_LINKS )
         add_executable( ${program} ${sources} )
-        target_link_libraries( ${program} PRIVATE qv_build ${CMAKE_DL_LIBS} )
+        target_link_libraries( ${program} PRIVATE qv_build ${links} ${CMAKE_DL_LIBS} )
         target_link_options( ${program} PRIVATE -fsanitize=fuzzer )
         qv_link_package( ${program} ${package} )
         # Where .ci/run finds all of them.

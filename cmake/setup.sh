@@ -14,6 +14,8 @@ QV_NEEDS=(
     "module:OpenEXR libopenexr-dev"
     "module:libpng libpng-dev"
     "module:tbb libtbb-dev"
+    "module:expat libexpat1-dev"
+    "module:libxml-2.0 libxml2-dev"
 )
 
 qv_fail() {
