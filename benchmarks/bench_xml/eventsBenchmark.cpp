@@ -38,7 +38,7 @@ void report( benchmark::State& state, const Counts& counts ) {
         state.SkipWithError( "No element was found" );
     }
     benchmark::DoNotOptimize( counts.nbBytes );
-    state.SetBytesProcessed( static_cast<std::int64_t>( state.iterations() * BenchXml::JOB_SIZE ) );
+    state.SetBytesProcessed( state.iterations() * std::int64_t{ BenchXml::JOB_SIZE } );
 }
 
 class Counter : public XmlParserProtocol {

@@ -24,7 +24,7 @@ namespace {
 using namespace Qv;
 
 void countBytes( benchmark::State& state ) {
-    state.SetBytesProcessed( static_cast<std::int64_t>( state.iterations() * BenchXml::JOB_SIZE ) );
+    state.SetBytesProcessed( state.iterations() * std::int64_t{ BenchXml::JOB_SIZE } );
 }
 
 double getHeap() {

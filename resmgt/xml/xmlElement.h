@@ -139,6 +139,8 @@ private:
         void copy( const Attributes& source, XmlArena* arena );
         void clear() noexcept;
         void streamToOutput( XmlWriter& writer ) const;
+        /// The bytes that they take in a document, at least.
+        std::size_t estimateText() const noexcept;
         /// Calls `use( name, value )` for each.
         template <class Use>
         void forEach( const Use& use ) const;
@@ -167,6 +169,7 @@ private:
     void walk( const Enter& enter, const Leave& leave ) const;
     bool isReachable( const XmlElement& from ) const;
     void checkNames() const;
+    std::size_t estimateText( bool isIndenting, int indentation ) const;
     void checkNewChild( const RCShdPtr<XmlElement>& child ) const;
     std::size_t findChild( const RCShdPtr<XmlElement>& child ) const;
     void insertAt( std::size_t index, XmlElement& child );

@@ -67,18 +67,20 @@ private:
     class Bulk;
     class Piece;
 
-    XmlWriter( std::ostream* stream, int indentation );
+    XmlWriter( std::ostream* stream, std::string* text, int indentation );
     static std::string writeToString( const XmlElement& element, int indentation );
 
-    void writeAttribText( std::string_view name, std::string_view value );
+    /// REQUIRES: as of XmlElement's own attributes, at a start tag that is open.
+    void writeSlackAttrib( std::string_view name, std::string_view value );
     void beginLine( Piece& piece, int depth );
     void endStartTag( Piece& piece ) const;
     void endTag( Piece& piece );
     void commit( const Piece& piece );
     void flush();
 
-    /// Null where all text stays in `_pending`.
+    /// Where the text goes: one of the two is null.
     std::ostream* const _stream;
+    std::string* const _text;
     int _depth = 0;
     int _indentation = 0;
     /// The open element has text.

@@ -1,5 +1,7 @@
 #include <resmgt/xml/src/xmlArena.h>
 
+#include <resmgt/xml/src/xmlCopy.h>
+
 #include <algorithm>
 #include <atomic>
 #include <new>
@@ -68,13 +70,13 @@ char* XmlArena::append( std::size_t size ) noexcept {
 /// A small document takes a small block.
 void XmlArena::begin( std::size_t size ) {
     const std::size_t blockSize =
-        std::max( sizeof( Block ) + size,
+        std::max( sizeof( Block ) + size + XmlCopy::SLACK,
                   _blockSize == 0 ? FIRST_BLOCK : std::min( 2 * _blockSize, LARGEST_BLOCK ) );
     char* const memory = static_cast<char*>( ::operator new( blockSize ) );
     retire();
     _block = ::new( memory ) Block;
     _next = memory + sizeof( Block );
-    _end = memory + blockSize;
+    _end = memory + blockSize - XmlCopy::SLACK;
     _blockSize = blockSize;
 }
 

@@ -25,7 +25,8 @@ public:
 
     bool isNewest( const void* element ) const noexcept { return element == _newest; }
     /// `size` bytes right behind the newest element and what was appended to it, to be used no
-    /// longer than it. Null where the block has no room.
+    /// longer than it; XmlCopy::SLACK bytes behind them can be read. Null where the block has no
+    /// room.
     char* append( std::size_t size ) noexcept;
 
     /// Elements that go together, whose blocks are asked once for all in a row.

@@ -104,9 +104,15 @@ void XmlElement::Attributes::streamToOutput( XmlWriter& writer ) const {
         }
     } else {
         forEach( [&]( std::string_view name, std::string_view value ) {
-            writer.writeAttribText( name, value );
+            writer.writeSlackAttrib( name, value );
         } );
     }
+}
+
+/// Packed, each takes as much as it will: the sizes stand for a blank, "=" and two quotes.
+std::size_t XmlElement::Attributes::estimateText() const noexcept {
+    const Packed* const packed = getPacked();
+    return packed == nullptr ? 0 : packed->getSize();
 }
 
 void XmlElement::Attributes::clear() noexcept {
@@ -140,8 +146,8 @@ XmlElement::Attributes::Packed& XmlElement::Attributes::makeRoom( std::size_t si
     }
     constexpr std::size_t LEAST = 64;
     const std::size_t more = std::max( { size, 2 * capacity, LEAST } );
-    Packed* const made =
-        ::new( ::operator new( sizeof( Packed ) + more ) ) Packed( Head::Kind::ON_HEAP, more );
+    Packed* const made = ::new( ::operator new( sizeof( Packed ) + more + XmlCopy::SLACK ) )
+        Packed( Head::Kind::ON_HEAP, more );
     if( packed != nullptr ) {
         made->copy( *packed );
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <resmgt/xml/src/xmlArena.h>
+#include <resmgt/xml/src/xmlCopy.h>
 #include <resmgt/xml/xmlElement.h>
 
 #include <cstdint>
@@ -17,7 +18,8 @@ struct XmlElement::Attributes::Head {
 };
 
 /// A few short attributes in a row behind this head, each as the sizes of its name and value and
-/// their bytes. There are so few that each search goes through all, and a change moves the rest.
+/// their bytes. XmlCopy::SLACK bytes can be read behind all of it. There are so few that each
+/// search goes through all, and a change moves the rest.
 class XmlElement::Attributes::Packed : public Head {
 public:
     /// An attribute as it lies there.

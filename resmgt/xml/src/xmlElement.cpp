@@ -233,6 +233,32 @@ void XmlElement::checkNames() const {
         []( const XmlElement& ) {} );
 }
 
+/// The bytes that this element takes as a text, or a little fewer.
+std::size_t XmlElement::estimateText( bool isIndenting, int indentation ) const {
+    constexpr std::size_t EMPTY_TAG = 3;
+    constexpr std::size_t TWO_TAGS = 5;
+    const std::size_t blanks = static_cast<std::size_t>( std::max( indentation, 0 ) );
+    std::size_t size = 0;
+    std::size_t depth = 0;
+    const auto addLine = [&] { size += isIndenting ? 1 + depth * blanks : 0; };
+    walk(
+        [&]( const XmlElement& element ) {
+            addLine();
+            const bool isEmpty = element._data.empty() && element._children.empty();
+            const std::size_t name = element.getNodeName().size();
+            size += isEmpty ? EMPTY_TAG + name : TWO_TAGS + 2 * name;
+            size += element._attributes.estimateText() + element._data.size();
+            ++depth;
+        },
+        [&]( const XmlElement& element ) {
+            --depth;
+            if( !element._children.empty() ) {
+                addLine();
+            }
+        } );
+    return size;
+}
+
 std::size_t XmlElement::findChild( const RCShdPtr<XmlElement>& child ) const {
     const auto found = std::ranges::find( _children, child.get() );
     if( found == _children.end() ) {

@@ -5,6 +5,7 @@
 #include <resmgt/literals/liEx.h>
 #include <resmgt/literals/liStringUtil.h>
 #include <resmgt/osal/osEnv.h>
+#include <resmgt/xml/src/xmlCopy.h>
 #include <resmgt/xml/src/xmlEscape.h>
 #include <resmgt/xml/src/xmlWriterBulk.h>
 #include <resmgt/xml/xmlElement.h>
@@ -45,12 +46,12 @@ public:
     std::size_t getEnd() const noexcept { return _end; }
 
     void put( char c ) { *claim( 1 ) = c; }
-    void put( std::string_view text ) {
-        std::memcpy( claim( text.size() ), text.data(), text.size() );
-    }
+    void put( std::string_view text ) { XmlCopy::copy( claim( text.size() ), text ); }
     void putBlanks( std::size_t count ) { std::memset( claim( count ), ' ', count ); }
     void putEscaped( std::string_view text );
     void putAttribute( std::string_view name, std::string_view value );
+    /// The same; XmlCopy::SLACK bytes can be read behind the value, and the name before it.
+    void putSlackAttribute( std::string_view name, std::string_view value );
 
 private:
     char* claim( std::size_t size ) {
@@ -71,7 +72,7 @@ void XmlWriter::Piece::putEscaped( std::string_view text ) {
     const char* rest = text.data();
     const char* const end = rest + text.size();
     while( true ) {
-        const char* const found = XmlEscape::find( rest, end );
+        const char* const found = findXmlByte<XmlEscape::Unwritable>( rest, end );
         put( std::string_view( rest, found ) );
         if( found == end ) {
             return;
@@ -90,6 +91,30 @@ void XmlWriter::Piece::putAttribute( std::string_view name, std::string_view val
     put( "=\"" );
     putEscaped( value );
     put( '"' );
+}
+
+void XmlWriter::Piece::putSlackAttribute( std::string_view name, std::string_view value ) {
+    constexpr std::size_t AROUND = 4;
+    const std::size_t size = name.size() + value.size() + AROUND;
+    char* out = claim( size + XmlCopy::SLACK );
+    const std::size_t begin = _end - size - XmlCopy::SLACK;
+    *out++ = ' ';
+    out = XmlCopy::copySlack( out, name );
+    *out++ = '=';
+    *out++ = '"';
+    for( std::size_t done = 0; done < value.size(); done += XmlBytes::SIZE ) {
+        const std::size_t rest = value.size() - done;
+        const unsigned int mine = rest < XmlBytes::SIZE ? ( 1U << rest ) - 1 : ~0U;
+        const char* const text = value.data() + done;
+        if( ( XmlEscape::Unwritable::candidates( XmlBytes::load( text ) ) & mine ) != 0 ) {
+            _end = begin;
+            putAttribute( name, value );
+            return;
+        }
+        std::memcpy( out + done, text, XmlBytes::SIZE );
+    }
+    out[value.size()] = '"';
+    _end = begin + size;
 }
 
 XmlWriter::Bulk::Bulk( XmlWriter& writer )
@@ -114,15 +139,16 @@ void XmlWriter::Bulk::flush() {
 }
 
 XmlWriter::XmlWriter( std::ostream& stream, int indentation )
-    : XmlWriter( &stream, indentation ) {}
+    : XmlWriter( &stream, nullptr, indentation ) {}
 
-XmlWriter::XmlWriter( std::ostream* stream, int indentation )
+XmlWriter::XmlWriter( std::ostream* stream, std::string* text, int indentation )
     : _stream( stream )
+    , _text( text )
     , _indentation( indentation )
     , _indenting( indentation != 0 ) {
-    std::string text;
-    if( OsEnv::getVariable( text, INDENTATION_VARIABLE ) ) {
-        _indentation = readIndentation( text );
+    std::string variable;
+    if( OsEnv::getVariable( variable, INDENTATION_VARIABLE ) ) {
+        _indentation = readIndentation( variable );
         _indenting = true;
     }
 }
@@ -130,10 +156,12 @@ XmlWriter::XmlWriter( std::ostream* stream, int indentation )
 XmlWriter::~XmlWriter() = default;
 
 std::string XmlWriter::writeToString( const XmlElement& element, int indentation ) {
-    XmlWriter writer( nullptr, indentation );
+    std::string text;
+    XmlWriter writer( nullptr, &text, indentation );
+    // Less only where characters are escaped.
+    text.reserve( element.estimateText( writer._indenting, writer._indentation ) );
     writer.insertXml( element );
-    writer._pending.resize( writer._nbPending );
-    return std::move( writer._pending );
+    return text;
 }
 
 void XmlWriter::writeDeclaration() {
@@ -172,13 +200,15 @@ void XmlWriter::closeTag() {
 }
 
 void XmlWriter::writeAttrib( std::string_view name, const XmlValue& value ) {
-    writeAttribText( name, value.getText() );
-}
-
-void XmlWriter::writeAttribText( std::string_view name, std::string_view value ) {
     QV_ASSERT( _tagOpen );
     Piece piece( *this );
-    piece.putAttribute( name, value );
+    piece.putAttribute( name, value.getText() );
+    commit( piece );
+}
+
+void XmlWriter::writeSlackAttrib( std::string_view name, std::string_view value ) {
+    Piece piece( *this );
+    piece.putSlackAttribute( name, value );
     commit( piece );
 }
 
@@ -232,7 +262,7 @@ void XmlWriter::beginLine( Piece& piece, int depth ) {
     piece.put( '\n' );
     std::int64_t nbBlanks = std::int64_t{ depth } * _indentation;
     constexpr std::int64_t PART = 1 << 16;
-    while( _stream != nullptr && nbBlanks > PART ) {
+    while( nbBlanks > PART ) {
         piece.putBlanks( static_cast<std::size_t>( PART ) );
         nbBlanks -= PART;
         _nbPending = piece.getEnd();
@@ -277,9 +307,11 @@ void XmlWriter::commit( const Piece& piece ) {
 
 /// What the stream doesn't take is its affair: it is never offered again.
 void XmlWriter::flush() {
+    const std::size_t size = std::exchange( _nbPending, 0 );
     if( _stream != nullptr ) {
-        const std::size_t size = std::exchange( _nbPending, 0 );
         _stream->write( _pending.data(), static_cast<std::streamsize>( size ) );
+    } else {
+        _text->append( _pending, 0, size );
     }
 }
 
