@@ -23,7 +23,8 @@ class XmlElement;
 ///           that is "given", "expected" or "root" it has the element's name.
 class QV_RESMGT_API XmlDocumentBuilder : public XmlParserProtocol {
 public:
-    /// The document must outlive the builder, and is nobody else's to change meanwhile.
+    /// The document must outlive the builder. Elements that are open must stay where they are
+    /// meanwhile.
     explicit XmlDocumentBuilder( XmlDocument& document );
     ~XmlDocumentBuilder() override;
 
@@ -44,7 +45,9 @@ private:
 
     XmlDocument& _document;
     const std::unique_ptr<XmlArena> _arena;
-    std::vector<RCShdPtr<XmlElement>> _openElements;
+    std::vector<XmlElement*> _openElements;
+    /// Of the tree that is dropped.
+    RCShdPtr<XmlElement> _otherRoot;
 };
 
 } // namespace Qv

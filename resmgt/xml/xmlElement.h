@@ -6,8 +6,8 @@
 #include <resmgt/xml/xmlValue.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <type_traits>
-#include <vector>
 
 namespace Qv {
 
@@ -44,7 +44,7 @@ public:
     /// A deep copy, with the lines.
     RCShdPtr<XmlElement> clone() const;
     /// Where its start tag's name ends in the document that it was read from; 0 for others.
-    int getLine() const noexcept { return _line; }
+    int getLine() const noexcept { return static_cast<int>( _line ); }
 
     /// Null for a child is ExNullPtr.
     void appendChild( const RCShdPtr<XmlElement>& child );
@@ -158,9 +158,34 @@ private:
         Head* _head = nullptr;
     };
 
-    XmlElement( std::string_view name, int line )
-        : XmlNode( name )
-        , _line( line ) {}
+    /// The children, to each of which a reference is held. One alone takes no memory of its own.
+    class Children {
+    public:
+        Children() noexcept = default;
+        Children( const Children& ) = delete;
+        Children& operator=( const Children& ) = delete;
+        /// REQUIRES: no references are held.
+        ~Children();
+
+        std::size_t size() const noexcept { return _size; }
+        XmlElement* const* begin() const noexcept { return _capacity == 1 ? &_one : _many; }
+        XmlElement* const* end() const noexcept { return begin() + _size; }
+        XmlElement* operator[]( std::size_t index ) const noexcept { return begin()[index]; }
+        void reserve( std::size_t capacity );
+        void insert( std::size_t index, XmlElement* child );
+        void erase( std::size_t index ) noexcept;
+        void clear() noexcept { _size = 0; }
+
+    private:
+        union {
+            XmlElement* _one = nullptr;
+            XmlElement** _many;
+        };
+        std::uint32_t _size = 0;
+        std::uint32_t _capacity = 1;
+    };
+
+    XmlElement( std::string_view name, int line );
     static RCShdPtr<XmlElement> create( XmlArena& arena, std::string_view name, int line );
     static void* operator new( std::size_t size, XmlArena& arena );
     static void operator delete( void* memory, XmlArena& arena ) noexcept;
@@ -177,13 +202,12 @@ private:
     template <class T>
     bool readAttribute( std::string_view name, T& value ) const;
 
-    const int _line = 0;
+    const unsigned int _line : 31;
     /// Has been a child of some element.
-    bool _wasChild = false;
+    unsigned int _wasChild : 1;
     Attributes _attributes;
     std::string _data;
-    /// A reference is held to each.
-    std::vector<XmlElement*> _children;
+    Children _children;
     /// Of those that are being destroyed together.
     XmlElement* _nextDying = nullptr;
 };

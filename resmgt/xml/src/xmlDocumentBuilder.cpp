@@ -24,14 +24,17 @@ void XmlDocumentBuilder::createDocumentType( const std::string& name, int ) {
 }
 
 void XmlDocumentBuilder::notifyBeginElement( const std::string& name, int line ) {
-    RCShdPtr<XmlElement> element = XmlElement::create( *_arena, name, line );
-    _openElements.push_back( element );
-    if( _openElements.size() > 1 ) {
-        XmlElement& parent = *_openElements[_openElements.size() - 2];
+    OPtr<XmlElement> owner( new( *_arena ) XmlElement( name, line ) );
+    XmlElement* const element = owner.get();
+    if( !_openElements.empty() ) {
+        XmlElement& parent = *_openElements.back();
         parent.insertAt( parent._children.size(), *element );
-    } else if( _document._root.isNull() ) {
-        _document._root = std::move( element );
+        [[maybe_unused]] const XmlElement* const adopted = owner.release();
+    } else {
+        RCShdPtr<XmlElement>& root = _document._root.isNull() ? _document._root : _otherRoot;
+        root = RCShdPtr<XmlElement>( owner.release() );
     }
+    _openElements.push_back( element );
     _document._isComplete = false;
 }
 
@@ -83,7 +86,10 @@ void XmlDocumentBuilder::popElement() {
     if( !_openElements.empty() ) {
         _openElements.pop_back();
     }
-    _document._isComplete = _openElements.empty();
+    if( _openElements.empty() ) {
+        _otherRoot.reset();
+        _document._isComplete = true;
+    }
 }
 
 /// Where the parser reports a place it is exact; an event from elsewhere has its line alone.

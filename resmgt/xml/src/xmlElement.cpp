@@ -8,7 +8,10 @@
 #include <resmgt/xml/xmlEx.h>
 
 #include <algorithm>
+#include <climits>
 #include <unordered_set>
+#include <utility>
+#include <vector>
 
 namespace Qv {
 
@@ -31,7 +34,7 @@ public:
 
 private:
     void take() {
-        const std::vector<XmlElement*>& children = _parent._children;
+        const Children& children = _parent._children;
         _current = RCShdPtr<XmlElement>( _index < children.size() ? children[_index] : nullptr );
     }
 
@@ -39,6 +42,48 @@ private:
     std::size_t _index = 0;
     RCShdPtr<XmlElement> _current;
 };
+
+XmlElement::Children::~Children() {
+    if( _capacity != 1 ) {
+        delete[] _many;
+    }
+}
+
+void XmlElement::Children::reserve( std::size_t capacity ) {
+    if( capacity <= _capacity ) {
+        return;
+    }
+    QV_ASSERT( capacity <= INT_MAX );
+    XmlElement** const more = new XmlElement*[capacity];
+    std::copy( begin(), end(), more );
+    const std::uint32_t size = _size;
+    this->~Children();
+    _many = more;
+    _size = size;
+    _capacity = static_cast<std::uint32_t>( capacity );
+}
+
+void XmlElement::Children::insert( std::size_t index, XmlElement* child ) {
+    if( _size == _capacity ) {
+        constexpr std::size_t LEAST = 4;
+        reserve( std::max<std::size_t>( LEAST, std::size_t{ 2 } * _capacity ) );
+    }
+    XmlElement** const place = const_cast<XmlElement**>( begin() ) + index;
+    std::copy_backward( place, place + ( _size - index ), place + ( _size - index ) + 1 );
+    *place = child;
+    ++_size;
+}
+
+void XmlElement::Children::erase( std::size_t index ) noexcept {
+    XmlElement** const place = const_cast<XmlElement**>( begin() ) + index;
+    std::copy( place + 1, place + ( _size - index ), place );
+    --_size;
+}
+
+XmlElement::XmlElement( std::string_view name, int line )
+    : XmlNode( name )
+    , _line( static_cast<unsigned int>( std::max( line, 0 ) ) & INT_MAX )
+    , _wasChild( 0 ) {}
 
 XmlElement::XmlElement( std::string_view name )
     : XmlElement( name, 0 ) {}
@@ -49,7 +94,8 @@ XmlElement::~XmlElement() {
     XmlElement* dying = nullptr;
     const auto dropChildren = [&]( XmlElement& parent ) {
         for( XmlElement* const child : parent._children ) {
-            if( child->removeReference() ) {
+            // Whom nobody else has nobody else can take: that needs no exchange with other threads.
+            if( child->getRefCount() == 1 || child->removeReference() ) {
                 child->_nextDying = std::exchange( dying, child );
             }
         }
@@ -120,7 +166,8 @@ RCShdPtr<XmlElement> XmlElement::clone() const {
     std::vector<XmlElement*> open;
     walk(
         [&]( const XmlElement& source ) {
-            const RCShdPtr<XmlElement> copy = create( arena, source.getNodeName(), source._line );
+            const RCShdPtr<XmlElement> copy =
+                create( arena, source.getNodeName(), source.getLine() );
             copy->_attributes.copy( source._attributes, &arena );
             copy->_data = source._data;
             copy->_children.reserve( source._children.size() );
@@ -154,8 +201,8 @@ void XmlElement::replaceChild( const RCShdPtr<XmlElement>& child,
 }
 
 void XmlElement::removeChild( const RCShdPtr<XmlElement>& child ) {
-    const auto place = _children.begin() + static_cast<std::ptrdiff_t>( findChild( child ) );
-    const RCShdPtr<XmlElement> kept( *place );
+    const std::size_t place = findChild( child );
+    const RCShdPtr<XmlElement> kept( _children[place] );
     _children.erase( place );
     [[maybe_unused]] const bool wasLast = kept->removeReference();
 }
@@ -197,7 +244,7 @@ bool XmlElement::isReachable( const XmlElement& from ) const {
     if( this == &from ) {
         return true;
     }
-    if( !_wasChild || from._children.empty() ) {
+    if( !_wasChild || from._children.size() == 0 ) {
         return false;
     }
     std::unordered_set<const XmlElement*> seen{ &from };
@@ -224,7 +271,7 @@ void XmlElement::checkNames() const {
         []( const XmlElement& element ) {
             const auto check = [&]( std::string_view name, std::string_view ) {
                 if( !isName( name ) ) {
-                    throw XmlEx::ExLexicalError( QV_HERE, std::string( name ), element._line );
+                    throw XmlEx::ExLexicalError( QV_HERE, std::string( name ), element.getLine() );
                 }
             };
             check( element.getNodeName(), {} );
@@ -244,7 +291,7 @@ std::size_t XmlElement::estimateText( bool isIndenting, int indentation ) const 
     walk(
         [&]( const XmlElement& element ) {
             addLine();
-            const bool isEmpty = element._data.empty() && element._children.empty();
+            const bool isEmpty = element._data.empty() && element._children.size() == 0;
             const std::size_t name = element.getNodeName().size();
             size += isEmpty ? EMPTY_TAG + name : TWO_TAGS + 2 * name;
             size += element._attributes.estimateText() + element._data.size();
@@ -252,7 +299,7 @@ std::size_t XmlElement::estimateText( bool isIndenting, int indentation ) const 
         },
         [&]( const XmlElement& element ) {
             --depth;
-            if( !element._children.empty() ) {
+            if( element._children.size() != 0 ) {
                 addLine();
             }
         } );
@@ -268,9 +315,9 @@ std::size_t XmlElement::findChild( const RCShdPtr<XmlElement>& child ) const {
 }
 
 void XmlElement::insertAt( std::size_t index, XmlElement& child ) {
-    _children.insert( _children.begin() + static_cast<std::ptrdiff_t>( index ), &child );
+    _children.insert( index, &child );
     child.addReference();
-    child._wasChild = true;
+    child._wasChild = 1;
 }
 
 std::wstring XmlElement::getAttribute( std::string_view name ) const {
