@@ -137,7 +137,7 @@ struct Declaration {
 
 /// The first byte of the set in `[from, end)`, or `end`.
 template <class Set, class Bytes = XmlBytes>
-const char* findXmlByte( const char* from, const char* end ) noexcept {
+inline const char* findXmlByte( const char* from, const char* end ) noexcept {
     for( ; end - from >= Bytes::SIZE; from += Bytes::SIZE ) {
         unsigned int found = Set::candidates( Bytes::load( from ) );
         for( ; found != 0; found &= found - 1 ) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <resmgt/xml/src/xmlBytes.h>
+
 #include <cstddef>
 #include <string_view>
 
@@ -20,5 +22,22 @@ std::size_t findForbidden( std::string_view text ) noexcept;
 /// Production 5, "Name", with the letters of the fourth edition (appendix B): all parsers know
 /// these, and few know the more that the fifth has.
 bool isName( std::string_view text ) noexcept;
+
+/// Bit i is set if byte i is of 0x20 to 0x7F, which all are characters.
+template <class Bytes>
+unsigned int findPlain( const Bytes& bytes ) noexcept {
+    return ~( bytes | bytes.atMost( 0x1F ) ).mask();
+}
+
+/// Bit i is set if byte i is a letter of ASCII, a digit, or one of "-", ".", "_" and ":".
+template <class Bytes>
+unsigned int findNameBytes( const Bytes& bytes ) noexcept {
+    const Bytes lower = bytes.with( 'a' ^ 'A' );
+    const unsigned int letters = lower.atMost( 'z' ).mask() & ~lower.atMost( 'a' - 1 ).mask();
+    // "/" is between them.
+    const unsigned int others =
+        bytes.atMost( ':' ).mask() & ~( bytes.atMost( '-' - 1 ) | bytes.equalTo( '/' ) ).mask();
+    return letters | others | bytes.equalTo( '_' ).mask();
+}
 
 } // namespace Qv::XmlCharacters

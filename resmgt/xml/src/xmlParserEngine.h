@@ -59,6 +59,9 @@ public:
     State* passComment( State& next );
     /// True if "/>" ends the name, of which the cursor is at the ">" then.
     bool takeElementName();
+    /// Takes an attribute that has nothing rare in it, and lies in the block as a whole; the cursor
+    /// is at its name. False if it isn't such a one: nothing is taken then.
+    bool takePlainAttribute();
     void takeAttributeName( std::string_view token ) { _currentName = &_name.assign( token ); }
 
     bool isStrict() const noexcept { return _checks.has_value(); }
@@ -120,6 +123,7 @@ private:
     [[noreturn]] void raiseLimit( const char* what, unsigned long long limit,
                                   const XmlPosition& place ) const;
     const std::string& resolve( std::string_view text );
+    bool acceptsPlainAttribute( std::string_view name, std::string_view value );
     void countElement();
     void uncountElement() { _depth -= _depth != 0 ? 1 : 0; }
 
@@ -129,13 +133,16 @@ private:
     std::optional<XmlStrictChecks> _checks;
     bool _goesOn = true;
 
-    // The block.
+    // The block. The cursor, which alone is written all the time, has no pointer beside it:
+    // compilers read two at once, and processors wait where half of what they read was written just
+    // before.
     const char* _begin = nullptr;
-    const char* _cursor = nullptr;
     const char* _end = nullptr;
-    bool _isAtEnd = false;
     /// Bytes before the block.
     unsigned long long _passed = 0;
+    bool _isAtEnd = false;
+    const char* _cursor = nullptr;
+    bool _hasReference = false;
 
     // What blocks are made of.
     std::optional<XmlDecoder> _decoder;
@@ -150,8 +157,8 @@ private:
     unsigned long long _formerLineStart = 0;
 
     // The token.
+    /// `_hasReference` is its too.
     std::string _held;
-    bool _hasReference = false;
     unsigned long long _tokenEnd = 0;
     /// Of the line that the token begins in.
     unsigned long long _tokenLineStart = 0;

@@ -210,7 +210,7 @@ XmlFault XmlStrictChecks::takeAttributeName( std::string_view name ) {
     if( !XmlCharacters::isName( name ) ) {
         return { INVALID_NAME, 0 };
     }
-    return _attributes.add( name ) ? XmlFault{} : XmlFault{ "The attribute is there already", 0 };
+    return takeAttribute( name ) ? XmlFault{} : XmlFault{ "The attribute is there already", 0 };
 }
 
 XmlFault XmlStrictChecks::takeValue( std::string_view value ) const {

@@ -24,6 +24,8 @@ public:
     XmlFault endElement( std::string_view name );
     void endEmptyElement();
     XmlFault takeAttributeName( std::string_view name );
+    /// REQUIRES: it is a name. False if the attribute is there already.
+    bool takeAttribute( std::string_view name ) { return _attributes.add( name ); }
     /// The next two before references are resolved.
     XmlFault takeValue( std::string_view value ) const;
     XmlFault takeText( std::string_view text ) const;

@@ -39,6 +39,8 @@ private:
 
     const std::uint64_t _keys[2];
     std::string _rests;
+    /// Bits that the starts of all names have set. Where a start's isn't set, it is new.
+    std::uint64_t _starts = 0;
     std::vector<Entry> _entries;
     /// Numbers of entries plus 1, each at its hash or behind it; a power of two, or empty.
     std::vector<std::size_t> _table;
