@@ -29,15 +29,4 @@ unsigned int findPlain( const Bytes& bytes ) noexcept {
     return ~( bytes | bytes.atMost( 0x1F ) ).mask();
 }
 
-/// Bit i is set if byte i is a letter of ASCII, a digit, or one of "-", ".", "_" and ":".
-template <class Bytes>
-unsigned int findNameBytes( const Bytes& bytes ) noexcept {
-    const Bytes lower = bytes.with( 'a' ^ 'A' );
-    const unsigned int letters = lower.atMost( 'z' ).mask() & ~lower.atMost( 'a' - 1 ).mask();
-    // "/" is between them.
-    const unsigned int others =
-        bytes.atMost( ':' ).mask() & ~( bytes.atMost( '-' - 1 ) | bytes.equalTo( '/' ) ).mask();
-    return letters | others | bytes.equalTo( '_' ).mask();
-}
-
 } // namespace Qv::XmlCharacters

@@ -179,8 +179,12 @@ XmlFault XmlStrictChecks::takeComment( std::string_view text ) const {
 }
 
 XmlFault XmlStrictChecks::beginElement( std::string_view name ) {
-    if( !XmlCharacters::isName( name ) ) {
-        return { INVALID_NAME, 0 };
+    _known.beginTag();
+    if( _known.take( name ) == XmlKnownNames::Answer::UNKNOWN ) {
+        if( !XmlCharacters::isName( name ) ) {
+            return { INVALID_NAME, 0 };
+        }
+        _known.learn( name );
     }
     if( _open.empty() && _hasRoot ) {
         return { "There are several root elements", 0 };
@@ -189,6 +193,7 @@ XmlFault XmlStrictChecks::beginElement( std::string_view name ) {
     _open.push_back( _openNames.size() );
     _openNames += name;
     _attributes.clear();
+    _known.beginTag();
     return {};
 }
 
@@ -207,10 +212,20 @@ void XmlStrictChecks::endEmptyElement() {
 }
 
 XmlFault XmlStrictChecks::takeAttributeName( std::string_view name ) {
+    switch( _known.take( name ) ) {
+    case XmlKnownNames::Answer::NEW:
+        return {};
+    case XmlKnownNames::Answer::REPEATED:
+        return { "The attribute is there already", 0 };
+    case XmlKnownNames::Answer::UNKNOWN:
+        break;
+    }
     if( !XmlCharacters::isName( name ) ) {
         return { INVALID_NAME, 0 };
     }
-    return takeAttribute( name ) ? XmlFault{} : XmlFault{ "The attribute is there already", 0 };
+    return _known.learn( name ) || _attributes.add( name )
+               ? XmlFault{}
+               : XmlFault{ "The attribute is there already", 0 };
 }
 
 XmlFault XmlStrictChecks::takeValue( std::string_view value ) const {

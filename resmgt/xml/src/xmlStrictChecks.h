@@ -1,5 +1,6 @@
 #pragma once
 
+#include <resmgt/xml/src/xmlKnownNames.h>
 #include <resmgt/xml/src/xmlReferences.h>
 #include <resmgt/xml/src/xmlUniqueNames.h>
 
@@ -24,8 +25,10 @@ public:
     XmlFault endElement( std::string_view name );
     void endEmptyElement();
     XmlFault takeAttributeName( std::string_view name );
-    /// REQUIRES: it is a name. False if the attribute is there already.
-    bool takeAttribute( std::string_view name ) { return _attributes.add( name ); }
+    /// False, and nothing is taken, if the name must be looked at as above.
+    bool takeKnownAttribute( std::string_view name ) noexcept {
+        return _known.take( name ) == XmlKnownNames::Answer::NEW;
+    }
     /// The next two before references are resolved.
     XmlFault takeValue( std::string_view value ) const;
     XmlFault takeText( std::string_view text ) const;
@@ -34,6 +37,8 @@ public:
 private:
     bool _hasRoot = false;
     bool _hasDoctype = false;
+    XmlKnownNames _known;
+    /// Those that can't be known.
     XmlUniqueNames _attributes;
     /// The names of the open elements, one behind the other, and where each begins.
     std::string _openNames;

@@ -83,7 +83,6 @@ XmlUniqueNames::XmlUniqueNames()
 
 void XmlUniqueNames::clear() noexcept {
     _rests.clear();
-    _starts = 0;
     _entries.clear();
     _table.clear();
 }
@@ -96,12 +95,8 @@ bool XmlUniqueNames::add( std::string_view name ) {
     const std::string_view rest = name.substr( std::min<std::size_t>( name.size(), 8 ) );
     std::size_t* place = nullptr;
     if( _table.empty() ) {
-        const std::uint64_t bit = std::uint64_t( 1 )
-                                  << ( ( entry.start * 0x9E3779B97F4A7C15U ) >> 58 );
-        const bool isNew = ( _starts & bit ) == 0;
-        _starts |= bit;
         const auto isSame = [&]( const Entry& other ) { return isEqual( other, entry, rest ); };
-        if( !isNew && std::ranges::any_of( _entries, isSame ) ) {
+        if( std::ranges::any_of( _entries, isSame ) ) {
             return false;
         }
     } else {

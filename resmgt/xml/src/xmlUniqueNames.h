@@ -10,9 +10,8 @@ namespace Qv {
 
 /// Names of which none occurs twice.
 ///
-/// Cost: a few names are compared with each other. From the next on there is a hash table, with
-/// keys
-///       of its own, so that nobody can write names that meet in it.
+/// Cost: a few names are compared with each other. From the next on there is a hash table with
+///       secret keys: nobody can write names that meet in it.
 class XmlUniqueNames {
 public:
     XmlUniqueNames();
@@ -39,8 +38,6 @@ private:
 
     const std::uint64_t _keys[2];
     std::string _rests;
-    /// Bits that the starts of all names have set. Where a start's isn't set, it is new.
-    std::uint64_t _starts = 0;
     std::vector<Entry> _entries;
     /// Numbers of entries plus 1, each at its hash or behind it; a power of two, or empty.
     std::vector<std::size_t> _table;
