@@ -11,9 +11,9 @@ class XmlPositionSource;
 
 /// Receives the events of a parse.
 ///
-/// `line` is that of the event's last byte in the document, from 1. The strings belong to the
-/// parser, which uses them again: copy what is to stay. An exception that an event raises ends the
-/// parse and passes through it.
+/// `line` is that of the event's last byte in the document, from 1, a line feed being the last byte
+/// of its line. The strings belong to the parser, which uses them again: copy what is to stay. An
+/// exception that an event raises ends the parse and passes through it.
 ///
 ///     <a b="1">text</a>    notifyBeginElement( "a" ), pushAttribute( "b", "1" ),
 ///                          notifyStartTagEnd, notifyTextData( "text" ), notifyClosingElement( "a"
@@ -42,7 +42,8 @@ public:
     /// XmlParser doesn't call it: it has no character data sections.
     virtual void notifyCharacterData( const std::string& data, int line );
     virtual ~XmlParserProtocol();
-    /// False ends the parse without an error: no event follows the one after which it was false.
+    /// Is asked after each event. False ends the parse without an error, and no further event
+    /// follows; but the two events of an empty element without white space, "<a/>", are one.
     virtual bool keepParsing() const;
 
     /// The document's name in messages; the parser sets it at its start.

@@ -12,9 +12,8 @@ namespace Qv {
 /// being read. Documents use few names again and again, and a name that is known needn't be looked
 /// at again.
 ///
-/// Places: a name's bytes say which place it has. The first name that comes to a place stays there;
-/// the
-///         others of that place are never known, as are long names.
+/// Places: a name's bytes say which place it has. The first name that comes to a place stays
+///         there; the others of that place are never known, as are long names.
 class XmlKnownNames {
 public:
     enum class Answer { UNKNOWN, NEW, REPEATED };

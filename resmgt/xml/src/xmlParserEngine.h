@@ -19,8 +19,7 @@ namespace Qv {
 /// One parse: the states and what they share.
 ///
 /// Input:  comes in blocks. The cursor is at the next byte; the end of the input reads as a NUL, as
-/// a
-///         NUL in the document does, which is never passed.
+///         a NUL in the document does, which is never passed.
 /// Tokens: a token that lies within a block is taken where it lies, one that crosses blocks is put
 ///         together in `_held`. Either stays until the next token, or until a byte behind it is
 ///         asked for that may be in the next block: see `hold`.
