@@ -135,7 +135,7 @@ void XmlDecoder::convertUtf16( std::string_view piece, bool isLast ) {
         const auto first = static_cast<unsigned char>( _rest.front() );
         const auto second = static_cast<unsigned char>( byte );
         _rest.clear();
-        takeUnit( isBig ? first << 8U | second : second << 8U | first );
+        takeUnit( static_cast<char32_t>( isBig ? first << 8U | second : second << 8U | first ) );
         if( !_fault.empty() ) {
             return;
         }
