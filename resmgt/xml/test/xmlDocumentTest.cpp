@@ -98,7 +98,8 @@ TEST( XmlDocumentBuilderTest, DeclarationsAreCheckedAndTypesKept ) {
     EXPECT_EQ( document.getDocumentType(), nullptr );
     builder.createDocumentType( "first", 1 );
     builder.createDocumentType( "shots", 2 );
-    EXPECT_EQ( document.getDocumentType()->clone().release()->getNodeName(), "shots" );
+    EXPECT_EQ( OPtr<XmlDocumentType>( document.getDocumentType()->clone() )->getNodeName(),
+               "shots" );
 }
 
 TEST( XmlDocumentTest, EveryConstructorReadsTheSame ) {

@@ -265,7 +265,7 @@ TEST( XmlElementTest, ValuesSurviveAsAttributesAndAsText ) {
 
     XmlAttribute attribute( "a" );
     attribute.setValue( wide );
-    EXPECT_EQ( attribute.clone().release()->getValue(), wide );
+    EXPECT_EQ( OPtr<XmlAttribute>( attribute.clone() )->getValue(), wide );
 }
 
 TEST( XmlElementTest, TextThatIsNoNumberOfTheTypeIsRefused ) {
