@@ -65,6 +65,9 @@ public:
     }
     /// `end` without one.
     const char* find( std::string_view name ) const noexcept {
+        if( ( _marks & markOf( name ) ) == 0 ) {
+            return end();
+        }
         const char* at = begin();
         while( at != end() ) {
             const Entry entry = read( at );
@@ -82,11 +85,10 @@ public:
         const Size sizes[] = { static_cast<Size>( name.size() ),
                                static_cast<Size>( value.size() ) };
         std::memcpy( at, sizes, sizeof( sizes ) );
-        char* const text = at + sizeof( sizes );
-        std::memcpy( text, name.data(), name.size() );
-        std::memcpy( text + name.size(), value.data(), value.size() );
+        XmlCopy::copy( XmlCopy::copy( at + sizeof( sizes ), name ), value );
         _size = static_cast<Size>( _size + measure( name, value ) );
         ++_count;
+        _marks |= markOf( name );
     }
     void replaceValue( std::size_t offset, std::string_view value ) noexcept {
         char* const at = getBytes() + offset;
@@ -110,15 +112,27 @@ public:
         std::memcpy( getBytes(), source.begin(), source._size );
         _size = source._size;
         _count = source._count;
+        _marks = source._marks;
     }
 
 private:
     using Size = std::uint16_t;
 
+    /// One bit, which few other names have.
+    static std::uint32_t markOf( std::string_view name ) noexcept {
+        constexpr unsigned int NB_BITS = 32;
+        const unsigned int ends = name.empty() ? 0U
+                                               : static_cast<unsigned char>( name.front() ) +
+                                                     5U * static_cast<unsigned char>( name.back() );
+        return std::uint32_t{ 1 } << ( ( ends + 11U * name.size() ) % NB_BITS );
+    }
+
     std::uint8_t _count = 0;
     Size _size = 0;
     /// Bytes that there is room for.
     Size _capacity;
+    /// Of all names that were ever here: most that aren't here are known by it at once.
+    std::uint32_t _marks = 0;
 };
 
 /// Any number of attributes of any size.
