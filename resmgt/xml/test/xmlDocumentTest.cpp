@@ -6,6 +6,7 @@
 #include <resmgt/xml/xmlEx.h>
 #include <resmgt/xml/xmlWriter.h>
 #include <tests/qvcomp/fileSizeLimit.h>
+#include <tests/support/failingNew.h>
 #include <tests/support/testSettings.h>
 
 #include <functional>
@@ -148,6 +149,29 @@ TEST( XmlDocumentTest, WhatCantBeReadIsReportedAndALoadChangesNothingThen ) {
     check( "broken",
            "Syntax error (\"at \"a\" element end tag. End tag b\" missing\") around line 2 in ",
            static_cast<XmlEx::ExSyntaxError*>( nullptr ) );
+}
+
+TEST( XmlDocumentTest, WithoutMemoryALoadChangesNothing ) {
+    std::string text = "<root>";
+    for( int i = 0; i < 60; ++i ) {
+        text += "<child-with-a-long-name attribute=\"" + std::string( 300, 'v' ) +
+                "\">some text of more than a few bytes</child-with-a-long-name>";
+    }
+    text += "</root><other><a/></other>";
+    XmlDocument document;
+    document.loadText( "<old/>" );
+    bool isDone = false;
+    for( int nbSucceeding = 0; !isDone; ++nbSucceeding ) {
+        ASSERT_LT( nbSucceeding, 10000 );
+        try {
+            const FailingNew failing( nbSucceeding );
+            document.loadText( text );
+            isDone = true;
+        } catch( const std::bad_alloc& ) {
+            ASSERT_EQ( document.streamToString( 0 ), "<old/>" );
+        }
+    }
+    EXPECT_EQ( document.getRoot()->getNbChildren(), 60 );
 }
 
 TEST( XmlDocumentTest, AnUnterminatedDocumentIsATreeThatIsntComplete ) {

@@ -30,7 +30,8 @@ std::string write( int indentation, const std::function<void( XmlWriter& )>& use
 }
 
 /// One step a character: a to f open an element of that name, / closes one, = writes an attribute,
-/// . text, ! the declaration, { inserts text, < an element, > one under another name.
+/// . text, ! the declaration, { inserts text, < an element, > one under another name, * its
+/// children, + a tag with a value.
 void follow( const char* steps, XmlWriter& writer ) {
     XmlElement element( "e" );
     element.appendChild( RCShdPtr<XmlElement>( new XmlElement( "f" ) ) );
@@ -56,6 +57,9 @@ void follow( const char* steps, XmlWriter& writer ) {
             break;
         case '>':
             writer.insertXml( "x", element );
+            break;
+        case '*':
+            element.streamChildren( writer );
             break;
         case '+':
             writer.writeTag( "w", 2U );
@@ -94,6 +98,7 @@ TEST( XmlWriterTest, LayoutIsThatOfEveryStateAndIndentation ) {
         { "a.>b//", 1, "\n<a>t\n <x>\n  <f/>\n </x>\n <b/>\n</a>" },
         { "<", 0, "<e><f/></e>" },
         { ".", 3, "t" },
+        { "a*b//", 1, "\n<a>\n <f/>\n <b/>\n</a>" },
     };
     for( const auto& c : cases ) {
         EXPECT_EQ( write( c.indentation, [&]( XmlWriter& w ) { follow( c.steps, w ); } ), c.text )
