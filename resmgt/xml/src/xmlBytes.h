@@ -4,10 +4,6 @@
 #include <cstddef>
 #include <cstring>
 
-#if defined( __SSE2__ )
-#    include <emmintrin.h>
-#endif
-
 namespace Qv {
 
 /// Sixteen bytes that are compared at once; a comparison gives all bits of a byte, or none. The
@@ -75,34 +71,35 @@ public:
     static constexpr std::ptrdiff_t SIZE = 16;
 
     static XmlBytes load( const char* from ) noexcept {
-        return XmlBytes( _mm_loadu_si128( reinterpret_cast<const __m128i*>( from ) ) );
+        XmlBytes result;
+        std::memcpy( &result._bytes, from, SIZE );
+        return result;
     }
 
     XmlBytes equalTo( unsigned char byte ) const noexcept {
-        return XmlBytes( _mm_cmpeq_epi8( _bytes, all( byte ) ) );
+        return XmlBytes( reinterpret_cast<Vector>( _bytes == byte ) );
     }
     XmlBytes atMost( unsigned char byte ) const noexcept {
-        return XmlBytes( _mm_cmpeq_epi8( _mm_min_epu8( _bytes, all( byte ) ), _bytes ) );
+        return XmlBytes( reinterpret_cast<Vector>( _bytes <= byte ) );
     }
-    XmlBytes with( unsigned char bits ) const noexcept {
-        return XmlBytes( _mm_or_si128( _bytes, all( bits ) ) );
-    }
+    XmlBytes with( unsigned char bits ) const noexcept { return XmlBytes( _bytes | bits ); }
     friend XmlBytes operator|( const XmlBytes& a, const XmlBytes& b ) noexcept {
-        return XmlBytes( _mm_or_si128( a._bytes, b._bytes ) );
+        return XmlBytes( a._bytes | b._bytes );
     }
     unsigned int mask() const noexcept {
-        return static_cast<unsigned int>( _mm_movemask_epi8( _bytes ) );
+        return static_cast<unsigned int>(
+            __builtin_ia32_pmovmskb128( reinterpret_cast<Characters>( _bytes ) ) );
     }
 
 private:
-    explicit XmlBytes( __m128i bytes ) noexcept
+    using Vector = unsigned char __attribute__( ( vector_size( 16 ) ) );
+    using Characters = char __attribute__( ( vector_size( 16 ) ) );
+
+    XmlBytes() = default;
+    explicit XmlBytes( Vector bytes ) noexcept
         : _bytes( bytes ) {}
 
-    static __m128i all( unsigned char byte ) noexcept {
-        return _mm_set1_epi8( static_cast<char>( byte ) );
-    }
-
-    __m128i _bytes;
+    Vector _bytes;
 };
 
 #else

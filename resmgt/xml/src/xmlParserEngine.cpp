@@ -1,3 +1,5 @@
+#include <resmgt/xml/src/xmlParserEngine.h>
+
 #include <resmgt/xml/src/xmlParserEngine.imp>
 #include <resmgt/xml/src/xmlParserStates.imp>
 
