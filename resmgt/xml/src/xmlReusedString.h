@@ -1,7 +1,8 @@
 #pragma once
 
+#include <resmgt/xml/src/xmlCopy.h>
+
 #include <array>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -23,7 +24,7 @@ public:
         if( result.size() != size ) {
             result.resize( size );
         }
-        copyShort( result.data(), text.data(), size );
+        XmlCopy::copy( result.data(), text );
         return result;
     }
 
@@ -34,27 +35,6 @@ public:
     }
 
 private:
-    /// Two overlapping copies of a known size are faster than one whose size varies.
-    template <std::size_t SIZE>
-    static void copyEnds( char* to, const char* from, std::size_t size ) {
-        std::memcpy( to, from, SIZE );
-        std::memcpy( to + size - SIZE, from + size - SIZE, SIZE );
-    }
-    /// REQUIRES: `size` is at most 32.
-    static void copyShort( char* to, const char* from, std::size_t size ) {
-        if( size >= 16 ) {
-            copyEnds<16>( to, from, size );
-        } else if( size >= 8 ) {
-            copyEnds<8>( to, from, size );
-        } else if( size >= 4 ) {
-            copyEnds<4>( to, from, size );
-        } else if( size != 0 ) {
-            to[0] = from[0];
-            to[size / 2] = from[size / 2];
-            to[size - 1] = from[size - 1];
-        }
-    }
-
     std::array<std::string, 33> _short;
     std::string _long;
 };
