@@ -58,9 +58,12 @@ public:
     State* passComment( State& next );
     /// True if "/>" ends the name, of which the cursor is at the ">" then.
     bool takeElementName();
-    /// Takes an attribute that has nothing rare in it, and lies in the block as a whole; the cursor
-    /// is at its name. False if it isn't such a one: nothing is taken then.
-    bool takePlainAttribute();
+    /// Takes an attribute that has nothing rare in it and lies in the block as a whole, `nbBlanks`
+    /// bytes behind the cursor, which are passed. False if it isn't such a one: nothing is taken
+    /// then.
+    bool takePlainAttribute( int nbBlanks );
+    /// The same behind a blank.
+    bool takeNextPlainAttribute();
     void takeAttributeName( std::string_view token ) { _currentName = &_name.assign( token ); }
 
     bool isStrict() const noexcept { return _checks.has_value(); }

@@ -17,13 +17,10 @@ public:
     /// The result stays as it is until the next call. `text` isn't part of it.
     const std::string& assign( std::string_view text ) {
         const std::size_t size = text.size();
-        if( size >= _short.size() ) {
-            return _long.assign( text );
+        if( size >= _short.size() || _short[size].size() != size ) {
+            return assignRare( text );
         }
         std::string& result = _short[size];
-        if( result.size() != size ) {
-            result.resize( size );
-        }
         XmlCopy::copy( result.data(), text );
         return result;
     }
@@ -35,6 +32,9 @@ public:
     }
 
 private:
+    /// A long text, or the first of its size.
+    const std::string& assignRare( std::string_view text );
+
     std::array<std::string, 33> _short;
     std::string _long;
 };
