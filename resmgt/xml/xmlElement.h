@@ -152,6 +152,7 @@ private:
 
         Packed* getPacked() const noexcept;
         Indexed* getIndexed() const noexcept;
+        bool append( std::string_view name, std::string_view value, XmlArena& arena ) noexcept;
         Packed& makeRoom( std::size_t size, XmlArena* arena );
         Indexed& makeIndexed();
 

@@ -58,15 +58,6 @@ void XmlArena::release( void* element ) noexcept {
     }
 }
 
-char* XmlArena::append( std::size_t size ) noexcept {
-    if( static_cast<std::size_t>( _end - _next ) < size ) {
-        return nullptr;
-    }
-    char* const memory = _next;
-    _next += size;
-    return memory;
-}
-
 /// A small document takes a small block.
 void XmlArena::begin( std::size_t size ) {
     const std::size_t blockSize =

@@ -27,7 +27,14 @@ public:
     /// `size` bytes right behind the newest element and what was appended to it, to be used no
     /// longer than it; XmlCopy::SLACK bytes behind them can be read. Null where the block has no
     /// room.
-    char* append( std::size_t size ) noexcept;
+    char* append( std::size_t size ) noexcept {
+        if( static_cast<std::size_t>( _end - _next ) < size ) {
+            return nullptr;
+        }
+        char* const memory = _next;
+        _next += size;
+        return memory;
+    }
 
     /// Elements that go together, whose blocks are asked once for all in a row.
     class Releases;

@@ -51,7 +51,27 @@ bool XmlElement::Attributes::find( std::string_view name, std::string_view& valu
     return true;
 }
 
+/// As nearly all that are read are added: behind others, where the memory goes on.
+bool XmlElement::Attributes::append( std::string_view name, std::string_view value,
+                                     XmlArena& arena ) noexcept {
+    Packed* const packed = getPacked();
+    if( packed == nullptr || packed->kind != Head::Kind::IN_ARENA || !packed->lacks( name ) ) {
+        return false;
+    }
+    const std::size_t size = packed->getSize() + Packed::measure( name, value );
+    if( !packed->mayBe( size, 1 ) || size <= packed->getCapacity() ||
+        arena.append( size - packed->getCapacity() ) == nullptr ) {
+        return false;
+    }
+    packed->extend( size - packed->getCapacity() );
+    packed->append( name, value );
+    return true;
+}
+
 void XmlElement::Attributes::set( std::string_view name, std::string_view value, XmlArena* arena ) {
+    if( arena != nullptr && append( name, value, *arena ) ) {
+        return;
+    }
     if( Indexed* const indexed = getIndexed() ) {
         indexed->set( name, value );
         return;

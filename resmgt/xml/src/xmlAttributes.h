@@ -63,9 +63,11 @@ public:
         const char* const text = at + sizeof( sizes );
         return { { text, sizes[0] }, { text + sizes[0], sizes[1] } };
     }
+    /// Whether it is certain that there is none of the name.
+    bool lacks( std::string_view name ) const noexcept { return ( _marks & markOf( name ) ) == 0; }
     /// `end` without one.
     const char* find( std::string_view name ) const noexcept {
-        if( ( _marks & markOf( name ) ) == 0 ) {
+        if( lacks( name ) ) {
             return end();
         }
         const char* at = begin();
