@@ -30,8 +30,8 @@ class XmlArena;
 /// Threads:    several may read a tree at once, if none changes it.
 /// Depth:      no operation recurses: destruction, copying, searching and writing take trees of any
 ///             depth.
-/// Memory:     what is read from a document, and a clone, lies in blocks of up to 64 KiB; a block
-///             stays while one of its elements does.
+/// Memory:     what is read from a document, and a clone, lies in blocks, of 4 KiB at first and of
+///             2 MiB in large documents; a block stays while one of its elements does.
 class QV_RESMGT_API XmlElement final : public XmlNode, public RCBase<LkCounter<int>> {
 public:
     explicit XmlElement( std::string_view name );

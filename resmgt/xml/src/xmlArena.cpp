@@ -1,6 +1,7 @@
 #include <resmgt/xml/src/xmlArena.h>
 
 #include <resmgt/xml/src/xmlCopy.h>
+#include <resmgt/xml/src/xmlLargePages.h>
 
 #include <algorithm>
 #include <atomic>
@@ -12,15 +13,36 @@ namespace Qv {
 namespace {
 
 constexpr std::size_t FIRST_BLOCK = 1 << 12;
-constexpr std::size_t LARGEST_BLOCK = 1 << 16;
+constexpr std::size_t LARGEST_BLOCK = XmlLargePages::SIZE;
 /// What an element brings along usually fits behind it.
 constexpr std::size_t ROOM_BEHIND = 1 << 9;
 /// What a block is counted for while elements are made in it: more than there can be.
 constexpr int OPEN = 1 << 30;
 
+void* takeMemory( std::size_t size ) {
+    if( size != LARGEST_BLOCK ) {
+        return ::operator new( size );
+    }
+    void* const memory = ::operator new( size, std::align_val_t( size ) );
+    XmlLargePages::ask( memory );
+    return memory;
+}
+
+void giveBack( void* memory, std::size_t size ) noexcept {
+    if( size != LARGEST_BLOCK ) {
+        ::operator delete( memory );
+    } else {
+        ::operator delete( memory, std::align_val_t( size ) );
+    }
+}
+
 } // namespace
 
 struct alignas( void* ) XmlArena::Block {
+    explicit Block( std::size_t itsSize )
+        : size( itsSize ) {}
+
+    const std::size_t size;
     /// Changed by all; who takes the last ones off sees what the others did before.
     std::atomic<int> nbElements{ OPEN };
 };
@@ -63,9 +85,9 @@ void XmlArena::begin( std::size_t size ) {
     const std::size_t blockSize =
         std::max( sizeof( Block ) + size + XmlCopy::SLACK,
                   _blockSize == 0 ? FIRST_BLOCK : std::min( 2 * _blockSize, LARGEST_BLOCK ) );
-    char* const memory = static_cast<char*>( ::operator new( blockSize ) );
+    char* const memory = static_cast<char*>( takeMemory( blockSize ) );
     retire();
-    _block = ::new( memory ) Block;
+    _block = ::new( memory ) Block( blockSize );
     _next = memory + sizeof( Block );
     _end = memory + blockSize - XmlCopy::SLACK;
     _blockSize = blockSize;
@@ -84,8 +106,7 @@ XmlArena::Block* XmlArena::getBlock( void* element ) noexcept {
 
 void XmlArena::drop( Block* block, int count ) noexcept {
     if( block->nbElements.fetch_sub( count, std::memory_order_acq_rel ) == count ) {
-        block->~Block();
-        ::operator delete( block );
+        giveBack( block, block->size );
     }
 }
 
