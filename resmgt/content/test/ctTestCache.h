@@ -2,6 +2,7 @@
 
 #include <resmgt/content/ctCacheDirectory.h>
 #include <resmgt/content/ctFileServer.h>
+#include <resmgt/content/src/ctSessionFile.h>
 #include <resmgt/content/src/ctTileNames.h>
 #include <resmgt/messages/msgManager.h>
 #include <resmgt/messages/msgServer.h>
@@ -21,6 +22,11 @@
 /// What the tests of the media cache share.
 
 namespace Qv {
+
+/// As the index keeps a number.
+inline std::string padded( const std::string& number ) {
+    return number + std::string( CtSessionFile::LENGTH - 1 - number.size(), ' ' ) + "\n";
+}
 
 /// Collects the messages to the user while it lives.
 class CollectedMessages {
