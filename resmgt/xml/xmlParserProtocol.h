@@ -16,8 +16,8 @@ class XmlPositionSource;
 /// exception that an event raises ends the parse and passes through it.
 ///
 ///     <a b="1">text</a>    notifyBeginElement( "a" ), pushAttribute( "b", "1" ),
-///                          notifyStartTagEnd, notifyTextData( "text" ), notifyClosingElement( "a"
-///                          )
+///                          notifyStartTagEnd, notifyTextData( "text" ),
+///                          notifyClosingElement( "a" )
 ///     <a b="1"/>           notifyBeginElement( "a" ), pushAttribute( "b", "1" ),
 ///                          notifyEmptyElementEnd
 class QV_RESMGT_API XmlParserProtocol {
@@ -46,7 +46,8 @@ public:
     /// follows; but the two events of an empty element without white space, "<a/>", are one.
     virtual bool keepParsing() const;
 
-    /// The document's name in messages; the parser sets it at its start.
+    /// The document's name in messages; the parser sets it at its start. A parse that an event
+    /// starts with this protocol leaves the name as it was.
     void setFileName( const std::string& name );
     const std::string& getFileName() const noexcept;
 

@@ -363,7 +363,7 @@ TEST( XmlParserTest, AProtocolThatHasHadEnoughHearsOfNoError ) {
     EXPECT_EQ( one.events.size(), 1U );
 }
 
-TEST( XmlParserTest, ACallBackMayParseWithTheSameProtocol ) {
+TEST_F( XmlParserFileTest, ACallBackMayParseWithTheSameProtocol ) {
     class Nesting : public Places {
     protected:
         void add( const std::string& event, int line ) override {
@@ -374,10 +374,13 @@ TEST( XmlParserTest, ACallBackMayParseWithTheSameProtocol ) {
             }
         }
     };
+    const std::string path = write( "<a><b/></a>" );
+    OsFileReader reader( OsFilePath( path ), false );
     Nesting places;
-    XmlParser::parse( places, "<a><b/></a>" );
+    XmlParser::parse( places, reader );
     EXPECT_EQ( places.text,
                "(a@1:2(1) (b@1:5(4) (c@3:2(3) /@3:4(5) back@1:5(4) /@1:7(6) )a@1:11(10) " );
+    EXPECT_EQ( places.getFileName(), path );
 }
 
 namespace {
