@@ -2,11 +2,11 @@
 
 #include <base/text/ascii.h>
 #include <base/text/utf.h>
+#include <resmgt/xml/src/xmlCopy.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
 
 namespace Qv::XmlCharacters {
 
@@ -129,16 +129,6 @@ constexpr std::array<Part, 256> PARTS = [] {
     return result;
 }();
 
-} // namespace
-
-namespace {
-
-std::uint64_t load( const char* from ) noexcept {
-    std::uint64_t result;
-    std::memcpy( &result, from, sizeof( result ) );
-    return result;
-}
-
 /// Whether one of eight bytes is none of 0x20 to 0x7F. What a borrow from a lower byte spoils is
 /// above a byte that is found itself.
 bool isSpecial( std::uint64_t bytes ) noexcept {
@@ -156,11 +146,11 @@ bool isPlain( std::string_view text ) noexcept {
         } );
     }
     for( std::size_t at = 0; at + 8 < size; at += 8 ) {
-        if( isSpecial( load( from + at ) ) ) {
+        if( isSpecial( XmlCopy::load<std::uint64_t>( from + at ) ) ) {
             return false;
         }
     }
-    return !isSpecial( load( from + size - 8 ) );
+    return !isSpecial( XmlCopy::load<std::uint64_t>( from + size - 8 ) );
 }
 
 } // namespace

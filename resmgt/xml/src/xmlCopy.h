@@ -6,6 +6,14 @@
 
 namespace Qv::XmlCopy {
 
+/// The number whose bytes stand at `from`, which needs no alignment.
+template <class Number>
+Number load( const char* from ) noexcept {
+    Number result;
+    std::memcpy( &result, from, sizeof( result ) );
+    return result;
+}
+
 /// Of a known size, and overlapping, which is faster than one of a size that varies.
 template <std::size_t SIZE>
 void copyEnds( char* to, const char* from, std::size_t size ) noexcept {

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <resmgt/xml/src/xmlCopy.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
 namespace Qv {
@@ -54,15 +55,10 @@ private:
     static constexpr std::size_t NB_PLACES = 256;
 
     template <class Number>
-    static Number load( const char* from ) noexcept {
-        Number result;
-        std::memcpy( &result, from, sizeof( result ) );
-        return result;
-    }
-    template <class Number>
     static Name makeName( std::string_view text ) noexcept {
-        return { load<Number>( text.data() ),
-                 load<Number>( text.data() + text.size() - sizeof( Number ) ), text.size() };
+        return { XmlCopy::load<Number>( text.data() ),
+                 XmlCopy::load<Number>( text.data() + text.size() - sizeof( Number ) ),
+                 text.size() };
     }
     static Name makeName( std::string_view text ) noexcept {
         if( text.size() >= 8 ) {

@@ -1,9 +1,10 @@
 #include <resmgt/xml/src/xmlUniqueNames.h>
 
+#include <resmgt/xml/src/xmlCopy.h>
+
 #include <algorithm>
 #include <bit>
 #include <chrono>
-#include <cstring>
 
 namespace Qv {
 
@@ -12,27 +13,22 @@ namespace {
 /// As many names as are compared one by one.
 constexpr std::size_t LARGEST_LIST = 16;
 
-template <class Number>
-std::uint64_t load( const char* from ) noexcept {
-    Number result;
-    std::memcpy( &result, from, sizeof( result ) );
-    return result;
-}
-
 /// The first bytes: all, up to 8. With the size they stand for a name that has no more.
 std::uint64_t loadStart( std::string_view name ) noexcept {
+    using XmlCopy::load;
     const char* const text = name.data();
     const std::size_t size = name.size();
     if( size >= 8 ) {
         return load<std::uint64_t>( text );
     }
     if( size >= 4 ) {
-        return load<std::uint32_t>( text ) << 32 | load<std::uint32_t>( text + size - 4 );
+        return std::uint64_t{ load<std::uint32_t>( text ) } << 32 |
+               load<std::uint32_t>( text + size - 4 );
     }
-    return size == 0
-               ? 0
-               : load<std::uint8_t>( text ) << 16 | load<std::uint8_t>( text + size / 2 ) << 8 |
-                     load<std::uint8_t>( text + size - 1 );
+    const auto byteAt = [text]( std::size_t at ) -> std::uint64_t {
+        return static_cast<unsigned char>( text[at] );
+    };
+    return size == 0 ? 0 : byteAt( 0 ) << 16 | byteAt( size / 2 ) << 8 | byteAt( size - 1 );
 }
 
 /// SipHash with one round for each word and three at the end (Aumasson and Bernstein, "SipHash: a
@@ -128,7 +124,7 @@ std::uint64_t XmlUniqueNames::hash( const Entry& entry, std::string_view rest ) 
     SipHash hash( _keys );
     hash.add( entry.start );
     for( ; rest.size() >= 8; rest.remove_prefix( 8 ) ) {
-        hash.add( load<std::uint64_t>( rest.data() ) );
+        hash.add( XmlCopy::load<std::uint64_t>( rest.data() ) );
     }
     hash.add( loadStart( rest ) );
     hash.add( entry.size );
