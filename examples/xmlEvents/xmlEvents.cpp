@@ -92,8 +92,9 @@ int main( int argc, char** argv ) {
         }
         return 0;
     } catch( const Qv::XmlEx::ExSyntaxError& e ) {
-        std::fprintf( stderr, "xmlEvents: %s:%d:%d: %s\n", e.getDocument().c_str(), e.getLine(),
-                      e.getColumn(), e.getMessage().c_str() );
+        std::fprintf( stderr, "xmlEvents: %s:%d:%d: %s\n",
+                      Qv::Printable::makeLine( e.getDocument() ).c_str(), e.getLine(),
+                      e.getColumn(), Qv::Printable::makeLine( e.getMessage() ).c_str() );
     } catch( const Qv::ExBase& e ) {
         std::fprintf( stderr, "xmlEvents: %s\n", Qv::Printable::makeText( e.getReason() ).c_str() );
     } catch( const std::exception& e ) {

@@ -68,8 +68,9 @@ int main( int argc, char** argv ) {
         run( argv[1], argv[2] );
         return 0;
     } catch( const Qv::XmlEx::ExSyntaxError& e ) {
-        std::fprintf( stderr, "xmlTree: %s:%d:%d: %s\n", e.getDocument().c_str(), e.getLine(),
-                      e.getColumn(), e.getMessage().c_str() );
+        std::fprintf( stderr, "xmlTree: %s:%d:%d: %s\n",
+                      Qv::Printable::makeLine( e.getDocument() ).c_str(), e.getLine(),
+                      e.getColumn(), Qv::Printable::makeLine( e.getMessage() ).c_str() );
     } catch( const Qv::ExBase& e ) {
         std::fprintf( stderr, "xmlTree: %s\n", Qv::Printable::makeText( e.getReason() ).c_str() );
     } catch( const std::exception& e ) {
