@@ -39,8 +39,8 @@ class XmlParserProtocol;
 class QV_RESMGT_API XmlParser {
 public:
     /// Reads from where `reader` stands. The protocol may use the reader meanwhile: the parser goes
-    /// back to its own place. What can't seek, such as a pipe, is read as it comes. Where the
-    /// reader stands afterwards isn't specified.
+    /// back to its own place. What can't seek, such as a pipe, is read as it comes, a full buffer
+    /// or the rest at a time. Where the reader stands afterwards isn't specified.
     static void parse( XmlParserProtocol& protocol, OsFileReader& reader );
     static void parse( XmlParserProtocol& protocol, OsFileReader& reader,
                        const XmlReadOptions& options );

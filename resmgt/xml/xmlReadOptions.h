@@ -31,7 +31,8 @@ struct XmlReadOptions {
     /// Elements open at once.
     unsigned long long maxDepth = UNLIMITED;
     /// Bytes of a name, an attribute's value or a text as they stand in the document. Under
-    /// `strict` also of the declaration, the document type and processing instructions.
+    /// `strict` also of the declaration, the document type, processing instructions, and what a
+    /// comment has from one "-" to the next.
     unsigned long long maxTokenSize = UNLIMITED;
     /// Elements altogether.
     unsigned long long maxElements = UNLIMITED;

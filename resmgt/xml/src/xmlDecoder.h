@@ -9,8 +9,7 @@ namespace Qv {
 /// Turns the bytes of a document into UTF-8, as its byte order mark and its declaration say.
 ///
 /// Known:  UTF-8, UTF-16 of both orders with a mark or without, ISO-8859-1. Other declared names
-/// are
-///         refused, and so is a name that contradicts what the bytes are.
+///         are refused, and so is a name that contradicts what the bytes are.
 /// Input:  in pieces of any size. What comes out doesn't depend on them.
 /// Memory: a piece's output, and the declaration.
 class XmlDecoder {

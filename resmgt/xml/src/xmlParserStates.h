@@ -5,13 +5,13 @@
 
 namespace Qv {
 
-/// White space, comments and what is dropped are passed by the states that they stand in. A comment
-/// goes through the byte behind its "<!", which is a "-".
+/// White space, comments and what is dropped are passed by the states that they stand in. Behind a
+/// comment, of which the "-" behind "<!" decides, its state goes on.
 ///
 /// State             Input                      Reported            Next
 /// Initial           end                                            Final
 ///                   <?                                             Declaration
-///                   <!--                                           Initial, behind the comment
+///                   <!--                                           Initial
 ///                   <!                                             Doctype
 ///                   <                                              InElement
 /// Declaration       to ?>                                          Initial
@@ -28,12 +28,12 @@ namespace Qv {
 /// AttributeValue    to the opening quote       attribute           InAttribute
 /// ClosingElement    to >                       element closes      EscapingData
 /// Data              end, if there is no text                       Final
-///                   <!--                                           Data, behind the comment
+///                   <!--                                           Data
 ///                   <, if there is no text                         InElement
 ///                   text to </                 text                InElement, at the /
 /// EscapingData      end                                            Final
-///                   <!--                                           EscapingData, behind the
-///                   comment <                                              InElement
+///                   <!--                                           EscapingData
+///                   <                                              InElement
 /// Any               else                                           Error
 /// Error             raises XmlEx::ExSyntaxError
 namespace XmlParserStates {

@@ -203,7 +203,8 @@ void expectCandidates( const std::array<char, 16>& bytes ) {
     for( std::size_t i = 0; i < bytes.size(); ++i ) {
         ASSERT_TRUE( ( found >> i & 1U ) != 0 || !Set::MEMBERS[bytes[i]] );
         // What is rare in documents apart.
-        ASSERT_TRUE( ( found >> i & 1U ) == 0 || Set::MEMBERS[bytes[i]] || bytes[i] < ' ' )
+        ASSERT_TRUE( ( found >> i & 1U ) == 0 || Set::MEMBERS[bytes[i]] ||
+                     static_cast<unsigned char>( bytes[i] ) < ' ' )
             << int( bytes[i] );
     }
 }
