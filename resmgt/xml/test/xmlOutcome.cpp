@@ -110,4 +110,14 @@ void writeFile( const std::string& path, const std::string& text ) {
     }
 }
 
+std::string utf16( std::u16string_view text, bool isBig ) {
+    std::string result;
+    for( const char16_t unit : text ) {
+        const char bytes[] = { static_cast<char>( unit >> 8 ), static_cast<char>( unit & 0xFF ) };
+        result += bytes[isBig ? 0 : 1];
+        result += bytes[isBig ? 1 : 0];
+    }
+    return result;
+}
+
 } // namespace Qv

@@ -7,6 +7,7 @@
 #include <iosfwd>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Qv {
@@ -63,5 +64,6 @@ XmlOutcome parsePieces( const std::string& text, std::size_t size,
 XmlOutcome parseFile( const std::string& path, std::size_t bufferSize,
                       const XmlReadOptions& options = {} );
 void writeFile( const std::string& path, const std::string& text );
+std::string utf16( std::u16string_view text, bool isBig );
 
 } // namespace Qv

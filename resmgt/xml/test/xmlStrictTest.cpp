@@ -162,20 +162,6 @@ TEST( XmlStrictTest, AnEqualAttributeIsFoundAmongAnyNumber ) {
     }
 }
 
-namespace {
-
-std::string utf16( const std::u16string& text, bool isBig ) {
-    std::string result;
-    for( const char16_t unit : text ) {
-        const char bytes[] = { static_cast<char>( unit >> 8 ), static_cast<char>( unit & 0xFF ) };
-        result += bytes[isBig ? 0 : 1];
-        result += bytes[isBig ? 1 : 0];
-    }
-    return result;
-}
-
-} // namespace
-
 TEST( XmlEncodingsTest, WhatMarkAndDeclarationNameIsTurnedIntoUTF8 ) {
     const std::string euro = "<a b='\xE2\x82\xAC'/>";
     const std::string events = "(a:1 b=\xE2\x82\xAC:1 /:1";
