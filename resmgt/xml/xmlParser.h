@@ -40,7 +40,8 @@ class QV_RESMGT_API XmlParser {
 public:
     /// Reads from where `reader` stands. The protocol may use the reader meanwhile: the parser goes
     /// back to its own place. What can't seek, such as a pipe, is read as it comes, a full buffer
-    /// or the rest at a time. Where the reader stands afterwards isn't specified.
+    /// or the rest at a time. Where the reader stands afterwards isn't specified. It must not be an
+    /// unbuffered one: the parser's buffer isn't aligned for that.
     static void parse( XmlParserProtocol& protocol, OsFileReader& reader );
     static void parse( XmlParserProtocol& protocol, OsFileReader& reader,
                        const XmlReadOptions& options );

@@ -388,8 +388,10 @@ namespace {
 /// Moves the reader at each event.
 class Mover : public XmlRecorder {
 public:
+    /// It ends also where its moves aren't undone.
     explicit Mover( OsFileReader& reader )
-        : _reader( reader ) {}
+        : XmlRecorder( 150'001 )
+        , _reader( reader ) {}
 
 protected:
     void add( const std::string& event, int line ) override {
@@ -564,6 +566,8 @@ TEST( XmlParserTest, LimitsHoldAtTheFirstByteOrElementBeyondThem ) {
         { &XmlReadOptions::maxDepth, 2, "<a><b/><b/></a></a><a><c ",
           "(a:1 (b:1 /:1 (b:1 /:1 )a:1 )a:1 (a:1 (c:1", NO_TAG_END, 26 },
         { &XmlReadOptions::maxDepth, 2, "<a><b><c/>", "(a:1 (b:1", deeper, 8 },
+        { &XmlReadOptions::maxDepth, 2, "</a></a><a><b/><b><c>", ")a:1 )a:1 (a:1 (b:1 /:1 (b:1",
+          deeper, 20 },
         { &XmlReadOptions::maxElements, 3, "<a><b/></a><c/>", "(a:1 (b:1 /:1 )a:1 (c:1 /:1" },
         { &XmlReadOptions::maxElements, 3, "<a><b/><b/><c/>", "(a:1 (b:1 /:1 (b:1 /:1", more, 13 },
         { &XmlReadOptions::maxTokenSize, 4, "<abcd efgh='ijkl'>mnop</abcd>",
@@ -593,6 +597,11 @@ TEST( XmlParserTest, LimitsHoldAtTheFirstByteOrElementBeyondThem ) {
     options.maxElements = 0;
     XmlRecorder recorder;
     EXPECT_THROW( XmlParser::parse( recorder, "<a/>", options ), XmlEx::ExLimitExceeded );
+    options = {};
+    options.strict = true;
+    options.maxTokenSize = 4;
+    EXPECT_EQ( parseText( "<!-- ab - cd --><a/>", options ).message, "" );
+    EXPECT_EQ( parseText( "<!-- abc - d --><a/>", options ).column, 9 );
 }
 
 } // namespace Qv
