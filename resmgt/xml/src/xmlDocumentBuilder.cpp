@@ -31,8 +31,9 @@ void XmlDocumentBuilder::notifyBeginElement( const std::string& name, int line )
         parent.insertAt( parent._children.size(), *element );
         [[maybe_unused]] const XmlElement* const adopted = owner.release();
     } else {
-        RCShdPtr<XmlElement>& root = _document._root.isNull() ? _document._root : _otherRoot;
+        RCShdPtr<XmlElement>& root = _hasRoot ? _otherRoot : _document._root;
         root = RCShdPtr<XmlElement>( owner.release() );
+        _hasRoot = true;
     }
     _openElements.push_back( element );
     _document._isComplete = false;

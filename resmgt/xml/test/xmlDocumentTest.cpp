@@ -88,6 +88,14 @@ TEST( XmlDocumentBuilderTest, EventsMakeATreeOrAreRefusedInItsOwnWords ) {
     }
 }
 
+TEST( XmlDocumentBuilderTest, TheFirstElementReplacesARootThatWasThere ) {
+    XmlDocument document;
+    document.loadText( "<old/>" );
+    XmlDocumentBuilder builder( document );
+    follow( "a/b/", builder );
+    EXPECT_EQ( document.streamToString( 0 ), "<a/>" );
+}
+
 TEST( XmlDocumentBuilderTest, DeclarationsAreCheckedAndTypesKept ) {
     XmlDocument document;
     XmlDocumentBuilder builder( document );
