@@ -56,7 +56,8 @@ public:
     void writeTag( std::string_view name, const XmlValue& value );
     /// Copies `xml` as it is, behind the end of a start tag that is open.
     void insertXml( const std::string& xml );
-    /// Writes the element with all below it as the next child.
+    /// Writes the element with all below it as the next child. After an error what comes before is
+    /// written, and elements stay open.
     void insertXml( const XmlElement& element );
     /// The same under another name.
     void insertXml( const std::string& name, const XmlElement& element );

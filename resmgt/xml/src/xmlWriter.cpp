@@ -222,7 +222,11 @@ void XmlWriter::writeData( const XmlValue& value ) {
 }
 
 void XmlWriter::writeTag( std::string_view name, const XmlValue& value ) {
-    // In one piece: a value that can't be written leaves no start tag behind.
+    // A value that can't be written leaves no start tag behind, nor indentation, of which much goes
+    // to the stream at once.
+    if( value.getText().find( '\0' ) != std::string_view::npos ) {
+        throw XmlEx::ExConversionError( QV_HERE );
+    }
     Piece piece( *this );
     endStartTag( piece );
     beginLine( piece, _depth );

@@ -8,9 +8,9 @@
 
 #include <gmock/gmock.h>
 
-#include <clocale>
 #include <functional>
 #include <limits>
+#include <locale>
 #include <optional>
 #include <sstream>
 
@@ -22,8 +22,15 @@ using ::testing::HasSubstr;
 
 constexpr const char* VARIABLE = "QV_XML_WRITER_INDENTATION";
 
+/// Writes 1234.5 as 1,2,3,4;5.
+class OtherNumbers : public std::numpunct<char> {
+    char do_decimal_point() const override { return ';'; }
+    std::string do_grouping() const override { return "\1"; }
+};
+
 std::string write( int indentation, const std::function<void( XmlWriter& )>& use ) {
     std::ostringstream stream;
+    stream.imbue( std::locale( std::locale::classic(), new OtherNumbers ) );
     XmlWriter writer( stream, indentation );
     use( writer );
     return stream.str();
@@ -224,14 +231,16 @@ TEST( XmlWriterTest, ANulIsRefusedBeforeAnythingIsWritten ) {
         { "tag", [&]( XmlWriter& w ) { w.writeTag( "n", bad ); } },
     };
     for( const auto& c : cases ) {
-        EXPECT_EQ( write( 2,
-                          [&]( XmlWriter& w ) {
-                              follow( "a=", w );
-                              EXPECT_THROW( c.second( w ), XmlEx::ExConversionError );
-                              follow( "=b//", w );
-                          } ),
-                   "\n<a n=\"1\" n=\"1\">\n  <b/>\n</a>" )
-            << c.first;
+        for( const int indentation : { 2, 1 << 17 } ) {
+            const std::string blanks( static_cast<std::size_t>( indentation ), ' ' );
+            EXPECT_TRUE( write( indentation,
+                                [&]( XmlWriter& w ) {
+                                    follow( "a=", w );
+                                    EXPECT_THROW( c.second( w ), XmlEx::ExConversionError );
+                                    follow( "=b//", w );
+                                } ) == "\n<a n=\"1\" n=\"1\">\n" + blanks + "<b/>\n</a>" )
+                << c.first << indentation;
+        }
     }
 }
 
