@@ -54,8 +54,11 @@ struct XmlArena::Prefix {
 
 void* XmlArena::allocate( std::size_t size ) {
     const std::size_t whole = sizeof( Prefix ) + size;
+    // What is read behind appended bytes isn't the next element, which another thread may change.
+    const std::size_t slack = _hasAppended ? XmlCopy::SLACK : 0;
     constexpr std::size_t UNIT = alignof( Prefix );
-    const std::size_t gap = ( UNIT - reinterpret_cast<std::size_t>( _next ) % UNIT ) % UNIT;
+    const std::size_t place = reinterpret_cast<std::size_t>( _next ) + slack;
+    const std::size_t gap = slack + ( UNIT - place % UNIT ) % UNIT;
     if( static_cast<std::size_t>( _end - _next ) < gap + whole + ROOM_BEHIND ) {
         begin( whole + ROOM_BEHIND );
     } else {
@@ -64,6 +67,7 @@ void* XmlArena::allocate( std::size_t size ) {
     char* const memory = _next;
     _next += whole;
     ++_nbMade;
+    _hasAppended = false;
     return _newest = ::new( memory ) Prefix{ _block } + 1;
 }
 

@@ -25,14 +25,15 @@ public:
 
     bool isNewest( const void* element ) const noexcept { return element == _newest; }
     /// `size` bytes right behind the newest element and what was appended to it, to be used no
-    /// longer than it; XmlCopy::SLACK bytes behind them can be read. Null where the block has no
-    /// room.
+    /// longer than it; XmlCopy::SLACK bytes behind them can be read and never change. Null where
+    /// the block has no room.
     char* append( std::size_t size ) noexcept {
         if( static_cast<std::size_t>( _end - _next ) < size ) {
             return nullptr;
         }
         char* const memory = _next;
         _next += size;
+        _hasAppended = true;
         return memory;
     }
 
@@ -52,6 +53,8 @@ private:
     char* _next = nullptr;
     char* _end = nullptr;
     void* _newest = nullptr;
+    /// Something lies behind it.
+    bool _hasAppended = false;
     /// Elements that were made in the block.
     int _nbMade = 0;
     std::size_t _blockSize = 0;

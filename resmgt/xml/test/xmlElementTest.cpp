@@ -438,6 +438,20 @@ TEST( XmlElementTest, SeveralThreadsMayReadATree ) {
     }
 }
 
+/// Neighbours in memory that nobody shares, of which the second one ends at the first one's edge.
+TEST( XmlElementTest, ElementsOfOneDocumentBelongToDifferentThreads ) {
+    for( const std::string value : { "", "1234", "12345678" } ) {
+        XmlDocument document;
+        document.loadText( "<r><a name=\"" + value + "\"/><b/></r>" );
+        const Element first = document.getRoot()->getElementByTagName( "a" );
+        Element second = document.getRoot()->getElementByTagName( "b" );
+        document.setRoot( {} );
+        std::thread other( [taken = std::exchange( second, {} )]() mutable { taken.reset(); } );
+        EXPECT_EQ( first->toString(), "<a name=\"" + value + "\"/>" );
+        other.join();
+    }
+}
+
 TEST( XmlNodeTest, NamesAreThoseOfXml ) {
     const std::pair<std::string_view, bool> cases[] = {
         { "a", true },           { "_", true },
