@@ -27,7 +27,8 @@ class XmlArena;
 ///             XmlValue describes how values become text. Read as `bool`, "true" in any case is
 ///             true and everything else false. Read as a number, a text that isn't one, or is one
 ///             that the type can't hold, raises XmlEx::ExConversionError.
-/// Threads:    several may read a tree at once, if none changes it.
+/// Threads:    several may read a tree at once, if none changes it; to put an element somewhere
+///             changes it too.
 /// Depth:      no operation recurses: destruction, copying, searching and writing take trees of any
 ///             depth.
 /// Memory:     what is read from a document, and a clone, lies in blocks, of 4 KiB at first and of
@@ -178,6 +179,8 @@ private:
         void clear() noexcept { _size = 0; }
 
     private:
+        void freeMany() noexcept;
+
         union {
             XmlElement* _one = nullptr;
             XmlElement** _many;

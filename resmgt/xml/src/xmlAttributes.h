@@ -98,7 +98,7 @@ public:
         char* const place = at + measure( entry.name, {} );
         const char* const behind = place + entry.value.size();
         std::memmove( place + value.size(), behind, static_cast<std::size_t>( end() - behind ) );
-        std::memcpy( place, value.data(), value.size() );
+        XmlCopy::copy( place, value );
         _size = static_cast<Size>( _size - entry.value.size() + value.size() );
         const auto size = static_cast<Size>( value.size() );
         std::memcpy( at + sizeof( Size ), &size, sizeof( Size ) );

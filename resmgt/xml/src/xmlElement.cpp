@@ -44,6 +44,10 @@ private:
 };
 
 XmlElement::Children::~Children() {
+    freeMany();
+}
+
+void XmlElement::Children::freeMany() noexcept {
     if( _capacity != 1 ) {
         delete[] _many;
     }
@@ -56,10 +60,8 @@ void XmlElement::Children::reserve( std::size_t capacity ) {
     QV_ASSERT( capacity <= INT_MAX );
     XmlElement** const more = new XmlElement*[capacity];
     std::copy( begin(), end(), more );
-    const std::uint32_t size = _size;
-    this->~Children();
+    freeMany();
     _many = more;
-    _size = size;
     _capacity = static_cast<std::uint32_t>( capacity );
 }
 
