@@ -45,13 +45,11 @@ public:
     void create();
     void write( const void* data, unsigned long long size );
     /// Syncs the file, gives it the name and syncs that. If a file is replaced it stays as
-    /// `backupName`, in the same directory, in place of whatever file has that name; where the
-    /// volume grants no second name there is no backup.
+    /// `backupName`, in the same directory, in place of whatever file has that name; with an empty
+    /// one, and where the volume grants no second name, there is no backup.
     ///
     /// Errors: OsFileEx::ExFileExists if nothing was to be replaced and something is there now.
-    void commit( const std::string& backupName );
-    /// The same without a backup.
-    void commit();
+    void commit( const std::string& backupName = {} );
     /// Whether the new file has the name; also after a failure to sync that.
     bool isCommitted() const noexcept;
     /// Whether the former file is still there under the backup's name.
@@ -60,8 +58,6 @@ public:
 
 private:
     struct Imp;
-
-    void commitWith( const std::string& backupName );
 
     const std::unique_ptr<Imp> _imp;
 };

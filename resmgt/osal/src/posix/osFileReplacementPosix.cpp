@@ -253,15 +253,6 @@ void OsFileReplacement::write( const void* data, unsigned long long size ) {
 }
 
 void OsFileReplacement::commit( const std::string& backupName ) {
-    commitWith( backupName );
-}
-
-void OsFileReplacement::commit() {
-    commitWith( "" );
-}
-
-/// An empty name is no backup.
-void OsFileReplacement::commitWith( const std::string& backupName ) {
     QV_ASSERT( _imp->_file.has_value() );
     sync( _imp->_file->get(), _imp->_path );
     if( !OsFileCalls::close( _imp->_file->release() ) ) {
