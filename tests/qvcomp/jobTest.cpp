@@ -139,8 +139,13 @@ TEST_F( QvcompJobTest, WhatIsWrongIsReportedWithFileLineAndColumn ) {
 TEST_F( QvcompJobTest, WhatIsNoFileIsNotRead ) {
     const std::string pipe = ( _inputs.path() / "pipe" ).string();
     ASSERT_EQ( ::mkfifo( pipe.c_str(), 0600 ), 0 );
+    const std::string huge = ( _inputs.path() / "huge" ).string();
+    std::ofstream( huge ).flush();
+    std::filesystem::resize_file( huge, ( 1 << 24 ) + 1 );
     const std::pair<std::string, const char*> cases[] = {
-        { getJob(), "doesn't exist" },
+        { huge + "/", "names no file" },
+        { huge, "or it has more than 16777216 bytes" },
+        { getJob(), "can't be read: No such file or directory" },
         { _inputs.path().string(), "is not a file" },
         { pipe, "is not a file" },
         { "", "--job needs a value that isn't empty" } };

@@ -4,14 +4,14 @@
 
 #include <base/failure/exSysError.h>
 #include <resmgt/osal/osFileEx.h>
-#include <resmgt/osal/osFileReader.h>
+#include <resmgt/osal/osFileUtils.h>
 #include <resmgt/osal/osTypedPath.h>
 #include <resmgt/xml/xmlElement.h>
 #include <resmgt/xml/xmlParser.h>
 #include <resmgt/xml/xmlParserProtocol.h>
 #include <resmgt/xml/xmlWriter.h>
 
-#include <filesystem>
+#include <optional>
 #include <sstream>
 
 namespace Qv::Comp {
@@ -26,6 +26,7 @@ constexpr const char* OUTPUT = "output";
 constexpr const char* OUTPUT_OPTION = "-o";
 
 constexpr int INDENTATION = 2;
+constexpr std::size_t MAX_BYTES = std::size_t{ 1 } << 24;
 
 XmlReadOptions makeLimits() {
     XmlReadOptions options;
@@ -33,7 +34,7 @@ XmlReadOptions makeLimits() {
     options.maxDepth = 2;
     options.maxTokenSize = 1 << 16;
     options.maxElements = 1 << 16;
-    options.maxBytes = 1 << 24;
+    options.maxBytes = MAX_BYTES;
     return options;
 }
 
@@ -94,18 +95,19 @@ private:
     std::vector<JobEntry> _entries;
 };
 
-/// Only a file is read: it is looked at twice, for the log and for the work.
-void checkFile( const std::string& file ) {
-    std::error_code error;
-    const std::filesystem::file_type type = std::filesystem::status( file, error ).type();
-    if( type == std::filesystem::file_type::not_found ) {
-        throw Failure( Tag::JOB_MISSING, file );
+/// All of it, since it is read twice, for the log and for the work.
+std::string readText( const std::string& file ) {
+    std::optional<std::string> text;
+    try {
+        OsFileUtils::readRegularFile( OsTypedPath::resolve( file ), MAX_BYTES, text );
+    } catch( const OsFileEx::ExInvalidPath& ) {
+        throw Failure( Tag::PATH_UNTOLD, file );
+    } catch( const ExSysErrorGeneric& ) {
+        throw Failure( Tag::JOB_NO_FILE, file, MAX_BYTES );
+    } catch( const ExSysError& e ) {
+        throw Failure( Tag::JOB_UNREADABLE, file, getSystemText( e ) );
     }
-    if( type != std::filesystem::file_type::regular ) {
-        throw type == std::filesystem::file_type::none
-            ? Failure( Tag::JOB_UNREADABLE, file, error.message() )
-            : Failure( Tag::JOB_NO_FILE, file );
-    }
+    return std::move( *text );
 }
 
 std::string withoutFullStop( const std::string& sentence ) {
@@ -130,18 +132,12 @@ void refuseJob( const std::string& file, const XmlPosition& place, const std::st
 }
 
 std::vector<JobEntry> readJob( const std::string& file ) {
-    checkFile( file );
     JobReader entries( file );
     try {
-        OsFileReader reader( OsTypedPath::resolve( file ), false );
-        XmlParser::parse( entries, reader, makeLimits() );
+        XmlParser::parse( entries, readText( file ), makeLimits() );
     } catch( const XmlEx::ExSyntaxError& e ) {
         refuseJob( file, { e.getLine(), e.getColumn(), e.getOffset() },
                    withoutFullStop( e.getMessage() ) );
-    } catch( const OsFileEx::ExInvalidPath& ) {
-        throw Failure( Tag::PATH_UNTOLD, file );
-    } catch( const ExSysError& e ) {
-        throw Failure( Tag::JOB_UNREADABLE, file, getSystemText( e ) );
     }
     return entries.takeEntries();
 }

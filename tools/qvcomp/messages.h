@@ -60,7 +60,6 @@ enum class Tag {
     SCRATCH,
     SCRATCH_FOREIGN,
     SCRATCH_FULL,
-    JOB_MISSING,
     JOB_NO_FILE,
     JOB_UNREADABLE,
     JOB_WRONG,

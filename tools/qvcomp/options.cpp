@@ -80,13 +80,16 @@ OsFilePath toPath( const std::string& text ) {
     return resolve( expand( text ) );
 }
 
-/// The same for a file, as which the system takes nothing that ends as only a folder can.
-OsFilePath toFile( const std::string& text ) {
-    const std::string typed = expand( text );
+/// The path of a file, as which the system takes nothing that ends as only a folder can.
+OsFilePath resolveFile( const std::string& typed ) {
     if( typed.ends_with( '/' ) || typed.ends_with( "/." ) ) {
         throw Failure( Tag::NO_FILE_NAME, typed );
     }
     return resolve( typed );
+}
+
+OsFilePath toFile( const std::string& text ) {
+    return resolveFile( expand( text ) );
 }
 
 void parseSize( const std::string& text, Options& options ) {
@@ -311,7 +314,7 @@ void applyEntry( const JobEntry& entry, Options& options ) {
 }
 
 void applyJob( const std::string& file, Options& options ) {
-    options.jobs.push_back( resolve( file ) );
+    options.jobs.push_back( resolveFile( file ) );
     for( const JobEntry& entry : readJob( file ) ) {
         try {
             applyEntry( entry, options );
@@ -510,9 +513,8 @@ held in tiles; those that the memory limit has no room for wait on the disk.
   --                    all that follows are layers
 
 Patterns such as <TempFolder> and <Env:HOME> are expanded in all files and folders but that of the
-log. What isn't given
-of --memory, --threads and --scratch is taken from QVCOMP_MEMORY, QVCOMP_THREADS and QVCOMP_SCRATCH,
-then from the init files.
+log and that of --job. What isn't given of --memory, --threads and --scratch is taken from
+QVCOMP_MEMORY, QVCOMP_THREADS and QVCOMP_SCRATCH, then from the init files.
 
 Exit status: 0 when the picture is written, 1 when it can't be, 2 for a wrong command line.
 )";

@@ -63,8 +63,7 @@ struct Options {
 /// followed as the system does. When help or the version is wanted the rest isn't checked.
 ///
 /// Errors: UsageFailure; Failure that names a job and the place in it, a setting with a wrong
-/// value, or a path that leads
-///         nowhere. What the value of a pattern raises goes on.
+///         value, or a path that leads nowhere. What the value of a pattern raises goes on.
 Options parseOptions( std::span<const char* const> arguments );
 
 /// What the command line says about the log, which is there before all else.
