@@ -74,6 +74,11 @@ void make( long megabytes, const char* path ) {
     }
 }
 
+/// A file's name or a document may hold commands to the terminal.
+void report( const std::string& problem ) {
+    std::fprintf( stderr, "xmlEvents: %s\n", Qv::Printable::makeText( problem ).c_str() );
+}
+
 } // namespace
 
 int main( int argc, char** argv ) {
@@ -92,13 +97,12 @@ int main( int argc, char** argv ) {
         }
         return 0;
     } catch( const Qv::XmlEx::ExSyntaxError& e ) {
-        std::fprintf( stderr, "xmlEvents: %s:%d:%d: %s\n",
-                      Qv::Printable::makeLine( e.getDocument() ).c_str(), e.getLine(),
-                      e.getColumn(), Qv::Printable::makeLine( e.getMessage() ).c_str() );
+        report( e.getDocument() + ":" + std::to_string( e.getLine() ) + ":" +
+                std::to_string( e.getColumn() ) + ": " + e.getMessage() );
     } catch( const Qv::ExBase& e ) {
-        std::fprintf( stderr, "xmlEvents: %s\n", Qv::Printable::makeText( e.getReason() ).c_str() );
+        report( e.getReason() );
     } catch( const std::exception& e ) {
-        std::fprintf( stderr, "xmlEvents: %s\n", e.what() );
+        report( e.what() );
     }
     return 1;
 }

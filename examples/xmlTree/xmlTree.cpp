@@ -2,8 +2,8 @@
 //
 //     xmlTree SHOTS.xml NEW.xml
 //
-// What is wrong in the file is reported with line and column; a file that can't be saved whole is
-// left as it was.
+// What is wrong in the file is reported with its place; a file that can't be saved whole is left as
+// it was.
 
 #include <base/init/inInitGuard.h>
 #include <base/text/printable.h>
@@ -14,9 +14,12 @@
 #include <resmgt/xml/xmlEx.h>
 #include <resmgt/xml/xmlUtil.h>
 
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -24,9 +27,12 @@ using Shot = Qv::RCShdPtr<Qv::XmlElement>;
 
 int getFramesOfASecond( const Qv::XmlElement& shot ) {
     const Shot rate = shot.getElementByTagName( "rate" );
-    const Qv::Rational value =
-        rate.isNull() ? Qv::Rational( 24, 1 ) : Qv::XmlUtil<Qv::Rational>::fromXml( *rate );
-    return static_cast<int>( std::lround( value.getDouble() ) );
+    const double value =
+        rate.isNull() ? 24 : Qv::XmlUtil<Qv::Rational>::fromXml( *rate ).getDouble();
+    if( !( value > 0 && value <= 1000 ) ) {
+        throw std::runtime_error( "A rate is above 0 and at most 1000" );
+    }
+    return static_cast<int>( std::lround( value ) );
 }
 
 void lengthen( Qv::XmlElement& shot ) {
@@ -35,11 +41,27 @@ void lengthen( Qv::XmlElement& shot ) {
     shot.getAttribute( "frames", frames, 0 );
     shot.getAttribute( "locked", isLocked, false );
     if( !isLocked ) {
-        frames += getFramesOfASecond( shot );
+        const int more = getFramesOfASecond( shot );
+        if( frames > INT_MAX - more ) {
+            throw std::runtime_error( "There are too many frames" );
+        }
+        frames += more;
         shot.setAttribute( "frames", frames );
     }
     std::printf( "%s: %d frames\n",
                  Qv::Printable::makeLine( shot.getAttributeMB( "name" ) ).c_str(), frames );
+}
+
+/// What a value raises doesn't know where the value stands.
+void lengthenAt( Qv::XmlElement& shot ) {
+    const std::string place = "line " + std::to_string( shot.getLine() ) + ": ";
+    try {
+        lengthen( shot );
+    } catch( const Qv::ExBase& e ) {
+        throw std::runtime_error( place + e.getReason() );
+    } catch( const std::runtime_error& e ) {
+        throw std::runtime_error( place + e.what() );
+    }
 }
 
 void run( const char* from, const char* to ) {
@@ -51,9 +73,14 @@ void run( const char* from, const char* to ) {
     document.load( Qv::OsFilePath( from ), options );
     const Qv::XmlChildrenFinder find( *document.getRoot() );
     for( const Shot& shot : find( "shot" ) ) {
-        lengthen( *shot );
+        lengthenAt( *shot );
     }
     document.save( Qv::OsFilePath( to ) );
+}
+
+/// A file's name or a document may hold commands to the terminal.
+void report( const std::string& problem ) {
+    std::fprintf( stderr, "xmlTree: %s\n", Qv::Printable::makeText( problem ).c_str() );
 }
 
 } // namespace
@@ -68,13 +95,12 @@ int main( int argc, char** argv ) {
         run( argv[1], argv[2] );
         return 0;
     } catch( const Qv::XmlEx::ExSyntaxError& e ) {
-        std::fprintf( stderr, "xmlTree: %s:%d:%d: %s\n",
-                      Qv::Printable::makeLine( e.getDocument() ).c_str(), e.getLine(),
-                      e.getColumn(), Qv::Printable::makeLine( e.getMessage() ).c_str() );
+        report( e.getDocument() + ":" + std::to_string( e.getLine() ) + ":" +
+                std::to_string( e.getColumn() ) + ": " + e.getMessage() );
     } catch( const Qv::ExBase& e ) {
-        std::fprintf( stderr, "xmlTree: %s\n", Qv::Printable::makeText( e.getReason() ).c_str() );
+        report( e.getReason() );
     } catch( const std::exception& e ) {
-        std::fprintf( stderr, "xmlTree: %s\n", e.what() );
+        report( e.what() );
     }
     return 1;
 }
