@@ -153,7 +153,12 @@ TEST( XmlDocumentTest, WhatCantBeReadIsReportedAndALoadChangesNothingThen ) {
     check( "missing.xml", "XML file not found: ", MISSING );
     check( "missing.xml", "missing.xml", MISSING );
     check( "gone", "XML file not found: ", MISSING );
-    check( "dir", "dir", static_cast<ExSysErrorWindows*>( nullptr ) );
+    constexpr ExSysErrorWindows* REFUSED = nullptr;
+    check( "dir", "dir", REFUSED );
+    for( const int error : { EACCES, EMFILE } ) {
+        const FailingCall failing( "open", error );
+        check( "broken", "OsFileReader::performOpen", REFUSED );
+    }
     check( "broken",
            "Syntax error (\"at \"a\" element end tag. End tag b\" missing\") around line 2 in ",
            static_cast<XmlEx::ExSyntaxError*>( nullptr ) );
