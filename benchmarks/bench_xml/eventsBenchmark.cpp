@@ -20,9 +20,9 @@
 #endif
 
 /// Events: each parser counts the elements and the bytes of names and values, which it has to find
-/// for that; ours from memory and from a file that the system has in its cache, with the lenient rules
-/// and strictly. "scan" is a loop over the bytes that looks for markup and counts lines, and no
-/// more.
+/// for that; ours from memory and from a file that the system has in its cache, with the lenient
+/// rules and strictly. "scan" is a loop over the bytes that looks for markup and counts lines, and
+/// no more.
 
 namespace {
 
