@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/ownership/oPtr.h>
 #include <base/ownership/rcSWCount.h>
 
 namespace Qv {
@@ -7,8 +8,12 @@ namespace Qv {
 template <class T, class Counter>
 class RCWeakBasePtr;
 
-/// Strong pointer to an object derived from `RCSWBase<Counter>`: the object is deleted when its
-/// last strong pointer goes, whatever weak pointers are left.
+/// Strong pointer to an object, which is deleted when its last strong pointer goes, whatever weak
+/// pointers are left.
+///
+/// An object derived from `RCSWBase<Counter>` brings its counts along, so that any number of strong
+/// pointers may be made of its address. Any other gets counts from the first and only pointer that
+/// is made so; if there is no memory for them the object is deleted.
 template <class T, class Counter>
 class RCStrongBasePtr {
 public:
@@ -16,7 +21,7 @@ public:
     explicit RCStrongBasePtr( T* pointee )
         : _pointee( pointee ) {
         if( _pointee != nullptr ) {
-            _counter = _pointee->getCounter();
+            _counter = counterOf( pointee );
             _counter->addStrong();
         }
     }
@@ -71,6 +76,17 @@ public:
     }
 
 private:
+    static RCShdPtr<RCSWCount<Counter>> counterOf( T* pointee ) {
+        static_assert( sizeof( T ) > 0, "the type decides where the counts are" );
+        if constexpr( requires { pointee->getCounter(); } ) {
+            return pointee->getCounter();
+        } else {
+            OPtr<T> owner( pointee );
+            RCShdPtr<RCSWCount<Counter>> counter( new RCSWCount<Counter> );
+            static_cast<void>( owner.release() );
+            return counter;
+        }
+    }
     T* checked() const {
         if( _pointee == nullptr ) {
             RCExUtil::throwExNullPtr( typeid( T ).name() );

@@ -181,6 +181,17 @@ TEST_F( OwnershipTest, WeakPointersKnowWithoutKeeping ) {
     EXPECT_TRUE( RCStrongPtr<SoftShared>( weak ).isNull() );
     EXPECT_TRUE( RCWeakAccessor<SoftShared>( weak ).isNull() );
 
+    RCWeakPtr<Counted> plain;
+    {
+        RCStrongPtr<Counted> strong( new Counted );
+        plain = strong;
+        const RCStrongPtr<Counted> other( strong );
+        strong = RCStrongPtr<Counted>();
+        EXPECT_EQ( RCStrongPtr<Counted>( plain ).get(), other.get() );
+    }
+    EXPECT_EQ( Counted::alive, 0 );
+    EXPECT_TRUE( plain.isExpired() );
+
     RCWeakPtr<SoftShared> base;
     RCWeakPtr<SoftChild> child;
     {

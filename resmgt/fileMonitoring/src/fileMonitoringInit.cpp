@@ -1,5 +1,9 @@
+#include <base/init/inContextAlias.h>
 #include <base/init/inInit.h>
+#include <base/init/inVariable.h>
 #include <pluginAPI/pluginAPIPackage.h>
+#include <resmgt/fileMonitoring/osFileMonitor.h>
+#include <resmgt/fileMonitoring/src/fileMonitorIntervals.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/resmgtPackages.h>
 
@@ -20,18 +24,39 @@ InInit<fileMonitoring>::InInit()
 
 template <>
 void InInit<fileMonitoring>::initializePackage() {
-    LgGroups::MinorLevelFileMonitoring.create();
+    LgGroups::MinorLevelFileMonitoring.create( [] { OsFileMonitor::initialize(); } );
 }
 
 template <>
 void InInit<fileMonitoring>::finalizePackage() {
-    LgGroups::MinorLevelFileMonitoring.destroy();
+    LgGroups::MinorLevelFileMonitoring.destroy( [] { OsFileMonitor::finalize(); } );
 }
 
 namespace {
 
 InInit<fileMonitoring> package;
 
+// The value has always been used as seconds, whatever the help text says.
+const InEnvironment fileIntervalEnv( "QV_FILEMONITOR_FILE_INTERVAL",
+                                     "Time interval between each file monitored in milliseconds" );
+const InDefault fileIntervalDefault( "0", "No time interval." );
+const InVariable<int> fileInterval( "ombra::fileMonitor::fileInterval", package, fileIntervalEnv,
+                                    fileIntervalDefault );
+
+const InEnvironment iterationIntervalEnv( "QV_FILEMONITOR_ITERATION_INTERVAL",
+                                          "Time internal between each iteration in seconds." );
+const InDefault iterationIntervalDefault( "60", "60 seconds interval between iterations." );
+const InVariable<int> iterationInterval( "ombra::fileMonitor::iterationInterval", package,
+                                         iterationIntervalEnv, iterationIntervalDefault );
+
 } // namespace
+
+double FileMonitorIntervals::getIterationInterval() noexcept {
+    return iterationInterval.getValue();
+}
+
+double FileMonitorIntervals::getFileInterval() noexcept {
+    return fileInterval.getValue();
+}
 
 } // namespace Qv

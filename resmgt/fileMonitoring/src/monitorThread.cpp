@@ -1,0 +1,311 @@
+#include <resmgt/fileMonitoring/src/monitorThread.h>
+
+#include <base/events/evEventManager.h>
+#include <resmgt/fileMonitoring/src/loggedText.h>
+#include <resmgt/fileMonitoring/src/threadWokeUpForIteratingAsapRequestEvent.h>
+#include <resmgt/logger/qvLog.h>
+#include <resmgt/profiling/hwCounter.h>
+#include <resmgt/profiling/sleeper.h>
+
+#include <algorithm>
+#include <exception>
+
+namespace Qv {
+
+namespace {
+
+using Guard = LkGuard<const LkLock>;
+
+/// In seconds: what is shorter would keep a processor busy for nothing.
+constexpr double LEAST_ITERATION_INTERVAL = 0.01;
+/// In seconds: the longest that the end or a pause waits for a rest between files.
+constexpr double SLEEP_SLICE = 0.05;
+
+/// Logs the exception that is being handled.
+void logFailure( const OsFilePath& path ) noexcept {
+    try {
+        throw;
+    } catch( const std::exception& exception ) {
+        QV_LOG( FileMonitoring, Warning, "Can't monitor ", LoggedPath{ path }, ": ",
+                LoggedText{ exception.what() } );
+    } catch( ... ) {
+        QV_LOG( FileMonitoring, Warning, "Can't monitor ", LoggedPath{ path }, "." );
+    }
+}
+
+} // namespace
+
+void AddWatchRequest::execute( MonitorThread& thread ) const {
+    thread.add( _path, _watch, _form, _baseline );
+}
+
+void RemoveWatchRequest::execute( MonitorThread& thread ) const {
+    thread.remove( _path );
+}
+
+void RemoveAllWatchesRequest::execute( MonitorThread& thread ) const {
+    thread.removeAll();
+}
+
+MonitorThread::MonitorThread( MonitorControl& control, std::uint64_t monitor,
+                              double iterationInterval, double fileInterval )
+    : _control( control )
+    , _monitor( monitor )
+    // No number at all counts as the least, too.
+    , _iterationInterval( iterationInterval > LEAST_ITERATION_INTERVAL ? iterationInterval
+                                                                       : LEAST_ITERATION_INTERVAL )
+    , _fileInterval( fileInterval ) {}
+
+MonitorThread::~MonitorThread() = default;
+
+void MonitorThread::performExecute( MtThread* ) {
+    _control.enter();
+    while( _control.beginPass() ) {
+        wakeUpMainThread();
+        executeRequests();
+        passFiles();
+        _control.endPass();
+        _control.rest( _iterationInterval );
+    }
+}
+
+void MonitorThread::performStop( MtThread* ) {
+    _control.stop();
+}
+
+void MonitorThread::push( const RCShdPtr<const WatchRequest>& request ) {
+    const Guard guard( _requestsLock );
+    _requests.push_back( request );
+}
+
+bool MonitorThread::hasRequests() const {
+    const Guard guard( _requestsLock );
+    return !_requests.empty();
+}
+
+RCStrongPtr<Vector<OsFilePath>> MonitorThread::getFiles() const {
+    RCStrongPtr<Vector<OsFilePath>> paths( new Vector<OsFilePath> );
+    const Guard guard( _filesLock );
+    paths->reserve( _files.size() );
+    for( const File& file : _files ) {
+        paths->push_back( file->getPath() );
+    }
+    return paths;
+}
+
+OsFileMonitor::Snapshot MonitorThread::getSnapshot() const {
+    OsFileMonitor::Snapshot snapshot;
+    snapshot.nbEvents = _nbEvents.load( std::memory_order_relaxed );
+    snapshot.nbFailures = _nbFailures.load( std::memory_order_relaxed );
+    snapshot.nbPasses = _control.getNbPasses();
+    const Guard guard( _statisticsLock );
+    snapshot.nbFiles = _nbFiles;
+    const MonitoredFile* slowest = _slowestFile.get();
+    snapshot.slowestSeconds = HwCounter::seconds( 0, _slowestTime );
+    if( const MonitoredFile* const current = _current.load( std::memory_order_acquire ) ) {
+        const double seconds = HwCounter::seconds( _currentSince.load( std::memory_order_relaxed ),
+                                                   HwCounter::timeStamp() );
+        if( seconds > snapshot.slowestSeconds ) {
+            slowest = current;
+            snapshot.slowestSeconds = seconds;
+        }
+    }
+    if( slowest != nullptr ) {
+        snapshot.slowestPath = slowest->getPath();
+    }
+    return snapshot;
+}
+
+void MonitorThread::add( const OsFilePath& path, std::uint64_t watch, OsFileMonitor::Form form,
+                         const std::optional<AddWatchRequest::Baseline>& baseline ) {
+    MonitoredFile& file = findOrAdd( path, watch );
+    if( baseline && !file.isKnown() ) {
+        file.setBaseline( baseline->seen );
+    }
+    if( form == OsFileMonitor::SETTLED_STATES ) {
+        file.beginSettling();
+    }
+    MonitoredFile::Finding finding;
+    if( !file.isKnown() ) {
+        const Guard guard( _filesLock );
+        _currentSince.store( HwCounter::timeStamp(), std::memory_order_relaxed );
+        lookAt( file, finding );
+        _current.store( nullptr, std::memory_order_relaxed );
+    } else if( baseline ) {
+        finding = file.compareWith( baseline->seen, form );
+        if( finding.change != FileChange::NONE ) {
+            postEvent( file, finding, baseline->registration );
+        }
+    }
+}
+
+void MonitorThread::remove( const OsFilePath& path ) {
+    const Guard guard( _filesLock );
+    const Guard statisticsGuard( _statisticsLock );
+    if( const auto place = _files.find( path ); place != _files.end() ) {
+        _files.erase( place );
+        --_nbFiles;
+    }
+}
+
+void MonitorThread::removeAll() {
+    const Guard guard( _filesLock );
+    const Guard statisticsGuard( _statisticsLock );
+    _files.clear();
+    _nbFiles = 0;
+}
+
+void MonitorThread::wakeUpMainThread() {
+    if( !_control.takeWakeUp() ) {
+        return;
+    }
+    try {
+        OPtr<EvEvent> event( new ThreadWokeUpForIteratingAsapRequestEvent( _monitor ) );
+        EvEventManager::getInstance().post( event );
+    } catch( ... ) {
+        // The next pass tries again; until then nobody misses it.
+        _control.giveBackWakeUp();
+    }
+}
+
+void MonitorThread::executeRequests() {
+    while( !_control.isCalled() ) {
+        RCShdPtr<const WatchRequest> request;
+        {
+            const Guard guard( _requestsLock );
+            if( _requests.empty() ) {
+                return;
+            }
+            request = _requests.front();
+        }
+        try {
+            request->execute( *this );
+        } catch( ... ) {
+            if( !std::exchange( _isRequestFailing, true ) ) {
+                logFailure( OsFilePath() );
+            }
+            return;
+        }
+        _isRequestFailing = false;
+        const Guard guard( _requestsLock );
+        _requests.pop_front();
+    }
+}
+
+MonitoredFile& MonitorThread::findOrAdd( const OsFilePath& path, std::uint64_t watch ) {
+    if( const auto place = _files.find( path ); place != _files.end() ) {
+        return **place;
+    }
+    const File file( new MonitoredFile( path, watch ) );
+    const Guard guard( _filesLock );
+    const Guard statisticsGuard( _statisticsLock );
+    _files.insert( file );
+    ++_nbFiles;
+    return *file;
+}
+
+void MonitorThread::passFiles() {
+    _slowestSoFar = nullptr;
+    _slowestTimeSoFar = 0;
+    for( auto next = _files.cbegin(); next != _files.cend(); ) {
+        if( _control.isCalled() ) {
+            _probe.leaveDirectory();
+            if( !_control.standStill() ) {
+                break;
+            }
+        }
+        MonitoredFile::Finding finding;
+        MonitoredFile& file = lookAtFiles( next, finding );
+        if( finding.change != FileChange::NONE ) {
+            postAndKeep( file, finding );
+        }
+        if( isRestingBetweenFiles() ) {
+            restBetweenFiles();
+        }
+    }
+    _probe.leaveDirectory();
+    publishSlowest();
+}
+
+MonitoredFile& MonitorThread::lookAtFiles( Files::const_iterator& next,
+                                           MonitoredFile::Finding& finding ) {
+    const Guard guard( _filesLock );
+    MonitoredFile* file = nullptr;
+    _currentSince.store( HwCounter::timeStamp(), std::memory_order_relaxed );
+    do {
+        file = &**next;
+        ++next;
+        lookAt( *file, finding );
+    } while( finding.change == FileChange::NONE && next != _files.cend() && !_control.isCalled() &&
+             !isRestingBetweenFiles() );
+    _current.store( nullptr, std::memory_order_relaxed );
+    return *file;
+}
+
+void MonitorThread::lookAt( MonitoredFile& file, MonitoredFile::Finding& finding ) noexcept {
+    _current.store( &file, std::memory_order_release );
+    try {
+        finding = file.look( _probe );
+        if( finding.change == FileChange::NONE ) {
+            file.setFailing( false );
+        }
+    } catch( ... ) {
+        finding = {};
+        reportFailure( file );
+    }
+    noteDuration( file );
+}
+
+void MonitorThread::postAndKeep( MonitoredFile& file, MonitoredFile::Finding& finding ) noexcept {
+    try {
+        postEvent( file, finding, 0 );
+        file.keep( finding );
+        file.setFailing( false );
+    } catch( ... ) {
+        reportFailure( file );
+    }
+}
+
+void MonitorThread::postEvent( const MonitoredFile& file, const MonitoredFile::Finding& finding,
+                               std::uint64_t registration ) {
+    OPtr<EvEvent> event( new FileEventRequest( { finding.change, file.getPath(), finding.time,
+                                                 finding.form, file.getWatch(), registration } ) );
+    EvEventManager::getInstance().post( event );
+    _nbEvents.fetch_add( 1, std::memory_order_relaxed );
+}
+
+void MonitorThread::restBetweenFiles() {
+    // Nothing keeps a volume busy during a rest.
+    _probe.leaveDirectory();
+    const double end = HwCounter::seconds() + _fileInterval;
+    double rest = _fileInterval;
+    while( rest > 0 && !_control.isCalled() && !_control.isAsap() ) {
+        Sleeper::getHighResInstance().sleep( std::min( rest, SLEEP_SLICE ) );
+        rest = end - HwCounter::seconds();
+    }
+}
+
+void MonitorThread::noteDuration( MonitoredFile& file ) {
+    const std::uint64_t now = HwCounter::timeStamp();
+    const std::uint64_t time = now - _currentSince.load( std::memory_order_relaxed );
+    if( time > _slowestTimeSoFar ) {
+        _slowestTimeSoFar = time;
+        _slowestSoFar = &file;
+    }
+    _currentSince.store( now, std::memory_order_relaxed );
+}
+
+void MonitorThread::publishSlowest() {
+    const Guard guard( _statisticsLock );
+    _slowestFile = File( _slowestSoFar );
+    _slowestTime = _slowestTimeSoFar;
+}
+
+void MonitorThread::reportFailure( MonitoredFile& file ) noexcept {
+    _nbFailures.fetch_add( 1, std::memory_order_relaxed );
+    if( !file.setFailing( true ) ) {
+        logFailure( file.getPath() );
+    }
+}
+
+} // namespace Qv

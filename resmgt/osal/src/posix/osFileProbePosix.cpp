@@ -1,0 +1,99 @@
+#include <resmgt/osal/osFileProbe.h>
+
+#include <base/failure/exSysError.h>
+#include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/src/posix/descriptorPosix.h>
+#include <resmgt/osal/src/posix/nativePathPosix.h>
+#include <resmgt/osal/src/posix/osFsUtilsPosix.h>
+
+#include <cerrno>
+#include <string_view>
+
+#include <fcntl.h>
+
+namespace Qv {
+
+namespace {
+
+bool isAbsence( int error ) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
+}
+
+OsFileStatus toStatus( const struct statx& status ) {
+    return { OsFsUtilsPosix::getModificationTime( status ), status.stx_size,
+             OsFsUtilsPosix::getCreationTime( status ), status.stx_uid,
+             OsFsUtilsPosix::getType( status ) };
+}
+
+/// The length of the directory's part of a path, with its separator; 0 for a name alone.
+std::size_t directoryLength( const std::string& text ) {
+    return text.rfind( '/' ) + 1;
+}
+
+} // namespace
+
+std::optional<OsFileStatus> OsFileProbe::find( const OsFilePath& path ) {
+    if( path.isEmpty() ) {
+        throw OsFileEx::ExNullFilePath( QV_HERE, "OsFileProbe::find" );
+    }
+    struct statx status;
+    if( OsFsUtilsPosix::getStatus( path, OsFsUtilsPosix::INFO_FIELDS, status ) ) {
+        return toStatus( status );
+    }
+    if( !isAbsence( errno ) ) {
+        throw ExSysErrorWindows( QV_HERE, "OsFileProbe::find", path.getChars() );
+    }
+    return std::nullopt;
+}
+
+OsFileInfo OsFileProbe::makeInfo( const OsFilePath& path, const OsFileStatus& status ) {
+    return { path,
+             OsFsUtilsPosix::getAccountName( status.owner, path ),
+             status.type,
+             status.size,
+             status.modificationTime,
+             status.creationTime };
+}
+
+bool OsFileProbe::isStill( const OsFilePath& path, const std::optional<OsFileStatus>& last ) {
+    const std::string& text = path.toString();
+    const std::size_t length = directoryLength( text );
+    struct statx status;
+    const bool isFound =
+        enterDirectory( path, length )
+            ? OsFsUtilsPosix::getStatus( static_cast<int>( _folder ), text.c_str() + length, 0,
+                                         OsFsUtilsPosix::INFO_FIELDS, status )
+            : OsFsUtilsPosix::getStatus( path, OsFsUtilsPosix::INFO_FIELDS, status );
+    return isFound ? last.has_value() && toStatus( status ) == *last
+                   : !last.has_value() && isAbsence( errno );
+}
+
+bool OsFileProbe::enterDirectory( const OsFilePath& path, std::size_t length ) {
+    const std::string& text = path.toString();
+    // A zero byte would end the name, and "" would be the directory itself.
+    if( length == 0 || length == text.size() || text.find( '\0', length ) != std::string::npos ) {
+        return false;
+    }
+    if( std::string_view( text ).substr( 0, length ) != _directory ) {
+        leaveDirectory();
+        _directory.assign( text, 0, length );
+        _canOpen = true;
+        return false;
+    }
+    if( _folder == OsFileTypes::INVALID_HANDLE && _canOpen ) {
+        // Asked for once: what is missing would be so for the next file too.
+        _canOpen = false;
+        const OsFilePath directory( _directory );
+        _folder =
+            Descriptor( NativePath( directory ).get(), O_PATH | O_DIRECTORY | O_CLOEXEC ).release();
+    }
+    return _folder != OsFileTypes::INVALID_HANDLE;
+}
+
+void OsFileProbe::leaveDirectory() noexcept {
+    Descriptor( static_cast<int>( _folder ) );
+    _folder = OsFileTypes::INVALID_HANDLE;
+    _directory.clear();
+}
+
+} // namespace Qv
