@@ -139,7 +139,6 @@ private:
     friend class OsFileMonitorHarness;
     friend class OsFileMonitorImp;
 
-
     explicit OsFileMonitor( std::unique_ptr<OsFileMonitorImp> imp );
 
     static OsFileMonitor* make( double iterationInterval, double fileInterval,

@@ -141,8 +141,7 @@ void MonitorControl::rest( double seconds ) {
     const double end = HwCounter::seconds() + seconds;
     const Guard guard( _lock );
     while( _isRunning && !_isRequested &&
-           _iteration.timedWait( _lock, end - HwCounter::seconds() ) ) {
-    }
+           _iteration.timedWait( _lock, end - HwCounter::seconds() ) ) {}
 }
 
 void MonitorControl::updateCalled() {

@@ -45,8 +45,8 @@ MonitoredFile::Finding MonitoredFile::look( OsFileProbe& probe ) {
 
 MonitoredFile::Finding MonitoredFile::findState() {
     const std::optional<OsFileStatus> status = OsFileProbe::find( _path );
-    OPtr<OsFileInfo> info(
-        status ? new OsFileInfo( OsFileProbe::makeInfo( _path, *status ) ) : nullptr );
+    OPtr<OsFileInfo> info( status ? new OsFileInfo( OsFileProbe::makeInfo( _path, *status ) )
+                                  : nullptr );
     Finding finding = makeFinding( _info.get(), info.get() );
     if( _isKnown && finding.change != FileChange::NONE ) {
         finding.info = info;

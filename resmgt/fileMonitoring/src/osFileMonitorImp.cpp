@@ -146,8 +146,7 @@ void OsFileMonitorImp::removeAllWatches() {
 
 void OsFileMonitorImp::ignorePendingEvents( const OsFilePath& path ) {
     const std::optional<OsFileStatus> status = OsFileProbe::find( path );
-    const OsDateTypes::DateRep time =
-        status ? status->modificationTime : LiDate::now().getRep();
+    const OsDateTypes::DateRep time = status ? status->modificationTime : LiDate::now().getRep();
     const Guard guard( _lock );
     for( Times& times : _ignored ) {
         times.insert_or_assign( path, time );
@@ -176,7 +175,7 @@ void OsFileMonitorImp::deliver( const FileEventRequest& request ) {
             }
         } catch( ... ) {
             if( failure ) {
-                Trace::printCurrentException( "in a handler of OsFileMonitor", QV_HERE );
+                Trace::printCurrentException( "a handler of OsFileMonitor", QV_HERE );
             } else {
                 failure = std::current_exception();
             }
@@ -240,8 +239,8 @@ bool OsFileMonitorImp::isIgnored( const FileEventRequest::Content& content ) {
         return false;
     default:
         Assertions::throwProgramAborted(
-            QV_HERE, ( "OsFsUtil::compare returned unexpected value: " + std::to_string( order ) )
-                         .c_str() );
+            QV_HERE,
+            ( "OsFsUtil::compare returned unexpected value: " + std::to_string( order ) ).c_str() );
     }
 }
 
@@ -275,8 +274,8 @@ void OsFileMonitorImp::requestWatch( const Watches::value_type& watch,
     if( seen != nullptr ) {
         baseline = AddWatchRequest::Baseline{ *seen, registration.number };
     }
-    _protocol->push( RCShdPtr<const WatchRequest>( new AddWatchRequest(
-        watch.first, watch.second.number, registration.form, baseline ) ) );
+    _protocol->push( RCShdPtr<const WatchRequest>(
+        new AddWatchRequest( watch.first, watch.second.number, registration.form, baseline ) ) );
 }
 
 void OsFileMonitorImp::removeRegistrations(

@@ -1,0 +1,506 @@
+#include <resmgt/fileMonitoring/osFileMonitor.h>
+
+#include <base/init/src/inPackageFrame.h>
+#include <resmgt/fileMonitoring/src/monitoredFile.h>
+#include <resmgt/fileMonitoring/test/testMonitor.h>
+#include <resmgt/profiling/hwCounter.h>
+#include <tests/support/holdPoint.h>
+#include <tests/support/processCounts.h>
+#include <tests/support/scopedEnvironment.h>
+#include <tests/support/testSettings.h>
+#include <tests/support/testThread.h>
+
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+namespace Qv {
+namespace {
+
+using ::testing::Contains;
+using ::testing::IsEmpty;
+using Texts = std::vector<std::string>;
+
+constexpr double NEVER = TestMonitor::NEVER;
+
+/// Holds the queries about the file of that name, whoever makes them.
+class HeldQuery {
+public:
+    explicit HeldQuery( const char* name )
+        : _point( "a query" )
+        , _hook(
+              "statx",
+              [this, name]( const SystemCall& call ) {
+                  if( call.path != nullptr && std::string( call.path ).ends_with( name ) ) {
+                      _point.pass();
+                  }
+                  return 0;
+              },
+              CallHook::PROCESS ) {}
+
+    void waitUntilReached() { _point.waitUntilReached(); }
+    void release() { _point.release(); }
+
+private:
+    HoldPoint _point;
+    const CallHook _hook;
+};
+
+/// Fails the queries about files whose names end with one of those letters.
+class FailingQueries {
+public:
+    FailingQueries( const char* letters, int error )
+        : _hook(
+              "statx",
+              [letters, error]( const SystemCall& call ) {
+                  const std::string path = call.path != nullptr ? call.path : "";
+                  return !path.empty() && std::strchr( letters, path.back() ) != nullptr ? error
+                                                                                         : 0;
+              },
+              CallHook::PROCESS ) {}
+
+private:
+    const CallHook _hook;
+};
+
+/// The queries for files below a test's directory, by name.
+class CountedQueries {
+public:
+    explicit CountedQueries( const TestFiles& files )
+        : _hook(
+              "statx",
+              [this, top = files.at( "" ).string()]( const SystemCall& call ) {
+                  if( call.path != nullptr && std::string( call.path ).starts_with( top ) ) {
+                      ++_count;
+                  }
+                  return 0;
+              },
+              CallHook::PROCESS ) {}
+
+    int get() const { return _count; }
+
+private:
+    std::atomic<int> _count = 0;
+    const CallHook _hook;
+};
+
+TEST( OsFileMonitorWaitsTest, NothingWaitsForAQueryThatDoesNotAnswerButWhatHasTo ) {
+    const TestFiles files( "x y" );
+    NotingHandler handler;
+    TestMonitor monitor( NEVER, 0 );
+    monitor->addWatch( files.path( "x" ), &handler );
+    monitor->addWatch( files.path( "y" ), &handler );
+    monitor->iterateAsap( true );
+    HeldQuery query( "x" );
+    monitor->iterateAsap( false );
+    query.waitUntilReached();
+
+    monitor->addWatch( files.path( "z" ), &handler );
+    monitor->addWatch( files.path( "z" ), &handler, TestMonitor::SETTLED, std::nullopt );
+    monitor->removeWatch( files.path( "y" ), &handler );
+    monitor->resume();
+    monitor->iterateAsap( false );
+    monitor.drain();
+    double interval = 0;
+    monitor->getTimeIntervals( interval, interval );
+    waitUntil( [&] { return monitor->getSnapshot().slowestSeconds > 0.01; }, "a slow query" );
+    EXPECT_EQ( monitor->getSnapshot().slowestPath, files.path( "x" ) );
+    EXPECT_EQ( monitor->getSnapshot().nbFiles, 2 );
+    monitor->removeAllWatches();
+    monitor->addWatch( files.path( "a" ), &handler );
+
+    std::atomic<int> nbReturned = 0;
+    const auto waits = [&]( const std::function<void()>& body ) {
+        auto thread = std::make_unique<TestThread>( [&nbReturned, body] {
+            body();
+            ++nbReturned;
+        } );
+        thread->waitUntilBlocked();
+        return thread;
+    };
+    const auto asker = waits( [&] { monitor->getMonitoredFiles(); } );
+    const auto passer = waits( [&] { monitor->iterateAsap( true ); } );
+    const auto other = waits( [&] { monitor->iterateAsap( true ); } );
+    EXPECT_EQ( nbReturned, 0 );
+    const auto pauser = waits( [&] { monitor->pause(); } );
+    // A pause lets those go who wait for a pass.
+    passer->join();
+    other->join();
+    EXPECT_EQ( nbReturned, 2 );
+    query.release();
+    asker->join();
+    pauser->join();
+    monitor->resume();
+    monitor->iterateAsap( true );
+    EXPECT_THAT( *monitor->getMonitoredFiles(), ElementsAre( files.path( "a" ) ) );
+}
+
+TEST( OsFileMonitorWaitsTest, PauseStopsTheThreadUntilAsManyResumesAndNothingHangsMeanwhile ) {
+    const TestFiles files( "x y" );
+    NotingHandler handler;
+    TestMonitor monitor( 0, 0 );
+    monitor->addWatch( files.path( "x" ), &handler );
+    monitor->addWatch( files.path( "y" ), &handler );
+    monitor->iterateAsap( true );
+    monitor->pause();
+    const CountedQueries queries( files );
+    monitor->pause();
+    monitor->resume();
+    files.write( "x", "1" );
+    // Each of these hung for good while the thread held what they need.
+    EXPECT_EQ( monitor->getMonitoredFiles()->size(), 2 );
+    monitor->iterateAsap( true );
+    monitor->iterateAsap( true );
+    monitor->addWatch( files.path( "z" ), &handler );
+    EXPECT_EQ( TestMonitor::Harness::getFilesOfAllRequests( *monitor )->size(), 2 );
+    TestThread( [&] {
+        monitor->pause();
+        monitor->resume();
+    } ).join();
+    EXPECT_EQ( queries.get(), 0 );
+    const std::uint64_t nbPasses = monitor->getSnapshot().nbPasses;
+    monitor->resume();
+    waitUntil( [&] { return monitor->getSnapshot().nbPasses > nbPasses + 1; }, "more passes" );
+    monitor.drain();
+    EXPECT_THAT( handler.noted, ElementsAre( "Changed x" ) );
+    EXPECT_GT( queries.get(), 0 );
+    // A stray resume has no effect on the next pause.
+    monitor->resume();
+    monitor->pause();
+    const int nbQueries = queries.get();
+    monitor->iterateAsap( true );
+    EXPECT_EQ( queries.get(), nbQueries );
+}
+
+TEST( OsFileMonitorWaitsTest, RequestedPassBeginsAfterTheRequestAndIsFollowedByRest ) {
+    const TestFiles files( "x" );
+    NotingHandler handler;
+    TestMonitor monitor( NEVER, 0 );
+    const auto nbPasses = [&] { return monitor->getSnapshot().nbPasses; };
+    monitor->addWatch( files.path( "x" ), &handler );
+    waitUntil( [&] { return nbPasses() == 1; }, "the first pass" );
+    EXPECT_FALSE( TestMonitor::Harness::isInIterateAsapMode( *monitor ) );
+    monitor->iterateAsap( true );
+    EXPECT_TRUE( TestMonitor::Harness::isInIterateAsapMode( *monitor ) );
+    EXPECT_EQ( nbPasses(), 2 );
+
+    // The main thread hasn't got the wake-up: that is pending, and one is enough.
+    HeldQuery query( "x" );
+    files.write( "x", "1" );
+    monitor->iterateAsap( false );
+    query.waitUntilReached();
+    TestThread first( [&] { monitor->iterateAsap( true ); } );
+    TestThread second( [&] { monitor->iterateAsap( true ); } );
+    first.waitUntilBlocked();
+    second.waitUntilBlocked();
+    EXPECT_EQ( nbPasses(), 2 );
+    query.release();
+    first.join();
+    second.join();
+    EXPECT_EQ( nbPasses(), 4 );
+    EXPECT_TRUE( TestMonitor::Harness::isInIterateAsapMode( *monitor ) );
+    // One wake-up, one change.
+    EXPECT_EQ( monitor.drain(), 2 );
+    EXPECT_FALSE( TestMonitor::Harness::isInIterateAsapMode( *monitor ) );
+
+    monitor->iterateAsap( false );
+    monitor->iterateAsap( true );
+    EXPECT_TRUE( TestMonitor::Harness::isInIterateAsapMode( *monitor ) );
+    EXPECT_LE( nbPasses(), 6 );
+    // It rests now, wake-up or not.
+    const CountedQueries queries( files );
+    EXPECT_EQ( monitor.drain(), 1 );
+    EXPECT_EQ( queries.get(), 0 );
+}
+
+TEST( OsFileMonitorWaitsTest, RestsBetweenFilesUnlessAPassIsRequested ) {
+    const TestFiles files( "w x y z" );
+    NotingHandler handler;
+    TestMonitor monitor( 0, NEVER );
+    for( const char* const name : { "w", "x", "y", "z" } ) {
+        monitor->addWatch( files.path( name ), &handler );
+    }
+    // Asleep behind a file, it holds nothing that others need, and wakes for a request.
+    monitor->iterateAsap( true );
+    monitor.drain();
+    const auto nbPasses = [&] { return monitor->getSnapshot().nbPasses; };
+    std::optional<CountedQueries> queries( std::in_place, files );
+    waitUntil( [&] { return queries->get() > 0; }, "the next pass" );
+    for( int i = 0; i < 3; ++i ) {
+        EXPECT_EQ( monitor->getMonitoredFiles()->size(), 4 );
+        monitor->pause();
+        monitor->resume();
+    }
+    const std::uint64_t nb = nbPasses();
+    monitor->iterateAsap( true );
+    EXPECT_GE( nbPasses(), nb + 1 );
+    EXPECT_LE( nbPasses(), nb + 2 );
+    queries.reset();
+}
+
+/// Each state in which the end may find the thread.
+TEST( OsFileMonitorWaitsTest, EndsFromWhateverItWaitsIn ) {
+    const TestFiles files( "x y" );
+    const struct {
+        const char* what;
+        std::function<void( OsFileMonitor& )> bring;
+        double iterationInterval;
+        double fileInterval;
+    } cases[] = {
+        { "just started", []( auto& ) {}, NEVER, NEVER },
+        { "at rest", []( auto& m ) { m.iterateAsap( true ); }, NEVER, 0 },
+        { "between files",
+          []( auto& m ) { waitUntil( [&] { return m.getSnapshot().slowestSeconds >= 0; }, "" ); },
+          NEVER, NEVER },
+        { "paused", []( auto& m ) { m.pause(); }, 0, 0 },
+        { "paused and asked",
+          []( auto& m ) {
+              m.pause();
+              m.iterateAsap( true );
+          },
+          0, 0 },
+        { "passing", []( auto& ) {}, 0, 0 },
+    };
+    const long nbDescriptors = countDescriptors();
+    for( const auto& c : cases ) {
+        SCOPED_TRACE( c.what );
+        NotingHandler handler;
+        TestMonitor monitor( c.iterationInterval, c.fileInterval );
+        monitor->addWatch( files.path( "x" ), &handler );
+        monitor->addWatch( files.path( "y" ), &handler );
+        c.bring( *monitor );
+        const double begin = HwCounter::seconds();
+        monitor.end();
+        EXPECT_LT( HwCounter::seconds() - begin, 10 * testSlowdown() );
+    }
+    // One that is externally controlled waits for a pass to be allowed.
+    for( const bool isPaused : { false, true } ) {
+        TestMonitor monitor;
+        monitor.pass();
+        if( isPaused ) {
+            monitor->pause();
+            monitor.pass();
+        }
+    }
+    EXPECT_EQ( countDescriptors(), nbDescriptors );
+}
+
+TEST( OsFileMonitorWaitsTest, EndLetsThoseGoWhoWaitForAPassOrAPause ) {
+    const TestFiles files( "x" );
+    NotingHandler handler;
+    TestMonitor monitor( NEVER, 0 );
+    monitor->addWatch( files.path( "x" ), &handler );
+    HeldQuery query( "x" );
+    monitor->iterateAsap( false );
+    query.waitUntilReached();
+    TestThread passer( [&] { monitor->iterateAsap( true ); } );
+    passer.waitUntilBlocked();
+    TestThread ender( [&] { monitor.end(); } );
+    passer.join();
+    query.release();
+    ender.join();
+}
+
+TEST( OsFileMonitorWaitsTest, ExternallyControlledMonitorPassesWhenTold ) {
+    const TestFiles files( "x" );
+    NotingHandler handler;
+    TestMonitor monitor;
+    EXPECT_EQ( raisedBy<ExAssertionFailed>( [&] { monitor->iterateAsap( false ); } ),
+               "Assertion failed: \"!_isExternallyControlled\"" );
+    monitor->addWatch( files.path( "x" ), &handler );
+    EXPECT_EQ( monitor->getSnapshot().nbPasses, 0 );
+    for( int i = 1; i < 100; ++i ) {
+        monitor.pass();
+        ASSERT_EQ( monitor->getSnapshot().nbPasses, i );
+    }
+    EXPECT_EQ( TestMonitor::Harness::getFilesOfAllRequests( *monitor )->size(), 1 );
+    const double begin = HwCounter::seconds();
+    TestMonitor::Harness::iterateOnce( *monitor );
+    EXPECT_GE( HwCounter::seconds() - begin, 3.0 );
+    EXPECT_EQ( monitor->getSnapshot().nbPasses, 100 );
+    TestThread( [&] {
+        EXPECT_THROW( TestMonitor::Harness::createExternallyControlled(), ExAssertionFailed );
+        monitor.pass();
+    } ).join();
+    EXPECT_EQ( monitor->getSnapshot().nbPasses, 101 );
+}
+
+TEST( OsFileMonitorWaitsTest, RemovingAHandlerWaitsForItsEndElsewhereAndNotWithinIt ) {
+    const TestFiles files( "x y" );
+    for( const bool isAll : { false, true } ) {
+        TestMonitor monitor;
+        HoldPoint running( "a handler" );
+        std::atomic<bool> isDone = false;
+        NotingHandler handler( [&] {
+            running.pass();
+            monitor->removeWatch( files.path( "x" ), &handler );
+            isDone = true;
+        } );
+        NotingHandler other;
+        monitor->addWatch( files.path( "x" ), &handler );
+        monitor->addWatch( files.path( "x" ), &other );
+        monitor->addWatch( files.path( "y" ), &handler );
+        monitor.pass();
+        files.write( "x", isAll ? "1" : "22" );
+        monitor.pass();
+        TestThread remover( [&] {
+            running.waitUntilReached();
+            // What doesn't run doesn't wait.
+            monitor->removeWatch( files.path( "y" ), &handler );
+            monitor->removeWatch( files.path( "x" ), &other );
+            EXPECT_FALSE( isDone );
+            TestThread opener( [&] {
+                remover.waitUntilBlocked();
+                running.release();
+            } );
+            if( isAll ) {
+                monitor->removeAllWatches();
+            } else {
+                monitor->removeWatch( files.path( "x" ), &handler );
+            }
+            EXPECT_TRUE( isDone );
+        } );
+        monitor.drain();
+        remover.join();
+        EXPECT_THAT( handler.noted, ElementsAre( "Changed x" ) );
+        EXPECT_THAT( other.noted, IsEmpty() );
+    }
+}
+
+TEST( OsFileMonitorWaitsTest, QueryThatFailsIsLoggedOnceAndNothingIsForgotten ) {
+    for( const int error : { EACCES, EIO, ESTALE, ENOMEM } ) {
+        const TestFiles files( "w x y" );
+        NotingHandler handler;
+        TestMonitor monitor;
+        for( const char* const name : { "w", "x", "y", "z" } ) {
+            monitor->addWatch( files.path( name ), &handler );
+        }
+        monitor.pass();
+        {
+            const FailingQueries failing( "xz", error );
+            for( const char* const name : { "w", "x", "y", "z" } ) {
+                files.write( name, "1" );
+            }
+            files.write( "new/x" );
+            monitor->addWatch( files.path( "new/x" ), &handler );
+            monitor.passAndDrain();
+            monitor.passAndDrain();
+            EXPECT_THAT( handler.take(), ElementsAre( "Changed w", "Changed y" ) );
+        }
+        // The baseline of what couldn't be asked about is its first state; this one comes later.
+        monitor.passAndDrain();
+        EXPECT_THAT( handler.take(), ElementsAre( "Changed x", "Created z" ) );
+        files.write( "new/x", "1" );
+        monitor.passAndDrain();
+        EXPECT_THAT( handler.take(), ElementsAre( "Changed x" ) );
+        EXPECT_GE( monitor->getSnapshot().nbFailures, 6 );
+        EXPECT_EQ( monitor->getSnapshot().nbFiles, 5 );
+        EXPECT_THROW(
+            {
+                const FailingQueries failing( "x", error );
+                monitor->ignorePendingEvents( files.path( "x" ) );
+            },
+            Sys );
+        files.write( "x", "22" );
+        monitor.passAndDrain();
+        EXPECT_THAT( handler.take(), ElementsAre( "Changed x" ) );
+    }
+}
+
+TEST( OsFileMonitorWaitsTest, LogsEachChangeAndEachFailureOnce ) {
+    const TestFiles files( "x y" );
+    const fs::path log = files.at( "log.txt" );
+    InPackageFrame& frame = InPackageFrame::getInstance();
+    frame.stop();
+    {
+        const ScopedEnvironment file( "QV_LOG_UNSPECIFIED", log.c_str() );
+        const ScopedEnvironment groups( "QV_LOG_GROUPS", "ResMgt=Tracing" );
+        frame.start();
+        NotingHandler handler;
+        TestMonitor monitor;
+        monitor->addWatch( files.path( "x" ), &handler );
+        monitor->addWatch( files.path( "y" ), &handler );
+        monitor.pass();
+        files.write( "x", "1" );
+        monitor.pass();
+        NotingHandler first( [] { throw std::runtime_error( "of the first" ); } );
+        NotingHandler second( [] { throw std::runtime_error( "of the second" ); } );
+        monitor->addWatch( files.path( "x" ), &first );
+        monitor->addWatch( files.path( "x" ), &second );
+        EXPECT_EQ( raisedBy( [&] { monitor.drain(); } ), "of the first" );
+        fs::remove( files.at( "x" ) );
+        monitor.pass();
+        for( int i = 0; i < 2; ++i ) {
+            {
+                const FailingQueries failing( "xy", EIO );
+                monitor.pass();
+                monitor.pass();
+            }
+            monitor.pass();
+        }
+        monitor.events.reset();
+        files.write( "x", "333" );
+        monitor.pass();
+        monitor.pass();
+        MonitoredFile odd( "/a", 1 );
+        MonitoredFile::Finding finding;
+        finding.change = FileChange::CHANGED;
+        finding.info.reset( new OsFileInfo( "/b", "me", OsFileTypes::PLAIN, 5, {}, {} ) );
+        odd.keep( finding );
+        monitor.end();
+        frame.stop();
+    }
+    frame.start();
+    const std::string text = files.read( "log.txt" );
+    const auto countOf = [&]( const std::string& part ) {
+        int count = 0;
+        for( std::size_t place = text.find( part ); place != std::string::npos;
+             place = text.find( part, place + 1 ) ) {
+            ++count;
+        }
+        return count;
+    };
+    const std::string x = files.path( "x" ).toString();
+    const std::string y = files.path( "y" ).toString();
+    const struct {
+        std::string part;
+        int count;
+    } parts[] = {
+        { "[Tracing       ] [FileMonitoring ] Changed: " + x + ", 1 bytes", 1 },
+        { "Deleted: " + x + ", 0 bytes", 1 },
+        { "of the first", 0 },
+        { "of the second", 1 },
+        { "[Warning       ] [FileMonitoring ] Can't monitor " + x + ": OsFileProbe::find ", 2 },
+        { "Can't monitor " + x + ": Singleton EvEventManager isn't initialized.", 1 },
+        { "Can't monitor " + y + ": ", 2 },
+        { "[Warning       ] [FileMonitoring ] Path differ in actualize (Changed) /a, /b", 1 },
+    };
+    for( const auto& part : parts ) {
+        EXPECT_EQ( countOf( part.part ), part.count ) << part.part << " in\n" << text;
+    }
+}
+
+TEST( OsFileMonitorWaitsTest, EventThatCantBePostedIsFoundAgain ) {
+    const TestFiles files( "x y" );
+    NotingHandler handler;
+    TestMonitor monitor;
+    monitor->addWatch( files.path( "x" ), &handler );
+    monitor->addWatch( files.path( "y" ), &handler, TestMonitor::SETTLED );
+    monitor.pass();
+    monitor.events.reset();
+    files.write( "x", "1" );
+    files.write( "y", "1" );
+    monitor.pass();
+    monitor.pass();
+    fs::remove( files.at( "x" ) );
+    monitor.pass();
+    EXPECT_EQ( monitor->getSnapshot().nbEvents, 0 );
+    monitor.events.emplace();
+    monitor.passAndDrain();
+    monitor.passAndDrain();
+    EXPECT_THAT( handler.noted, ElementsAre( "Deleted x", "Changed y" ) );
+}
+
+} // namespace
+} // namespace Qv

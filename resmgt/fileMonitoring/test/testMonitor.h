@@ -1,0 +1,111 @@
+#pragma once
+
+#include <base/events/evQueueEventManager.h>
+#include <resmgt/fileMonitoring/osFileMonitor.h>
+#include <resmgt/osal/test/testFiles.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Qv {
+
+/// What a monitor keeps from its clients.
+class OsFileMonitorHarness {
+public:
+    static void createExternallyControlled() {
+        OsFileMonitor::createExternallyControlledInstance();
+    }
+    static void iterateOnce( OsFileMonitor& monitor ) { monitor.iterateOnce(); }
+    static void iterateNow( OsFileMonitor& monitor ) { monitor.iterateNow(); }
+    static RCStrongPtr<Vector<OsFilePath>> getFilesOfAllRequests( OsFileMonitor& monitor ) {
+        return monitor.getMonitoredFilesWaitForUpdate();
+    }
+    static bool isInIterateAsapMode( OsFileMonitor& monitor ) {
+        return monitor.isInIterateAsapMode();
+    }
+};
+
+/// The monitor of a test, and the main thread's queue of events.
+class TestMonitor {
+public:
+    using Harness = OsFileMonitorHarness;
+    using Form = OsFileMonitor::Form;
+
+    static constexpr Form EACH = OsFileMonitor::EACH_STATE;
+    static constexpr Form SETTLED = OsFileMonitor::SETTLED_STATES;
+    /// An interval that no test waits for.
+    static constexpr double NEVER = 1e9;
+
+    /// Makes passes by `pass` alone.
+    TestMonitor() {
+        Harness::createExternallyControlled();
+        _monitor = OsFileMonitor::getInstance();
+    }
+    TestMonitor( double iterationInterval, double fileInterval ) {
+        OsFileMonitor::createInstance( iterationInterval, fileInterval );
+        _monitor = OsFileMonitor::getInstance();
+    }
+    TestMonitor( const TestMonitor& ) = delete;
+    TestMonitor& operator=( const TestMonitor& ) = delete;
+    ~TestMonitor() { end(); }
+
+    /// As at the package's stop; then as at its next start.
+    void end() {
+        if( std::exchange( _monitor, nullptr ) != nullptr ) {
+            OsFileMonitor::finalize();
+            OsFileMonitor::initialize();
+        }
+    }
+    OsFileMonitor* operator->() const { return _monitor; }
+    OsFileMonitor& operator*() const { return *_monitor; }
+
+    /// A pass, whose events wait.
+    void pass() { Harness::iterateNow( *_monitor ); }
+    /// Delivers the events that wait; returns their number.
+    int drain() { return events->drain(); }
+    void passAndDrain() {
+        pass();
+        drain();
+    }
+
+    std::optional<EvQueueEventManager> events{ std::in_place };
+
+private:
+    OsFileMonitor* _monitor = nullptr;
+};
+
+/// A handler that keeps the events as texts: "Created a.exr".
+class NotingHandler : public CbHandler<const OsFileEvent> {
+public:
+    using Action = std::function<void()>;
+
+    explicit NotingHandler( Action action = nullptr )
+        : _action( std::move( action ) ) {}
+
+    void call( const OsFileEvent& event ) override {
+        noted.push_back( textOf( event ) );
+        if( _action ) {
+            _action();
+        }
+    }
+    std::vector<std::string> take() { return std::exchange( noted, {} ); }
+
+    static std::string textOf( const OsFileEvent& event ) {
+        const char* const kind =
+            dynamic_cast<const OsFileEvent::Created*>( &event ) != nullptr   ? "Created "
+            : dynamic_cast<const OsFileEvent::Deleted*>( &event ) != nullptr ? "Deleted "
+            : dynamic_cast<const OsFileEvent::Changed*>( &event ) != nullptr ? "Changed "
+                                                                             : "? ";
+        return kind + event.getPath().getBaseName( OsFilePath::WITH_EXTENSION ).toString();
+    }
+
+    std::vector<std::string> noted;
+
+private:
+    const Action _action;
+};
+
+} // namespace Qv
