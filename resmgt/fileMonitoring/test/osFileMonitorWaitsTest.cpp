@@ -4,16 +4,39 @@
 #include <resmgt/fileMonitoring/src/monitoredFile.h>
 #include <resmgt/fileMonitoring/test/testMonitor.h>
 #include <resmgt/profiling/hwCounter.h>
+#include <tests/support/failingNew.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <memory>
+#include <new>
+#include <optional>
 #include <stdexcept>
+#include <string_view>
+
+#include <pthread.h>
+
+extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
+int __real_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
+                           void* ( *routine )(void*), void* argument );
+int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
+                           void* ( *routine )(void*), void* argument );
+}
+
+int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
+                           void* ( *routine )(void*), void* argument ) {
+    Qv::SystemCall call{ "pthread_create", 0, 0, -1, nullptr };
+    const int error = Qv::CallHook::pass( call );
+    return error != 0 ? error : __real_pthread_create( thread, attributes, routine, argument );
+}
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace Qv {
 namespace {
@@ -85,13 +108,22 @@ private:
     const CallHook _hook;
 };
 
-TEST( OsFileMonitorWaitsTest, NothingWaitsForAQueryThatDoesNotAnswerButWhatHasTo ) {
+/// Of a pass, or of the baseline that a request takes.
+class StuckMonitorTest : public ::testing::TestWithParam<bool> {};
+
+TEST_P( StuckMonitorTest, NothingWaitsForAQueryThatDoesNotAnswerButWhatHasTo ) {
+    const bool isBaseline = GetParam();
     const TestFiles files( "x y" );
     NotingHandler handler;
     TestMonitor monitor( NEVER, 0 );
+    if( isBaseline ) {
+        monitor->iterateAsap( true );
+    }
     monitor->addWatch( files.path( "x" ), &handler );
     monitor->addWatch( files.path( "y" ), &handler );
-    monitor->iterateAsap( true );
+    if( !isBaseline ) {
+        monitor->iterateAsap( true );
+    }
     HeldQuery query( "x" );
     monitor->iterateAsap( false );
     query.waitUntilReached();
@@ -106,7 +138,7 @@ TEST( OsFileMonitorWaitsTest, NothingWaitsForAQueryThatDoesNotAnswerButWhatHasTo
     monitor->getTimeIntervals( interval, interval );
     waitUntil( [&] { return monitor->getSnapshot().slowestSeconds > 0.01; }, "a slow query" );
     EXPECT_EQ( monitor->getSnapshot().slowestPath, files.path( "x" ) );
-    EXPECT_EQ( monitor->getSnapshot().nbFiles, 2 );
+    EXPECT_EQ( monitor->getSnapshot().nbFiles, isBaseline ? 1 : 2 );
     monitor->removeAllWatches();
     monitor->addWatch( files.path( "a" ), &handler );
 
@@ -135,6 +167,8 @@ TEST( OsFileMonitorWaitsTest, NothingWaitsForAQueryThatDoesNotAnswerButWhatHasTo
     monitor->iterateAsap( true );
     EXPECT_THAT( *monitor->getMonitoredFiles(), ElementsAre( files.path( "a" ) ) );
 }
+
+INSTANTIATE_TEST_SUITE_P( Queries, StuckMonitorTest, ::testing::Bool() );
 
 TEST( OsFileMonitorWaitsTest, PauseStopsTheThreadUntilAsManyResumesAndNothingHangsMeanwhile ) {
     const TestFiles files( "x y" );
@@ -198,6 +232,11 @@ TEST( OsFileMonitorWaitsTest, RequestedPassBeginsAfterTheRequestAndIsFollowedByR
     query.release();
     first.join();
     second.join();
+    // Then it rests, though the main thread hasn't got the wake-up: whoever waits for a pass under
+    // way finds none.
+    for( int i = 0; i < 1000; ++i ) {
+        monitor->getMonitoredFiles();
+    }
     EXPECT_EQ( nbPasses(), 4 );
     EXPECT_TRUE( TestMonitor::Harness::isInIterateAsapMode( *monitor ) );
     // One wake-up, one change.
@@ -208,10 +247,7 @@ TEST( OsFileMonitorWaitsTest, RequestedPassBeginsAfterTheRequestAndIsFollowedByR
     monitor->iterateAsap( true );
     EXPECT_TRUE( TestMonitor::Harness::isInIterateAsapMode( *monitor ) );
     EXPECT_LE( nbPasses(), 6 );
-    // It rests now, wake-up or not.
-    const CountedQueries queries( files );
     EXPECT_EQ( monitor.drain(), 1 );
-    EXPECT_EQ( queries.get(), 0 );
 }
 
 TEST( OsFileMonitorWaitsTest, RestsBetweenFilesUnlessAPassIsRequested ) {
@@ -479,6 +515,105 @@ TEST( OsFileMonitorWaitsTest, LogsEachChangeAndEachFailureOnce ) {
     for( const auto& part : parts ) {
         EXPECT_EQ( countOf( part.part ), part.count ) << part.part << " in\n" << text;
     }
+}
+
+/// Has allocations of the monitor's thread fail from its first query about "a" on, but for some,
+/// until its last one about "zz".
+class FailingMemory {
+public:
+    explicit FailingMemory( int nbSucceeding )
+        : _hook(
+              "statx",
+              [nbSucceeding]( const SystemCall& call ) {
+                  static thread_local std::optional<FailingNew> failing;
+                  const std::string_view path = call.path != nullptr ? call.path : "";
+                  if( path.ends_with( "zz" ) ) {
+                      failing.reset();
+                  } else if( path.ends_with( "a" ) && !failing ) {
+                      failing.emplace( nbSucceeding );
+                  }
+                  return 0;
+              },
+              CallHook::PROCESS ) {}
+
+private:
+    const CallHook _hook;
+};
+
+TEST( OsFileMonitorWaitsTest, MissingMemoryDelaysEventsAndLosesNone ) {
+    for( int nbSucceeding = 0; nbSucceeding < 80; ++nbSucceeding ) {
+        SCOPED_TRACE( nbSucceeding );
+        const TestFiles files( "x y" );
+        NotingHandler handler;
+        TestMonitor monitor;
+        const auto pass = [&] {
+            monitor.passAndDrain();
+            std::ranges::sort( handler.noted );
+        };
+        for( const char* const name : { "x", "y", "zz" } ) {
+            monitor->addWatch( files.path( name ), &handler );
+        }
+        monitor.pass();
+        files.write( "x", "1" );
+        fs::remove( files.at( "y" ) );
+        monitor->addWatch( files.path( "a" ), &handler );
+        monitor->addWatch( files.path( "z" ), &handler, TestMonitor::SETTLED );
+        {
+            const FailingMemory failing( nbSucceeding );
+            pass();
+        }
+        pass();
+        EXPECT_THAT( handler.take(), ElementsAre( "Changed x", "Deleted y" ) );
+        EXPECT_EQ( monitor->getSnapshot().nbFiles, 5 );
+        files.write( "z" );
+        pass();
+        {
+            const FailingMemory failing( nbSucceeding );
+            pass();
+        }
+        pass();
+        EXPECT_THAT( handler.take(), ElementsAre( "Created z" ) );
+    }
+}
+
+/// The same for clients: what `addWatch` raises leaves nothing.
+TEST( OsFileMonitorWaitsTest, AddingWithoutMemoryLeavesNothing ) {
+    const TestFiles files( "x" );
+    const OsFilePath path = files.path( "x" );
+    TestMonitor monitor;
+    NotingHandler handler;
+    NotingHandler other;
+    for( const bool isShared : { false, true } ) {
+        bool isAdded = false;
+        for( int nbSucceeding = 0; !isAdded; ++nbSucceeding ) {
+            if( isShared ) {
+                monitor->addWatch( path, &other );
+            }
+            try {
+                const FailingNew failing( nbSucceeding );
+                monitor->addWatch( path, &handler, TestMonitor::EACH, std::nullopt );
+                isAdded = true;
+            } catch( const std::bad_alloc& ) {}
+            monitor.passAndDrain();
+            EXPECT_EQ( monitor->getSnapshot().nbFiles, isShared || isAdded ? 1 : 0 );
+            EXPECT_EQ( handler.take().size(), isAdded ? 1 : 0 );
+            monitor->removeAllWatches();
+            monitor.pass();
+        }
+    }
+}
+
+TEST( OsFileMonitorWaitsTest, ThreadThatCantBeStartedLeavesNoMonitor ) {
+    {
+        const CallHook failing( "pthread_create", []( const SystemCall& ) { return EAGAIN; } );
+        EXPECT_ANY_THROW( OsFileMonitor::createInstance( 1, 2 ) );
+        EXPECT_ANY_THROW( OsFileMonitor::getInstance() );
+    }
+    TestMonitor monitor( 3, 4 );
+    double iteration = 0;
+    double file = 0;
+    monitor->getTimeIntervals( iteration, file );
+    EXPECT_EQ( iteration, 3 );
 }
 
 TEST( OsFileMonitorWaitsTest, EventThatCantBePostedIsFoundAgain ) {
