@@ -330,7 +330,7 @@ TEST( OsFileMonitorWaitsTest, EndLetsThoseGoWhoWaitForAPassOrAPause ) {
     HeldQuery query( "x" );
     monitor->iterateAsap( false );
     query.waitUntilReached();
-    TestThread passer( [&] { monitor->iterateAsap( true ); } );
+    TestThread passer( [&instance = *monitor] { instance.iterateAsap( true ); } );
     passer.waitUntilBlocked();
     TestThread ender( [&] { monitor.end(); } );
     passer.join();
