@@ -4,6 +4,7 @@
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFileTypes.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -32,6 +33,25 @@ struct QV_RESMGT_API OsFileStatus {
 /// Threads: an object belongs to one thread.
 class QV_RESMGT_API OsFileProbe {
 public:
+    /// A path in the form in which it is asked about again and again.
+    class QV_RESMGT_API Place {
+    public:
+        /// `path` outlives this object, unchanged.
+        explicit Place( const OsFilePath& path );
+
+        /// What a query reads first; for a look at it ahead of time.
+        const char* getName() const noexcept { return _text + _directoryLength; }
+
+    private:
+        friend class OsFileProbe;
+
+        const OsFilePath* _path;
+        const char* _text;
+        /// Of the directory in `_text`, with its separator; 0 if the name can't be asked about in
+        /// it.
+        std::size_t _directoryLength;
+    };
+
     OsFileProbe() = default;
     OsFileProbe( const OsFileProbe& ) = delete;
     OsFileProbe& operator=( const OsFileProbe& ) = delete;
@@ -47,13 +67,13 @@ public:
     /// that is asked. False also when the question can't be answered: `find` knows more.
     ///
     /// Cost: for all but the first file of a directory that of one query of a name in it.
-    bool isStill( const OsFilePath& path, const std::optional<OsFileStatus>& last );
+    bool isStill( const Place& place, const std::optional<OsFileStatus>& last );
     /// Keeps no directory open any longer.
     void leaveDirectory() noexcept;
 
 private:
     /// Whether it is open, so that the file's name in it may be asked about.
-    bool enterDirectory( const OsFilePath& path, std::size_t length );
+    bool enterDirectory( const Place& place );
 
     std::string _directory;
     OsFileTypes::Handle _folder = OsFileTypes::INVALID_HANDLE;

@@ -143,6 +143,7 @@ void MonitorThread::remove( const OsFilePath& path ) {
     const Guard guard( _filesLock );
     const Guard statisticsGuard( _statisticsLock );
     if( const auto place = _files.find( path ); place != _files.end() ) {
+        _order.clear();
         _files.erase( place );
         --_nbFiles;
     }
@@ -151,6 +152,7 @@ void MonitorThread::remove( const OsFilePath& path ) {
 void MonitorThread::removeAll() {
     const Guard guard( _filesLock );
     const Guard statisticsGuard( _statisticsLock );
+    _order.clear();
     _files.clear();
     _nbFiles = 0;
 }
@@ -197,17 +199,23 @@ MonitoredFile& MonitorThread::findOrAdd( const OsFilePath& path, std::uint64_t w
         return **place;
     }
     const File file( new MonitoredFile( path, watch ) );
+    // So that nothing can fail when they are put in order.
+    if( _order.capacity() <= _files.size() ) {
+        _order.reserve( 2 * _files.size() + 1 );
+    }
     const Guard guard( _filesLock );
     const Guard statisticsGuard( _statisticsLock );
+    _order.clear();
     _files.insert( file );
     ++_nbFiles;
     return *file;
 }
 
 void MonitorThread::passFiles() {
+    putInOrder();
     _slowestSoFar = nullptr;
     _slowestTimeSoFar = 0;
-    for( auto next = _files.cbegin(); next != _files.cend(); ) {
+    for( std::size_t next = 0; next < _order.size(); ) {
         if( _control.isCalled() ) {
             _probe.leaveDirectory();
             if( !_control.standStill() ) {
@@ -227,16 +235,31 @@ void MonitorThread::passFiles() {
     publishSlowest();
 }
 
-MonitoredFile& MonitorThread::lookAtFiles( Files::const_iterator& next,
-                                           MonitoredFile::Finding& finding ) {
+void MonitorThread::putInOrder() noexcept {
+    if( !_order.empty() ) {
+        return;
+    }
+    for( const File& file : _files ) {
+        _order.push_back( file.get() );
+    }
+}
+
+MonitoredFile& MonitorThread::lookAtFiles( std::size_t& next, MonitoredFile::Finding& finding ) {
+    // So far ahead the processor has fetched a file before its turn, in spite of the queries of
+    // those before it, which leave little of what it had.
+    constexpr std::size_t FILES_AHEAD = 4;
+    constexpr std::size_t NAMES_AHEAD = 2;
     const Guard guard( _filesLock );
     MonitoredFile* file = nullptr;
     _currentSince.store( HwCounter::timeStamp(), std::memory_order_relaxed );
     do {
-        file = &**next;
-        ++next;
+        if( next + FILES_AHEAD < _order.size() ) {
+            _order[next + FILES_AHEAD]->prefetch();
+            _order[next + NAMES_AHEAD]->prefetchName();
+        }
+        file = _order[next++];
         lookAt( *file, finding );
-    } while( finding.change == FileChange::NONE && next != _files.cend() && !_control.isCalled() &&
+    } while( finding.change == FileChange::NONE && next < _order.size() && !_control.isCalled() &&
              !isRestingBetweenFiles() );
     _current.store( nullptr, std::memory_order_relaxed );
     return *file;
@@ -245,7 +268,9 @@ MonitoredFile& MonitorThread::lookAtFiles( Files::const_iterator& next,
 void MonitorThread::lookAt( MonitoredFile& file, MonitoredFile::Finding& finding ) noexcept {
     _current.store( &file, std::memory_order_release );
     try {
-        finding = file.look( _probe );
+        if( !file.isQuiet( _probe ) ) {
+            finding = file.look();
+        }
         if( finding.change == FileChange::NONE ) {
             file.setFailing( false );
         }

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <deque>
 #include <set>
+#include <vector>
 
 namespace Qv {
 
@@ -69,9 +70,10 @@ private:
     void executeRequests();
     MonitoredFile& findOrAdd( const OsFilePath& path, std::uint64_t watch );
     void passFiles();
+    void putInOrder() noexcept;
     /// Looks at files until there is something to do without the lock: a finding to be posted, a
     /// call, or a rest. `next` is moved behind the last one, which is returned.
-    MonitoredFile& lookAtFiles( Files::const_iterator& next, MonitoredFile::Finding& finding );
+    MonitoredFile& lookAtFiles( std::size_t& next, MonitoredFile::Finding& finding );
     void lookAt( MonitoredFile& file, MonitoredFile::Finding& finding ) noexcept;
     void postAndKeep( MonitoredFile& file, MonitoredFile::Finding& finding ) noexcept;
     void postEvent( const MonitoredFile& file, const MonitoredFile::Finding& finding,
@@ -95,6 +97,8 @@ private:
     const LkLock _filesLock{ "Monitored Files" };
     /// Changed with both locks held, by the thread alone.
     Files _files;
+    /// The same as a list, for passes; empty when the table has changed. It always has room for all.
+    std::vector<MonitoredFile*> _order;
     OsFileProbe _probe;
 
     const LkLock _statisticsLock{ "OsFileMonitor Statistics" };

@@ -39,11 +39,7 @@ void MonitoredFile::beginSettling() {
     }
 }
 
-MonitoredFile::Finding MonitoredFile::look( OsFileProbe& probe ) {
-    return _isQueried && probe.isStill( _path, _status ) ? findSettledState() : findState();
-}
-
-MonitoredFile::Finding MonitoredFile::findState() {
+MonitoredFile::Finding MonitoredFile::look() {
     const std::optional<OsFileStatus> status = OsFileProbe::find( _path );
     OPtr<OsFileInfo> info( status ? new OsFileInfo( OsFileProbe::makeInfo( _path, *status ) )
                                   : nullptr );
@@ -66,7 +62,7 @@ MonitoredFile::Finding MonitoredFile::findState() {
 }
 
 MonitoredFile::Finding MonitoredFile::findSettledState() {
-    if( !_isSettling || _isSettled ) {
+    if( _isSettled ) {
         return {};
     }
     Finding finding = makeFinding( _settledInfo.get(), _info.get() );
@@ -85,7 +81,7 @@ void MonitoredFile::keep( Finding& finding ) noexcept {
     actualize( finding.info, getText( finding.change ) );
     _status = finding.status;
     _isQueried = true;
-    _isSettled = false;
+    _isSettled = !_isSettling;
 }
 
 MonitoredFile::Finding MonitoredFile::compareWith( const std::optional<OsFileInfo>& seen,

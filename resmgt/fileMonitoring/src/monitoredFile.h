@@ -48,8 +48,15 @@ public:
     /// From now on looks find settled states, too. What is known counts as settled at first.
     void beginSettling();
 
+    /// Whether there is nothing to be found. False also when only `look` can say so.
+    bool isQuiet( OsFileProbe& probe ) {
+        return _isQueried && _isSettled && probe.isStill( _place, _status );
+    }
     /// Errors: those of OsFileProbe; what is known stays.
-    Finding look( OsFileProbe& probe );
+    Finding look();
+    /// Has the processor fetch what `isQuiet` reads, the object or what that leads to.
+    void prefetch() const noexcept { __builtin_prefetch( &_place ); }
+    void prefetchName() const noexcept { __builtin_prefetch( _place.getName() ); }
     /// Takes note of what the last look has found.
     void keep( Finding& finding ) noexcept;
     /// What makes the last state of that form differ from what a client has seen.
@@ -64,23 +71,24 @@ private:
         QV_ASSERT( !_info.isNull() );
         return *_info;
     }
-    Finding findState();
     Finding findSettledState();
     /// Takes `info` for what is known, and logs it as `text`.
     void actualize( OPtr<OsFileInfo>& info, const char* text );
 
     const OsFilePath _path;
-    const std::uint64_t _watch;
-    OPtr<OsFileInfo> _info;
-    OPtr<OsFileInfo> _settledInfo;
-    /// What `_info` was made of, if `_isQueried`; a client's baseline was made elsewhere.
-    std::optional<OsFileStatus> _status;
+    // What an ordinary look reads stands together, from here on.
+    const OsFileProbe::Place _place{ _path };
     bool _isQueried = false;
+    /// Whether the last two looks have found the same, or nobody asks for that.
+    bool _isSettled = true;
     bool _isKnown = false;
     bool _isSettling = false;
-    /// Whether the last two looks have found the same.
-    bool _isSettled = true;
     bool _isFailing = false;
+    /// What `_info` was made of, if `_isQueried`; a client's baseline was made elsewhere.
+    std::optional<OsFileStatus> _status;
+    OPtr<OsFileInfo> _info;
+    OPtr<OsFileInfo> _settledInfo;
+    const std::uint64_t _watch;
 };
 
 } // namespace Qv

@@ -9,6 +9,11 @@
 namespace Qv {
 namespace {
 
+bool isStill( OsFileProbe& probe, const OsFilePath& path,
+              const std::optional<OsFileStatus>& last ) {
+    return probe.isStill( OsFileProbe::Place( path ), last );
+}
+
 TEST( OsFileProbeTest, FindsWhatThePathLeadsToAndSaysOfItWhatAFileDoes ) {
     const TestFiles files( "x=123 d/ link>x gone>nothing round>round pipe| *" );
     for( const char* const name : { "x", "d", "link", "pipe", "*", "" } ) {
@@ -50,9 +55,9 @@ TEST( OsFileProbeTest, StillAnswersAsFindDoesThroughTheDirectoryToo ) {
         const auto status = OsFileProbe::find( path );
         auto other = status.value_or( OsFileStatus() );
         ++other.size;
-        EXPECT_TRUE( probe.isStill( path, status ) ) << name;
-        EXPECT_FALSE( probe.isStill( path, other ) ) << name;
-        EXPECT_EQ( probe.isStill( path, std::nullopt ), !status ) << name;
+        EXPECT_TRUE( isStill( probe, path, status ) ) << name;
+        EXPECT_FALSE( isStill( probe, path, other ) ) << name;
+        EXPECT_EQ( isStill( probe, path, std::nullopt ), !status ) << name;
     };
     for( int round = 0; round < 2; ++round ) {
         for( const char* const name : names ) {
@@ -68,14 +73,14 @@ TEST( OsFileProbeTest, StillAnswersAsFindDoesThroughTheDirectoryToo ) {
     }
     for( const char* const odd : { "", ".", "/", "C:/x", "x" } ) {
         for( int i = 0; i < 3; ++i ) {
-            EXPECT_EQ( probe.isStill( odd, std::nullopt ),
+            EXPECT_EQ( isStill( probe, odd, std::nullopt ),
                        *odd == '\0' || !OsFileProbe::find( odd ) );
         }
     }
     const OsFilePath zero = files.path( std::string( "x\0y", 3 ) );
-    EXPECT_TRUE( probe.isStill( files.path( "x" ), OsFileProbe::find( files.path( "x" ) ) ) );
-    EXPECT_TRUE( probe.isStill( zero, std::nullopt ) );
-    EXPECT_TRUE( probe.isStill( zero, std::nullopt ) );
+    EXPECT_TRUE( isStill( probe, files.path( "x" ), OsFileProbe::find( files.path( "x" ) ) ) );
+    EXPECT_TRUE( isStill( probe, zero, std::nullopt ) );
+    EXPECT_TRUE( isStill( probe, zero, std::nullopt ) );
 }
 
 TEST( OsFileProbeTest, KeepsADirectoryOpenUntilItLeavesIt ) {
@@ -85,17 +90,17 @@ TEST( OsFileProbeTest, KeepsADirectoryOpenUntilItLeavesIt ) {
     const auto y = OsFileProbe::find( files.path( "d/y" ) );
     {
         OsFileProbe probe;
-        EXPECT_TRUE( probe.isStill( files.path( "d/x" ), x ) );
-        EXPECT_TRUE( probe.isStill( files.path( "d/y" ), y ) );
+        EXPECT_TRUE( isStill( probe, files.path( "d/x" ), x ) );
+        EXPECT_TRUE( isStill( probe, files.path( "d/y" ), y ) );
         EXPECT_EQ( countDescriptors(), nbOpen + 1 );
         // The directory that was opened is the one that is asked, under whatever name.
         fs::rename( files.at( "d" ), files.at( "aside" ) );
-        EXPECT_TRUE( probe.isStill( files.path( "d/x" ), x ) );
-        EXPECT_FALSE( probe.isStill( files.path( "e/x" ), x ) );
+        EXPECT_TRUE( isStill( probe, files.path( "d/x" ), x ) );
+        EXPECT_FALSE( isStill( probe, files.path( "e/x" ), x ) );
         EXPECT_EQ( countDescriptors(), nbOpen );
-        EXPECT_TRUE( probe.isStill( files.path( "d/x" ), std::nullopt ) );
-        EXPECT_TRUE( probe.isStill( files.path( "aside/x" ), x ) );
-        EXPECT_TRUE( probe.isStill( files.path( "aside/y" ), y ) );
+        EXPECT_TRUE( isStill( probe, files.path( "d/x" ), std::nullopt ) );
+        EXPECT_TRUE( isStill( probe, files.path( "aside/x" ), x ) );
+        EXPECT_TRUE( isStill( probe, files.path( "aside/y" ), y ) );
         EXPECT_EQ( countDescriptors(), nbOpen + 1 );
     }
     EXPECT_EQ( countDescriptors(), nbOpen );

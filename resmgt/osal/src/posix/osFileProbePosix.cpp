@@ -25,11 +25,6 @@ OsFileStatus toStatus( const struct statx& status ) {
              OsFsUtilsPosix::getType( status ) };
 }
 
-/// The length of the directory's part of a path, with its separator; 0 for a name alone.
-std::size_t directoryLength( const std::string& text ) {
-    return text.rfind( '/' ) + 1;
-}
-
 } // namespace
 
 std::optional<OsFileStatus> OsFileProbe::find( const OsFilePath& path ) {
@@ -55,28 +50,37 @@ OsFileInfo OsFileProbe::makeInfo( const OsFilePath& path, const OsFileStatus& st
              status.creationTime };
 }
 
-bool OsFileProbe::isStill( const OsFilePath& path, const std::optional<OsFileStatus>& last ) {
+OsFileProbe::Place::Place( const OsFilePath& path )
+    : _path( &path )
+    , _text( path.getChars() )
+    , _directoryLength( path.toString().rfind( '/' ) + 1 ) {
     const std::string& text = path.toString();
-    const std::size_t length = directoryLength( text );
+    // A zero byte would end the name, and without one the directory itself would be asked about.
+    if( _directoryLength == text.size() ||
+        text.find( '\0', _directoryLength ) != std::string::npos ) {
+        _directoryLength = 0;
+    }
+}
+
+bool OsFileProbe::isStill( const Place& place, const std::optional<OsFileStatus>& last ) {
     struct statx status;
     const bool isFound =
-        enterDirectory( path, length )
-            ? OsFsUtilsPosix::getStatus( static_cast<int>( _folder ), text.c_str() + length, 0,
+        enterDirectory( place )
+            ? OsFsUtilsPosix::getStatus( static_cast<int>( _folder ), place.getName(), 0,
                                          OsFsUtilsPosix::INFO_FIELDS, status )
-            : OsFsUtilsPosix::getStatus( path, OsFsUtilsPosix::INFO_FIELDS, status );
+            : OsFsUtilsPosix::getStatus( *place._path, OsFsUtilsPosix::INFO_FIELDS, status );
     return isFound ? last.has_value() && toStatus( status ) == *last
                    : !last.has_value() && isAbsence( errno );
 }
 
-bool OsFileProbe::enterDirectory( const OsFilePath& path, std::size_t length ) {
-    const std::string& text = path.toString();
-    // A zero byte would end the name, and "" would be the directory itself.
-    if( length == 0 || length == text.size() || text.find( '\0', length ) != std::string::npos ) {
+bool OsFileProbe::enterDirectory( const Place& place ) {
+    if( place._directoryLength == 0 ) {
         return false;
     }
-    if( std::string_view( text ).substr( 0, length ) != _directory ) {
+    if( const std::string_view directory( place._text, place._directoryLength );
+        directory != _directory ) {
         leaveDirectory();
-        _directory.assign( text, 0, length );
+        _directory = directory;
         _canOpen = true;
         return false;
     }
