@@ -47,6 +47,17 @@ TEST( QvcompOptionsTest, TakeEffect ) {
     EXPECT_TRUE( options.mustVerify );
     EXPECT_EQ( options.preview, "p.png" );
     EXPECT_THAT( options.layers, ElementsAre( "a.exr" ) );
+    EXPECT_FALSE( options.isWatching );
+}
+
+TEST( QvcompOptionsTest, BareWatchTakesNoValue ) {
+    const Options options = parse( { "--size", "8x8", "-o", "out.exr", "--watch", "5" } );
+    EXPECT_TRUE( options.isWatching );
+    EXPECT_EQ( options.watchSeconds, 1 );
+    EXPECT_THAT( options.layers, ElementsAre( "5" ) );
+    const Options other = parse( { "--size", "8x8", "-o", "out.exr", "--watch=0.25", "5" } );
+    EXPECT_TRUE( other.isWatching );
+    EXPECT_EQ( other.watchSeconds, 0.25 );
 }
 
 TEST( QvcompOptionsTest, AfterTwoDashesAllAreLayers ) {
@@ -114,6 +125,11 @@ TEST( QvcompOptionsTest, RefusedOnesSayWhatIsWrong ) {
         { { "--tile", "15" }, "16 to 4096" },
         { { "--tile", "4097" }, "16 to 4096" },
         { { "--threads", "0" }, "1 to 256" },
+        { { "--watch=0" }, "0.01 to 86400, such as 0.5, not '0'" },
+        { { "--watch=-1" }, "not '-1'" },
+        { { "--watch=nan" }, "not 'nan'" },
+        { { "--watch=1s" }, "not '1s'" },
+        { { "--watch=" }, "--watch needs a value" },
         { { "--size", "8x8", "-o", "x", "--preview", "x", "a" }, "the same file" },
     };
     for( const auto& c : cases ) {

@@ -8,6 +8,7 @@
 #include <tools/qvcomp/planeCompare.h>
 #include <tools/qvcomp/render.h>
 #include <tools/qvcomp/report.h>
+#include <tools/qvcomp/watch.h>
 
 #include <base/failure/exBase.h>
 #include <resmgt/memoryBuffers/mbEx.h>
@@ -278,9 +279,16 @@ void runOptions( const Options& options, std::ostream& output, std::ostream& err
     // OpenEXR's own threads would outlive the work.
     Imf::setGlobalThreadCount( 0 );
     checkMemory( options );
-    const Scene scene = probeScene( options );
-    const Report report = makePicture( options, scene, isTerminal ? &errors : nullptr );
-    writeOut( output, [&]( std::ostream& stream ) { writeReport( stream, report ); } );
+    const auto render = [&] {
+        const Scene scene = probeScene( options );
+        const Report report = makePicture( options, scene, isTerminal ? &errors : nullptr );
+        writeOut( output, [&]( std::ostream& stream ) { writeReport( stream, report ); } );
+    };
+    if( options.isWatching ) {
+        watchLayers( options.layers, options.watchSeconds, render );
+    } else {
+        render();
+    }
 }
 
 /// Help and the version can be asked for also where the messages can't be read.

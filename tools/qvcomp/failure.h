@@ -20,17 +20,21 @@ public:
     /// The values are texts and whole numbers.
     template <class... Values>
     explicit Failure( Tag tag, const Values&... values )
-        : Failure( makeMessage( tag, { toText( values )... } ) ) {}
-    explicit Failure( const MsgProtocol& message )
-        : std::runtime_error( message.getText() )
-        , _message( std::make_shared<const MsgProtocol>( message ) ) {}
+        : Failure( makeMessage( tag, { toText( values )... } ), tag ) {}
 
+    Tag getTag() const noexcept { return _tag; }
     const MsgProtocol& getMessage() const noexcept { return *_message; }
 
 private:
+    Failure( const MsgProtocol& message, Tag tag )
+        : std::runtime_error( message.getText() )
+        , _tag( tag )
+        , _message( std::make_shared<const MsgProtocol>( message ) ) {}
+
     static std::string toText( std::string_view value ) { return Printable::makeLine( value ); }
     static std::string toText( std::integral auto value ) { return std::to_string( value ); }
 
+    Tag _tag;
     // Shared, so that copying an exception can't fail.
     std::shared_ptr<const MsgProtocol> _message;
 };

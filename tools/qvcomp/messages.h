@@ -20,6 +20,7 @@ enum class Tag {
     WRONG_SIZE,
     WRONG_WORD,
     WRONG_BYTES,
+    WRONG_SECONDS,
     UNKNOWN_OPTION,
     NO_VALUE,
     EMPTY_VALUE,

@@ -61,6 +61,20 @@ std::uint64_t parseByteCount( const std::string& option, const std::string& text
     return *count << shift;
 }
 
+/// Seconds, such as 2 or 0.5.
+double parseSeconds( const std::string& option, const std::string& text ) {
+    constexpr double LEAST = 0.01;
+    constexpr double MOST = 86400;
+    double seconds = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] =
+        std::from_chars( text.data(), end, seconds, std::chars_format::fixed );
+    if( error != std::errc() || rest != end || !( seconds >= LEAST && seconds <= MOST ) ) {
+        throw UsageFailure( Tag::WRONG_SECONDS, option, text );
+    }
+    return seconds;
+}
+
 std::string expand( const std::string& text ) {
     return LiStringSubstituter().substitute( text );
 }
@@ -171,7 +185,7 @@ constexpr bool isAboutJobs( std::string_view name ) {
     return name == JOB_OPTION || name == WRITE_JOB_OPTION;
 }
 
-constexpr std::array<ValueOption, 16> VALUE_OPTIONS{ {
+constexpr std::array<ValueOption, 17> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
     { "-o", []( Options& o, Text, Text v ) { o.output = toFile( v ); } },
     { "--memory", []( Options& o, Text n, Text v ) { o.memory = parseByteCount( n, v ); } },
@@ -193,6 +207,12 @@ constexpr std::array<ValueOption, 16> VALUE_OPTIONS{ {
     // Jobs are read before all else.
     { JOB_OPTION, []( Options&, Text, Text ) {} },
     { WRITE_JOB_OPTION, []( Options& o, Text, Text v ) { o.writtenJob = toFile( v ); } },
+    // With "=" alone: the bare name is a flag.
+    { "--watch",
+      []( Options& o, Text n, Text v ) {
+          o.isWatching = true;
+          o.watchSeconds = parseSeconds( n, v );
+      } },
 } };
 
 struct FlagOption {
@@ -204,7 +224,8 @@ struct FlagOption {
     bool Options::*flag;
 };
 
-constexpr std::array<FlagOption, 5> FLAG_OPTIONS{ { { "--verify", &Options::mustVerify },
+constexpr std::array<FlagOption, 6> FLAG_OPTIONS{ { { "--verify", &Options::mustVerify },
+                                                    { "--watch", &Options::isWatching },
                                                     { "--unbuffered", &Options::isUnbuffered },
                                                     { "--help", &Options::wantsHelp },
                                                     { "-h", &Options::wantsHelp },
@@ -291,12 +312,19 @@ std::vector<std::string> findJobs( Arguments arguments ) {
     return jobs;
 }
 
+bool isSetText( const std::string& text ) {
+    return Ascii::equalsIgnoringCase( text, "true" );
+}
+
+bool isFlagText( const std::string& text ) {
+    return isSetText( text ) || Ascii::equalsIgnoringCase( text, "false" );
+}
+
 void applyFlag( const FlagOption& option, const std::string& text, Options& options ) {
-    const bool isSet = Ascii::equalsIgnoringCase( text, "true" );
-    if( !isSet && !Ascii::equalsIgnoringCase( text, "false" ) ) {
+    if( !isFlagText( text ) ) {
         throw Failure( Tag::JOB_FLAG, option.name, text );
     }
-    options.*option.flag = isSet;
+    options.*option.flag = isSetText( text );
 }
 
 void applyEntry( const JobEntry& entry, Options& options ) {
@@ -304,7 +332,8 @@ void applyEntry( const JobEntry& entry, Options& options ) {
     const ValueOption* const option = findOption( VALUE_OPTIONS, entry.option );
     if( entry.option.empty() ) {
         options.layers.push_back( toFile( entry.value ) );
-    } else if( flag != nullptr && !flag->isQuestion() ) {
+    } else if( flag != nullptr && !flag->isQuestion() &&
+               ( option == nullptr || isFlagText( entry.value ) ) ) {
         applyFlag( *flag, entry.value, options );
     } else if( option != nullptr && !isAboutJobs( option->name ) ) {
         option->apply( options, entry.option, entry.value );
@@ -507,6 +536,8 @@ held in tiles; those that the memory limit has no room for wait on the disk.
   --job FILE            take layers and options also from this XML document; the options here
                         count more
   --write-job FILE      save layers and options as such a document
+  --watch[=S]           make the picture again whenever a layer was saved, until interrupted; look
+                        at the layers each S seconds, such as 0.5; 1 by default
   --verify              do the same in plain memory and compare bit for bit
   --help, -h            show this text
   --version             show the version

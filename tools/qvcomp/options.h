@@ -53,6 +53,9 @@ struct Options {
     bool isUnbuffered = false;
     ReportForm report = ReportForm::TEXT;
     bool mustVerify = false;
+    /// Whether the picture is made again when layers change, which are looked at so often.
+    bool isWatching = false;
+    double watchSeconds = 1;
     bool wantsHelp = false;
     bool wantsVersion = false;
 };
