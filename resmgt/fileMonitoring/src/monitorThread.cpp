@@ -271,7 +271,7 @@ void MonitorThread::lookAt( MonitoredFile& file, MonitoredFile::Finding& finding
         if( !file.isQuiet( _probe ) ) {
             finding = file.look();
         }
-        if( finding.change == FileChange::NONE ) {
+        if( finding.change == FileChange::NONE && file.isFailing() ) {
             file.setFailing( false );
         }
     } catch( ... ) {
@@ -328,7 +328,8 @@ void MonitorThread::publishSlowest() {
 
 void MonitorThread::reportFailure( MonitoredFile& file ) noexcept {
     _nbFailures.fetch_add( 1, std::memory_order_relaxed );
-    if( !file.setFailing( true ) ) {
+    if( !file.isFailing() ) {
+        file.setFailing( true );
         logFailure( file.getPath() );
     }
 }

@@ -97,7 +97,8 @@ private:
     const LkLock _filesLock{ "Monitored Files" };
     /// Changed with both locks held, by the thread alone.
     Files _files;
-    /// The same as a list, for passes; empty when the table has changed. It always has room for all.
+    /// The same as a list, for passes; empty when the table has changed. It always has room for
+    /// all.
     std::vector<MonitoredFile*> _order;
     OsFileProbe _probe;
 

@@ -55,7 +55,10 @@ public:
     /// Errors: those of OsFileProbe; what is known stays.
     Finding look();
     /// Has the processor fetch what `isQuiet` reads, the object or what that leads to.
-    void prefetch() const noexcept { __builtin_prefetch( &_place ); }
+    void prefetch() const noexcept {
+        __builtin_prefetch( &_place );
+        __builtin_prefetch( &_status + 1 );
+    }
     void prefetchName() const noexcept { __builtin_prefetch( _place.getName() ); }
     /// Takes note of what the last look has found.
     void keep( Finding& finding ) noexcept;
@@ -63,8 +66,9 @@ public:
     /// REQUIRES: `isKnown`, and `beginSettling` has been called for the settled form.
     Finding compareWith( const std::optional<OsFileInfo>& seen, OsFileMonitor::Form form ) const;
 
-    /// Returns whether the last query had failed.
-    bool setFailing( bool isFailing ) noexcept { return std::exchange( _isFailing, isFailing ); }
+    /// Whether the last query failed.
+    bool isFailing() const noexcept { return _isFailing; }
+    void setFailing( bool isFailing ) noexcept { _isFailing = isFailing; }
 
 private:
     const OsFileInfo& getInfo() const {

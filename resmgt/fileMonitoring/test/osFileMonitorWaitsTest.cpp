@@ -277,6 +277,33 @@ TEST( OsFileMonitorWaitsTest, RestsBetweenFilesUnlessAPassIsRequested ) {
     EXPECT_EQ( monitor->getSnapshot().nbPasses, nbPasses + 2 );
 }
 
+TEST( OsFileMonitorWaitsTest, NoDirectoryIsKeptOpenBetweenPasses ) {
+    const TestFiles files( "d/x d/y d/z" );
+    NotingHandler handler;
+    TestMonitor monitor;
+    for( const char* const name : { "d/x", "d/y", "d/z" } ) {
+        monitor->addWatch( files.path( name ), &handler );
+    }
+    monitor.pass();
+    const int nbDescriptors = countDescriptors();
+    int nbOpened = 0;
+    {
+        const CallHook opening(
+            "open",
+            [&]( const SystemCall& ) {
+                ++nbOpened;
+                return 0;
+            },
+            CallHook::PROCESS );
+        monitor.pass();
+    }
+    EXPECT_EQ( nbOpened, 1 );
+    EXPECT_EQ( countDescriptors(), nbDescriptors );
+    fs::remove_all( files.at( "d" ) );
+    monitor.passAndDrain();
+    EXPECT_THAT( handler.noted, ElementsAre( "Deleted x", "Deleted y", "Deleted z" ) );
+}
+
 /// Each state in which the end may find the thread.
 TEST( OsFileMonitorWaitsTest, EndsFromWhateverItWaitsIn ) {
     const TestFiles files( "x y" );
@@ -543,7 +570,7 @@ private:
 };
 
 TEST( OsFileMonitorWaitsTest, MissingMemoryDelaysEventsAndLosesNone ) {
-    for( int nbSucceeding = 0; nbSucceeding < 80; ++nbSucceeding ) {
+    for( int nbSucceeding = 0; nbSucceeding < 50; ++nbSucceeding ) {
         SCOPED_TRACE( nbSucceeding );
         const TestFiles files( "x y" );
         NotingHandler handler;
@@ -599,6 +626,13 @@ TEST( OsFileMonitorWaitsTest, AddingWithoutMemoryLeavesNothing ) {
             monitor.passAndDrain();
             EXPECT_EQ( monitor->getSnapshot().nbFiles, isShared || isAdded ? 1 : 0 );
             EXPECT_EQ( handler.take().size(), isAdded ? 1 : 0 );
+            if( !isAdded ) {
+                // Nor does it stand in the way of others.
+                monitor->removeWatch( path, &other );
+                monitor->addWatch( path, &other );
+                monitor.pass();
+                EXPECT_EQ( monitor->getSnapshot().nbFiles, 1 );
+            }
             monitor->removeAllWatches();
             monitor.pass();
         }
