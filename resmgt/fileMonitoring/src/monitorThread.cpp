@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
+#include <utility>
 
 namespace Qv {
 
@@ -63,6 +65,7 @@ void MonitorThread::performExecute( MtThread* ) {
     while( _control.beginPass() ) {
         wakeUpMainThread();
         executeRequests();
+        compareWithBaselines();
         passFiles();
         _control.endPass();
         _control.rest( _iterationInterval );
@@ -125,17 +128,10 @@ void MonitorThread::add( const OsFilePath& path, std::uint64_t watch, OsFileMoni
     if( form == OsFileMonitor::SETTLED_STATES ) {
         file.beginSettling();
     }
-    MonitoredFile::Finding finding;
     if( !file.isKnown() ) {
-        const Guard guard( _filesLock );
-        _currentSince.store( HwCounter::timeStamp(), std::memory_order_relaxed );
-        lookAt( file, finding );
-        _current.store( nullptr, std::memory_order_relaxed );
+        static_cast<void>( lookAtOne( file ) );
     } else if( baseline ) {
-        finding = file.compareWith( baseline->seen, form );
-        if( finding.change != FileChange::NONE ) {
-            postEvent( file, finding, baseline->registration );
-        }
+        _comparisons.push_back( { path, watch, form, *baseline } );
     }
 }
 
@@ -171,7 +167,7 @@ void MonitorThread::wakeUpMainThread() {
 }
 
 void MonitorThread::executeRequests() {
-    while( !_control.isCalled() ) {
+    while( mayGoOn() ) {
         RCShdPtr<const WatchRequest> request;
         {
             const Guard guard( _requestsLock );
@@ -211,17 +207,62 @@ MonitoredFile& MonitorThread::findOrAdd( const OsFilePath& path, std::uint64_t w
     return *file;
 }
 
+void MonitorThread::compareWithBaselines() {
+    for( auto place = _comparisons.begin(); place != _comparisons.end() && mayGoOn(); ) {
+        place = isCompared( *place ) ? _comparisons.erase( place ) : std::next( place );
+    }
+}
+
+bool MonitorThread::isCompared( Comparison& comparison ) noexcept {
+    try {
+        const auto place = _files.find( comparison.path );
+        if( place == _files.end() || ( *place )->getWatch() != comparison.watch ) {
+            return true;
+        }
+        MonitoredFile& file = **place;
+        const std::optional<OsFileInfo>& seen = comparison.baseline.seen;
+        const MonitoredFile::Finding missed = file.compareWith( seen, comparison.form );
+        if( missed.change == FileChange::NONE ) {
+            return true;
+        }
+        if( comparison.form == OsFileMonitor::EACH_STATE && lookAtOne( file ).leadsTo( seen ) ) {
+            // The client has looked later than the last pass did. This one tells all handlers of
+            // what it has seen, unless the file goes back before: the next pass knows.
+            return false;
+        }
+        postEvent( file, missed, comparison.baseline.registration );
+        return true;
+    } catch( ... ) {
+        _nbFailures.fetch_add( 1, std::memory_order_relaxed );
+        if( !std::exchange( comparison.isFailing, true ) ) {
+            logFailure( comparison.path );
+        }
+        return false;
+    }
+}
+
+MonitoredFile::Finding MonitorThread::lookAtOne( MonitoredFile& file ) {
+    MonitoredFile::Finding finding;
+    const Guard guard( _filesLock );
+    _currentSince.store( HwCounter::timeStamp(), std::memory_order_relaxed );
+    lookAt( file, finding );
+    _current.store( nullptr, std::memory_order_relaxed );
+    return finding;
+}
+
+bool MonitorThread::mayGoOn() {
+    if( !_control.isCalled() ) {
+        return true;
+    }
+    _probe.leaveDirectory();
+    return _control.standStill();
+}
+
 void MonitorThread::passFiles() {
     putInOrder();
     _slowestSoFar = nullptr;
     _slowestTimeSoFar = 0;
-    for( std::size_t next = 0; next < _order.size(); ) {
-        if( _control.isCalled() ) {
-            _probe.leaveDirectory();
-            if( !_control.standStill() ) {
-                break;
-            }
-        }
+    for( std::size_t next = 0; next < _order.size() && mayGoOn(); ) {
         MonitoredFile::Finding finding;
         MonitoredFile& file = lookAtFiles( next, finding );
         if( finding.change != FileChange::NONE ) {

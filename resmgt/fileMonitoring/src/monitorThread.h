@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <list>
 #include <set>
 #include <vector>
 
@@ -66,8 +67,25 @@ private:
     };
     using Files = std::set<File, ByPath>;
 
+    /// The baseline of a client, for a file of which a state was known before.
+    struct Comparison {
+        OsFilePath path;
+        std::uint64_t watch;
+        OsFileMonitor::Form form;
+        AddWatchRequest::Baseline baseline;
+        /// Whether that has been logged.
+        bool isFailing = false;
+    };
+
     void wakeUpMainThread();
     void executeRequests();
+    void compareWithBaselines();
+    /// Whether that is done, the event being posted if one is due; else the next pass tries again.
+    bool isCompared( Comparison& comparison ) noexcept;
+    /// A look that isn't the pass's own: whatever it finds is found again.
+    MonitoredFile::Finding lookAtOne( MonitoredFile& file );
+    /// Stands still while the monitor is paused. False at its end.
+    bool mayGoOn();
     MonitoredFile& findOrAdd( const OsFilePath& path, std::uint64_t watch );
     void passFiles();
     void putInOrder() noexcept;
@@ -93,6 +111,7 @@ private:
     const LkLock _requestsLock{ "Watch Requests" };
     std::deque<RCShdPtr<const WatchRequest>> _requests QV_GUARDED_BY( _requestsLock );
     bool _isRequestFailing = false;
+    std::list<Comparison> _comparisons;
 
     const LkLock _filesLock{ "Monitored Files" };
     /// Changed with both locks held, by the thread alone.

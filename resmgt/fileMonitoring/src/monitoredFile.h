@@ -27,6 +27,12 @@ class MonitoredFile : public RCBase<LkCounter<int>> {
 public:
     /// What a look has found: without a change nothing else is of use.
     struct Finding {
+        /// Whether a change has been found, and to what the client has seen.
+        bool leadsTo( const std::optional<OsFileInfo>& seen ) const {
+            return change != FileChange::NONE &&
+                   compareInfos( seen ? &*seen : nullptr, info.get() ) == FileChange::NONE;
+        }
+
         FileChange change = FileChange::NONE;
         OsFileMonitor::Form form = OsFileMonitor::EACH_STATE;
         /// When the file got its state: its modification time, the last known one if it is gone.

@@ -589,6 +589,36 @@ TEST( OsFileMonitorTest, BaselineThatTheClientHasSeenMissesNothing ) {
                   ExAssertionFailed );
 }
 
+/// The monitor hasn't looked since: what it knows isn't newer than what the client has seen.
+TEST( OsFileMonitorTest, BaselineNewerThanTheLastPassGivesTheEventOfAllAlone ) {
+    const struct {
+        const char* entries;
+        std::function<void( const TestFiles& )> change;
+        const char* event;
+    } cases[] = {
+        { "x", []( const auto& f ) { f.write( "x", "1" ); }, "Changed x" },
+        { "x", []( const auto& f ) { fs::remove( f.at( "x" ) ); }, "Deleted x" },
+        { "", []( const auto& f ) { f.write( "x" ); }, "Created x" },
+    };
+    for( const auto& c : cases ) {
+        const TestFiles files( c.entries );
+        const OsFilePath path = files.path( "x" );
+        NotingHandler before;
+        NotingHandler handler;
+        TestMonitor monitor;
+        monitor->addWatch( path, &before );
+        monitor.pass();
+        c.change( files );
+        monitor->addWatch( path, &handler, TestMonitor::EACH,
+                           files.has( "x" ) ? std::optional( OsFile( path ).getInfo() )
+                                            : std::nullopt );
+        monitor.passAndDrain();
+        monitor.passAndDrain();
+        EXPECT_THAT( before.noted, ElementsAre( c.event ) );
+        EXPECT_THAT( handler.noted, ElementsAre( c.event ) );
+    }
+}
+
 TEST( OsFileMonitorTest, RefusesWhatCantBeWatched ) {
     TestMonitor monitor;
     NotingHandler handler;

@@ -208,6 +208,29 @@ TEST( OsFileMonitorWaitsTest, PauseStopsTheThreadUntilAsManyResumesAndNothingHan
     EXPECT_EQ( queries.get(), nbQueries );
 }
 
+TEST( OsFileMonitorWaitsTest, PauseAmongRequestsPutsNoneOffToTheNextPass ) {
+    const TestFiles files( "x y" );
+    NotingHandler handler;
+    TestMonitor monitor( NEVER, 0 );
+    monitor->iterateAsap( true );
+    const std::uint64_t nbPasses = monitor->getSnapshot().nbPasses;
+    monitor->addWatch( files.path( "x" ), &handler );
+    monitor->addWatch( files.path( "y" ), &handler );
+    HeldQuery query( "x" );
+    monitor->iterateAsap( false );
+    query.waitUntilReached();
+    TestThread pauser( [&] { monitor->pause(); } );
+    pauser.waitUntilBlocked();
+    query.release();
+    pauser.join();
+    EXPECT_EQ( monitor->getMonitoredFiles()->size(), 1 );
+    EXPECT_EQ( monitor->getSnapshot().nbPasses, nbPasses );
+    monitor->resume();
+    waitUntil( [&] { return monitor->getSnapshot().nbPasses > nbPasses; }, "the pass" );
+    EXPECT_EQ( monitor->getMonitoredFiles()->size(), 2 );
+    EXPECT_EQ( monitor->getSnapshot().nbPasses, nbPasses + 1 );
+}
+
 TEST( OsFileMonitorWaitsTest, RequestedPassBeginsAfterTheRequestAndIsFollowedByRest ) {
     const TestFiles files( "x" );
     NotingHandler handler;
@@ -671,6 +694,33 @@ TEST( OsFileMonitorWaitsTest, EventThatCantBePostedIsFoundAgain ) {
     monitor.passAndDrain();
     monitor.passAndDrain();
     EXPECT_THAT( handler.noted, ElementsAre( "Deleted x", "Changed y" ) );
+}
+
+/// What differs from a client's baseline waits alone for somebody who takes it.
+TEST( OsFileMonitorWaitsTest, BaselineWhoseEventCantBePostedHoldsNoOtherUp ) {
+    const TestFiles files( "x y" );
+    NotingHandler handler;
+    NotingHandler other;
+    NotingHandler gone;
+    TestMonitor monitor;
+    monitor->addWatch( files.path( "x" ), &handler );
+    monitor.pass();
+    monitor.events.reset();
+    monitor->addWatch( files.path( "x" ), &other, TestMonitor::EACH, std::nullopt );
+    monitor->addWatch( files.path( "x" ), &gone, TestMonitor::EACH, std::nullopt );
+    monitor->addWatch( files.path( "y" ), &handler );
+    monitor.pass();
+    EXPECT_EQ( monitor->getSnapshot().nbFiles, 2 );
+    EXPECT_EQ( monitor->getSnapshot().nbFailures, 2 );
+    monitor->removeWatch( files.path( "x" ), &gone );
+    files.write( "y", "1" );
+    monitor.events.emplace();
+    monitor.passAndDrain();
+    EXPECT_THAT( other.noted, ElementsAre( "Created x" ) );
+    EXPECT_THAT( handler.noted, ElementsAre( "Changed y" ) );
+    EXPECT_THAT( gone.noted, IsEmpty() );
+    monitor.passAndDrain();
+    EXPECT_EQ( other.noted.size(), 1 );
 }
 
 } // namespace
