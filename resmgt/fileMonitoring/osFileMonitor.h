@@ -43,7 +43,8 @@ class OsFileMonitorImp;
 /// Faults:   a file that can't be asked about keeps the state that is known of it. That is logged
 ///           once, until a query succeeds again, and the pass goes on.
 /// Waiting:  only `pause`, `iterateAsap( true )`, `getMonitoredFiles` and the end wait for a query
-///           that is under way, as one to a server that doesn't answer.
+///           that is under way, as one to a server that doesn't answer. `ignorePendingEvents` makes
+///           its own.
 /// Threads:  any, at the same time; from the package's start to its stop.
 /// Lifetime: one instance, from the first use until the package stops. Events that come later do
 ///           nothing, as do those of a watch that has been removed, also if it was made anew.
@@ -92,7 +93,8 @@ public:
     void addWatch( const OsFilePath& path, Handler* handler );
     void addWatch( const OsFilePath& path, Handler* handler, Form form );
     /// The same for what differs from `seen`, the state that the client knows: nothing if it has
-    /// seen that there is no file. What has happened since then isn't missed.
+    /// seen that there is no file. What has happened since then isn't missed. On a path that others
+    /// watch, the event of all may be of the very state that has been seen.
     ///
     ///     const OsFileInfo seen = OsFile( path ).getInfo();
     ///     load( path );
@@ -105,6 +107,8 @@ public:
     /// this path: while it runs, that waits for its end; within a handler it returns at once.
     /// Without such a watch nothing happens.
     void removeWatch( const OsFilePath& path, Handler* handler );
+    /// The same for all handlers and paths. Off the main thread no registered handler may be
+    /// destroyed meanwhile.
     void removeAllWatches();
     /// For a client that has written the file itself: no event is delivered for a state that is no
     /// newer than the file is now, or than the present if there is none. An event of that very
@@ -164,7 +168,8 @@ private:
 struct QV_RESMGT_API OsFileMonitor::Snapshot {
     /// Files that a pass looks at.
     std::size_t nbFiles = 0;
-    /// Since the instance was made: events posted, passes completed, queries that failed.
+    /// Since the instance was made: events posted, passes completed, queries and postings
+    /// that failed.
     std::uint64_t nbEvents = 0;
     std::uint64_t nbPasses = 0;
     std::uint64_t nbFailures = 0;
