@@ -633,6 +633,8 @@ TEST( OsFileMonitorTest, RefusesWhatCantBeWatched ) {
     const OsFilePath odd[] = { "C:/x",
                                "//server/share/x",
                                OsFilePath( std::string( "/tmp/\0x", 7 ) ),
+                               "/tmp/" + std::string( 242, 'n' ),
+                               "/tmp/" + std::string( 243, 'n' ),
                                "/tmp/" + longest,
                                "/tmp/" + longest + "n",
                                "/tmp/" + std::string( 5000, '/' ) + "x",
