@@ -1,6 +1,9 @@
 #include <tests/qvcomp/testCommand.h>
 
+#include <resmgt/fileMonitoring/osFileMonitor.h>
+#include <resmgt/osal/osFileEx.h>
 #include <tests/support/deadline.h>
+#include <tools/qvcomp/watch.h>
 
 #include <gmock/gmock.h>
 
@@ -71,6 +74,18 @@ TEST_F( QvcompWatchTest, LayerThatIsMissingOrDamagedIsReportedAndWaitedFor ) {
         watching.send( signal );
         EXPECT_EQ( watching.finish().status, 0 );
     }
+}
+
+TEST_F( QvcompWatchTest, WatchThatCannotBeginLeavesNobodyPosting ) {
+    EXPECT_THROW( watchLayers( { _layers[0], OsFilePath() }, 1, [] {} ), OsFileEx::ExNullFilePath );
+    OsFileMonitor& monitor = *OsFileMonitor::getInstance();
+    const std::uint64_t nbPasses = monitor.getSnapshot().nbPasses;
+    // While it is paused that doesn't wait, and no pass is made.
+    monitor.iterateAsap( true );
+    EXPECT_EQ( monitor.getSnapshot().nbPasses, nbPasses );
+    monitor.resume();
+    monitor.iterateAsap( true );
+    EXPECT_EQ( monitor.getMonitoredFiles()->size(), 0 );
 }
 
 } // namespace

@@ -27,8 +27,9 @@ constexpr int SIGNAL_LATENCY_MS = 100;
 /// What is known of the layers, from its making on.
 class LayerWatch {
 public:
-    LayerWatch( const std::vector<OsFilePath>& layers, double seconds ) {
-        OsFileMonitor::createInstance( seconds, 0 );
+    // Once the first constructor is done, what the rest raises goes through the destructor.
+    explicit LayerWatch( const std::vector<OsFilePath>& layers )
+        : LayerWatch() {
         for( const OsFilePath& layer : layers ) {
             watch( layer );
         }
@@ -36,7 +37,7 @@ public:
     LayerWatch( const LayerWatch& ) = delete;
     LayerWatch& operator=( const LayerWatch& ) = delete;
     ~LayerWatch() {
-        // Nobody posts to the queue of events any more.
+        // Nobody posts to the queue of events any more, which ends before the monitor does.
         OsFileMonitor::getInstance()->pause();
         OsFileMonitor::getInstance()->removeAllWatches();
     }
@@ -52,6 +53,8 @@ public:
     }
 
 private:
+    LayerWatch() = default;
+
     void watch( const OsFilePath& layer ) {
         OsFileMonitor& monitor = *OsFileMonitor::getInstance();
         try {
@@ -106,7 +109,8 @@ void renderUnlessHalfWritten( const std::function<void()>& render ) {
 void watchLayers( const std::vector<OsFilePath>& layers, double seconds,
                   const std::function<void()>& render ) {
     try {
-        LayerWatch watch( layers, seconds );
+        OsFileMonitor::createInstance( seconds, 0 );
+        LayerWatch watch( layers );
         for( ;; ) {
             renderUnlessHalfWritten( render );
             watch.waitForChange();
