@@ -1,6 +1,7 @@
 #include <base/init/inInit.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/resmgtPackages.h>
+#include <resmgt/threadExtensions/src/mtAlarmManagerImp.h>
 
 namespace Qv {
 
@@ -20,12 +21,12 @@ InInit<threadExtensions>::InInit()
 
 template <>
 void InInit<threadExtensions>::initializePackage() {
-    LgGroups::MinorLevelThreadExt.create();
+    LgGroups::MinorLevelThreadExt.create( [] { MtAlarmManagerImp::allowStart(); } );
 }
 
 template <>
 void InInit<threadExtensions>::finalizePackage() {
-    LgGroups::MinorLevelThreadExt.destroy();
+    LgGroups::MinorLevelThreadExt.destroy( [] { MtAlarmManagerImp::stop(); } );
 }
 
 namespace {

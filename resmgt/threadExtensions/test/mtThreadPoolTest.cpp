@@ -2,6 +2,7 @@
 
 #include <base/failure/assertions.h>
 #include <resmgt/threadExtensions/test/job.h>
+#include <resmgt/threadExtensions/test/threadStarts.h>
 #include <resmgt/threads/mtPriorityMgr.h>
 #include <resmgt/threads/mtThreadMgr.h>
 #include <resmgt/threads/priorityRelation.h>
@@ -28,12 +29,8 @@ int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
                            void* ( *routine )(void*), void* argument );
 }
 
-namespace {
-
-constexpr int UNLIMITED = -1;
-int nbStartsLeft = UNLIMITED;
-
-} // namespace
+using Qv::nbStartsLeft;
+using Qv::UNLIMITED;
 
 // This program's own; the standard library's threads start without it.
 int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
