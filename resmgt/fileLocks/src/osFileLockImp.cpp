@@ -1,0 +1,346 @@
+#include <resmgt/fileLocks/src/osFileLockImp.h>
+
+#include <base/failure/exSysError.h>
+#include <base/init/inBuildInfoMgr.h>
+#include <base/init/inBuildInfoUtil.h>
+#include <resmgt/fileLocks/src/osFileLockSettings.h>
+#include <resmgt/logger/lgGroups.h>
+#include <resmgt/logger/qvLog.h>
+#include <resmgt/osal/osFileEx.h>
+#include <resmgt/osal/osFsUtils.h>
+#include <resmgt/osal/osUtils.h>
+#include <resmgt/profiling/sleeper.h>
+#include <resmgt/threadExtensions/mtAlarmManager.h>
+
+#include <algorithm>
+#include <exception>
+#include <string_view>
+#include <utility>
+
+namespace Qv {
+
+namespace {
+
+using Look = OsLockFile::Look;
+using Kind = OsLockFile::Kind;
+using Moving = OsLockFile::Moving;
+using Place = OsLockFile::Place;
+
+constexpr std::int64_t NS_PER_SECOND = OsDateTypes::DateRep::NS_PER_SECOND;
+constexpr auto CONFIRM_NS = static_cast<std::int64_t>( OsFileLockImp::CONFIRM_SECONDS * 1e9 );
+
+/// The application's record or, where it has registered none, the library's own.
+const InBuildInfo* findBuildInfo() {
+    if( InBuildInfoMgr::isAppInfoRegistered() ) {
+        return &InBuildInfoMgr::getAppInfo();
+    }
+    for( const InBuildInfo* const info : InBuildInfoUtil::getInfos() ) {
+        if( std::string_view( info->getLibraryName() ) == "libQvresmgt" ) {
+            return info;
+        }
+    }
+    return nullptr;
+}
+
+/// ` name="value"`, with the five characters escaped that XML gives a meaning.
+std::string makeAttribute( const char* name, const std::string& value ) {
+    static constexpr std::pair<char, const char*> ESCAPES[] = {
+        { '&', "&amp;" }, { '<', "&lt;" }, { '>', "&gt;" }, { '\'', "&apos;" }, { '"', "&quot;" } };
+    std::string text = std::string( " " ) + name + "=\"";
+    for( const char character : value ) {
+        const auto* const found =
+            std::find_if( std::begin( ESCAPES ), std::end( ESCAPES ),
+                          [&]( const auto& escape ) { return escape.first == character; } );
+        text += found != std::end( ESCAPES ) ? found->second : std::string( 1, character );
+    }
+    return text + '"';
+}
+
+/// What the lock file tells people.
+std::string makeText() {
+    const InBuildInfo* const info = findBuildInfo();
+    return "<OmLock" +
+           makeAttribute( "build", info != nullptr ? info->getBuildInformationString() : "" ) +
+           makeAttribute( "process", info != nullptr ? info->getProductName() : "" ) +
+           makeAttribute( "host", OsUtils::getHostName() ) +
+           makeAttribute( "user", OsUtils::getUserName( true ) ) + "/>";
+}
+
+/// Whether a file of that time has reached the maximum life. The file's may be any time.
+bool isOver( const OsDateTypes::DateRep& time, const OsDateTypes::DateRep& serverTime ) {
+    const int life = OsFileLockSettings::getMaximumLife();
+    return time <=
+           OsDateTypes::DateRep( serverTime.getSeconds() - life, serverTime.getNanoseconds() );
+}
+
+OPtr<OsDateTypes::DateRep> askServerTime( const OsFilePath& lockPath ) {
+    return OsFsUtils::getServerTime( lockPath.getDirectoryName() );
+}
+
+/// A holder counts on four fifths of the maximum life: volumes round times, up to two seconds.
+std::int64_t getEndOfHolding( std::int64_t start ) {
+    return start + std::int64_t{ OsFileLockSettings::getMaximumLife() } * NS_PER_SECOND / 5 * 4;
+}
+
+} // namespace
+
+OsFileLockImp::OsFileLockImp( const OsFilePath& lockPath )
+    : _lockPath( lockPath )
+    , _process( OsUtils::getPid() )
+    , _text( makeText() )
+    , _reportCallback( *this, &OsFileLockImp::report ) {
+    const LkGuard<const LkLock> guard( _fileLock );
+    const std::int64_t start = getLockClock();
+    const Acquired acquired = acquire();
+    if( acquired == Acquired::TAKEN_OVER ) {
+        Sleeper::getInstance().sleep( CONFIRM_SECONDS );
+        if( _file.findPlace( _lockPath ) != Place::OWN ) {
+            _file.kill();
+            _file.close();
+        }
+    }
+    _locked = _file.isOpen();
+    if( _locked ) {
+        hold( start, false );
+    }
+}
+
+OsFileLockImp::~OsFileLockImp() {
+    try {
+        release();
+    } catch( ... ) {
+        Ownership::reportFailedDestructor();
+    }
+}
+
+bool OsFileLockImp::isLockAlive( const OsFilePath& lockPath, bool& wasThere ) {
+    const Kind kind = OsLockFile::look( lockPath ).kind;
+    wasThere = kind != Kind::NOTHING;
+    if( kind != Kind::FILE ) {
+        return wasThere;
+    }
+    const OPtr<OsDateTypes::DateRep> serverTime = askServerTime( lockPath );
+    if( serverTime.isNull() ) {
+        return true;
+    }
+    const Look found = OsLockFile::look( lockPath );
+    if( found.kind == Kind::NOTHING ) {
+        return false;
+    }
+    if( found.kind != Kind::FILE || !isOver( found.time, *serverTime ) ) {
+        return true;
+    }
+    const auto isStillDead = [&]( const Look& moved ) {
+        if( moved.id == found.id && moved.time == found.time ) {
+            return true;
+        }
+        const OPtr<OsDateTypes::DateRep> now = askServerTime( lockPath );
+        return !now.isNull() && isOver( moved.time, *now );
+    };
+    const Moving moving = OsLockFile::remove( lockPath, isStillDead );
+    return moving != Moving::REMOVED && moving != Moving::VANISHED;
+}
+
+OsFileLockImp::Acquired OsFileLockImp::acquire() {
+    bool wasThere = false;
+    if( isLockAlive( _lockPath, wasThere ) ) {
+        return Acquired::NO;
+    }
+    _file = OsLockFile::make( _lockPath, _text );
+    if( !_file.isOpen() ) {
+        return Acquired::NO;
+    }
+    return wasThere ? Acquired::TAKEN_OVER : Acquired::FRESH;
+}
+
+bool OsFileLockImp::isHeld() const noexcept {
+    const std::int64_t end = _heldUntil.load( std::memory_order_relaxed );
+    return end != 0 && getLockClock() < end && isOwnProcess();
+}
+
+bool OsFileLockImp::isOwnProcess() const noexcept {
+    return OsUtils::getPid() == _process;
+}
+
+bool OsFileLockImp::verify() {
+    // A child's copies of the locks may be held by threads that it doesn't have.
+    if( !isOwnProcess() ) {
+        return false;
+    }
+    const LkGuard<const LkLock> guard( _fileLock );
+    if( !_locked ) {
+        return false;
+    }
+    const Place place = _file.findPlace( _lockPath );
+    if( place == Place::NOTHING || place == Place::OTHERS ) {
+        lose();
+    }
+    return place == Place::OWN && isHeld();
+}
+
+bool OsFileLockImp::refresh() {
+    const LkGuard<const LkLock> guard( _fileLock );
+    if( !_locked ) {
+        return false;
+    }
+    bool isDone = false;
+    try {
+        const Place place = _file.findPlace( _lockPath );
+        isDone = place == Place::OWN ? rewrite() : place != Place::UNKNOWN && makeAnew();
+    } catch( const std::exception& exception ) {
+        QV_LOG( FileLocks, Error, "Refreshing lock ", _lockPath.toString(),
+                " failed: ", exception.what() );
+    }
+    if( !isDone ) {
+        QV_LOG( FileLocks, Support, "Failed to refresh lock ", _lockPath.toString(),
+                ".  Will retry later." );
+    }
+    armReport();
+    return _confirmTime != 0;
+}
+
+bool OsFileLockImp::rewrite() {
+    const std::int64_t start = getLockClock();
+    const bool mustConfirm = isLate( start );
+    if( !_file.write( _text ) ) {
+        return false;
+    }
+    hold( start, mustConfirm );
+    return true;
+}
+
+bool OsFileLockImp::makeAnew() {
+    const std::int64_t start = getLockClock();
+    const bool mustConfirm = isLate( start );
+    lose();
+    // Should the former file come back to its name, nobody shall wait for it.
+    _file.kill();
+    _file.close();
+    const Acquired acquired = acquire();
+    if( acquired == Acquired::NO ) {
+        return false;
+    }
+    hold( start, mustConfirm || acquired == Acquired::TAKEN_OVER );
+    return true;
+}
+
+bool OsFileLockImp::isLate( std::int64_t now ) const noexcept {
+    return now >= _heldUntil.load( std::memory_order_relaxed );
+}
+
+void OsFileLockImp::hold( std::int64_t start, bool mustConfirm ) {
+    if( mustConfirm ) {
+        _lateStart = start;
+        _confirmTime = getLockClock() + CONFIRM_NS;
+    } else {
+        _confirmTime = 0;
+        _heldUntil.store( getEndOfHolding( start ), std::memory_order_relaxed );
+    }
+}
+
+bool OsFileLockImp::confirm() {
+    const LkGuard<const LkLock> guard( _fileLock );
+    if( _confirmTime == 0 || !_locked ) {
+        return false;
+    }
+    if( getLockClock() < _confirmTime ) {
+        return true;
+    }
+    if( _file.findPlace( _lockPath ) == Place::OWN ) {
+        hold( _lateStart, false );
+    }
+    _confirmTime = 0;
+    armReport();
+    return false;
+}
+
+void OsFileLockImp::lose() {
+    _heldUntil.store( 0, std::memory_order_relaxed );
+    _confirmTime = 0;
+    armReport();
+}
+
+void OsFileLockImp::release() {
+    if( !isOwnProcess() ) {
+        return;
+    }
+    setCallback( nullptr );
+    const LkGuard<const LkLock> guard( _fileLock );
+    if( std::exchange( _locked, false ) ) {
+        _heldUntil.store( 0, std::memory_order_relaxed );
+        removeFile();
+        _file.close();
+    }
+}
+
+void OsFileLockImp::removeFile() {
+    const OsLockFile::Id own = _file.getId();
+    Moving moving = Moving::VANISHED;
+    if( _file.findPlace( _lockPath ) == Place::OWN ) {
+        moving =
+            OsLockFile::remove( _lockPath, [&]( const Look& moved ) { return moved.id == own; } );
+    }
+    if( moving == Moving::REMOVED ) {
+        return;
+    }
+    const ExSysErrorWindows refusal( QV_HERE, "OsFile::performRemove", _lockPath.getChars() );
+    // Somebody may be about to give it its name again: nobody shall wait for it.
+    _file.kill();
+    _file.close();
+    if( moving == Moving::REFUSED ) {
+        refusal.raise();
+    }
+    throw OsFileEx::ExInvalidPath( QV_HERE, "OsFile::remove", _lockPath );
+}
+
+void OsFileLockImp::setCallback( OsFileLock::Callback* callback ) {
+    const auto exchange = [this]( OsFileLock::Callback* next ) {
+        const LkGuard<const LkLock> guard( _reportLock );
+        _callback = next;
+        return _reportAlarm;
+    };
+    const MtAlarmHandle alarm = exchange( nullptr );
+    if( !alarm.isNull() ) {
+        MtAlarmManager::getInstance().cancelAlarm( alarm );
+    }
+    if( callback != nullptr ) {
+        static_cast<void>( exchange( callback ) );
+        armReport();
+    }
+}
+
+void OsFileLockImp::armReport() {
+    const LkGuard<const LkLock> guard( _reportLock );
+    const bool isHeldNow = isHeld();
+    if( _callback == nullptr || ( !isHeldNow && !_wasHeld ) ) {
+        return;
+    }
+    if( _reportAlarm.isNull() ) {
+        _reportAlarm = MtAlarmHandle( "Report of a file lock" );
+        _reportAlarm.setCallback( &_reportCallback );
+    }
+    const std::int64_t left = _heldUntil.load( std::memory_order_relaxed ) - getLockClock();
+    _reportAlarm.setDuration( isHeldNow && _wasHeld ? static_cast<double>( left ) * 1e-9 : 0.0 );
+    MtAlarmManager::getInstance().registerAlarm( _reportAlarm );
+}
+
+void OsFileLockImp::report() {
+    // The call may release the lock.
+    const RCStrongPtr<OsFileLockImp> self( this );
+    const bool isHeldNow = isHeld();
+    OsFileLock::Callback* callback = nullptr;
+    {
+        const LkGuard<const LkLock> guard( _reportLock );
+        if( std::exchange( _wasHeld, isHeldNow ) != isHeldNow ) {
+            callback = _callback;
+        }
+    }
+    if( callback != nullptr ) {
+        callback->call( isHeldNow );
+    }
+    if( isHeldNow ) {
+        armReport();
+    }
+}
+
+} // namespace Qv

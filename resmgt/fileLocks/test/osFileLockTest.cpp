@@ -1,0 +1,1 @@
+#include <resmgt/fileLocks/osFileLock.h>
