@@ -58,12 +58,14 @@ std::string makeAttribute( const char* name, const std::string& value ) {
 
 /// What the lock file tells people.
 std::string makeText() {
+    // Once: to find an account's name may be to ask a server.
+    static const std::string holder = makeAttribute( "host", OsUtils::getHostName() ) +
+                                      makeAttribute( "user", OsUtils::getUserName( true ) );
     const InBuildInfo* const info = findBuildInfo();
     return "<OmLock" +
            makeAttribute( "build", info != nullptr ? info->getBuildInformationString() : "" ) +
            makeAttribute( "process", info != nullptr ? info->getProductName() : "" ) +
-           makeAttribute( "host", OsUtils::getHostName() ) +
-           makeAttribute( "user", OsUtils::getUserName( true ) ) + "/>";
+           holder + "/>";
 }
 
 /// Whether a file of that time has reached the maximum life. The file's may be any time.
