@@ -11,9 +11,11 @@
 #include <resmgt/osal/osUtils.h>
 #include <resmgt/profiling/sleeper.h>
 #include <resmgt/threadExtensions/mtAlarmManager.h>
+#include <resmgt/xml/xmlWriter.h>
 
 #include <algorithm>
 #include <exception>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -42,30 +44,24 @@ const InBuildInfo* findBuildInfo() {
     return nullptr;
 }
 
-/// ` name="value"`, with the five characters escaped that XML gives a meaning.
-std::string makeAttribute( const char* name, const std::string& value ) {
-    static constexpr std::pair<char, const char*> ESCAPES[] = {
-        { '&', "&amp;" }, { '<', "&lt;" }, { '>', "&gt;" }, { '\'', "&apos;" }, { '"', "&quot;" } };
-    std::string text = std::string( " " ) + name + "=\"";
-    for( const char character : value ) {
-        const auto* const found =
-            std::find_if( std::begin( ESCAPES ), std::end( ESCAPES ),
-                          [&]( const auto& escape ) { return escape.first == character; } );
-        text += found != std::end( ESCAPES ) ? found->second : std::string( 1, character );
-    }
-    return text + '"';
-}
-
 /// What the lock file tells people.
 std::string makeText() {
+    struct Holder {
+        const std::string host = OsUtils::getHostName();
+        const std::string user = OsUtils::getUserName( true );
+    };
     // Once: to find an account's name may be to ask a server.
-    static const std::string holder = makeAttribute( "host", OsUtils::getHostName() ) +
-                                      makeAttribute( "user", OsUtils::getUserName( true ) );
+    static const Holder holder;
+    std::ostringstream stream;
+    XmlWriter writer( stream, 0 );
     const InBuildInfo* const info = findBuildInfo();
-    return "<OmLock" +
-           makeAttribute( "build", info != nullptr ? info->getBuildInformationString() : "" ) +
-           makeAttribute( "process", info != nullptr ? info->getProductName() : "" ) +
-           holder + "/>";
+    writer.openTag( "OmLock" );
+    writer.writeAttrib( "build", info != nullptr ? info->getBuildInformationString() : "" );
+    writer.writeAttrib( "process", info != nullptr ? info->getProductName() : "" );
+    writer.writeAttrib( "host", holder.host );
+    writer.writeAttrib( "user", holder.user );
+    writer.closeTag();
+    return std::move( stream ).str();
 }
 
 /// Whether a file of that time has reached the maximum life. The file's may be any time.
