@@ -16,6 +16,7 @@
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,6 +37,8 @@ namespace {
 thread_local CallHook* newest = nullptr;
 // What a hook calls itself isn't seen by any.
 thread_local bool isInside = false;
+
+std::atomic<OtherVolume*> otherVolume = nullptr;
 
 std::mutex processLock;
 // Changed with the lock held; without a hook nobody takes it.
@@ -114,6 +117,23 @@ FailingCall::FailingCall( const char* name, int error, Times times, long nth, Sc
           },
           scope ) {}
 
+OtherVolume::OtherVolume() {
+    otherVolume = this;
+}
+
+OtherVolume::~OtherVolume() {
+    otherVolume = nullptr;
+}
+
+int OtherVolume::open( const char* path, int flags, unsigned int mode ) {
+    return static_cast<int>( ::syscall( SYS_openat, AT_FDCWD, path, flags, mode ) );
+}
+
+int OtherVolume::statx( int folder, const char* path, int flags, unsigned int mask,
+                        struct statx& facts ) {
+    return static_cast<int>( ::syscall( SYS_statx, folder, path, flags, mask, &facts ) );
+}
+
 void forEachFailingCall( int error, const std::function<void()>& operation,
                          const std::function<void( const FailedRun& run )>& check,
                          CallHook::Scope scope ) {
@@ -183,6 +203,9 @@ int pass( SystemCall call, Size& size ) {
 // The function that the linker puts in the place of the system's `name`: for a call that is to fail
 // it does what stands `before` that and answers `failure`.
 #define QV_WRAPPED_AS( type, failure, name, parameters, arguments, size, before )                  \
+    QV_WRAPPED_BY( type, failure, name, parameters, arguments, size, before,                       \
+                   __real_##name arguments )
+#define QV_WRAPPED_BY( type, failure, name, parameters, arguments, size, before, call )            \
     type __real_##name parameters;                                                                 \
     type __wrap_##name parameters {                                                                \
         const auto describe = []( const auto&... all ) { return Qv::describe( #name, all... ); };  \
@@ -192,10 +215,15 @@ int pass( SystemCall call, Size& size ) {
             errno = error;                                                                         \
             return failure;                                                                        \
         }                                                                                          \
-        return __real_##name arguments;                                                            \
+        return call;                                                                               \
     }
 #define QV_WRAPPED( type, failure, name, parameters, arguments )                                   \
     QV_WRAPPED_AS( type, failure, name, parameters, arguments, Qv::NO_SIZE, )
+// Of a call that goes to the other volume, if there is one.
+#define QV_WRAPPED_OF_VOLUME( name, parameters, arguments, volumeCall )                            \
+    QV_WRAPPED_BY( int, -1, name, parameters, arguments, Qv::NO_SIZE, ,                            \
+                   Qv::otherVolume != nullptr ? Qv::otherVolume.load()->volumeCall                 \
+                                              : __real_##name arguments )
 // Of a call that is about `size` bytes.
 #define QV_WRAPPED_SIZED( type, name, parameters, arguments )                                      \
     QV_WRAPPED_AS( type, -1, name, parameters, arguments, size, )
@@ -263,14 +291,14 @@ QV_WRAPPED( int, -1, select, ( int end, fd_set* toRead, fd_set* toWrite, fd_set*
 QV_WRAPPED( int, -1, stat, ( const char* path, struct stat* facts ), ( path, facts ) )
 QV_WRAPPED( int, -1, statfs, ( const char* path, struct statfs* facts ), ( path, facts ) )
 QV_WRAPPED( int, -1, statvfs, ( const char* path, struct statvfs* facts ), ( path, facts ) )
-QV_WRAPPED( int, -1, statx, ( int folder, const char* path, int flags, unsigned mask, struct statx* facts ), ( folder, path, flags, mask, facts ) )
+QV_WRAPPED_OF_VOLUME( statx, ( int folder, const char* path, int flags, unsigned mask, struct statx* facts ), ( folder, path, flags, mask, facts ), statx( folder, path, flags, mask, *facts ) )
 QV_WRAPPED( int, -1, unlink, ( const char* path ), ( path ) )
 QV_WRAPPED( int, -1, unlinkat, ( int folder, const char* path, int flags ), ( folder, path, flags ) )
 QV_WRAPPED( pid_t, -1, waitpid, ( pid_t child, int* status, int options ), ( child, status, options ) )
 
 // These take one more argument or not, which goes on as the system takes it.
 QV_WRAPPED( int, -1, fcntl, ( int handle, int command, void* argument ), ( handle, command, argument ) )
-QV_WRAPPED( int, -1, open, ( const char* path, int flags, mode_t mode ), ( path, flags, mode ) )
+QV_WRAPPED_OF_VOLUME( open, ( const char* path, int flags, mode_t mode ), ( path, flags, mode ), open( path, flags, mode ) )
 QV_WRAPPED( int, -1, openat, ( int folder, const char* path, int flags, mode_t mode ), ( folder, path, flags, mode ) )
 // clang-format on
 

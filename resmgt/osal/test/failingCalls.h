@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <functional>
 
+struct statx;
+
 namespace Qv {
 
 /// One call of the system, on its way there.
@@ -57,6 +59,20 @@ private:
     const Scope _scope;
     CallHook* _outer;
     long _nbCalls = 0;
+};
+
+/// While it lives, the program's objects see the files through it: a volume of another kind. What
+/// isn't overridden is the system's. Behind the hooks, and for the whole process.
+class OtherVolume {
+public:
+    OtherVolume();
+    OtherVolume( const OtherVolume& ) = delete;
+    OtherVolume& operator=( const OtherVolume& ) = delete;
+    virtual ~OtherVolume();
+
+    virtual int open( const char* path, int flags, unsigned int mode );
+    virtual int statx( int folder, const char* path, int flags, unsigned int mask,
+                       struct statx& facts );
 };
 
 /// Fails the `nth` call named `name`, the next one being the first; any call if `name` is null.

@@ -190,7 +190,9 @@ OsLockFile OsLockFile::make( const OsFilePath& path, const std::string& text ) {
         return file;
     }
     file.kill();
-    remove( path, []( const Look& moved ) { return isKilled( moved ); } );
+    remove( path, [&]( const Look& moved ) {
+        return isKilled( moved ) || ( isKnown && moved.id == file._id );
+    } );
     return OsLockFile();
 }
 
