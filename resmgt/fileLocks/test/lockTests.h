@@ -6,7 +6,10 @@
 #include <resmgt/osal/test/testFiles.h>
 #include <tests/support/deadline.h>
 
+#include <csignal>
 #include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 
 #include <atomic>
 #include <cstdint>
@@ -18,6 +21,9 @@ namespace Qv {
 
 /// Added to what the process sees of the clock that lateness is reckoned by, in seconds.
 inline std::atomic<std::int64_t> lockClockShift = 0;
+
+/// Added to what it sees of the calendar.
+inline std::atomic<std::int64_t> calendarShift = 0;
 
 /// The machine has been suspended for so long, until the scope's end.
 class LateBy {
@@ -77,6 +83,26 @@ public:
         return all;
     }
 };
+
+/// Starts this program again, to run one disabled test of OsFileLockChildTest.
+inline pid_t startChild( const std::string& test ) {
+    const pid_t child = ::fork();
+    if( child == 0 ) {
+        ::prctl( PR_SET_PDEATHSIG, SIGKILL );
+        const std::string filter = "--gtest_filter=OsFileLockChildTest.DISABLED_" + test;
+        ::execl( "/proc/self/exe", "fileLocksTest", "--gtest_also_run_disabled_tests",
+                 "--gtest_brief=1", filter.c_str(), nullptr );
+        ::_exit( 127 );
+    }
+    return child;
+}
+
+/// The child's tests pass.
+inline void expectSuccess( pid_t child ) {
+    int status = -1;
+    EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
+    EXPECT_EQ( status, 0 );
+}
 
 inline void refreshAll() {
     OsFileLockManager::getInstance().refreshAll();

@@ -1,14 +1,12 @@
 #include <resmgt/fileLocks/src/osFileLockSettings.h>
 #include <resmgt/fileLocks/test/lockTests.h>
 #include <tests/support/holdPoint.h>
+#include <tests/support/scopedEnvironment.h>
 #include <tests/support/testThread.h>
 
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
-#include <map>
 
 /// What becomes of locks when the system refuses, and in children.
 
@@ -204,24 +202,6 @@ TEST( OsFileLockChildTest, DISABLED_HasOneChainOfPassesHoweverOftenItIsAskedForO
     EXPECT_GE( getLockClock() - start, 2'900'000'000 );
 }
 
-void expectOfChild( const char* test, const std::map<std::string, std::string>& environment ) {
-    const pid_t child = ::fork();
-    if( child == 0 ) {
-        ::prctl( PR_SET_PDEATHSIG, SIGKILL );
-        for( const auto& [name, value] : environment ) {
-            ::setenv( name.c_str(), value.c_str(), 1 );
-        }
-        const std::string filter =
-            std::string( "--gtest_filter=OsFileLockChildTest.DISABLED_" ) + test;
-        ::execl( "/proc/self/exe", "fileLocksTest", "--gtest_also_run_disabled_tests",
-                 "--gtest_brief=1", filter.c_str(), nullptr );
-        ::_exit( 127 );
-    }
-    int status = -1;
-    EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
-    EXPECT_EQ( status, 0 ) << test;
-}
-
 TEST( OsFileLockSettingsTest, ComeFromTheEnvironmentAndCountAtLeastOneSecond ) {
     const struct {
         const char* interval;
@@ -229,19 +209,17 @@ TEST( OsFileLockSettingsTest, ComeFromTheEnvironmentAndCountAtLeastOneSecond ) {
         const char* expected;
     } cases[] = {
         { "", "", "15 45" }, { "0", "-3", "1 1" }, { "7", "2147483647", "7 2147483647" } };
-    for( const auto& [interval, life, expected] : cases ) {
-        std::map<std::string, std::string> environment = { { "QV_TEST_EXPECTED", expected } };
-        if( *interval != '\0' ) {
-            environment["QV_TIME_BETWEEN_LOCK_REFRESHES"] = interval;
-            environment["QV_MAXIMUM_LOCK_LIFE"] = life;
-        }
-        expectOfChild( "HasTheSettingsExpected", environment );
+    for( const auto& [interval, life, expectedText] : cases ) {
+        const ScopedEnvironment intervalText( "QV_TIME_BETWEEN_LOCK_REFRESHES", interval );
+        const ScopedEnvironment lifeText( "QV_MAXIMUM_LOCK_LIFE", life );
+        const ScopedEnvironment expected( "QV_TEST_EXPECTED", expectedText );
+        expectSuccess( startChild( "HasTheSettingsExpected" ) );
     }
 }
 
 TEST( OsFileLockManagerTest, RefreshesOnRequestStartNoSecondChain ) {
-    expectOfChild( "HasOneChainOfPassesHoweverOftenItIsAskedForOne",
-                   { { "QV_TIME_BETWEEN_LOCK_REFRESHES", "1" } } );
+    const ScopedEnvironment interval( "QV_TIME_BETWEEN_LOCK_REFRESHES", "1" );
+    expectSuccess( startChild( "HasOneChainOfPassesHoweverOftenItIsAskedForOne" ) );
 }
 
 } // namespace

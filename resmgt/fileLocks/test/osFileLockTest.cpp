@@ -26,7 +26,9 @@ int __wrap_clock_gettime( clockid_t clock, struct timespec* time );
 
 int __wrap_clock_gettime( clockid_t clock, struct timespec* time ) {
     const int result = __real_clock_gettime( clock, time );
-    time->tv_sec += clock == CLOCK_BOOTTIME ? Qv::lockClockShift.load() : 0;
+    time->tv_sec += clock == CLOCK_BOOTTIME   ? Qv::lockClockShift.load()
+                    : clock == CLOCK_REALTIME ? Qv::calendarShift.load()
+                                              : 0;
     return result;
 }
 
