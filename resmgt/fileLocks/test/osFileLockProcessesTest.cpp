@@ -50,6 +50,8 @@ struct Shared {
 
     std::atomic<bool> mustStop;
     std::atomic<unsigned int> nbFailures;
+    /// Who was the last to hold each path.
+    std::array<std::atomic<pid_t>, NB_PATHS> holders;
     std::atomic<std::uint32_t> nbRuns;
     std::array<Run, MOST_RUNS> runs;
     std::atomic<std::uint32_t> nbFiles;
@@ -186,9 +188,11 @@ private:
         if( lock.isNull() ) {
             return;
         }
-        const std::int64_t end = now() + static_cast<std::int64_t>( _random() % 1000 ) * 1000000;
+        // Looks each millisecond, however long it was stopped; some for longer than a lock lives.
+        const std::uint64_t most = _random() % 4 == 0 ? 2500 : 500;
         Shared::Run* current = nullptr;
-        while( now() < end && !_shared.mustStop ) {
+        for( auto nbLooks = _random() % most * static_cast<std::uint64_t>( _life );
+             nbLooks > 0 && !_shared.mustStop; --nbLooks ) {
             const std::int64_t before = now();
             const bool isHeld = lock->isHeld();
             const std::int64_t after = now();
@@ -213,6 +217,7 @@ private:
         run.process = ::getpid();
         run.begin = at;
         run.end = at;
+        _shared.holders[path] = ::getpid();
         return &run;
     }
 
@@ -314,24 +319,18 @@ public:
         }
         const std::int64_t end = now() + static_cast<std::int64_t>( seconds * 1e9 );
         while( now() < end ) {
-            Child& child = _children[_random() % NB_PROCESSES];
-            const std::uint64_t choice = _random() % 100;
+            // So many in a life, however long that is.
+            const std::uint64_t choice = _random() % ( 50 * static_cast<std::uint64_t>( _life ) );
             if( choice < 2 ) {
-                ::kill( child.id, SIGKILL );
-                EXPECT_EQ( ::waitpid( child.id, nullptr, 0 ), child.id );
-                std::swap( child, _children.back() );
-                _children.pop_back();
-                start();
-            } else if( choice < 12 && !child.wakeTime ) {
-                ::kill( child.id, SIGSTOP );
-                child.wakeTime =
-                    now() + static_cast<std::int64_t>( _random() % 2000 ) * _life * 1000000;
+                kill( choose() );
+            } else if( choice < 15 ) {
+                stop( choose() );
             }
             wake( now() );
             std::this_thread::sleep_for( std::chrono::milliseconds( 50 ) );
         }
     }
-    void stop() {
+    void end() {
         _shared->mustStop = true;
         wake( INT64_MAX );
         for( const Child& child : _children ) {
@@ -378,6 +377,31 @@ private:
         std::optional<std::int64_t> wakeTime;
     };
 
+    /// More often one that holds a lock.
+    Child& choose() {
+        const pid_t holder = _shared->holders[_random() % NB_PATHS];
+        for( Child& child : _children ) {
+            if( child.id == holder && _random() % 4 != 0 ) {
+                return child;
+            }
+        }
+        return _children[_random() % NB_PROCESSES];
+    }
+    void kill( Child& child ) {
+        ::kill( child.id, SIGKILL );
+        EXPECT_EQ( ::waitpid( child.id, nullptr, 0 ), child.id );
+        std::swap( child, _children.back() );
+        _children.pop_back();
+        start();
+    }
+    /// For up to two and a half lives.
+    void stop( Child& child ) {
+        if( !child.wakeTime ) {
+            ::kill( child.id, SIGSTOP );
+            child.wakeTime =
+                now() + static_cast<std::int64_t>( _random() % 2500 ) * _life * 1000000;
+        }
+    }
     void start() {
         const ScopedEnvironment seed( "QV_TEST_CHILD_SEED", std::to_string( _random() ).c_str() );
         _children.push_back( { startChild( "LocksAmongOthers" ), std::nullopt } );
@@ -406,7 +430,7 @@ private:
 TEST( OsFileLockProcessesTest, NoTwoHoldAndNobodysFileIsTouchedHoweverTheyAreStoppedAndKilled ) {
     Processes processes( 2, false );
     processes.run( static_cast<double>( scaledCount( 15 ) ) );
-    processes.stop();
+    processes.end();
     const std::uint32_t nbRuns = processes.expectNoTwoHolders();
     EXPECT_GT( nbRuns, 5u );
     std::cout << nbRuns << " spans\n";
@@ -415,8 +439,8 @@ TEST( OsFileLockProcessesTest, NoTwoHoldAndNobodysFileIsTouchedHoweverTheyAreSto
 
 TEST( OsFileLockProcessesTest, NorOverAVolumeThatRoundsTimesCachesThemAndMakesNothingExclusively ) {
     Processes processes( 10, true );
-    processes.run( static_cast<double>( scaledCount( 25 ) ) );
-    processes.stop();
+    processes.run( static_cast<double>( scaledCount( 30 ) ) );
+    processes.end();
     const std::uint32_t nbRuns = processes.expectNoTwoHolders();
     EXPECT_GT( nbRuns, 5u );
     std::cout << nbRuns << " spans\n";
