@@ -321,9 +321,9 @@ public:
         while( now() < end ) {
             // So many in a life, however long that is.
             const std::uint64_t choice = _random() % ( 50 * static_cast<std::uint64_t>( _life ) );
-            if( choice < 2 ) {
+            if( choice < 1 ) {
                 kill( choose() );
-            } else if( choice < 15 ) {
+            } else if( choice < 6 ) {
                 stop( choose() );
             }
             wake( now() );
