@@ -18,8 +18,8 @@ install( TARGETS ${qv_libraries} EXPORT QVresmgtTargets
 if( TARGET qvcomp )
     file( RELATIVE_PATH from_bin_to_lib
         "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}" )
-    set_target_properties( qvcomp qvcache qvlog PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}" )
-    install( TARGETS qvcomp qvcache qvlog RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" )
+    set_target_properties( qvcomp qvcache qvlock qvlog PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}" )
+    install( TARGETS qvcomp qvcache qvlock qvlog RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" )
     install( FILES tools/qvcomp/resources/messages/qvcomp.msg
         DESTINATION "${CMAKE_INSTALL_DATADIR}/qvresmgt/resources/messages" )
 endif()

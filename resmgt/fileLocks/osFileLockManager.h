@@ -38,6 +38,11 @@ public:
     static bool isInitialized() noexcept;
     static const char* getSingletonName() noexcept { return "OsFileLockManager"; }
 
+    /// The settings in seconds, as they were when the package started. Less than 1 counts as 1. A
+    /// life of less than two intervals is logged as a warning then.
+    static int getRefreshInterval() noexcept;
+    static int getMaximumLife() noexcept;
+
     OsFileLockManager( const OsFileLockManager& ) = delete;
     OsFileLockManager& operator=( const OsFileLockManager& ) = delete;
     ~OsFileLockManager();

@@ -2,7 +2,6 @@
 #include <base/init/inInit.h>
 #include <base/init/inVariable.h>
 #include <resmgt/fileLocks/osFileLockManager.h>
-#include <resmgt/fileLocks/src/osFileLockSettings.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/resmgtPackages.h>
 
@@ -54,11 +53,11 @@ const InVariable<int> maximumLife( "ombra::fileLocks::maximumLockLife", package,
 
 } // namespace
 
-int OsFileLockSettings::getRefreshInterval() noexcept {
+int OsFileLockManager::getRefreshInterval() noexcept {
     return std::max( refreshInterval.getValue(), 1 );
 }
 
-int OsFileLockSettings::getMaximumLife() noexcept {
+int OsFileLockManager::getMaximumLife() noexcept {
     return std::max( maximumLife.getValue(), 1 );
 }
 

@@ -3,7 +3,7 @@
 #include <base/failure/exSysError.h>
 #include <base/init/inBuildInfoMgr.h>
 #include <base/init/inBuildInfoUtil.h>
-#include <resmgt/fileLocks/src/osFileLockSettings.h>
+#include <resmgt/fileLocks/osFileLockManager.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/osal/osFileEx.h>
@@ -66,7 +66,7 @@ std::string makeText() {
 
 /// Whether a file of that time has reached the maximum life. The file's may be any time.
 bool isOver( const OsDateTypes::DateRep& time, const OsDateTypes::DateRep& serverTime ) {
-    const int life = OsFileLockSettings::getMaximumLife();
+    const int life = OsFileLockManager::getMaximumLife();
     return time <=
            OsDateTypes::DateRep( serverTime.getSeconds() - life, serverTime.getNanoseconds() );
 }
@@ -77,7 +77,7 @@ OPtr<OsDateTypes::DateRep> askServerTime( const OsFilePath& lockPath ) {
 
 /// A holder counts on four fifths of the maximum life: volumes round times, up to two seconds.
 std::int64_t getEndOfHolding( std::int64_t start ) {
-    return start + std::int64_t{ OsFileLockSettings::getMaximumLife() } * NS_PER_SECOND / 5 * 4;
+    return start + std::int64_t{ OsFileLockManager::getMaximumLife() } * NS_PER_SECOND / 5 * 4;
 }
 
 } // namespace

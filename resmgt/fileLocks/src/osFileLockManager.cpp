@@ -4,7 +4,6 @@
 #include <base/init/inSingleton.imp>
 #include <resmgt/fileLocks/src/osFileLockImp.h>
 #include <resmgt/fileLocks/src/osFileLockManagerImp.h>
-#include <resmgt/fileLocks/src/osFileLockSettings.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/threadExtensions/mtAlarmManager.h>
@@ -67,8 +66,8 @@ OsFileLockManager::OsFileLockManager()
 OsFileLockManager::~OsFileLockManager() = default;
 
 void OsFileLockManager::start() {
-    const int interval = OsFileLockSettings::getRefreshInterval();
-    const int life = OsFileLockSettings::getMaximumLife();
+    const int interval = getRefreshInterval();
+    const int life = getMaximumLife();
     if( life / 2 < interval ) {
         QV_LOG( FileLocks, Warning, "File locks that live ", life, " s and are refreshed every ",
                 interval,
@@ -153,7 +152,7 @@ void OsFileLockManager::arm() {
         return;
     }
     _isUnarmed = !runStep( "The alarm of the file locks", [this] {
-        _alarm.setDuration( OsFileLockSettings::getRefreshInterval() );
+        _alarm.setDuration( getRefreshInterval() );
         _alarm.setRequestedRepeats( 0 );
         _alarm.setCallback( &_alarmCallback );
         MtAlarmManager::getInstance().registerAlarm( _alarm );

@@ -1,4 +1,3 @@
-#include <resmgt/fileLocks/src/osFileLockSettings.h>
 #include <resmgt/fileLocks/test/lockTests.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/scopedEnvironment.h>
@@ -182,8 +181,8 @@ TEST( OsFileLockFaultsTest, ForkedChildHoldsAndReleasesNothingWhateverItsParentW
 
 /// Of a process with `QV_TEST_EXPECTED` settings.
 TEST( OsFileLockChildTest, DISABLED_HasTheSettingsExpected ) {
-    EXPECT_EQ( std::to_string( OsFileLockSettings::getRefreshInterval() ) + " " +
-                   std::to_string( OsFileLockSettings::getMaximumLife() ),
+    EXPECT_EQ( std::to_string( OsFileLockManager::getRefreshInterval() ) + " " +
+                   std::to_string( OsFileLockManager::getMaximumLife() ),
                std::getenv( "QV_TEST_EXPECTED" ) );
 }
 

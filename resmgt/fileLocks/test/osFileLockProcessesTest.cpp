@@ -312,18 +312,18 @@ public:
         }
     }
 
-    /// Stops, continues and kills them for so long.
-    void run( double seconds ) {
+    /// Stops, continues and kills them for so long; so many of a hundred steps kill one, and stop
+    /// one.
+    void run( double seconds, std::uint64_t nbKills, std::uint64_t nbStops ) {
         while( _children.size() < NB_PROCESSES ) {
             start();
         }
         const std::int64_t end = now() + static_cast<std::int64_t>( seconds * 1e9 );
         while( now() < end ) {
-            // So many in a life, however long that is.
-            const std::uint64_t choice = _random() % ( 50 * static_cast<std::uint64_t>( _life ) );
-            if( choice < 1 ) {
+            const std::uint64_t choice = _random() % 100;
+            if( choice < nbKills ) {
                 kill( choose() );
-            } else if( choice < 6 ) {
+            } else if( choice < nbKills + nbStops ) {
                 stop( choose() );
             }
             wake( now() );
@@ -429,7 +429,7 @@ private:
 
 TEST( OsFileLockProcessesTest, NoTwoHoldAndNobodysFileIsTouchedHoweverTheyAreStoppedAndKilled ) {
     Processes processes( 2, false );
-    processes.run( static_cast<double>( scaledCount( 15 ) ) );
+    processes.run( static_cast<double>( scaledCount( 15 ) ), 2, 13 );
     processes.end();
     const std::uint32_t nbRuns = processes.expectNoTwoHolders();
     EXPECT_GT( nbRuns, 5u );
@@ -439,7 +439,7 @@ TEST( OsFileLockProcessesTest, NoTwoHoldAndNobodysFileIsTouchedHoweverTheyAreSto
 
 TEST( OsFileLockProcessesTest, NorOverAVolumeThatRoundsTimesCachesThemAndMakesNothingExclusively ) {
     Processes processes( 10, true );
-    processes.run( static_cast<double>( scaledCount( 30 ) ) );
+    processes.run( static_cast<double>( scaledCount( 30 ) ), 1, 1 );
     processes.end();
     const std::uint32_t nbRuns = processes.expectNoTwoHolders();
     EXPECT_GT( nbRuns, 5u );

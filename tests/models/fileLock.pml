@@ -1,0 +1,276 @@
+/* A file lock's holder and three who want to take it over, each stopped anywhere for any time. What
+ * osFileLockImp.h says of holding, lateness and moves; files age on the server's clock, holders
+ * reckon on their own, and all run at one speed.
+ *
+ * No two hold the lock at once, nobody removes the file of one who holds it, nor keeps another's
+ * alive. With the steps of a move apart, as they are, there is one exception: a third party makes its file in the moment of
+ * a move that takes a living file aside, which only a process can do that was stopped between its
+ * look and its move. With a move as one step there is none.
+ *
+ * passes: -DMOVE_AT_ONCE
+ * fails: -DNO_CLOCK
+ * fails: -DNO_CONFIRMATION
+ * fails: -DNO_SETTLING
+ * fails: -DNO_SECOND_LOOK
+ * fails: -DNOT_EXCLUSIVE
+ * fails: -DOVER_OTHERS
+ * fails: -DREFRESH_BY_PATH
+ * fails: -DREMOVE_BY_PATH
+ */
+
+#define HOLDER 0
+#define TAKERS 3
+#define PROCESSES ( TAKERS + 1 )
+
+/* In ticks, by which all clocks move at once. */
+#define LIFE 1
+#define HELD 1
+
+/* A file for each process, and the one that the holder makes anew; 0 is none. */
+#define FILES ( PROCESSES + 2 )
+#define fileOf( process ) ( ( process ) + 1 )
+#define ANEW ( FILES - 1 )
+#define makerOf( file ) ( ( file ) == ANEW -> HOLDER : ( file ) - 1 )
+
+/* What the path leads to, and what is left of each file's life. */
+byte path = fileOf( HOLDER );
+byte life[FILES];
+#define isAlive( file ) ( life[file] > 0 )
+
+/* What is left of each holder's own time, and what would be if it held from its last writing. */
+byte held[PROCESSES], next[PROCESSES];
+
+/* From the look at a file that may be found dead, or one's own, to the end of the move; stopped there for long; what lies
+ * aside. */
+bool isMoving[PROCESSES], isStopped[PROCESSES];
+byte aside[PROCESSES];
+bool isAccepted;
+
+inline hold( process, left ) {
+    atomic {
+        held[process] = left;
+        for( i : 0 .. PROCESSES - 1 ) {
+            assert( i == process || held[process] == 0 || held[i] == 0 || isAccepted )
+        }
+        i = 0
+    }
+}
+
+/* A process that is stopped with a holder's file aside, and a third party, can make two holders. */
+#ifdef MOVE_AT_ONCE
+#define accept( process, isThird )
+#else
+#define accept( process, isThird ) \
+    isAccepted = isAccepted || ( isThird ) || \
+                 ( isStopped[process] && aside[process] != 0 && isAlive( aside[process] ) )
+#endif
+
+inline acceptAll( isThird ) {
+    for( i : 0 .. PROCESSES - 1 ) {
+        accept( i, isThird && isMoving[i] )
+    }
+    i = 0
+}
+
+/* Exclusive. Who has found nothing there holds at once: a third party, if others are moving. */
+inline make( process, file, isFresh, isMade ) {
+    atomic {
+#ifdef NOT_EXCLUSIVE
+        isMade = true;
+#else
+        isMade = ( path == 0 );
+#endif
+        if
+        :: isMade ->
+            path = file; life[file] = LIFE;
+            acceptAll( isFresh )
+        :: else
+        fi
+    }
+}
+
+/* Waits for longer than any move lasts that has begun, unless its process is stopped. */
+inline settle( process ) {
+    skip;
+#ifndef NO_SETTLING
+    for( k : 0 .. PROCESSES - 1 ) {
+        if
+        :: k != process -> atomic { !isMoving[k] || isStopped[k] -> accept( k, false ) }
+        :: else
+        fi
+    }
+    k = 0
+#endif
+}
+
+/* Moves what is at the path aside, and removes it if `mayGo` still holds of it. */
+#define remove( file ) \
+    assert( file == own || path != 0 || held[makerOf( file )] == 0 )
+inline move( process, mayGo ) {
+#ifdef MOVE_AT_ONCE
+    atomic {
+        aside[process] = path;
+        if
+        :: path != 0 && mayGo -> path = 0; remove( aside[process] )
+        :: else
+        fi;
+        aside[process] = 0
+    }
+#else
+    atomic { aside[process] = path; path = 0 }
+    if
+    :: aside[process] == 0
+#ifdef NO_SECOND_LOOK
+    :: aside[process] != 0 -> remove( aside[process] )
+#else
+    :: aside[process] != 0 && mayGo -> atomic { remove( aside[process] ) }
+    :: aside[process] != 0 && !( mayGo ) ->
+        atomic {
+            if
+#ifdef OVER_OTHERS
+            :: true -> path = aside[process]
+#else
+            :: path == 0 -> path = aside[process]; aside[process] = 0; acceptAll( false )
+            :: path != 0 -> remove( aside[process] )
+#endif
+            fi
+        }
+#endif
+    fi;
+    aside[process] = 0
+#endif
+}
+
+/* Within life, or not at all. */
+#ifdef NO_CLOCK
+#define isLate( process ) false
+#else
+#define isLate( process ) ( held[process] == 0 )
+#endif
+
+inline release( process ) {
+    held[process] = 0;
+#ifdef REMOVE_BY_PATH
+    if
+    :: path == own ->
+        atomic { assert( path == 0 || path == own || held[makerOf( path )] == 0 ); path = 0 }
+    :: path != own
+    fi
+#else
+    if
+    :: atomic { path == own -> isMoving[process] = true } move( process, aside[process] == own )
+    :: path != own
+    fi;
+    isMoving[process] = false
+#endif
+}
+
+proctype Holder() {
+    byte own = fileOf( HOLDER ), i, k;
+    bool isLateNow, isOwn, isMade;
+    do
+    :: atomic { next[HOLDER] = HELD; isLateNow = isLate( HOLDER ) }
+        isOwn = ( path == own );
+        if
+#ifdef REFRESH_BY_PATH
+        :: path == 0 -> break
+        :: atomic { path != 0 -> assert( path == own ); life[own] = LIFE }
+#else
+        :: isOwn -> life[own] = LIFE
+        :: !isOwn ->
+            held[HOLDER] = 0;
+            if
+            :: own == ANEW -> break
+            :: else -> make( HOLDER, ANEW, false, isMade )
+            fi;
+            if
+            :: isMade -> own = ANEW
+            :: else -> break
+            fi
+#endif
+        fi;
+#ifndef NO_CONFIRMATION
+        if
+        :: isLateNow ->
+            settle( HOLDER );
+            if
+            :: path == own -> hold( HOLDER, next[HOLDER] )
+            :: path != own
+            fi
+        :: else -> hold( HOLDER, next[HOLDER] )
+        fi
+#else
+        hold( HOLDER, next[HOLDER] )
+#endif
+    :: release( HOLDER ); break
+    od
+}
+
+proctype Taker( byte me ) {
+    byte own = fileOf( me ), found, i, k;
+    bool isMade, wasThere;
+    atomic { found = path; isMoving[me] = ( found != 0 ) }
+    if
+    :: found == 0
+    :: found != 0 && isAlive( found ) -> isMoving[me] = false; goto over
+    :: found != 0 && !isAlive( found ) ->
+        wasThere = true;
+        move( me, !isAlive( aside[me] ) );
+        isMoving[me] = false
+    fi;
+    next[me] = HELD;
+    make( me, own, !wasThere, isMade );
+    if
+    :: isMade && wasThere ->
+        settle( me );
+        if
+        :: path == own -> hold( me, next[me] )
+        :: path != own -> life[own] = 0; goto over
+        fi
+    :: isMade && !wasThere -> hold( me, next[me] )
+    :: else -> goto over
+    fi;
+    /* Or dies. */
+    if
+    :: release( me )
+    :: skip
+    fi;
+over:
+    skip
+}
+
+/* Time, and what stops processes for long within their moves. */
+proctype Clock() {
+    byte i;
+end_of_time:
+    do
+    :: atomic {
+            for( i : 1 .. FILES - 1 ) {
+                life[i] = ( life[i] > 0 -> life[i] - 1 : 0 )
+            }
+            for( i : 0 .. PROCESSES - 1 ) {
+#ifndef NO_CLOCK
+                held[i] = ( held[i] > 0 -> held[i] - 1 : 0 );
+#endif
+                next[i] = ( next[i] > 0 -> next[i] - 1 : 0 )
+            }
+            i = 0
+        }
+    :: atomic {
+            if
+            :: isMoving[0] && !isStopped[0] -> isStopped[0] = true
+            :: isMoving[1] && !isStopped[1] -> isStopped[1] = true
+            :: isMoving[2] && !isStopped[2] -> isStopped[2] = true
+            :: isMoving[3] && !isStopped[3] -> isStopped[3] = true
+            fi
+        }
+    od
+}
+
+init {
+    atomic {
+        life[fileOf( HOLDER )] = LIFE;
+        held[HOLDER] = HELD;
+        run Holder(); run Taker( 1 ); run Taker( 2 ); run Taker( 3 ); run Clock()
+    }
+}
