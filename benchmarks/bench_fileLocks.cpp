@@ -216,7 +216,7 @@ struct ByHand {
         look( path );
         ask( file, "" );
         ::rename( path, aside );
-        look( aside );
+        ask( AT_FDCWD, aside );
         ::unlink( aside );
         ::close( file );
     }

@@ -309,8 +309,11 @@ void OsFileLockImp::setCallback( OsFileLock::Callback* callback ) {
 
 void OsFileLockImp::armReport() {
     const LkGuard<const LkLock> guard( _reportLock );
+    if( _callback == nullptr ) {
+        return;
+    }
     const bool isHeldNow = isHeld();
-    if( _callback == nullptr || ( !isHeldNow && !_wasHeld ) ) {
+    if( !isHeldNow && !_wasHeld ) {
         return;
     }
     if( _reportAlarm.isNull() ) {

@@ -101,6 +101,12 @@ Look lookAt( const char* path ) {
     return toLook( facts );
 }
 
+/// The same of what this process has just given that name: nobody else has the name.
+Look lookAtOwnName( const char* path ) {
+    struct statx facts {};
+    return ask( AT_FDCWD, path, facts ) ? toLook( facts ) : toFailedLook();
+}
+
 /// Whether processes on other machines, or behind another program, may write files here: all but
 /// the kinds of volumes that are known to be this machine's own.
 bool isRemote( int file ) {
@@ -207,7 +213,7 @@ Moving OsLockFile::remove( const OsFilePath& path,
     }
     Look found;
     try {
-        found = lookAt( moved );
+        found = lookAtOwnName( moved );
         if( found.kind != Kind::FILE || !mayGo( found ) ) {
             return putBack( moved, native, found.kind );
         }
