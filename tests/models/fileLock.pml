@@ -45,10 +45,12 @@ byte held[PROCESSES], next[PROCESSES];
 bool isMoving[PROCESSES], isStopped[PROCESSES];
 byte aside[PROCESSES];
 bool isAccepted;
+byte nbBegun;
 
 inline hold( process, left ) {
     atomic {
         held[process] = left;
+        next[process] = 0;
         for( i : 0 .. PROCESSES - 1 ) {
             assert( i == process || held[process] == 0 || held[i] == 0 || isAccepted )
         }
@@ -58,7 +60,7 @@ inline hold( process, left ) {
 
 /* A process that is stopped with a holder's file aside, and a third party, can make two holders. */
 #ifdef MOVE_AT_ONCE
-#define accept( process, isThird )
+#define accept( process, isThird ) skip
 #else
 #define accept( process, isThird ) \
     isAccepted = isAccepted || ( isThird ) || \
@@ -90,22 +92,27 @@ inline make( process, file, isFresh, isMade ) {
 }
 
 /* Waits for longer than any move lasts that has begun, unless its process is stopped. */
+#define await( other, process ) \
+    atomic { other == process || !isMoving[other] || isStopped[other] -> accept( other, false ) }
 inline settle( process ) {
     skip;
 #ifndef NO_SETTLING
-    for( k : 0 .. PROCESSES - 1 ) {
-        if
-        :: k != process -> atomic { !isMoving[k] || isStopped[k] -> accept( k, false ) }
-        :: else
-        fi
-    }
-    k = 0
+    await( 0, process );
+    await( 1, process );
+    await( 2, process );
+    await( 3, process )
 #endif
+}
+
+/* What no step reads any more is set to one value, so that states that differ in nothing else are
+ * one. */
+inline endMove( process ) {
+    atomic { isMoving[process] = false; isStopped[process] = false }
 }
 
 /* Moves what is at the path aside, and removes it if `mayGo` still holds of it. */
 #define remove( file ) \
-    assert( file == own || path != 0 || held[makerOf( file )] == 0 )
+    assert( file == own || path != 0 || held[makerOf( file )] == 0 ); life[file] = 0
 inline move( process, mayGo ) {
 #ifdef MOVE_AT_ONCE
     atomic {
@@ -161,12 +168,12 @@ inline release( process ) {
     :: atomic { path == own -> isMoving[process] = true } move( process, aside[process] == own )
     :: path != own
     fi;
-    isMoving[process] = false
+    endMove( process )
 #endif
 }
 
 proctype Holder() {
-    byte own = fileOf( HOLDER ), i, k;
+    byte own = fileOf( HOLDER ), i;
     bool isLateNow, isOwn, isMade;
     do
     :: atomic { next[HOLDER] = HELD; isLateNow = isLate( HOLDER ) }
@@ -195,10 +202,11 @@ proctype Holder() {
             settle( HOLDER );
             if
             :: path == own -> hold( HOLDER, next[HOLDER] )
-            :: path != own
+            :: path != own -> next[HOLDER] = 0
             fi
         :: else -> hold( HOLDER, next[HOLDER] )
-        fi
+        fi;
+        atomic { isLateNow = false; isOwn = false; isMade = false }
 #else
         hold( HOLDER, next[HOLDER] )
 #endif
@@ -207,16 +215,17 @@ proctype Holder() {
 }
 
 proctype Taker( byte me ) {
-    byte own = fileOf( me ), found, i, k;
+    byte own = fileOf( me ), found, i;
     bool isMade, wasThere;
-    atomic { found = path; isMoving[me] = ( found != 0 ) }
+    /* They are alike: whoever looks first is the first. */
+    atomic { nbBegun == me - 1 -> nbBegun++; found = path; isMoving[me] = ( found != 0 ) }
     if
     :: found == 0
-    :: found != 0 && isAlive( found ) -> isMoving[me] = false; goto over
+    :: found != 0 && isAlive( found ) -> endMove( me ); goto over
     :: found != 0 && !isAlive( found ) ->
-        wasThere = true;
+        atomic { wasThere = true; found = 0 }
         move( me, !isAlive( aside[me] ) );
-        isMoving[me] = false
+        endMove( me )
     fi;
     next[me] = HELD;
     make( me, own, !wasThere, isMade );
@@ -225,10 +234,10 @@ proctype Taker( byte me ) {
         settle( me );
         if
         :: path == own -> hold( me, next[me] )
-        :: path != own -> life[own] = 0; goto over
+        :: path != own -> atomic { life[own] = 0; next[me] = 0 } goto over
         fi
     :: isMade && !wasThere -> hold( me, next[me] )
-    :: else -> goto over
+    :: else -> next[me] = 0; goto over
     fi;
     /* Or dies. */
     if
@@ -236,7 +245,7 @@ proctype Taker( byte me ) {
     :: skip
     fi;
 over:
-    skip
+    atomic { wasThere = false; isMade = false; found = 0 }
 }
 
 /* Time, and what stops processes for long within their moves. */
