@@ -107,7 +107,7 @@ inline settle( process ) {
 /* What no step reads any more is set to one value, so that states that differ in nothing else are
  * one. */
 inline endMove( process ) {
-    atomic { isMoving[process] = false; isStopped[process] = false }
+    atomic { aside[process] = 0; isMoving[process] = false; isStopped[process] = false }
 }
 
 /* Moves what is at the path aside, and removes it if `mayGo` still holds of it. */
@@ -121,16 +121,16 @@ inline move( process, mayGo ) {
         :: path != 0 && mayGo -> path = 0; remove( aside[process] )
         :: else
         fi;
-        aside[process] = 0
+        endMove( process )
     }
 #else
     atomic { aside[process] = path; path = 0 }
     if
-    :: aside[process] == 0
+    :: aside[process] == 0 -> endMove( process )
 #ifdef NO_SECOND_LOOK
-    :: aside[process] != 0 -> remove( aside[process] )
+    :: aside[process] != 0 -> atomic { remove( aside[process] ); endMove( process ) }
 #else
-    :: aside[process] != 0 && mayGo -> atomic { remove( aside[process] ) }
+    :: aside[process] != 0 && mayGo -> atomic { remove( aside[process] ); endMove( process ) }
     :: aside[process] != 0 && !( mayGo ) ->
         atomic {
             if
@@ -140,11 +140,11 @@ inline move( process, mayGo ) {
             :: path == 0 -> path = aside[process]; aside[process] = 0; acceptAll( false )
             :: path != 0 -> remove( aside[process] )
 #endif
-            fi
+            fi;
+            endMove( process )
         }
 #endif
-    fi;
-    aside[process] = 0
+    fi
 #endif
 }
 
@@ -167,8 +167,7 @@ inline release( process ) {
     if
     :: atomic { path == own -> isMoving[process] = true } move( process, aside[process] == own )
     :: path != own
-    fi;
-    endMove( process )
+    fi
 #endif
 }
 
@@ -224,11 +223,10 @@ proctype Taker( byte me ) {
     :: found != 0 && isAlive( found ) -> endMove( me ); goto over
     :: found != 0 && !isAlive( found ) ->
         atomic { wasThere = true; found = 0 }
-        move( me, !isAlive( aside[me] ) );
-        endMove( me )
+        move( me, !isAlive( aside[me] ) )
     fi;
-    next[me] = HELD;
-    make( me, own, !wasThere, isMade );
+    /* The clock is read before; that it may be long before only shortens what is held. */
+    atomic { next[me] = HELD; make( me, own, !wasThere, isMade ) }
     if
     :: isMade && wasThere ->
         settle( me );
