@@ -40,6 +40,11 @@ byte life[FILES];
 /* What is left of each holder's own time, and what would be if it held from its last writing. */
 byte held[PROCESSES], next[PROCESSES];
 
+/* The holder's file. */
+byte holders = fileOf( HOLDER );
+#define isHeld( file ) \
+    ( held[makerOf( file )] > 0 && ( makerOf( file ) != HOLDER || ( file ) == holders ) )
+
 /* From the look at a file that may be found dead, or one's own, to the end of the move; stopped there for long; what lies
  * aside. */
 bool isMoving[PROCESSES], isStopped[PROCESSES];
@@ -112,7 +117,7 @@ inline endMove( process ) {
 
 /* Moves what is at the path aside, and removes it if `mayGo` still holds of it. */
 #define remove( file ) \
-    assert( file == own || path != 0 || held[makerOf( file )] == 0 ); life[file] = 0
+    assert( file == own || path != 0 || !isHeld( file ) ); life[file] = 0
 inline move( process, mayGo ) {
 #ifdef MOVE_AT_ONCE
     atomic {
@@ -160,7 +165,7 @@ inline release( process ) {
 #ifdef REMOVE_BY_PATH
     if
     :: path == own ->
-        atomic { assert( path == 0 || path == own || held[makerOf( path )] == 0 ); path = 0 }
+        atomic { assert( path == 0 || path == own || !isHeld( path ) ); path = 0 }
     :: path != own
     fi
 #else
@@ -190,7 +195,7 @@ proctype Holder() {
             :: else -> make( HOLDER, ANEW, false, isMade )
             fi;
             if
-            :: isMade -> own = ANEW
+            :: isMade -> atomic { own = ANEW; holders = ANEW }
             :: else -> break
             fi
 #endif

@@ -3,6 +3,7 @@
 #include <tools/qvcomp/interrupt.h>
 #include <tools/qvcomp/log.h>
 #include <tools/qvcomp/managedTiles.h>
+#include <tools/qvcomp/outputLock.h>
 #include <tools/qvcomp/pictureFile.h>
 #include <tools/qvcomp/plainTiles.h>
 #include <tools/qvcomp/planeCompare.h>
@@ -141,7 +142,7 @@ public:
     }
 
     /// The names come last, when nothing else can fail.
-    void commit() {
+    void commit( const std::optional<OutputLock>& lock ) {
         _picture.sync();
         if( _preview ) {
             _preview->sync();
@@ -150,6 +151,9 @@ public:
             _job->sync();
         }
         InterruptNote::check();
+        if( lock ) {
+            lock->verify();
+        }
         _picture.commit();
         if( _preview ) {
             checkPlaces();
@@ -213,6 +217,10 @@ std::vector<double> getWeights( const Options& options, const Scene& scene ) {
 /// Makes the picture; the files get their names when all has gone well.
 Report makePicture( const Options& options, const Scene& scene, std::ostream* terminal ) {
     const HwIntervalTimer timer( "qvcomp" );
+    std::optional<OutputLock> lock;
+    if( options.mustLock ) {
+        lock.emplace( options.output, options.lockSeconds );
+    }
     Progress progress( terminal, getWeights( options, scene ) );
     Outputs outputs( options, scene );
     const ManagedTiles::Settings settings = makeSettings( options, scene );
@@ -239,7 +247,7 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
     if( options.mustVerify ) {
         verify( options.tileSide, scene, *picture, *workers, progress );
     }
-    outputs.commit();
+    outputs.commit( lock );
     return report;
 }
 

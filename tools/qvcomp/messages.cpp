@@ -28,8 +28,8 @@ constexpr std::array TAGS{
     "layerNotGrey",   "layerChanged", "cantWrite",       "cantReplace",     "scratch",
     "scratchForeign", "scratchFull",  "jobNoFile",       "jobUnreadable",   "jobWrong",
     "jobElement",     "jobAttribute", "jobText",         "jobFlag",         "jobNoLayerFile",
-    "jobUnheld",      "jobIsOutput",  "outputIsJob",     "outputUnwritten", "interrupted",
-    "differs" };
+    "jobUnheld",      "jobIsOutput",  "outputIsJob",     "outputUnwritten", "locked",
+    "cantLock",       "lockLost",     "interrupted",     "differs" };
 static_assert( TAGS.size() == static_cast<std::size_t>( Tag::DIFFERS ) + 1 );
 
 std::vector<MsgSubscription>& getSubscriptions() {

@@ -73,6 +73,9 @@ enum class Tag {
     JOB_IS_OUTPUT,
     OUTPUT_IS_JOB,
     OUTPUT_UNWRITTEN,
+    LOCKED,
+    CANT_LOCK,
+    LOCK_LOST,
     INTERRUPTED,
     DIFFERS
 };

@@ -185,7 +185,7 @@ constexpr bool isAboutJobs( std::string_view name ) {
     return name == JOB_OPTION || name == WRITE_JOB_OPTION;
 }
 
-constexpr std::array<ValueOption, 17> VALUE_OPTIONS{ {
+constexpr std::array<ValueOption, 18> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
     { "-o", []( Options& o, Text, Text v ) { o.output = toFile( v ); } },
     { "--memory", []( Options& o, Text n, Text v ) { o.memory = parseByteCount( n, v ); } },
@@ -207,7 +207,12 @@ constexpr std::array<ValueOption, 17> VALUE_OPTIONS{ {
     // Jobs are read before all else.
     { JOB_OPTION, []( Options&, Text, Text ) {} },
     { WRITE_JOB_OPTION, []( Options& o, Text, Text v ) { o.writtenJob = toFile( v ); } },
-    // With "=" alone: the bare name is a flag.
+    // With "=" alone: the bare names are flags.
+    { "--lock",
+      []( Options& o, Text n, Text v ) {
+          o.mustLock = true;
+          o.lockSeconds = parseInt( n, v, 0, MAX_LOCK_SECONDS );
+      } },
     { "--watch",
       []( Options& o, Text n, Text v ) {
           o.isWatching = true;
@@ -224,7 +229,8 @@ struct FlagOption {
     bool Options::*flag;
 };
 
-constexpr std::array<FlagOption, 6> FLAG_OPTIONS{ { { "--verify", &Options::mustVerify },
+constexpr std::array<FlagOption, 7> FLAG_OPTIONS{ { { "--verify", &Options::mustVerify },
+                                                    { "--lock", &Options::mustLock },
                                                     { "--watch", &Options::isWatching },
                                                     { "--unbuffered", &Options::isUnbuffered },
                                                     { "--help", &Options::wantsHelp },
@@ -529,6 +535,8 @@ held in tiles; those that the memory limit has no room for wait on the disk.
                         /var/tmp by default
   --scratch-limit N     most bytes for them, such as 20G; no limit by default
   --unbuffered          move them past the system's file cache, where the volume can
+  --lock[=S]            write only with the lock of the picture's path, which keeps out others who
+                        lock it; try for S seconds to get it, once by default
   --log LEVEL           log this level and the graver ones, such as warning, informational
                         or tracing; informational by default
   --log-file FILE       add the log to this file; one of its own by default

@@ -17,6 +17,7 @@ inline constexpr int MAX_SIDE = 65536;
 inline constexpr int MIN_TILE_SIDE = 16;
 inline constexpr int MAX_TILE_SIDE = 4096;
 inline constexpr int MAX_THREADS = 256;
+inline constexpr int MAX_LOCK_SECONDS = 1000000;
 
 enum class Strategy { LRU, RANDOM };
 enum class Policy { RELAXED, STRICT };
@@ -52,6 +53,9 @@ struct Options {
     std::optional<std::uint64_t> scratchLimit;
     bool isUnbuffered = false;
     ReportForm report = ReportForm::TEXT;
+    /// The picture's path, for so many seconds.
+    bool mustLock = false;
+    int lockSeconds = 0;
     bool mustVerify = false;
     /// Whether the picture is made again when layers change, which are looked at so often.
     bool isWatching = false;
