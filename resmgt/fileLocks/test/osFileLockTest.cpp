@@ -276,7 +276,7 @@ TEST( OsFileLockTest, FileThatLivesAfterAllIsPutBackButNeverOverAnother ) {
                 }
                 return 0;
             } );
-            const CallHook look( "open", [&]( const SystemCall& call ) {
+            const CallHook look( "statx", [&]( const SystemCall& call ) {
                 if( isTaken && std::string( call.path ).find( ".omlock-" ) != std::string::npos ) {
                     files.write( LockFiles::LOCK, "third" );
                 }
