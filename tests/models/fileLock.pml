@@ -19,7 +19,9 @@
  */
 
 #define HOLDER 0
+#ifndef TAKERS
 #define TAKERS 3
+#endif
 #define PROCESSES ( TAKERS + 1 )
 
 /* In ticks, by which all clocks move at once. */
@@ -98,14 +100,22 @@ inline make( process, file, isFresh, isMade ) {
 
 /* Waits for longer than any move lasts that has begun, unless its process is stopped. */
 #define await( other, process ) \
-    atomic { other == process || !isMoving[other] || isStopped[other] -> accept( other, false ) }
+    atomic { \
+        if \
+        :: other == process || !isMoving[other] \
+        :: other != process && isMoving[other] -> isStopped[other] = true \
+        fi; \
+        accept( other, false ) \
+    }
 inline settle( process ) {
     skip;
 #ifndef NO_SETTLING
     await( 0, process );
     await( 1, process );
-    await( 2, process );
-    await( 3, process )
+    await( 2, process )
+#if TAKERS > 2
+    ; await( 3, process )
+#endif
 #endif
 }
 
@@ -251,7 +261,7 @@ over:
     atomic { wasThere = false; isMade = false; found = 0 }
 }
 
-/* Time, and what stops processes for long within their moves. */
+/* Time. */
 proctype Clock() {
     byte i;
 end_of_time:
@@ -268,14 +278,6 @@ end_of_time:
             }
             i = 0
         }
-    :: atomic {
-            if
-            :: isMoving[0] && !isStopped[0] -> isStopped[0] = true
-            :: isMoving[1] && !isStopped[1] -> isStopped[1] = true
-            :: isMoving[2] && !isStopped[2] -> isStopped[2] = true
-            :: isMoving[3] && !isStopped[3] -> isStopped[3] = true
-            fi
-        }
     od
 }
 
@@ -283,6 +285,10 @@ init {
     atomic {
         life[fileOf( HOLDER )] = LIFE;
         held[HOLDER] = HELD;
-        run Holder(); run Taker( 1 ); run Taker( 2 ); run Taker( 3 ); run Clock()
+        run Holder(); run Taker( 1 ); run Taker( 2 );
+#if TAKERS > 2
+        run Taker( 3 );
+#endif
+        run Clock()
     }
 }
