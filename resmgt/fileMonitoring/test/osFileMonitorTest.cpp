@@ -309,16 +309,18 @@ TEST( OsFileMonitorTest, EventsOfAWatchThatEndedOrWasMadeAnewDoNothing ) {
 TEST( OsFileMonitorTest, EventsOfAMonitorThatHasEndedDoNothing ) {
     const TestFiles files( "x" );
     NotingHandler handler;
-    TestMonitor monitor;
-    monitor->addWatch( files.path( "x" ), &handler );
-    monitor.pass();
-    files.write( "x", "1" );
-    monitor.pass();
-    monitor.end();
-    EXPECT_EQ( monitor.drain(), 1 );
-    {
-        TestMonitor::Harness::createExternallyControlled();
-        OsFileMonitor::getInstance()->addWatch( files.path( "x" ), &handler );
+    for( const bool hasSuccessor : { false, true } ) {
+        TestMonitor monitor;
+        monitor->addWatch( files.path( "x" ), &handler );
+        monitor.pass();
+        files.write( "x", hasSuccessor ? "22" : "1" );
+        monitor.pass();
+        monitor.end();
+        if( hasSuccessor ) {
+            TestMonitor::Harness::createExternallyControlled();
+            OsFileMonitor::getInstance()->addWatch( files.path( "x" ), &handler );
+        }
+        EXPECT_EQ( monitor.drain(), 1 );
         OsFileMonitor::finalize();
         EXPECT_THROW( OsFileMonitor::getInstance(), InSingletonEx::ExAlreadyDestroyed );
         OsFileMonitor::initialize();
