@@ -3,11 +3,17 @@
  * reckon on their own, and all run at one speed.
  *
  * No two hold the lock at once, nobody removes the file of one who holds it, nor keeps another's
- * alive. With the steps of a move apart, as they are, there is one exception: a third party makes its file in the moment of
- * a move that takes a living file aside, which only a process can do that was stopped between its
- * look and its move. With a move as one step there is none.
+ * alive. With the steps of a move apart, as they are, there is one exception: a third party makes
+ * its file in the moment of a move that takes a living file aside, which only a process can do that
+ * was stopped between its look and its move, or that competes with others for a dead file. With a
+ * move as one step there is none.
+ *
+ * A life of one tick lets files die between any two steps. That a holder's file may be half its
+ * life old when a writing begins takes two ticks; two takers show what comes of that.
  *
  * passes: -DMOVE_AT_ONCE
+ * passes: -DTWO_TICKS
+ * fails: -DLATE_AT_START
  * fails: -DNO_CLOCK
  * fails: -DNO_CONFIRMATION
  * fails: -DNO_SETTLING
@@ -18,15 +24,27 @@
  * fails: -DREMOVE_BY_PATH
  */
 
+#ifdef LATE_AT_START
+#define TWO_TICKS
+#endif
+
 #define HOLDER 0
 #ifndef TAKERS
+#ifdef TWO_TICKS
+#define TAKERS 2
+#else
 #define TAKERS 3
+#endif
 #endif
 #define PROCESSES ( TAKERS + 1 )
 
 /* In ticks, by which all clocks move at once. */
+#ifdef TWO_TICKS
+#define LIFE 2
+#else
 #define LIFE 1
-#define HELD 1
+#endif
+#define HELD LIFE
 
 /* A file for each process, and the one that the holder makes anew; 0 is none. */
 #define FILES ( PROCESSES + 2 )
@@ -47,8 +65,8 @@ byte holders = fileOf( HOLDER );
 #define isHeld( file ) \
     ( held[makerOf( file )] > 0 && ( makerOf( file ) != HOLDER || ( file ) == holders ) )
 
-/* From the look at a file that may be found dead, or one's own, to the end of the move; stopped there for long; what lies
- * aside. */
+/* From the look at a file that may be found dead, or one's own, to the end of the move; stopped
+ * there for long; what lies aside. */
 bool isMoving[PROCESSES], isStopped[PROCESSES];
 byte aside[PROCESSES];
 bool isAccepted;
@@ -111,8 +129,10 @@ inline settle( process ) {
     skip;
 #ifndef NO_SETTLING
     await( 0, process );
-    await( 1, process );
-    await( 2, process )
+    await( 1, process )
+#if TAKERS > 1
+    ; await( 2, process )
+#endif
 #if TAKERS > 2
     ; await( 3, process )
 #endif
@@ -197,13 +217,20 @@ proctype Holder() {
         :: path == 0 -> break
         :: atomic { path != 0 -> assert( path == own ); life[own] = LIFE }
 #else
-        :: isOwn -> life[own] = LIFE
+        :: isOwn -> life[own] = LIFE;
+#ifndef LATE_AT_START
+            isLateNow = isLate( HOLDER )
+#endif
         :: !isOwn ->
-            held[HOLDER] = 0;
+            /* The code ends its holding first, and keeps in mind until when that was to be. */
             if
-            :: own == ANEW -> break
+            :: own == ANEW -> held[HOLDER] = 0; break
             :: else -> make( HOLDER, ANEW, false, isMade )
             fi;
+#ifndef LATE_AT_START
+            isLateNow = isLate( HOLDER );
+#endif
+            held[HOLDER] = 0;
             if
             :: isMade -> atomic { own = ANEW; holders = ANEW }
             :: else -> break
@@ -285,7 +312,10 @@ init {
     atomic {
         life[fileOf( HOLDER )] = LIFE;
         held[HOLDER] = HELD;
-        run Holder(); run Taker( 1 ); run Taker( 2 );
+        run Holder(); run Taker( 1 );
+#if TAKERS > 1
+        run Taker( 2 );
+#endif
 #if TAKERS > 2
         run Taker( 3 );
 #endif

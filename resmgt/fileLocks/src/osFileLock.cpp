@@ -21,6 +21,11 @@ using Clock = std::chrono::steady_clock;
 constexpr double SHORTEST_PAUSE = 0.05;
 constexpr double LONGEST_PAUSE = 1.0;
 
+/// Of the path as it is given: "." has no name that could be locked.
+OsFilePath makeAbsoluteLockPath( const OsFilePath& path ) {
+    return OsFileLock::getLockPath( path ).getAbsolutePath();
+}
+
 OsFilePath makeLockPath( const OsFilePath& path ) {
     constexpr const char* WHERE = "OsFileLock::getLockPath";
     if( path.isEmpty() ) {
@@ -52,17 +57,17 @@ OsFileLock::~OsFileLock() noexcept( false ) {
 }
 
 OPtrRet<OsFileLock> OsFileLock::lock( const OsFilePath& path ) {
-    return OsFileLockManager::getInstance().acquire( getLockPath( path.getAbsolutePath() ) );
+    return OsFileLockManager::getInstance().acquire( makeAbsoluteLockPath( path ) );
 }
 
 OPtrRet<OsFileLock> OsFileLock::lock( const OsFilePath& path, double seconds ) {
     QV_ASSERT( !std::isnan( seconds ) );
     // The current directory may change meanwhile.
-    const OsFilePath absolutePath = path.getAbsolutePath();
+    const OsFilePath lockPath = makeAbsoluteLockPath( path );
     const auto start = Clock::now();
     double pause = SHORTEST_PAUSE;
     for( ;; ) {
-        OPtr<OsFileLock> made = lock( absolutePath );
+        OPtr<OsFileLock> made = OsFileLockManager::getInstance().acquire( lockPath );
         const double left = seconds - std::chrono::duration<double>( Clock::now() - start ).count();
         if( !made.isNull() || left <= 0.0 ) {
             return made;
@@ -74,7 +79,7 @@ OPtrRet<OsFileLock> OsFileLock::lock( const OsFilePath& path, double seconds ) {
 
 bool OsFileLock::isLocked( const OsFilePath& path ) {
     bool wasThere = false;
-    return OsFileLockImp::isLockAlive( getLockPath( path.getAbsolutePath() ), wasThere );
+    return OsFileLockImp::isLockAlive( makeAbsoluteLockPath( path ), wasThere );
 }
 
 OsFilePath OsFileLock::getLockPath( const OsFilePath& path ) {

@@ -75,6 +75,11 @@ OPtr<OsDateTypes::DateRep> askServerTime( const OsFilePath& lockPath ) {
     return OsFsUtils::getServerTime( lockPath.getDirectoryName() );
 }
 
+/// Whether it is late for a holding that ends so.
+bool isOverNow( std::int64_t endOfHolding ) noexcept {
+    return getLockClock() >= endOfHolding;
+}
+
 /// A holder counts on four fifths of the maximum life: volumes round times, up to two seconds.
 std::int64_t getEndOfHolding( std::int64_t start ) {
     return start + std::int64_t{ OsFileLockManager::getMaximumLife() } * NS_PER_SECOND / 5 * 4;
@@ -128,13 +133,9 @@ bool OsFileLockImp::isLockAlive( const OsFilePath& lockPath, bool& wasThere ) {
     if( found.kind != Kind::FILE || !isOver( found.time, *serverTime ) ) {
         return true;
     }
-    const auto isStillDead = [&]( const Look& moved ) {
-        if( moved.id == found.id && moved.time == found.time ) {
-            return true;
-        }
-        const OPtr<OsDateTypes::DateRep> now = askServerTime( lockPath );
-        return !now.isNull() && isOver( moved.time, *now );
-    };
+    // By the time from before the move: the server isn't asked while the file lies aside. One that
+    // has died since then goes back, and is found dead by the next who asks.
+    const auto isStillDead = [&]( const Look& moved ) { return isOver( moved.time, *serverTime ); };
     const Moving moving = OsLockFile::remove( lockPath, isStillDead );
     return moving != Moving::REMOVED && moving != Moving::VANISHED;
 }
@@ -199,17 +200,17 @@ bool OsFileLockImp::refresh() {
 
 bool OsFileLockImp::rewrite() {
     const std::int64_t start = getLockClock();
-    const bool mustConfirm = isLate( start );
     if( !_file.write( _text ) ) {
         return false;
     }
-    hold( start, mustConfirm );
+    // Asked now: this process may have been stopped before the file got its time.
+    hold( start, isOverNow( _heldUntil.load( std::memory_order_relaxed ) ) );
     return true;
 }
 
 bool OsFileLockImp::makeAnew() {
     const std::int64_t start = getLockClock();
-    const bool mustConfirm = isLate( start );
+    const std::int64_t end = _heldUntil.load( std::memory_order_relaxed );
     lose();
     // Should the former file come back to its name, nobody shall wait for it.
     _file.kill();
@@ -218,19 +219,15 @@ bool OsFileLockImp::makeAnew() {
     if( acquired == Acquired::NO ) {
         return false;
     }
-    hold( start, mustConfirm || acquired == Acquired::TAKEN_OVER );
+    hold( start, acquired == Acquired::TAKEN_OVER || isOverNow( end ) );
     return true;
 }
 
-bool OsFileLockImp::isLate( std::int64_t now ) const noexcept {
-    return now >= _heldUntil.load( std::memory_order_relaxed );
-}
-
 void OsFileLockImp::hold( std::int64_t start, bool mustConfirm ) {
-    if( mustConfirm ) {
+    if( mustConfirm && _confirmTime == 0 ) {
         _lateStart = start;
         _confirmTime = getLockClock() + CONFIRM_NS;
-    } else {
+    } else if( !mustConfirm ) {
         _confirmTime = 0;
         _heldUntil.store( getEndOfHolding( start ), std::memory_order_relaxed );
     }
@@ -295,6 +292,8 @@ void OsFileLockImp::setCallback( OsFileLock::Callback* callback ) {
     const auto exchange = [this]( OsFileLock::Callback* next ) {
         const LkGuard<const LkLock> guard( _reportLock );
         _callback = next;
+        // Whoever comes anew believes that it is held.
+        _wasHeld = true;
         return _reportAlarm;
     };
     const MtAlarmHandle alarm = exchange( nullptr );

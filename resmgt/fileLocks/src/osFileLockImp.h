@@ -16,15 +16,17 @@ namespace Qv {
 ///
 /// | The holder finds              | and does                                                  |
 /// |-------------------------------|-----------------------------------------------------------|
-/// | its file, in time             | rewrites it in place; holds from the start of the writing |
+/// | its file, and rewrites it     | holds from the start of the writing                       |
+/// | in place in time              |                                                           |
 /// | its file, late                | the same, but holds once the path was still its own 0.5 s |
 /// |                               | later                                                     |
 /// | no file                       | makes it anew, exclusively; late: as above                |
 /// | another's file that lives     | nothing, until the next pass                              |
 /// | another's file that is dead   | takes it over; holds 0.5 s later if the path is its own   |
 ///
-/// Late: `isHeld` is over, or was never true. Others may have found the file dead then, and one of
-/// them may be about to move it aside; 0.5 s is many times what a move lasts.
+/// Late: `isHeld` is over, or was never true, when the writing has ended: a process that is stopped
+/// within it may write to a file that others have taken. They may have found the file dead then,
+/// and one of them may be about to move it aside; 0.5 s is many times what a move lasts.
 ///
 /// Taking over: the dead file is moved to a private name and looked at again. If it isn't the one
 /// that was found dead, or was written since, it goes back. Only then the new file is made,
@@ -72,7 +74,6 @@ private:
     Acquired acquire() QV_REQUIRES( _fileLock );
     bool rewrite() QV_REQUIRES( _fileLock );
     bool makeAnew() QV_REQUIRES( _fileLock );
-    bool isLate( std::int64_t now ) const noexcept;
     void hold( std::int64_t start, bool mustConfirm ) QV_REQUIRES( _fileLock );
     void lose() QV_REQUIRES( _fileLock );
     void removeFile() QV_REQUIRES( _fileLock );

@@ -18,9 +18,12 @@ void OsFileLockManager::Imp::push( int command ) {
 
 void OsFileLockManager::Imp::requestConfirmation() {
     const LkGuard<const LkLock> guard( _lock );
-    _confirmTime =
-        getLockClock() + static_cast<std::int64_t>( OsFileLockImp::CONFIRM_SECONDS * 1e9 );
-    _requestsAvailable.broadcast();
+    // Requests that come again and again don't put off the one that is due.
+    if( _confirmTime == 0 ) {
+        _confirmTime =
+            getLockClock() + static_cast<std::int64_t>( OsFileLockImp::CONFIRM_SECONDS * 1e9 );
+        _requestsAvailable.broadcast();
+    }
 }
 
 int OsFileLockManager::Imp::takeCommand() {

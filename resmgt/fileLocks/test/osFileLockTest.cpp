@@ -18,6 +18,7 @@
 #include <cmath>
 #include <future>
 #include <limits>
+#include <optional>
 
 extern "C" {
 int __real_clock_gettime( clockid_t clock, struct timespec* time );
@@ -57,6 +58,11 @@ TEST( OsFileLockTest, LockFileHasThePathsNameAndOddPathsAreRefused ) {
             raisedBy<OsFileEx::ExIllegalPathConcat>( [&] { OsFileLock::getLockPath( path ); } ),
             "" )
             << path;
+    }
+    // Also where the path could be made absolute first.
+    for( const char* const path : { "", ".", "..", "a/.." } ) {
+        EXPECT_NE( raisedBy( [&] { OsFileLock::isLocked( path ); } ), "" ) << path;
+        EXPECT_NE( raisedBy( [&] { OPtr<OsFileLock>( OsFileLock::lock( path ) ); } ), "" ) << path;
     }
     EXPECT_EQ( OsFileLock::getLockFileExtension(), "omlock" );
 }
@@ -229,6 +235,63 @@ TEST( OsFileLockTest, HolderThatWasLateHoldsAgainOnlyHalfASecondLaterAndIfThePat
     EXPECT_THAT( files.names(), ElementsAre( LockFiles::LOCK, "aside" ) );
 }
 
+TEST( OsFileLockTest, HolderThatIsStoppedInItsRefreshUntilOthersHaveTakenOverDoesntHold ) {
+    // In the writing, and in the making anew of a file that was gone.
+    for( const char* const call : { "pwrite", "open" } ) {
+        const LockFiles files;
+        const OPtr<OsFileLock> lock = files.lock();
+        const LateBy old( 30 );
+        if( std::string( call ) == "open" ) {
+            fs::remove( files.at( LockFiles::LOCK ) );
+        }
+        std::optional<LateBy> stop;
+        const CallHook hook( call, [&]( const SystemCall& ) {
+            if( !stop ) {
+                stop.emplace( 20 );
+            }
+            return 0;
+        } );
+        EXPECT_TRUE( lock->isHeld() );
+        refreshAll();
+        EXPECT_TRUE( stop );
+        EXPECT_FALSE( lock->isHeld() ) << call;
+        waitUntil( [&] { return lock->isHeld(); }, "the confirmation" );
+    }
+}
+
+TEST( OsFileLockTest, ConfirmationIsntPutOffByRefreshesThatComeAgainAndAgain ) {
+    const LockFiles files;
+    const OPtr<OsFileLock> lock = files.lock();
+    const LateBy late( 36 );
+    waitUntil(
+        [&] {
+            refreshAll();
+            return lock->isHeld();
+        },
+        "the confirmation among refreshes" );
+}
+
+TEST( OsFileLockTest, NobodyIsAskedWhileALivingFileLiesAside ) {
+    const LockFiles files( ".f.omlock=dead" );
+    files.age( 45 );
+    const CallHook move( "rename", [&]( const SystemCall& call ) {
+        if( call.number == 1 ) {
+            files.write( LockFiles::LOCK, "alive" );
+        }
+        return 0;
+    } );
+    const CallHook scratch( "open", [&]( const SystemCall& ) {
+        EXPECT_TRUE( files.has( LockFiles::LOCK ) );
+        return 0;
+    } );
+    const CallHook scratchAt( "openat", [&]( const SystemCall& ) {
+        EXPECT_TRUE( files.has( LockFiles::LOCK ) );
+        return 0;
+    } );
+    EXPECT_TRUE( files.isLocked() );
+    EXPECT_EQ( files.read( LockFiles::LOCK ), "alive" );
+}
+
 TEST( OsFileLockTest, DeadHoldersThatOthersTookOverFromAreTakenOverInTheirTurn ) {
     const LockFiles files;
     const OPtr<OsFileLock> lock = files.lock();
@@ -334,13 +397,13 @@ TEST( OsFileLockTest, LossAndRegainAreReportedOnceEach ) {
     lock->setCallback( &changes );
     changes.await( 3 );
     EXPECT_THAT( changes.get(), ElementsAre( false, true, false ) );
+    // Also a loss that another call-back has heard of.
     Changes other;
-    lock->setCallback( &other );
     other.onCall = [&] { lock.reset(); };
-    refreshAll();
+    lock->setCallback( &other );
     other.await( 1 );
     waitUntil( [&] { return !files.has( LockFiles::LOCK ); }, "the release in the call" );
-    EXPECT_THAT( other.get(), ElementsAre( true ) );
+    EXPECT_THAT( other.get(), ElementsAre( false ) );
     EXPECT_EQ( changes.get().size(), 3u );
 }
 
