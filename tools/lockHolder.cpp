@@ -85,6 +85,8 @@ LockHolder findLockHolder( const OsFilePath& path ) {
     if( !file.isFile() ) {
         return holder;
     }
+    // First: to open the file is to ask the server about it, past what this machine remembers.
+    const std::string text = readText( lockPath );
     const OPtr<OsDateTypes::DateRep> now( OsFsUtils::getServerTime( lockPath.getDirectoryName() ) );
     const std::optional<OsFileInfo> found = findInfo( file );
     if( !found ) {
@@ -95,7 +97,6 @@ LockHolder findLockHolder( const OsFilePath& path ) {
     holder.state =
         holder.age < OsFileLockManager::getMaximumLife() ? LockHolder::ALIVE : LockHolder::DEAD;
     holder.since = OsDateUtil::toLocalText( info.getCreationTime(), "%Y-%m-%d %H:%M:%S" );
-    const std::string text = readText( lockPath );
     holder.build = findValue( text, "build" );
     holder.process = findValue( text, "process" );
     holder.host = findValue( text, "host" );

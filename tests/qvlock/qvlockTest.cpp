@@ -78,6 +78,7 @@ TEST( QvlockTest, CommandRunsUnderTheLockAndItsStatusIsPassedOn ) {
     const Outcome missing = run( files, "run a -- ./missing" );
     EXPECT_EQ( missing.status, 127 );
     EXPECT_EQ( missing.text, "qvlock: can't run './missing': No such file or directory\n" );
+    EXPECT_EQ( run( files, "run a -- sh -c 'echo $QV_LOG_UNSPECIFIED'" ).text, "\n" );
     EXPECT_EQ( run( files, "run a -- /" ).status, 126 );
     const Outcome nowhere = run( files, "run no/a -- true" );
     EXPECT_EQ( nowhere.status, 1 );
@@ -112,6 +113,29 @@ TEST( QvlockTest, StatusNamesTheHolderAndChangesNothing ) {
     EXPECT_TRUE( lock->verify() );
 }
 
+TEST( QvlockTest, SignalEndsTheWaitForTheLock ) {
+    const TempDirectory files;
+    const OPtr<OsFileLock> lock( OsFileLock::lock( ( files.path() / "a" ).string() ) );
+    TestThread waiter( [&] {
+        const Outcome outcome = run( files, "run --wait 30 a -- true", "echo $$ >pid; exec" );
+        EXPECT_EQ( outcome.status, 128 + SIGTERM );
+        EXPECT_EQ( outcome.text, "" );
+    } );
+    // Once it blocks the signal, which is there for it to find then.
+    pid_t id = 0;
+    const auto isBlocked = [&] {
+        std::ifstream( files.path() / "pid" ) >> id;
+        std::ifstream status( "/proc/" + std::to_string( id ) + "/status" );
+        std::string word;
+        while( word != "SigBlk:" && status >> word ) {}
+        status >> word;
+        return ( std::strtoull( word.c_str(), nullptr, 16 ) >> ( SIGTERM - 1 ) & 1 ) != 0;
+    };
+    waitUntil( isBlocked, "a waiting qvlock" );
+    EXPECT_EQ( ::kill( id, SIGTERM ), 0 );
+    waiter.join();
+}
+
 TEST( QvlockTest, CommandIsEndedWhenTheLockIsLostAndWithQvlock ) {
     const TempDirectory files;
     const fs::path ready = files.path() / "ready";
@@ -122,7 +146,10 @@ TEST( QvlockTest, CommandIsEndedWhenTheLockIsLostAndWithQvlock ) {
     const ScopedEnvironment interval( "QV_TIME_BETWEEN_LOCK_REFRESHES", "1" );
     {
         TestThread lost( [&] {
-            const Outcome outcome = run( files, "run a -- sh -c 'touch ready; sleep 1000'" );
+            // One of its processes doesn't go by itself, and keeps the pipe open.
+            const Outcome outcome =
+                run( files,
+                     "run a -- sh -c '( trap \"\" TERM; touch ready; sleep 1000 ) & sleep 1000'" );
             EXPECT_EQ( outcome.status, 1 );
             EXPECT_THAT( outcome.text, HasSubstr( "/a' is lost; the command is ended" ) );
         } );
@@ -131,6 +158,15 @@ TEST( QvlockTest, CommandIsEndedWhenTheLockIsLostAndWithQvlock ) {
         std::ofstream( files.path() / ".a.omlock" ) << "theirs";
     }
     EXPECT_TRUE( fs::exists( files.path() / ".a.omlock" ) );
+    {
+        // The command has ended before anybody could see that its lock was lost meanwhile.
+        const ScopedEnvironment life( "QV_MAXIMUM_LOCK_LIFE", "1" );
+        const Outcome outcome =
+            run( files, "run c -- sh -c 'trap \"\" TERM; ( sleep 1.5; kill -CONT "
+                        "$PPID ) & kill -STOP $PPID'" );
+        EXPECT_EQ( outcome.status, 1 );
+        EXPECT_THAT( outcome.text, HasSubstr( "/c' is lost" ) );
+    }
     TestThread ended( [&] {
         const Outcome outcome =
             run( files, "run b -- sh -c 'touch ready; sleep 1000'", "echo $$ >pid; exec" );

@@ -4,9 +4,11 @@
 #include <resmgt/fileLocks/osFileLock.h>
 #include <tools/lockHolder.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 
@@ -29,6 +31,13 @@ constexpr int SIGNAL_STATUS = 128;
 constexpr std::timespec LOOK_INTERVAL{ 0, 100'000'000 };
 // Between SIGTERM and SIGKILL.
 constexpr std::chrono::seconds GRACE( 5 );
+// In seconds, between two tries to get the lock: each asks the server for its time.
+constexpr double SHORTEST_PAUSE = 0.05;
+constexpr double LONGEST_PAUSE = 0.999;
+
+constexpr const char* LOG_VARIABLE = "QV_LOG_UNSPECIFIED";
+// Written before there are other threads.
+bool isLogTurnedOff = false;
 
 /// The command, in a process group of its own unless it may want the terminal.
 class Child {
@@ -57,13 +66,16 @@ public:
 
     void send( int signal ) const { ::kill( _hasGroup ? -_id : _id, signal ); }
     /// Its exit status, once it has ended.
-    std::optional<int> findStatus() const {
+    std::optional<int> findStatus() {
         int status = 0;
-        if( ::waitpid( _id, &status, WNOHANG ) != _id ) {
-            return std::nullopt;
+        if( !_status && ::waitpid( _id, &status, WNOHANG ) == _id ) {
+            _status =
+                WIFEXITED( status ) ? WEXITSTATUS( status ) : SIGNAL_STATUS + WTERMSIG( status );
         }
-        return WIFEXITED( status ) ? WEXITSTATUS( status ) : SIGNAL_STATUS + WTERMSIG( status );
+        return _status;
     }
+    /// Whether some of its processes are left after its end, which keep the group's number.
+    bool hasOthers() const { return _hasGroup && ::kill( -_id, 0 ) == 0; }
 
 private:
     [[noreturn]] void execute( char** arguments, pid_t parent, const sigset_t& signals ) const {
@@ -73,6 +85,9 @@ private:
             ::setpgid( 0, 0 );
         }
         ::sigprocmask( SIG_SETMASK, &signals, nullptr );
+        if( isLogTurnedOff ) {
+            ::unsetenv( LOG_VARIABLE );
+        }
         if( ::getppid() == parent ) {
             ::execvp( arguments[0], arguments );
         }
@@ -84,28 +99,60 @@ private:
 
     const bool _hasGroup;
     pid_t _id = -1;
+    std::optional<int> _status;
 };
 
+/// Ends the command and all its processes.
+void end( Child& child, const BlockedSignals& signals ) {
+    const Clock::time_point killTime = Clock::now() + GRACE;
+    child.send( SIGTERM );
+    while( !child.findStatus() || child.hasOthers() ) {
+        ::sigtimedwait( &signals.getAll(), nullptr, &LOOK_INTERVAL );
+        if( Clock::now() >= killTime ) {
+            child.send( SIGKILL );
+        }
+    }
+}
+
 /// Waits for the command's end. Ends it when the lock is lost.
-int supervise( const Child& child, const OsFileLock& lock, const OsFilePath& file,
+int supervise( Child&& child, const OsFileLock& lock, const OsFilePath& file,
                const BlockedSignals& signals ) {
-    std::optional<Clock::time_point> killTime;
     for( ;; ) {
         const int signal = ::sigtimedwait( &signals.getAll(), nullptr, &LOOK_INTERVAL );
-        if( const std::optional<int> status = child.findStatus() ) {
-            return killTime ? EXIT_FAILED : *status;
+        const std::optional<int> status = child.findStatus();
+        // Also if the command was quicker than this look: it has worked without the lock.
+        if( !lock.isHeld() ) {
+            tell( "the lock of '" + file.toString() + "' is lost; the command is ended" );
+            end( child, signals );
+            return EXIT_FAILED;
+        }
+        if( status ) {
+            return *status;
         }
         if( signal > 0 && signal != SIGCHLD ) {
             child.send( signal );
         }
-        if( !lock.isHeld() && !killTime ) {
-            tell( "the lock of '" + file.toString() + "' is lost; the command is ended" );
-            child.send( SIGTERM );
-            killTime = Clock::now() + GRACE;
+    }
+}
+
+/// Tries for the time that the options give. A signal ends that, and is in `signal` then.
+OPtr<OsFileLock> lockOrStop( const Options& options, const BlockedSignals& signals, int& signal ) {
+    const Clock::time_point start = Clock::now();
+    double pause = SHORTEST_PAUSE;
+    for( ;; ) {
+        OPtr<OsFileLock> lock( OsFileLock::lock( options.file ) );
+        const double left =
+            options.wait - std::chrono::duration<double>( Clock::now() - start ).count();
+        if( !lock.isNull() || left <= 0.0 ) {
+            return lock;
         }
-        if( killTime && Clock::now() >= *killTime ) {
-            child.send( SIGKILL );
+        const std::timespec limit{ 0, static_cast<long>( std::min( pause, left ) * 1e9 ) };
+        signal = ::sigtimedwait( &signals.getAll(), nullptr, &limit );
+        if( signal > 0 && signal != SIGCHLD ) {
+            return lock;
         }
+        signal = 0;
+        pause = std::min( 2.0 * pause, LONGEST_PAUSE );
     }
 }
 
@@ -120,7 +167,11 @@ BlockedSignals::BlockedSignals() {
 }
 
 int runLocked( const Options& options, const BlockedSignals& signals ) {
-    const OPtr<OsFileLock> lock( OsFileLock::lock( options.file, options.wait ) );
+    int signal = 0;
+    const OPtr<OsFileLock> lock = lockOrStop( options, signals, signal );
+    if( signal > 0 ) {
+        return SIGNAL_STATUS + signal;
+    }
     if( lock.isNull() ) {
         const LockHolder holder = findLockHolder( options.file );
         tell( "'" + options.file.toString() + "' " +
@@ -134,6 +185,11 @@ int runLocked( const Options& options, const BlockedSignals& signals ) {
         lock->release();
     }
     return status;
+}
+
+void turnLogOff() {
+    isLogTurnedOff = std::getenv( LOG_VARIABLE ) == nullptr;
+    ::setenv( LOG_VARIABLE, "--", 0 );
 }
 
 void printStatus( const Options& options ) {

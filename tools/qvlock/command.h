@@ -21,6 +21,10 @@ private:
     sigset_t _former;
 };
 
+/// No log file for each command, unless somebody asks for one. A started command doesn't see this.
+/// REQUIRES: there is one thread.
+void turnLogOff();
+
 /// Runs the command under the lock and returns what is to be this one's exit status. REQUIRES: the
 /// signals were blocked before the packages started.
 int runLocked( const Options& options, const BlockedSignals& signals );

@@ -21,8 +21,7 @@ int run( int argc, char** argv ) {
         return EXIT_SUCCESS;
     }
     const BlockedSignals signals;
-    // No log file for each command, unless somebody asks for one.
-    ::setenv( "QV_LOG_UNSPECIFIED", "--", 0 );
+    turnLogOff();
     // The command's arguments are none of the library's.
     int nbOwn = 1;
     const char* const* own = arguments.data();
