@@ -78,7 +78,9 @@ TEST( QvlockTest, CommandRunsUnderTheLockAndItsStatusIsPassedOn ) {
     const Outcome missing = run( files, "run a -- ./missing" );
     EXPECT_EQ( missing.status, 127 );
     EXPECT_EQ( missing.text, "qvlock: can't run './missing': No such file or directory\n" );
-    EXPECT_EQ( run( files, "run a -- sh -c 'echo $QV_LOG_UNSPECIFIED'" ).text, "\n" );
+    EXPECT_EQ(
+        run( files, "run a -- sh -c 'echo $QV_LOG_UNSPECIFIED'", "unset QV_LOG_UNSPECIFIED;" ).text,
+        "\n" );
     EXPECT_EQ( run( files, "run a -- /" ).status, 126 );
     const Outcome nowhere = run( files, "run no/a -- true" );
     EXPECT_EQ( nowhere.status, 1 );
