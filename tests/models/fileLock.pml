@@ -1,6 +1,6 @@
-/* A file lock's holder and three who want to take it over, each stopped anywhere for any time. What
- * osFileLockImp.h says of holding, lateness and moves; files age on the server's clock, holders
- * reckon on their own, and all run at one speed.
+/* A file lock's holder and two or three who want to take it over, each stopped anywhere for any
+ * time. What osFileLockImp.h says of holding, lateness and moves; files age on the server's clock,
+ * holders reckon on their own, and all run at one speed.
  *
  * No two hold the lock at once, nobody removes the file of one who holds it, nor keeps another's
  * alive. With the steps of a move apart, as they are, there is one exception: a third party makes
@@ -11,7 +11,7 @@
  * A life of one tick lets files die between any two steps. That a holder's file may be half its
  * life old when a writing begins takes two ticks; two takers show what comes of that.
  *
- * passes: -DMOVE_AT_ONCE
+ * passes: -DMOVE_AT_ONCE -DTAKERS=3
  * passes: -DTWO_TICKS
  * fails: -DLATE_AT_START
  * fails: -DNO_CLOCK
@@ -30,11 +30,7 @@
 
 #define HOLDER 0
 #ifndef TAKERS
-#ifdef TWO_TICKS
 #define TAKERS 2
-#else
-#define TAKERS 3
-#endif
 #endif
 #define PROCESSES ( TAKERS + 1 )
 
