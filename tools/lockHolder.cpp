@@ -9,6 +9,7 @@
 #include <resmgt/osal/osFsUtils.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <optional>
 #include <string_view>
 
@@ -81,10 +82,14 @@ std::string LockHolder::describe() const {
 LockHolder findLockHolder( const OsFilePath& path ) {
     const OsFilePath lockPath = OsFileLock::getLockPath( path.getAbsolutePath() );
     LockHolder holder;
-    const OsFile file( lockPath );
-    if( !file.isFile() ) {
+    // Of the name itself, as for those who lock: no link is followed.
+    const auto type = std::filesystem::symlink_status( lockPath.toString() ).type();
+    if( type != std::filesystem::file_type::regular ) {
+        holder.state =
+            type == std::filesystem::file_type::not_found ? LockHolder::FREE : LockHolder::BLOCKED;
         return holder;
     }
+    const OsFile file( lockPath );
     // First: to open the file is to ask the server about it, past what this machine remembers.
     const std::string text = readText( lockPath );
     const OPtr<OsDateTypes::DateRep> now( OsFsUtils::getServerTime( lockPath.getDirectoryName() ) );

@@ -12,7 +12,9 @@ struct LockHolder {
     enum State {
         FREE,
         ALIVE,
-        DEAD ///< to be taken over by the next who wants it
+        DEAD,   ///< to be taken over by the next who wants it
+        BLOCKED ///< what isn't a regular file lies where the lock file belongs: nobody gets the
+                ///< lock
     };
 
     State state = FREE;

@@ -113,6 +113,16 @@ TEST( QvlockTest, StatusNamesTheHolderAndChangesNothing ) {
         AllOf( HasSubstr( "state: dead\n" ), HasSubstr( "user: <?[2J&quot;>\nhost: h\n" ) ) );
     EXPECT_TRUE( fs::exists( files.path() / ".b.omlock" ) );
     EXPECT_TRUE( lock->verify() );
+    // Planted, nobody's lock, and in the way of everybody's.
+    fs::create_symlink( ".a.omlock", files.path() / ".c.omlock" );
+    fs::create_directory( files.path() / ".d.omlock" );
+    for( const char* const name : { "c", "d" } ) {
+        const std::string file( name );
+        EXPECT_THAT( run( files, "status " + file ).text,
+                     MatchesRegex( "file: [^\n]+\nstate: blocked\n" ) );
+        EXPECT_THAT( run( files, "run " + file + " -- echo never" ).text,
+                     HasSubstr( "can't be locked: what isn't a regular file" ) );
+    }
 }
 
 TEST( QvlockTest, SignalEndsTheWaitForTheLock ) {

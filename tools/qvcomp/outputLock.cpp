@@ -1,5 +1,6 @@
 #include <tools/qvcomp/outputLock.h>
 
+#include <resmgt/profiling/sleeper.h>
 #include <tools/lockHolder.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/interrupt.h>
@@ -13,25 +14,31 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Between two looks whether a signal has come.
-constexpr double LONGEST_TRY = 0.5;
+// In seconds, between two tries: each asks the file server for its time. A signal is noticed then.
+constexpr double SHORTEST_PAUSE = 0.05;
+constexpr double LONGEST_PAUSE = 0.999;
+
+[[noreturn]] void refuse( const OsFilePath& path ) {
+    const LockHolder holder = findLockHolder( path );
+    if( holder.state == LockHolder::FREE || holder.state == LockHolder::BLOCKED ) {
+        throw Failure( Tag::CANT_LOCK, path.toString() );
+    }
+    throw Failure( Tag::LOCKED, path.toString(), holder.describe() );
+}
 
 OPtr<OsFileLock> lock( const OsFilePath& path, int seconds ) {
     const Clock::time_point end = Clock::now() + std::chrono::seconds( seconds );
-    for( ;; ) {
+    for( double pause = SHORTEST_PAUSE;; pause = std::min( 2.0 * pause, LONGEST_PAUSE ) ) {
         InterruptNote::check();
+        OPtr<OsFileLock> made( OsFileLock::lock( path ) );
         const double left = std::chrono::duration<double>( end - Clock::now() ).count();
-        OPtr<OsFileLock> made( OsFileLock::lock( path, std::min( left, LONGEST_TRY ) ) );
         if( !made.isNull() ) {
             return made;
         }
         if( left <= 0.0 ) {
-            const LockHolder holder = findLockHolder( path );
-            if( holder.state == LockHolder::FREE ) {
-                throw Failure( Tag::CANT_LOCK, path.toString() );
-            }
-            throw Failure( Tag::LOCKED, path.toString(), holder.describe() );
+            refuse( path );
         }
+        Sleeper::getInstance().sleep( std::min( pause, left ) );
     }
 }
 

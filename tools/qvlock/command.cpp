@@ -156,6 +156,17 @@ OPtr<OsFileLock> lockOrStop( const Options& options, const BlockedSignals& signa
     }
 }
 
+std::string explainRefusal( const LockHolder& holder ) {
+    switch( holder.state ) {
+    case LockHolder::FREE:
+        return "can't be locked: no lock file can be written there";
+    case LockHolder::BLOCKED:
+        return "can't be locked: what isn't a regular file lies where its lock file belongs";
+    default:
+        return "is locked by " + holder.describe();
+    }
+}
+
 } // namespace
 
 BlockedSignals::BlockedSignals() {
@@ -173,11 +184,8 @@ int runLocked( const Options& options, const BlockedSignals& signals ) {
         return SIGNAL_STATUS + signal;
     }
     if( lock.isNull() ) {
-        const LockHolder holder = findLockHolder( options.file );
         tell( "'" + options.file.toString() + "' " +
-              ( holder.state == LockHolder::FREE
-                    ? "can't be locked: no lock file can be written there"
-                    : "is locked by " + holder.describe() ) );
+              explainRefusal( findLockHolder( options.file ) ) );
         return EXIT_FAILED;
     }
     const int status = supervise( Child( options.command, signals ), *lock, options.file, signals );
@@ -193,11 +201,11 @@ void turnLogOff() {
 }
 
 void printStatus( const Options& options ) {
-    static constexpr const char* STATES[] = { "free", "alive", "dead" };
+    static constexpr const char* STATES[] = { "free", "alive", "dead", "blocked" };
     const LockHolder holder = findLockHolder( options.file );
     std::printf( "file: %s\nstate: %s\n", Printable::makeLine( options.file.toString() ).c_str(),
                  STATES[holder.state] );
-    if( holder.state != LockHolder::FREE ) {
+    if( holder.state == LockHolder::ALIVE || holder.state == LockHolder::DEAD ) {
         std::printf(
             "user: %s\nhost: %s\nprocess: %s\nbuild: %s\nsince: %s\nrefreshed: %.1f s ago\n",
             holder.user.c_str(), holder.host.c_str(), holder.process.c_str(), holder.build.c_str(),

@@ -4,6 +4,7 @@
 #include <base/init/inBuildInfoMgr.h>
 #include <base/init/inBuildInfoUtil.h>
 #include <resmgt/fileLocks/osFileLockManager.h>
+#include <resmgt/fileLocks/src/runStep.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/osal/osFileEx.h>
@@ -306,22 +307,22 @@ void OsFileLockImp::setCallback( OsFileLock::Callback* callback ) {
     }
 }
 
-void OsFileLockImp::armReport() {
+void OsFileLockImp::armReport() noexcept {
     const LkGuard<const LkLock> guard( _reportLock );
-    if( _callback == nullptr ) {
-        return;
-    }
     const bool isHeldNow = isHeld();
-    if( !isHeldNow && !_wasHeld ) {
+    if( _callback == nullptr || ( !isHeldNow && !_wasHeld ) ) {
         return;
-    }
-    if( _reportAlarm.isNull() ) {
-        _reportAlarm = MtAlarmHandle( "Report of a file lock" );
-        _reportAlarm.setCallback( &_reportCallback );
     }
     const std::int64_t left = _heldUntil.load( std::memory_order_relaxed ) - getLockClock();
-    _reportAlarm.setDuration( isHeldNow && _wasHeld ? static_cast<double>( left ) * 1e-9 : 0.0 );
-    MtAlarmManager::getInstance().registerAlarm( _reportAlarm );
+    const double duration = isHeldNow && _wasHeld ? static_cast<double>( left ) * 1e-9 : 0.0;
+    runStep( "The report of a file lock", [&alarm = _reportAlarm, duration, this] {
+        if( alarm.isNull() ) {
+            alarm = MtAlarmHandle( "Report of a file lock" );
+            alarm.setCallback( &_reportCallback );
+        }
+        alarm.setDuration( duration );
+        MtAlarmManager::getInstance().registerAlarm( alarm );
+    } );
 }
 
 void OsFileLockImp::report() {

@@ -77,7 +77,9 @@ private:
     void hold( std::int64_t start, bool mustConfirm ) QV_REQUIRES( _fileLock );
     void lose() QV_REQUIRES( _fileLock );
     void removeFile() QV_REQUIRES( _fileLock );
-    void armReport();
+    /// Has `report` called when the holding has changed or will end. Where no alarm can be had, the
+    /// next pass tries again.
+    void armReport() noexcept;
     void report();
 
     const OsFilePath _lockPath;

@@ -4,12 +4,11 @@
 #include <base/init/inSingleton.imp>
 #include <resmgt/fileLocks/src/osFileLockImp.h>
 #include <resmgt/fileLocks/src/osFileLockManagerImp.h>
+#include <resmgt/fileLocks/src/runStep.h>
 #include <resmgt/logger/lgGroups.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/threadExtensions/mtAlarmManager.h>
 #include <resmgt/threads/mtThreadFactory.h>
-
-#include <exception>
 
 namespace Qv {
 
@@ -18,20 +17,6 @@ template class InSingleton<OsFileLockManager>;
 namespace {
 
 using Singleton = InSingleton<OsFileLockManager>;
-
-/// Runs a step that others must not be kept from; answers false if it raised.
-template <class Step>
-bool runStep( const char* what, const Step& step ) noexcept {
-    try {
-        step();
-        return true;
-    } catch( const std::exception& exception ) {
-        QV_LOG( FileLocks, Error, what, " failed: ", exception.what() );
-    } catch( ... ) {
-        QV_LOG( FileLocks, Error, what, " failed" );
-    }
-    return false;
-}
 
 } // namespace
 
@@ -151,11 +136,11 @@ void OsFileLockManager::arm() {
     if( _isStopping ) {
         return;
     }
-    _isUnarmed = !runStep( "The alarm of the file locks", [this] {
-        _alarm.setDuration( getRefreshInterval() );
-        _alarm.setRequestedRepeats( 0 );
-        _alarm.setCallback( &_alarmCallback );
-        MtAlarmManager::getInstance().registerAlarm( _alarm );
+    _isUnarmed = !runStep( "The alarm of the file locks", [&alarm = _alarm, this] {
+        alarm.setDuration( getRefreshInterval() );
+        alarm.setRequestedRepeats( 0 );
+        alarm.setCallback( &_alarmCallback );
+        MtAlarmManager::getInstance().registerAlarm( alarm );
     } );
     if( _isUnarmed ) {
         _imp->requestConfirmation();

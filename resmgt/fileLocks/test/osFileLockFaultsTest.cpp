@@ -132,6 +132,15 @@ TEST( OsFileLockFaultsTest, ReleaseThatFailsOnceLeavesNoLockThatLives ) {
     }
 }
 
+TEST( OsFileLockFaultsTest, DeadFileInAStickyDirectoryStaysAndIsLocked ) {
+    const LockFiles files( ".f.omlock=theirs" );
+    files.age( 1000 );
+    const FailingCall refused( "rename", EPERM, FailingCall::FOR_GOOD );
+    EXPECT_TRUE( files.isLocked() );
+    EXPECT_TRUE( files.lock().isNull() );
+    EXPECT_EQ( files.read( LockFiles::LOCK ), "theirs" );
+}
+
 TEST( OsFileLockFaultsTest, FileSizeLimitEndsNoProcessAndCountsAsAFullVolume ) {
     const LockFiles files;
     rlimit before{};

@@ -10,6 +10,7 @@
 #include <resmgt/threads/mtLogger.h>
 #include <resmgt/threads/mtThreadMgr.h>
 #include <resmgt/threads/priority.h>
+#include <tests/support/failingNew.h>
 #include <tests/support/fakeBuildInfo.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/loggedLines.h>
@@ -405,6 +406,34 @@ TEST( OsFileLockTest, LossAndRegainAreReportedOnceEach ) {
     waitUntil( [&] { return !files.has( LockFiles::LOCK ); }, "the release in the call" );
     EXPECT_THAT( other.get(), ElementsAre( false ) );
     EXPECT_EQ( changes.get().size(), 3u );
+}
+
+TEST( OsFileLockTest, ReportThatCantBeArmedIsMadeUpForByTheNextPass ) {
+    const LockFiles files;
+    Changes changes;
+    const OPtr<OsFileLock> lock = files.lock();
+    const LateBy late( 36 );
+    {
+        const FailingNew none( 0 );
+        lock->setCallback( &changes );
+    }
+    refreshAll();
+    changes.await( 2 );
+    EXPECT_THAT( changes.get(), ElementsAre( false, true ) );
+}
+
+TEST( OsFileLockTest, DirectoryMadeAnewGetsTheLockAndTheFormerFileIsDead ) {
+    const LockFiles files( "d/" );
+    const OPtr<OsFileLock> lock( OsFileLock::lock( files.path( "d/f" ) ) );
+    fs::rename( files.at( "d" ), files.at( "former" ) );
+    EXPECT_FALSE( lock->verify() );
+    refreshAll();
+    EXPECT_FALSE( lock->isHeld() );
+    fs::create_directory( files.at( "d" ) );
+    refreshAll();
+    EXPECT_TRUE( OsFileLock::isLocked( files.path( "d/f" ) ) );
+    waitUntil( [&] { return lock->verify(); }, "the lock in the new directory" );
+    EXPECT_FALSE( OsFileLock::isLocked( files.path( "former/f" ) ) );
 }
 
 TEST( OsFileLockTest, LockIsLostAtItsTimeAlsoWhileNobodyRefreshes ) {

@@ -230,7 +230,6 @@ TEST( OsFileMonitorStormTest, ThreadsAndHandlersMayDoWhateverTheyLikeAtOnce ) {
         std::atomic<long> nbCalls = 0;
         std::function<void( const OsFileEvent& )> action;
     };
-    std::atomic<bool> isOver = false;
     const auto work = [&]( std::uint64_t number ) {
         std::mt19937_64 random( seed + number );
         const auto pick = [&]( std::size_t count ) { return random() % count; };
