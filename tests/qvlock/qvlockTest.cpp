@@ -88,6 +88,18 @@ TEST( QvlockTest, CommandRunsUnderTheLockAndItsStatusIsPassedOn ) {
     EXPECT_TRUE( fs::is_empty( files.path() ) );
 }
 
+TEST( QvlockTest, LifeOfLessThanTwoRefreshesIsLoggedAsAWarning ) {
+    const TempDirectory files;
+    for( const auto& [life, isShort] : { std::pair( 29, true ), { 30, false } } ) {
+        const std::string settings =
+            "QV_LOG_WARNING=% QV_MAXIMUM_LOCK_LIFE=" + std::to_string( life );
+        const Outcome outcome = run( files, "run a -- true", settings );
+        EXPECT_EQ( outcome.text.find( "let them live at least twice" ) != std::string::npos,
+                   isShort )
+            << outcome.text;
+    }
+}
+
 TEST( QvlockTest, StatusNamesTheHolderAndChangesNothing ) {
     const TempDirectory files;
     EXPECT_THAT( run( files, "status a" ).text, MatchesRegex( "file: /.*/a\nstate: free\n" ) );
