@@ -315,7 +315,8 @@ void OsFileLockImp::armReport() noexcept {
     }
     const std::int64_t left = _heldUntil.load( std::memory_order_relaxed ) - getLockClock();
     const double duration = isHeldNow && _wasHeld ? static_cast<double>( left ) * 1e-9 : 0.0;
-    runStep( "The report of a file lock", [&alarm = _reportAlarm, duration, this] {
+    MtAlarmHandle alarm = _reportAlarm;
+    runStep( "The report of a file lock", [&] {
         if( alarm.isNull() ) {
             alarm = MtAlarmHandle( "Report of a file lock" );
             alarm.setCallback( &_reportCallback );
@@ -323,6 +324,7 @@ void OsFileLockImp::armReport() noexcept {
         alarm.setDuration( duration );
         MtAlarmManager::getInstance().registerAlarm( alarm );
     } );
+    _reportAlarm = alarm;
 }
 
 void OsFileLockImp::report() {

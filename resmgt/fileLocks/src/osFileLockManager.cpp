@@ -136,7 +136,8 @@ void OsFileLockManager::arm() {
     if( _isStopping ) {
         return;
     }
-    _isUnarmed = !runStep( "The alarm of the file locks", [&alarm = _alarm, this] {
+    MtAlarmHandle alarm = _alarm;
+    _isUnarmed = !runStep( "The alarm of the file locks", [&] {
         alarm.setDuration( getRefreshInterval() );
         alarm.setRequestedRepeats( 0 );
         alarm.setCallback( &_alarmCallback );
