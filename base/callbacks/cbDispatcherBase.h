@@ -37,7 +37,13 @@ private:
     struct Link {
         CbHandlerBase* _handler;
         std::uint64_t _id;
+        /// Where the handler keeps this dispatcher.
+        std::size_t _slot;
     };
+
+    std::vector<Link>::iterator findLink( const CbHandlerBase& handler ) noexcept;
+    /// Takes this dispatcher out of the handler's list.
+    void leave( const Link& link ) noexcept;
 
     std::vector<Link> _links;
     std::uint64_t _nextId = 0;

@@ -25,7 +25,7 @@ CbDispatcherBase::~CbDispatcherBase() noexcept {
         round->_dispatcher = nullptr;
     }
     for( const Link& link : _links ) {
-        std::erase( link._handler->_dispatchers, this );
+        leave( link );
     }
 }
 
@@ -33,19 +33,43 @@ void CbDispatcherBase::add( CbHandlerBase& handler ) {
     if( contains( handler ) ) {
         return;
     }
-    handler._dispatchers.reserve( handler._dispatchers.size() + 1 );
-    _links.push_back( { &handler, _nextId++ } );
     handler._dispatchers.push_back( this );
+    try {
+        _links.push_back( { &handler, _nextId++, handler._dispatchers.size() - 1 } );
+    } catch( ... ) {
+        handler._dispatchers.pop_back();
+        throw;
+    }
 }
 
 void CbDispatcherBase::remove( CbHandlerBase& handler ) noexcept {
-    std::erase_if( _links, [&]( const Link& link ) { return link._handler == &handler; } );
-    std::erase( handler._dispatchers, this );
+    const auto link = findLink( handler );
+    if( link != _links.end() ) {
+        leave( *link );
+        _links.erase( link );
+    }
 }
 
 bool CbDispatcherBase::contains( const CbHandlerBase& handler ) const noexcept {
-    // Whichever list is the shorter one would do; a handler's is.
-    return std::ranges::find( handler._dispatchers, this ) != handler._dispatchers.end();
+    // A handler may be known to a million dispatchers, and a dispatcher know a million handlers.
+    return _links.size() < handler._dispatchers.size()
+               ? std::ranges::find( _links, &handler, &Link::_handler ) != _links.end()
+               : std::ranges::find( handler._dispatchers, this ) != handler._dispatchers.end();
+}
+
+std::vector<CbDispatcherBase::Link>::iterator
+CbDispatcherBase::findLink( const CbHandlerBase& handler ) noexcept {
+    return std::ranges::find( _links, &handler, &Link::_handler );
+}
+
+void CbDispatcherBase::leave( const Link& link ) noexcept {
+    std::vector<CbDispatcherBase*>& dispatchers = link._handler->_dispatchers;
+    CbDispatcherBase* const last = dispatchers.back();
+    if( last != this ) {
+        dispatchers[link._slot] = last;
+        last->findLink( *link._handler )->_slot = link._slot;
+    }
+    dispatchers.pop_back();
 }
 
 CbDispatcherBase::Round::Round( CbDispatcherBase& dispatcher )

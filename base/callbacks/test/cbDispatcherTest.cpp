@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <memory>
 #include <random>
@@ -140,6 +141,39 @@ TEST_F( CbDispatcherTest, RandomTrafficDuringADispatchAgreesWithAPlainModel ) {
         pending = model;
         dispatched();
         ASSERT_TRUE( pending.empty() ) << pending.front();
+    }
+}
+
+TEST( CbDispatcherLinksTest, AnyDispatchersAndHandlersMayJoinLeaveAndEnd ) {
+    constexpr std::size_t NB = 6;
+    std::mt19937_64 random( testSeed() );
+    std::array<std::unique_ptr<CbDispatcher<Log>>, NB> dispatchers;
+    std::array<std::unique_ptr<Recorder>, NB> handlers;
+    // Of each dispatcher, the handlers in order.
+    std::array<Log, NB> model;
+    for( long round = scaledCount( 20000 ); round > 0; --round ) {
+        const std::size_t d = random() % NB;
+        const std::size_t h = random() % NB;
+        const std::string name = std::to_string( h );
+        const bool isIn = std::ranges::find( model[d], name ) != model[d].end();
+        if( !dispatchers[d] || random() % 30 == 0 ) {
+            dispatchers[d] = std::make_unique<CbDispatcher<Log>>();
+            model[d].clear();
+        } else if( !handlers[h] || random() % 30 == 0 ) {
+            handlers[h] = std::make_unique<Recorder>( name );
+            std::ranges::for_each( model, [&]( Log& names ) { std::erase( names, name ); } );
+        } else if( random() % 3 == 0 ) {
+            dispatchers[d]->remove( *handlers[h] );
+            std::erase( model[d], name );
+        } else {
+            dispatchers[d]->add( *handlers[h] );
+            model[d].insert( model[d].end(), isIn ? 0 : 1, name );
+        }
+        Log log;
+        if( dispatchers[d] ) {
+            dispatchers[d]->dispatch( log );
+        }
+        ASSERT_EQ( log, model[d] );
     }
 }
 
