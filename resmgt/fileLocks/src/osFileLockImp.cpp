@@ -309,8 +309,11 @@ void OsFileLockImp::setCallback( OsFileLock::Callback* callback ) {
 
 void OsFileLockImp::armReport() noexcept {
     const LkGuard<const LkLock> guard( _reportLock );
+    if( _callback == nullptr ) {
+        return;
+    }
     const bool isHeldNow = isHeld();
-    if( _callback == nullptr || ( !isHeldNow && !_wasHeld ) ) {
+    if( !isHeldNow && !_wasHeld ) {
         return;
     }
     const std::int64_t left = _heldUntil.load( std::memory_order_relaxed ) - getLockClock();
