@@ -96,6 +96,13 @@ void ChildCommand::send( int signal ) const {
     ::kill( _pid, signal );
 }
 
+void ChildCommand::stop() const {
+    send( SIGSTOP );
+    int status = 0;
+    ::waitpid( _pid, &status, WUNTRACED );
+    EXPECT_TRUE( WIFSTOPPED( status ) ) << status;
+}
+
 Outcome ChildCommand::finish() {
     std::string errors;
     std::thread reader( [&] { errors = readAll( _errors ); } );
@@ -149,7 +156,8 @@ std::vector<fs::path> QvcompTest::listBlocks() const {
     std::vector<fs::path> blocks;
     std::error_code error;
     for( const fs::directory_entry& entry : fs::directory_iterator( getCache(), error ) ) {
-        if( entry.path().filename().string()[0] == '0' ) {
+        // A probe's name begins with a digit too, at times.
+        if( entry.path().filename().string()[0] == '0' && !entry.path().has_extension() ) {
             blocks.push_back( entry.path() );
         }
     }

@@ -38,6 +38,8 @@ public:
     ~ChildCommand();
 
     void send( int signal ) const;
+    /// Returns when it stands still, until SIGCONT.
+    void stop() const;
     /// Waits for its end.
     Outcome finish();
 
