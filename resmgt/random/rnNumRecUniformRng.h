@@ -1,8 +1,10 @@
 #pragma once
 
-#include <resmgt/random/rnRng.h>
+#include <resmgt/random/rnUnitRng.h>
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace Qv {
@@ -13,32 +15,35 @@ namespace Qv {
 ///
 /// Errors: std::bad_alloc of the constructors and of copying.
 template <class T>
-class QV_TEMPLATE_API RnNumRecUniformRng : public RnRng<T> {
+class QV_TEMPLATE_API RnNumRecUniformRng : public RnUnitRng<T> {
 public:
     /// With the seed 0.
     RnNumRecUniformRng();
     explicit RnNumRecUniformRng( unsigned int seed );
 
     T operator()() override;
-    void getSample( T& value ) override;
     void getSequence( unsigned int n, T* values ) override;
-
-    T getEfficientWidth() const override;
-    T getEfficientMin() const override;
-    T getEfficientMax() const override;
-    T getEfficientFraction() const override;
-    /// 1 from 0 up to, but without 1; 0 elsewhere.
-    T getPdf( T x ) const override;
 
     void restart() override;
     /// Goes to the first value of another seed, which it keeps.
     void restart( unsigned int seed );
+    /// "Numerical Recipes RAN2"
     char const* getName() const override;
+
+    /// What setState() needs to go on from here: the name and whole numbers, the same for float and
+    /// double.
+    std::string getState() const;
+    /// Raises RnEx::ExBadState, and changes nothing, if `text` isn't a whole state of this kind.
+    void setState( std::string_view text );
+    /// Goes on as if `n` values had been taken, in a time that grows with `n`.
+    void skip( std::uint64_t n );
 
 private:
     std::uint32_t advance();
+    std::uint32_t next();
 
-    T _y;
+    // The last value times 1771875.
+    std::uint32_t _last;
     std::uint32_t _seed;
     std::uint32_t _idum;
     std::vector<std::uint32_t> _table;

@@ -1,6 +1,10 @@
 #include <resmgt/random/rnNumRecUniformRng.h>
 
+#include "rnState.h"
+
 #include <base/failure/assertions.h>
+
+#include <utility>
 
 namespace Qv {
 
@@ -36,7 +40,7 @@ void RnNumRecUniformRng<T>::restart() {
     for( std::uint32_t& value : _table ) {
         value = advance();
     }
-    _y = toUnitInterval<T>( advance() );
+    _last = advance();
 }
 
 template <class T>
@@ -52,54 +56,57 @@ std::uint32_t RnNumRecUniformRng<T>::advance() {
 }
 
 template <class T>
-T RnNumRecUniformRng<T>::operator()() {
-    const auto j = static_cast<std::uint32_t>( static_cast<T>( SHUFFLESIZE ) * _y );
+std::uint32_t RnNumRecUniformRng<T>::next() {
+    const auto j =
+        static_cast<std::uint32_t>( static_cast<T>( SHUFFLESIZE ) * toUnitInterval<T>( _last ) );
     QV_ASSERT( j < SHUFFLESIZE );
-    _y = toUnitInterval<T>( _table[j] );
+    _last = _table[j];
     _table[j] = advance();
-    return _y;
+    return _last;
 }
 
 template <class T>
-void RnNumRecUniformRng<T>::getSample( T& value ) {
-    value = ( *this )();
+T RnNumRecUniformRng<T>::operator()() {
+    return toUnitInterval<T>( next() );
 }
 
 template <class T>
 void RnNumRecUniformRng<T>::getSequence( unsigned int n, T* values ) {
     for( unsigned int i = 0; i < n; ++i ) {
-        values[i] = ( *this )();
+        values[i] = toUnitInterval<T>( next() );
     }
-}
-
-template <class T>
-T RnNumRecUniformRng<T>::getEfficientWidth() const {
-    return 1;
-}
-
-template <class T>
-T RnNumRecUniformRng<T>::getEfficientMin() const {
-    return 0;
-}
-
-template <class T>
-T RnNumRecUniformRng<T>::getEfficientMax() const {
-    return 1;
-}
-
-template <class T>
-T RnNumRecUniformRng<T>::getEfficientFraction() const {
-    return 1;
-}
-
-template <class T>
-T RnNumRecUniformRng<T>::getPdf( T x ) const {
-    return x >= 0 && x < 1 ? T( 1 ) : T( 0 );
 }
 
 template <class T>
 char const* RnNumRecUniformRng<T>::getName() const {
     return "Numerical Recipes RAN2";
+}
+
+template <class T>
+std::string RnNumRecUniformRng<T>::getState() const {
+    std::vector<std::uint64_t> numbers = { _seed, _idum, _last };
+    numbers.insert( numbers.end(), _table.begin(), _table.end() );
+    return writeRnState( getName(), numbers.data(), numbers.size() );
+}
+
+template <class T>
+void RnNumRecUniformRng<T>::setState( std::string_view text ) {
+    RnStateReader reader( getName(), text );
+    RnNumRecUniformRng read( reader.next32() );
+    read._idum = reader.next32( 0, M - 1 );
+    read._last = reader.next32( 0, M - 1 );
+    for( std::uint32_t& value : read._table ) {
+        value = reader.next32( 0, M - 1 );
+    }
+    reader.end();
+    *this = std::move( read );
+}
+
+template <class T>
+void RnNumRecUniformRng<T>::skip( std::uint64_t n ) {
+    for( ; n > 0; --n ) {
+        next();
+    }
 }
 
 template class QV_INSTANCE_API RnNumRecUniformRng<float>;

@@ -1,0 +1,162 @@
+#include <resmgt/random/rnGaussianRng.h>
+
+#include "rnNormal.h"
+
+#include <base/failure/assertions.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Qv {
+
+namespace {
+
+// A fair source is refused once in 10^6600 times; one that is stuck must not hang its caller.
+constexpr unsigned int MAX_REJECTED = 10000;
+constexpr unsigned int NB_PAIRS_AT_ONCE = 64;
+
+// The squared length of a point of the square [-1, 1] x [-1, 1].
+template <class T>
+T squaredLength( T u, T v ) {
+    return u * u + v * v;
+}
+
+// What makes normal values of a point in the unit circle. ln( 0 ) isn't guarded.
+template <class T>
+T stretch( T x ) {
+    return std::sqrt( T( -2 ) * std::log( x ) / x );
+}
+
+} // namespace
+
+template <class T>
+RnGaussianRng<T>::RnGaussianRng( RnRng<T>* source )
+    : RnGaussianRng( source, 0, 1 ) {}
+
+template <class T>
+RnGaussianRng<T>::RnGaussianRng( RnRng<T>* source, T mean, T sigma )
+    : _uniRng( source )
+    , _mean( mean )
+    , _sigma( sigma ) {
+    QV_ASSERT( _uniRng );
+    QV_ASSERT( _sigma > 0 );
+}
+
+template <class T>
+T RnGaussianRng<T>::eval() {
+    if( _hasSpare ) {
+        _hasSpare = false;
+        return _spare;
+    }
+    T u;
+    T v;
+    T x;
+    unsigned int nbRejected = 0;
+    while( u = 2 * ( *_uniRng )() - 1, v = 2 * ( *_uniRng )() - 1, x = squaredLength( u, v ),
+           x >= 1 ) {
+        ++nbRejected;
+        QV_ASSERT( nbRejected < MAX_REJECTED );
+    }
+    const T factor = stretch( x );
+    _spare = v * factor;
+    _hasSpare = true;
+    return u * factor;
+}
+
+template <class T>
+T RnGaussianRng<T>::scale( T value ) const {
+    return value * _sigma + _mean;
+}
+
+template <class T>
+T RnGaussianRng<T>::operator()() {
+    return scale( eval() );
+}
+
+template <class T>
+void RnGaussianRng<T>::getSample( T& value ) {
+    value = ( *this )();
+}
+
+template <class T>
+void RnGaussianRng<T>::getSequence( unsigned int n, T* values ) {
+    if( n > 0 && _hasSpare ) {
+        *values++ = scale( eval() );
+        --n;
+    }
+    // Each pair of values needs at least one pair of the source: so many are taken at once.
+    T points[2 * NB_PAIRS_AT_ONCE];
+    T lengths[NB_PAIRS_AT_ONCE];
+    unsigned int nbRejected = 0;
+    while( n > 1 ) {
+        const unsigned int nbPairs = std::min( n / 2, NB_PAIRS_AT_ONCE );
+        _uniRng->getSequence( 2 * nbPairs, points );
+        unsigned int nbTaken = 0;
+        for( unsigned int i = 0; i < nbPairs; ++i ) {
+            const T u = 2 * points[2 * i] - 1;
+            const T v = 2 * points[2 * i + 1] - 1;
+            points[2 * nbTaken] = u;
+            points[2 * nbTaken + 1] = v;
+            lengths[nbTaken] = squaredLength( u, v );
+            // Not "< 1": what isn't a number isn't refused.
+            nbTaken += lengths[nbTaken] >= 1 ? 0 : 1;
+        }
+        for( unsigned int i = 0; i < nbTaken; ++i ) {
+            const T factor = stretch( lengths[i] );
+            values[2 * i] = scale( points[2 * i] * factor );
+            values[2 * i + 1] = scale( points[2 * i + 1] * factor );
+        }
+        values += 2 * nbTaken;
+        n -= 2 * nbTaken;
+        nbRejected = nbTaken > 0 ? 0 : nbRejected + nbPairs;
+        QV_ASSERT( nbRejected < MAX_REJECTED );
+    }
+    if( n > 0 ) {
+        *values = ( *this )();
+    }
+}
+
+template <class T>
+T RnGaussianRng<T>::getEfficientWidth() const {
+    return T( RN_SIGMAS_OF_BOX ) * _sigma;
+}
+
+template <class T>
+T RnGaussianRng<T>::getEfficientMin() const {
+    return _mean - getEfficientWidth() / 2;
+}
+
+template <class T>
+T RnGaussianRng<T>::getEfficientMax() const {
+    return _mean + getEfficientWidth() / 2;
+}
+
+template <class T>
+T RnGaussianRng<T>::getEfficientFraction() const {
+    return static_cast<T>( RN_NORMAL_FRACTION );
+}
+
+template <class T>
+T RnGaussianRng<T>::getPdf( T x ) const {
+    return getNormalPdf( x, _mean, _sigma );
+}
+
+template <class T>
+void RnGaussianRng<T>::restart() {
+    _uniRng->restart();
+}
+
+template <class T>
+void RnGaussianRng<T>::forgetSpare() {
+    _hasSpare = false;
+}
+
+template <class T>
+char const* RnGaussianRng<T>::getName() const {
+    return "Gaussian";
+}
+
+template class QV_INSTANCE_API RnGaussianRng<float>;
+template class QV_INSTANCE_API RnGaussianRng<double>;
+
+} // namespace Qv
