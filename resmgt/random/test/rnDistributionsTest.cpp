@@ -1,1 +1,661 @@
-#include <gtest/gtest.h>
+#include <resmgt/random/rnAsymmetricalSeparableBiRng.h>
+#include <resmgt/random/rnCosineHemisphericalRng.h>
+#include <resmgt/random/rnGaussianRng.h>
+#include <resmgt/random/rnHaltonBiRng.h>
+#include <resmgt/random/rnHistogramBiRng.h>
+#include <resmgt/random/rnHistogramRng.h>
+#include <resmgt/random/rnInverseGaussianRng.h>
+#include <resmgt/random/rnMexicanHatRng.h>
+#include <resmgt/random/rnSeparableBiRng.h>
+#include <resmgt/random/rnSeparableMultiRng.h>
+#include <resmgt/random/rnSphericalHistogram.h>
+#include <resmgt/random/rnUniformHemisphericalRng.h>
+#include <resmgt/random/rnUniformHistogram.h>
+#include <resmgt/random/rnUniformSphericalRng.h>
+#include <resmgt/random/rnUnitRng.h>
+#include <resmgt/random/rnXoshiroUniformRng.h>
+
+#include <base/failure/assertions.h>
+#include <tests/support/raisedBy.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <numbers>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace Qv {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+constexpr double PI = std::numbers::pi;
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double INF = std::numeric_limits<double>::infinity();
+
+// Gives the numbers of a script again and again, and counts them.
+template <class T>
+class Script : public RnUnitRng<T> {
+public:
+    explicit Script( std::vector<double> numbers )
+        : _numbers( std::move( numbers ) ) {}
+
+    T operator()() override { return static_cast<T>( _numbers[_nbTaken++ % _numbers.size()] ); }
+    void getSequence( unsigned int n, T* values ) override {
+        for( unsigned int i = 0; i < n; ++i ) {
+            values[i] = ( *this )();
+        }
+    }
+    void restart() override { _nbTaken = 0; }
+    char const* getName() const override { return "Script"; }
+
+    std::vector<double> _numbers;
+    std::size_t _nbTaken = 0;
+};
+
+template <class T>
+class RnDistributionsTest : public ::testing::Test {
+protected:
+    static constexpr double EPSILON = std::numeric_limits<T>::epsilon();
+
+    static std::string assertionOf( const std::function<void()>& body ) {
+        return raisedBy<ExAssertionFailed>( body );
+    }
+    static std::vector<T> take( RnRng<T>& generator, unsigned int n ) {
+        std::vector<T> values( n );
+        generator.getSequence( n, values.data() );
+        return values;
+    }
+    // Kolmogorov and Smirnov's distance times sqrt( n ); above 2.7 once in a million times.
+    static double distance( std::vector<T> values, const std::function<double( double )>& share ) {
+        std::sort( values.begin(), values.end() );
+        const double n = static_cast<double>( values.size() );
+        double largest = 0;
+        for( std::size_t i = 0; i < values.size(); ++i ) {
+            largest =
+                std::max( largest, std::abs( share( values[i] ) - ( double( i ) + 0.5 ) / n ) );
+        }
+        return largest * std::sqrt( n );
+    }
+
+    Script<T> _script{ { 0.5 } };
+    RnXoshiroUniformRng<T> _fair{ 99 };
+    RnHaltonBiRng<T> _square;
+};
+
+using Types = ::testing::Types<float, double>;
+TYPED_TEST_SUITE( RnDistributionsTest, Types );
+
+double normalShare( double x ) {
+    return std::erfc( -x / std::numbers::sqrt2 ) / 2;
+}
+
+TYPED_TEST( RnDistributionsTest, MisuseIsAnAssertion ) {
+    using T = TypeParam;
+    const T edges[] = { 0, 1, 1 };
+    const T nanEdges[] = { 0, static_cast<T>( NaN ), 1 };
+    const T max = std::numeric_limits<T>::max();
+    RnHistogram<T> empty( 0, edges );
+    RnHistogram<T> unweighted( 2, 0, 1 );
+    RnBiHistogram<T> flat( 2, 0, 1, 2, 0, 1 );
+    RnHistogram<T> full( 2, 0, 1 );
+    full.addToBin( 0, 1e308 );
+    full.addToBin( 1, 1e308 );
+    RnRng<T>* const none = nullptr;
+    RnRng<T>* const fair = &this->_fair;
+    const struct {
+        std::function<void()> _body;
+        const char* _text;
+    } cases[] = { { [&] { RnGaussianRng<T> rng( none ); }, "\"_uniRng\"" },
+                  { [&] { RnGaussianRng<T> rng( fair, 0, 0 ); }, "_sigma > 0" },
+                  { [&] { RnGaussianRng<T> rng( fair, 0, static_cast<T>( NaN ) ); }, "_sigma > 0" },
+                  { [&] { RnInverseGaussianRng<T> rng( none ); }, "_uniRng" },
+                  { [&] { RnInverseGaussianRng<T> rng( fair, 0, -1 ); }, "_sigma > 0" },
+                  { [&] { RnMexicanHatRng<T> rng( none ); }, "rng != 0" },
+                  { [&] { RnMexicanHatRng<T> rng( fair, 0, 0 ); }, "_halfwidth > 0" },
+                  { [&] { RnSeparableBiRng<T> rng( none ); }, "_uniRng" },
+                  { [&] { RnAsymmetricalSeparableBiRng<T> rng( none, fair ); }, "_uniRng0" },
+                  { [&] { RnAsymmetricalSeparableBiRng<T> rng( fair, none ); }, "_uniRng1" },
+                  { [&] { RnSeparableMultiRng<T, 3> rng( none ); }, "_uniRng" },
+                  { [&] { RnUniformSphericalRng<T> rng( nullptr ); }, "_rng" },
+                  { [&] { RnUniformHemisphericalRng<T> rng( nullptr ); }, "_rng" },
+                  { [&] { RnCosineHemisphericalRng<T> rng( nullptr ); }, "_rng" },
+                  { [&] { RnHistogramRng<T> rng( full, fair ); }, "isfinite" },
+                  { [&] { RnHistogramRng<T> rng( unweighted, fair ); }, "hasWeight" },
+                  { [&] { RnHistogramRng<T> rng( empty, fair ); }, "hasWeight" },
+                  { [&] { RnHistogramBiRng<T> rng( flat, &this->_square ); }, "hasWeight" },
+                  { [&] { RnHistogram<T> bad( 2, edges ); }, "<" },
+                  { [&] { RnHistogram<T> bad( 2, nanEdges ); }, "<" },
+                  { [&] { RnHistogram<T> bad( 2, 1, 1 ); }, "min < max" },
+                  { [&] { RnHistogram<T> bad( 2, -max, max ); }, "isfinite" },
+                  { [&] { RnHistogram<T> bad( 9, 1, std::nextafter( T( 1 ), T( 2 ) ) ); }, "<" },
+                  { [&] { RnUniformHistogram<T> bad( 0xffffffff, 0, 1 ); }, "MAX_BINS" },
+                  { [&] { full.add( 0, -1 ); }, "weight >= 0" },
+                  { [&] { full.add( 9, NaN ); }, "weight >= 0" },
+                  { [&] { full.addToBin( 0, INF ); }, "isfinite" },
+                  { [&] { full.addToBin( 0, 1.7e308 ); }, "isfinite( sum )" },
+                  { [&] { full.addToBin( 2, 1 ); }, "bin < getNbBins()" },
+                  { [&] { full.getWeight( -1 ); }, "bin >= 0" },
+                  { [&] { flat.addToBin( 0, 2, 1 ); }, "yBin" } };
+    for( const auto& one : cases ) {
+        EXPECT_THAT( this->assertionOf( one._body ), HasSubstr( one._text ) );
+    }
+    EXPECT_EQ( full.getWeight( 0 ), 1e308 );
+}
+
+TYPED_TEST( RnDistributionsTest, PolarValuesComeInPairsOfTheSourcesAcceptedNumbers ) {
+    using T = TypeParam;
+    // 0.9, 0.9 is outside the circle; u = 0.5, v = -0.25.
+    Script<T> source( { 0.9, 0.9, 0.75, 0.375 } );
+    RnGaussianRng<T> rng( &source, 10, 2 );
+    const double factor = std::sqrt( -2 * std::log( 0.3125 ) / 0.3125 );
+    EXPECT_NEAR( rng(), 10 + 2 * 0.5 * factor, 20 * this->EPSILON );
+    EXPECT_EQ( source._nbTaken, 4u );
+    EXPECT_NEAR( rng.eval(), -0.25 * factor, 4 * this->EPSILON );
+    EXPECT_EQ( source._nbTaken, 4u ) << "the spare value draws nothing";
+    rng.eval();
+    rng.restart();
+    EXPECT_EQ( source._nbTaken, 0u );
+    EXPECT_NEAR( rng.eval(), -0.25 * factor, 4 * this->EPSILON ) << "the spare value stays";
+    rng.eval();
+    rng.forgetSpare();
+    rng.restart();
+    EXPECT_NEAR( rng.eval(), 0.5 * factor, 4 * this->EPSILON );
+
+    // Sequences are the single values, and take as much from the source.
+    for( const unsigned int before : { 0u, 1u } ) {
+        for( const unsigned int n : { 0u, 1u, 2u, 3u, 128u, 129u, 1000u, 1001u } ) {
+            RnXoshiroUniformRng<T> sources[2];
+            RnGaussianRng<T> many( &sources[0], 1, 3 );
+            RnGaussianRng<T> single( &sources[1], 1, 3 );
+            EXPECT_EQ( this->take( many, before ), this->take( single, before ) );
+            for( const T value : this->take( many, n ) ) {
+                ASSERT_EQ( value, single() );
+            }
+            EXPECT_EQ( sources[0].getState(), sources[1].getState() ) << before << ' ' << n;
+            EXPECT_EQ( many(), single() );
+        }
+    }
+    // Sources that are stuck end in an assertion; what isn't a number goes through.
+    for( const double stuck : { 0.0, 1.0, INF } ) {
+        Script<T> bad( { stuck } );
+        RnGaussianRng<T> hung( &bad );
+        EXPECT_THAT( this->assertionOf( [&] { hung(); } ), HasSubstr( "MAX_REJECTED" ) );
+        EXPECT_THAT( this->assertionOf( [&] { this->take( hung, 100 ); } ),
+                     HasSubstr( "MAX_REJECTED" ) );
+    }
+    Script<T> nan( { NaN } );
+    RnGaussianRng<T> ofNaN( &nan );
+    EXPECT_TRUE( std::isnan( ofNaN() ) );
+    EXPECT_TRUE( std::isnan( this->take( ofNaN, 2 )[1] ) );
+}
+
+TYPED_TEST( RnDistributionsTest, InverseNormalMeetsKnownValuesAndKeepsOrder ) {
+    using T = TypeParam;
+    const struct {
+        double _u, _x;
+    } cases[] = { { 0.5, 0 },
+                  { 0.25, -0.6744897501960817 },
+                  { 0.975, 1.9599639845400536 },
+                  { 0.001, -3.090232306167813 },
+                  { 0.925, 1.439531470938456 },
+                  { 0.0749, -1.4402382675279632 },
+                  { 1e-10, -6.361340902404056 },
+                  { 1e-12, -7.034483825301132 },
+                  { 0x1p-54, -8.292361075813595 },
+                  { 0, -8.292361075813595 },
+                  { -1, -8.292361075813595 },
+                  { 1, 8.209536151601386 },
+                  { INF, 8.209536151601386 } };
+    for( const auto& one : cases ) {
+        // The slope of the inverse carries the rounding of u on.
+        const double slope =
+            one._u > 0.5 ? std::sqrt( 2 * PI ) * std::exp( one._x * one._x / 2 ) : 1;
+        const double error =
+            one._u > 0 && one._u < 1 ? slope * one._u + std::abs( one._x ) + 1 : 10;
+        EXPECT_NEAR( RnInverseGaussianRng<T>::map( static_cast<T>( one._u ) ), one._x,
+                     2 * this->EPSILON * error )
+            << one._u;
+    }
+    EXPECT_TRUE( std::isnan( RnInverseGaussianRng<T>::map( static_cast<T>( NaN ) ) ) );
+    T before = static_cast<T>( -INF );
+    for( int i = 0; i <= 4096; ++i ) {
+        const T x = RnInverseGaussianRng<T>::map( static_cast<T>( i / 4096.0 ) );
+        ASSERT_GT( x, before ) << i;
+        before = x;
+    }
+    Script<T> source( { 0.25, 0.975 } );
+    RnInverseGaussianRng<T> rng( &source, 10, 2 );
+    EXPECT_NEAR( rng(), 10 - 2 * 0.6744897501960817, 20 * this->EPSILON );
+    EXPECT_EQ( source._nbTaken, 1u );
+    rng.restart();
+    EXPECT_NEAR( this->take( rng, 2 )[1], 10 + 2 * 1.9599639845400536, 40 * this->EPSILON );
+}
+
+TYPED_TEST( RnDistributionsTest, NormalValuesPassTheTestsOfChance ) {
+    using T = TypeParam;
+    constexpr unsigned int n = 1u << 20;
+    RnGaussianRng<T> polar( &this->_fair );
+    RnXoshiroUniformRng<T> other( 7 );
+    RnInverseGaussianRng<T> inverse( &other );
+    for( RnRng<T>* rng : std::initializer_list<RnRng<T>*>{ &polar, &inverse } ) {
+        SCOPED_TRACE( rng->getName() );
+        const std::vector<T> values = this->take( *rng, n );
+        double sums[4] = {};
+        int nbFar = 0;
+        for( const T value : values ) {
+            double power = 1;
+            for( double& sum : sums ) {
+                power *= value;
+                sum += power;
+            }
+            nbFar += std::abs( value ) > 4 ? 1 : 0;
+        }
+        const double moments[] = { 0, 1, 0, 3 };
+        const double variances[] = { 1, 2, 15, 96 };
+        for( int k = 0; k < 4; ++k ) {
+            EXPECT_NEAR( sums[k] / n, moments[k], 5 * std::sqrt( variances[k] / n ) ) << k;
+        }
+        // 6.334e-5 of all lie beyond 4 sigma.
+        EXPECT_NEAR( nbFar, 66.4, 5 * std::sqrt( 66.4 ) );
+        EXPECT_LT( this->distance( values, normalShare ), 2.7 );
+
+        EXPECT_EQ( rng->getEfficientWidth(), 4 );
+        EXPECT_EQ( rng->getEfficientMin(), -2 );
+        EXPECT_EQ( rng->getEfficientMax(), 2 );
+        EXPECT_EQ( rng->getEfficientFraction(), T( 0.99993666 ) );
+        EXPECT_NEAR( rng->getPdf( 1 ), 0.24197072451914337, this->EPSILON );
+    }
+    RnGaussianRng<T> wide( &this->_fair, 10, 2 );
+    EXPECT_EQ( wide.getEfficientMin(), 6 );
+    EXPECT_EQ( wide.getEfficientMax(), 14 );
+    EXPECT_NEAR( wide.getPdf( 12 ), 0.24197072451914337 / 2, this->EPSILON );
+}
+
+TYPED_TEST( RnDistributionsTest, TheTentIsHighestAtItsCentre ) {
+    using T = TypeParam;
+    Script<T> source( { 0, 0.125, 0.5, 0.875, 1, NaN } );
+    RnMexicanHatRng<T> rng( &source, 10, 4 );
+    const std::vector<T> values = this->take( rng, 6 );
+    EXPECT_THAT( std::vector<T>( values.begin(), values.end() - 1 ),
+                 ElementsAre( T( 8 ), T( 9 ), T( 10 ), T( 11 ), T( 12 ) ) );
+    EXPECT_TRUE( std::isnan( values.back() ) );
+    for( const auto& [x, density] : { std::pair( 8.0, 0.0 ),
+                                      { 9.0, 0.25 },
+                                      { 10.0, 0.5 },
+                                      { 11.5, 0.125 },
+                                      { 12.0, 0.0 },
+                                      { 13.0, 0.0 } } ) {
+        EXPECT_EQ( rng.getPdf( static_cast<T>( x ) ), density ) << x;
+    }
+    EXPECT_EQ( rng.getEfficientWidth(), 4 );
+    EXPECT_EQ( rng.getEfficientMin(), 8 );
+    EXPECT_EQ( rng.getEfficientMax(), 12 );
+    RnMexicanHatRng<T> fair( &this->_fair );
+    EXPECT_LT( this->distance( this->take( fair, 100000 ),
+                               []( double x ) {
+                                   const double below = ( 1 - std::abs( 2 * x ) );
+                                   return x < 0 ? below * below / 2 : 1 - below * below / 2;
+                               } ),
+               2.7 );
+}
+
+TYPED_TEST( RnDistributionsTest, HistogramsFindTheBinOfEveryNumber ) {
+    using T = TypeParam;
+    const T edges[] = { -1, 0, 0.5, 4 };
+    RnHistogram<T> uneven( 3, edges );
+    RnUniformHistogram<T> even( 4, 0, 2 );
+    const struct {
+        double _x;
+        int _uneven, _even;
+    } cases[] = { { -2, -1, -4 },
+                  { -1, 0, -2 },
+                  { 0, 1, 0 },
+                  { 0.49, 1, 0 },
+                  { 0.5, 2, 1 },
+                  { 3.9, 2, 7 },
+                  { 4, 3, 8 },
+                  { 1e30, 3, std::numeric_limits<int>::max() },
+                  { -1e30, -1, std::numeric_limits<int>::min() },
+                  { INF, 3, std::numeric_limits<int>::max() },
+                  { -INF, -1, std::numeric_limits<int>::min() },
+                  { NaN, -1, -1 } };
+    for( const auto& one : cases ) {
+        const auto x = static_cast<T>( one._x );
+        EXPECT_EQ( uneven.find( x ), one._uneven ) << one._x;
+        EXPECT_EQ( even.find( x ), one._even ) << one._x;
+        EXPECT_EQ( uneven.add( x, 2 ), one._x >= -1 && one._x < 4 ) << one._x;
+    }
+    EXPECT_THAT( uneven.getWeights(), ElementsAre( 2, 4, 4 ) );
+    EXPECT_EQ( RnUniformHistogram<T>( 0, 0, 1 ).find( 0 ), -1 );
+    EXPECT_EQ( RnHistogram<T>( 0, nullptr ).find( 0 ), -1 );
+    EXPECT_FALSE( RnHistogram<T>( 0, nullptr ).add( 0 ) );
+
+    // Beside each edge, where rounding gives a quotient of the next bin, or of none.
+    for( const unsigned int nbBins : { 1u, 3u, 7u, 10u, 49u, 1000u } ) {
+        RnUniformHistogram<T> narrow( nbBins, T( 0.1 ), T( 0.7 ) );
+        const auto& limits = narrow.getEdges();
+        for( std::size_t i = 0; i < nbBins; ++i ) {
+            ASSERT_TRUE( narrow.add( limits[i] ) );
+            ASSERT_TRUE( narrow.add( std::nextafter( limits[i + 1], T( 0 ) ) ) );
+        }
+        EXPECT_THAT( narrow.getWeights(), ::testing::Each( 2 ) );
+        EXPECT_FALSE( narrow.add( limits.back() ) );
+        EXPECT_FALSE( narrow.add( std::nextafter( limits.front(), T( 0 ) ) ) );
+    }
+    // A float's bin would stop growing at 2^24.
+    even.addToBin( 0, 16777216 );
+    even.add( 0 );
+    EXPECT_EQ( even.getWeight( 0 ), 16777217 );
+    even.clear();
+    EXPECT_THAT( even.getWeights(), ::testing::Each( 0 ) );
+}
+
+TYPED_TEST( RnDistributionsTest, SamplesOfAHistogramFollowItsWeights ) {
+    using T = TypeParam;
+    const T edges[] = { 0, 1, 2, 4, 5, 6 };
+    RnHistogram<T> histogram( 5, edges );
+    histogram.addToBin( 1, 1 );
+    histogram.addToBin( 2, 2 );
+    histogram.addToBin( 3, 1 );
+    Script<T> source( { -1, 0, 0.125, 0.25, 0.5, 0.75, 0.875, 1 - this->EPSILON / 2, 1, 2, NaN } );
+    RnHistogramRng<T> rng( histogram, &source );
+    histogram.addToBin( 0, 100 );
+    std::vector<T> values = this->take( rng, 11 );
+    EXPECT_TRUE( std::isnan( values.back() ) );
+    values.pop_back();
+    EXPECT_THAT( values, ElementsAre( T( 1 ), T( 1 ), T( 1.5 ), T( 2 ), T( 3 ), T( 4 ), T( 4.5 ),
+                                      ::testing::Lt( T( 5 ) ), T( 5 ), T( 5 ) ) );
+    for( const auto& [x, density] : { std::pair( -1.0, 0.0 ),
+                                      { 0.5, 0.0 },
+                                      { 1.0, 0.25 },
+                                      { 3.0, 0.25 },
+                                      { 4.5, 0.25 },
+                                      { 5.5, 0.0 },
+                                      { 6.0, 0.0 } } ) {
+        EXPECT_EQ( rng.getPdf( static_cast<T>( x ) ), density ) << x;
+    }
+    EXPECT_EQ( rng.getEfficientMin(), 0 );
+    EXPECT_EQ( rng.getEfficientMax(), 6 );
+    EXPECT_EQ( rng.getEfficientWidth(), 6 );
+    EXPECT_EQ( rng.getEfficientFraction(), static_cast<T>( 4 / 6.0 ) );
+    // All weight in one narrow bin, far from 0: rounding must not lead out of it.
+    RnHistogram<T> narrow( 1000, 1000, 1001 );
+    narrow.addToBin( 500, 3 );
+    RnHistogramRng<T> inOne( narrow, &this->_fair );
+    for( int i = 0; i < 100000; ++i ) {
+        ASSERT_EQ( narrow.findBin( inOne() ), 500 );
+    }
+}
+
+TYPED_TEST( RnDistributionsTest, SamplesOfARectangleFollowItsCells ) {
+    using T = TypeParam;
+    const T xEdges[] = { 0, 1, 3 };
+    const T yEdges[] = { 0, 2, 3, 4 };
+    RnBiHistogram<T> histogram( 2, xEdges, 3, yEdges );
+    EXPECT_TRUE( histogram.add( T( 0.5 ), T( 2.5 ), 2 ) );
+    EXPECT_TRUE( histogram.add( 1, 0, 1 ) );
+    EXPECT_TRUE( histogram.add( 2, T( 3.9 ), 5 ) );
+    EXPECT_FALSE( histogram.add( 3, 0 ) );
+    EXPECT_FALSE( histogram.add( 0, static_cast<T>( NaN ) ) );
+    EXPECT_THAT( histogram.getWeights(), ElementsAre( 0, 2, 0, 1, 0, 5 ) );
+    EXPECT_THAT( histogram.getX().getWeights(), ElementsAre( 2, 6 ) );
+    EXPECT_THAT( histogram.getY().getWeights(), ElementsAre( 1, 2, 5 ) );
+    RnHistogramBiRng<T> rng( histogram, &this->_square );
+    RnBiHistogram<T> found( 2, xEdges, 3, yEdges );
+    constexpr unsigned int n = 100000;
+    std::vector<T> xs( n );
+    std::vector<T> ys( n );
+    rng.getSequence( n, xs.data(), ys.data() );
+    rng.restart();
+    for( unsigned int i = 0; i < n; ++i ) {
+        T x;
+        T y;
+        rng.getSample( x, y );
+        ASSERT_TRUE( x == xs[i] && y == ys[i] );
+        ASSERT_TRUE( found.add( x, y ) );
+    }
+    for( int i = 0; i < 6; ++i ) {
+        const double share = histogram.getWeight( i / 3, i % 3 ) / 8;
+        EXPECT_NEAR( found.getWeight( i / 3, i % 3 ) / n, share, share * 1e-3 ) << i;
+    }
+    EXPECT_EQ( rng.getPdf( T( 0.5 ), T( 2.5 ) ), 0.25 );
+    EXPECT_EQ( rng.getPdf( 2, 1 ), 0.03125 );
+    EXPECT_EQ( rng.getPdf( T( 0.5 ), 1 ), 0 );
+    EXPECT_EQ( rng.getPdf( 3, 1 ), 0 );
+    EXPECT_EQ( rng.getPdf( 2, 4 ), 0 );
+    // 1 + 4 + 2 of 12.
+    EXPECT_EQ( rng.getEfficientFraction(), static_cast<T>( 7 / 12.0 ) );
+    T width[2];
+    rng.getEfficientWidth( width[0], width[1] );
+    EXPECT_THAT( width, ElementsAre( 3, 4 ) );
+    // 1 of the source: the ends of the last cell with weight.
+    Script<T> one( { 1 } );
+    RnSeparableBiRng<T> ones( &one );
+    RnHistogramBiRng<T> last( histogram, &ones );
+    last.getSample( xs[0], ys[0] );
+    EXPECT_EQ( xs[0], 3 );
+    EXPECT_EQ( ys[0], 4 );
+}
+
+TYPED_TEST( RnDistributionsTest, SeparablePointsAreMadeOfTheirSources ) {
+    using T = TypeParam;
+    Script<T> source( { 0.25, 0.5, 0.75, 1 } );
+    Script<T> flat( { 0.5 } );
+    RnMexicanHatRng<T> tent( &flat, 5, 4 );
+    RnHistogram<T> half( 2, 0, 1 );
+    half.add( 0 );
+    RnHistogramRng<T> lower( half, &source );
+
+    T x[3];
+    T y[3];
+    T z[3];
+    RnSeparableBiRng<T> same( &source );
+    same.getSample( x[0], y[0] );
+    EXPECT_TRUE( x[0] == T( 0.25 ) && y[0] == T( 0.5 ) );
+    same.restart();
+    same.getSequence( 2, x, y );
+    EXPECT_TRUE( x[1] == T( 0.5 ) && y[0] == T( 0.75 ) && y[1] == 1 ) << "one array at a time";
+    EXPECT_STREQ( same.getName(), "Symmetrical Bi Separable" );
+    EXPECT_EQ( RnSeparableBiRng<T>( &lower ).getEfficientFraction(), 0.25 );
+    EXPECT_EQ( RnSeparableBiRng<T>( &lower ).getPdf( 0, T( 0.4 ) ), 4 );
+
+    RnAsymmetricalSeparableBiRng<T> two( &lower, &tent );
+    EXPECT_STREQ( two.getName(), "Assymetrical Bi Separable" );
+    source.restart();
+    two.getSample( x[0], y[0] );
+    EXPECT_TRUE( x[0] == T( 0.125 ) && y[0] == 5 );
+    two.getSequence( 2, x, y );
+    EXPECT_TRUE( x[1] == T( 0.375 ) && y[1] == 5 );
+    EXPECT_EQ( two.getEfficientFraction(), 0.5 );
+    EXPECT_EQ( two.getPdf( 0, 5 ), 2 * 0.5 );
+    two.getEfficientMin( x[0], y[0] );
+    two.getEfficientMax( x[1], y[1] );
+    two.getEfficientWidth( x[2], y[2] );
+    EXPECT_THAT( x, ElementsAre( 0, 1, 1 ) );
+    EXPECT_THAT( y, ElementsAre( 3, 7, 4 ) );
+    two.restart();
+    EXPECT_EQ( source._nbTaken + flat._nbTaken, 0u );
+
+    RnSeparableMultiRng<T, 3> three( &source );
+    T* const arrays[] = { x, y, z };
+    three.getSequence( 1, arrays );
+    EXPECT_TRUE( x[0] == T( 0.25 ) && y[0] == T( 0.5 ) && z[0] == T( 0.75 ) );
+    three.restart();
+    three.getSample( x );
+    EXPECT_THAT( x, ElementsAre( T( 0.25 ), T( 0.5 ), T( 0.75 ) ) );
+    EXPECT_EQ( ( RnSeparableMultiRng<T, 3>( &lower ).getEfficientFraction() ), 0.125 );
+    EXPECT_EQ(
+        ( RnSeparableMultiRng<T, 3>( &tent ).getPdf( std::begin( { T( 5 ), T( 4 ), T( 5 ) } ) ) ),
+        0.0625 );
+}
+
+TYPED_TEST( RnDistributionsTest, DirectionsHaveThreeViewsAndADensityPerSteradian ) {
+    using T = TypeParam;
+    const struct {
+        std::shared_ptr<RnSphericalRng<T>> _rng;
+        double _cosines[3];   // of u = 0, 0.25, 1
+        double _densities[3]; // at cosines of -1, 0.5, 1
+        const char* _name;
+    } cases[] = { { std::make_shared<RnUniformSphericalRng<T>>( &this->_square ),
+                    { -1, -0.5, 1 },
+                    { 1 / ( 4 * PI ), 1 / ( 4 * PI ), 1 / ( 4 * PI ) },
+                    "Uniform spherical" },
+                  { std::make_shared<RnUniformHemisphericalRng<T>>( &this->_square ),
+                    { 0, 0.25, 1 },
+                    { 0, 1 / ( 2 * PI ), 1 / ( 2 * PI ) },
+                    "Uniform hemispherical" },
+                  { std::make_shared<RnCosineHemisphericalRng<T>>( &this->_square ),
+                    { 0, 0.5, 1 },
+                    { 0, 0.5 / PI, 1 / PI },
+                    "Cosine hemispherical" } };
+    const double tolerance = 8 * this->EPSILON;
+    for( const auto& one : cases ) {
+        SCOPED_TRACE( one._name );
+        RnSphericalRng<T>& rng = *one._rng;
+        EXPECT_STREQ( rng.getName(), one._name );
+        for( int i = 0; i < 3; ++i ) {
+            const T u = i == 0 ? T( 0 ) : i == 1 ? T( 0.25 ) : T( 1 );
+            T cosine, azimuth, polar, x, y, z;
+            rng.mapCosine( u, T( 0.25 ), cosine, azimuth );
+            EXPECT_EQ( cosine, one._cosines[i] );
+            EXPECT_NEAR( azimuth, PI / 2, tolerance );
+            rng.mapAngles( u, T( 0.25 ), polar, azimuth );
+            EXPECT_NEAR( polar, std::acos( one._cosines[i] ), tolerance );
+            rng.mapXYZ( u, T( 0.25 ), x, y, z );
+            EXPECT_NEAR( x, 0, tolerance );
+            EXPECT_NEAR( y, std::sin( std::acos( one._cosines[i] ) ), tolerance );
+            EXPECT_EQ( z, one._cosines[i] );
+
+            const T at = i == 0 ? T( -1 ) : i == 1 ? T( 0.5 ) : T( 1 );
+            EXPECT_NEAR( rng.getPdfCosine( at ), one._densities[i], tolerance );
+            EXPECT_NEAR( rng.getPdfAngles( std::acos( at ), 3 ), one._densities[i], tolerance );
+            EXPECT_NEAR( rng.getPdfXYZ( std::sqrt( 1 - at * at ), 0, at ), one._densities[i],
+                         tolerance );
+        }
+        EXPECT_EQ( rng.getPdfCosine( T( 1.001 ) ), rng.getPdfCosine( 1 ) );
+        constexpr unsigned int n = 50;
+        T a[3][n], b[3][n], z[n];
+        rng.restart();
+        rng.getSequenceCosine( n, a[0], b[0] );
+        rng.restart();
+        rng.getSequenceAngles( n, a[1], b[1] );
+        rng.restart();
+        rng.getSequenceXYZ( n, a[2], b[2], z );
+        for( int view = 0; view < 3; ++view ) {
+            rng.restart();
+            for( unsigned int i = 0; i < n; ++i ) {
+                T value[3] = { 0, 0, z[i] };
+                switch( view ) {
+                case 0:
+                    rng.getSampleCosine( value[0], value[1] );
+                    break;
+                case 1:
+                    rng.getSampleAngles( value[0], value[1] );
+                    break;
+                default:
+                    rng.getSampleXYZ( value[0], value[1], value[2] );
+                    break;
+                }
+                EXPECT_THAT( value, ElementsAre( a[view][i], b[view][i], z[i] ) );
+            }
+        }
+        // The density is what the directions have: half of the sphere by shares of the cosine.
+        RnSphericalHistogram<T> found( 8, 4 );
+        rng.restart();
+        for( int i = 0; i < 80000; ++i ) {
+            T x, y, height;
+            rng.getSampleXYZ( x, y, height );
+            ASSERT_NEAR( x * x + y * y + height * height, 1, tolerance );
+            ASSERT_TRUE( found.addXYZ( x, y, height ) );
+        }
+        for( int bin = 0; bin < 32; ++bin ) {
+            const T middle = static_cast<T>( ( bin / 4 + 0.5 ) / 4 - 1 );
+            EXPECT_NEAR( found.getDensity( bin / 4, bin % 4 ), rng.getPdfCosine( middle ), 1e-3 );
+        }
+    }
+}
+
+TYPED_TEST( RnDistributionsTest, EveryDirectionIsInABinOfTheSphere ) {
+    using T = TypeParam;
+    RnSphericalHistogram<T> sphere( 4, 8 );
+    EXPECT_EQ( sphere.getDensity( 0, 0 ), 0 );
+    const T full = static_cast<T>( 2 * PI );
+    const struct {
+        T _cosine, _azimuth;
+        int _bins[2];
+    } cases[] = { { 1, 0, { 3, 0 } },
+                  { T( 1.0001 ), full, { 3, 0 } },
+                  { -1, -this->EPSILON, { 0, 7 } },
+                  { T( -1.1 ), 3 * full, { 0, 0 } },
+                  { 0, -full / 4, { 2, 6 } },
+                  { 0, std::nextafter( full, T( 0 ) ), { 2, 7 } } };
+    for( const auto& one : cases ) {
+        sphere.clear();
+        EXPECT_TRUE( sphere.addCosine( one._cosine, one._azimuth, 3 ) );
+        EXPECT_EQ( sphere.getBins().getWeight( one._bins[0], one._bins[1] ), 3 )
+            << one._cosine << ' ' << one._azimuth;
+    }
+    sphere.clear();
+    EXPECT_TRUE( sphere.addXYZ( 0, 0, 17 ) );
+    EXPECT_TRUE( sphere.addAngles( 0, 0 ) );
+    EXPECT_EQ( sphere.getBins().getWeight( 3, 0 ), 2 );
+    EXPECT_FALSE( sphere.addXYZ( 0, 0, 0 ) );
+    EXPECT_FALSE( sphere.addCosine( static_cast<T>( NaN ), 0 ) );
+    EXPECT_FALSE( sphere.addAngles( 0, static_cast<T>( INF ) ) );
+}
+
+TYPED_TEST( RnDistributionsTest, DumpsAreTextsOfTheirFormats ) {
+    using T = TypeParam;
+    RnHistogram<T> histogram( 2, T( 0.1 ), T( 0.3 ) );
+    histogram.addToBin( 0, 1 );
+    histogram.addToBin( 1, 2 );
+    std::ostringstream text;
+    // What a caller has set for its own numbers has no effect.
+    text.precision( 2 );
+    text << std::hex << std::showpos;
+    histogram.dump( text );
+    EXPECT_EQ( text.str(), "0.1 ... 0.2: 1\n0.2 ... 0.3: 2\n" );
+    text.str( "" );
+    histogram.dumpInventor( text );
+    const std::string scene = text.str();
+    std::size_t at = 0;
+    for( const char* part :
+         { "Separator { ", "  LightModel { model  BASE_COLOR }", "  DrawStyle { pointSize 2 }",
+           "  PointSet { vertexProperty VertexProperty { vertex [ ", " 0.5 0, ", " 1 0, ", "] } }",
+           "  LineSet { vertexProperty VertexProperty { vertex [ ", "0 0 0, ", "0 1 0, ",
+           "startIndex 0 ", "numVertices [ 2, 2, 2 ] ", "} }" } ) {
+        at = scene.find( part, at );
+        ASSERT_NE( at, std::string::npos ) << part << scene;
+    }
+    RnBiHistogram<T> flat( 1, 0, 1, 2, 0, 1 );
+    text.str( "" );
+    flat.dump( text );
+    EXPECT_EQ( text.str(), "0 ... 1, 0 ... 0.5: 0\n0 ... 1, 0.5 ... 1: 0\n" );
+    text.str( "" );
+    flat.dumpInventor( text );
+    EXPECT_THAT( text.str(), ::testing::AllOf( HasSubstr( "[ 0.5 0.25 0, 0.5 0.75 0, ] } }" ),
+                                               HasSubstr( " 1, " ),
+                                               HasSubstr( "numVertices [ 2, 2, 2, 2, 2 ] " ) ) );
+    RnSphericalHistogram<T> sphere( 1, 4 );
+    sphere.addCosine( 0, 0 );
+    text.str( "" );
+    sphere.dumpInventor( text );
+    for( const char* part : { "-1 -1 0, ", "+1 -1 0, ", "+1 +1 0, ", "-1 +1 0, ", "0 0 1, ",
+                              "numVertices [ 2, 2, 2, 2 ] ", "orderedRGBA [ 0xffffffff ]" } ) {
+        EXPECT_THAT( text.str(), HasSubstr( part ) );
+    }
+    for( const std::string& any : { scene, text.str() } ) {
+        EXPECT_EQ( std::count( any.begin(), any.end(), '{' ),
+                   std::count( any.begin(), any.end(), '}' ) );
+    }
+}
+
+} // namespace
+} // namespace Qv
