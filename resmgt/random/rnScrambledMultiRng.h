@@ -17,7 +17,7 @@ namespace Qv {
 ///     rng.getPoint( sample, values ); // any point, in any order, by any thread
 ///
 /// Index:   32 bits wide, from 0, none is skipped: 2^m points from a multiple of 2^m are a net.
-/// Float:   a value that rounds to 1 is the largest number below 1.
+/// Float:   the upper 24 bits, unrounded, so that each point stays in its box.
 /// Threads: the const operations of one object may be called by several threads at once.
 template <class T>
 class QV_TEMPLATE_API RnScrambledMultiRng final : public RnUnitMultiRng<T, 4> {

@@ -2,7 +2,9 @@
 
 #include "rnNiederreiter.h"
 #include "rnState.h"
-#include "rnUnitValue.h"
+
+#include <algorithm>
+#include <limits>
 
 namespace Qv {
 
@@ -35,11 +37,13 @@ std::uint32_t makeKey( std::uint32_t seed, std::size_t dimension ) {
     return static_cast<std::uint32_t>( mixed >> 32 );
 }
 
-// 32 bits, of which the last one is the hash's alone.
+// The last of 32 bits is the hash's alone. A float takes the upper bits: rounding would lead into
+// the next elementary box, and up to 1.
 template <class T>
 T toUnitInterval( std::uint32_t bits ) {
-    constexpr T step = T( 1 ) / T( 4294967296.0 );
-    return belowOne( static_cast<T>( bits ) * step );
+    constexpr int nbBits = std::min( std::numeric_limits<T>::digits, 32 );
+    constexpr T step = T( 1 ) / static_cast<T>( std::uint64_t( 1 ) << nbBits );
+    return static_cast<T>( bits >> ( 32 - nbBits ) ) * step;
 }
 
 } // namespace

@@ -18,9 +18,9 @@ constexpr double PI = std::numbers::pi;
 // Into [0, 2 pi), the last edge being 2 pi as T has it.
 template <class T>
 T wrapAzimuth( T azimuth, T full ) {
-    T rest = std::fmod( azimuth, full );
-    rest = rest < 0 ? rest + full : rest;
-    return rest < full ? rest : T( 0 );
+    const T rest = std::fmod( azimuth, full );
+    // A little below 0 is a little below the end, whatever the sum rounds to.
+    return rest < 0 ? std::min( rest + full, std::nextafter( full, T( 0 ) ) ) : rest;
 }
 
 } // namespace

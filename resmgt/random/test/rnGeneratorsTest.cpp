@@ -141,7 +141,7 @@ TYPED_TEST( RnGeneratorsTest, AllWaysToTakeSkipAndRestoreGiveOneSequence ) {
         SCOPED_TRACE( any._name + ' ' + std::to_string( any._nbDimensions ) );
         any._restart();
         std::vector<std::vector<double>> expected;
-        for( int i = 0; i < 300; ++i ) {
+        for( int i = 0; i < 304; ++i ) {
             expected.push_back( any._take() );
         }
         // Hammersley's sequences begin at the first point, whatever was taken singly.
@@ -153,7 +153,7 @@ TYPED_TEST( RnGeneratorsTest, AllWaysToTakeSkipAndRestoreGiveOneSequence ) {
             }
             const auto many = any._takeMany( n );
             for( unsigned int i = 0; i < n; ++i ) {
-                ASSERT_EQ( many[i], expected[( before + i ) % 300] ) << n << ' ' << i;
+                ASSERT_EQ( many[i], expected[before + i] ) << n << ' ' << i;
             }
         }
         for( const unsigned int n : { 0u, 1u, 5u, 64u, 255u, 299u } ) {
@@ -461,10 +461,15 @@ TYPED_TEST( RnGeneratorsTest, NiederreiterAndItsScrambledFormGiveTheNumbersOfThe
     for( const auto& one : scrambled ) {
         RnScrambledMultiRng<T> byIndex( one._seed );
         byIndex.getPoint( one._index, point );
-        expectPoint( one._point, 0x1p-32 );
+        for( int d = 0; d < 4; ++d ) {
+            // A float has the upper 24 bits, unrounded: rounding would lead into other boxes.
+            const std::uint32_t mask = std::is_same_v<T, float> ? 0xffffff00 : 0xffffffff;
+            EXPECT_EQ( point[d], ( one._point[d] & mask ) * 0x1p-32 );
+        }
+        const std::vector<T> byIndexOnly( point, point + 4 );
         byIndex.skip( one._index );
         byIndex.getSample( point );
-        expectPoint( one._point, 0x1p-32 );
+        EXPECT_THAT( point, ::testing::ElementsAreArray( byIndexOnly ) );
     }
 }
 
@@ -481,6 +486,10 @@ std::vector<int> countBoxes( const std::vector<std::vector<double>>& points,
         ++counts[box];
     }
     return counts;
+}
+
+bool holdsInEach( int expected, const std::vector<int>& counts ) {
+    return std::count( counts.begin(), counts.end(), expected ) == std::ssize( counts );
 }
 
 // All ways to cut `nbDimensions` dimensions `total` times.
@@ -510,10 +519,10 @@ TYPED_TEST( RnGeneratorsTest, AlignedBlocksPutAsManyPointsIntoEveryElementaryBox
             scrambled.skip( std::uint64_t( 5 ) << m );
             const auto points = takeMany<TypeParam>( *generator, 1u << m, 4 );
             forEachCut( m - 3, 4, [&]( const int( &cuts )[4] ) {
-                EXPECT_THAT( countBoxes( points, cuts ), ::testing::Each( 8 ) ) << m;
+                EXPECT_TRUE( holdsInEach( 8, countBoxes( points, cuts ) ) ) << m;
             } );
             forEachCut( m, 2, [&]( const int( &cuts )[4] ) {
-                EXPECT_THAT( countBoxes( points, cuts ), ::testing::Each( 1 ) ) << m;
+                EXPECT_TRUE( holdsInEach( 1, countBoxes( points, cuts ) ) ) << m;
             } );
         }
     }
@@ -550,8 +559,9 @@ TYPED_TEST( RnGeneratorsTest, UniformValuesPassTheTestsOfChance ) {
         double sums[4] = {};
         for( std::size_t i = 0; i < n; ++i ) {
             distance = std::max( distance, std::abs( values[i] - ( double( i ) + 0.5 ) / n ) );
-            for( int k = 0; k < 4; ++k ) {
-                sums[k] += std::pow( values[i], k + 1 );
+            double power = 1;
+            for( double& sum : sums ) {
+                sum += power *= values[i];
             }
         }
         // Kolmogorov and Smirnov: more is seen once in a million times.
