@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rnState.h"
+#include <resmgt/random/src/rnState.h>
 
 #include <resmgt/random/rnVanDerCorputRng.h>
 

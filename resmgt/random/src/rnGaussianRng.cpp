@@ -1,6 +1,6 @@
 #include <resmgt/random/rnGaussianRng.h>
 
-#include "rnNormal.h"
+#include <resmgt/random/src/rnNormal.h>
 
 #include <base/failure/assertions.h>
 

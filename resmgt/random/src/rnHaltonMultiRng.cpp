@@ -1,6 +1,6 @@
 #include <resmgt/random/rnHaltonMultiRng.h>
 
-#include "rnDimensions.h"
+#include <resmgt/random/src/rnDimensions.h>
 
 namespace Qv {
 

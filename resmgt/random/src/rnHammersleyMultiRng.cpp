@@ -1,7 +1,7 @@
 #include <resmgt/random/rnHammersleyMultiRng.h>
 
-#include "rnDimensions.h"
-#include "rnUnitValue.h"
+#include <resmgt/random/src/rnDimensions.h>
+#include <resmgt/random/src/rnUnitValue.h>
 
 #include <base/failure/assertions.h>
 

@@ -1,7 +1,7 @@
 #include <resmgt/random/rnHistogram.h>
 
-#include "rnInventor.h"
-#include "rnWeights.h"
+#include <resmgt/random/src/rnInventor.h>
+#include <resmgt/random/src/rnWeights.h>
 
 #include <base/failure/assertions.h>
 

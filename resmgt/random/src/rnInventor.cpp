@@ -1,4 +1,4 @@
-#include "rnInventor.h"
+#include <resmgt/random/src/rnInventor.h>
 
 #include <charconv>
 

@@ -1,7 +1,7 @@
 #include <resmgt/random/rnLecuyerUniformRng.h>
 
-#include "rnState.h"
-#include "rnUnitValue.h"
+#include <resmgt/random/src/rnState.h>
+#include <resmgt/random/src/rnUnitValue.h>
 
 namespace Qv {
 

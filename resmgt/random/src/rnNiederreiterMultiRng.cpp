@@ -1,8 +1,8 @@
 #include <resmgt/random/rnNiederreiterMultiRng.h>
 
-#include "rnNiederreiter.h"
-#include "rnState.h"
-#include "rnUnitValue.h"
+#include <resmgt/random/src/rnNiederreiter.h>
+#include <resmgt/random/src/rnState.h>
+#include <resmgt/random/src/rnUnitValue.h>
 
 namespace Qv {
 

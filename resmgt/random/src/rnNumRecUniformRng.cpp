@@ -1,6 +1,6 @@
 #include <resmgt/random/rnNumRecUniformRng.h>
 
-#include "rnState.h"
+#include <resmgt/random/src/rnState.h>
 
 #include <base/failure/assertions.h>
 

@@ -1,7 +1,7 @@
 #include <resmgt/random/rnScrambledMultiRng.h>
 
-#include "rnNiederreiter.h"
-#include "rnState.h"
+#include <resmgt/random/src/rnNiederreiter.h>
+#include <resmgt/random/src/rnState.h>
 
 #include <algorithm>
 #include <limits>

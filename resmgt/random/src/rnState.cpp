@@ -1,4 +1,4 @@
-#include "rnState.h"
+#include <resmgt/random/src/rnState.h>
 
 #include <resmgt/random/rnEx.h>
 

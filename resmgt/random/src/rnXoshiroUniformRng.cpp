@@ -1,6 +1,6 @@
 #include <resmgt/random/rnXoshiroUniformRng.h>
 
-#include "rnState.h"
+#include <resmgt/random/src/rnState.h>
 
 namespace Qv {
 
