@@ -30,6 +30,7 @@ TEST( QvcompOptionsTest, TakeEffect ) {
                                      "--verify",    "--preview",
                                      "p.png",       "--scratch-limit",
                                      "5G",          "--unbuffered",
+                                     "--dither",    "none",
                                      "a.exr" } );
     EXPECT_EQ( options.width, 640 );
     EXPECT_EQ( options.height, 480 );
@@ -46,6 +47,7 @@ TEST( QvcompOptionsTest, TakeEffect ) {
     EXPECT_EQ( options.report, ReportForm::JSON );
     EXPECT_TRUE( options.mustVerify );
     EXPECT_EQ( options.preview, "p.png" );
+    EXPECT_EQ( options.dithering, Dithering::NONE );
     EXPECT_THAT( options.layers, ElementsAre( "a.exr" ) );
     EXPECT_FALSE( options.isWatching );
 }
@@ -54,6 +56,7 @@ TEST( QvcompOptionsTest, BareWatchTakesNoValue ) {
     const Options options = parse( { "--size", "8x8", "-o", "out.exr", "--watch", "5" } );
     EXPECT_TRUE( options.isWatching );
     EXPECT_EQ( options.watchSeconds, 1 );
+    EXPECT_EQ( options.dithering, Dithering::POSITION );
     EXPECT_THAT( options.layers, ElementsAre( "5" ) );
     const Options other = parse( { "--size", "8x8", "-o", "out.exr", "--watch=0.25", "5" } );
     EXPECT_TRUE( other.isWatching );
@@ -122,6 +125,7 @@ TEST( QvcompOptionsTest, RefusedOnesSayWhatIsWrong ) {
         { { "--policy", "lax" }, "relaxed or strict" },
         { { "--manager", "pool" }, "heap or arena" },
         { { "--report", "xml" }, "text or json" },
+        { { "--dither", "noise" }, "position or none" },
         { { "--tile", "15" }, "16 to 4096" },
         { { "--tile", "4097" }, "16 to 4096" },
         { { "--threads", "0" }, "1 to 256" },

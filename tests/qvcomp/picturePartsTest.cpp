@@ -1,4 +1,5 @@
 #include <tools/qvcomp/composite.h>
+#include <tools/qvcomp/dither.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/glow.h>
 #include <tools/qvcomp/plainTiles.h>
@@ -9,10 +10,12 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <sstream>
 #include <tuple>
+#include <vector>
 
 namespace Qv::Comp {
 namespace {
@@ -234,17 +237,75 @@ TEST( QvcompProgressTest, PercentageIsOfTheWholeWorkAndNeverFalls ) {
     EXPECT_THAT( shown, ::testing::IsSupersetOf( { 0, 12, 25, 37, 100 } ) );
 }
 
-TEST( QvcompToneMapTest, KeepsBlackAndOrderAndEndsInWhite ) {
-    unsigned char last = 0;
-    for( const float light : { 0.0F, 0.01F, 0.2F, 0.9F, 3.0F, 1000.0F, 65504.0F } ) {
-        const Pixel pixel{ light, light, light, 1.0F };
-        std::array<unsigned char, 3> bytes;
-        toneMap( bytes.data(), pixel.data(), 1 );
-        EXPECT_EQ( bytes[0] == 0, light == 0.0F ) << light;
-        EXPECT_GE( bytes[0], last ) << light;
-        last = bytes[0];
+// The sRGB bytes of a grey square as large as the pattern, of which so much is on the picture's
+// left and above it.
+std::vector<unsigned char> toneMapSquare( float light, Dithering dithering, int left = 0,
+                                          int above = 0 ) {
+    const Dither dither( dithering );
+    const std::vector<Pixel> line( Dither::SIDE, Pixel{ light, light, light, 1.0F } );
+    std::vector<unsigned char> bytes( 3 * Dither::SIDE * Dither::SIDE );
+    for( int y = 0; y < Dither::SIDE; ++y ) {
+        toneMap( &bytes[static_cast<std::size_t>( 3 * Dither::SIDE * y )], line[0].data(),
+                 Dither::SIDE, dither, left, above + y );
     }
-    EXPECT_EQ( last, 255 );
+    return bytes;
+}
+
+TEST( QvcompToneMapTest, WithoutDitheringBytesAreTheNearest ) {
+    const std::pair<float, int> cases[] = { { 0.0F, 0 },   { 0.001F, 4 },  { 0.01F, 30 },
+                                            { 0.2F, 126 }, { 0.9F, 197 },  { 3.0F, 241 },
+                                            { 1e3F, 255 }, { 65504, 255 }, { -1.0F, 0 } };
+    for( const auto& [light, byte] : cases ) {
+        EXPECT_THAT( toneMapSquare( light, Dithering::NONE ), ::testing::Each( byte ) ) << light;
+    }
+}
+
+TEST( QvcompToneMapTest, DitheredBytesHaveTheColoursMeanAndKeepBlackAndWhite ) {
+    // Worked out apart: the curve's values, of which all but the first have the same nearest byte.
+    const std::pair<float, double> cases[] = { { 0.2F, 125.776774 },    { 0.2002F, 125.823402 },
+                                               { 0.2004F, 125.869991 }, { 0.2006F, 125.916539 },
+                                               { 0.201F, 126.009515 },  { 0.0F, 0 },
+                                               { 1000.0F, 255 } };
+    for( const auto& [light, value] : cases ) {
+        const auto bytes = toneMapSquare( light, Dithering::POSITION );
+        for( std::size_t colour = 0; colour < 3; ++colour ) {
+            double sum = 0;
+            for( std::size_t i = colour; i < bytes.size(); i += 3 ) {
+                ASSERT_LT( std::abs( bytes[i] - value ), 1 );
+                sum += bytes[i];
+            }
+            EXPECT_NEAR( sum / 4096, value, 5e-4 ) << light << ' ' << colour;
+        }
+    }
+    // The pattern belongs to the picture's places, and repeats.
+    const auto bytes = toneMapSquare( 0.2F, Dithering::POSITION );
+    EXPECT_EQ( toneMapSquare( 0.2F, Dithering::POSITION, 6400, 640 ), bytes );
+    const auto further = toneMapSquare( 0.2F, Dithering::POSITION, 1, 63 );
+    EXPECT_TRUE( std::equal( bytes.begin() + 3, bytes.begin() + 3 * 64, &further[3 * 64] ) );
+    EXPECT_NE( further, bytes );
+}
+
+TEST( QvcompDitherTest, EachColourHasAllThresholdsOnceEvenlyAndUnlikeTheOthers ) {
+    const Dither dither( Dithering::POSITION );
+    for( int colour = 0; colour < 3; ++colour ) {
+        std::vector<float> all;
+        double blocks[64] = {};
+        double likeness = 0;
+        for( int i = 0; i < 4096; ++i ) {
+            const int x = i % 64;
+            const int y = i / 64;
+            all.push_back( dither.at( x, y, colour ) * 4096 - 0.5F );
+            blocks[y / 8 * 8 + x / 8] += dither.at( x, y, colour ) / 64;
+            likeness += ( dither.at( x, y, colour ) - 0.5 ) *
+                        ( dither.at( x, y, ( colour + 1 ) % 3 ) - 0.5 );
+        }
+        std::sort( all.begin(), all.end() );
+        for( int i = 0; i < 4096; ++i ) {
+            ASSERT_EQ( all[static_cast<std::size_t>( i )], static_cast<float>( i ) );
+        }
+        EXPECT_THAT( blocks, ::testing::Each( ::testing::DoubleNear( 0.5, 0.002 ) ) );
+        EXPECT_NEAR( likeness / 4096 * 12, 0, 0.01 );
+    }
 }
 
 } // namespace

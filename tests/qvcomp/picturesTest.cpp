@@ -22,6 +22,9 @@ TEST_F( QvcompRunTest, MakesTheSameFilesWhateverTheOptions ) {
     const std::string image = readFile( getOutput() );
     const std::string preview = readFile( getPreview() );
     ASSERT_FALSE( preview.empty() );
+    run( { "--size", size, "--dither", "none" } );
+    EXPECT_TRUE( readFile( getOutput() ) == image );
+    EXPECT_FALSE( readFile( getPreview() ) == preview );
 
     // Each tile's memory is just what its threads need, or a few tiles more.
     const struct {

@@ -137,8 +137,8 @@ public:
         }
     }
 
-    void write( TilePlane& picture, Progress& progress ) {
-        writePicture( picture, _picture, getPreview(), progress );
+    void write( TilePlane& picture, Dithering dithering, Progress& progress ) {
+        writePicture( picture, _picture, getPreview(), dithering, progress );
     }
 
     /// The names come last, when nothing else can fail.
@@ -231,7 +231,7 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
     ManagedTiles store( settings, *workers );
     PassRunner runner( *workers, store.getPrefetchDepth(), progress );
     const auto picture = renderScene( scene, store, runner );
-    outputs.write( *picture, progress );
+    outputs.write( *picture, options.dithering, progress );
 
     Report report;
     report.options = options;

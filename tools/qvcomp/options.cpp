@@ -139,6 +139,8 @@ constexpr std::array<Word<Policy>, 2> POLICIES{
     { { "relaxed", Policy::RELAXED }, { "strict", Policy::STRICT } } };
 constexpr std::array<Word<Manager>, 2> MANAGERS{
     { { "heap", Manager::HEAP }, { "arena", Manager::ARENA } } };
+constexpr std::array<Word<Dithering>, 2> DITHERINGS{
+    { { "position", Dithering::POSITION }, { "none", Dithering::NONE } } };
 constexpr std::array<Word<ReportForm>, 2> REPORTS{
     { { "text", ReportForm::TEXT }, { "json", ReportForm::JSON } } };
 
@@ -185,7 +187,7 @@ constexpr bool isAboutJobs( std::string_view name ) {
     return name == JOB_OPTION || name == WRITE_JOB_OPTION;
 }
 
-constexpr std::array<ValueOption, 18> VALUE_OPTIONS{ {
+constexpr std::array<ValueOption, 19> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
     { "-o", []( Options& o, Text, Text v ) { o.output = toFile( v ); } },
     { "--memory", []( Options& o, Text n, Text v ) { o.memory = parseByteCount( n, v ); } },
@@ -199,6 +201,8 @@ constexpr std::array<ValueOption, 18> VALUE_OPTIONS{ {
     { "--manager", []( Options& o, Text n, Text v ) { o.manager = parseWord( n, v, MANAGERS ); } },
     { "--report", []( Options& o, Text n, Text v ) { o.report = parseWord( n, v, REPORTS ); } },
     { "--preview", []( Options& o, Text, Text v ) { o.preview = toFile( v ); } },
+    { "--dither",
+      []( Options& o, Text n, Text v ) { o.dithering = parseWord( n, v, DITHERINGS ); } },
     { "--scratch", []( Options& o, Text, Text v ) { o.scratch = toPath( v ); } },
     { "--scratch-limit",
       []( Options& o, Text n, Text v ) { o.scratchLimit = parseByteCount( n, v ); } },
@@ -524,6 +528,9 @@ held in tiles; those that the memory limit has no room for wait on the disk.
   --size WxH            size of the frame in pixels
   -o FILE               the picture to write
   --preview FILE        also write a tone-mapped PNG picture
+  --dither position|none
+                        how its colours become bytes: by a fine pattern, so that slopes show no
+                        bands, or the nearest; position by default
   --memory N            memory for tiles, such as 64M or 2G (K, M, G); no limit by default
   --tile N              side of a tile in pixels, 16 to 4096; 256 by default
   --threads N           computing threads; as many as there are processors by default

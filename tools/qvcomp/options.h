@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tools/qvcomp/dither.h>
 #include <tools/qvcomp/job.h>
 
 #include <resmgt/osal/osFilePath.h>
@@ -30,6 +31,8 @@ struct Options {
     int height = 0;
     OsFilePath output;
     OsFilePath preview;
+    /// Of the preview.
+    Dithering dithering = Dithering::POSITION;
     std::vector<OsFilePath> layers;
     /// Those that were read.
     std::vector<OsFilePath> jobs;

@@ -37,8 +37,9 @@ void copyArea( TilePlane& plane, const PixelArea& area, float* target, int lineW
 /// Gathers the tone-mapped tiles of one row to full lines.
 class PreviewRow {
 public:
-    PreviewRow( PendingFile& file, int width, int height )
+    PreviewRow( PendingFile& file, int width, int height, Dithering dithering )
         : _writer( file, width, height )
+        , _dither( dithering )
         , _width( width )
         , _bytes( static_cast<std::size_t>( width ) * FILE_TILE_SIDE * 3 ) {}
 
@@ -49,7 +50,7 @@ public:
                 static_cast<std::size_t>( area.x0 );
             toneMap( &_bytes[pixel * 3],
                      pixels + static_cast<std::size_t>( line ) * toFloats( FILE_TILE_SIDE ),
-                     area.getWidth() );
+                     area.getWidth(), _dither, area.x0, area.y0 + line );
         }
     }
 
@@ -58,6 +59,7 @@ public:
 
 private:
     PngWriter _writer;
+    Dither _dither;
     int _width;
     std::vector<unsigned char> _bytes;
 };
@@ -76,7 +78,7 @@ PixelArea getFileTile( const TilePlane& picture, int column, int row ) noexcept 
 } // namespace
 
 void writePicture( TilePlane& picture, PendingFile& output, PendingFile* preview,
-                   Progress& progress ) {
+                   Dithering dithering, Progress& progress ) {
     const int columns = countAlong( picture.getWidth() );
     const int rows = countAlong( picture.getHeight() );
     progress.begin( "Writing",
@@ -84,7 +86,7 @@ void writePicture( TilePlane& picture, PendingFile& output, PendingFile* preview
     ExrWriter image( output, picture.getWidth(), picture.getHeight(), FILE_TILE_SIDE );
     std::optional<PreviewRow> previewRow;
     if( preview != nullptr ) {
-        previewRow.emplace( *preview, picture.getWidth(), picture.getHeight() );
+        previewRow.emplace( *preview, picture.getWidth(), picture.getHeight(), dithering );
     }
     std::vector<float> pixels( toFloats( FILE_TILE_SIDE ) * FILE_TILE_SIDE );
     for( int row = 0; row < rows; ++row ) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tools/qvcomp/dither.h>
 #include <tools/qvcomp/pendingFile.h>
 #include <tools/qvcomp/progress.h>
 #include <tools/qvcomp/tileStore.h>
@@ -11,11 +12,11 @@ namespace Qv::Comp {
 inline constexpr int FILE_TILE_SIDE = 256;
 
 /// Writes `picture` as an OpenEXR image of half-float tiles, and, when `preview` isn't null, as a
-/// PNG picture over black: tone-mapped, 8 bits a channel, sRGB.
+/// PNG picture over black: tone-mapped, 8 bits a channel, dithered or not, sRGB.
 ///
 /// Memory: one tile of the file, and one row of such tiles at 3 bytes a pixel for the preview.
 /// Errors: Failure when a file can't be written.
 void writePicture( TilePlane& picture, PendingFile& output, PendingFile* preview,
-                   Progress& progress );
+                   Dithering dithering, Progress& progress );
 
 } // namespace Qv::Comp
