@@ -17,6 +17,11 @@ public:
     RnBiHistogram( unsigned int nbXs, T const* xEdges, unsigned int nbYs, T const* yEdges );
     /// Bins of equal width.
     RnBiHistogram( unsigned int nbXs, T xMin, T xMax, unsigned int nbYs, T yMin, T yMax );
+    RnBiHistogram( const RnBiHistogram& ) = default;
+    RnBiHistogram& operator=( const RnBiHistogram& other );
+    /// Leave `other` without bins.
+    RnBiHistogram( RnBiHistogram&& other ) noexcept = default;
+    RnBiHistogram& operator=( RnBiHistogram&& other ) noexcept = default;
 
     /// Adds a weight to the cell that holds the point; returns whether there is one.
     bool add( T x, T y, double weight = 1 );

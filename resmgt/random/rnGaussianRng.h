@@ -2,17 +2,18 @@
 
 #include <resmgt/random/rnRng.h>
 
+#include <string>
+#include <string_view>
+
 namespace Qv {
 
 /// Normally distributed values, by the polar form of the method of Box and Muller. Two values are
 /// made of each accepted pair of the source's numbers; the second one is kept for the next call.
 ///
-/// Source:   isn't owned and must outlive this object. Its numbers must be independent of one
-/// another:
-///           for a low-discrepancy sequence take RnInverseGaussianRng.
-/// Errors:   a missing source, and a sigma that isn't above 0, are assertions, as is a source none
-/// of
-///           whose pairs is accepted within 10000.
+/// Source:    isn't owned and must outlive this object. Its numbers must be independent of one
+///            another: for a low-discrepancy sequence take RnInverseGaussianRng.
+/// Errors:    a missing source, and a sigma that isn't above 0, are assertions, as is a source of
+///            which 10000 pairs in a row are refused.
 /// Unguarded: a source that gives 0.5 twice makes NaN, as does one that gives NaN.
 template <class T>
 class QV_TEMPLATE_API RnGaussianRng final : public RnRng<T> {
@@ -41,6 +42,13 @@ public:
     void restart() override;
     /// Drops a kept second value: with restart() all begins anew.
     void forgetSpare();
+
+    /// The kept second value, if there is one, as text; with the state of the source all goes on
+    /// from here. Texts are the same for both number types; a float rounds a double's value.
+    std::string getState() const;
+    /// Raises RnEx::ExBadState, and changes nothing, if `text` isn't a whole state of this kind.
+    void setState( std::string_view text );
+
     /// "Gaussian"
     char const* getName() const override;
 

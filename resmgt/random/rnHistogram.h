@@ -12,9 +12,8 @@ namespace Qv {
 ///
 /// Weights: sums in double for both types, so that the millions of a float's bin aren't lost.
 /// Errors:  edges that don't rise, aren't finite or lie further apart than `T` can express, more
-/// than
-///          2147483646 bins, and weights that are negative or not finite are assertions; none
-///          changes anything.
+///          than 2147483646 bins, and weights that are negative or not finite are assertions.
+///          After these, and after std::bad_alloc, all is as before.
 template <class T>
 class QV_TEMPLATE_API RnHistogram {
 public:
@@ -23,7 +22,10 @@ public:
     /// Bins of equal width from `min` to `max`.
     RnHistogram( unsigned int nbBins, T min, T max );
     RnHistogram( const RnHistogram& ) = default;
-    RnHistogram& operator=( const RnHistogram& ) = default;
+    RnHistogram& operator=( const RnHistogram& other );
+    /// Leave `other` without bins.
+    RnHistogram( RnHistogram&& other ) noexcept = default;
+    RnHistogram& operator=( RnHistogram&& other ) noexcept = default;
     virtual ~RnHistogram();
 
     /// The index of the bin that holds `x`. -1 for a table without bins, for NaN and for what lies

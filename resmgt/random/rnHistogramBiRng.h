@@ -4,6 +4,7 @@
 #include <resmgt/random/rnBiRng.h>
 #include <resmgt/random/rnInverseTable.h>
 
+#include <memory>
 #include <vector>
 
 namespace Qv {
@@ -17,6 +18,9 @@ template <class T>
 class QV_TEMPLATE_API RnHistogramBiRng final : public RnBiRng<T> {
 public:
     RnHistogramBiRng( RnBiHistogram<T> const& histogram, RnBiRng<T>* source );
+    // As those of RnInverseTable.
+    RnHistogramBiRng( const RnHistogramBiRng& ) = default;
+    RnHistogramBiRng& operator=( const RnHistogramBiRng& ) = default;
 
     void getSample( T& x, T& y ) override;
     void getSequence( unsigned int n, T* xs, T* ys ) override;
@@ -38,7 +42,7 @@ private:
 
     RnBiRng<T>* _rng;
     RnInverseTable<T> _marginal;
-    std::vector<RnInverseTable<T>> _columns;
+    std::shared_ptr<const std::vector<RnInverseTable<T>>> _columns;
 };
 
 extern template class RnHistogramBiRng<float>;

@@ -10,7 +10,7 @@
 namespace Qv {
 
 /// The inverse of a cumulative distribution that is constant within bins: what the samplers of
-/// histograms are made of. Copies share their edges.
+/// histograms are made of. Copies share all tables, and never fail.
 template <class T>
 class QV_TEMPLATE_API RnInverseTable {
 public:
@@ -24,6 +24,9 @@ public:
     /// `edges` are one more than weights. Weights whose sum isn't finite are an assertion. Without
     /// weight all densities are 0, and no place may be asked for.
     RnInverseTable( Edges edges, std::span<const double> weights );
+    // Moving would leave none behind.
+    RnInverseTable( const RnInverseTable& ) = default;
+    RnInverseTable& operator=( const RnInverseTable& ) = default;
 
     bool hasWeight() const;
     /// The place below which the share `u` of the weight lies. 1 and above give the end of the last
@@ -45,7 +48,7 @@ public:
 private:
     Edges _edges;
     // [i] is the share of the weight below edge i.
-    std::vector<double> _cumulative;
+    std::shared_ptr<const std::vector<double>> _cumulative;
     // The last bin with weight.
     std::size_t _last = 0;
     double _shareWithWeight = 0;

@@ -20,6 +20,9 @@ public:
     /// With the seed 0.
     RnNumRecUniformRng();
     explicit RnNumRecUniformRng( unsigned int seed );
+    // Moving would leave a generator without a table.
+    RnNumRecUniformRng( const RnNumRecUniformRng& ) = default;
+    RnNumRecUniformRng& operator=( const RnNumRecUniformRng& ) = default;
 
     T operator()() override;
     void getSequence( unsigned int n, T* values ) override;

@@ -9,9 +9,9 @@ namespace Qv {
 /// A view's sample is one sample of the source, mapped.
 ///
 /// Source:    fills the unit square; isn't owned and must outlive this object. Asserts that there
-/// is one. Densities: those of all views are per steradian. A cosine beyond -1 ... 1 by rounding
-/// counts as
-///            the pole's.
+///            is one.
+/// Densities: those of all views are per steradian. A cosine beyond -1 ... 1 by rounding counts as
+///            the pole's, and the polar angle that acos( 0 ) gives as the horizon's.
 /// Threads:   as for RnRng; the `map` operations touch no source and may be called by any thread.
 template <class T>
 class QV_TEMPLATE_API RnSphericalRng {

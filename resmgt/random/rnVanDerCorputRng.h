@@ -11,9 +11,10 @@ namespace Qv {
 /// The radical inverse of 1, 2, 3, ...: the digits of the index in a base, mirrored at the point.
 /// In base 2 that is 0.5, 0.25, 0.75, 0.125, ...
 ///
-/// Counter: 32 bits wide; behind 2^32 - 1 comes the index 0, whose value is 0.
+/// Counter:  32 bits wide; behind 2^32 - 1 comes the index 0, whose value is 0.
 /// Rounding: where the sum of the digits rounds to 1 or above, the value is the largest number
-/// below 1. Errors:  a base below 2 is an assertion.
+///           below 1.
+/// Errors:   a base below 2 is an assertion.
 template <class T>
 class QV_TEMPLATE_API RnVanDerCorputRng final : public RnUnitRng<T> {
 public:

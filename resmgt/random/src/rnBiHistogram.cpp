@@ -23,6 +23,12 @@ RnBiHistogram<T>::RnBiHistogram( unsigned int nbXs, T xMin, T xMax, unsigned int
     , _y( nbYs, yMin, yMax )
     , _weights( std::size_t( nbXs ) * nbYs ) {}
 
+// As that of RnHistogram.
+template <class T>
+RnBiHistogram<T>& RnBiHistogram<T>::operator=( const RnBiHistogram& other ) {
+    return *this = RnBiHistogram( other );
+}
+
 template <class T>
 std::size_t RnBiHistogram<T>::getCell( int xBin, int yBin ) const {
     QV_ASSERT( xBin >= 0 && xBin < _x.getNbBins() );

@@ -1,11 +1,14 @@
 #include <resmgt/random/rnGaussianRng.h>
 
 #include <resmgt/random/src/rnNormal.h>
+#include <resmgt/random/src/rnState.h>
 
 #include <base/failure/assertions.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <limits>
 
 namespace Qv {
 
@@ -154,6 +157,27 @@ void RnGaussianRng<T>::forgetSpare() {
 template <class T>
 char const* RnGaussianRng<T>::getName() const {
     return "Gaussian";
+}
+
+// Whether there is a spare, and the bits of its value as a double, which are 0 without one.
+template <class T>
+std::string RnGaussianRng<T>::getState() const {
+    const std::uint64_t bits = std::bit_cast<std::uint64_t>( static_cast<double>( _spare ) );
+    return writeRnState( getName(), { _hasSpare ? 1u : 0u, _hasSpare ? bits : 0 } );
+}
+
+template <class T>
+void RnGaussianRng<T>::setState( std::string_view text ) {
+    RnStateReader reader( getName(), text );
+    const bool hasSpare = reader.next32( 0, 1 ) != 0;
+    constexpr std::uint64_t anyBits = std::numeric_limits<std::uint64_t>::max();
+    const auto spare = std::bit_cast<double>( reader.next( 0, hasSpare ? anyBits : 0 ) );
+    reader.end();
+    if( std::isfinite( spare ) && std::abs( spare ) > std::numeric_limits<T>::max() ) {
+        reader.refuse();
+    }
+    _hasSpare = hasSpare;
+    _spare = static_cast<T>( spare );
 }
 
 template class QV_INSTANCE_API RnGaussianRng<float>;

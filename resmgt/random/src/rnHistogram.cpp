@@ -51,6 +51,12 @@ RnHistogram<T>::RnHistogram( unsigned int nbBins, T min, T max )
     checkEdges();
 }
 
+// Not by members: edges without their weights would stay if there were no memory for these.
+template <class T>
+RnHistogram<T>& RnHistogram<T>::operator=( const RnHistogram& other ) {
+    return *this = RnHistogram( other );
+}
+
 template <class T>
 RnHistogram<T>::~RnHistogram() = default;
 
@@ -132,6 +138,7 @@ template <class T>
 const std::vector<T>& RnHistogram<T>::getEdges() const {
     return _edges;
 }
+
 template <class T>
 void RnHistogram<T>::dump( std::ostream& stream ) const {
     for( std::size_t i = 0; i < _weights.size(); ++i ) {

@@ -10,13 +10,14 @@ namespace Qv {
 namespace {
 
 template <class T>
-std::vector<RnInverseTable<T>> makeColumns( RnBiHistogram<T> const& histogram ) {
+std::shared_ptr<const std::vector<RnInverseTable<T>>>
+makeColumns( RnBiHistogram<T> const& histogram ) {
     const auto edges = std::make_shared<const std::vector<T>>( histogram.getY().getEdges() );
     const auto nbYs = static_cast<std::size_t>( histogram.getY().getNbBins() );
     const std::span<const double> weights( histogram.getWeights() );
-    std::vector<RnInverseTable<T>> columns;
+    const auto columns = std::make_shared<std::vector<RnInverseTable<T>>>();
     for( std::size_t cell = 0; cell < weights.size(); cell += nbYs ) {
-        columns.emplace_back( edges, weights.subspan( cell, nbYs ) );
+        columns->emplace_back( edges, weights.subspan( cell, nbYs ) );
     }
     return columns;
 }
@@ -42,7 +43,7 @@ template <class T>
 void RnHistogramBiRng<T>::map( T& x, T& y ) const {
     const auto place = _marginal.find( x );
     x = place._x;
-    y = _columns[place._bin].find( y )._x;
+    y = ( *_columns )[place._bin].find( y )._x;
 }
 
 template <class T>
@@ -62,26 +63,26 @@ void RnHistogramBiRng<T>::getSequence( unsigned int n, T* xs, T* ys ) {
 template <class T>
 void RnHistogramBiRng<T>::getEfficientWidth( T& x, T& y ) const {
     x = _marginal.getWidth();
-    y = _columns.front().getWidth();
+    y = _columns->front().getWidth();
 }
 
 template <class T>
 void RnHistogramBiRng<T>::getEfficientMin( T& x, T& y ) const {
     x = _marginal.getMin();
-    y = _columns.front().getMin();
+    y = _columns->front().getMin();
 }
 
 template <class T>
 void RnHistogramBiRng<T>::getEfficientMax( T& x, T& y ) const {
     x = _marginal.getMax();
-    y = _columns.front().getMax();
+    y = _columns->front().getMax();
 }
 
 template <class T>
 T RnHistogramBiRng<T>::getEfficientFraction() const {
     double share = 0;
-    for( std::size_t i = 0; i < _columns.size(); ++i ) {
-        share += _marginal.getShareOfWidth( i ) * _columns[i].getShareWithWeight();
+    for( std::size_t i = 0; i < _columns->size(); ++i ) {
+        share += _marginal.getShareOfWidth( i ) * ( *_columns )[i].getShareWithWeight();
     }
     return static_cast<T>( share );
 }
@@ -89,8 +90,9 @@ T RnHistogramBiRng<T>::getEfficientFraction() const {
 template <class T>
 T RnHistogramBiRng<T>::getPdf( T x, T y ) const {
     const std::ptrdiff_t bin = _marginal.findBin( x );
-    return bin < 0 ? T( 0 )
-                   : _marginal.getPdf( x ) * _columns[static_cast<std::size_t>( bin )].getPdf( y );
+    return bin < 0
+               ? T( 0 )
+               : _marginal.getPdf( x ) * ( *_columns )[static_cast<std::size_t>( bin )].getPdf( y );
 }
 
 template <class T>

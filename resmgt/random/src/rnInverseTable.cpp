@@ -10,25 +10,26 @@ namespace Qv {
 
 template <class T>
 RnInverseTable<T>::RnInverseTable( Edges edges, std::span<const double> weights )
-    : _edges( std::move( edges ) )
-    , _cumulative( weights.size() + 1 ) {
+    : _edges( std::move( edges ) ) {
+    const auto cumulative = std::make_shared<std::vector<double>>( weights.size() + 1 );
+    _cumulative = cumulative;
     for( std::size_t i = 0; i < weights.size(); ++i ) {
-        _cumulative[i + 1] = _cumulative[i] + weights[i];
+        ( *cumulative )[i + 1] = ( *cumulative )[i] + weights[i];
         if( weights[i] > 0 ) {
             _last = i;
             _shareWithWeight += getShareOfWidth( i );
         }
     }
-    const double total = _cumulative.back();
+    const double total = cumulative->back();
     QV_ASSERT( std::isfinite( total ) );
-    for( double& share : _cumulative ) {
+    for( double& share : *cumulative ) {
         share = total > 0 ? share / total : 0;
     }
 }
 
 template <class T>
 bool RnInverseTable<T>::hasWeight() const {
-    return _shareWithWeight > 0;
+    return _cumulative->back() > 0;
 }
 
 template <class T>
@@ -40,8 +41,8 @@ typename RnInverseTable<T>::Place RnInverseTable<T>::find( T u ) const {
         return { ( *_edges )[_last + 1], _last };
     }
     const double share = std::max( static_cast<double>( u ), 0.0 );
-    const auto above = std::upper_bound( _cumulative.begin(), _cumulative.end(), share );
-    const auto i = static_cast<std::size_t>( above - _cumulative.begin() );
+    const auto above = std::upper_bound( _cumulative->begin(), _cumulative->end(), share );
+    const auto i = static_cast<std::size_t>( above - _cumulative->begin() );
     const T begin = ( *_edges )[i - 1];
     const T end = ( *_edges )[i];
     const double part = ( share - above[-1] ) / ( above[0] - above[-1] );
@@ -64,7 +65,7 @@ T RnInverseTable<T>::getPdf( T x ) const {
     }
     const auto bin = static_cast<std::size_t>( found );
     const T width = ( *_edges )[bin + 1] - ( *_edges )[bin];
-    return static_cast<T>( ( _cumulative[bin + 1] - _cumulative[bin] ) /
+    return static_cast<T>( ( ( *_cumulative )[bin + 1] - ( *_cumulative )[bin] ) /
                            static_cast<double>( width ) );
 }
 

@@ -10,8 +10,7 @@ namespace Qv {
 /// The Niederreiter sequence of four dimensions in base 2, as integers: coordinates times 2^31.
 ///
 /// Source: Bratley, Fox, Niederreiter: Implementation and tests of low-discrepancy sequences, ACM
-/// TOMACS
-///         2 (1992), and Algorithm 738.
+///         TOMACS 2 (1992), and Algorithm 738.
 class RnNiederreiter {
 public:
     using Point = std::array<std::uint32_t, 4>;

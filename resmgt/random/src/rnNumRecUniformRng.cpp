@@ -4,8 +4,6 @@
 
 #include <base/failure/assertions.h>
 
-#include <utility>
-
 namespace Qv {
 
 namespace {
@@ -99,7 +97,7 @@ void RnNumRecUniformRng<T>::setState( std::string_view text ) {
         value = reader.next32( 0, M - 1 );
     }
     reader.end();
-    *this = std::move( read );
+    *this = read; // Into the table that is there.
 }
 
 template <class T>

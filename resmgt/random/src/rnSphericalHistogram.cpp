@@ -48,8 +48,11 @@ bool RnSphericalHistogram<T>::addAngles( T polar, T azimuth, double weight ) {
 
 template <class T>
 bool RnSphericalHistogram<T>::addXYZ( T x, T y, T z, double weight ) {
-    // 0 / 0 for the null vector, which isn't finite.
-    return addCosine( z / std::hypot( x, y, z ), std::atan2( y, x ), weight );
+    // No vector is too long or too short for the sum of squares so; of the null vector it isn't
+    // finite.
+    const T unit = std::max( { std::abs( x ), std::abs( y ), std::abs( z ) } );
+    const T length = std::hypot( x / unit, y / unit, z / unit );
+    return addCosine( z / unit / length, std::atan2( y, x ), weight );
 }
 
 template <class T>

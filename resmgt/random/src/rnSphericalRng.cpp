@@ -112,7 +112,9 @@ T RnSphericalRng<T>::getPdfCosine( T cosine, T /*azimuth*/ ) const {
 
 template <class T>
 T RnSphericalRng<T>::getPdfAngles( T polar, T azimuth ) const {
-    return getPdfCosine( std::cos( polar ), azimuth );
+    // A quarter turn is rounded, in float upwards, where its cosine is below the horizon.
+    const T lowest = std::abs( polar ) <= std::acos( T( 0 ) ) ? T( 0 ) : T( -1 );
+    return getPdfCosine( std::max( std::cos( polar ), lowest ), azimuth );
 }
 
 template <class T>

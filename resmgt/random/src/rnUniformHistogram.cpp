@@ -20,8 +20,12 @@ int RnUniformHistogram<T>::find( T x ) const {
     }
     constexpr double lowest = std::numeric_limits<int>::min();
     constexpr double highest = std::numeric_limits<int>::max();
-    const double bin = std::floor( static_cast<T>( nbBins ) * ( x - _min ) / _width );
-    return static_cast<int>( std::clamp( bin, lowest, highest ) );
+    const T distance = x - _min;
+    const T product = static_cast<T>( nbBins ) * distance;
+    // A table as wide as the type's range has bins whose product isn't in it.
+    const T bin = std::isfinite( product ) ? product / _width
+                                           : static_cast<T>( nbBins ) * ( distance / _width );
+    return static_cast<int>( std::clamp( std::floor( double( bin ) ), lowest, highest ) );
 }
 
 template class QV_INSTANCE_API RnUniformHistogram<float>;

@@ -1,11 +1,13 @@
 #include <resmgt/random/rnAsymmetricalSeparableBiRng.h>
 #include <resmgt/random/rnCosineHemisphericalRng.h>
+#include <resmgt/random/rnEx.h>
 #include <resmgt/random/rnGaussianRng.h>
 #include <resmgt/random/rnHaltonBiRng.h>
 #include <resmgt/random/rnHistogramBiRng.h>
 #include <resmgt/random/rnHistogramRng.h>
 #include <resmgt/random/rnInverseGaussianRng.h>
 #include <resmgt/random/rnMexicanHatRng.h>
+#include <resmgt/random/rnNumRecUniformRng.h>
 #include <resmgt/random/rnSeparableBiRng.h>
 #include <resmgt/random/rnSeparableMultiRng.h>
 #include <resmgt/random/rnSphericalHistogram.h>
@@ -16,6 +18,7 @@
 #include <resmgt/random/rnXoshiroUniformRng.h>
 
 #include <base/failure/assertions.h>
+#include <tests/support/failingNew.h>
 #include <tests/support/raisedBy.h>
 
 #include <gmock/gmock.h>
@@ -24,9 +27,12 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <new>
 #include <numbers>
 #include <sstream>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace Qv {
@@ -167,6 +173,34 @@ TYPED_TEST( RnDistributionsTest, PolarValuesComeInPairsOfTheSourcesAcceptedNumbe
     rng.forgetSpare();
     rng.restart();
     EXPECT_NEAR( rng.eval(), 0.5 * factor, 4 * this->EPSILON );
+
+    // With the state of the source all goes on from a kept spare value, or from none.
+    RnXoshiroUniformRng<T> fair( 3 );
+    RnGaussianRng<T> saved( &fair );
+    for( int nbTaken = 0; nbTaken < 3; ++nbTaken ) {
+        const std::string states[] = { fair.getState(), saved.getState() };
+        const std::vector<T> expected = this->take( saved, 4 );
+        fair.setState( states[0] );
+        saved.setState( states[1] );
+        EXPECT_EQ( saved.getState(), states[1] );
+        EXPECT_EQ( this->take( saved, 4 ), expected ) << states[1];
+        fair.setState( states[0] );
+        saved.setState( states[1] );
+        saved();
+    }
+    // 1.5 is the same for both number types.
+    saved.setState( "Gaussian: 1 4609434218613702656" );
+    for( const char* text : { "Gaussian: 0 1", "Gaussian: 2 0", "Gaussian: 1", "Gaussian: 0 0 ",
+                              "Gaussian: 1 18446744073709551616" } ) {
+        EXPECT_THROW( saved.setState( text ), RnEx::ExBadState ) << text;
+    }
+    if( std::is_same_v<T, float> ) {
+        EXPECT_THROW( saved.setState( "Gaussian: 1 9218868437227405311" ), RnEx::ExBadState )
+            << "the largest double";
+    }
+    EXPECT_EQ( saved.getState(), "Gaussian: 1 4609434218613702656" );
+    EXPECT_EQ( saved.eval(), 1.5 );
+    EXPECT_EQ( saved.getState(), "Gaussian: 0 0" );
 
     // Sequences are the single values, and take as much from the source.
     for( const unsigned int before : { 0u, 1u } ) {
@@ -333,6 +367,9 @@ TYPED_TEST( RnDistributionsTest, HistogramsFindTheBinOfEveryNumber ) {
         EXPECT_EQ( uneven.add( x, 2 ), one._x >= -1 && one._x < 4 ) << one._x;
     }
     EXPECT_THAT( uneven.getWeights(), ElementsAre( 2, 4, 4 ) );
+    // As wide as the type's range: products of bins and distances aren't in it.
+    const T max = std::numeric_limits<T>::max();
+    EXPECT_EQ( RnUniformHistogram<T>( 8, -max / 4, max / 4 ).find( max / 5 ), 7 );
     EXPECT_EQ( RnUniformHistogram<T>( 0, 0, 1 ).find( 0 ), -1 );
     EXPECT_EQ( RnHistogram<T>( 0, nullptr ).find( 0 ), -1 );
     EXPECT_FALSE( RnHistogram<T>( 0, nullptr ).add( 0 ) );
@@ -385,6 +422,11 @@ TYPED_TEST( RnDistributionsTest, SamplesOfAHistogramFollowItsWeights ) {
     EXPECT_EQ( rng.getEfficientMax(), 6 );
     EXPECT_EQ( rng.getEfficientWidth(), 6 );
     EXPECT_EQ( rng.getEfficientFraction(), static_cast<T>( 4 / 6.0 ) );
+    // A bin whose share of the width is 0 in double has weight all the same.
+    const T unlike[] = { 0, std::numeric_limits<T>::min(), std::numeric_limits<T>::max() / 2 };
+    RnHistogram<T> tiny( 2, unlike );
+    tiny.addToBin( 0, 1 );
+    EXPECT_EQ( tiny.findBin( RnHistogramRng<T>( tiny, &this->_fair )() ), 0 );
     // All weight in one narrow bin, far from 0: rounding must not lead out of it.
     RnHistogram<T> narrow( 1000, 1000, 1001 );
     narrow.addToBin( 500, 3 );
@@ -442,6 +484,59 @@ TYPED_TEST( RnDistributionsTest, SamplesOfARectangleFollowItsCells ) {
     last.getSample( xs[0], ys[0] );
     EXPECT_EQ( xs[0], 3 );
     EXPECT_EQ( ys[0], 4 );
+}
+
+TYPED_TEST( RnDistributionsTest, WithoutMemoryAllStaysAsItWas ) {
+    using T = TypeParam;
+    RnHistogram<T> line( 3, 0, 1 );
+    RnHistogram<T> longer( 7, 0, 2 );
+    RnBiHistogram<T> flat( 2, 0, 1, 3, 0, 1 );
+    RnBiHistogram<T> larger( 4, 0, 2, 5, 0, 2 );
+    line.add( 0 );
+    larger.add( 1, 1 );
+    flat.add( 0, 0 );
+    RnNumRecUniformRng<T> generator( 1 );
+    const std::string state = RnNumRecUniformRng<T>( 2 ).getState();
+    const auto describe = [&] {
+        std::ostringstream text;
+        line.dump( text );
+        flat.dump( text );
+        flat.getX().dump( text );
+        return text.str() + generator.getState();
+    };
+    const std::function<void()> bodies[] = {
+        [&] { RnHistogramBiRng<T> rng( flat, &this->_square ); },
+        [&] { line = longer; },
+        [&] { flat = larger; },
+        [&] { generator.setState( state ); },
+    };
+    for( const auto& body : bodies ) {
+        const std::string before = describe();
+        bool isDone = false;
+        for( int nbSucceeding = 0; !isDone; ++nbSucceeding ) {
+            try {
+                const FailingNew failing( nbSucceeding );
+                body();
+                isDone = true;
+            } catch( const std::bad_alloc& ) {}
+            ASSERT_TRUE( isDone || describe() == before ) << nbSucceeding;
+            ASSERT_TRUE( !isDone || nbSucceeding > 0 );
+        }
+    }
+    EXPECT_EQ( line.getNbBins(), 7 );
+    EXPECT_EQ( generator.getState(), state );
+    const RnHistogramBiRng<T> filled( larger, &this->_square );
+    RnHistogramBiRng<T> copy( flat, &this->_square );
+    {
+        const FailingNew failing( 0 );
+        copy = filled;
+    }
+    EXPECT_EQ( copy.getPdf( 1, 1 ), filled.getPdf( 1, 1 ) );
+    // What is moved from is a table without bins, or as it was.
+    RnBiHistogram<T> taken( std::move( flat ) );
+    EXPECT_FALSE( flat.add( 0, 0 ) );
+    copy = RnHistogramBiRng<T>( std::move( copy ) );
+    EXPECT_EQ( copy.getPdf( 1, 1 ), filled.getPdf( 1, 1 ) );
 }
 
 TYPED_TEST( RnDistributionsTest, SeparablePointsAreMadeOfTheirSources ) {
@@ -540,6 +635,9 @@ TYPED_TEST( RnDistributionsTest, DirectionsHaveThreeViewsAndADensityPerSteradian
                          tolerance );
         }
         EXPECT_EQ( rng.getPdfCosine( T( 1.001 ) ), rng.getPdfCosine( 1 ) );
+        // The polar angle of the horizon is rounded, in float to below it.
+        EXPECT_NEAR( rng.getPdfAngles( std::acos( T( 0 ) ) ), rng.getPdfCosine( 0 ), 1e-7 );
+        EXPECT_NEAR( rng.getPdfAngles( T( 1.58 ) ), rng.getPdfCosine( T( -0.0092 ) ), 1e-4 );
         constexpr unsigned int n = 50;
         T a[3][n], b[3][n], z[n];
         rng.restart();
@@ -606,7 +704,14 @@ TYPED_TEST( RnDistributionsTest, EveryDirectionIsInABinOfTheSphere ) {
     EXPECT_TRUE( sphere.addXYZ( 0, 0, 17 ) );
     EXPECT_TRUE( sphere.addAngles( 0, 0 ) );
     EXPECT_EQ( sphere.getBins().getWeight( 3, 0 ), 2 );
+    sphere.clear();
+    for( const T length :
+         { std::numeric_limits<T>::max(), T( 1 ), std::numeric_limits<T>::denorm_min() } ) {
+        EXPECT_TRUE( sphere.addXYZ( length, length, length ) ); // the cosine is 0.58
+    }
+    EXPECT_EQ( sphere.getBins().getWeight( 3, 1 ), 3 );
     EXPECT_FALSE( sphere.addXYZ( 0, 0, 0 ) );
+    EXPECT_FALSE( sphere.addXYZ( 0, static_cast<T>( INF ), 0 ) );
     EXPECT_FALSE( sphere.addCosine( static_cast<T>( NaN ), 0 ) );
     EXPECT_FALSE( sphere.addAngles( 0, static_cast<T>( INF ) ) );
 }
