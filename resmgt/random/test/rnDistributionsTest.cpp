@@ -230,6 +230,34 @@ TYPED_TEST( RnDistributionsTest, PolarValuesComeInPairsOfTheSourcesAcceptedNumbe
     EXPECT_TRUE( std::isnan( this->take( ofNaN, 2 )[1] ) );
 }
 
+TYPED_TEST( RnDistributionsTest, AllWaysToTakeAValueGiveOneSequence ) {
+    using T = TypeParam;
+    RnHistogram<T> histogram( 4, 0, 2 );
+    histogram.add( 0, 2 );
+    histogram.add( 1, 1 );
+    RnGaussianRng<T> polar( &this->_fair, 1, 2 );
+    RnInverseGaussianRng<T> inverse( &this->_fair, 1, 2 );
+    RnMexicanHatRng<T> tent( &this->_fair, 1, 2 );
+    RnHistogramRng<T> sampler( histogram, &this->_fair );
+    const std::pair<RnRng<T>*, const char*> all[] = { { &polar, "Gaussian" },
+                                                      { &inverse, "Inverse Gaussian" },
+                                                      { &tent, "Mexican Hat" },
+                                                      { &sampler, "Histogram" } };
+    for( const auto& [rng, name] : all ) {
+        SCOPED_TRACE( name );
+        EXPECT_STREQ( rng->getName(), name );
+        rng->restart();
+        const std::vector<T> expected = this->take( *rng, 200 );
+        rng->restart();
+        for( std::size_t i = 0; i < expected.size(); i += 2 ) {
+            T value;
+            rng->getSample( value );
+            ASSERT_EQ( value, expected[i] ) << i;
+            ASSERT_EQ( ( *rng )(), expected[i + 1] ) << i;
+        }
+    }
+}
+
 TYPED_TEST( RnDistributionsTest, InverseNormalMeetsKnownValuesAndKeepsOrder ) {
     using T = TypeParam;
     const struct {
@@ -477,6 +505,11 @@ TYPED_TEST( RnDistributionsTest, SamplesOfARectangleFollowItsCells ) {
     T width[2];
     rng.getEfficientWidth( width[0], width[1] );
     EXPECT_THAT( width, ElementsAre( 3, 4 ) );
+    rng.getEfficientMin( width[0], width[1] );
+    EXPECT_THAT( width, ElementsAre( 0, 0 ) );
+    rng.getEfficientMax( width[0], width[1] );
+    EXPECT_THAT( width, ElementsAre( 3, 4 ) );
+    EXPECT_STREQ( rng.getName(), "HistogramBi" );
     // 1 of the source: the ends of the last cell with weight.
     Script<T> one( { 1 } );
     RnSeparableBiRng<T> ones( &one );
@@ -586,6 +619,15 @@ TYPED_TEST( RnDistributionsTest, SeparablePointsAreMadeOfTheirSources ) {
     three.getSample( x );
     EXPECT_THAT( x, ElementsAre( T( 0.25 ), T( 0.5 ), T( 0.75 ) ) );
     EXPECT_EQ( ( RnSeparableMultiRng<T, 3>( &lower ).getEfficientFraction() ), 0.125 );
+    const RnSeparableMultiRng<T, 4> four( &tent );
+    T box[4];
+    four.getEfficientMin( box );
+    EXPECT_THAT( box, ::testing::Each( 3 ) );
+    four.getEfficientMax( box );
+    EXPECT_THAT( box, ::testing::Each( 7 ) );
+    four.getEfficientWidth( box );
+    EXPECT_THAT( box, ::testing::Each( 4 ) );
+    EXPECT_STREQ( four.getName(), "Multi Separable" );
     EXPECT_EQ(
         ( RnSeparableMultiRng<T, 3>( &tent ).getPdf( std::begin( { T( 5 ), T( 4 ), T( 5 ) } ) ) ),
         0.0625 );

@@ -56,6 +56,8 @@ struct AnyGenerator {
     std::function<std::string()> _getState;
     std::function<void( const std::string& )> _setState;
     std::function<double()> _getFraction;
+    // The width, the lowest and the highest values.
+    std::function<std::vector<double>()> _getBox;
     std::function<double( double )> _getPdf;
 };
 
@@ -83,9 +85,10 @@ std::vector<std::vector<double>> takeMany( Multi& generator, unsigned int n, std
 }
 
 template <class T, class Generator>
-AnyGenerator makeAny( unsigned int dims, Generator made ) {
+AnyGenerator makeAny( const char* name, unsigned int dims, Generator made ) {
     auto shared = std::make_shared<Generator>( made );
-    AnyGenerator any{ shared->getName(), dims, {}, {}, {}, {}, {}, {}, {}, {} };
+    EXPECT_STREQ( shared->getName(), name );
+    AnyGenerator any{ name, dims, {}, {}, {}, {}, {}, {}, {}, {}, {} };
     any._take = [shared, dims] {
         T values[4] = {};
         if constexpr( requires { ( *shared )(); } ) {
@@ -105,6 +108,27 @@ AnyGenerator makeAny( unsigned int dims, Generator made ) {
         any._setState = [shared]( const std::string& text ) { shared->setState( text ); };
     }
     any._getFraction = [shared] { return shared->getEfficientFraction(); };
+    any._getBox = [shared, dims] {
+        T box[3][4] = {};
+        if constexpr( requires { ( *shared )(); } ) {
+            box[0][0] = shared->getEfficientWidth();
+            box[1][0] = shared->getEfficientMin();
+            box[2][0] = shared->getEfficientMax();
+        } else if constexpr( requires { shared->getEfficientMin( box[0][0], box[0][1] ); } ) {
+            shared->getEfficientWidth( box[0][0], box[0][1] );
+            shared->getEfficientMin( box[1][0], box[1][1] );
+            shared->getEfficientMax( box[2][0], box[2][1] );
+        } else {
+            shared->getEfficientWidth( box[0] );
+            shared->getEfficientMin( box[1] );
+            shared->getEfficientMax( box[2] );
+        }
+        std::vector<double> sides;
+        for( const auto& side : box ) {
+            sides.insert( sides.end(), side, side + dims );
+        }
+        return sides;
+    };
     any._getPdf = [shared, dims]( double x ) -> double {
         T point[] = { T( 0.5 ), T( 0.5 ), T( 0.5 ), T( 0.5 ) };
         point[dims - 1] = static_cast<T>( x );
@@ -121,20 +145,21 @@ AnyGenerator makeAny( unsigned int dims, Generator made ) {
 
 template <class T>
 std::vector<AnyGenerator> makeAll() {
-    return { makeAny<T>( 1, RnStdUniformRng<T>( 77 ) ),
-             makeAny<T>( 1, RnNumRecUniformRng<T>( 77 ) ),
-             makeAny<T>( 1, RnLecuyerUniformRng<T>( 77, 78 ) ),
-             makeAny<T>( 1, RnXoshiroUniformRng<T>( 77 ) ),
-             makeAny<T>( 1, RnVanDerCorputRng<T>( 3 ) ),
-             makeAny<T>( 2, RnHaltonBiRng<T>() ),
-             makeAny<T>( 2, RnHaltonMultiRng<T, 2>() ),
-             makeAny<T>( 3, RnHaltonMultiRng<T, 3>() ),
-             makeAny<T>( 4, RnHaltonMultiRng<T, 4>() ),
-             makeAny<T>( 2, RnHammersleyBiRng<T>( 1000 ) ),
-             makeAny<T>( 3, RnHammersleyMultiRng<T, 3>( 1000 ) ),
-             makeAny<T>( 4, RnHammersleyMultiRng<T, 4>( 1000 ) ),
-             makeAny<T>( 4, RnNiederreiterMultiRng<T>() ),
-             makeAny<T>( 4, RnScrambledMultiRng<T>( 77 ) ) };
+    return { makeAny<T>( "Std OS-specific generator", 1, RnStdUniformRng<T>( 77 ) ),
+             makeAny<T>( "Numerical Recipes RAN2", 1, RnNumRecUniformRng<T>( 77 ) ),
+             makeAny<T>( "Lecuyer", 1, RnLecuyerUniformRng<T>( 77, 78 ) ),
+             makeAny<T>( "Xoshiro256++", 1, RnXoshiroUniformRng<T>( 77 ) ),
+             makeAny<T>( "Van der Corput", 1, RnVanDerCorputRng<T>( 3 ) ),
+             makeAny<T>( "Halton", 2, RnHaltonBiRng<T>() ),
+             makeAny<T>( "Halton", 2, RnHaltonMultiRng<T, 2>() ),
+             makeAny<T>( "Halton", 3, RnHaltonMultiRng<T, 3>() ),
+             makeAny<T>( "Halton", 4, RnHaltonMultiRng<T, 4>() ),
+             makeAny<T>( "Hammersley", 2, RnHammersleyBiRng<T>( 1000 ) ),
+             makeAny<T>( "Hammersley", 2, RnHammersleyMultiRng<T, 2>( 1000 ) ),
+             makeAny<T>( "Hammersley", 3, RnHammersleyMultiRng<T, 3>( 1000 ) ),
+             makeAny<T>( "Hammersley", 4, RnHammersleyMultiRng<T, 4>( 1000 ) ),
+             makeAny<T>( "Niederreiter", 4, RnNiederreiterMultiRng<T>() ),
+             makeAny<T>( "Scrambled Niederreiter", 4, RnScrambledMultiRng<T>( 77 ) ) };
 }
 
 TYPED_TEST( RnGeneratorsTest, AllWaysToTakeSkipAndRestoreGiveOneSequence ) {
@@ -175,6 +200,9 @@ TYPED_TEST( RnGeneratorsTest, AllWaysToTakeSkipAndRestoreGiveOneSequence ) {
             EXPECT_EQ( any._take(), expected[0] ) << state;
         }
         EXPECT_EQ( any._getFraction(), 1 );
+        std::vector<double> box( 3 * any._nbDimensions, 1 );
+        std::fill_n( box.begin() + any._nbDimensions, any._nbDimensions, 0 );
+        EXPECT_EQ( any._getBox(), box );
         constexpr double epsilon = std::numeric_limits<TypeParam>::epsilon();
         const double nan = std::numeric_limits<double>::quiet_NaN();
         for( const auto& [x, density] : { std::pair( 0.0, 1 ),
