@@ -732,7 +732,7 @@ TYPED_TEST( RnDistributionsTest, EveryDirectionIsInABinOfTheSphere ) {
         int _bins[2];
     } cases[] = { { 1, 0, { 3, 0 } },
                   { T( 1.0001 ), full, { 3, 0 } },
-                  { -1, -this->EPSILON, { 0, 7 } },
+                  { -1, static_cast<T>( -this->EPSILON ), { 0, 7 } },
                   { T( -1.1 ), 2 * full, { 0, 0 } },
                   { 0, -full / 4, { 2, 6 } },
                   { 0, std::nextafter( full, T( 0 ) ), { 2, 7 } } };
