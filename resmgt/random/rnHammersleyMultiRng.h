@@ -14,7 +14,9 @@ namespace Qv {
 /// lies on the cube's edge; the others are Van der Corput sequences, by default in the bases 2,
 /// 3, 5. After `length` single points the index goes back to 0, while the other dimensions go on.
 ///
-/// Errors: a length of 0 and a base below 2 are assertions.
+/// Rounding: a value that rounds to 1, as in float those at the end of long sets, is the largest
+///           number below 1.
+/// Errors:   a length of 0 and a base below 2 are assertions.
 template <class T, unsigned int N>
 class QV_TEMPLATE_API RnHammersleyMultiRng final : public RnUnitMultiRng<T, N> {
 public:

@@ -14,7 +14,8 @@ namespace Qv {
 ///
 /// Seeds: 0 means the default, 55555 and 99999. Others are brought into 1 ... m-1, the range of the
 ///        generator's states, as 1 + ( seed - 1 ) % ( m - 1 ): those in the range stay as they are.
-/// Float: a value that rounds to 1 is the largest number below 1.
+/// Value: the combined state times the number of type `T` nearest to 1 / 2147483563. What rounds to
+///        1 is the largest number below 1.
 template <class T>
 class QV_TEMPLATE_API RnLecuyerUniformRng final : public RnUnitRng<T> {
 public:
