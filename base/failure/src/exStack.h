@@ -23,7 +23,4 @@ CallStack captureStack() noexcept;
 /// One function a line, with its module and address; names are demangled where they are known.
 std::string stackText( const CallStack& stack );
 
-/// A type's name as a programmer writes it; the argument where that can't be told.
-std::string readableTypeName( const char* name );
-
 } // namespace Qv

@@ -1,11 +1,11 @@
 #include <base/init/src/inPackageFrame.h>
 
 #include <base/failure/assertions.h>
-#include <base/failure/src/exStack.h>
 #include <base/init/inUtils.h>
 #include <base/init/inVariableBase.h>
 #include <base/init/src/inAliasDump.h>
 #include <base/ownership/ownershipDelete.h>
+#include <base/text/typeName.h>
 #include <base/trace/traceManager.h>
 
 #include <algorithm>
@@ -58,7 +58,7 @@ private:
                                            const std::type_info& identity ) {
         const std::string text =
             std::string( "Package " ) + package.getName() +
-            " depends on a package that isn't there: " + readableTypeName( identity.name() );
+            " depends on a package that isn't there: " + TypeName::get( identity );
         throw ExInternalError( QV_HERE, text.c_str() );
     }
 

@@ -1,8 +1,8 @@
 #include <base/ownership/rcEx.h>
 
 #include <base/failure/qvHere.h>
-#include <base/failure/src/exStack.h>
 #include <base/ownership/rcExUtil.h>
+#include <base/text/typeName.h>
 
 namespace Qv {
 
@@ -23,11 +23,11 @@ ExCastFailed::ExCastFailed( const char* file, int line, const char* from, const 
 }
 
 void RCExUtil::throwExNullPtr( const char* typeName ) {
-    throw ExNullPtr( QV_HERE, readableTypeName( typeName ).c_str() );
+    throw ExNullPtr( QV_HERE, TypeName::makeReadable( typeName ).c_str() );
 }
 
 void RCExUtil::throwExCastFailed( const char* from, const char* to ) {
-    throw ExCastFailed( QV_HERE, readableTypeName( from ).c_str(), readableTypeName( to ).c_str() );
+    throw ExCastFailed( QV_HERE, TypeName::makeReadable( from ).c_str(), TypeName::makeReadable( to ).c_str() );
 }
 
 } // namespace Qv

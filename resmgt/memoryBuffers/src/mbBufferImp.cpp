@@ -1,13 +1,13 @@
 #include <resmgt/memoryBuffers/mbBufferImp.h>
 
 #include <base/failure/assertions.h>
+#include <base/text/typeName.h>
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/mbPoolManager.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
 #include <resmgt/memoryBuffers/src/mbDispatch.h>
-#include <resmgt/memoryBuffers/src/mbTypeName.h>
 
 #include <chrono>
 #include <new>
@@ -24,7 +24,7 @@ struct StateName {
     const MbState& state;
 
     friend LgStream& operator<<( LgStream& stream, const StateName& name ) {
-        return stream << mbTypeName( typeid( name.state ) );
+        return stream << TypeName::get( typeid( name.state ) );
     }
 };
 

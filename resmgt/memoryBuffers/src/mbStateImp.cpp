@@ -1,12 +1,12 @@
 #include <resmgt/memoryBuffers/src/mbStateImp.h>
 
 #include <base/failure/qvHere.h>
+#include <base/text/typeName.h>
 #include <base/trace/trace.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/mbManager.h>
 #include <resmgt/memoryBuffers/mbProtocol.h>
 #include <resmgt/memoryBuffers/src/mbDispatch.h>
-#include <resmgt/memoryBuffers/src/mbTypeName.h>
 
 #include <ostream>
 #include <typeinfo>
@@ -20,7 +20,7 @@ void MbStateImp::raiseIllegal( const MbBufferImp* buffer, const char* event ) co
     traceIllegal( buffer, event );
     throw MbEx::ExIllegalTransition( QV_HERE, buffer->_name.c_str(),
                                      ( std::string( event ) + "()" ).c_str(),
-                                     mbTypeName( typeid( *this ) ).c_str() );
+                                     TypeName::get( typeid( *this ) ).c_str() );
 }
 
 int MbStateImp::rdlock( MbBufferImp* buffer ) const {

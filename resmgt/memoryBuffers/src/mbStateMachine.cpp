@@ -1,11 +1,11 @@
 #include <resmgt/memoryBuffers/mbStateMachine.h>
 
 #include <base/failure/qvHere.h>
+#include <base/text/typeName.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/initVars/envVar.h>
 #include <resmgt/locks/lkSingleton.imp>
 #include <resmgt/memoryBuffers/src/mbStateMachineImp.h>
-#include <resmgt/memoryBuffers/src/mbTypeName.h>
 
 #include <sstream>
 
@@ -25,7 +25,7 @@ bool mayReadWhileAsyncSync() {
 void traceAsyncSyncState( const MbState& state ) {
     if( MbStateTrace::isEnabled() ) {
         std::ostringstream text;
-        text << "typeid( *_asyncSyncState ).name(): " << mbTypeName( typeid( state ) );
+        text << "typeid( *_asyncSyncState ).name(): " << TypeName::get( typeid( state ) );
         TraceManager::getInstance().getTrace().log( text, QV_HERE );
     }
 }

@@ -1,9 +1,9 @@
 #include <resmgt/memoryBuffers/src/mbStateTrace.h>
 
 #include <base/failure/qvHere.h>
+#include <base/text/typeName.h>
 #include <base/trace/traceManager.h>
 #include <resmgt/memoryBuffers/src/mbStateImp.h>
-#include <resmgt/memoryBuffers/src/mbTypeName.h>
 
 #include <sstream>
 #include <typeinfo>
@@ -14,7 +14,7 @@ namespace {
 
 /// "Loaded" of "Qv::MbStates::Loaded".
 std::string shortName( const MbState& state ) {
-    const std::string name = mbTypeName( typeid( state ) );
+    const std::string name = TypeName::get( typeid( state ) );
     const std::size_t scope = name.rfind( ':' );
     return scope == std::string::npos ? name : name.substr( scope + 1 );
 }

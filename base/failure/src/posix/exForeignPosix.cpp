@@ -1,5 +1,5 @@
 #include <base/failure/src/exForeign.h>
-#include <base/failure/src/exStack.h>
+#include <base/text/typeName.h>
 
 #include <cxxabi.h>
 
@@ -9,7 +9,7 @@ namespace Qv {
 
 std::string currentExceptionType() {
     const std::type_info* const type = abi::__cxa_current_exception_type();
-    return type != nullptr ? readableTypeName( type->name() ) : "unknown type";
+    return type != nullptr ? TypeName::get( *type ) : "unknown type";
 }
 
 } // namespace Qv

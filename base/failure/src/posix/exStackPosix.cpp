@@ -1,6 +1,7 @@
 #include <base/failure/src/exStack.h>
 
-#include <cxxabi.h>
+#include <base/text/typeName.h>
+
 #include <dlfcn.h>
 #include <execinfo.h>
 
@@ -18,7 +19,7 @@ void writeFrame( std::ostream& text, void* address ) {
     text << address;
     if( ::dladdr( address, &info ) != 0 ) {
         if( info.dli_sname != nullptr ) {
-            text << "  " << readableTypeName( info.dli_sname );
+            text << "  " << TypeName::makeReadable( info.dli_sname );
         }
         if( info.dli_fname != nullptr ) {
             text << "  (" << info.dli_fname << "+0x" << std::hex
@@ -46,13 +47,6 @@ std::string stackText( const CallStack& stack ) {
         writeFrame( text, address );
     }
     return std::move( text ).str();
-}
-
-std::string readableTypeName( const char* name ) {
-    int status = 0;
-    const std::unique_ptr<char, decltype( &std::free )> readable(
-        abi::__cxa_demangle( name, nullptr, nullptr, &status ), &std::free );
-    return readable ? readable.get() : name;
 }
 
 } // namespace Qv

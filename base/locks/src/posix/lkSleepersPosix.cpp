@@ -1,5 +1,6 @@
 #include <base/locks/lkSleepersPosix.h>
 
+#include <base/locks/lkBarrier.h>
 #include <base/locks/lkPause.h>
 
 #include <linux/futex.h>
@@ -292,3 +293,21 @@ void forgetInChild() noexcept {
 }
 
 } // namespace Qv::LkSleepers
+
+namespace Qv {
+
+bool LkBarrier::isNeededInFull() noexcept {
+    return LkSleepers::isWithoutBarrier.load( std::memory_order_relaxed );
+}
+
+void LkBarrier::heavy() noexcept {
+    const LkSleepers::ErrnoGuard errnoGuard;
+    std::atomic_thread_fence( std::memory_order_seq_cst );
+    if( !isNeededInFull() && !LkSleepers::barrierInAllThreads() ) {
+        std::timespec left = LkSleepers::SLICE;
+        while( ::nanosleep( &left, &left ) != 0 && errno == EINTR ) {}
+        std::atomic_thread_fence( std::memory_order_seq_cst );
+    }
+}
+
+} // namespace Qv

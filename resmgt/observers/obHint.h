@@ -1,0 +1,51 @@
+#pragma once
+
+#include <base/locks/lkCounter.h>
+#include <base/ownership/rcBase.h>
+#include <resmgt/resmgtApi.h>
+
+namespace Qv {
+
+/// What has changed in a subject: the type is the meaning. An application derives its own, which
+/// may carry data; they are shared, and read on several threads at once.
+class QV_RESMGT_API ObHint : public RCBase<LkCounter<int>> {
+public:
+    ~ObHint() override;
+};
+
+class QV_RESMGT_API ObSubjectHint : public ObHint {
+public:
+    ~ObSubjectHint() override;
+};
+
+class QV_RESMGT_API ObDestroyHint : public ObSubjectHint {
+public:
+    ~ObDestroyHint() override;
+};
+
+class QV_RESMGT_API ObUpdateHint : public ObSubjectHint {
+public:
+    ~ObUpdateHint() override;
+};
+
+class QV_RESMGT_API ObStructureHint : public ObUpdateHint {
+public:
+    ~ObStructureHint() override;
+};
+
+class QV_RESMGT_API ObValueHint : public ObUpdateHint {
+public:
+    ~ObValueHint() override;
+};
+
+class QV_RESMGT_API ObSelectionHint : public ObValueHint {
+public:
+    ~ObSelectionHint() override;
+};
+
+class QV_RESMGT_API ObPositionHint : public ObValueHint {
+public:
+    ~ObPositionHint() override;
+};
+
+} // namespace Qv

@@ -1,0 +1,398 @@
+#include <resmgt/observers/obChangeManagerImp.h>
+
+#include <base/failure/assertions.h>
+#include <base/locks/lkBarrier.h>
+#include <base/trace/trace.h>
+#include <resmgt/observers/src/obPass.h>
+#include <resmgt/observers/src/obRelations.h>
+#include <resmgt/observers/src/obWait.h>
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <ostream>
+#include <utility>
+
+namespace Qv {
+
+/// A change that waits for `dispatch`; without a subject it is void.
+struct ObChangeManagerImp::Record {
+    ObSubjectAny* subject;
+    ObHints hints;
+};
+
+/// A removal under way: of a thread that waits, or one that ends with `done`.
+struct ObChangeManagerImp::Removal {
+    ObObserverAny* observer;
+    bool isLater;
+    std::function<void()> done;
+
+    /// REQUIRES: the lock isn't held.
+    static void complete( const std::list<Removal>& removals ) noexcept {
+        for( const Removal& removal : removals ) {
+            try {
+                if( removal.done ) {
+                    removal.done();
+                }
+            } catch( ... ) {
+                Trace::printCurrentException( "the end of an observer's removal", QV_HERE );
+            }
+        }
+    }
+};
+
+/// Gives the lock up for a scope. The thread holds it once, see `checkEntryNoLock`.
+class ObChangeManagerImp::Unlocked {
+public:
+    explicit Unlocked( const Guard& guard ) noexcept
+        : _imp( guard.getLock().getImp() ) {
+        _imp.unlock();
+    }
+    Unlocked( const Unlocked& ) = delete;
+    Unlocked& operator=( const Unlocked& ) = delete;
+    ~Unlocked() { static_cast<void>( _imp.lock() ); }
+
+private:
+    const LkLockPlatform& _imp;
+};
+
+/// A pass that is counted; the lock is held at both ends. The analysis doesn't see that the
+/// constructor's caller holds the lock of this manager.
+class ObChangeManagerImp::PassScope {
+public:
+    PassScope( ObChangeManagerImp& manager, ObSlots& slots,
+               const Guard& guard ) noexcept QV_NO_THREAD_SAFETY_ANALYSIS
+        : _manager( manager ),
+          _guard( guard ),
+          _pass( std::in_place, manager, slots, manager._passes ) {
+        ++manager._notificationDepth;
+    }
+    PassScope( const PassScope& ) = delete;
+    PassScope& operator=( const PassScope& ) = delete;
+    ~PassScope() QV_NO_THREAD_SAFETY_ANALYSIS {
+        const bool mustReport = _pass->_mustReport.load( std::memory_order_relaxed );
+        _pass.reset();
+        _manager.notificationCompletedNoLock( mustReport, _guard );
+    }
+
+    ObPass& get() noexcept { return *_pass; }
+
+private:
+    ObChangeManagerImp& _manager;
+    const Guard& _guard;
+    std::optional<ObPass> _pass;
+};
+
+ObChangeManagerImp::ObChangeManagerImp( OPtr<ObNotifierAny> notifier )
+    : _notifier( std::move( notifier ) )
+    , _relations( std::make_unique<ObRelations>() ) {
+    QV_ASSERT( !_notifier.isNull() );
+}
+
+ObChangeManagerImp::~ObChangeManagerImp() = default;
+
+void ObChangeManagerImp::checkEntryNoLock() const {
+    // Whoever holds the lock while it is set is the thread that set it, since the lock lets its
+    // holder in.
+    QV_ASSERT( !_isTelling );
+}
+
+template <class Call>
+void ObChangeManagerImp::tellNoLock( std::exception_ptr& failure, const Call& call ) {
+    _isTelling = true;
+    try {
+        call( *_notifier );
+    } catch( ... ) {
+        failure = failure ? failure : std::current_exception();
+    }
+    _isTelling = false;
+}
+
+bool ObChangeManagerImp::subscribeRelation( ObSubjectAny* subject, ObObserverAny* observer ) {
+    QV_ASSERT( subject != 0 );
+    QV_ASSERT( observer != 0 );
+    const Guard guard( _lock );
+    checkEntryNoLock();
+    return _relations->insert( subject, observer, !isBeingRemovedNoLock( observer ) );
+}
+
+bool ObChangeManagerImp::unsubscribeRelation( ObSubjectAny* subject, ObObserverAny* observer ) {
+    QV_ASSERT( subject != 0 );
+    QV_ASSERT( observer != 0 );
+    const Guard guard( _lock );
+    checkEntryNoLock();
+    const ObRelations::Erased erased = _relations->erase( subject, observer );
+    if( erased == ObRelations::NONE ) {
+        return false;
+    }
+    std::exception_ptr failure;
+    if( erased == ObRelations::THE_LAST ) {
+        tellNoLock( failure, [&]( ObNotifierAny& notifier ) {
+            notifier.relationRemovedFromSubject( observer, subject );
+        } );
+    }
+    tellNoLock( failure,
+                [&]( ObNotifierAny& notifier ) { notifier.relationRemoved( observer, subject ); } );
+    if( failure ) {
+        std::rethrow_exception( failure );
+    }
+    return true;
+}
+
+void ObChangeManagerImp::removeSubject( ObSubjectAny* subject ) {
+    QV_ASSERT( subject != 0 );
+    const Guard guard( _lock );
+    checkEntryNoLock();
+    for( Record& record : _queue ) {
+        record.subject = record.subject == subject ? nullptr : record.subject;
+    }
+    ObSlots* const slots = _relations->eraseSubject( subject );
+    if( slots == nullptr ) {
+        return;
+    }
+    std::exception_ptr failure;
+    for( const ObSlots::Slot& slot : slots->getAll() ) {
+        ObObserverAny* const observer =
+            ObSlots::getObserver( slot.load( std::memory_order_relaxed ) );
+        if( observer != nullptr ) {
+            tellNoLock( failure, [&]( ObNotifierAny& notifier ) {
+                notifier.relationRemoved( observer, subject );
+            } );
+        }
+    }
+    ObRelations::release( slots );
+    if( failure ) {
+        std::rethrow_exception( failure );
+    }
+}
+
+void ObChangeManagerImp::notify( ObSubjectAny* subject, const ObHints& hints ) {
+    QV_ASSERT( subject != 0 );
+    const Guard guard( _lock );
+    checkEntryNoLock();
+    notifyNoLock( subject, hints, guard );
+}
+
+void ObChangeManagerImp::notifyNoLock( ObSubjectAny* subject, const ObHints& hints,
+                                       const Guard& guard ) {
+    ObSlots* const slots = _relations->use( subject );
+    if( slots == nullptr ) {
+        return;
+    }
+    PassScope pass( *this, *slots, guard );
+    const Unlocked unlocked( guard );
+    callObservers( pass.get(), hints );
+}
+
+void ObChangeManagerImp::callObservers( ObPass& pass, const ObHints& hints ) {
+    const bool isInFull = LkBarrier::isNeededInFull();
+    ObNotifierAny& notifier = *_notifier;
+    for( const ObSlots::Slot& slot : pass._observers ) {
+        const std::uintptr_t found = slot.load( std::memory_order_relaxed );
+        if( ( found & ObSlots::NOT_CALLED ) != 0 ) {
+            continue;
+        }
+        ObObserverAny* const observer = ObSlots::getObserver( found );
+        pass._current.store( observer, std::memory_order_release );
+        LkBarrier::light( isInFull );
+        while( pass._mustReport.load( std::memory_order_relaxed ) )
+            [[unlikely]] {
+                observerNotified( pass );
+                pass._current.store( observer, std::memory_order_release );
+                LkBarrier::light( isInFull );
+            }
+        if( slot.load( std::memory_order_relaxed ) == found ) {
+            notifier.notifyObserver( observer, hints );
+        }
+    }
+}
+
+void ObChangeManagerImp::observerNotified( ObPass& pass ) {
+    // What runs here belongs to no observer, and may remove the one that is next.
+    pass._current.store( nullptr, std::memory_order_release );
+    std::list<Removal> completed;
+    {
+        const Guard guard( _lock );
+        pass._mustReport.store( false, std::memory_order_relaxed );
+        _observersNotifiedRemoved.broadcast();
+        completed = takeCompletedNoLock();
+    }
+    Removal::complete( completed );
+}
+
+void ObChangeManagerImp::notificationCompletedNoLock( bool mustReport, const Guard& guard ) {
+    --_notificationDepth;
+    if( !mustReport ) {
+        return;
+    }
+    _observersNotifiedRemoved.broadcast();
+    const std::list<Removal> completed = takeCompletedNoLock();
+    if( !completed.empty() ) {
+        const Unlocked unlocked( guard );
+        Removal::complete( completed );
+    }
+}
+
+void ObChangeManagerImp::notifyNoDispatch( ObSubjectAny* subject, const ObHints& hints ) {
+    QV_ASSERT( subject != 0 );
+    Record record{ subject, hints };
+    const Guard guard( _lock );
+    checkEntryNoLock();
+    _queue.push_back( std::move( record ) );
+}
+
+void ObChangeManagerImp::dispatch() {
+    const Guard guard( _lock );
+    checkEntryNoLock();
+    if( _dispatching ) {
+        return;
+    }
+    _dispatching = true;
+    try {
+        while( !_queue.empty() ) {
+            std::optional<Record> record( std::move( _queue.front() ) );
+            _queue.pop_front();
+            if( record->subject != nullptr ) {
+                notifyNoLock( record->subject, record->hints, guard );
+            }
+            // A hint's destructor is the application's.
+            const Unlocked unlocked( guard );
+            record.reset();
+        }
+    } catch( ... ) {
+        dispatchCompletedNoLock();
+        throw;
+    }
+    dispatchCompletedNoLock();
+}
+
+void ObChangeManagerImp::unsubscribeObserverNoLock( ObObserverAny* observer ) noexcept {
+    _relations->eraseObserver( observer );
+    for( const ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+        if( pass->_slots._isDetached ) {
+            pass->_slots.strikeOut( observer );
+        }
+    }
+}
+
+void ObChangeManagerImp::barrierToPassesNoLock() const noexcept {
+    for( const ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+        if( !pass->isOnThisThread() ) {
+            LkBarrier::heavy();
+            return;
+        }
+    }
+}
+
+bool ObChangeManagerImp::isBeingNotifiedNoLock( const ObObserverAny* observer ) const noexcept {
+    barrierToPassesNoLock();
+    bool isSeen = false;
+    for( ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+        if( pass->isAt( observer ) ) {
+            pass->_mustReport.store( true, std::memory_order_relaxed );
+            isSeen = true;
+        }
+    }
+    if( !isSeen ) {
+        return false;
+    }
+    // Whoever is still there now will find that it must report.
+    barrierToPassesNoLock();
+    isSeen = false;
+    for( const ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+        // Each is looked at: that acquires what its last call of the observer did.
+        isSeen = pass->isAt( observer ) || isSeen;
+    }
+    return isSeen;
+}
+
+bool ObChangeManagerImp::isBeingRemovedNoLock( const ObObserverAny* observer ) const noexcept {
+    return std::any_of( _removals.begin(), _removals.end(), [observer]( const Removal& removal ) {
+        return removal.observer == observer;
+    } );
+}
+
+void ObChangeManagerImp::removeObserver( ObObserverAny* observer ) {
+    QV_ASSERT( observer != 0 );
+    // Outlives the guard: what it frees is freed without the lock.
+    std::list<Removal> removal;
+    const Guard guard( _lock );
+    checkEntryNoLock();
+    if( _passes == nullptr ) {
+        unsubscribeObserverNoLock( observer );
+        return;
+    }
+    const ObWait wait( *this, observer );
+    removal.push_back( { observer, false, nullptr } );
+    waitUntilNotifiedNoLock( removal, guard );
+}
+
+void ObChangeManagerImp::waitUntilNotifiedNoLock( std::list<Removal>& removal,
+                                                  const Guard& guard ) {
+    const auto own = removal.begin();
+    _removals.splice( _removals.end(), removal );
+    unsubscribeObserverNoLock( own->observer );
+    try {
+        while( isBeingNotifiedNoLock( own->observer ) ) {
+            _observersNotifiedRemoved.wait( guard );
+        }
+    } catch( ... ) {
+        removal.splice( removal.end(), _removals, own );
+        throw;
+    }
+    // What came meanwhile.
+    unsubscribeObserverNoLock( own->observer );
+    removal.splice( removal.end(), _removals, own );
+}
+
+void ObChangeManagerImp::removeObserverLater( ObObserverAny* observer,
+                                              std::function<void()> done ) {
+    QV_ASSERT( observer != 0 );
+    std::list<Removal> completed;
+    completed.push_back( { observer, true, std::move( done ) } );
+    {
+        const Guard guard( _lock );
+        checkEntryNoLock();
+        unsubscribeObserverNoLock( observer );
+        if( isBeingNotifiedNoLock( observer ) ) {
+            _removals.splice( _removals.end(), completed );
+        }
+    }
+    Removal::complete( completed );
+}
+
+std::list<ObChangeManagerImp::Removal> ObChangeManagerImp::takeCompletedNoLock() noexcept {
+    std::list<Removal> completed;
+    for( auto removal = _removals.begin(); removal != _removals.end(); ) {
+        const auto next = std::next( removal );
+        if( removal->isLater && !isBeingNotifiedNoLock( removal->observer ) ) {
+            unsubscribeObserverNoLock( removal->observer );
+            completed.splice( completed.end(), _removals, removal );
+        }
+        removal = next;
+    }
+    return completed;
+}
+
+void ObChangeManagerImp::dump( std::ostream& stream ) const {
+    std::size_t nbRelations = 0;
+    std::size_t nbSubjects = 0;
+    std::size_t nbQueued = 0;
+    int nbPasses = 0;
+    int nbNotified = 0;
+    {
+        const Guard guard( _lock );
+        checkEntryNoLock();
+        nbRelations = _relations->getNbRelations();
+        nbSubjects = _relations->getNbSubjects();
+        nbQueued = _queue.size();
+        nbPasses = _notificationDepth;
+        for( const ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+            nbNotified += pass->isAt( nullptr ) ? 0 : 1;
+        }
+    }
+    stream << "relations " << nbRelations << ", subjects " << nbSubjects << ", queued " << nbQueued
+           << ", passes " << nbPasses << ", observers being notified " << nbNotified << '\n';
+}
+
+} // namespace Qv
