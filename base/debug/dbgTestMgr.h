@@ -11,7 +11,8 @@ class QV_BASE_API DbgTestMgr {
 public:
     DbgTestMgr( const DbgTestMgr& ) = delete;
     DbgTestMgr& operator=( const DbgTestMgr& ) = delete;
-    /// A manager that has set the mark takes it back.
+    /// A manager that has set the mark takes it back; the process runs tests as long as one has it
+    /// set.
     virtual ~DbgTestMgr();
 
     static bool isTestRunning() noexcept;

@@ -21,10 +21,14 @@ namespace LkBarrier {
 /// threads, and before `main`. May be asked once for many barriers.
 QV_BASE_API bool isNeededInFull() noexcept;
 
+/// What both sides add nothing to in place of the barrier: two additions have an order, and the
+/// later one sees what the earlier thread did before its own.
+extern QV_BASE_API std::atomic<unsigned> meetingPoint;
+
 /// The quick side's barrier.
 inline void light( bool isInFull ) noexcept {
     if( isInFull ) [[unlikely]] {
-        std::atomic_thread_fence( std::memory_order_seq_cst );
+        meetingPoint.fetch_add( 0, std::memory_order_acq_rel );
     } else {
         std::atomic_signal_fence( std::memory_order_seq_cst );
     }

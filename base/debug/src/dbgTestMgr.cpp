@@ -3,13 +3,14 @@
 #include <base/debug/dbgTestGroup.h>
 
 #include <atomic>
+#include <utility>
 
 namespace Qv {
 
 namespace {
 
-// Relaxed: the mark orders nothing.
-constinit std::atomic<bool> isTestRunningMark = false;
+// The managers that have set the mark. Relaxed: it orders nothing.
+constinit std::atomic<int> nbMarks = 0;
 
 } // namespace
 
@@ -17,17 +18,18 @@ DbgTestGroup::~DbgTestGroup() = default;
 
 DbgTestMgr::~DbgTestMgr() {
     if( _hasSetMark ) {
-        isTestRunningMark.store( false, std::memory_order_relaxed );
+        nbMarks.fetch_sub( 1, std::memory_order_relaxed );
     }
 }
 
 bool DbgTestMgr::isTestRunning() noexcept {
-    return isTestRunningMark.load( std::memory_order_relaxed );
+    return nbMarks.load( std::memory_order_relaxed ) != 0;
 }
 
 void DbgTestMgr::setTestRunning() {
-    _hasSetMark = true;
-    isTestRunningMark.store( true, std::memory_order_relaxed );
+    if( !std::exchange( _hasSetMark, true ) ) {
+        nbMarks.fetch_add( 1, std::memory_order_relaxed );
+    }
 }
 
 } // namespace Qv

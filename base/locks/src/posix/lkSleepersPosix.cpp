@@ -296,17 +296,18 @@ void forgetInChild() noexcept {
 
 namespace Qv {
 
+constinit std::atomic<unsigned> LkBarrier::meetingPoint{ 0 };
+
 bool LkBarrier::isNeededInFull() noexcept {
     return LkSleepers::isWithoutBarrier.load( std::memory_order_relaxed );
 }
 
 void LkBarrier::heavy() noexcept {
     const LkSleepers::ErrnoGuard errnoGuard;
-    std::atomic_thread_fence( std::memory_order_seq_cst );
+    meetingPoint.fetch_add( 0, std::memory_order_acq_rel );
     if( !isNeededInFull() && !LkSleepers::barrierInAllThreads() ) {
         std::timespec left = LkSleepers::SLICE;
         while( ::nanosleep( &left, &left ) != 0 && errno == EINTR ) {}
-        std::atomic_thread_fence( std::memory_order_seq_cst );
     }
 }
 
