@@ -1,6 +1,6 @@
 #include <resmgt/memoryBuffers/test/mbRecorder.h>
 
-#include <resmgt/memoryBuffers/src/mbTypeName.h>
+#include <base/text/typeName.h>
 
 #include <map>
 #include <memory>
@@ -129,7 +129,7 @@ void RecordedBuffers::inside( const std::string& call, std::function<void()> bod
 }
 
 std::string nameOf( const MbState* state ) {
-    const std::string name = mbTypeName( typeid( *state ) );
+    const std::string name = TypeName::get( typeid( *state ) );
     return name.substr( name.rfind( "::" ) + 2 );
 }
 

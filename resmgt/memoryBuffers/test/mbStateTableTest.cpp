@@ -1,7 +1,7 @@
+#include <base/text/typeName.h>
 #include <resmgt/locks/lkSingleton.h>
 #include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/src/mbStateMachineImp.h>
-#include <resmgt/memoryBuffers/src/mbTypeName.h>
 #include <resmgt/memoryBuffers/test/mbRecorder.h>
 
 #include <gmock/gmock.h>
@@ -341,7 +341,7 @@ void MbStateTableTest::checkCell( const std::string& state, const std::string& e
     const bool isNumber = cell.find_first_not_of( "0123456789" ) == std::string::npos;
     const MbState& current = *_states.at( state );
     const std::string illegal = "Illegal transition: buffer buffer received event " + event +
-                                "() from state " + mbTypeName( typeid( current ) ) + ".";
+                                "() from state " + TypeName::get( typeid( current ) ) + ".";
     EXPECT_EQ( run( state, event, isLocked( state ) ),
                Outcome( cell == "refresh" ? "unlist list" : "", state,
                         isLocked( state ) + ( cell == "count" ), isNumber ? std::stoul( cell ) : 0,
