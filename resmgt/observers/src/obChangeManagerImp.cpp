@@ -195,15 +195,17 @@ void ObChangeManagerImp::callObservers( ObPass& pass, const ObHints& hints ) {
         ObObserverAny* const observer = ObSlots::getObserver( found );
         pass._current.store( observer, std::memory_order_release );
         LkBarrier::light( isInFull );
-        while( pass._mustReport.load( std::memory_order_relaxed ) )
-            [[unlikely]] {
+        if( pass._mustReport.load( std::memory_order_relaxed ) ) [[unlikely]] {
+            do {
                 observerNotified( pass );
                 pass._current.store( observer, std::memory_order_release );
                 LkBarrier::light( isInFull );
+            } while( pass._mustReport.load( std::memory_order_relaxed ) );
+            if( slot.load( std::memory_order_relaxed ) != found ) {
+                continue;
             }
-        if( slot.load( std::memory_order_relaxed ) == found ) {
-            notifier.notifyObserver( observer, hints );
         }
+        notifier.notifyObserver( observer, hints );
     }
 }
 
@@ -268,10 +270,11 @@ void ObChangeManagerImp::dispatch() {
 
 void ObChangeManagerImp::unsubscribeObserverNoLock( ObObserverAny* observer ) noexcept {
     _relations->eraseObserver( observer );
-    for( const ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+    for( ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
         if( pass->_slots._isDetached ) {
             pass->_slots.strikeOut( observer );
         }
+        pass->_mustReport.store( true, std::memory_order_relaxed );
     }
 }
 

@@ -12,12 +12,13 @@ class ObChangeManagerImp;
 
 /// One walk over the observers of a subject, on the stack of the thread that makes it.
 ///
-/// Who may be called: the pass writes the observer that it comes to, issues a barrier, and calls it
-/// only if the slot isn't struck out. A removal strikes the slots out, issues a barrier, and reads
-/// where the passes stand. One of the two sees what the other did: the call doesn't begin, or the
-/// removal waits for its end.
+/// Who may be called: the pass writes the observer that it comes to, issues a barrier, and looks at
+/// `_mustReport`; if that is set it resets it under the lock and reads the slot once more. A
+/// removal strikes the slots out, sets `_mustReport`, issues a barrier, and reads where the passes
+/// stand. One of the two sees what the other did: the call doesn't begin, or the removal waits for
+/// its end.
 ///
-/// Who is woken: a removal that sees a pass at the observer sets `_mustReport` there, issues a
+/// Who is woken: a removal that sees a pass at the observer sets `_mustReport` once more, issues a
 /// second barrier, and waits if the pass is still there. It finds that set when it goes on, or
 /// under the lock when it ends.
 ///
