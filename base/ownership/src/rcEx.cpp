@@ -27,7 +27,8 @@ void RCExUtil::throwExNullPtr( const char* typeName ) {
 }
 
 void RCExUtil::throwExCastFailed( const char* from, const char* to ) {
-    throw ExCastFailed( QV_HERE, TypeName::makeReadable( from ).c_str(), TypeName::makeReadable( to ).c_str() );
+    throw ExCastFailed( QV_HERE, TypeName::makeReadable( from ).c_str(),
+                        TypeName::makeReadable( to ).c_str() );
 }
 
 } // namespace Qv
