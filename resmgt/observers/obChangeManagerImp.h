@@ -16,6 +16,7 @@
 namespace Qv {
 
 class ObPass;
+class ObPasses;
 class ObRelations;
 
 /// Who observes whom. Subjects and observers know nothing of each other; `notify` has the
@@ -40,8 +41,7 @@ class ObRelations;
 ///           assertion, also where several managers are concerned; nothing has changed then.
 ///           `removeObserverLater` is for that.
 /// Order:    a pass that an observer begins ends first: the observers behind it see the newer
-/// change
-///           before the older one. Passes of different threads run side by side.
+///           change before the older one. Passes of different threads run side by side.
 /// Threads:  any, for everything. Several threads may call one observer at once. No lock is held
 ///           during `notifyObserver`; the other operations of the notifier run under the lock and
 ///           must not enter the manager, which is an assertion.
@@ -50,10 +50,11 @@ class ObRelations;
 ///           and those under way go on: call it again.
 /// Lifetime: nobody may be inside when it is destroyed. What is queued then is lost, and relations
 ///           end without a word.
-/// Cost:     a pass takes the lock twice, and none per observer; whoever removes while passes are
-///           under way pays with a barrier in all threads. Subscribing, unsubscribing and removing
-///           don't depend on how many other relations there are; `unsubscribeRelation` and
-///           `subscribeRelation` may copy the observers of a subject that is being notified.
+/// Cost:     a pass takes the lock once, as it begins, and none per observer; the fifth and further
+///           ones that are under way at a time take it as they end, too. Whoever removes while
+///           passes are under way pays with a barrier in all threads. Subscribing, unsubscribing
+///           and removing don't depend on how many other relations there are; `unsubscribeRelation`
+///           and `subscribeRelation` may copy the observers of a subject that is being notified.
 class QV_RESMGT_API ObChangeManagerImp {
 public:
     /// `notifier` isn't null.
@@ -99,23 +100,21 @@ private:
     struct Record;
     struct Removal;
     class PassScope;
-    class Unlocked;
     using Guard = LkGuard<const LkLock>;
 
     void checkEntryNoLock() const QV_REQUIRES( _lock );
-    void notifyNoLock( ObSubjectAny* subject, const ObHints& hints, const Guard& guard )
-        QV_REQUIRES( _lock );
     void callObservers( ObPass& pass, const ObHints& hints );
     void observerNotified( ObPass& pass );
-    void notificationCompletedNoLock( bool mustReport, const Guard& guard ) QV_REQUIRES( _lock );
+    void notificationCompleted( ObPass& pass, bool isOnStack ) noexcept;
+    std::list<Removal> observerNotifiedNoLock() QV_REQUIRES( _lock );
     void unsubscribeObserverNoLock( ObObserverAny* observer ) noexcept QV_REQUIRES( _lock );
+    bool dispatchFirst();
     void dispatchCompletedNoLock() noexcept QV_REQUIRES( _lock ) { _dispatching = false; }
     void barrierToPassesNoLock() const noexcept QV_REQUIRES( _lock );
     bool isBeingNotifiedNoLock( const ObObserverAny* observer ) const noexcept QV_REQUIRES( _lock );
     bool isBeingRemovedNoLock( const ObObserverAny* observer ) const noexcept QV_REQUIRES( _lock );
     void waitUntilNotifiedNoLock( std::list<Removal>& removal, const Guard& guard )
         QV_REQUIRES( _lock );
-    std::list<Removal> takeCompletedNoLock() noexcept QV_REQUIRES( _lock );
     template <class Call>
     void tellNoLock( std::exception_ptr& failure, const Call& call ) QV_REQUIRES( _lock );
 
@@ -126,9 +125,7 @@ private:
     /// lock.
     bool _isTelling QV_GUARDED_BY( _lock ) = false;
     bool _dispatching QV_GUARDED_BY( _lock ) = false;
-    int _notificationDepth QV_GUARDED_BY( _lock ) = 0;
-    /// Those under way, the newest first.
-    ObPass* _passes QV_GUARDED_BY( _lock ) = nullptr;
+    const std::unique_ptr<ObPasses> _passes QV_PT_GUARDED_BY( _lock );
     const std::unique_ptr<ObRelations> _relations QV_PT_GUARDED_BY( _lock );
     std::list<Removal> _removals QV_GUARDED_BY( _lock );
     std::deque<Record> _queue QV_GUARDED_BY( _lock );

@@ -22,6 +22,11 @@ class ObSubjectAny;
 /// Threads: each operation runs on the thread that notifies or unsubscribes. Several threads may be
 ///          in `notifyObserver` at once, also for one observer.
 class QV_RESMGT_API ObNotifierAny {
+protected:
+    ObNotifierAny() = default;
+    // The first of the virtual operations.
+    virtual ~ObNotifierAny();
+
 public:
     ObNotifierAny( const ObNotifierAny& ) = delete;
     ObNotifierAny& operator=( const ObNotifierAny& ) = delete;
@@ -34,10 +39,6 @@ public:
     virtual void relationRemovedFromSubject( ObObserverAny* observer, ObSubjectAny* subject ) = 0;
     /// `unsubscribeRelation` or `removeSubject` has ended the relation. Under the lock, as above.
     virtual void relationRemoved( ObObserverAny* observer, ObSubjectAny* subject ) = 0;
-
-protected:
-    ObNotifierAny() = default;
-    virtual ~ObNotifierAny();
 
 private:
     friend void Ownership::destroy<ObNotifierAny>( ObNotifierAny* ) noexcept;

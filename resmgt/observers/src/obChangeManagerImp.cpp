@@ -41,51 +41,50 @@ struct ObChangeManagerImp::Removal {
     }
 };
 
-/// Gives the lock up for a scope. The thread holds it once, see `checkEntryNoLock`.
-class ObChangeManagerImp::Unlocked {
-public:
-    explicit Unlocked( const Guard& guard ) noexcept
-        : _imp( guard.getLock().getImp() ) {
-        _imp.unlock();
-    }
-    Unlocked( const Unlocked& ) = delete;
-    Unlocked& operator=( const Unlocked& ) = delete;
-    ~Unlocked() { static_cast<void>( _imp.lock() ); }
-
-private:
-    const LkLockPlatform& _imp;
-};
-
-/// A pass that is counted; the lock is held at both ends. The analysis doesn't see that the
-/// constructor's caller holds the lock of this manager.
+/// A pass of the calling thread, from its begin under the lock to its end without it.
 class ObChangeManagerImp::PassScope {
 public:
-    PassScope( ObChangeManagerImp& manager, ObSlots& slots,
-               const Guard& guard ) noexcept QV_NO_THREAD_SAFETY_ANALYSIS
-        : _manager( manager ),
-          _guard( guard ),
-          _pass( std::in_place, manager, slots, manager._passes ) {
-        ++manager._notificationDepth;
-    }
+    explicit PassScope( ObChangeManagerImp& manager ) noexcept
+        : _manager( manager ) {}
     PassScope( const PassScope& ) = delete;
     PassScope& operator=( const PassScope& ) = delete;
-    ~PassScope() QV_NO_THREAD_SAFETY_ANALYSIS {
-        const bool mustReport = _pass->_mustReport.load( std::memory_order_relaxed );
-        _pass.reset();
-        _manager.notificationCompletedNoLock( mustReport, _guard );
+    ~PassScope() {
+        if( _pass != nullptr ) {
+            _manager.notificationCompleted( *_pass, _ownPass.has_value() );
+        }
     }
 
-    ObPass& get() noexcept { return *_pass; }
+    /// Nothing begins if the subject has no observers. REQUIRES: the lock is held, which the
+    /// analysis doesn't see to be this manager's.
+    void beginNoLock( const ObSubjectAny* subject ) noexcept QV_NO_THREAD_SAFETY_ANALYSIS {
+        ObSlots* const slots = _manager._relations->find( subject );
+        if( slots == nullptr ) {
+            return;
+        }
+        _pass = _manager._passes->findPlace();
+        if( _pass == nullptr ) {
+            _pass = &_ownPass.emplace();
+            _manager._passes->insert( *_pass );
+        }
+        _pass->begin( _manager, *slots );
+    }
+    /// REQUIRES: the lock isn't held.
+    void callObservers( const ObHints& hints ) {
+        if( _pass != nullptr ) {
+            _manager.callObservers( *_pass, hints );
+        }
+    }
 
 private:
     ObChangeManagerImp& _manager;
-    const Guard& _guard;
-    std::optional<ObPass> _pass;
+    ObPass* _pass = nullptr;
+    std::optional<ObPass> _ownPass;
 };
 
 ObChangeManagerImp::ObChangeManagerImp( OPtr<ObNotifierAny> notifier )
     : _notifier( std::move( notifier ) )
-    , _relations( std::make_unique<ObRelations>() ) {
+    , _passes( std::make_unique<ObPasses>() )
+    , _relations( std::make_unique<ObRelations>( *_passes ) ) {
     QV_ASSERT( !_notifier.isNull() );
 }
 
@@ -168,39 +167,28 @@ void ObChangeManagerImp::removeSubject( ObSubjectAny* subject ) {
 
 void ObChangeManagerImp::notify( ObSubjectAny* subject, const ObHints& hints ) {
     QV_ASSERT( subject != 0 );
-    const Guard guard( _lock );
-    checkEntryNoLock();
-    notifyNoLock( subject, hints, guard );
-}
-
-void ObChangeManagerImp::notifyNoLock( ObSubjectAny* subject, const ObHints& hints,
-                                       const Guard& guard ) {
-    ObSlots* const slots = _relations->use( subject );
-    if( slots == nullptr ) {
-        return;
+    PassScope pass( *this );
+    {
+        const Guard guard( _lock );
+        checkEntryNoLock();
+        pass.beginNoLock( subject );
     }
-    PassScope pass( *this, *slots, guard );
-    const Unlocked unlocked( guard );
-    callObservers( pass.get(), hints );
+    pass.callObservers( hints );
 }
 
 void ObChangeManagerImp::callObservers( ObPass& pass, const ObHints& hints ) {
-    const bool isInFull = LkBarrier::isNeededInFull();
+    const bool isBarrierInFull = LkBarrier::isNeededInFull();
     ObNotifierAny& notifier = *_notifier;
-    for( const ObSlots::Slot& slot : pass._observers ) {
+    for( const ObSlots::Slot& slot : pass.getObservers() ) {
         const std::uintptr_t found = slot.load( std::memory_order_relaxed );
         if( ( found & ObSlots::NOT_CALLED ) != 0 ) {
             continue;
         }
         ObObserverAny* const observer = ObSlots::getObserver( found );
-        pass._current.store( observer, std::memory_order_release );
-        LkBarrier::light( isInFull );
-        if( pass._mustReport.load( std::memory_order_relaxed ) ) [[unlikely]] {
+        if( pass.standAt( observer, isBarrierInFull ) ) [[unlikely]] {
             do {
                 observerNotified( pass );
-                pass._current.store( observer, std::memory_order_release );
-                LkBarrier::light( isInFull );
-            } while( pass._mustReport.load( std::memory_order_relaxed ) );
+            } while( pass.standAt( observer, isBarrierInFull ) );
             if( slot.load( std::memory_order_relaxed ) != found ) {
                 continue;
             }
@@ -211,28 +199,34 @@ void ObChangeManagerImp::callObservers( ObPass& pass, const ObHints& hints ) {
 
 void ObChangeManagerImp::observerNotified( ObPass& pass ) {
     // What runs here belongs to no observer, and may remove the one that is next.
-    pass._current.store( nullptr, std::memory_order_release );
+    pass.standAt( nullptr, false );
     std::list<Removal> completed;
     {
         const Guard guard( _lock );
-        pass._mustReport.store( false, std::memory_order_relaxed );
-        _observersNotifiedRemoved.broadcast();
-        completed = takeCompletedNoLock();
+        pass.setMustReport( false );
+        completed = observerNotifiedNoLock();
     }
     Removal::complete( completed );
 }
 
-void ObChangeManagerImp::notificationCompletedNoLock( bool mustReport, const Guard& guard ) {
-    --_notificationDepth;
-    if( !mustReport ) {
+void ObChangeManagerImp::notificationCompleted( ObPass& pass, bool isOnStack ) noexcept {
+    const bool mustReport = pass.standAt( nullptr, LkBarrier::isNeededInFull() );
+    if( !mustReport && !isOnStack ) [[likely]] {
+        pass.end();
         return;
     }
-    _observersNotifiedRemoved.broadcast();
-    const std::list<Removal> completed = takeCompletedNoLock();
-    if( !completed.empty() ) {
-        const Unlocked unlocked( guard );
-        Removal::complete( completed );
+    std::list<Removal> completed;
+    {
+        const Guard guard( _lock );
+        pass.end();
+        if( isOnStack ) {
+            _passes->erase( pass );
+        }
+        if( mustReport ) {
+            completed = observerNotifiedNoLock();
+        }
     }
+    Removal::complete( completed );
 }
 
 void ObChangeManagerImp::notifyNoDispatch( ObSubjectAny* subject, const ObHints& hints ) {
@@ -244,42 +238,56 @@ void ObChangeManagerImp::notifyNoDispatch( ObSubjectAny* subject, const ObHints&
 }
 
 void ObChangeManagerImp::dispatch() {
-    const Guard guard( _lock );
-    checkEntryNoLock();
-    if( _dispatching ) {
-        return;
-    }
-    _dispatching = true;
-    try {
-        while( !_queue.empty() ) {
-            std::optional<Record> record( std::move( _queue.front() ) );
-            _queue.pop_front();
-            if( record->subject != nullptr ) {
-                notifyNoLock( record->subject, record->hints, guard );
-            }
-            // A hint's destructor is the application's.
-            const Unlocked unlocked( guard );
-            record.reset();
+    {
+        const Guard guard( _lock );
+        checkEntryNoLock();
+        if( _dispatching ) {
+            return;
         }
+        _dispatching = true;
+    }
+    try {
+        while( dispatchFirst() ) {}
     } catch( ... ) {
+        const Guard guard( _lock );
         dispatchCompletedNoLock();
         throw;
     }
-    dispatchCompletedNoLock();
+}
+
+bool ObChangeManagerImp::dispatchFirst() {
+    // A hint's destructor is the application's: it runs without the lock.
+    std::optional<Record> record;
+    PassScope pass( *this );
+    {
+        const Guard guard( _lock );
+        if( _queue.empty() ) {
+            dispatchCompletedNoLock();
+            return false;
+        }
+        record = std::move( _queue.front() );
+        _queue.pop_front();
+        if( record->subject != nullptr ) {
+            pass.beginNoLock( record->subject );
+        }
+    }
+    pass.callObservers( record->hints );
+    return true;
 }
 
 void ObChangeManagerImp::unsubscribeObserverNoLock( ObObserverAny* observer ) noexcept {
     _relations->eraseObserver( observer );
-    for( ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
-        if( pass->_slots._isDetached ) {
-            pass->_slots.strikeOut( observer );
+    for( ObPass* pass = _passes->getFirst(); pass != nullptr; pass = ObPasses::getNext( pass ) ) {
+        if( pass->getSlots()._isDetached ) {
+            pass->getSlots().strikeOut( observer );
         }
-        pass->_mustReport.store( true, std::memory_order_relaxed );
+        pass->setMustReport( true );
     }
 }
 
 void ObChangeManagerImp::barrierToPassesNoLock() const noexcept {
-    for( const ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+    for( const ObPass* pass = _passes->getFirst(); pass != nullptr;
+         pass = ObPasses::getNext( pass ) ) {
         if( !pass->isOnThisThread() ) {
             LkBarrier::heavy();
             return;
@@ -290,9 +298,9 @@ void ObChangeManagerImp::barrierToPassesNoLock() const noexcept {
 bool ObChangeManagerImp::isBeingNotifiedNoLock( const ObObserverAny* observer ) const noexcept {
     barrierToPassesNoLock();
     bool isSeen = false;
-    for( ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+    for( ObPass* pass = _passes->getFirst(); pass != nullptr; pass = ObPasses::getNext( pass ) ) {
         if( pass->isAt( observer ) ) {
-            pass->_mustReport.store( true, std::memory_order_relaxed );
+            pass->setMustReport( true );
             isSeen = true;
         }
     }
@@ -302,7 +310,8 @@ bool ObChangeManagerImp::isBeingNotifiedNoLock( const ObObserverAny* observer ) 
     // Whoever is still there now will find that it must report.
     barrierToPassesNoLock();
     isSeen = false;
-    for( const ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+    for( const ObPass* pass = _passes->getFirst(); pass != nullptr;
+         pass = ObPasses::getNext( pass ) ) {
         // Each is looked at: that acquires what its last call of the observer did.
         isSeen = pass->isAt( observer ) || isSeen;
     }
@@ -321,7 +330,7 @@ void ObChangeManagerImp::removeObserver( ObObserverAny* observer ) {
     std::list<Removal> removal;
     const Guard guard( _lock );
     checkEntryNoLock();
-    if( _passes == nullptr ) {
+    if( _passes->getFirst() == nullptr ) {
         unsubscribeObserverNoLock( observer );
         return;
     }
@@ -364,7 +373,8 @@ void ObChangeManagerImp::removeObserverLater( ObObserverAny* observer,
     Removal::complete( completed );
 }
 
-std::list<ObChangeManagerImp::Removal> ObChangeManagerImp::takeCompletedNoLock() noexcept {
+std::list<ObChangeManagerImp::Removal> ObChangeManagerImp::observerNotifiedNoLock() {
+    _observersNotifiedRemoved.broadcast();
     std::list<Removal> completed;
     for( auto removal = _removals.begin(); removal != _removals.end(); ) {
         const auto next = std::next( removal );
@@ -389,8 +399,9 @@ void ObChangeManagerImp::dump( std::ostream& stream ) const {
         nbRelations = _relations->getNbRelations();
         nbSubjects = _relations->getNbSubjects();
         nbQueued = _queue.size();
-        nbPasses = _notificationDepth;
-        for( const ObPass* pass = _passes; pass != nullptr; pass = pass->_next ) {
+        for( const ObPass* pass = _passes->getFirst(); pass != nullptr;
+             pass = ObPasses::getNext( pass ) ) {
+            ++nbPasses;
             nbNotified += pass->isAt( nullptr ) ? 0 : 1;
         }
     }

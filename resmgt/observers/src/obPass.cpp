@@ -2,41 +2,78 @@
 
 namespace Qv {
 
-namespace {
+thread_local constinit ObPass* innermostPass = nullptr;
 
-thread_local constinit ObPass* innermost
-#if defined( __linux__ )
-    __attribute__( ( tls_model( "initial-exec" ) ) )
-#endif
-    = nullptr;
-
-} // namespace
-
-ObPass::ObPass( const ObChangeManagerImp& manager, ObSlots& slots, ObPass*& newest ) noexcept
-    : _slots( slots )
-    , _observers( slots.getAll() )
-    , _next( newest )
-    , _manager( manager )
-    , _newest( newest )
-    , _outer( innermost ) {
-    if( _next != nullptr ) {
-        _next->_previous = this;
+void ObPass::begin( const ObChangeManagerImp& manager, ObSlots& slots ) noexcept {
+    if( _slots != &slots ) {
+        leaveSlots();
+        slots.addUser();
+        _slots = &slots;
     }
-    newest = this;
-    innermost = this;
+    _manager = &manager;
+    _observers = slots.getAll();
+    _thread = ThreadNumber::get();
+    _outer = innermostPass;
+    innermostPass = this;
+    _mustReport.store( false, std::memory_order_relaxed );
+    _isUnderWay.store( true, std::memory_order_relaxed );
 }
 
-ObPass::~ObPass() {
-    innermost = _outer;
-    if( _next != nullptr ) {
-        _next->_previous = _previous;
+void ObPass::leaveSlots() noexcept {
+    if( _slots != nullptr ) {
+        ObRelations::release( _slots );
+        _slots = nullptr;
     }
-    ( _previous == nullptr ? _newest : _previous->_next ) = _next;
-    ObRelations::release( &_slots );
 }
 
-const ObPass* ObPass::getInnermost() noexcept {
-    return innermost;
+ObPasses::ObPasses() noexcept {
+    for( Place& place : _places ) {
+        insert( place );
+    }
+}
+
+ObPasses::~ObPasses() {
+    reap();
+}
+
+ObPass* ObPasses::findPlace() noexcept {
+    for( Place& place : _places ) {
+        if( !place.isUnderWay() ) {
+            return &place;
+        }
+    }
+    return nullptr;
+}
+
+void ObPasses::insert( ObPass& pass ) noexcept {
+    pass._next = _first;
+    if( _first != nullptr ) {
+        _first->_previous = &pass;
+    }
+    _first = &pass;
+}
+
+void ObPasses::erase( ObPass& pass ) noexcept {
+    pass.leaveSlots();
+    if( pass._next != nullptr ) {
+        pass._next->_previous = pass._previous;
+    }
+    ( pass._previous == nullptr ? _first : pass._previous->_next ) = pass._next;
+}
+
+ObPass* ObPasses::skipEnded( ObPass* pass ) noexcept {
+    while( pass != nullptr && !pass->isUnderWay() ) {
+        pass = pass->_next;
+    }
+    return pass;
+}
+
+void ObPasses::reap() noexcept {
+    for( ObPass* pass = _first; pass != nullptr; pass = pass->_next ) {
+        if( !pass->isUnderWay() ) {
+            pass->leaveSlots();
+        }
+    }
 }
 
 } // namespace Qv

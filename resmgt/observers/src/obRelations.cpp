@@ -1,5 +1,7 @@
 #include <resmgt/observers/src/obRelations.h>
 
+#include <resmgt/observers/src/obPass.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -76,19 +78,26 @@ void ObRelations::release( ObSlots* slots ) noexcept {
 void ObRelations::detach( ObSlots* slots ) noexcept {
     slots->_isDetached = true;
     release( slots );
+    _passes.reap();
 }
 
-ObSlots* ObRelations::use( const ObSubjectAny* subject ) noexcept {
+bool ObRelations::isInUse( const ObSlots& slots ) noexcept {
+    if( slots.isInUse() ) {
+        _passes.reap();
+    }
+    return slots.isInUse();
+}
+
+ObSlots* ObRelations::find( const ObSubjectAny* subject ) noexcept {
     const auto found = _subjects.find( subject );
     if( found == _subjects.end() ) {
         return nullptr;
     }
     ObSlots* const slots = found->second.slots;
     // Here and not at each removal: one look at all slots pays for half of them at least.
-    if( !slots->isInUse() && found->second.nbObservers < slots->getAll().size() / 2 ) {
+    if( found->second.nbObservers < slots->getAll().size() / 2 && !isInUse( *slots ) ) {
         slots->compact();
     }
-    ++slots->_nbUsers;
     return slots;
 }
 
@@ -131,7 +140,7 @@ void ObRelations::makeRoom( Subject& subject, std::size_t nbMore ) {
         if( !former->isFull() ) {
             return;
         }
-        if( !former->isInUse() && subject.nbObservers <= former->getAll().size() / 2 ) {
+        if( subject.nbObservers <= former->getAll().size() / 2 && !isInUse( *former ) ) {
             former->compact();
             return;
         }
@@ -177,7 +186,7 @@ ObRelations::Erased ObRelations::erase( ObSubjectAny* subject, ObObserverAny* ob
         detach( entry.slots );
         _subjects.erase( found );
     } else {
-        if( entry.slots->isInUse() ) {
+        if( isInUse( *entry.slots ) ) {
             makeRoom( entry, 0 );
         }
         entry.slots->strikeOut( relation->second.index );

@@ -11,6 +11,7 @@
 namespace Qv {
 
 class ObObserverAny;
+class ObPasses;
 class ObSubjectAny;
 struct ObRelation;
 
@@ -36,8 +37,10 @@ public:
     std::span<const Slot> getAll() const noexcept { return { _slots.get(), _size }; }
 
     bool isFull() const noexcept { return _size == _capacity; }
-    /// By one pass at least, beside the subject that they belong to.
+    /// By one pass at least, beside the subject that they belong to. Passes that have ended count
+    /// until they are reaped.
     bool isInUse() const noexcept { return _nbUsers > 1; }
+    void addUser() noexcept { ++_nbUsers; }
     /// Appends. REQUIRES: not full.
     void append( ObRelation& relation, bool isCalled ) noexcept;
     void strikeOut( std::size_t index ) noexcept;
@@ -75,7 +78,9 @@ struct ObRelation {
 /// Lock:   the manager's, for everything.
 class ObRelations {
 public:
-    ObRelations() = default;
+    /// `passes` are those of the same manager; they outlive this object.
+    explicit ObRelations( ObPasses& passes ) noexcept
+        : _passes( passes ) {}
     ObRelations( const ObRelations& ) = delete;
     ObRelations& operator=( const ObRelations& ) = delete;
     ~ObRelations();
@@ -91,8 +96,8 @@ public:
     /// Erases the observer's relations, also for the passes under way that haven't detached slots.
     void eraseObserver( const ObObserverAny* observer ) noexcept;
 
-    /// A pass's slots; null if the subject has no observers.
-    ObSlots* use( const ObSubjectAny* subject ) noexcept;
+    /// The slots of a pass that begins; null if the subject has no observers.
+    ObSlots* find( const ObSubjectAny* subject ) noexcept;
     static void release( ObSlots* slots ) noexcept;
 
     std::size_t getNbRelations() const noexcept { return _relations.size(); }
@@ -115,11 +120,13 @@ private:
     using Subjects = HashMap<const ObSubjectAny*, Subject>;
 
     void append( ObRelation& relation, bool isCalled );
-    static void makeRoom( Subject& subject, std::size_t nbMore );
+    void makeRoom( Subject& subject, std::size_t nbMore );
     void link( ObRelation& relation );
     void unlink( const ObRelation& relation ) noexcept;
-    static void detach( ObSlots* slots ) noexcept;
+    void detach( ObSlots* slots ) noexcept;
+    bool isInUse( const ObSlots& slots ) noexcept;
 
+    ObPasses& _passes;
     Relations _relations;
     Subjects _subjects;
     /// Each observer's newest relation.

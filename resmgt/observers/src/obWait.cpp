@@ -16,7 +16,7 @@ constinit ObWait* waits QV_GUARDED_BY( waitsLock ) = nullptr;
 ObWait::ObWait( const ObChangeManagerImp& manager, const ObObserverAny* observer )
     : _manager( manager )
     , _observer( observer )
-    , _innermost( ObPass::getInnermost() ) {
+    , _innermost( innermostPass ) {
     if( _innermost == nullptr ) {
         return;
     }
