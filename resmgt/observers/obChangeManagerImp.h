@@ -103,7 +103,6 @@ private:
     using Guard = LkGuard<const LkLock>;
 
     void checkEntryNoLock() const QV_REQUIRES( _lock );
-    void callObservers( ObPass& pass, const ObHints& hints );
     void observerNotified( ObPass& pass );
     void notificationCompleted( ObPass& pass, bool isOnStack ) noexcept;
     std::list<Removal> observerNotifiedNoLock() QV_REQUIRES( _lock );

@@ -69,13 +69,11 @@ public:
         _pass->begin( _manager, *slots );
     }
     /// REQUIRES: the lock isn't held.
-    void callObservers( const ObHints& hints ) {
-        if( _pass != nullptr ) {
-            _manager.callObservers( *_pass, hints );
-        }
-    }
+    void callObservers( const ObHints& hints );
 
 private:
+    bool mayCall( const ObSlots::Slot& slot, std::uintptr_t found, unsigned marks );
+
     ObChangeManagerImp& _manager;
     ObPass* _pass = nullptr;
     std::optional<ObPass> _ownPass;
@@ -176,41 +174,50 @@ void ObChangeManagerImp::notify( ObSubjectAny* subject, const ObHints& hints ) {
     pass.callObservers( hints );
 }
 
-void ObChangeManagerImp::callObservers( ObPass& pass, const ObHints& hints ) {
-    const bool isBarrierInFull = LkBarrier::isNeededInFull();
-    ObNotifierAny& notifier = *_notifier;
+void ObChangeManagerImp::PassScope::callObservers( const ObHints& hints ) {
+    if( _pass == nullptr ) {
+        return;
+    }
+    ObPass& pass = *_pass;
+    ObNotifierAny& notifier = *_manager._notifier;
     for( const ObSlots::Slot& slot : pass.getObservers() ) {
-        const std::uintptr_t found = slot.load( std::memory_order_relaxed );
-        if( ( found & ObSlots::NOT_CALLED ) != 0 ) {
-            continue;
-        }
-        ObObserverAny* const observer = ObSlots::getObserver( found );
-        if( pass.standAt( observer, isBarrierInFull ) ) [[unlikely]] {
-            do {
-                observerNotified( pass );
-            } while( pass.standAt( observer, isBarrierInFull ) );
-            if( slot.load( std::memory_order_relaxed ) != found ) {
+        const std::uintptr_t found = slot.load( std::memory_order_acquire );
+        const unsigned marks = pass.standAt( found );
+        if( marks != 0 ) [[unlikely]] {
+            if( !mayCall( slot, found, marks ) ) {
                 continue;
             }
         }
-        notifier.notifyObserver( observer, hints );
+        notifier.notifyObserver( ObSlots::getCalled( found ), hints );
     }
+}
+
+bool ObChangeManagerImp::PassScope::mayCall( const ObSlots::Slot& slot, std::uintptr_t found,
+                                             unsigned marks ) {
+    if( ( found & ObSlots::NOT_CALLED ) != 0 ) {
+        return false;
+    }
+    while( _pass->mustReport( marks ) ) {
+        _manager.observerNotified( *_pass );
+        marks = _pass->standAt( found );
+    }
+    return slot.load( std::memory_order_relaxed ) == found;
 }
 
 void ObChangeManagerImp::observerNotified( ObPass& pass ) {
     // What runs here belongs to no observer, and may remove the one that is next.
-    pass.standAt( nullptr, false );
+    pass.standAt( ObPass::NOWHERE );
     std::list<Removal> completed;
     {
         const Guard guard( _lock );
-        pass.setMustReport( false );
+        pass.reported();
         completed = observerNotifiedNoLock();
     }
     Removal::complete( completed );
 }
 
 void ObChangeManagerImp::notificationCompleted( ObPass& pass, bool isOnStack ) noexcept {
-    const bool mustReport = pass.standAt( nullptr, LkBarrier::isNeededInFull() );
+    const bool mustReport = pass.mustReport( pass.standAt( ObPass::NOWHERE ) );
     if( !mustReport && !isOnStack ) [[likely]] {
         pass.end();
         return;
@@ -276,13 +283,16 @@ bool ObChangeManagerImp::dispatchFirst() {
 }
 
 void ObChangeManagerImp::unsubscribeObserverNoLock( ObObserverAny* observer ) noexcept {
-    _relations->eraseObserver( observer );
+    // All marks come first: passes may share slots.
+    for( ObPass* pass = _passes->getFirst(); pass != nullptr; pass = ObPasses::getNext( pass ) ) {
+        pass->askForReport();
+    }
     for( ObPass* pass = _passes->getFirst(); pass != nullptr; pass = ObPasses::getNext( pass ) ) {
         if( pass->getSlots()._isDetached ) {
             pass->getSlots().strikeOut( observer );
         }
-        pass->setMustReport( true );
     }
+    _relations->eraseObserver( observer );
 }
 
 void ObChangeManagerImp::barrierToPassesNoLock() const noexcept {
@@ -300,7 +310,7 @@ bool ObChangeManagerImp::isBeingNotifiedNoLock( const ObObserverAny* observer ) 
     bool isSeen = false;
     for( ObPass* pass = _passes->getFirst(); pass != nullptr; pass = ObPasses::getNext( pass ) ) {
         if( pass->isAt( observer ) ) {
-            pass->setMustReport( true );
+            pass->askForReport();
             isSeen = true;
         }
     }
@@ -402,7 +412,7 @@ void ObChangeManagerImp::dump( std::ostream& stream ) const {
         for( const ObPass* pass = _passes->getFirst(); pass != nullptr;
              pass = ObPasses::getNext( pass ) ) {
             ++nbPasses;
-            nbNotified += pass->isAt( nullptr ) ? 0 : 1;
+            nbNotified += pass->isNowhere() ? 0 : 1;
         }
     }
     stream << "relations " << nbRelations << ", subjects " << nbSubjects << ", queued " << nbQueued

@@ -15,7 +15,9 @@ void ObPass::begin( const ObChangeManagerImp& manager, ObSlots& slots ) noexcept
     _thread = ThreadNumber::get();
     _outer = innermostPass;
     innermostPass = this;
-    _mustReport.store( false, std::memory_order_relaxed );
+    _marks.store( ( slots.hasGaps() ? HAS_GAPS : 0u ) |
+                      ( LkBarrier::isNeededInFull() ? NEEDS_BARRIER : 0u ),
+                  std::memory_order_relaxed );
     _isUnderWay.store( true, std::memory_order_relaxed );
 }
 

@@ -22,34 +22,52 @@ extern thread_local constinit ObPass* innermostPass
 
 /// One walk over the observers of a subject; in its place another walk begins when it has ended.
 ///
-/// Who may be called: the pass writes the observer that it comes to, issues a barrier, and looks at
-/// `_mustReport`; if that is set it resets it under the lock and reads the slot once more. A
-/// removal strikes the slots out, sets `_mustReport`, issues a barrier, and reads where the passes
-/// stand. One of the two sees what the other did: the call doesn't begin, or the removal waits for
-/// its end.
+/// Who may be called: the pass reads a slot, writes what it read as the place where it stands,
+/// issues a barrier, and looks at its marks; if it must report it does so under the lock and reads
+/// the slot once more. A removal marks the passes, strikes the slots out, issues a barrier, and
+/// reads where the passes stand. One of the two sees what the other did: the call doesn't begin, or
+/// the removal waits for its end.
 ///
-/// Who is woken: a removal that sees a pass at the observer sets `_mustReport` once more, issues a
-/// second barrier, and waits if the pass is still there. The pass finds that set when it goes on,
-/// or when it ends: it writes that it stands nowhere, issues a barrier, and looks. Only then does
-/// it give its place up, so that no other pass takes the mark for its own or resets it.
+/// Who is woken: a removal that sees a pass at the observer marks it once more, issues a second
+/// barrier, and waits if the pass is still there. The pass finds the mark when it goes on, or when
+/// it ends: it writes that it stands nowhere, issues a barrier, and looks. Only then does it give
+/// its place up, so that no other pass takes the mark for its own or resets it.
 ///
-/// Order: the observer is written with a release, which the removal acquires: all that a call did
-///        comes before the removal's return. The end of a pass is released and acquired too. All
-///        else is relaxed, between barriers or under the lock.
+/// Order: where it stands is written with a release, which the removal acquires: all that a call
+///        did comes before the removal's return. A slot is struck out with a release, so that
+///        whoever reads that sees its marks, and looks. The end of a pass is released and acquired
+///        too. All else is relaxed, between barriers or under the lock.
 class ObPass {
 public:
+    static constexpr std::uintptr_t NOWHERE = 0;
+
     ObPass() = default;
     ObPass( const ObPass& ) = delete;
     ObPass& operator=( const ObPass& ) = delete;
 
     /// REQUIRES: the manager's lock is held, and no pass is under way here.
     void begin( const ObChangeManagerImp& manager, ObSlots& slots ) noexcept;
-    /// By its thread, without the lock: it stands at the observer, or nowhere for null. Whether it
-    /// must report.
-    bool standAt( const ObObserverAny* observer, bool isBarrierInFull ) noexcept {
-        _current.store( observer, std::memory_order_release );
-        LkBarrier::light( isBarrierInFull );
-        return _mustReport.load( std::memory_order_relaxed );
+    /// Marks that keep a pass from calling at once.
+    enum Marks : unsigned {
+        MUST_REPORT = 1,
+        /// Some slots are struck out, or may be soon.
+        HAS_GAPS = 2,
+        /// The system has no barrier for all threads.
+        NEEDS_BARRIER = 4,
+    };
+    /// By its thread, without the lock: stands at what it read from a slot, or nowhere. Returns the
+    /// marks, none in most cases; `mustReport` is to be asked about others.
+    unsigned standAt( std::uintptr_t slot ) noexcept {
+        _current.store( slot, std::memory_order_release );
+        LkBarrier::light( false );
+        return _marks.load( std::memory_order_relaxed );
+    }
+    bool mustReport( unsigned marks ) const noexcept {
+        if( ( marks & NEEDS_BARRIER ) != 0 ) {
+            LkBarrier::light( true );
+            marks = _marks.load( std::memory_order_relaxed );
+        }
+        return ( marks & MUST_REPORT ) != 0;
     }
     /// By its thread, which has nothing to do with it any more. Its slots remain in use.
     void end() noexcept {
@@ -57,10 +75,10 @@ public:
         _isUnderWay.store( false, std::memory_order_release );
     }
     bool isUnderWay() const noexcept { return _isUnderWay.load( std::memory_order_acquire ); }
-    /// Under the lock.
-    void setMustReport( bool mustReport ) noexcept {
-        _mustReport.store( mustReport, std::memory_order_relaxed );
-    }
+    /// Under the lock: somebody waits for it, or strikes slots out after this.
+    void askForReport() noexcept { mark( MUST_REPORT | HAS_GAPS, 0 ); }
+    /// By its thread, under the lock.
+    void reported() noexcept { mark( 0, MUST_REPORT ); }
 
     /// Whether it is in a call of the observer, or about to be. By the pass's own thread, or after
     /// a barrier, or on a thread that can't go on.
@@ -68,7 +86,11 @@ public:
         return _manager == &manager && isAt( observer );
     }
     bool isAt( const ObObserverAny* observer ) const noexcept {
-        return _current.load( std::memory_order_acquire ) == observer;
+        return _current.load( std::memory_order_acquire ) ==
+               reinterpret_cast<std::uintptr_t>( observer );
+    }
+    bool isNowhere() const noexcept {
+        return ObSlots::getObserver( _current.load( std::memory_order_relaxed ) ) == nullptr;
     }
     bool isOnThisThread() const noexcept { return _thread == ThreadNumber::get(); }
 
@@ -81,11 +103,15 @@ public:
 private:
     friend class ObPasses;
     void leaveSlots() noexcept;
+    void mark( unsigned added, unsigned removed ) noexcept {
+        _marks.store( ( _marks.load( std::memory_order_relaxed ) | added ) & ~removed,
+                      std::memory_order_relaxed );
+    }
 
-    /// Written by the pass: where it stands, null when that is nowhere.
-    std::atomic<const ObObserverAny*> _current{ nullptr };
-    /// Set under the lock by removals, reset there by the pass.
-    std::atomic<bool> _mustReport{ false };
+    /// Written by the pass: a slot's content, an observer that it calls or is about to call.
+    std::atomic<std::uintptr_t> _current{ NOWHERE };
+    /// Written under the lock.
+    std::atomic<unsigned> _marks{ 0 };
     /// Set under the lock, reset by the pass without.
     std::atomic<bool> _isUnderWay{ false };
     // Written under the lock, as a pass begins.

@@ -21,12 +21,15 @@ ObSlots::ObSlots( std::size_t capacity )
 void ObSlots::append( ObRelation& relation, bool isCalled ) noexcept {
     const auto address = reinterpret_cast<std::uintptr_t>( relation.observer );
     _slots[_size].store( isCalled ? address : address | NOT_CALLED, std::memory_order_relaxed );
+    _nbNotCalled += isCalled ? 0 : 1;
     _relations[_size] = &relation;
     relation.index = _size++;
 }
 
 void ObSlots::strikeOut( std::size_t index ) noexcept {
-    _slots[index].store( NOT_CALLED, std::memory_order_relaxed );
+    const std::uintptr_t former = _slots[index].load( std::memory_order_relaxed );
+    _nbNotCalled += ( former & NOT_CALLED ) != 0 ? 0 : 1;
+    _slots[index].store( NOT_CALLED, std::memory_order_release );
     _relations[index] = nullptr;
 }
 
@@ -40,6 +43,7 @@ void ObSlots::strikeOut( const ObObserverAny* observer ) noexcept {
 
 void ObSlots::compact() noexcept {
     const std::size_t formerSize = std::exchange( _size, 0 );
+    _nbNotCalled = 0;
     for( std::size_t index = 0; index < formerSize; ++index ) {
         if( ObRelation* const relation = _relations[index] ) {
             const std::uintptr_t slot = _slots[index].load( std::memory_order_relaxed );
@@ -94,8 +98,8 @@ ObSlots* ObRelations::find( const ObSubjectAny* subject ) noexcept {
         return nullptr;
     }
     ObSlots* const slots = found->second.slots;
-    // Here and not at each removal: one look at all slots pays for half of them at least.
-    if( found->second.nbObservers < slots->getAll().size() / 2 && !isInUse( *slots ) ) {
+    // Here and not at each removal: the pass looks at all slots anyway.
+    if( found->second.nbObservers < slots->getAll().size() && !isInUse( *slots ) ) {
         slots->compact();
     }
     return slots;

@@ -21,8 +21,8 @@ struct ObRelation;
 /// a pass may read it. So a pass reads without a lock, and an observer that is removed vanishes
 /// from the passes under way.
 ///
-/// Order: relaxed. A pass gets the slots' contents through the manager's lock; see ObPass for the
-///        striking out.
+/// Order: a pass gets the slots' contents through the manager's lock; see ObPass for the striking
+///        out.
 class ObSlots {
 public:
     /// An observer's address; bit 0 says that it isn't to be called.
@@ -34,9 +34,15 @@ public:
     static ObObserverAny* getObserver( std::uintptr_t slot ) noexcept {
         return reinterpret_cast<ObObserverAny*>( slot & ~NOT_CALLED );
     }
+    /// The same for one that is to be called.
+    static ObObserverAny* getCalled( std::uintptr_t slot ) noexcept {
+        return reinterpret_cast<ObObserverAny*>( slot );
+    }
     std::span<const Slot> getAll() const noexcept { return { _slots.get(), _size }; }
 
     bool isFull() const noexcept { return _size == _capacity; }
+    /// Whether some aren't to be called.
+    bool hasGaps() const noexcept { return _nbNotCalled != 0; }
     /// By one pass at least, beside the subject that they belong to. Passes that have ended count
     /// until they are reaped.
     bool isInUse() const noexcept { return _nbUsers > 1; }
@@ -59,6 +65,7 @@ public:
 private:
     const std::size_t _capacity;
     std::size_t _size = 0;
+    std::size_t _nbNotCalled = 0;
     const std::unique_ptr<Slot[]> _slots;
     const std::unique_ptr<ObRelation*[]> _relations;
 };
