@@ -6,6 +6,19 @@
 #include <atomic>
 #include <cstdint>
 
+/// Marks a function whose read may come too late: the word may meanwhile be its new owner's, who
+/// writes it without order. The value isn't used then. Sanitizers would report it.
+#if defined( __SANITIZE_THREAD__ ) || defined( __SANITIZE_ADDRESS__ )
+#    define QV_UNCHECKED_READ __attribute__( ( noinline, no_sanitize( "thread", "address" ) ) )
+#elif defined( __clang__ )
+#    if __has_feature( thread_sanitizer ) || __has_feature( address_sanitizer )
+#        define QV_UNCHECKED_READ __attribute__( ( noinline, disable_sanitizer_instrumentation ) )
+#    endif
+#endif
+#if !defined( QV_UNCHECKED_READ )
+#    define QV_UNCHECKED_READ
+#endif
+
 namespace Qv {
 
 /// What a stack of LkSListOf links: the first 64-bit word of each node.
@@ -16,12 +29,16 @@ struct LkSListNode {
 };
 static_assert( sizeof( LkSListNode ) == sizeof( std::uint64_t ) );
 
+/// What a push does with the tag of an LkSListOf.
+enum class LkSListPush { RESETS_TAG, KEEPS_TAG };
+
 /// Singly linked stack without a lock. Its whole state is one 64-bit word: bits 0-47 are the first
 /// node, zero for none; bits 48-63 a version tag, LK_SLIST_VERSION_TAG.
 ///
 /// `Word` holds the head and has `load` and `compare_exchange_strong` as `std::atomic` has them.
 ///
-/// Tag:      each successful pop adds one, silently wrapping; each push makes it zero.
+/// Tag:      each successful pop adds one, silently wrapping; each push makes it zero, or with
+///           KEEPS_TAG leaves it.
 /// Lifetime: a node's memory must stay readable as long as any pop may be under way; nodes are
 ///           given to other work, never to the system.
 /// Order:    a push releases the node's content to the pop that gets it. Removals are sequentially
@@ -36,7 +53,8 @@ static_assert( sizeof( LkSListNode ) == sizeof( std::uint64_t ) );
 ///  - a node that was removed isn't pushed again while a pop that may have seen it is under way.
 /// Pushes may run beside it in any number. The attempt of tryPopAll needs neither: it follows no
 /// link before its swap, so whatever chain the head stands for is the one that it takes.
-template <class Word>
+/// With KEEPS_TAG `pop` is deceived only if exactly n * 65,536 removals, n > 0, come between.
+template <class Word, LkSListPush PUSH = LkSListPush::RESETS_TAG>
 class LkSListOf {
 public:
     using Head = std::uint64_t;
@@ -73,12 +91,14 @@ public:
     /// `head` is what was found then.
     bool tryPop( Head& head ) noexcept {
         const LkSListNode* const first = getFirst( head );
-        return swapHead( head, nextTag( head ) |
-                                   toHead( first->_next.load( std::memory_order_relaxed ) ) );
+        return swapHead( head, nextTag( head ) | toHead( readLate( first ) ) );
     }
     bool tryPopAll( Head& head ) noexcept { return swapHead( head, nextTag( head ) ); }
 
 private:
+    QV_UNCHECKED_READ static const LkSListNode* readLate( const LkSListNode* first ) noexcept {
+        return first->_next.load( std::memory_order_relaxed );
+    }
     static Head toHead( const LkSListNode* node ) noexcept {
         return reinterpret_cast<Head>( node );
     }
@@ -91,14 +111,15 @@ private:
     Word _head{ 0 };
 };
 
-template <class Word>
-void LkSListOf<Word>::push( LkSListNode* node ) {
+template <class Word, LkSListPush PUSH>
+void LkSListOf<Word, PUSH>::push( LkSListNode* node ) {
     QV_ASSERT_TEXT( getTag( toHead( node ) ) == 0, "LK_SLIST_VERSION_TAG(node) == 0" );
     Head head = _head.load( std::memory_order_relaxed );
     for( ;; ) {
         node->_next.store( getFirst( head ), std::memory_order_relaxed );
+        const Head tag = PUSH == LkSListPush::KEEPS_TAG ? head & TAG_MASK : 0;
         // Release: the node's content goes to whoever pops it.
-        if( _head.compare_exchange_strong( head, toHead( node ), std::memory_order_release,
+        if( _head.compare_exchange_strong( head, tag | toHead( node ), std::memory_order_release,
                                            std::memory_order_relaxed ) ) {
             return;
         }
@@ -106,8 +127,8 @@ void LkSListOf<Word>::push( LkSListNode* node ) {
     }
 }
 
-template <class Word>
-LkSListNode* LkSListOf<Word>::pop() noexcept {
+template <class Word, LkSListPush PUSH>
+LkSListNode* LkSListOf<Word, PUSH>::pop() noexcept {
     Head head = getHead();
     while( getFirst( head ) != nullptr ) {
         LkSListNode* const first = getFirst( head );
@@ -119,8 +140,8 @@ LkSListNode* LkSListOf<Word>::pop() noexcept {
     return nullptr;
 }
 
-template <class Word>
-LkSListNode* LkSListOf<Word>::popAll() noexcept {
+template <class Word, LkSListPush PUSH>
+LkSListNode* LkSListOf<Word, PUSH>::popAll() noexcept {
     Head head = getHead();
     LkSListNode* first = getFirst( head );
     if( first == nullptr || tryPopAll( head ) ) {
