@@ -15,6 +15,8 @@ QV_NEEDS=(
     "module:libpng libpng-dev"
     "module:tbb libtbb-dev"
     "module:expat libexpat1-dev"
+    "module:jemalloc libjemalloc-dev"
+    "header:mimalloc.h libmimalloc-dev"
     "module:libxml-2.0 libxml2-dev"
 )
 
@@ -28,6 +30,7 @@ qv_has() {
         command:*) command -v "${1#command:}" >/dev/null 2>&1 ;;
         clang-runtime:*) compgen -G \
             "$( clang++ -print-runtime-dir 2>/dev/null )/libclang_rt.${1#clang-runtime:}*" >/dev/null ;;
+        header:*) [ -e "/usr/include/${1#header:}" ] || [ -e "/usr/local/include/${1#header:}" ] ;;
         module:*) pkg-config --exists "${1#module:}" >/dev/null 2>&1 ;;
     esac
 }
