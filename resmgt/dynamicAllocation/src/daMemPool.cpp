@@ -7,6 +7,7 @@ namespace Qv {
 
 template class QV_INSTANCE_API DaMemPool<DaMemPoolTraits>;
 template class QV_INSTANCE_API DaMemPool<DaMemPoolTaggedTraits>;
+template class QV_INSTANCE_API DaMemPool<DaMemPoolCachedTraits>;
 template class QV_INSTANCE_API DaMemPool<DaMemPoolSThreadTraits>;
 
 } // namespace Qv

@@ -1,35 +1,8 @@
 #include <resmgt/dynamicAllocation/src/daNodeCache.h>
 
-#include <resmgt/dynamicAllocation/src/daDepot.h>
-#include <resmgt/dynamicAllocation/src/daMemPool.imp>
-#include <resmgt/dynamicAllocation/src/daMemPoolTraits.h>
-#include <resmgt/dynamicAllocation/src/daThreadCaches.h>
-
 #include <memory>
 
 namespace Qv {
-
-void DaNodeCache::push( LkSListNode* node ) noexcept {
-    DaDepot& depot = *_depot.load( std::memory_order_acquire );
-    DaThreadCache* const cache = DaThreadCaches::current.find( depot.getKey() );
-    if( cache != nullptr && cache->_top != cache->_end ) [[likely]] {
-        *cache->_top++ = node;
-        return;
-    }
-    depot.pushSlowly( cache, node );
-}
-
-LkSListNode* DaNodeCache::pop() noexcept {
-    DaDepot* const depot = _depot.load( std::memory_order_acquire );
-    if( depot == nullptr ) [[unlikely]] {
-        return nullptr;
-    }
-    DaThreadCache* const cache = DaThreadCaches::current.find( depot->getKey() );
-    if( cache != nullptr && cache->_top != cache->_begin ) [[likely]] {
-        return *--cache->_top;
-    }
-    return depot->popSlowly( cache );
-}
 
 LkSListNode* DaNodeCache::popAll() noexcept {
     delete _depot.exchange( nullptr, std::memory_order_acquire );
@@ -52,8 +25,5 @@ DaDepot& DaNodeCache::getDepot( std::size_t nodeSize ) {
     }
     return *installed;
 }
-
-// Here, where the compiler sees the operations above.
-template class QV_INSTANCE_API DaMemPool<DaMemPoolCachedTraits>;
 
 } // namespace Qv

@@ -1,13 +1,13 @@
 #pragma once
 
+#include <resmgt/dynamicAllocation/src/daDepot.h>
+#include <resmgt/dynamicAllocation/src/daThreadCaches.h>
 #include <resmgt/locks/lkSList.h>
 
 #include <atomic>
 #include <cstddef>
 
 namespace Qv {
-
-class DaDepot;
 
 /// The free nodes of one size class of a cached pool: two magazines a thread before a DaDepot. Has
 /// the operations of an LkSListOf.
@@ -36,5 +36,27 @@ private:
     // Null up to the first chunk. Release publishes the depot.
     std::atomic<DaDepot*> _depot{ nullptr };
 };
+
+inline void DaNodeCache::push( LkSListNode* node ) noexcept {
+    DaDepot& depot = *_depot.load( std::memory_order_acquire );
+    DaThreadCache* const cache = DaThreadCaches::current.find( depot.getKey() );
+    if( cache != nullptr && cache->_top != cache->_end ) [[likely]] {
+        *cache->_top++ = node;
+        return;
+    }
+    depot.pushSlowly( cache, node );
+}
+
+inline LkSListNode* DaNodeCache::pop() noexcept {
+    DaDepot* const depot = _depot.load( std::memory_order_acquire );
+    if( depot == nullptr ) [[unlikely]] {
+        return nullptr;
+    }
+    DaThreadCache* const cache = DaThreadCaches::current.find( depot->getKey() );
+    if( cache != nullptr && cache->_top != cache->_begin ) [[likely]] {
+        return *--cache->_top;
+    }
+    return depot->popSlowly( cache );
+}
 
 } // namespace Qv
