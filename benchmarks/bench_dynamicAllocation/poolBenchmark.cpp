@@ -29,14 +29,11 @@ constexpr std::size_t nodeSize = 64;
 template <class Traits>
 class PoolOf {
 public:
-    static void* alloc() { return getPool().alloc( nodeSize ); }
-    static void free( void* node ) { getPool().free( node, nodeSize ); }
+    static void* alloc() { return _pool.alloc( nodeSize ); }
+    static void free( void* node ) { _pool.free( node, nodeSize ); }
 
 private:
-    static Qv::DaMemPool<Traits>& getPool() {
-        static Qv::DaMemPool<Traits> pool( "bench", nodeSize, 1 << 16, 1024 );
-        return pool;
-    }
+    static inline Qv::DaMemPool<Traits> _pool{ "bench", nodeSize, 1 << 16, 1024 };
 };
 
 using Reset = PoolOf<Qv::DaMemPoolTraits>;
