@@ -97,12 +97,20 @@ public:
 
 private:
     QV_UNCHECKED_READ static const LkSListNode* readLate( const LkSListNode* first ) noexcept {
+#if defined( __GNUC__ )
+        // The operation of std::atomic would be a function of its own, which isn't marked.
+        return __atomic_load_n( reinterpret_cast<LkSListNode* const*>( &first->_next ),
+                                __ATOMIC_RELAXED );
+#else
         return first->_next.load( std::memory_order_relaxed );
+#endif
     }
     static Head toHead( const LkSListNode* node ) noexcept {
         return reinterpret_cast<Head>( node );
     }
-    static Head nextTag( Head head ) noexcept { return ( head & TAG_MASK ) + TAG_ONE; }
+    static Head nextTag( Head head ) noexcept {
+        return ( head & TAG_MASK ) + TAG_ONE;
+    }
     bool swapHead( Head& expected, Head desired ) noexcept {
         return _head.compare_exchange_strong( expected, desired, std::memory_order_seq_cst,
                                               std::memory_order_seq_cst );
