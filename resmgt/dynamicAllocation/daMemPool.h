@@ -12,12 +12,12 @@ namespace Qv {
 /// Any number of threads, one compare-and-swap each for `alloc` and `free`. A push on the free list
 /// makes the version tag of its head zero. So two threads may be given one node: one that is
 /// stalled within `alloc`, after it has read head and link, is deceived when others meanwhile take
-/// that node and the one below it, and free the first again. It is there for clients that exclude
-/// this; others take one of the two forms below.
+/// that node and the one below it, and free the first again. If it is stalled between head and
+/// link, what the node's owner has written there may be taken for the link, and given out. It is
+/// there for clients that exclude this; others take one of the two forms below.
 class QV_RESMGT_API DaMemPoolTraits;
-/// The same, but a push keeps the tag, and each pop adds one. Two threads are given one node only
-/// if a stalled `alloc` misses exactly n * 65,536 others, n > 0, and then finds its node first
-/// again.
+/// The same, but a push keeps the tag, and each pop adds one. A stalled `alloc` is deceived only if
+/// it misses exactly n * 65,536 others, n > 0, and then finds its node first again.
 class QV_RESMGT_API DaMemPoolTaggedTraits;
 /// Any number of threads; no node is ever given to two, whoever is stalled, and wherever. Each
 /// thread keeps up to two magazines of free nodes a size class, of at most 64 nodes and 16 KiB (one
@@ -34,16 +34,15 @@ class QV_RESMGT_API DaMemPoolSThreadTraits;
 ///
 /// `Traits` is one of the four above; others have no code in the library.
 ///
-/// Threads:   as the traits say. Construction and destruction exclude all else, but for the end of
-/// a
-///            thread that has used the pool.
+/// Threads:   as the traits say. Construction and destruction exclude all else, but for the end
+///            of a thread that has used the pool.
 /// Alignment: a node's address is a multiple of its size or of a cache line, whichever is smaller.
 /// Lifetime:  nodes in use die with the pool, which doesn't report them.
-/// Errors:    `std::bad_alloc` from `alloc` when a chunk can't be had; a chunk whose size passes
-/// the
-///            largest `std::size_t` is `std::bad_array_new_length`, and isn't counted. Misuse is an
-///            assertion. What a client must see to: a node is freed once, to its own pool, with the
-///            size that `alloc` was given, or another of the same class.
+/// Errors:    `std::bad_alloc` from `alloc` when a chunk can't be had, or what keeps its nodes; a
+///            chunk whose size passes the largest `std::size_t` is `std::bad_array_new_length`, and
+///            isn't counted. Misuse is an assertion. What a client must see to: a node is freed
+///            once, to its own pool, with the size that `alloc` was given, or another of the same
+///            class.
 /// Sanitizer: under the address sanitizer a free node is poisoned behind its first 8 bytes, and a
 ///            node in use behind the size asked for.
 /// Trace:     the level "DaMemPool" reports each chunk.

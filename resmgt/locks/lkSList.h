@@ -7,11 +7,11 @@
 #include <cstdint>
 
 /// Marks a function whose read may come too late: the word may meanwhile be its new owner's, who
-/// writes it without order. The value isn't used then. Sanitizers would report it.
-#if defined( __SANITIZE_THREAD__ ) || defined( __SANITIZE_ADDRESS__ )
-#    define QV_UNCHECKED_READ __attribute__( ( noinline, no_sanitize( "thread", "address" ) ) )
+/// writes it without order. The value isn't used then. The thread sanitizer would report it.
+#if defined( __SANITIZE_THREAD__ )
+#    define QV_UNCHECKED_READ __attribute__( ( noinline, no_sanitize( "thread" ) ) )
 #elif defined( __clang__ )
-#    if __has_feature( thread_sanitizer ) || __has_feature( address_sanitizer )
+#    if __has_feature( thread_sanitizer )
 #        define QV_UNCHECKED_READ __attribute__( ( noinline, disable_sanitizer_instrumentation ) )
 #    endif
 #endif

@@ -4,9 +4,10 @@
  *
  * As they stand: magazines, whose slots are emptied by an exchange each, and single nodes, of which
  * all are removed at once. RESET: a list whose push makes the head's tag zero. KEPT: one whose push
- * keeps it, which fails only where a removal misses a full turn.
+ * keeps it, which fails only where a removal misses a full turn. WRITES, always so with magazines: owners
+ * write where the link was, and nothing but a node is given out.
  *
- * passes: -DKEPT -DTURN=16
+ * passes: -DKEPT -DTURN=16 -DWRITES
  * fails: -DRESET
  * fails: -DKEPT
  */
@@ -17,6 +18,7 @@
 #define ROUNDS 3
 #else
 #define ROUNDS 2
+#define WRITES
 #endif
 #define NODES 3
 #define THREADS 2
@@ -24,12 +26,22 @@
 #define TURN 4
 #endif
 
-/* Node 0 is none. */
+/* Node 0 is none. What an owner writes is no node. */
+#define WRITTEN ( NODES + 1 )
 byte link[NODES + 1];
 byte head, tag;
 byte nbOwners[NODES + 1];
 
-inline own( node ) { d_step { nbOwners[node]++; assert( nbOwners[node] == 1 ) } }
+inline own( node ) {
+    d_step {
+        assert( node != WRITTEN );
+        nbOwners[node]++;
+        assert( nbOwners[node] == 1 );
+#ifdef WRITES
+        link[node] = WRITTEN
+#endif
+    }
+}
 inline disown( node ) { d_step { assert( nbOwners[node] == 1 ); nbOwners[node]-- } }
 
 #ifdef IS_TAGGED
@@ -40,7 +52,7 @@ inline take( node ) {
         :: node == 0 -> break
         :: else
         fi;
-        below = link[node];
+        below = ( node == WRITTEN -> 0 : link[node] );
         if
         :: d_step { head == node && tag == seenTag -> head = below; tag = ( tag + 1 ) % TURN }
             break

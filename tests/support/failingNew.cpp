@@ -8,7 +8,12 @@
 namespace {
 
 constexpr int unlimited = std::numeric_limits<int>::max();
+// In bytes. No machine has more, and a sanitizer's malloc ends the process for such a wish.
+constexpr std::size_t MOST = std::size_t{ 1 } << 40;
+
 thread_local int nbLeft = unlimited;
+thread_local int nbToFail = 0;
+thread_local int nbFailed = 0;
 
 void* checked( void* memory ) {
     if( memory == nullptr ) {
@@ -17,12 +22,18 @@ void* checked( void* memory ) {
     return memory;
 }
 
-void countDown() {
-    if( nbLeft == 0 ) {
+void checkTurn( std::size_t size ) {
+    if( size > MOST ) {
         throw std::bad_alloc();
     }
-    if( nbLeft != unlimited ) {
+    if( nbLeft == unlimited ) {
+        return;
+    }
+    if( nbLeft > 0 ) {
         --nbLeft;
+    } else if( nbFailed < nbToFail ) {
+        ++nbFailed;
+        throw std::bad_alloc();
     }
 }
 
@@ -30,21 +41,36 @@ void countDown() {
 
 namespace Qv {
 
-FailingNew::FailingNew( int nbSucceeding ) {
+FailingNew::FailingNew( int nbSucceeding )
+    : FailingNew( nbSucceeding, unlimited ) {}
+
+FailingNew::FailingNew( int nbSucceeding, int nbFailing ) {
     nbLeft = nbSucceeding;
+    nbToFail = nbFailing;
+    nbFailed = 0;
 }
 
 FailingNew::~FailingNew() {
     nbLeft = unlimited;
 }
 
+int FailingNew::getNbFailed() const noexcept {
+    return nbFailed;
+}
+
 } // namespace Qv
 
-// This program's allocation functions; the array forms come down to these. So would the nothrow
-// form, but for the address sanitizer's own, whose memory the functions below can't free.
+// This program's allocation functions. The array and nothrow forms would come down to the others by
+// themselves, but for those of the sanitizers, which fail for nobody.
 void* operator new( std::size_t size ) {
-    countDown();
+    checkTurn( size );
     return checked( std::malloc( std::max<std::size_t>( size, 1 ) ) );
+}
+
+void* operator new( std::size_t size, std::align_val_t alignment ) {
+    checkTurn( size );
+    const auto unit = static_cast<std::size_t>( alignment );
+    return checked( std::aligned_alloc( unit, ( size + unit - 1 ) / unit * unit ) );
 }
 
 void* operator new( std::size_t size, const std::nothrow_t& ) noexcept {
@@ -55,10 +81,14 @@ void* operator new( std::size_t size, const std::nothrow_t& ) noexcept {
     }
 }
 
-void* operator new( std::size_t size, std::align_val_t alignment ) {
-    countDown();
-    const auto unit = static_cast<std::size_t>( alignment );
-    return checked( std::aligned_alloc( unit, ( size + unit - 1 ) / unit * unit ) );
+void* operator new[]( std::size_t size ) {
+    return operator new( size );
+}
+void* operator new[]( std::size_t size, std::align_val_t alignment ) {
+    return operator new( size, alignment );
+}
+void* operator new[]( std::size_t size, const std::nothrow_t& tag ) noexcept {
+    return operator new( size, tag );
 }
 
 void operator delete( void* memory ) noexcept {
@@ -71,5 +101,17 @@ void operator delete( void* memory, std::align_val_t ) noexcept {
     std::free( memory );
 }
 void operator delete( void* memory, std::size_t, std::align_val_t ) noexcept {
+    std::free( memory );
+}
+void operator delete[]( void* memory ) noexcept {
+    std::free( memory );
+}
+void operator delete[]( void* memory, std::size_t ) noexcept {
+    std::free( memory );
+}
+void operator delete[]( void* memory, std::align_val_t ) noexcept {
+    std::free( memory );
+}
+void operator delete[]( void* memory, std::size_t, std::align_val_t ) noexcept {
     std::free( memory );
 }

@@ -14,7 +14,8 @@ struct DaThreadCaches;
 /// The depots that are alive, so that a thread's end returns nodes only to those.
 ///
 /// Lifetime: made at first use and never destroyed: static objects have pools, and threads end
-/// late. Lock:     before a depot's.
+///           late.
+/// Lock:     before a depot's.
 class DaDepotRegistry {
 public:
     static DaDepotRegistry& getInstance();

@@ -75,10 +75,10 @@ void DaMagazineSlotsOf<Slot>::reserve( std::size_t nbSlots ) {
 
 template <class Slot>
 void DaMagazineSlotsOf<Slot>::put( DaMagazine* magazine ) noexcept {
-    const std::size_t nbSlots = _nbSlots.load( std::memory_order_acquire );
     _nbHeld.fetch_add( 1, std::memory_order_relaxed );
-    // A search fails only when others filled and emptied slots under it.
+    // A search fails only when others filled and emptied slots under it, or made some.
     for( ;; lkPause() ) {
+        const std::size_t nbSlots = _nbSlots.load( std::memory_order_acquire );
         const std::size_t start = std::min( _top.load( std::memory_order_relaxed ), nbSlots );
         for( std::size_t i = start; i < nbSlots; ++i ) {
             if( tryPut( i, magazine ) ) {

@@ -15,6 +15,7 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <list>
 #include <optional>
 #include <set>
 #include <vector>
@@ -118,6 +119,27 @@ TEST( DaMemPoolThreadsTest, AMagazineHasOneOwnerWhateverHappensToAStalledOne ) {
                    ( std::set<DaMagazine*>{ &magazines[0], &magazines[1] } ) );
         EXPECT_EQ( slots.take(), nullptr );
     }
+}
+
+TEST( DaMemPoolThreadsTest, AStalledPutUsesTheSlotsThatWereMadeMeanwhile ) {
+    DaMagazineSlotsOf<ScriptedSlot> slots;
+    slots.reserve( 1 );
+    std::list<DaMagazine> magazines;
+    for( int i = 0; i < 40; ++i ) {
+        magazines.emplace_back( 1u );
+    }
+    ScriptedSlot::beforeChange = [&] {
+        slots.reserve( magazines.size() );
+        for( auto one = std::next( magazines.begin() ); one != magazines.end(); ++one ) {
+            slots.put( &*one );
+        }
+    };
+    slots.put( &magazines.front() );
+    std::set<DaMagazine*> taken;
+    while( DaMagazine* const magazine = slots.take() ) {
+        taken.insert( magazine );
+    }
+    EXPECT_EQ( taken.size(), magazines.size() );
 }
 
 using Nodes = std::set<void*>;
