@@ -6,8 +6,8 @@ namespace Qv {
 
 /// Normally distributed values by the inverse of the distribution: one number of the source a
 /// value, in the source's order, so that low-discrepancy sequences keep their evenness. The inverse
-/// is Wichura's (Applied Statistics 37, 1988, AS 241, PPND16), with a relative error of about
-/// 1e-16.
+/// is Wichura's (Applied Statistics 37, 1988, AS 241, PPND16), with a relative error below
+/// 1e-15.
 ///
 /// Source: isn't owned and must outlive this object. Its numbers are taken as within
 ///         [2^-54, 1 - 2^-53]: 0 and 1 give -8.29 and 8.21 sigma, NaN gives NaN.
