@@ -30,6 +30,23 @@ T stretch( T x ) {
     return std::sqrt( T( -2 ) * std::log( x ) / x );
 }
 
+// Of `nbPairs` points of the unit square, brought into [-1, 1] x [-1, 1], those that are accepted
+// come to the front, with their squared lengths; returns how many.
+template <class T>
+unsigned int keepInCircle( unsigned int nbPairs, T* points, T* lengths ) {
+    unsigned int nbTaken = 0;
+    for( unsigned int i = 0; i < nbPairs; ++i ) {
+        const T u = 2 * points[2 * i] - 1;
+        const T v = 2 * points[2 * i + 1] - 1;
+        points[2 * nbTaken] = u;
+        points[2 * nbTaken + 1] = v;
+        lengths[nbTaken] = squaredLength( u, v );
+        // Not "< 1": what isn't a number isn't refused.
+        nbTaken += lengths[nbTaken] >= 1 ? 0 : 1;
+    }
+    return nbTaken;
+}
+
 } // namespace
 
 template <class T>
@@ -94,16 +111,7 @@ void RnGaussianRng<T>::getSequence( unsigned int n, T* values ) {
     while( n > 1 ) {
         const unsigned int nbPairs = std::min( n / 2, NB_PAIRS_AT_ONCE );
         _uniRng->getSequence( 2 * nbPairs, points );
-        unsigned int nbTaken = 0;
-        for( unsigned int i = 0; i < nbPairs; ++i ) {
-            const T u = 2 * points[2 * i] - 1;
-            const T v = 2 * points[2 * i + 1] - 1;
-            points[2 * nbTaken] = u;
-            points[2 * nbTaken + 1] = v;
-            lengths[nbTaken] = squaredLength( u, v );
-            // Not "< 1": what isn't a number isn't refused.
-            nbTaken += lengths[nbTaken] >= 1 ? 0 : 1;
-        }
+        const unsigned int nbTaken = keepInCircle( nbPairs, points, lengths );
         for( unsigned int i = 0; i < nbTaken; ++i ) {
             const T factor = stretch( lengths[i] );
             values[2 * i] = scale( points[2 * i] * factor );
