@@ -2,7 +2,7 @@
 //
 //     sampling [FILE.png]
 //
-// prints for each generator how far an integral over its first points is from the true value, and
+// prints for each generator how far integrals over its first points are from the true values, and
 // draws the first 512 points.
 
 #include <base/init/inInitGuard.h>
@@ -32,17 +32,30 @@ using Rng = Qv::RnMultiRng<double, 4>;
 constexpr unsigned int SIZE = 200;
 constexpr unsigned int NB_DRAWN = 512;
 constexpr unsigned int NB_INTEGRATED = 4096;
+constexpr unsigned int NB_DISCS = 64;
 
-// The area of a quarter of a disc: what a pixel at the edge of a shape asks for.
-double errorOfArea( Rng& rng ) {
+// The areas of quarters of discs: what pixels at the edges of shapes ask for. The root of the mean
+// square of the errors of many, as one alone may be right by luck.
+double errorOfAreas( Rng& rng ) {
     rng.restart();
-    unsigned int nbInside = 0;
+    unsigned int nbInside[NB_DISCS] = {};
     for( unsigned int i = 0; i < NB_INTEGRATED; ++i ) {
         double point[4];
         rng.getSample( point );
-        nbInside += point[0] * point[0] + point[1] * point[1] < 1 ? 1 : 0;
+        // Disc k has the radius ( k + 1 ) / NB_DISCS.
+        const double smallest = std::hypot( point[0], point[1] ) * NB_DISCS;
+        for( auto k = static_cast<unsigned int>( smallest ); k < NB_DISCS; ++k ) {
+            ++nbInside[k];
+        }
     }
-    return std::abs( nbInside / double( NB_INTEGRATED ) - std::numbers::pi / 4 );
+    double sum = 0;
+    for( unsigned int k = 0; k < NB_DISCS; ++k ) {
+        const double radius = ( k + 1.0 ) / NB_DISCS;
+        const double error =
+            nbInside[k] / double( NB_INTEGRATED ) - std::numbers::pi / 4 * radius * radius;
+        sum += error * error;
+    }
+    return std::sqrt( sum / NB_DISCS );
 }
 
 // Of a smooth function of all four dimensions, whose integral is 1.
@@ -107,10 +120,10 @@ void run( int argc, const char* const* argv ) {
     const unsigned int width = static_cast<unsigned int>( std::size( panels ) ) * ( SIZE + 1 ) - 1;
     std::vector<unsigned char> picture( std::size_t( width ) * SIZE, 255 );
     unsigned int left = 0;
-    std::printf( "%-24s %12s %12s\n", "errors of", "area", "product" );
+    std::printf( "%-24s %12s %12s\n", "errors of", "areas", "product" );
     for( const auto& panel : panels ) {
         std::printf( "%-24s %12.6f %12.6f\n", panel._integrated->getName(),
-                     errorOfArea( *panel._integrated ), errorOfProduct( *panel._integrated ) );
+                     errorOfAreas( *panel._integrated ), errorOfProduct( *panel._integrated ) );
         draw( *panel._drawn, picture, width, left );
         left += SIZE + 1;
         for( unsigned int y = 0; y < SIZE && left < width; ++y ) {
