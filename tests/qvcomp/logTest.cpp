@@ -28,13 +28,17 @@ TEST_F( QvcompLogTest, TheLogHasWhatTheCommandDoesAndTheReportItsName ) {
     ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
     EXPECT_THAT( outcome.output, ::testing::StartsWith( "{\n" ) );
     EXPECT_THAT( outcome.output, HasSubstr( "\"log\": \"" + getLog() + '"' ) );
+    EXPECT_THAT( outcome.output,
+                 ContainsRegex( "\"passes\": \\[\n    \\{ \"name\": \"Reading [^\n]*\n.*"
+                                "\"name\": \"Writing\", \"steps\": [1-9][0-9]*, "
+                                "\"seconds\": 0\\.[0-9]+ \\}\\]" ) );
     const std::string log = readFile( getLog() );
     EXPECT_THAT( log,
                  AllOf( HasSubstr( "[Informational ] [Qvcomp         ] picture \"" +
                                    getOutput().string() + "\": 200 x 120 pixels" ),
                         HasSubstr( "layer \"" + _layers[0] + "\": " ),
                         HasSubstr( "[Tracing       ] [Qvcomp         ] eviction 1, 4096 bytes" ),
-                        ContainsRegex( "] pass \"[^\"]+\": [0-9]+ tiles in 0\\.[0-9]+ s\n" ),
+                        ContainsRegex( "] pass \"[^\"]+\": [0-9]+ steps in 0\\.[0-9]+ s\n" ),
                         ContainsRegex( "\\[Tracing       \\] [^\n]*Starting: " ),
                         HasSubstr( "] picture made in " ) ) );
     // A further run adds to it; at a graver level only what goes wrong.

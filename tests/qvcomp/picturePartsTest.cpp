@@ -8,12 +8,15 @@
 #include <tools/qvcomp/resample.h>
 #include <tools/qvcomp/toneMap.h>
 
+#include <tests/support/gate.h>
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <sstream>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -62,10 +65,48 @@ protected:
     }
 
     PlainTiles _store{ TILE_SIDE };
-    Progress _progress{ nullptr, {} };
+    Passes _passes;
     const std::unique_ptr<Workers> _workers = makeWorkers( "test", 1, 2 );
-    PassRunner _runner{ *_workers, 0, _progress };
+    PassRunner _runner{ *_workers, 0, _passes };
 };
+
+TEST_F( QvcompPictureTest, PassesAreObservedOnTheMainThreadAndWhole ) {
+    const std::thread::id mainThread = std::this_thread::get_id();
+    struct Seen final : PassObserver {
+        void passBegun( const std::string& name, std::size_t nbSteps ) override {
+            keep( name + " of " + std::to_string( nbSteps ) );
+        }
+        void passStepped( std::size_t nbSteps ) override {
+            _nbSteps += nbSteps;
+            keep( "" );
+        }
+        void passDone( const PassRecord& record ) override {
+            keep( ", " + std::to_string( _nbSteps ) + " steps, " + record.name + " done; " );
+        }
+        void keep( const std::string& text ) {
+            _text += text;
+            _isOnMainThread = _isOnMainThread && std::this_thread::get_id() == _mainThread;
+        }
+        const std::thread::id _mainThread = std::this_thread::get_id();
+        std::size_t _nbSteps = 0;
+        std::string _text;
+        bool _isOnMainThread = true;
+    } seen;
+    _passes.add( seen );
+    Gate workerSteps( "a worker has a tile" );
+    TilePass pass{ "pass", std::vector<TilePos>( 40 ), nullptr, [&]( TilePos ) {
+                      if( std::this_thread::get_id() == mainThread ) {
+                          workerSteps.wait();
+                      } else {
+                          workerSteps.open();
+                      }
+                  } };
+    _runner.run( pass );
+    pass.work = []( TilePos ) { throw Failure( Tag::INTERRUPTED ); };
+    EXPECT_THROW( _runner.run( pass ), Failure );
+    EXPECT_EQ( seen._text, "pass of 40, 40 steps, pass done; pass of 40" );
+    EXPECT_TRUE( seen._isOnMainThread );
+}
 
 TEST_F( QvcompPictureTest, ResamplingKeepsAnEvenImageEven ) {
     const auto source = paintGrey( 30, 20, []( int, int ) { return 0.75F; } );
@@ -220,9 +261,9 @@ TEST( QvcompProgressTest, PercentageIsOfTheWholeWorkAndNeverFalls ) {
     {
         Progress progress( &terminal, { 1.0, 0.5, 2.5 }, [] { return 5; } );
         for( const std::size_t steps : { 2U, 0U, 50U } ) {
-            progress.begin( "phase", steps );
+            progress.passBegun( "phase", steps );
             for( std::size_t i = 0; i < steps; ++i ) {
-                progress.step();
+                progress.passStepped( 1 );
             }
         }
     }

@@ -7,6 +7,7 @@
 #include <tools/qvcomp/pictureFile.h>
 #include <tools/qvcomp/plainTiles.h>
 #include <tools/qvcomp/planeCompare.h>
+#include <tools/qvcomp/progress.h>
 #include <tools/qvcomp/render.h>
 #include <tools/qvcomp/report.h>
 #include <tools/qvcomp/watch.h>
@@ -95,9 +96,9 @@ ManagedTiles::Settings makeSettings( const Options& options, const Scene& scene 
 
 /// Renders the scene again in plain memory, and holds `picture` against that.
 void verify( int tileSide, const Scene& scene, TilePlane& picture, Workers& workers,
-             Progress& progress ) {
+             Passes& passes ) {
     PlainTiles store( tileSide );
-    PassRunner runner( workers, store.getPrefetchDepth(), progress );
+    PassRunner runner( workers, store.getPrefetchDepth(), passes );
     const auto expected = renderScene( scene, store, runner );
     checkIdentical( picture, *expected );
 }
@@ -137,8 +138,8 @@ public:
         }
     }
 
-    void write( TilePlane& picture, Dithering dithering, Progress& progress ) {
-        writePicture( picture, _picture, getPreview(), dithering, progress );
+    void write( TilePlane& picture, Dithering dithering, Passes& passes ) {
+        writePicture( picture, _picture, getPreview(), dithering, passes );
     }
 
     /// The names come last, when nothing else can fail.
@@ -222,6 +223,13 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
         lock.emplace( options.output, options.lockSeconds );
     }
     Progress progress( terminal, getWeights( options, scene ) );
+    PassLog passLog;
+    PassRecords passRecords;
+    Passes passes;
+    for( PassObserver* const observer :
+         std::initializer_list<PassObserver*>{ &progress, &passLog, &passRecords } ) {
+        passes.add( *observer );
+    }
     Outputs outputs( options, scene );
     const ManagedTiles::Settings settings = makeSettings( options, scene );
     // The calling thread computes as well.
@@ -229,9 +237,9 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
         makeWorkers( "qvcomp-compute", static_cast<unsigned>( options.threads - 1 ),
                      static_cast<std::uint32_t>( options.threads ) );
     ManagedTiles store( settings, *workers );
-    PassRunner runner( *workers, store.getPrefetchDepth(), progress );
+    PassRunner runner( *workers, store.getPrefetchDepth(), passes );
     const auto picture = renderScene( scene, store, runner );
-    outputs.write( *picture, options.dithering, progress );
+    outputs.write( *picture, options.dithering, passes );
 
     Report report;
     report.options = options;
@@ -244,8 +252,9 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
     QV_LOG( Qvcomp, Informational, "picture made in ", report.seconds, " s, ", report.tiles,
             " tiles, ", report.evictions, " evictions, ", report.reloads, " reloads" );
     report.computing = workers->getSnapshot();
+    report.passes = passRecords.getAll();
     if( options.mustVerify ) {
-        verify( options.tileSide, scene, *picture, *workers, progress );
+        verify( options.tileSide, scene, *picture, *workers, passes );
     }
     outputs.commit( lock );
     return report;

@@ -309,10 +309,10 @@ private:
 /// Fills a plane from the top down, and finishes its rows of tiles as they become complete.
 class PlaneFiller {
 public:
-    PlaneFiller( TilePlane& plane, LayerImage& image, Progress& progress )
+    PlaneFiller( TilePlane& plane, LayerImage& image, Passes& passes )
         : _plane( plane )
         , _image( image )
-        , _progress( progress ) {}
+        , _passes( passes ) {}
 
     void fillFromLines() {
         const int width = _plane.getWidth();
@@ -390,7 +390,7 @@ private:
 
     /// All lines above `y` are there.
     void finishAbove( int y ) {
-        _progress.step( static_cast<std::size_t>( y - _linesDone ) );
+        _passes.step( static_cast<std::size_t>( y - _linesDone ) );
         _linesDone = y;
         for( ; _rowsDone < _plane.getRows() && _plane.getArea( { 0, _rowsDone } ).y1 <= y;
              ++_rowsDone ) {
@@ -402,7 +402,7 @@ private:
 
     TilePlane& _plane;
     LayerImage& _image;
-    Progress& _progress;
+    Passes& _passes;
     int _linesDone = 0;
     int _rowsDone = 0;
 };
@@ -421,10 +421,9 @@ LayerInfo probeLayer( const OsFilePath& path,
     return guardReading( path, [&] { return LayerImage( path, checkHead ).getInfo(); } );
 }
 
-std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store,
-                                      Progress& progress ) {
+std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store, Passes& passes ) {
     const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
-    progress.begin( "Reading " + name, static_cast<std::size_t>( layer.height ) );
+    passes.begin( "Reading " + name, static_cast<std::size_t>( layer.height ) );
     const auto checkHead = [&layer]( std::uint64_t bytes ) {
         if( bytes > layer.readingMemory ) {
             throw Failure( Tag::LAYER_CHANGED, layer.path.toString() );
@@ -434,8 +433,9 @@ std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store,
         layer.path, [&] { return std::make_unique<LayerImage>( layer.path, checkHead ); } );
     checkUnchanged( layer, image->getInfo() );
     auto plane = store.createPlane( name + " source", layer.width, layer.height );
-    PlaneFiller filler( *plane, *image, progress );
+    PlaneFiller filler( *plane, *image, passes );
     image->getLayout().isTiled ? filler.fillFromTiles() : filler.fillFromLines();
+    passes.end();
     return plane;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <tools/qvcomp/fileId.h>
-#include <tools/qvcomp/progress.h>
+#include <tools/qvcomp/passes.h>
 #include <tools/qvcomp/tileStore.h>
 
 #include <resmgt/osal/osFilePath.h>
@@ -40,7 +40,6 @@ LayerInfo probeLayer( const OsFilePath& path,
 /// alpha is 1, alpha lies in 0 to 1.
 ///
 /// Errors: as for probeLayer, also when the file has changed since.
-std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store,
-                                      Progress& progress );
+std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store, Passes& passes );
 
 } // namespace Qv::Comp

@@ -78,11 +78,11 @@ PixelArea getFileTile( const TilePlane& picture, int column, int row ) noexcept 
 } // namespace
 
 void writePicture( TilePlane& picture, PendingFile& output, PendingFile* preview,
-                   Dithering dithering, Progress& progress ) {
+                   Dithering dithering, Passes& passes ) {
     const int columns = countAlong( picture.getWidth() );
     const int rows = countAlong( picture.getHeight() );
-    progress.begin( "Writing",
-                    countTiles( picture.getWidth(), picture.getHeight(), FILE_TILE_SIDE ) );
+    passes.begin( "Writing",
+                  countTiles( picture.getWidth(), picture.getHeight(), FILE_TILE_SIDE ) );
     ExrWriter image( output, picture.getWidth(), picture.getHeight(), FILE_TILE_SIDE );
     std::optional<PreviewRow> previewRow;
     if( preview != nullptr ) {
@@ -98,7 +98,7 @@ void writePicture( TilePlane& picture, PendingFile& output, PendingFile* preview
             if( previewRow ) {
                 previewRow->add( area, pixels.data() );
             }
-            progress.step();
+            passes.step();
         }
         if( previewRow ) {
             previewRow->write( getFileTile( picture, 0, row ).getHeight() );
@@ -108,6 +108,7 @@ void writePicture( TilePlane& picture, PendingFile& output, PendingFile* preview
     if( previewRow ) {
         previewRow->finish();
     }
+    passes.end();
 }
 
 } // namespace Qv::Comp

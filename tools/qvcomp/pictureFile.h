@@ -1,8 +1,8 @@
 #pragma once
 
 #include <tools/qvcomp/dither.h>
+#include <tools/qvcomp/passes.h>
 #include <tools/qvcomp/pendingFile.h>
-#include <tools/qvcomp/progress.h>
 #include <tools/qvcomp/tileStore.h>
 
 namespace Qv::Comp {
@@ -17,6 +17,6 @@ inline constexpr int FILE_TILE_SIDE = 256;
 /// Memory: one tile of the file, and one row of such tiles at 3 bytes a pixel for the preview.
 /// Errors: Failure when a file can't be written.
 void writePicture( TilePlane& picture, PendingFile& output, PendingFile* preview,
-                   Dithering dithering, Progress& progress );
+                   Dithering dithering, Passes& passes );
 
 } // namespace Qv::Comp

@@ -109,26 +109,25 @@ Progress::~Progress() {
     }
 }
 
-void Progress::begin( const std::string& phase, std::size_t steps ) {
+void Progress::passBegun( const std::string& name, std::size_t nbSteps ) {
     _before += _weight;
     _weight = _next < _weights.size() ? _weights[_next] : 0.0;
     ++_next;
-    _phase = Printable::makeLine( phase );
-    _steps = std::max<std::size_t>( steps, 1 );
-    _done.store( 0, std::memory_order_relaxed );
+    _phase = Printable::makeLine( name );
+    _steps = std::max<std::size_t>( nbSteps, 1 );
+    _done = 0;
     _shownPercent = -1;
-    step( 0 );
+    passStepped( 0 );
 }
 
-void Progress::step( std::size_t steps ) {
-    const std::size_t count = _done.fetch_add( steps, std::memory_order_relaxed ) + steps;
+void Progress::passStepped( std::size_t nbSteps ) {
+    _done += nbSteps;
     if( _stream == nullptr ) {
         return;
     }
-    const double part = static_cast<double>( count ) / static_cast<double>( _steps );
+    const double part = static_cast<double>( _done ) / static_cast<double>( _steps );
     const double done = std::min( ( _before + part * _weight ) / _total, 1.0 );
     const Clock::time_point now = Clock::now();
-    const std::lock_guard guard( _lock );
     if( toPercent( done ) > _shownPercent || now - _shown >= REDRAW_TIME ) {
         draw( done, now );
     }

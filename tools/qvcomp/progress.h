@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
+#include <tools/qvcomp/passes.h>
+
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <mutex>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -30,9 +30,7 @@ std::string formatProgress( const ProgressState& state, int columns );
 int getTerminalColumns();
 
 /// A line at the terminal that shows how far the work is.
-///
-/// Threads: `begin` while nobody steps, `step` from any thread.
-class Progress {
+class Progress final : public PassObserver {
 public:
     /// `stream` is null when nobody looks; else it must outlive this object. `weights` are the
     /// parts of the phases to come in the whole work, in any unit.
@@ -41,11 +39,10 @@ public:
     Progress( const Progress& ) = delete;
     Progress& operator=( const Progress& ) = delete;
     /// Takes the line away, so that what follows starts on an empty one.
-    ~Progress();
+    ~Progress() override;
 
-    /// The next phase, which takes `steps` steps.
-    void begin( const std::string& phase, std::size_t steps );
-    void step( std::size_t steps = 1 );
+    void passBegun( const std::string& name, std::size_t nbSteps ) override;
+    void passStepped( std::size_t nbSteps ) override;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -63,9 +60,7 @@ private:
     double _weight = 0.0;
     std::string _phase;
     std::size_t _steps = 1;
-    // Counted by the computing threads; hands nothing over, so relaxed order is enough.
-    std::atomic<std::size_t> _done = 0;
-    std::mutex _lock;
+    std::size_t _done = 0;
     int _shownPercent = -1;
     Clock::time_point _shown;
 };

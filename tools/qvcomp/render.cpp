@@ -19,7 +19,7 @@ std::optional<Matte> makeMatte( const Scene& scene, std::size_t layer ) {
 std::unique_ptr<TilePlane> renderLayer( const Scene& scene, std::size_t layer, TileStore& store,
                                         PassRunner& runner ) {
     const LayerInfo& info = scene.layers[layer];
-    const auto source = readLayer( info, store, runner.getProgress() );
+    const auto source = readLayer( info, store, runner.getPasses() );
     return Resampling( runner, store, makeMatte( scene, layer ) )
         .run( *source, info.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString(), scene.width,
               scene.height );

@@ -5,6 +5,7 @@
 #include <base/text/printable.h>
 #include <resmgt/osal/osFileReader.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -28,6 +29,28 @@ std::string toTasks( const MtPoolSnapshot& workers ) {
            std::to_string( workers.mostQueued ) + " waiting";
 }
 
+std::string toPasses( const std::vector<PassRecord>& passes ) {
+    const auto longest = std::max_element(
+        passes.begin(), passes.end(),
+        []( const PassRecord& a, const PassRecord& b ) { return a.seconds < b.seconds; } );
+    std::string text = std::to_string( passes.size() );
+    if( longest != passes.end() ) {
+        text += ", the longest " + format( "%.2f s: ", longest->seconds ) +
+                Printable::makeLine( longest->name );
+    }
+    return text;
+}
+
+std::string toJson( const std::vector<PassRecord>& passes ) {
+    std::string text;
+    for( const PassRecord& pass : passes ) {
+        text += ( text.empty() ? "\n    { \"name\": " : ",\n    { \"name\": " ) +
+                quoteJson( pass.name ) + ", \"steps\": " + std::to_string( pass.nbSteps ) +
+                ", \"seconds\": " + format( "%.3f", pass.seconds ) + " }";
+    }
+    return text;
+}
+
 void writeText( std::ostream& stream, const Report& report ) {
     const Options& options = report.options;
     const std::string limit = options.memory ? toMebibytes( *options.memory ) : "none";
@@ -46,6 +69,7 @@ void writeText( std::ostream& stream, const Report& report ) {
            << "Peak of process " << toMebibytes( report.peakProcess ) << '\n'
            << "Computing       " << toTasks( report.computing ) << '\n'
            << "Transfers       " << toTasks( report.transfers ) << '\n'
+           << "Passes          " << toPasses( report.passes ) << '\n'
            << "Time            " << format( "%.2f s", report.seconds ) << '\n'
            << "Log             "
            << ( report.logFile.empty() ? "none" : Printable::makeLine( report.logFile ) ) << '\n';
@@ -81,6 +105,7 @@ void writeJson( std::ostream& stream, const Report& report ) {
            << "  \"computeMostQueued\": " << report.computing.mostQueued << ",\n"
            << "  \"transferTasks\": " << report.transfers.nbDone << ",\n"
            << "  \"transferMostQueued\": " << report.transfers.mostQueued << ",\n"
+           << "  \"passes\": [" << toJson( report.passes ) << "],\n"
            << "  \"log\": " << ( report.logFile.empty() ? "null" : quoteJson( report.logFile ) )
            << ",\n"
            << "  \"seconds\": " << format( "%.3f", report.seconds ) << ",\n"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tools/qvcomp/options.h>
+#include <tools/qvcomp/passes.h>
 
 #include <resmgt/threadExtensions/mtPoolSnapshot.h>
 
@@ -25,6 +26,8 @@ struct Report {
     /// The passes on the workers, and reading ahead and writing early.
     MtPoolSnapshot computing;
     MtPoolSnapshot transfers;
+    /// In their order.
+    std::vector<PassRecord> passes;
     double seconds = 0.0;
 };
 

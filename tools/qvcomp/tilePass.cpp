@@ -1,9 +1,6 @@
 #include <tools/qvcomp/tilePass.h>
 
 #include <tools/qvcomp/interrupt.h>
-#include <tools/qvcomp/log.h>
-
-#include <resmgt/profiling/hwIntervalTimer.h>
 
 #include <atomic>
 #include <exception>
@@ -16,11 +13,11 @@ namespace {
 /// The state that the threads of one pass share.
 class PassRun {
 public:
-    PassRun( const TilePass& pass, std::size_t lead, std::size_t prefetchDepth, Progress& progress )
+    PassRun( const TilePass& pass, std::size_t lead, std::size_t prefetchDepth, Passes& passes )
         : _pass( pass )
         , _lead( lead )
         , _prefetchDepth( prefetchDepth )
-        , _progress( progress ) {}
+        , _passes( passes ) {}
 
     /// Takes tiles until none is left or a thread has failed.
     void work() noexcept {
@@ -33,7 +30,7 @@ public:
                 InterruptNote::check();
                 prefetchInputs( i + _lead );
                 _pass.work( _pass.order[i] );
-                _progress.step();
+                _passes.step();
             }
         } catch( ... ) {
             fail( std::current_exception() );
@@ -70,7 +67,7 @@ private:
     const TilePass& _pass;
     std::size_t _lead;
     std::size_t _prefetchDepth;
-    Progress& _progress;
+    Passes& _passes;
     // Both are only counters and hints between the threads, so relaxed order is enough: what a
     // thread hands over passes through the lock or the end of its task.
     std::atomic<std::size_t> _next = 0;
@@ -81,16 +78,15 @@ private:
 
 } // namespace
 
-PassRunner::PassRunner( Workers& workers, std::size_t prefetchDepth, Progress& progress )
+PassRunner::PassRunner( Workers& workers, std::size_t prefetchDepth, Passes& passes )
     : _nbWorkers( workers.getNbThreads() )
     , _producer( workers )
     , _prefetchDepth( prefetchDepth )
-    , _progress( progress ) {}
+    , _passes( passes ) {}
 
 void PassRunner::run( const TilePass& pass ) {
-    const HwIntervalTimer timer( "pass" );
-    _progress.begin( pass.name, pass.order.size() );
-    PassRun run( pass, _nbWorkers + 1, _prefetchDepth, _progress );
+    _passes.begin( pass.name, pass.order.size() );
+    PassRun run( pass, _nbWorkers + 1, _prefetchDepth, _passes );
     try {
         for( unsigned i = 0; i < _nbWorkers; ++i ) {
             _producer.push( [&run] { run.work(); } );
@@ -101,8 +97,7 @@ void PassRunner::run( const TilePass& pass ) {
     }
     _producer.finish();
     run.raiseFailure();
-    QV_LOG( Qvcomp, Informational, "pass \"", pass.name, "\": ", pass.order.size(), " tiles in ",
-            timer.sinceStart(), " s" );
+    _passes.end();
 }
 
 std::vector<TilePos> orderByRows( const TilePlane& plane ) {

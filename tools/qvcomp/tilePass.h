@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tools/qvcomp/progress.h>
+#include <tools/qvcomp/passes.h>
 #include <tools/qvcomp/tileStore.h>
 #include <tools/qvcomp/workers.h>
 
@@ -26,16 +26,16 @@ struct TilePass {
 ///              works any more when `run` returns or raises.
 class PassRunner {
 public:
-    PassRunner( Workers& workers, std::size_t prefetchDepth, Progress& progress );
+    PassRunner( Workers& workers, std::size_t prefetchDepth, Passes& passes );
 
     void run( const TilePass& pass );
-    Progress& getProgress() noexcept { return _progress; }
+    Passes& getPasses() noexcept { return _passes; }
 
 private:
     const unsigned _nbWorkers;
     Producer _producer;
     std::size_t _prefetchDepth;
-    Progress& _progress;
+    Passes& _passes;
 };
 
 /// All tiles of `plane`, row by row.
