@@ -14,7 +14,7 @@ namespace Qv {
 ///
 /// However many changes are queued, one event is pending at most; it dispatches what is there then
 /// and what comes meanwhile. After an observer's exception, which goes to whoever executes the
-/// event, another event brings the rest.
+/// event, another event brings the rest; if that can't be posted, the next change does.
 ///
 /// Threads:  `notify` from any. Made and destroyed on the main thread, where alone the manager's
 ///           `dispatch` is called, by this or by others; an event that is pending then does

@@ -5,8 +5,8 @@
 
 namespace Qv {
 
-/// Root of the exceptions of the graph of types. Of a type's name the first 256 characters are
-/// told.
+/// Root of the exceptions of the graph of types. They show the first 256 characters of a type's
+/// name.
 class QV_RESMGT_API RttiEx : public ExBase {
 public:
     class ExAlreadyExists;

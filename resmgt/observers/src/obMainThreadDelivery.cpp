@@ -2,6 +2,8 @@
 
 #include <base/events/evEventManager.h>
 #include <base/events/evRequestEvent.h>
+#include <base/failure/qvHere.h>
+#include <base/trace/trace.h>
 
 #include <atomic>
 #include <utility>
@@ -23,6 +25,8 @@ public:
     ObChangeManagerImp* getManager() const noexcept { return _manager; }
 
 private:
+    void postRest() noexcept;
+
     /// Written by the main thread at the end alone, when nobody else looks.
     ObChangeManagerImp* _manager;
     // Acquire and release: an event that resets it sees the changes queued before it was found set.
@@ -63,8 +67,17 @@ void ObMainThreadDelivery::Link::dispatch() {
     try {
         _manager->dispatch();
     } catch( ... ) {
-        post();
+        postRest();
         throw;
+    }
+}
+
+void ObMainThreadDelivery::Link::postRest() noexcept {
+    try {
+        post();
+    } catch( ... ) {
+        // The observer's exception is the one that goes on. The rest comes with the next change.
+        Trace::printCurrentException( "posting the rest of the changes", QV_HERE );
     }
 }
 

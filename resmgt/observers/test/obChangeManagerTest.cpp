@@ -188,6 +188,33 @@ TEST_F( ObChangeManagerTest, AfterAnExceptionTheQueuesRestWaits ) {
     EXPECT_EQ( _notifier->takeLog(), "b" );
 }
 
+TEST_F( ObChangeManagerTest, AQueuedHintEndsWithoutTheLock ) {
+    class EnteringHint : public ObHint {
+    public:
+        explicit EnteringHint( std::function<void()> enter )
+            : _enter( std::move( enter ) ) {}
+        ~EnteringHint() override { TestThread( _enter ).join(); }
+
+    private:
+        const std::function<void()> _enter;
+    };
+    int nbEntered = 0;
+    for( const bool isRaising : { false, true } ) {
+        _manager.subscribeRelation( &_s, &_a );
+        _a._act = [isRaising]( const ObHints& ) {
+            if( isRaising ) {
+                throw std::runtime_error( "a" );
+            }
+        };
+        _manager.notifyNoDispatch( &_s, ObHints().add<EnteringHint>( [&] {
+            dump();
+            ++nbEntered;
+        } ) );
+        EXPECT_EQ( raisedBy( [&] { _manager.dispatch(); } ), isRaising ? "a" : "" );
+    }
+    EXPECT_EQ( nbEntered, 2 );
+}
+
 TEST_F( ObChangeManagerTest, ANewSubjectAtAnOldAddressGetsNoQueuedChange ) {
     _manager.notifyNoDispatch( &_s, {} );
     _manager.notifyNoDispatch( &_t, {} );

@@ -1,6 +1,7 @@
 #include <resmgt/observers/obChangeManagerImp.h>
 
 #include <base/failure/assertions.h>
+#include <base/locks/lkSleepersPosix.h>
 #include <resmgt/observers/obObserverAny.h>
 #include <resmgt/observers/obObserverGuard.h>
 #include <resmgt/observers/obSubjectAny.h>
@@ -44,7 +45,7 @@ public:
 private:
     static constexpr std::size_t NB_SUBJECTS = 4;
     static constexpr std::size_t NB_OBSERVERS = 9;
-    static constexpr std::size_t MAX_DEPTH = 5;
+    static constexpr std::size_t MAX_DEPTH = 7;
     static constexpr std::size_t NO_SUBJECT = NB_SUBJECTS;
     using List = std::deque<std::size_t>;
     class Raised {};
@@ -258,7 +259,7 @@ private:
     void relationRemoved( ObObserverAny*, ObSubjectAny* ) override {}
 };
 
-TEST( ObStressTest, NoCallComesAfterARemovalAndNoRemovalComesLate ) {
+void churnObservers() {
     constexpr int NB_CHURNERS = 2;
     constexpr std::size_t NB_SUBJECTS = 2;
     const auto deadline = std::chrono::seconds( 10 ) * testSlowdown();
@@ -314,6 +315,17 @@ TEST( ObStressTest, NoCallComesAfterARemovalAndNoRemovalComesLate ) {
     }
     EXPECT_EQ( nbPending, 0 );
     EXPECT_GT( churn->_nbCalls, 0 );
+}
+
+TEST( ObStressTest, NoCallComesAfterARemovalAndNoRemovalComesLate ) {
+    churnObservers();
+}
+
+TEST( ObStressTest, NorWhereTheSystemHasNoBarrierForAllThreads ) {
+    // Locks, too, pay for barriers of their own then, and find all who sleep.
+    LkSleepers::isWithoutBarrier.store( true, std::memory_order_relaxed );
+    churnObservers();
+    LkSleepers::isWithoutBarrier.store( false, std::memory_order_relaxed );
 }
 
 } // namespace
