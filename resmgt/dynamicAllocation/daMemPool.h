@@ -82,10 +82,14 @@ private:
         void operator()( void* memory ) const noexcept { ::operator delete[]( memory ); }
     };
 
+    // Of nodes of 8 bytes.
+    static constexpr std::int32_t LOWEST_CLASS = 3;
+
     static int getNodeClass( std::size_t size ) noexcept;
     Pool& getPool( int nodeClass ) const noexcept;
     void checkSize( std::size_t size ) const;
-    void* allocFromNewChunks( int nodeClass );
+    // Apart, since `alloc` would save registers for it each time.
+    [[gnu::noinline]] void* allocSlowly( int nodeClass );
     void addChunk( int nodeClass );
     std::size_t getChunkBytes( const Pool& pool, int nodeClass ) const;
     char* alignDown( char* place ) const noexcept;

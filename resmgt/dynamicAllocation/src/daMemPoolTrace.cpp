@@ -1,6 +1,6 @@
 #include <resmgt/dynamicAllocation/src/daMemPoolTrace.h>
 
-#include <base/failure/qvHere.h>
+#include <base/failure/assertions.h>
 #include <base/trace/trace.h>
 #include <base/trace/traceManager.h>
 
@@ -36,12 +36,13 @@ void DaMemPoolTrace::traceTotal( const char* name, std::uint32_t nbBytes ) {
     }
 }
 
-void DaMemPoolTrace::traceSizes( std::size_t size, std::uint64_t maxSize ) {
+void DaMemPoolTrace::failSize( std::size_t size, std::uint64_t maxSize ) {
     if( Trace::isEnabled( Trace::MainTraceLevel ) ) {
         std::ostringstream text;
         text << "size: " << size << ", _maxSize: " << maxSize;
         TraceManager::getInstance().getTrace().log( text, QV_HERE );
     }
+    Assertions::throwAssertionFailed( QV_HERE, "size <= _maxSize" );
 }
 
 } // namespace Qv

@@ -12,8 +12,8 @@ namespace DaMemPoolTrace {
 void traceExpansion( const char* name, std::size_t nodeSize, std::uint32_t nbBytes );
 /// On the same level: `nbBytes` are those of the pool so far.
 void traceTotal( const char* name, std::uint32_t nbBytes );
-/// On the main level: the two sides of the assertion that is to come.
-void traceSizes( std::size_t size, std::uint64_t maxSize );
+/// Writes both sides, on the main level, and then fails the assertion "size <= _maxSize".
+[[noreturn]] void failSize( std::size_t size, std::uint64_t maxSize );
 
 } // namespace DaMemPoolTrace
 

@@ -10,8 +10,9 @@
 namespace Qv {
 
 /// What a form of DaMemPool is made of: `Nodes` holds a class's free nodes, `Chunks` its chunks,
-/// both with the operations of LkSListOf; `add` and `get` are for the counters. `reserve` comes
-/// before each chunk, and makes room for keeping that many more nodes; it may raise.
+/// both with the operations of LkSListOf; `add` and `get` are for the counters. `popQuickly` is a
+/// pop that may find no node where there are some. `reserve` comes before each chunk, and makes
+/// room for keeping that many more nodes; it may raise.
 template <class NodeList, class ChunkList = NodeList>
 class DaConcurrentTraits {
 public:
@@ -25,6 +26,7 @@ public:
     static std::uint32_t get( std::uint32_t& counter ) noexcept {
         return std::atomic_ref( counter ).load( std::memory_order_relaxed );
     }
+    static LkSListNode* popQuickly( Nodes& nodes ) noexcept { return nodes.pop(); }
     static void reserve( Nodes&, std::size_t, std::size_t ) noexcept {}
 };
 
@@ -35,6 +37,7 @@ class DaMemPoolTaggedTraits
 
 class DaMemPoolCachedTraits : public DaConcurrentTraits<DaNodeCache, LkSList> {
 public:
+    static LkSListNode* popQuickly( Nodes& nodes ) noexcept { return nodes.popOwn(); }
     static void reserve( Nodes& nodes, std::size_t nbNodes, std::size_t nodeSize ) {
         nodes.reserve( nbNodes, nodeSize );
     }
@@ -49,6 +52,7 @@ public:
         return counter += value;
     }
     static std::uint32_t get( const std::uint32_t& counter ) noexcept { return counter; }
+    static LkSListNode* popQuickly( Nodes& nodes ) noexcept { return nodes.pop(); }
     static void reserve( Nodes&, std::size_t, std::size_t ) noexcept {}
 };
 

@@ -4,6 +4,14 @@
 
 namespace Qv {
 
+LkSListNode* DaNodeCache::pop() noexcept {
+    LkSListNode* const own = popOwn();
+    DaDepot* const depot = _depot.load( std::memory_order_acquire );
+    return own != nullptr || depot == nullptr
+               ? own
+               : depot->popSlowly( DaThreadCaches::current.find( depot->getKey() ) );
+}
+
 LkSListNode* DaNodeCache::popAll() noexcept {
     delete _depot.exchange( nullptr, std::memory_order_acquire );
     return nullptr;

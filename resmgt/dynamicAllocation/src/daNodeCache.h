@@ -23,6 +23,8 @@ public:
     void push( LkSListNode* node ) noexcept;
     /// Null when neither the thread nor the depot has one. Other threads may.
     LkSListNode* pop() noexcept;
+    /// One of the magazine that the thread works on. Null if it has none, or none is in it.
+    LkSListNode* popOwn() const noexcept;
     /// Gives all nodes up, also those of threads; they aren't returned. Excludes all but a thread's
     /// end.
     LkSListNode* popAll() noexcept;
@@ -47,16 +49,16 @@ inline void DaNodeCache::push( LkSListNode* node ) noexcept {
     depot.pushSlowly( cache, node );
 }
 
-inline LkSListNode* DaNodeCache::pop() noexcept {
-    DaDepot* const depot = _depot.load( std::memory_order_acquire );
+inline LkSListNode* DaNodeCache::popOwn() const noexcept {
+    const DaDepot* const depot = _depot.load( std::memory_order_acquire );
     if( depot == nullptr ) [[unlikely]] {
         return nullptr;
     }
     DaThreadCache* const cache = DaThreadCaches::current.find( depot->getKey() );
-    if( cache != nullptr && cache->_top != cache->_begin ) [[likely]] {
-        return *--cache->_top;
+    if( cache == nullptr || cache->_top == cache->_begin ) [[unlikely]] {
+        return nullptr;
     }
-    return depot->popSlowly( cache );
+    return *--cache->_top;
 }
 
 } // namespace Qv
