@@ -300,6 +300,10 @@ TEST_F( ObChangeManagerTest, RemovalWaitsForTheRunningCallAndNoOtherBegins ) {
     EXPECT_EQ( _notifier->takeLog(), "b" );
     EXPECT_EQ( notify( _s ), "b" );
     EXPECT_EQ( notify( _t ), "" );
+    // Nothing is left of the relations that were made meanwhile.
+    EXPECT_TRUE( _manager.subscribeRelation( &_t, &_a ) );
+    _a._act = nullptr;
+    EXPECT_EQ( notify( _t ), "a" );
 }
 
 TEST_F( ObChangeManagerTest, ARemovalThatWouldWaitForItselfIsAnAssertion ) {
