@@ -164,9 +164,19 @@ TEST( DaMemPoolThreadsTest, AThreadsEndReturnsItsNodes ) {
         CachedPool pool( "ends", 64, 64 * nbNodes, nbNodes );
         const Nodes nodes = takeAll( pool, nbNodes );
         const auto nbBytes = pool.getTotalSize();
-        TestThread( [&] { freeAll( pool, nodes ); } ).join();
-        EXPECT_EQ( takeAll( pool, nbNodes ), nodes );
-        EXPECT_EQ( pool.getTotalSize(), nbBytes ) << nbNodes;
+        // By one thread, and by several of which none fills a magazine.
+        for( const std::size_t nbThreads : { std::size_t{ 1 }, ( nbNodes + 42 ) / 43 } ) {
+            std::vector<Nodes> shares( nbThreads );
+            std::size_t next = 0;
+            for( void* const node : nodes ) {
+                shares[next++ % nbThreads].insert( node );
+            }
+            for( const Nodes& share : shares ) {
+                TestThread( [&] { freeAll( pool, share ); } ).join();
+            }
+            EXPECT_EQ( takeAll( pool, nbNodes ), nodes );
+            EXPECT_EQ( pool.getTotalSize(), nbBytes ) << nbNodes;
+        }
     }
 }
 
@@ -219,7 +229,7 @@ TEST( DaMemPoolThreadsTest, APoolsEndDisownsTheCachesOfThreadsThatGoOn ) {
     takeAll( *pool, 200 );
     EXPECT_EQ( pool->getTotalSize(), nbBytes );
     pool.reset();
-    // An end after the pool's: nothing is there to return to.
+    // An end after the pool's: nothing is there to return to, and the next pool isn't taken for it.
     Gate isUsed( "used" );
     Gate isGone( "gone" );
     pool.emplace( "gone", 64u, 6400u, 100u );
@@ -230,8 +240,11 @@ TEST( DaMemPoolThreadsTest, APoolsEndDisownsTheCachesOfThreadsThatGoOn ) {
     } );
     isUsed.wait();
     pool.reset();
+    pool.emplace( "next", 64u, 6400u, 100u );
     isGone.open();
     late.join();
+    pool->alloc( 64 );
+    EXPECT_EQ( pool->getTotalSize(), nbBytes / 2 );
 }
 
 TEST( DaMemPoolThreadsTest, ThreadLocalObjectsThatDieAfterTheCacheUseThePoolAllTheSame ) {
