@@ -128,6 +128,26 @@ TEST( OsFileLockTest, OnlyALockOfTheMaximumLifeIsDead ) {
     }
 }
 
+/// Remembers all times for too long, unless it is forced to ask.
+class ForgetfulVolume : public OtherVolume {
+public:
+    int statx( int folder, const char* path, int flags, unsigned int mask,
+               struct statx& facts ) override {
+        const int result = OtherVolume::statx( folder, path, flags, mask, facts );
+        facts.stx_mtime.tv_sec -= ( flags & AT_STATX_FORCE_SYNC ) != 0 ? 0 : 1000;
+        return result;
+    }
+};
+
+TEST( OsFileLockTest, AgeIsAskedOfTheServerBothOfTheLockAndOfTheClock ) {
+    const ForgetfulVolume volume;
+    for( const bool isAlive : { true, false } ) {
+        const LockFiles files( ".f.omlock=theirs" );
+        files.age( isAlive ? 30 : 60 );
+        EXPECT_EQ( files.isLocked(), isAlive );
+    }
+}
+
 TEST( OsFileLockTest, WhatIsNoRegularFileIsLeftAloneAndNoLinkIsFollowed ) {
     for( const char* const entry :
          { ".f.omlock/", ".f.omlock|", ".f.omlock>nowhere", ".f.omlock>other", ".f.omlock>." } ) {

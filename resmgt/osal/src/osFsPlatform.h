@@ -1,5 +1,6 @@
 #pragma once
 
+#include <resmgt/osSupport/osDateTypes.h>
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/osFileTypes.h>
 
@@ -57,6 +58,9 @@ struct Facts {
 std::optional<Facts> getFacts( OsFileTypes::Handle handle );
 /// Of what `path` is or leads to; nothing if it can't be asked.
 std::optional<FileId> getFileId( const OsFilePath& path );
+
+/// Asked of the file server, past what this machine remembers of the file.
+std::optional<OsDateTypes::DateRep> askModificationTime( const OsFilePath& path );
 
 /// Takes the content of an open plain file away.
 bool empty( OsFileTypes::Handle handle );

@@ -201,7 +201,12 @@ OPtrRet<OsDateTypes::DateRep> OsFsUtils::getServerTime( const OsFilePath& path )
         isDirectory( path ) ? path : path.getDirectoryName(), "testFile", NEW_PATH );
     OPtr<OsDateTypes::DateRep> time;
     try {
-        time = OsFile( probe ).getLastModificationTime();
+        const auto asked = OsFsPlatform::askModificationTime( probe );
+        if( !asked ) {
+            throw ExSysErrorWindows( QV_HERE, "OsFile::performGetLastModificationTime",
+                                     probe.getChars() );
+        }
+        time.reset( new OsDateTypes::DateRep( *asked ) );
     } catch( ... ) {
         discard( probe );
         throw;

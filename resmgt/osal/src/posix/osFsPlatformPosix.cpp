@@ -85,6 +85,15 @@ std::optional<FileId> getFileId( const OsFilePath& path ) {
     return facts ? std::optional( facts->id ) : std::nullopt;
 }
 
+std::optional<OsDateTypes::DateRep> askModificationTime( const OsFilePath& path ) {
+    struct statx status;
+    if( !OsFsUtilsPosix::getStatus( AT_FDCWD, NativePath( path ).get(), AT_STATX_FORCE_SYNC,
+                                    STATX_MTIME, status ) ) {
+        return std::nullopt;
+    }
+    return OsFsUtilsPosix::getModificationTime( status );
+}
+
 bool empty( OsFileTypes::Handle handle ) {
     return OsFsUtilsPosix::retry( [&] { return ::ftruncate( static_cast<int>( handle ), 0 ); } ) ==
            0;
