@@ -5,7 +5,7 @@
 
 namespace Qv {
 
-/// What happened to a watched file; a handler tells the kinds apart by their type:
+/// What happened to a watched file; a handler distinguishes the kinds by their type:
 ///
 ///     if( dynamic_cast<const OsFileEvent::Deleted*>( &event ) != nullptr ) {
 ///         close( event.getPath() );

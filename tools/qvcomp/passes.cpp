@@ -31,13 +31,13 @@ public:
 
 class PassNotifier final : public ObNotifierAny {
     void notifyObserver( ObObserverAny* observer, const ObHints& hints ) override {
-        PassObserver& told = *static_cast<PassObserver*>( observer );
+        PassObserver& passObserver = *static_cast<PassObserver*>( observer );
         if( const StepsHint* const steps = hints.find<StepsHint>() ) {
-            told.passStepped( steps->_nbSteps );
+            passObserver.passStepped( steps->_nbSteps );
         } else if( const BegunHint* const begun = hints.find<BegunHint>() ) {
-            told.passBegun( begun->_name, begun->_nbSteps );
+            passObserver.passBegun( begun->_name, begun->_nbSteps );
         } else if( const DoneHint* const done = hints.find<DoneHint>() ) {
-            told.passDone( done->_record );
+            passObserver.passDone( done->_record );
         }
     }
     void relationRemovedFromSubject( ObObserverAny*, ObSubjectAny* ) override {}

@@ -45,7 +45,7 @@ const InBuildInfo* findBuildInfo() {
     return nullptr;
 }
 
-/// What the lock file tells people.
+/// The lock file's content, which is for people.
 std::string makeText() {
     struct Holder {
         const std::string host = OsUtils::getHostName();

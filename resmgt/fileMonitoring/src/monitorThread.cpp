@@ -226,8 +226,8 @@ bool MonitorThread::isCompared( Comparison& comparison ) noexcept {
             return true;
         }
         if( comparison.form == OsFileMonitor::EACH_STATE && lookAtOne( file ).leadsTo( seen ) ) {
-            // The client has looked later than the last pass did. This one tells all handlers of
-            // what it has seen, unless the file goes back before: the next pass knows.
+            // The client has looked later than the last pass did. This one reports to all
+            // handlers what it has seen, unless the file goes back before: the next pass knows.
             return false;
         }
         postEvent( file, missed, comparison.baseline.registration );

@@ -19,7 +19,7 @@ public:
     const std::string _name;
 };
 
-/// Does what it is told in its calls.
+/// Runs a test's function in its calls.
 class TestObserver : public ObObserverAny {
 public:
     explicit TestObserver( std::string name )
@@ -28,8 +28,8 @@ public:
     std::function<void( const ObHints& )> _act;
 };
 
-/// Keeps what it is told, as texts: "name", "-name subject" for an ended relation, "!name subject"
-/// for a subject's last one.
+/// Keeps its calls as texts: "name", "-name subject" for an ended relation, "!name subject" for a
+/// subject's last one.
 class TestNotifier : public ObNotifierAny {
 public:
     void notifyObserver( ObObserverAny* observer, const ObHints& hints ) override {
@@ -40,10 +40,10 @@ public:
         }
     }
     void relationRemovedFromSubject( ObObserverAny* observer, ObSubjectAny* subject ) override {
-        tell( '!', observer, subject );
+        note( '!', observer, subject );
     }
     void relationRemoved( ObObserverAny* observer, ObSubjectAny* subject ) override {
-        tell( '-', observer, subject );
+        note( '-', observer, subject );
     }
 
     /// What came since it was asked last, separated by blanks.
@@ -63,7 +63,7 @@ private:
         const std::lock_guard guard( _mutex );
         _entries.push_back( std::move( entry ) );
     }
-    void tell( char what, ObObserverAny* observer, ObSubjectAny* subject ) {
+    void note( char what, ObObserverAny* observer, ObSubjectAny* subject ) {
         keep( what + static_cast<TestObserver*>( observer )->_name + '@' +
               static_cast<TestSubject*>( subject )->_name );
         if( _whenTold ) {

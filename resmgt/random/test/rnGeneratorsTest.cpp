@@ -310,7 +310,7 @@ TYPED_TEST( RnGeneratorsTest, LecuyerGivesTheRecurrencesNumbers ) {
     far.skip( 1000000000000007 );
     EXPECT_EQ( far(), static_cast<TypeParam>( 2119204908 ) * factor );
     EXPECT_EQ( RnLecuyerUniformRng<TypeParam>( 55555 )(), RnLecuyerUniformRng<TypeParam>()() );
-    // 2147483562 of 2147483563, which no float tells from 1.
+    // 2147483562 of 2147483563, which as a float is 1.
     RnLecuyerUniformRng<TypeParam> highest;
     highest.setState( "Lecuyer: 1 1 2147483562 1" );
     for( const TypeParam value : this->take( highest, 100000 ) ) {
