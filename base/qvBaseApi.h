@@ -20,5 +20,6 @@
 #    define QV_INSTANCE_API __declspec( dllexport )
 #else
 #    define QV_TEMPLATE_API __attribute__( ( visibility( "default" ) ) )
+/// Marks an instance of a template that a library makes for all.
 #    define QV_INSTANCE_API
 #endif

@@ -11,6 +11,7 @@ namespace Qv {
 /// Threads: installing on the main thread; opening from any.
 class QV_PLUGINAPI_API PiHelp {
 public:
+    /// Opens the help page that `link` names.
     using Opener = void ( * )( const std::string& link );
 
     /// Opens a help link with the application's opener. Without one the link is traced, with the

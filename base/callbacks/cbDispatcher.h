@@ -27,10 +27,12 @@ public:
     void add( CbHandler<T>& handler ) { CbDispatcherBase::add( handler ); }
     /// Without the handler nothing happens.
     void remove( CbHandler<T>& handler ) noexcept { CbDispatcherBase::remove( handler ); }
+    /// Whether the handler is called.
     bool contains( const CbHandler<T>& handler ) const noexcept {
         return CbDispatcherBase::contains( handler );
     }
 
+    /// Calls the handlers with `argument`, one after the other.
     void dispatch( T& argument ) {
         Round round( *this );
         while( CbHandlerBase* const handler = round.next() ) {

@@ -25,8 +25,11 @@ protected:
 
     CbDispatcherBase() noexcept = default;
 
+    /// The handler is called from the next dispatch on.
     void add( CbHandlerBase& handler );
+    /// The handler isn't called any more.
     void remove( CbHandlerBase& handler ) noexcept;
+    /// Whether the handler is called.
     bool contains( const CbHandlerBase& handler ) const noexcept;
 
 private:
@@ -50,6 +53,7 @@ private:
     Round* _rounds = nullptr;
 };
 
+/// One dispatch that is under way.
 class QV_BASE_API CbDispatcherBase::Round {
 public:
     explicit Round( CbDispatcherBase& dispatcher );

@@ -10,6 +10,7 @@ namespace Qv {
 template <class T>
 class CbFunction final : public CbHandler<T> {
 public:
+    /// A function that is called with the event.
     using Function = void ( * )( T& );
 
     explicit CbFunction( Function function ) noexcept
@@ -39,6 +40,7 @@ private:
 template <class T, class Data>
 class CbDataFunction final : public CbHandler<T> {
 public:
+    /// A function that is called with the event and the data of its handler.
     using Function = void ( * )( T&, const Data& );
 
     CbDataFunction( Function function, Data data )

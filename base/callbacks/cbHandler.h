@@ -12,6 +12,7 @@ namespace Qv {
 template <class T>
 class CbHandler : public CbHandlerBase {
 public:
+    /// Called with each event.
     virtual void call( T& argument ) = 0;
 
 protected:

@@ -10,6 +10,7 @@ namespace Qv {
 template <class Object, class T = CbEmptyType>
 class CbMethod final : public CbHandler<T> {
 public:
+    /// A method that is called with the event.
     using Method = void ( Object::* )( T& );
 
     CbMethod( Object& object, Method method ) noexcept

@@ -24,6 +24,7 @@ public:
     virtual const T* getCurrent() const = 0;
     /// REQUIRES: not at the end.
     virtual void advance() = 0;
+    /// A copy that stands at the same place.
     virtual IteratorEng* clone() const = 0;
 };
 
@@ -119,6 +120,7 @@ template <class Std>
 class CheckedContainer : public Std {
 public:
     using Std::Std;
+    /// What the container holds.
     using Element = typename Std::value_type;
 
     bool isEmpty() const noexcept { return this->empty(); }

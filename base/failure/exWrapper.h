@@ -31,6 +31,7 @@ public:
 class QV_BASE_API ExWrapper::Functor {
 public:
     virtual ~Functor();
+    /// Does the work whose exceptions are caught.
     virtual void execute() = 0;
 };
 

@@ -11,12 +11,14 @@ template <std::size_t N>
 struct SourceFileName {
     consteval SourceFileName( const char ( &text )[N] ) { std::copy_n( text, N, _text.begin() ); }
 
+    /// Ends with a zero byte.
     std::array<char, N> _text{};
 };
 
 /// The name in the form that exceptions carry: back-slashes, no extension.
 template <SourceFileName Name>
 struct SourceFile {
+    /// Ends with a zero byte.
     static constexpr auto text = [] {
         auto result = Name._text;
         std::size_t end = result.size() - 1;

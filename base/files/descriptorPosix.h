@@ -28,8 +28,10 @@ public:
     Descriptor& operator=( const Descriptor& ) = delete;
     ~Descriptor();
 
+    /// -1 when there is none; it stays with this object.
     int get() const noexcept { return _file; }
     bool isOpen() const noexcept { return _file >= 0; }
+    /// Gives the descriptor up to the caller.
     int release() noexcept { return std::exchange( _file, -1 ); }
 
 private:

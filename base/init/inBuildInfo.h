@@ -12,6 +12,7 @@ public:
     /// `WITHOUT_PRODUCT_NAME` gives the part that follows a name which the caller writes, beginning
     /// with a blank.
     enum InstanceIdControl { WITH_PRODUCT_NAME, WITHOUT_PRODUCT_NAME };
+    /// How much of a version is shown.
     enum VersionDisplayControl { YEAR, YEAR_AND_NUMBER };
 
     /// The build kind of a development build.

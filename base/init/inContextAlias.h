@@ -13,12 +13,14 @@ namespace Qv {
 /// Threads: as package objects, used on the thread that loads libraries and starts packages.
 class QV_BASE_API InContextAliasKeys {
 public:
+    /// Keys in the order of their text.
     using Set = std::set<const char*, InUtils::LtStr>;
     class Entry;
 
     /// Enters `key`, which is copied and not empty; it stays until the last copy of the result is
     /// gone. A key that is there already raises InEx::ExContextAliasAlreadyDefined.
     std::shared_ptr<const Entry> add( const char* key );
+    /// The keys.
     const Set& get() const noexcept { return _keys; }
 
 private:
@@ -29,6 +31,7 @@ private:
 struct QV_BASE_API InInitEnv {
     static constexpr int getPriority() noexcept { return 6; }
     static constexpr const char* getSourceString() noexcept { return "InInitEnv"; }
+    /// Gives the variable the environment's value, if it has one.
     static void initialize( InContextAliasBase& alias );
 };
 
@@ -36,6 +39,7 @@ struct QV_BASE_API InInitEnv {
 struct QV_BASE_API InInitDef {
     static constexpr int getPriority() noexcept { return 0; }
     static constexpr const char* getSourceString() noexcept { return "InInitDef"; }
+    /// Gives the variable its default, if it has one.
     static void initialize( InContextAliasBase& alias );
 };
 
@@ -43,6 +47,7 @@ struct QV_BASE_API InInitDef {
 struct QV_BASE_API InInitArg {
     static constexpr int getPriority() noexcept { return 7; }
     static constexpr const char* getSourceString() noexcept { return "InInitArg"; }
+    /// Gives the variable the command line's value, if it has one.
     static void initialize( InContextAliasBase& alias );
     static InContextAliasKeys& getKeys();
 };
@@ -85,7 +90,9 @@ private:
 
 /// The sources that a program's own settings name.
 using InArgument = InContextAlias<InInitArg, 1>;
+/// A variable's name in the environment.
 using InEnvironment = InContextAlias<InInitEnv, 0>;
+/// A variable's default.
 using InDefault = InContextAlias<InInitDef, 0>;
 
 } // namespace Qv

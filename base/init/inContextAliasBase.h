@@ -41,6 +41,7 @@ public:
 
     /// Copies `value`; null says that the source has none.
     void initialize( const char* value );
+    /// Gives the copy back.
     void finalize() noexcept;
     /// Null unless valid; stays until the next `initialize` or `finalize`.
     const char* getValue() const noexcept { return _value.get(); }

@@ -20,11 +20,16 @@ public:
     /// The package's configuration variables enter and leave here; the frame resolves them before
     /// `initializePackage` runs.
     virtual void addDependency( InVariableBase* variable ) = 0;
+    /// See above.
     virtual void removeDependency( InVariableBase* variable ) = 0;
     virtual const char* getName() const = 0;
+    /// Runs before the package's variables have their values.
     virtual void preInitializePackage() = 0;
+    /// Runs after the package's start.
     virtual void postInitializePackage() = 0;
+    /// Starts the package, when all that it depends on has started.
     virtual void initializePackage() = 0;
+    /// Stops the package, when all that depends on it has stopped.
     virtual void finalizePackage() = 0;
     /// Tells the package whether it is started.
     virtual void setPackageState( bool isStarted ) = 0;
@@ -59,6 +64,7 @@ public:
 protected:
     /// Makes the package known to the frame.
     void registerPackage();
+    /// The package starts after `package`, and stops before it.
     void addDependency( const std::type_info* package );
     /// Declares that the package registers InContextAliasBuilders when it starts. With all that it
     /// depends on it starts before every other package, so that their variables have its sources.

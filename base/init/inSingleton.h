@@ -18,6 +18,7 @@ namespace Qv {
 template <class T>
 class InSingleton {
 public:
+    /// Takes the one object over, before anybody asks for it.
     static void initialize( OPtr<T> instance );
     /// Destroys the instance; without one nothing happens but the mark.
     static void finalize();

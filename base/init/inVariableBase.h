@@ -48,9 +48,11 @@ public:
     /// Builders serve the variables that are resolved from now on. They stay the caller's, who
     /// unregisters them before their end. Where priorities are the same, the user's come first.
     static void registerAppContextAliasBuilders( InContextAliasBuilder* builder );
+    /// See above.
     static void registerUserContextAliasBuilders( InContextAliasBuilder* builder );
     /// Take all builders of the kind away; variables keep what they have.
     static void unregisterAppContextAliasBuilders();
+    /// Variables get no more names from them.
     static void unregisterUserContextAliasBuilders();
 
     /// Stands in the places for aliases that a variable doesn't need.

@@ -18,10 +18,13 @@
 #define QV_PT_GUARDED_BY( lock ) QV_THREAD_ATTRIBUTE( pt_guarded_by( lock ) )
 /// An operation whose caller holds the lock, or must not hold it.
 #define QV_REQUIRES( ... ) QV_THREAD_ATTRIBUTE( requires_capability( __VA_ARGS__ ) )
+/// The function is called without these locks.
 #define QV_EXCLUDES( ... ) QV_THREAD_ATTRIBUTE( locks_excluded( __VA_ARGS__ ) )
 /// An operation that takes or gives back the lock.
 #define QV_ACQUIRE( ... ) QV_THREAD_ATTRIBUTE( acquire_capability( __VA_ARGS__ ) )
+/// The function gives these locks back.
 #define QV_RELEASE( ... ) QV_THREAD_ATTRIBUTE( release_capability( __VA_ARGS__ ) )
+/// The function takes these locks where it answers with the first argument.
 #define QV_TRY_ACQUIRE( ... ) QV_THREAD_ATTRIBUTE( try_acquire_capability( __VA_ARGS__ ) )
 /// An operation that returns a reference to the lock.
 #define QV_RETURN_CAPABILITY( lock ) QV_THREAD_ATTRIBUTE( lock_returned( lock ) )

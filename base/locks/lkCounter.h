@@ -19,6 +19,7 @@ public:
     LkCounter( const LkCounter& ) = delete;
     LkCounter& operator=( const LkCounter& ) = delete;
 
+    /// The value, with all that was done before it was written.
     T get() const noexcept { return _value.load( std::memory_order_acquire ); }
     operator T() const noexcept { return get(); }
 

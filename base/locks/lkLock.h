@@ -14,6 +14,7 @@ namespace Qv {
 #if defined( _WIN32 )
 using LkLockPlatform = LkLockWindows;
 #else
+/// The lock of this platform.
 using LkLockPlatform = LkLockPosix;
 #endif
 

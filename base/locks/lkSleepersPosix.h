@@ -42,6 +42,7 @@ namespace LkSleepers {
 /// Locks share counts by their addresses' hash: one that shares only loses the time of a search.
 constexpr unsigned NB_COUNTS_LOG2 = 8;
 
+/// How many sleep, by the hash of what they sleep on.
 extern QV_BASE_API std::atomic<std::uint32_t> counts[1u << NB_COUNTS_LOG2];
 
 /// True until the system has promised the barrier; where it has none, for good.

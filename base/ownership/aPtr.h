@@ -21,6 +21,7 @@ public:
     APtrRet& operator=( const APtrRet& ) = delete;
     ~APtrRet() { Ownership::destroyArray( _array ); }
 
+    /// Gives the array up to the caller.
     T* release() noexcept { return std::exchange( _array, nullptr ); }
 
 private:
@@ -48,14 +49,17 @@ public:
     APtr& operator=( APtr&& other ) noexcept { return reset( other.release() ); }
     APtr& operator=( APtrRet<T>&& other ) noexcept { return reset( other.release() ); }
 
+    /// Owns `array` from now on; deletes the former one.
     APtr& reset( T* array = nullptr ) noexcept {
         if( array != _array ) {
             Ownership::destroyArray( std::exchange( _array, array ) );
         }
         return *this;
     }
+    /// Gives the array up to the caller; this pointer is null afterwards.
     [[nodiscard]] T* release() noexcept { return std::exchange( _array, nullptr ); }
 
+    /// May be null; the array stays with this pointer.
     T* get() const noexcept { return _array; }
     T& operator[]( std::size_t index ) const noexcept { return _array[index]; }
     bool isNull() const noexcept { return _array == nullptr; }

@@ -27,6 +27,7 @@ public:
     OPtrRet& operator=( const OPtrRet& ) = delete;
     ~OPtrRet() { Ownership::destroy( _pointee ); }
 
+    /// Gives the object up to the caller.
     T* release() noexcept { return std::exchange( _pointee, nullptr ); }
 
 private:
@@ -76,6 +77,7 @@ public:
     /// Gives the object up to the caller; this pointer is null afterwards.
     [[nodiscard]] T* release() noexcept { return std::exchange( _pointee, nullptr ); }
 
+    /// May be null; the object stays with this pointer.
     T* get() const noexcept { return _pointee; }
     T& operator*() const noexcept { return *_pointee; }
     T* operator->() const noexcept { return _pointee; }

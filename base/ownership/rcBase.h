@@ -16,6 +16,7 @@ public:
     /// Ownership::reportFailedDestructor.
     virtual ~RCBase() = default;
 
+    /// Counts one reference more.
     void addReference() const noexcept { ++_refCount; }
     /// Answers whether this was the last reference.
     [[nodiscard]] bool removeReference() const noexcept { return --_refCount == 0; }
@@ -39,7 +40,9 @@ public:
     /// at once or later.
     virtual void destroy() = 0;
 
+    /// Counts one reference more.
     void addReference() const noexcept { ++_refCount; }
+    /// Answers whether this was the last reference.
     [[nodiscard]] bool removeReference() const noexcept { return --_refCount == 0; }
     int getRefCount() const noexcept { return static_cast<int>( _refCount ); }
 

@@ -15,6 +15,7 @@ namespace Ownership {
 /// The last drop runs the virtual destructor. It isn't inlined: it is rare beside the drops that
 /// aren't the last, and compilers that see it beside them warn of uses after it.
 struct DeleteLast {
+    /// Deletes the object.
     template <class T>
     [[gnu::noinline]] static void dispose( T* object ) noexcept {
         destroy( const_cast<std::remove_const_t<T>*>( object ) );
@@ -23,6 +24,7 @@ struct DeleteLast {
 
 /// The last drop calls `destroy`, and the object deletes itself.
 struct DestroyLast {
+    /// Has the object delete itself.
     template <class T>
     static void dispose( T* object ) noexcept {
         try {
@@ -84,6 +86,7 @@ public:
     explicit operator bool() const noexcept { return _pointee != nullptr; }
     /// Drops the reference and becomes null.
     void reset() noexcept { RCPtr().swap( *this ); }
+    /// Exchanges what the two point to; no count changes.
     void swap( RCPtr& other ) noexcept { std::swap( _pointee, other._pointee ); }
 
     /// Whether both point to the same object, or are both null.

@@ -10,6 +10,7 @@ namespace Qv {
 template <class Counter>
 class RCSWCount final : public RCBase<Counter> {
 public:
+    /// Counts one strong reference more.
     void addStrong() noexcept { ++_strongCount; }
     /// Answers whether this was the last strong reference.
     [[nodiscard]] bool removeStrong() noexcept { return --_strongCount == 0; }

@@ -58,6 +58,7 @@ public:
 
     T& operator*() const { return *checked(); }
     T* operator->() const { return checked(); }
+    /// May be null; the reference stays with this pointer.
     T* get() const noexcept { return _pointee; }
     bool isNull() const noexcept { return _pointee == nullptr; }
     explicit operator bool() const noexcept { return _pointee != nullptr; }
@@ -70,6 +71,7 @@ public:
     }
     const RCShdPtr<RCSWCount<Counter>>& getCounter() const noexcept { return _counter; }
 
+    /// Exchanges what the two point to; no count changes.
     void swap( RCStrongBasePtr& other ) noexcept {
         std::swap( _pointee, other._pointee );
         _counter.swap( other._counter );

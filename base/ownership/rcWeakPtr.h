@@ -60,6 +60,7 @@ public:
 
     bool isNull() const noexcept { return _strong.isNull(); }
     explicit operator bool() const noexcept { return !isNull(); }
+    /// Null when the object was gone.
     T* get() const noexcept { return _strong.get(); }
     T& operator*() const { return *_strong; }
     T* operator->() const { return &*_strong; }

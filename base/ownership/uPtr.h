@@ -13,6 +13,7 @@ public:
     explicit( false ) UPtr( T* pointee ) noexcept
         : _pointee( pointee ) {}
 
+    /// May be null.
     T* get() const noexcept { return _pointee; }
     T& operator*() const noexcept { return *_pointee; }
     T* operator->() const noexcept { return _pointee; }

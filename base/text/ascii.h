@@ -34,23 +34,28 @@ constexpr bool isLetter( Char c ) noexcept {
     return isLower( c ) || isUpper( c );
 }
 
+/// `c` as a small letter, if it is a letter of ASCII.
 constexpr char toLower( char c ) noexcept {
     return isUpper( c ) ? static_cast<char>( c - 'A' + 'a' ) : c;
 }
 
+/// `c` as a capital letter, if it is a letter of ASCII.
 constexpr char toUpper( char c ) noexcept {
     return isLower( c ) ? static_cast<char>( c - 'a' + 'A' ) : c;
 }
 
+/// The text with the capital letters of ASCII made small.
 inline std::string toLowerCase( std::string text ) {
     std::ranges::transform( text, text.begin(), toLower );
     return text;
 }
 
+/// Whether the texts differ at most in the case of ASCII's letters.
 constexpr bool equalsIgnoringCase( std::string_view left, std::string_view right ) noexcept {
     return std::ranges::equal( left, right, {}, toLower, toLower );
 }
 
+/// The text without the blanks at its beginning.
 constexpr std::string_view trimFront( std::string_view text ) noexcept {
     while( !text.empty() && isSpace( text.front() ) ) {
         text.remove_prefix( 1 );
@@ -58,6 +63,7 @@ constexpr std::string_view trimFront( std::string_view text ) noexcept {
     return text;
 }
 
+/// The text without the blanks at its end.
 constexpr std::string_view trimBack( std::string_view text ) noexcept {
     while( !text.empty() && isSpace( text.back() ) ) {
         text.remove_suffix( 1 );

@@ -11,6 +11,7 @@ namespace Qv::TypeName {
 /// one of these is returned as it is.
 QV_BASE_API std::string makeReadable( const char* name );
 
+/// The name as a programmer writes it.
 inline std::string get( const std::type_info& type ) {
     return makeReadable( type.name() );
 }

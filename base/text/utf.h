@@ -7,7 +7,9 @@
 /// The steps of conversion between UTF-8 and a wide form with units of 16 or 32 bits.
 namespace Qv::Utf {
 
+/// The greatest code point of Unicode.
 constexpr char32_t LAST_CHARACTER = 0x10ffff;
+/// Stands for what can't be represented.
 constexpr char32_t REPLACEMENT_CHARACTER = 0xfffd;
 /// Added to a byte from 0x80 that is part of no well-formed sequence.
 constexpr char32_t ESCAPE_BASE = 0xdc00;
@@ -25,6 +27,7 @@ constexpr bool isEscapedByte( char32_t code ) {
     return code >= ESCAPE_BASE + 0x80 && code <= ESCAPE_BASE + 0xff;
 }
 
+/// The byte at `position`, as a number.
 constexpr unsigned char byteAt( std::string_view text, std::size_t position ) {
     return static_cast<unsigned char>( text[position] );
 }
@@ -104,6 +107,7 @@ constexpr char32_t takeWide( std::basic_string_view<Unit> text, std::size_t& pos
     return code;
 }
 
+/// Adds the code point in units of UTF-16 or UTF-32, by the width of `Unit`.
 template <class Unit>
 void appendWide( std::basic_string<Unit>& result, char32_t code ) {
     if constexpr( sizeof( Unit ) == 2 ) {
@@ -117,6 +121,7 @@ void appendWide( std::basic_string<Unit>& result, char32_t code ) {
     result += static_cast<Unit>( code );
 }
 
+/// UTF-8 as text of wide units.
 template <class Unit>
 std::basic_string<Unit> widen( std::string_view text ) {
     std::basic_string<Unit> result;

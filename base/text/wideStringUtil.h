@@ -25,9 +25,11 @@ namespace Qv::WideStringUtil {
 /// What `narrowReplace` puts for what can't be represented, unless told otherwise.
 inline constexpr char _defaultReplaceChar = '?';
 
+/// UTF-8 as wide text.
 QV_BASE_API std::wstring widen( std::string_view text );
 QV_BASE_API std::wstring widen( std::u16string_view text );
 
+/// Wide text as UTF-8.
 QV_BASE_API std::string narrowMB( std::wstring_view text );
 QV_BASE_API std::string narrowMB( std::u16string_view text );
 

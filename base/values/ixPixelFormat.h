@@ -8,6 +8,7 @@ namespace Qv {
 /// What a pixel consists of, and its shape.
 class QV_BASE_API IxPixelFormat {
 public:
+    /// The components of a pixel, and how many they are.
     enum Comps : int { ALPHA = 1, RGB = 3, RGBA = 4 };
     /// In bits of a component.
     enum Depth : int { UINT8 = 8, FLOAT16 = 16, FLOAT32 = 32, COMPLEX = 64 };

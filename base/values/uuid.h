@@ -12,6 +12,7 @@ namespace Qv {
 /// Universally unique identifier of version 4 (random) and the variant of RFC 4122.
 class QV_BASE_API Uuid {
 public:
+    /// Asks a constructor for a new identifier.
     enum CreateEnum { CREATE };
 
     /// A new one, from the system's random source. Raises ExSysErrorANSI if that fails.

@@ -14,6 +14,7 @@ class CtSessionFile;
 
 /// An entry of a media cache's directory, or of one of its levels.
 struct QV_RESMGT_API CtCacheEntry {
+    /// What a file or folder of the directory is.
     enum Kind {
         /// A file with a block's name.
         BLOCK,
@@ -26,6 +27,7 @@ struct QV_RESMGT_API CtCacheEntry {
         FOREIGN
     };
 
+    /// What it is.
     Kind kind;
     /// From the cache's directory on.
     std::string path;
@@ -48,11 +50,16 @@ struct QV_RESMGT_API CtCacheEntry {
 ///          be removed.
 class QV_RESMGT_API CtCacheDirectory {
 public:
+    /// Whether a session's process lives; it can't always be found out.
     enum class State { LIVING, DEAD, UNKNOWN };
 
+    /// What pruning has removed.
     struct Pruned {
+        /// Blocks of dead sessions.
         std::uint64_t nbBlocks = 0;
+        /// The bytes of these blocks.
         std::uint64_t nbBytes = 0;
+        /// Probes that a start has left.
         std::uint64_t nbProbes = 0;
     };
 
@@ -61,6 +68,7 @@ public:
     CtCacheDirectory& operator=( const CtCacheDirectory& ) = delete;
     ~CtCacheDirectory();
 
+    /// Calls the visitor for each entry.
     void visit( const std::function<void( const CtCacheEntry& entry )>& visitor ) const;
     State getState( std::uint32_t session ) const;
     /// Removes, or in a dry run only counts, the blocks of dead sessions, and all probes: a server

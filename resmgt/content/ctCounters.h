@@ -14,8 +14,11 @@ namespace Qv {
 struct QV_RESMGT_API CtCounters {
     /// Transfers that have succeeded, and their bytes.
     std::uint64_t nbReads = 0;
+    /// Tiles written.
     std::uint64_t nbWrites = 0;
+    /// Bytes of the tiles read.
     std::uint64_t nbBytesRead = 0;
+    /// Bytes of the tiles written.
     std::uint64_t nbBytesWritten = 0;
     /// Of the transfers, failed ones included, those that were asked for by `asyncRead` and
     /// `asyncWrite`.
@@ -43,10 +46,15 @@ public:
     CtTally();
     ~CtTally() override;
 
+    /// Counts a tile of `size` bytes that was read.
     void countRead( unsigned int size ) noexcept { count( _nbReads, _nbBytesRead, size ); }
+    /// Counts a tile of `size` bytes that was written.
     void countWrite( unsigned int size ) noexcept { count( _nbWrites, _nbBytesWritten, size ); }
+    /// Counts an asynchronous operation.
     void countAsync() noexcept { add( _nbAsync, 1 ); }
+    /// Counts an operation that failed.
     void countFailure() noexcept { add( _nbFailures, 1 ); }
+    /// Counts an operation that had to wait.
     void countWait() noexcept { add( _nbWaits, 1 ); }
 
     CtCounters getCounters() const noexcept;

@@ -16,6 +16,7 @@ public:
     class ExSeekFailed;
     class ExContentDiffers;
 
+    /// What the transfer that failed was doing.
     enum Direction { READING, WRITING };
 
     using ExBase::ExBase;
@@ -34,6 +35,7 @@ public:
     ExNotEnoughSpace( const char* file, int line, const char* detail );
 };
 
+/// A position in a file couldn't be reached.
 class QV_RESMGT_API CtEx::ExSeekFailed : public ExCloneable<CtEx::ExSeekFailed, CtEx> {
 public:
     /// `offset` in bytes.

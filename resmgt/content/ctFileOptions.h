@@ -10,13 +10,17 @@ namespace Qv {
 struct QV_RESMGT_API CtFileOptions {
     /// Whether transfers bypass the system's file cache.
     int unbufferedIO = -1;
-    /// Both in bytes.
+    /// In bytes, as the next.
     int blockSize = -1;
+    /// Where blocks begin in their files.
     int alignment = -1;
+    /// Levels of folders below the directory; 0 is the only one that servers take.
     int nbLevels = 0;
+    /// Bits of a block's number that each level takes.
     int nbBits = 8;
     /// What the process's servers together may reserve, in bytes; the first of them decides.
     std::uint64_t mostBytes = UINT64_MAX;
+    /// Whether what is read is compared with sums of what was written.
     bool isVerifying = false;
 
     /// The values of QV_UNBUFFERED_IO, QV_IO_BLOCKSIZE, QV_IO_ALIGNMENT, QV_IO_LEVELS, QV_IO_BITS,

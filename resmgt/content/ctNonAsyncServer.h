@@ -72,9 +72,11 @@ protected:
     /// `hint` is what the client passed, maybe null, of another block or of another server. The
     /// answer goes to the transfer, and to the client; it may be null or `hint` itself.
     virtual CtHintPtr makeReadHint( const CtPxTileId& tile, const CtHintPtr& hint ) = 0;
+    /// The same for a write.
     virtual CtHintPtr makeWriteHint( const CtPxTileId& tile, const CtHintPtr& hint ) = 0;
     /// The blocking transfers. `hint` is what the operation above has answered for this request.
     virtual void readImp( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) = 0;
+    /// See above.
     virtual void writeImp( const CtPxTileId& tile, const void* memory, const CtHintPtr& hint ) = 0;
 
 private:

@@ -34,6 +34,7 @@ QV_RESMGT_API std::ostream& operator<<( std::ostream& stream, const CtSerialId& 
 
 } // namespace Qv
 
+/// What hash containers use.
 template <>
 struct std::hash<Qv::CtSerialId> {
     std::size_t operator()( const Qv::CtSerialId& id ) const noexcept {

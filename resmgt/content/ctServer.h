@@ -51,7 +51,9 @@ class QV_RESMGT_API CtServer {
 public:
     /// A new block, and the hint for its first operation.
     struct NewTile {
+        /// The tile that was made.
         CtStTileId tile;
+        /// What finds it faster.
         CtHintPtr hint;
     };
 
@@ -59,6 +61,7 @@ public:
     static constexpr std::uint64_t UNKNOWN_SPACE = UINT64_MAX;
     /// What `isValid` compares.
     static constexpr int WITH_SIZE = 0;
+    /// What `isValid` compares: the size doesn't matter.
     static constexpr int ANY_SIZE = 1;
 
     CtServer( const CtServer& ) = delete;
@@ -108,12 +111,14 @@ public:
     virtual void clear() = 0;
     /// Both return when the bytes have been moved, and raise what prevents that.
     virtual CtHintPtr read( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) = 0;
+    /// Writes the tile and waits; the hint is for its next transfer.
     virtual CtHintPtr write( const CtPxTileId& tile, const void* memory,
                              const CtHintPtr& hint ) = 0;
     /// Both raise what is known to be wrong at once; what goes wrong later is `asyncFailed`.
     /// `handle` isn't null, which is an assertion; it may end in a call that doesn't raise.
     virtual CtHintPtr asyncRead( const CtPxTileId& tile, void* memory, const CtHintPtr& hint,
                                  LkAsyncHandle* handle ) = 0;
+    /// The same without waiting; `handle` gets the end.
     virtual CtHintPtr asyncWrite( const CtPxTileId& tile, const void* memory, const CtHintPtr& hint,
                                   LkAsyncHandle* handle ) = 0;
     /// Waits until all requests have completed; nobody else uses the server any more.

@@ -27,6 +27,7 @@ public:
     CtServerFactory& operator=( const CtServerFactory& ) = delete;
     virtual ~CtServerFactory();
 
+    /// Whether this factory makes servers of this configuration.
     virtual bool canHandle( const LiString& configuration ) = 0;
     /// The server is the caller's.
     virtual CtServer* create( const LiString& configuration ) = 0;

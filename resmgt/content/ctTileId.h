@@ -15,7 +15,9 @@ public:
     constexpr CtSerialId getSerialId() const noexcept { return _id; }
     constexpr unsigned int getSize() const noexcept { return _size; }
 
+    /// Whether both are of the same content.
     constexpr bool equal( const CtStTileId& other ) const noexcept { return _id == other._id; }
+    /// The order of the numbers.
     constexpr bool less( const CtStTileId& other ) const noexcept { return _id < other._id; }
     /// As "Storage tile id: 0000000012-0000000345, size = 65536", without an end of the line.
     void dump( std::ostream& stream ) const;
@@ -39,9 +41,11 @@ public:
     constexpr unsigned int getOffset() const noexcept { return _offset; }
     constexpr unsigned int getSize() const noexcept { return _size; }
 
+    /// Whether both are the same part of the same content.
     constexpr bool equal( const CtPxTileId& other ) const noexcept {
         return _id == other._id && _offset == other._offset;
     }
+    /// The order of the numbers, then of the offsets.
     constexpr bool less( const CtPxTileId& other ) const noexcept {
         return _id == other._id ? _offset < other._offset : _id < other._id;
     }

@@ -15,6 +15,7 @@ namespace Qv {
 ///         an exception.
 class QV_RESMGT_API DaMallocAllocator : public DaArenaAllocator {
 public:
+    /// A new allocator.
     static OPtrRet<DaMallocAllocator> create();
 
     Pieces allocate( std::size_t size ) override;

@@ -34,6 +34,7 @@ public:
 
     /// At the package's start and stop. Errors: InSingletonEx::ExAlreadyInitialized.
     static void initialize();
+    /// Ends the manager, at the package's stop.
     static void finalize();
     static bool isInitialized() noexcept;
     static const char* getSingletonName() noexcept { return "OsFileLockManager"; }

@@ -35,18 +35,21 @@ private:
     const OsFilePath _path;
 };
 
+/// A watched file is there that wasn't before.
 class QV_RESMGT_API OsFileEvent::Created final : public OsFileEvent {
 public:
     explicit Created( const OsFilePath& path );
     ~Created() override;
 };
 
+/// A watched file has gone.
 class QV_RESMGT_API OsFileEvent::Deleted final : public OsFileEvent {
 public:
     explicit Deleted( const OsFilePath& path );
     ~Deleted() override;
 };
 
+/// A watched file isn't as it was.
 class QV_RESMGT_API OsFileEvent::Changed final : public OsFileEvent {
 public:
     explicit Changed( const OsFilePath& path );

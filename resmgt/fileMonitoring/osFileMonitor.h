@@ -50,6 +50,7 @@ class OsFileMonitorImp;
 ///           nothing, as do those of a watch that has been removed, also if it was made anew.
 class QV_RESMGT_API OsFileMonitor {
 public:
+    /// Whom events are reported to.
     using Handler = CbHandler<const OsFileEvent>;
     struct Snapshot;
 
@@ -64,6 +65,7 @@ public:
 
     /// At the package's start and stop. The stop waits for a query that is under way.
     static void initialize();
+    /// Ends the monitor, at the package's stop.
     static void finalize();
 
     /// The instance, which is made with the configured intervals on first use.
@@ -171,11 +173,14 @@ struct QV_RESMGT_API OsFileMonitor::Snapshot {
     /// Since the instance was made: events posted, passes completed, queries and postings
     /// that failed.
     std::uint64_t nbEvents = 0;
+    /// Passes over the watched files.
     std::uint64_t nbPasses = 0;
+    /// Queries that failed.
     std::uint64_t nbFailures = 0;
     /// Of the last pass's queries the longest, or the one that is under way if that has taken
     /// longer; in seconds. Empty and 0 before the first.
     OsFilePath slowestPath;
+    /// How long the slowest query took.
     double slowestSeconds = 0;
 };
 

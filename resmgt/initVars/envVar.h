@@ -82,6 +82,7 @@ extern template class EnvNumberVar<double>;
 /// beyond the range of int its nearest end.
 class QV_RESMGT_API EnvIntVar : public EnvNumberVar<int> {
 public:
+    /// See EnvNumberVar.
     using EnvNumberVar::EnvNumberVar;
 };
 
@@ -89,6 +90,7 @@ public:
 /// minus sign counts modulo 2^64: "-1" is the largest number.
 class QV_RESMGT_API EnvUInt64Var : public EnvNumberVar<unsigned long long> {
 public:
+    /// See EnvNumberVar.
     using EnvNumberVar::EnvNumberVar;
 };
 
@@ -96,6 +98,7 @@ public:
 /// also with an exponent, "inf", "nan" or hexadecimal. 0 without one; an infinity beyond the range.
 class QV_RESMGT_API EnvDoubleVar : public EnvNumberVar<double> {
 public:
+    /// See EnvNumberVar.
     using EnvNumberVar::EnvNumberVar;
 };
 

@@ -29,6 +29,7 @@ public:
 
     /// Builds the instance if there is none.
     static void initialize();
+    /// Ends the registry, at the package's stop.
     static void finalize();
     /// Asserts "instance != 0".
     static EnvVarRegistry& getInstance();

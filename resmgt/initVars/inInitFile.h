@@ -14,6 +14,7 @@ namespace Qv {
 /// Threads: the setter is for the application's start, before the packages'; the rest any.
 class QV_RESMGT_API InInitFile {
 public:
+    /// Whether a file that isn't there is an error.
     enum Presence { MAY_BE_MISSING, MUST_BE_THERE };
 
     /// Reads the file; one that may be missing and does, or an empty path, gives an empty one.

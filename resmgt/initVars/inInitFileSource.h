@@ -18,6 +18,7 @@ namespace Qv {
 /// Errors:  a malformed file raises the exceptions of InTextFileEx whenever it is asked.
 class QV_RESMGT_API InInitFileSource {
 public:
+    /// Reads the file when its first value is asked for.
     using Read = InInitFile ( * )();
 
     /// `description` is kept.
@@ -29,6 +30,7 @@ public:
     /// For the aliases: what they are, and which file they stand for.
     std::string getDescription();
     InContextAliasKeys& getKeys() noexcept { return _keys; }
+    /// Gives the variable the file's value, if it has one.
     void initialize( InContextAliasBase& alias );
     /// Writes the keys of the file that no variable asks for, each with the most similar one that a
     /// variable has.

@@ -15,6 +15,7 @@ namespace Qv {
 struct QV_RESMGT_API InInitReg {
     static constexpr int getPriority() noexcept { return 5; }
     static constexpr const char* getSourceString() noexcept { return "InInitReg"; }
+    /// Gives the variable the registry's value, if it has one.
     static void initialize( InContextAliasBase& alias );
     /// Where a value stands: a key that begins with "HKEY" is the whole path; another one is a
     /// value in the branch of the running application. Empty when that has registered no record.

@@ -24,7 +24,9 @@ namespace Qv {
 class QV_RESMGT_API LiRateRegistry {
 public:
     class Entry;
+    /// Makes a rate's name.
     using NameFunctor = UnaryFunctor<Rational, std::string>;
+    /// Goes through the entries in the order of their registration.
     using ConstIterator = std::vector<Entry>::const_iterator;
 
     LiRateRegistry() = default;
@@ -35,6 +37,7 @@ public:
     static LiRateRegistry& getInstance();
     /// The package's start and stop.
     static void initialize();
+    /// Ends the registry, at the package's stop.
     static void finalize();
 
     /// Adds a rate at the end. The rate is `baseRate` x `factor` x `timePullRate`; `nameFunctor`
@@ -58,7 +61,9 @@ public:
     /// A number with a fraction is no place: see getFrameRate and getNearest.
     template <std::floating_point Number>
     ConstIterator find( Number ) const = delete;
+    /// The first entry.
     ConstIterator begin() const;
+    /// Behind the last entry.
     ConstIterator end() const;
 
     /// Null if there is none. Of the names only the enum name counts.
@@ -129,17 +134,29 @@ private:
     RCShdPtr<const Imp> _imp;
 };
 
+/// What the handles of one entry share.
 struct QV_RESMGT_API LiRateRegistry::Entry::Imp : public RCBase<LkCounter<int>> {
+    /// See Entry, as for all that follow.
     std::string enumName;
+    /// See Entry.
     int enumVal = 0;
+    /// See Entry.
     std::string shortName;
+    /// See Entry.
     std::string description;
+    /// See Entry.
     std::string numericName;
+    /// See Entry.
     Rational baseRate;
+    /// See Entry.
     Rational baseFactorRate;
+    /// See Entry.
     Rational timePullRate;
+    /// See Entry.
     Rational factor;
+    /// See Entry.
     Rational computedRate;
+    /// See Entry.
     Rational standardRate;
 };
 

@@ -24,6 +24,7 @@ class QV_RESMGT_API LiStringSubstituter {
 public:
     /// For the start and stop of the package: no pattern may be left.
     static void initialize();
+    /// Ends the registry of patterns, at the package's stop.
     static void finalize();
 
     /// Registers a handler for whatever stands between "<" and the next ">", without a "<", and is
@@ -31,6 +32,7 @@ public:
     /// is. The first registered that knows it counts. The handler must live until it is
     /// unregistered.
     static void registerPatternHandler( CbHandler<std::string>* handler );
+    /// The handler isn't called any more.
     static void unregisterPatternHandler( const CbHandler<std::string>* handler );
     /// Several patterns may share a handler. An empty pattern is an assertion, and so is a null
     /// handler here and above.
@@ -47,7 +49,9 @@ public:
     void addPattern( const std::string& pattern, const std::string& value );
     /// All patterns as they are now, in alphabetic order.
     ConstIterator<std::string> getPatterns() const;
+    /// The text with each pattern replaced by what its handler makes of it.
     std::string substitute( const std::string& text ) const;
+    /// Writes the patterns.
     void dump( std::ostream& stream ) const;
 
 private:

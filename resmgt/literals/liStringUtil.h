@@ -34,6 +34,7 @@ public:
     static std::string convertNb( unsigned long long number );
     static std::string convertNb( float number );
     static std::string convertNb( double number );
+    /// The number as wide text, in decimal digits.
     static std::wstring convertNbW( int number );
     static std::wstring convertNbW( unsigned int number );
     static std::wstring convertNbW( long number );
@@ -49,43 +50,67 @@ public:
     /// (also one so small that nothing would be left of it), a minus sign before an unsigned
     /// number.
     static int convertToInt( const std::string& text );
+    /// The number that the text is.
     static unsigned int convertToUInt( const std::string& text );
+    /// The number that the text is.
     static long long convertToLong( const std::string& text );
+    /// The number that the text is.
     static unsigned long long convertToULong( const std::string& text );
+    /// The number that the text is.
     static float convertToFloat( const std::string& text );
+    /// The number that the text is.
     static double convertToDouble( const std::string& text );
+    /// The number that the text is.
     static int convertToIntW( const std::wstring& text );
+    /// The number that the text is.
     static unsigned int convertToUIntW( const std::wstring& text );
+    /// The number that the text is.
     static long long convertToLongW( const std::wstring& text );
+    /// The number that the text is.
     static unsigned long long convertToULongW( const std::wstring& text );
+    /// The number that the text is.
     static float convertToFloatW( const std::wstring& text );
+    /// The number that the text is.
     static double convertToDoubleW( const std::wstring& text );
     /// "30000/1001", kept as it is, or a decimal number such as "29.97", as the nearest fraction,
     /// which may be 0, in lowest terms. White space and errors as above.
     static Rational convertToRational( const std::string& text );
 
+    /// The text in small letters.
     static std::string toLowerCase( std::string text );
+    /// The text in capital letters.
     static std::string toUpperCase( std::string text );
     /// The first letter and each after white space becomes upper case, all others lower case.
     static std::string toMixedCase( std::string text );
+    /// The text in small letters.
     static std::wstring toLowerCaseW( std::wstring text );
+    /// The text in capital letters.
     static std::wstring toUpperCaseW( std::wstring text );
+    /// As toMixedCase, for wide text.
     static std::wstring toMixedCaseW( std::wstring text );
     /// Compares the texts in lower case: below, at or above 0 as `a` stands before, with or behind
     /// `b`.
     static int compareNoCase( const std::string& a, const std::string& b );
+    /// As compareNoCase, for wide text.
     static int compareNoCaseW( const std::wstring& a, const std::wstring& b );
 
+    /// The text without the blanks at its beginning.
     static std::string trimLeadingSpaces( const std::string& text );
+    /// The text without the blanks at its end.
     static std::string trimTrailingSpaces( const std::string& text );
+    /// The text without the blanks at both ends.
     static std::string trimLeadingAndTrailingSpaces( const std::string& text );
+    /// The text without the blanks at its beginning.
     static std::wstring trimLeadingSpacesW( const std::wstring& text );
+    /// The text without the blanks at its end.
     static std::wstring trimTrailingSpacesW( const std::wstring& text );
+    /// The text without the blanks at both ends.
     static std::wstring trimLeadingAndTrailingSpacesW( const std::wstring& text );
 
     /// Puts `to` for every occurrence of `from`, in place, from the left; what it put isn't
     /// searched again. An empty `from` occurs nowhere.
     static void substitute( std::string& text, const std::string& from, const std::string& to );
+    /// As substitute, for wide text.
     static void substituteW( std::wstring& text, const std::wstring& from, const std::wstring& to );
     /// Puts values into `text` in one pass from the left: at each place `match( rest, value )`
     /// tells how many characters of the rest, which isn't empty, `value` takes the place of, 0 for
@@ -115,6 +140,7 @@ public:
     static wchar_t getReplacementCharW() { return L'_'; }
     /// Replaces each character that `forbidden` holds.
     static std::string sanitise( const std::string& text, const std::string& forbidden );
+    /// As sanitise, for wide text.
     static std::wstring sanitiseW( const std::wstring& text, const std::wstring& forbidden );
     /// Makes a name that can be a file's, or part of one: without white space of ASCII at the ends,
     /// with replacements for control characters and those of OsFileUtils::getFileInvalidChars.

@@ -22,6 +22,7 @@ class QV_RESMGT_API LiTimeCodeAes31Tcf {
 public:
     LiTimeCodeAes31Tcf() = delete;
 
+    /// A new format for these rates.
     static RCShdPtr<LiTimeCode> create( const LiRateRegistry::Entry& frameRate,
                                         const LiRateRegistry::Entry& sampleRate );
 };

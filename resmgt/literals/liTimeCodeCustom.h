@@ -28,12 +28,16 @@ class LiTimeCodeLabelReader;
 ///             that doesn't fit two ints.
 class QV_RESMGT_API LiTimeCodeCustom : public LiTimeCode {
 public:
+    /// What makes a format of timecodes.
     struct QV_RESMGT_API Args {
         /// Named as the rate is.
         explicit Args( const LiRateRegistry::Entry& frameRate );
 
+        /// The frame rate.
         LiRateRegistry::Entry rate;
+        /// The name of the format.
         std::string name;
+        /// The name for places with little room.
         std::string shortName;
         /// Labels that are left out at once; 0 for none.
         int dropFrames = 0;
@@ -45,16 +49,27 @@ public:
         bool wholeDay = false;
         /// Set at a rate with a time pull.
         int nonIntegerRate = 0;
+        /// Between hours and minutes.
         char hourMinuteSeparator = ':';
+        /// Between minutes and seconds.
         char minuteSecondSeparator = ':';
+        /// Between seconds and frames.
         char secondFrameSeparator = ':';
+        /// Whether labels name the field of a frame.
         bool fieldBased = false;
+        /// Before the field.
         char fieldSeparator = ':';
+        /// Whether labels have parts of a frame.
         bool hasSubFrames = false;
+        /// The rate that parts of a frame are counted in.
         LiRateRegistry::Entry subFrameRate;
+        /// Digits of the part before the point.
         int subFrameIntegerDigits = 2;
+        /// Digits of the part behind the point.
         int subFrameDecimals = 6;
+        /// Before the part of a frame.
         char subFrameSeparator = ':';
+        /// The point of that part.
         char subFrameDecimalPoint = '.';
     };
 

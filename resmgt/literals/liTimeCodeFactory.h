@@ -12,6 +12,7 @@ namespace Qv {
 ///           as long as somebody holds them.
 class QV_RESMGT_API LiTimeCodeFactory {
 public:
+    /// Goes through the formats in the order of their registration.
     using ConstIterator = Vector<RCShdPtr<LiTimeCode>>::const_iterator;
 
     LiTimeCodeFactory() = default;
@@ -37,12 +38,14 @@ public:
     static LiTimeCodeFactory& getInstance();
     /// The package's start and stop.
     static void initialize();
+    /// Ends the factory, at the package's stop.
     static void finalize();
 
     /// Asserts that `format` isn't null.
     void add( const RCShdPtr<LiTimeCode>& format );
     /// In the order in which they were added.
     ConstIterator begin() const { return _formats.begin(); }
+    /// Behind the last format.
     ConstIterator end() const { return _formats.end(); }
 
 private:

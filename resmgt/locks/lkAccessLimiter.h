@@ -103,6 +103,7 @@ public:
     [[noreturn]] bool isLockedByThread() const;
     const char* getName() const noexcept { return _group->getName(); }
     const RCShdPtr<LkAccessLimiterGroup>& getGroup() const noexcept { return _sharedGroup; }
+    /// Writes the state, for people.
     void dump( std::ostream& stream ) const;
 
 private:

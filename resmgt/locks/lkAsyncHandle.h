@@ -9,7 +9,9 @@ class QV_RESMGT_API LkAsyncHandle {
 public:
     virtual ~LkAsyncHandle();
 
+    /// The operation has ended well.
     virtual void asyncSucceeded() = 0;
+    /// The operation has failed.
     virtual void asyncFailed() = 0;
 };
 

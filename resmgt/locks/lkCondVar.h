@@ -14,6 +14,7 @@ namespace Qv {
 #if defined( _WIN32 )
 using LkCondVarPlatform = LkCondVarWindows;
 #else
+/// The condition variable of this platform.
 using LkCondVarPlatform = LkCondVarPosix;
 #endif
 

@@ -17,7 +17,9 @@ public:
         : _pulseName( pulseName )
         , _lock( lockName ) {}
 
+    /// A condition variable that nobody uses, a new one where the pool has none.
     OPtrRet<CondVar> get();
+    /// Takes the condition variable back, on which nobody waits any more.
     void recycle( OPtr<CondVar>& condVar );
 
 private:
@@ -56,6 +58,7 @@ public:
     ~LkTimedCondVarPool();
 
     OPtrRet<LkTimedCondVar> getTimedCondVar();
+    /// Takes the condition variable back, on which nobody waits any more.
     void recycleTimedCondVar( OPtr<LkTimedCondVar>& condVar );
 
 private:

@@ -18,11 +18,13 @@ public:
     void wait( const LkLock& lock ) const;
     // A waiter that the caller must wake has pushed its entry under the lock under which the
     // caller changed what it waits for; the lock makes that push visible here.
+    /// Wakes the newest waiter, if there is one.
     void signal() const {
         if( !_waiters.isEmpty() ) {
             wakeNewest();
         }
     }
+    /// Wakes all waiters.
     void broadcast() const {
         if( !_waiters.isEmpty() ) {
             wakeAll();

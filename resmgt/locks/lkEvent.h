@@ -14,6 +14,7 @@ namespace Qv {
 #if defined( _WIN32 )
 using LkEventPlatform = LkEventWindows;
 #else
+/// The event of this platform.
 using LkEventPlatform = LkEventPosix;
 #endif
 
@@ -32,8 +33,11 @@ public:
     LkEvent( const LkEvent& ) = delete;
     LkEvent& operator=( const LkEvent& ) = delete;
 
+    /// Lets all through that wait, and all that come.
     void set() { _imp.set(); }
+    /// Waits block again.
     void reset() { _imp.reset(); }
+    /// Blocks until the event is set.
     void wait() const;
     /// True when the event was set, false when the time ran out; the limit is that of
     /// LkTimedWaitable.

@@ -24,7 +24,9 @@ public:
     LkEventPosix( const LkEventPosix& ) = delete;
     LkEventPosix& operator=( const LkEventPosix& ) = delete;
 
+    /// Lets all through that wait, and all that come.
     void set();
+    /// Waits block again.
     void reset();
     /// False when the deadline came first.
     bool wait( const LkDeadline& deadline ) const;

@@ -37,6 +37,7 @@ public:
     /// Whether the gate is full and waits for its keeper. Errors: the assertion "_useGateKeeper".
     bool isGateReady();
     const char* getName() const noexcept { return _name; }
+    /// Writes the state, for people.
     void dump( std::ostream& stream ) const;
 
 private:

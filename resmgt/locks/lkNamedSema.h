@@ -13,6 +13,7 @@ namespace Qv {
 #if defined( _WIN32 )
 using LkNamedSemaPlatform = LkNamedSemaWindows;
 #else
+/// The named semaphore of this platform.
 using LkNamedSemaPlatform = LkNamedSemaPosix;
 #endif
 
@@ -41,7 +42,9 @@ public:
     /// Closes what it had, and shares the other's.
     LkNamedSema& operator=( const LkNamedSema& other ) = default;
 
+    /// Adds one to the value, and wakes a waiter.
     void post() { _imp.post(); }
+    /// Waits until the value isn't 0, and takes one away.
     void wait() { _imp.wait(); }
     /// Takes one if it is there; answers whether it did.
     bool tryWait() { return _imp.tryWait(); }

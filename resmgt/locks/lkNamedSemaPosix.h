@@ -15,8 +15,11 @@ public:
     LkNamedSemaPosix( const char* systemName, unsigned int initialCount,
                       LkSemaTypes::CreateFlag flag, const char* displayName );
 
+    /// Adds one to the value, and wakes a waiter.
     void post();
+    /// Waits until the value isn't 0, and takes one away.
     void wait();
+    /// Takes one away unless the value is 0; answers whether it did.
     bool tryWait();
     bool isValid() const noexcept { return _errno == 0; }
     int getErrno() const noexcept { return _errno; }
@@ -29,6 +32,7 @@ private:
     int _errno = 0;
 };
 
+/// An unnamed semaphore is of the same kind.
 using LkUnnamedSemaPosix = LkNamedSemaPosix;
 
 } // namespace Qv

@@ -15,6 +15,7 @@ namespace Qv {
 #if defined( _WIN32 )
 using LkRecLockPlatform = LkRecLockWindows;
 #else
+/// The recursive lock of this platform.
 using LkRecLockPlatform = LkRecLockPosix;
 #endif
 

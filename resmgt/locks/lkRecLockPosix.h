@@ -19,12 +19,16 @@ public:
     LkRecLockPosix( const LkRecLockPosix& ) = delete;
     LkRecLockPosix& operator=( const LkRecLockPosix& ) = delete;
 
+    /// Waits for the lock.
     bool lock() const;
+    /// Takes the lock unless another thread has it.
     bool tryLock() const;
+    /// Gives back what one `lock` took.
     void unlock() const;
     bool isLocked() const noexcept { return _section.getHolder() != 0; }
     bool isLockedByThread() const noexcept { return _section.getHolder() == ThreadNumber::get(); }
     const char* getName() const noexcept { return _name; }
+    /// Writes the state, for people.
     void dump( std::ostream& stream ) const;
 
 private:

@@ -44,8 +44,11 @@ namespace Qv {
 ///  - The other counts are written under the internal lock; atomic for `dump` alone, and relaxed.
 class QV_RESMGT_API LkRwLockState {
 public:
+    /// Which of its two sides the lock is taken by.
     enum Mode { READ, WRITE };
+    /// What becomes of an attempt to enter.
     enum Answer { ENTERED, REFUSED, UNDECIDED };
+    /// Who is to be woken.
     enum Wake { NOBODY, ONE_WRITER, ALL_READERS };
 
     constexpr LkRwLockState() noexcept = default;
@@ -62,6 +65,7 @@ public:
         std::uint32_t seen = FREE;
         return swap( seen, WRITER, std::memory_order_acquire );
     }
+    /// One attempt; UNDECIDED wants a decision under the internal lock.
     template <Mode mode>
     Answer tryEnter() noexcept {
         std::uint32_t seen = FREE;
@@ -116,10 +120,12 @@ public:
         const bool isWriting = ( load() & WRITER ) != 0;
         return isWriting || ( mode == READ ? getNbWaiters<WRITE>() != 0 : getNbReaders() != 0 );
     }
+    /// Counts one waiter more.
     template <Mode mode>
     void beginWait() noexcept {
         getCount<mode>().store( getNbWaiters<mode>() + 1, std::memory_order_relaxed );
     }
+    /// Counts one waiter less.
     template <Mode mode>
     void endWait() noexcept {
         getCount<mode>().store( getNbWaiters<mode>() - 1, std::memory_order_relaxed );

@@ -57,9 +57,12 @@ enum class LkSListPush { RESETS_TAG, KEEPS_TAG };
 template <class Word, LkSListPush PUSH = LkSListPush::RESETS_TAG>
 class LkSListOf {
 public:
+    /// The word of the list's head: an address and a tag.
     using Head = std::uint64_t;
 
+    /// The bits of a head that are its tag.
     static constexpr Head TAG_MASK = 0xFFFF000000000000u;
+    /// What makes the next tag of a head.
     static constexpr Head TAG_ONE = Head{ 1 } << 48;
 
     static LkSListNode* getFirst( Head head ) noexcept {
@@ -93,6 +96,7 @@ public:
         const LkSListNode* const first = getFirst( head );
         return swapHead( head, nextTag( head ) | toHead( readLate( first ) ) );
     }
+    /// The same for all nodes.
     bool tryPopAll( Head& head ) noexcept { return swapHead( head, nextTag( head ) ); }
 
 private:
@@ -169,6 +173,7 @@ LkSListNode* LkSListOf<Word, PUSH>::popAll() noexcept {
     }
 }
 
+/// The list whose head is an atomic word.
 using LkSList = LkSListOf<std::atomic<std::uint64_t>>;
 
 } // namespace Qv

@@ -20,7 +20,9 @@ public:
     LkSema( const LkSema& ) = delete;
     LkSema& operator=( const LkSema& ) = delete;
 
+    /// Adds one to the value, and wakes a waiter.
     void post();
+    /// Waits until the value isn't 0, and takes one away.
     void wait();
     /// Takes one if it is there; answers whether it did.
     bool tryWait();

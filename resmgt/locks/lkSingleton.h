@@ -33,6 +33,7 @@ namespace Qv {
 template <class T>
 class LkSingleton {
 public:
+    /// What a singleton goes through.
     enum State : std::int32_t { UNINITIALIZED = 0, INITIALIZED = 1, DESTROYED = 2 };
 
     LkSingleton() = delete;

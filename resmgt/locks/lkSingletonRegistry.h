@@ -16,6 +16,7 @@ class QV_RESMGT_API LkSingletonRegistry {
 public:
     LkSingletonRegistry() = delete;
 
+    /// Makes the registry.
     static void init();
     /// For the rest of the process `add` does nothing.
     static void fini();

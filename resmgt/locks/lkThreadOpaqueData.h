@@ -24,7 +24,9 @@ namespace Qv {
 /// be used any more), or the value.
 class QV_RESMGT_API LkThreadOpaqueData : public RCBase<LkCounter<int>> {
 public:
+    /// Makes a thread's data.
     using Creator = void* (*)();
+    /// Deletes a thread's data, at the end of the thread.
     using Deleter = void ( * )( void* );
 
     LkThreadOpaqueData( const LkThreadOpaqueData& ) = delete;
@@ -52,6 +54,7 @@ protected:
     /// The busy mark: all bits set.
     static constexpr std::uintptr_t LK_THREAD_DATA_BUSY = ~std::uintptr_t{ 0 };
 
+    /// The mark as a pointer.
     static void* busyMark() noexcept { return reinterpret_cast<void*>( LK_THREAD_DATA_BUSY ); }
     /// Whether `value` is neither null nor the busy mark: one compare for both.
     static bool isReal( const void* value ) noexcept {

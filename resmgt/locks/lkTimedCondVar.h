@@ -14,6 +14,7 @@ namespace Qv {
 #if defined( _WIN32 )
 using LkTimedCondVarPlatform = LkTimedCondVarWindows;
 #else
+/// The timed condition variable of this platform.
 using LkTimedCondVarPlatform = LkTimedCondVarPosix;
 #endif
 

@@ -19,6 +19,7 @@ public:
 
     LkTimedWaitLinks* getPrev() const noexcept { return _prev; }
     LkTimedWaitLinks* getNext() const noexcept { return _next; }
+    /// Enters the list before `place`.
     void linkBefore( LkTimedWaitLinks& place ) noexcept {
         _prev = place._prev;
         _next = &place;
@@ -48,7 +49,9 @@ public:
 
     /// REQUIRES: the caller holds `lock`. False when the deadline came first.
     bool wait( const LkLock& lock, const LkDeadline& deadline ) const;
+    /// Wakes one waiter, if there is one.
     void signal() const;
+    /// Wakes all waiters.
     void broadcast() const;
     const char* getName() const noexcept { return _name; }
 

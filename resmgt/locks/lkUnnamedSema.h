@@ -7,6 +7,7 @@ namespace Qv {
 #if defined( _WIN32 )
 using LkUnnamedSemaPlatform = LkUnnamedSemaWindows;
 #else
+/// The unnamed semaphore of this platform.
 using LkUnnamedSemaPlatform = LkUnnamedSemaPosix;
 #endif
 
@@ -24,7 +25,9 @@ public:
     /// Closes what it had, and shares the other's.
     LkUnnamedSema& operator=( const LkUnnamedSema& other ) = default;
 
+    /// Adds one to the value, and wakes a waiter.
     void post() { _imp.post(); }
+    /// Waits until the value isn't 0, and takes one away.
     void wait() { _imp.wait(); }
     /// Takes one if it is there; answers whether it did.
     bool tryWait() { return _imp.tryWait(); }

@@ -18,6 +18,7 @@ public:
     LkWaitable& operator=( const LkWaitable& ) = delete;
     virtual ~LkWaitable();
 
+    /// Waits on what the guard holds, which is given back meanwhile.
     void wait( const LkGuard<const LkLock>& guard ) const { performWait( guard.getLock() ); }
     void wait( const LkLock& lock ) const QV_REQUIRES( lock ) { performWait( lock ); }
 

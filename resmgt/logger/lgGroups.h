@@ -7,6 +7,7 @@
 
 /// Joins two words into one name, after both are expanded.
 #define QV_XGLUE( a, b ) QV_GLUE( a, b )
+/// The two words as one, as they stand.
 #define QV_GLUE( a, b ) a##b
 
 namespace Qv {
@@ -86,14 +87,23 @@ private:
 /// The groups of this library. The two spellings of the major group are two groups.
 namespace LgGroups {
 
+/// The group of the package dynamicAllocation.
 extern QV_RESMGT_API constinit LgPackageGroup MinorLevelAllocation;
+/// The group of the package content.
 extern QV_RESMGT_API constinit LgPackageGroup MinorLevelContent;
+/// The group of the package fileLocks.
 extern QV_RESMGT_API constinit LgPackageGroup MinorLevelFileLocks;
+/// The group of the package fileMonitoring.
 extern QV_RESMGT_API constinit LgPackageGroup MinorLevelFileMonitoring;
+/// The group of the package logger.
 extern QV_RESMGT_API constinit LgPackageGroup MinorLevelLogger;
+/// The group of the package memoryBuffers.
 extern QV_RESMGT_API constinit LgPackageGroup MinorLevelMemoryBuffers;
+/// The group of the package messages.
 extern QV_RESMGT_API constinit LgPackageGroup MinorLevelMessages;
+/// The group of the package threadExtensions.
 extern QV_RESMGT_API constinit LgPackageGroup MinorLevelThreadExt;
+/// The group of the package threads.
 extern QV_RESMGT_API constinit LgPackageGroup MinorLevelThreads;
 
 } // namespace LgGroups

@@ -21,7 +21,9 @@ public:
     /// Whether a statement passes, and how many were left out before it.
     struct Pass {
         explicit operator bool() const noexcept { return isOpen; }
+        /// Whether the statement is written.
         bool isOpen;
+        /// How many statements were left out since the last one that was written.
         std::uint64_t nbLeftOut;
     };
 

@@ -36,6 +36,7 @@ class QV_RESMGT_API LgLog {
 public:
     /// Where a level goes.
     struct LevelInfo {
+        /// Whether lines of the level are written.
         bool enabled = false;
         /// To standard output.
         bool echoed = false;
@@ -53,11 +54,13 @@ public:
 
     /// What a line is about, beside its text.
     struct EntryInfo {
+        /// The level of the line.
         LgTypes::Level level;
         /// In ticks of HwCounter; 0 for now.
         std::uint64_t timeStamp = 0;
         /// Null for none.
         const char* threadName = nullptr;
+        /// The thread that wrote the line.
         unsigned long threadId = 0;
         /// Above 0: the line stands for so many lost statements.
         std::uint64_t lostStatements = 0;
@@ -77,6 +80,7 @@ public:
         std::uint64_t highWater = 0;
     };
 
+    /// Where lines go that nobody has set another way for.
     enum InitDefaultsType {
         /// Errors, warnings and messages to the user are echoed to standard output, as is tracing.
         ECHO_BY_DEFAULT = 0,
@@ -86,6 +90,7 @@ public:
         FILE_BY_DEFAULT = 2
     };
 
+    /// Answers with the calling thread's queue.
     using QueueFunction = LgQueue* (*)();
 
     LgLog() = delete;
@@ -189,16 +194,24 @@ public:
     }
     static bool getBlockingTrace() noexcept { return isOption( BLOCKING_TRACE ); }
 
+    /// Lines name their level from now on.
     static void enableLogLevels() noexcept { setOption( LOG_LEVELS, true ); }
+    /// Lines don't name their level any more.
     static void disableLogLevels() noexcept { setOption( LOG_LEVELS, false ); }
     static bool isLogLevelsEnabled() noexcept { return isOption( LOG_LEVELS ); }
+    /// Lines name their thread from now on.
     static void enableThreadNames() noexcept { setOption( THREAD_NAMES, true ); }
+    /// Lines don't name their thread any more.
     static void disableThreadNames() noexcept { setOption( THREAD_NAMES, false ); }
     static bool isThreadNamesEnabled() noexcept { return isOption( THREAD_NAMES ); }
+    /// Lines have the number of their thread from now on.
     static void enableThreadIds() noexcept { setOption( THREAD_IDS, true ); }
+    /// Lines have no number of their thread any more.
     static void disableThreadIds() noexcept { setOption( THREAD_IDS, false ); }
     static bool isThreadIdsEnabled() noexcept { return isOption( THREAD_IDS ); }
+    /// Lines have the time from now on.
     static void enableTimeStamps() noexcept { setOption( TIME_STAMPS, true ); }
+    /// Lines have no time any more.
     static void disableTimeStamps() noexcept { setOption( TIME_STAMPS, false ); }
     static bool isTimeStampsEnabled() noexcept { return isOption( TIME_STAMPS ); }
 

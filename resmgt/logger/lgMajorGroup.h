@@ -34,6 +34,7 @@ public:
     /// Makes the tables, then reads `groups` as `parse` does unless it is null. After a failure
     /// there are no tables, as before.
     static void initialize( const char* groups );
+    /// Ends the groups, at the package's stop.
     static void finalize();
     /// Sets the levels of the groups that `groups` names, and makes those that aren't there. All of
     /// it is read first: a text with an error changes nothing. A pair without a level is an

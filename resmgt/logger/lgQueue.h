@@ -40,6 +40,7 @@ public:
 
     /// Statements that a line still has to count.
     struct Losses {
+        /// Lines that had no room.
         std::uint64_t nbLost = 0;
         /// Within other statements.
         std::uint64_t nbNested = 0;
@@ -49,7 +50,9 @@ public:
 
     /// Powers of two.
     struct Sizes {
+        /// Characters that can wait for the reader.
         std::uint32_t nbCharacters = LgStream::BufSize;
+        /// Lines that can wait for the reader.
         std::uint32_t nbEntries = 1024;
     };
 
@@ -80,6 +83,7 @@ public:
 
     /// The reader's. That there is an entry is the assertion "_beg != _end" of the three.
     bool isEmpty() const noexcept;
+    /// The first entry, which stays.
     const Entry& readEntry() const;
     /// The text of the first entry, which stays; `text` holds `getBufSize()` bytes. Returns the
     /// length; 0 for an overflow entry.
@@ -98,12 +102,15 @@ public:
     void noteReported( const Losses& losses ) noexcept;
     /// The first with the last, and the second with it.
     std::uint64_t takeOverflowCount();
+    /// See above.
     std::uint64_t takeMissedCount() noexcept;
     bool hasMissed() const noexcept;
     /// The stamp of the statement that the owner is writing; `NOT_STAMPED` while it takes the
     /// stamp, `NO_STATEMENT` without one. Ask before `isEmpty`.
     std::uint64_t getStampBeingWritten() const noexcept;
+    /// The owner isn't writing.
     static constexpr std::uint64_t NO_STATEMENT = 0;
+    /// The owner is writing, and has no stamp yet.
     static constexpr std::uint64_t NOT_STAMPED = 1;
 
     const char* getThreadName() const noexcept { return _threadName.c_str(); }

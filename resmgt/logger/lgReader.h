@@ -31,6 +31,7 @@ public:
 
     /// From now on nothing that is stamped later is flushed. Only the first call has an effect.
     void setCrashTime();
+    /// Whether a queue has an entry that isn't output yet.
     bool eventsPending();
     /// Outputs the earliest entry. False if there is none, or if it is later than the crash.
     bool flushEarliest();

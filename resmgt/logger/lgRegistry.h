@@ -16,6 +16,7 @@ public:
     LgRegistry& operator=( const LgRegistry& ) = delete;
     virtual ~LgRegistry();
 
+    /// The reader knows the queue from now on.
     virtual void registerQueue( LgQueue* queue ) = 0;
     /// No effect for one that isn't registered.
     virtual void deregisterQueue( LgQueue* queue ) = 0;

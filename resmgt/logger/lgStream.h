@@ -34,8 +34,10 @@ public:
     static constexpr std::uint32_t BufSize = 32768;
     /// Bits of `getOutputFlags`.
     static constexpr unsigned int TEXT_WRITTEN = 1;
+    /// See above.
     static constexpr unsigned int TEXT_TERMINATED = 2;
 
+    /// What changes the stream when it is written to it, as `std::hex`.
     using Manipulator = LgStream& (*)( LgStream& );
 
     /// A stream of its own memory. `bufSize` is a power of two above 2.
@@ -80,6 +82,7 @@ public:
     void completeString() noexcept;
     /// What the owner did to the current text.
     unsigned int getOutputFlags() const noexcept;
+    /// Nothing counts as done to the text any more.
     void resetOutputFlags() noexcept;
 
     /// How many characters the owner can write before it finds no room. 0 when the buffer is

@@ -21,16 +21,22 @@ public:
     struct Line {
         /// In seconds since the epoch.
         double time = 0;
+        /// The order of the lines of one process.
         std::uint64_t timeStamp = 0;
+        /// The level of the line.
         LgTypes::Level level = LgTypes::Informational;
+        /// The thread that wrote the line.
         std::string threadName;
+        /// The number of that thread.
         std::uint64_t threadId = 0;
         /// Any bytes.
         std::string text;
+        /// Where it isn't 0 the line stands for so many that were lost.
         std::uint64_t nbLost = 0;
     };
     /// The queues of one process.
     struct Process {
+        /// The number of the process.
         std::uint64_t number = 0;
         /// It reads its queues itself.
         bool isAlive = false;

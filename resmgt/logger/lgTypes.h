@@ -20,6 +20,7 @@ public:
         Tracing,
         Profiling
     };
+    /// How many levels there are.
     static constexpr int NUM_LEVELS = 9;
 
     /// The display name, as "Fatal Error". Another number than a level's is an assertion.

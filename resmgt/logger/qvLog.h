@@ -26,11 +26,14 @@
 /// from the first on, and for the first `n` times of each second. Those left out are counted, see
 /// LgLimit.
 #define QV_LOG_ONCE( group, level, ... ) QV_LOG_LIMITED( passOnce(), group, level, __VA_ARGS__ )
+/// Logs each n-th time that it is reached, from the first on.
 #define QV_LOG_EVERY( group, level, n, ... )                                                       \
     QV_LOG_LIMITED( passEvery( n ), group, level, __VA_ARGS__ )
+/// Logs at most n times a second.
 #define QV_LOG_PER_SECOND( group, level, n, ... )                                                  \
     QV_LOG_LIMITED( passPerSecond( n ), group, level, __VA_ARGS__ )
 
+/// What those above are made of; `pass` asks the place's LgLimit.
 #define QV_LOG_LIMITED( pass, group, level, ... )                                                  \
     do {                                                                                           \
         if( QV_LOG_GROUP( group ).isLevelEnabled( ::Qv::LgTypes::level ) ) {                       \
@@ -44,4 +47,5 @@
         }                                                                                          \
     } while( false )
 
+/// The group whose short name is `group`.
 #define QV_LOG_GROUP( group ) ::Qv::LgGroups::QV_XGLUE( MinorLevel, group )

@@ -16,6 +16,7 @@ class MbBufferFactory;
 /// Threads:  any.
 class QV_RESMGT_API MbBufferFactoryRegistry {
 public:
+    /// Which factory is meant.
     enum Type {
         /// Buffers of any kind.
         GENERAL,
@@ -27,6 +28,7 @@ public:
 
     MbBufferFactoryRegistry() = delete;
 
+    /// Takes the factory over, and gives it to those who ask for the type.
     static void registerFactory( Type factoryType, OPtr<MbBufferFactory> factory );
     static bool hasFactory( Type factoryType );
     /// The factory stays the registry's.

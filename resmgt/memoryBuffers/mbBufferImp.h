@@ -26,6 +26,7 @@ class MbState;
 
 /// What an MbPoolManager notes in a buffer that has its memory.
 struct MbResidence {
+    /// No place: the buffer isn't evictable.
     static constexpr std::uint64_t NOT_EVICTABLE = 0;
 
     /// The place in the order in which buffers became evictable. Written under the buffer's lock,
@@ -39,6 +40,7 @@ struct MbResidence {
 
 /// A buffer's name, which its lock uses: constructed before that.
 struct MbBufferName {
+    /// The name.
     const LiString _name;
 };
 
@@ -67,15 +69,25 @@ public:
                  const MbAlignment& alignment );
     ~MbBufferImp() override;
 
+    /// Takes a read lock, which brings the content in.
     void rdlock();
+    /// Takes a write lock, which brings the content in.
     void wrlock();
+    /// Takes one more write lock, under one that is held.
     void wrdup();
+    /// Turns a write lock into a read lock.
     void wr2rd();
+    /// See MbBuffer::prefetch.
     void prefetch();
+    /// See MbBuffer::asyncSync.
     void asyncSync();
+    /// See MbBuffer::sync.
     void sync();
+    /// Gives a lock back.
     void unlock();
+    /// Has the memory taken, for managers.
     void unload();
+    /// See MbBuffer::free.
     void free();
     /// The last handle is gone.
     void destroy() override;

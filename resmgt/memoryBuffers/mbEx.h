@@ -32,11 +32,13 @@ public:
     ExNotEnoughMemory( const char* file, int line, const char* what );
 };
 
+/// An argument that the operation can't take.
 class QV_RESMGT_API MbEx::ExInvalidArgument : public ExCloneable<MbEx::ExInvalidArgument, MbEx> {
 public:
     ExInvalidArgument( const char* file, int line, const char* what );
 };
 
+/// A number outside of its range.
 class QV_RESMGT_API MbEx::ExRangeError : public ExCloneable<MbEx::ExRangeError, MbEx> {
 public:
     ExRangeError( const char* file, int line, const char* what );

@@ -41,6 +41,7 @@ public:
     /// In bytes.
     virtual unsigned long long getSize() const = 0;
     virtual unsigned long long getFreeSpace() const = 0;
+    /// Writes the state, for people.
     virtual void dump( std::ostream& stream ) const = 0;
 };
 

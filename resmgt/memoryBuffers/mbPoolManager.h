@@ -60,10 +60,12 @@ private:
     const std::string _managerName;
 
 protected:
+    /// The manager's lock.
     const LkLock _lock;
 
     // All of these run with the lock held.
 
+    /// Writes the state, under the lock that the caller holds.
     virtual void dumpUnlocked( std::ostream& stream ) const QV_REQUIRES( _lock );
     /// Gives the buffer a region, or answers false where there is no room now.
     virtual bool tryAllocateRegion( MbBufferImp* buffer ) QV_REQUIRES( _lock ) = 0;
@@ -108,6 +110,7 @@ public:
     explicit NoLockTracer( const MbPoolManager* manager ) noexcept
         : _manager( manager ) {}
 
+    /// Writes the manager's state.
     void dump( std::ostream& stream ) const;
 
 private:

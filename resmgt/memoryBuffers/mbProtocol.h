@@ -48,7 +48,9 @@ public:
     virtual void reload( void* memory, unsigned long long size );
     /// Calls `reload` and reports success.
     virtual void asyncReload( void* memory, unsigned long long size, LkAsyncHandle* handle );
+    /// An asynchronous reload has ended well.
     virtual void asyncReloadSucceeded();
+    /// An asynchronous reload has failed.
     virtual void asyncReloadFailed();
     /// The last lock is gone. Does nothing.
     virtual void unlocked( void* memory, unsigned long long size, MbBufferImp* buffer );
@@ -56,7 +58,9 @@ public:
     virtual void sync( void* memory, unsigned long long size );
     /// Calls `sync` and reports success.
     virtual void asyncSync( void* memory, unsigned long long size, LkAsyncHandle* handle );
+    /// An asynchronous write has ended well.
     virtual void asyncSyncSucceeded();
+    /// An asynchronous write has failed.
     virtual void asyncSyncFailed();
     /// Write the content to the store if that is needed; answers whether the memory may be taken.
     /// With false the buffer stays as it is. Answers true.

@@ -27,6 +27,7 @@ public:
     virtual ~MbUnloadStrategy();
 
     virtual const char* getName() const = 0;
+    /// The buffer can be evicted from now on.
     virtual void insertBuffer( MbBufferImp* buffer ) = 0;
     /// REQUIRES: the buffer is a member; the library's strategies assert it.
     virtual void removeBuffer( MbBufferImp* buffer ) = 0;

@@ -13,36 +13,43 @@ public:
     ~ObHint() override;
 };
 
+/// Something about a subject.
 class QV_RESMGT_API ObSubjectHint : public ObHint {
 public:
     ~ObSubjectHint() override;
 };
 
+/// The subject ends.
 class QV_RESMGT_API ObDestroyHint : public ObSubjectHint {
 public:
     ~ObDestroyHint() override;
 };
 
+/// The subject has changed.
 class QV_RESMGT_API ObUpdateHint : public ObSubjectHint {
 public:
     ~ObUpdateHint() override;
 };
 
+/// What the subject is made of has changed.
 class QV_RESMGT_API ObStructureHint : public ObUpdateHint {
 public:
     ~ObStructureHint() override;
 };
 
+/// A value of the subject has changed.
 class QV_RESMGT_API ObValueHint : public ObUpdateHint {
 public:
     ~ObValueHint() override;
 };
 
+/// What is selected has changed.
 class QV_RESMGT_API ObSelectionHint : public ObValueHint {
 public:
     ~ObSelectionHint() override;
 };
 
+/// A position has changed.
 class QV_RESMGT_API ObPositionHint : public ObValueHint {
 public:
     ~ObPositionHint() override;

@@ -30,6 +30,7 @@ public:
     }
 
     bool isEmpty() const noexcept { return _hints.isEmpty(); }
+    /// Leaves no hint.
     void clear() noexcept { _hints.clear(); }
     bool hasHint( const std::type_info& type ) const noexcept {
         return findExact( type ) != nullptr;

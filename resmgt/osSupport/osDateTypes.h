@@ -16,6 +16,7 @@ namespace Qv::OsDateTypes {
 /// Errors: nanoseconds of a whole second or more are an assertion.
 class QV_RESMGT_API DateRep {
 public:
+    /// Nanoseconds in a second.
     static constexpr std::int64_t NS_PER_SECOND = 1'000'000'000;
 
     /// The start of 1970.

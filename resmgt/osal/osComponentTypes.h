@@ -18,6 +18,7 @@ class OsFilePath;
 ///             for any thread then.
 class QV_RESMGT_API OsComponentTypes {
 public:
+    /// What a component of a path stands for.
     enum ComponentType : int {
         UNKNOWN = -1,
         FOLDER,
@@ -36,8 +37,11 @@ public:
     /// Here and below what is registered already stays as it is. `name` is the type's.
     static void registerExtensionAndNameForDependentType( const std::string& extension,
                                                           const std::string& name );
+    /// Files with the extension are compound ones.
     static void registerExtensionForCompoundType( const std::string& extension );
+    /// Files with the extension are managed objects.
     static void registerExtensionForManagedObjects( const std::string& extension );
+    /// Files with the extension are special objects.
     static void registerExtensionForSpecialObjects( const std::string& extension );
 
     /// UNKNOWN if none was registered.

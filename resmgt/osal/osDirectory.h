@@ -28,6 +28,7 @@ public:
     /// Errors: OsFileEx::ExFileExists, quoting this directory, for a target that is a file.
     void copyTo( const OsFilePath& target ) override;
 
+    /// Makes the directory.
     void create( const OsFileTypes::Permissions& permissions );
     /// Whether it is a directory in which this process may make and remove entries.
     bool isModifiableDir() const;

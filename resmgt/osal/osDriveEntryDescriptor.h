@@ -15,6 +15,7 @@ namespace Qv {
 ///          told with no space, no owner and the present time.
 class QV_RESMGT_API OsDriveEntryDescriptor {
 public:
+    /// A new one.
     static OPtrRet<OsDriveEntryDescriptor> create();
 
     OsDriveEntryDescriptor& operator=( const OsDriveEntryDescriptor& ) = delete;

@@ -7,7 +7,9 @@ namespace Qv {
 /// What was known of a drive or mounted volume; its file part is that of its root directory.
 class QV_RESMGT_API OsDriveInfo : public OsFileInfo {
 public:
+    /// Whether a drive can be used.
     enum DriveStatus : int { READY = 0 };
+    /// What a drive is.
     enum DriveType : int {
         UNKNOWN = 0,
         NO_ROOT_DIRECTORY = 1,

@@ -46,6 +46,7 @@ public:
     /// separator.
     static void prependToVariable( const std::string& name, const std::string& value );
     static void prependToVariable( const std::wstring& name, const std::wstring& value );
+    /// Puts `value` behind what the variable has.
     static void appendToVariable( const std::string& name, const std::string& value );
     static void appendToVariable( const std::wstring& name, const std::wstring& value );
 
@@ -65,6 +66,7 @@ private:
 /// Errors: a constructor that raises has changed nothing. A restoration that fails is traced.
 class QV_RESMGT_API OsEnv::VariableGuard {
 public:
+    /// Where a new value goes beside the former one.
     enum EditMode : int { SET, APPEND, PREPEND };
 
     /// An `editMode` of another value raises ExProgramAborted.

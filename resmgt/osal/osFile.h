@@ -83,6 +83,7 @@ public:
 protected:
     /// Opens an existing file for reading (1), writing (2) or both; the caller closes it.
     OsFileTypes::Handle open( int flags ) const;
+    /// Closes the file of the handle.
     void close( OsFileTypes::Handle handle ) const;
     void setPath( const OsFilePath& path );
 

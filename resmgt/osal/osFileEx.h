@@ -48,21 +48,25 @@ public:
     ExNullFilePath( const char* file, int line, const char* where );
 };
 
+/// The path can't be written to.
 class QV_RESMGT_API ExPathNotWritable : public ExCloneable<ExPathNotWritable, ExBase> {
 public:
     ExPathNotWritable( const char* file, int line, const char* where, const OsFilePath& path );
 };
 
+/// The path can't be read.
 class QV_RESMGT_API ExPathNotReadable : public ExCloneable<ExPathNotReadable, ExBase> {
 public:
     ExPathNotReadable( const char* file, int line, const char* where, const OsFilePath& path );
 };
 
+/// The path isn't absolute where it must be.
 class QV_RESMGT_API ExPathNotAbsolute : public ExCloneable<ExPathNotAbsolute, ExBase> {
 public:
     ExPathNotAbsolute( const char* file, int line, const char* where, const OsFilePath& path );
 };
 
+/// The root of the path doesn't exist.
 class QV_RESMGT_API ExRootDoesNotExist : public ExCloneable<ExRootDoesNotExist, ExBase> {
 public:
     ExRootDoesNotExist( const char* file, int line, const char* where, const OsFilePath& path );
@@ -74,6 +78,7 @@ public:
     ExUnHardlinkableFs( const char* file, int line, const char* where, const OsFilePath& path );
 };
 
+/// The volume has no room for what is to be written.
 class QV_RESMGT_API ExNotEnoughSpace : public ExCloneable<ExNotEnoughSpace, ExBase> {
 public:
     ExNotEnoughSpace( const char* file, int line, const char* where, const OsFilePath& path );

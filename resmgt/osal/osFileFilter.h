@@ -14,7 +14,9 @@ class QV_RESMGT_API OsFileFilter {
 public:
     virtual ~OsFileFilter();
 
+    /// A filter that lets the same paths through.
     virtual OPtrRet<OsFileFilter> clone() const = 0;
+    /// Whether the path is let through.
     virtual bool filter( const OsFilePath& path ) const = 0;
 
 protected:

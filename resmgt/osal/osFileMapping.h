@@ -62,6 +62,7 @@ public:
     CannotGrowFileEx( const char* file, int line, const wchar_t* name );
 };
 
+/// The file couldn't be mapped.
 class QV_RESMGT_API OsFileMapping::CannotMapFileEx
     : public ExCloneable<OsFileMapping::CannotMapFileEx, ExBase> {
 public:

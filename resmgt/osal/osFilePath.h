@@ -29,6 +29,7 @@ namespace Qv {
 /// Wherever a path is taken a text may stand, narrow or wide; a null one is the empty path.
 class QV_RESMGT_API OsFilePath {
 public:
+    /// Whether a base name keeps its extension.
     enum BaseNameExtension { WITHOUT_EXTENSION = 0, WITH_EXTENSION = 1 };
 
     /// The empty path, neither absolute nor relative.
@@ -53,11 +54,14 @@ public:
 
     /// The printed form. It is a path to the same file, and parsing it gives an equal path.
     const std::string& toString() const;
+    /// The printed form, as wide text.
     const std::wstring& toWString() const;
     const char* getChars() const { return toString().c_str(); }
+    /// The printed form, in UTF-8.
     const char* toUTF8() const { return toString().c_str(); }
     /// Of the printed form, in bytes.
     unsigned int length() const { return static_cast<unsigned int>( toString().size() ); }
+    /// Writes the printed form.
     std::ostream& dump( std::ostream& stream ) const;
     std::wostream& dump( std::wostream& stream ) const;
 

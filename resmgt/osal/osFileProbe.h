@@ -15,11 +15,15 @@ namespace Qv {
 struct QV_RESMGT_API OsFileStatus {
     friend bool operator==( const OsFileStatus&, const OsFileStatus& ) = default;
 
+    /// When the content last changed.
     OsDateTypes::DateRep modificationTime;
+    /// In bytes.
     std::uint64_t size = 0;
+    /// When the file was made.
     OsDateTypes::DateRep creationTime;
     /// The number of the owner's account.
     std::uint32_t owner = 0;
+    /// What the file is.
     OsFileTypes::ElementType type = OsFileTypes::PLAIN;
 };
 

@@ -43,6 +43,7 @@ public:
 
     /// Errors: ExSysErrorGeneric if the former file's owner can't be kept.
     void create();
+    /// Adds `size` bytes to the new file.
     void write( const void* data, unsigned long long size );
     /// Syncs the file, gives it the name and syncs that. If a file is replaced it stays as
     /// `backupName`, in the same directory, in place of whatever file has that name; with an empty
@@ -54,6 +55,7 @@ public:
     bool isCommitted() const noexcept;
     /// Whether the former file is still there under the backup's name.
     bool hasBackup() const noexcept;
+    /// Removes the former file that was kept.
     void removeBackup();
 
 private:

@@ -14,6 +14,7 @@ inline constexpr Handle INVALID_HANDLE = -1;
 /// What the owner, the group and all others may do with a new file or directory. Each is a set of
 /// the bits READ, WRITE and EXECUTE; the process's mask takes away from it.
 struct QV_RESMGT_API Permissions {
+    /// What somebody may do with a file, as a sum.
     enum Access : std::int32_t { READ = 1, WRITE = 2, EXECUTE = 4 };
 
     constexpr Permissions( std::int32_t theOwner, std::int32_t theGroup, std::int32_t theOthers )
@@ -23,8 +24,11 @@ struct QV_RESMGT_API Permissions {
 
     friend bool operator==( const Permissions&, const Permissions& ) = default;
 
+    /// What the file's owner may do, a sum of Access.
     std::int32_t owner;
+    /// What the file's group may do, a sum of Access.
     std::int32_t group;
+    /// What all others may do, a sum of Access.
     std::int32_t others;
 };
 
@@ -49,6 +53,7 @@ struct QV_RESMGT_API UnbufferedInfo {
 
     friend bool operator==( const UnbufferedInfo&, const UnbufferedInfo& ) = default;
 
+    /// Whether the volume can.
     bool supported = false;
     /// Bytes; what the buffer's address, the file offset and the size are multiples of.
     std::uint64_t sectorSize = 1;

@@ -15,6 +15,7 @@ public:
     /// EXCEPTIONAL: out-of-band data and the like.
     enum Event : int { READABLE, WRITABLE, EXCEPTIONAL };
 
+    /// Waits however long it takes.
     static constexpr long INFINITE_TIMEOUT = -1;
 
     OsMultiplexer();
@@ -30,6 +31,7 @@ public:
     void registerEvent( int fd, Event event );
     /// What isn't registered is none of its business.
     void unregisterEvent( int fd, Event event );
+    /// Unregisters all events.
     void clearEvents();
 
     /// Blocks until a registered event occurs, for at most `timeout` milliseconds; 0 only looks.

@@ -14,6 +14,7 @@ public:
     using ExBase::ExBase;
 };
 
+/// The library couldn't be opened.
 class QV_RESMGT_API OsSharedLibEx::ExCantOpenLib
     : public ExCloneable<OsSharedLibEx::ExCantOpenLib, OsSharedLibEx> {
 public:
@@ -21,6 +22,7 @@ public:
     ExCantOpenLib( const char* file, int line, const char* path, const char* reason );
 };
 
+/// The library has no function of that name.
 class QV_RESMGT_API OsSharedLibEx::ExFunctionNotFound
     : public ExCloneable<OsSharedLibEx::ExFunctionNotFound, OsSharedLibEx> {
 public:

@@ -23,6 +23,7 @@ class QV_RESMGT_API HwCounter {
 public:
     HwCounter() = delete;
 
+    /// The counter as it stands.
     static std::uint64_t timeStamp();
     /// The time from stamp `t0` to stamp `t1` in seconds; negative when `t1` is the earlier one.
     static double seconds( std::uint64_t t0, std::uint64_t t1 );

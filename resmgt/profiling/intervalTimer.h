@@ -16,7 +16,9 @@ public:
         : _name( name ) {}
     virtual ~IntervalTimer() = default;
 
+    /// Begins the interval.
     virtual void start() = 0;
+    /// Ends the interval.
     virtual void stop() = 0;
     /// Seconds from the last start to the last stop; 0.0 while there is no stop after it.
     virtual double timeInterval() const = 0;

@@ -19,13 +19,16 @@ public:
     static double cpuUserTime( const PrProcessTimes& a, const PrProcessTimes& b ) noexcept {
         return b._user - a._user;
     }
+    /// Seconds of the processor in the system, between `a` and `b`.
     static double cpuKernelTime( const PrProcessTimes& a, const PrProcessTimes& b ) noexcept {
         return b._kernel - a._kernel;
     }
+    /// Seconds between `a` and `b`.
     static double realTime( const PrProcessTimes& a, const PrProcessTimes& b );
 
     /// At the package's start and stop.
     static void initialize();
+    /// Ends the measurement, at the package's stop.
     static void finalize() noexcept;
     /// Seconds to which the system tells user from kernel time. REQUIRES: the package is started.
     static double resolution();
@@ -47,14 +50,20 @@ public:
     PrProcessTimer()
         : _stop( _start ) {}
 
+    /// Begins the interval.
     void start();
+    /// Ends the interval.
     void stop();
 
+    /// Seconds of the processor in the program.
     double cpuUserTime() const noexcept { return PrProcessTimes::cpuUserTime( _start, _stop ); }
+    /// Seconds of the processor in the system.
     double cpuKernelTime() const noexcept { return PrProcessTimes::cpuKernelTime( _start, _stop ); }
     /// User and kernel time together.
     double cpuTime() const noexcept { return cpuUserTime() + cpuKernelTime(); }
+    /// Seconds from start to stop.
     double realTime() const { return PrProcessTimes::realTime( _start, _stop ); }
+    /// The smallest step, in seconds.
     static double resolution() { return PrProcessTimes::resolution(); }
 
 private:

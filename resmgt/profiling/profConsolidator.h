@@ -20,11 +20,15 @@ public:
     /// Adds the cycles that `profiler` has ended; one without any changes nothing.
     virtual void consolidate( ProfilerBase& profiler );
 
+    /// How many intervals there were.
     std::uint64_t cycles() const noexcept { return _nbCycles; }
+    /// The sum of the intervals, in seconds.
     double totalTime() const noexcept { return _totalTime; }
     /// This and the two that follow are 0.0 without a cycle.
     double minTime() const noexcept { return _nbCycles == 0 ? 0.0 : _minTime; }
+    /// The longest interval, in seconds.
     double maxTime() const noexcept { return _maxTime; }
+    /// The mean interval, in seconds.
     double averageTime() const noexcept;
 
 private:

@@ -31,6 +31,7 @@ public:
 
     virtual void setName( const char* name ) = 0;
     virtual const char* getName() const = 0;
+    /// Begins an interval.
     virtual void start() = 0;
     /// Adds the time since the last start to the cycle's.
     virtual void stop() = 0;
@@ -40,13 +41,17 @@ public:
     virtual void reset() = 0;
     /// The time of the cycle that hasn't ended.
     virtual double currentTime() const = 0;
+    /// The sum of the intervals, in seconds.
     virtual double totalTime() const = 0;
     /// This and the two that follow are 0.0 without a cycle.
     virtual double averageTime() const = 0;
+    /// The shortest interval, in seconds.
     virtual double minTime() const = 0;
+    /// The longest interval, in seconds.
     virtual double maxTime() const = 0;
     /// Of the cycles as a sample of all that could be; 0.0 with fewer than two.
     virtual double standardDeviation() const = 0;
+    /// How many intervals there were.
     virtual std::uint32_t cycles() const = 0;
 
     /// The report on one line, without its end.

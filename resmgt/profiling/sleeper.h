@@ -26,12 +26,14 @@ public:
 
     /// At the package's start and stop.
     static void initialize();
+    /// Ends the sleepers, at the package's stop.
     static void finalize();
 
     /// In seconds, by the clock that the sleeper sleeps by; only differences have a meaning.
     virtual double getCurrentTime() const = 0;
     /// In seconds: for the plain one the system's tick, in which it reckons coarse time.
     virtual double getResolution() const = 0;
+    /// Sleeps for at least so many seconds.
     virtual void sleep( double seconds ) const = 0;
     /// False, without having slept, when the system has no timer left; that is never on this
     /// platform.

@@ -13,6 +13,7 @@ public:
     public:
         NativeTimer() noexcept { refresh(); }
 
+        /// Reads the time of day anew.
         void refresh() noexcept;
         /// Seconds from `begin` to this reading.
         double since( const NativeTimer& begin ) const noexcept {

@@ -27,6 +27,7 @@ public:
     bool add( T x, T y, double weight = 1 );
     /// Adds a weight to a cell; asserts that there is such a cell.
     void addToBin( int xBin, int yBin, double weight );
+    /// Forgets all that was added.
     void clear();
 
     /// The weight of a cell; asserts that there is such a cell.

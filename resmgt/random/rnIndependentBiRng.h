@@ -25,7 +25,9 @@ protected:
     /// The sources must be there. They may be one.
     RnIndependentBiRng( RnRng<T>* xSource, RnRng<T>* ySource );
 
+    /// Where the first numbers come from.
     RnRng<T>* _xSource;
+    /// Where the second numbers come from.
     RnRng<T>* _ySource;
 };
 

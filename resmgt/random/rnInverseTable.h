@@ -16,9 +16,12 @@ class QV_TEMPLATE_API RnInverseTable {
 public:
     /// A place, and the bin that holds it.
     struct Place {
+        /// The place.
         T _x;
+        /// The bin.
         std::size_t _bin;
     };
+    /// The edges of the bins, shared by copies.
     using Edges = std::shared_ptr<const std::vector<T>>;
 
     /// `edges` are one more than weights. Weights whose sum isn't finite are an assertion. Without

@@ -31,12 +31,14 @@ public:
     /// As those of the generator.
     std::string getState() const { return _multi.getState(); }
     void setState( std::string_view text ) { _multi.setState( text ); }
+    /// Goes on behind the next `n` pairs.
     void skip( std::uint64_t n ) { _multi.skip( n ); }
 
 protected:
     explicit RnPairRng( Multi multi )
         : _multi( std::move( multi ) ) {}
 
+    /// What the pairs come from.
     Multi _multi;
 };
 

@@ -19,9 +19,11 @@ public:
 
     /// Add a weight to the bin that holds a direction; return whether there is one.
     bool addCosine( T cosine, T azimuth, double weight = 1 );
+    /// See above.
     bool addAngles( T polar, T azimuth, double weight = 1 );
     /// The vector may have any length; the null vector has no direction.
     bool addXYZ( T x, T y, T z, double weight = 1 );
+    /// Forgets all that was added.
     void clear();
 
     /// The weights by cosine, x, and azimuth, y.

@@ -17,7 +17,9 @@ class QV_RESMGT_API TestGroup : public DbgTestGroup {
 public:
     /// A test fails by raising anything.
     struct Test {
+        /// The name that a report prints.
         std::string name;
+        /// What runs.
         std::function<void()> body;
     };
 

@@ -77,9 +77,12 @@ private:
 template <class T, class Sequence, class Compare>
 class MtAdapterContainer<std::priority_queue<T, Sequence, Compare>> {
 public:
+    /// The queue of requests.
     using Container = std::priority_queue<T, Sequence, Compare>;
+    /// A request.
     using Item = T;
 
+    /// Puts the request into the queue.
     template <class U>
     static void push( Container& container, U&& item ) {
         container.push( std::forward<U>( item ) );

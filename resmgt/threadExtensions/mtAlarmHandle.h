@@ -29,6 +29,7 @@ class QV_RESMGT_API MtAlarmHandle {
 public:
     class Callback;
 
+    /// Without an end.
     static constexpr int FOR_EVER = -1;
 
     MtAlarmHandle() noexcept;

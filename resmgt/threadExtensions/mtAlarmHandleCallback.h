@@ -11,6 +11,7 @@ namespace Qv {
 template <class Object>
 class MtAlarmHandleCallback final : public MtAlarmHandle::Callback {
 public:
+    /// The method that the alarm calls.
     using Method = void ( Object::* )();
 
     MtAlarmHandleCallback( Object& object, Method method ) noexcept

@@ -22,10 +22,13 @@ namespace Qv {
 template <class Container, class Adapter = MtAdapterContainer<Container>>
 class QV_TEMPLATE_API MtContainer : private MtContainerBase {
 public:
+    /// A request.
     using Item = typename Adapter::Item;
+    /// What is asked and told about requests.
     using Observer = MtContainerObserver<Container, Adapter>;
     using MtContainerBase::DEFAULT_MAXIMUM_SIZE;
 
+    /// No limit of time.
     static constexpr double NO_LIMIT = std::numeric_limits<double>::infinity();
 
     MtContainer() = default;

@@ -25,6 +25,7 @@ namespace Qv {
 /// Lock: the caller of every operation holds the container's lock.
 class QV_RESMGT_API MtContainerBase {
 public:
+    /// The most requests that wait, where nothing else is said.
     static constexpr std::uint32_t DEFAULT_MAXIMUM_SIZE = 100;
 
     MtContainerBase( const MtContainerBase& ) = delete;
@@ -88,11 +89,13 @@ protected:
             wakeProducers();
         }
     }
+    /// Counts items that leave the queue without being served.
     void countDiscarded( std::uint32_t nbItems ) QV_REQUIRES( _lock ) {
         _nbQueued -= nbItems;
         _nbDiscarded += nbItems;
         wakeProducers();
     }
+    /// Wakes all workers that wait for requests.
     void wakeWorkers() const QV_REQUIRES( _lock ) { _nonEmpty.broadcast(); }
     /// So many workers are there for pushes from now on.
     void serve( std::uint32_t nbWorkers ) QV_REQUIRES( _lock ) {
@@ -109,6 +112,7 @@ protected:
 
     // The first cache line is what each push and pop writes.
 
+    /// The queue's lock.
     alignas( 64 ) const LkLock _lock{ "MtGroup" };
 
 private:
@@ -116,7 +120,9 @@ private:
     std::uint64_t _nbTaken QV_GUARDED_BY( _lock ) = 0;
 
 protected:
+    /// Requests that wait.
     std::uint32_t _nbQueued QV_GUARDED_BY( _lock ) = 0;
+    /// The most requests that may wait.
     std::uint32_t _maximumSize QV_GUARDED_BY( _lock ) = DEFAULT_MAXIMUM_SIZE;
 
 private:
@@ -126,7 +132,9 @@ private:
 
 protected:
     // The workers that pushes can count on.
+    /// The workers that pushes can count on.
     std::uint32_t _nbServing QV_GUARDED_BY( _lock ) = 0;
+    /// The first of those who help while they wait.
     Helper* _firstHelper QV_GUARDED_BY( _lock ) = nullptr;
 
 private:

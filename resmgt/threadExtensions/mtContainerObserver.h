@@ -19,7 +19,9 @@ class MtContainer;
 template <class Container, class Adapter>
 class QV_TEMPLATE_API MtContainerObserver : public RCBase<LkCounter<int>> {
 public:
+    /// The queue that is observed.
     using Observed = MtContainer<Container, Adapter>;
+    /// A request.
     using Item = typename Adapter::Item;
 
     ~MtContainerObserver() override = default;

@@ -12,7 +12,9 @@ namespace Qv {
 
 /// How an MtGroup is made.
 struct MtGroupOptions {
+    /// The most requests that wait.
     std::uint32_t maximumSize = MtContainerBase::DEFAULT_MAXIMUM_SIZE;
+    /// Whether the workers are given processors.
     bool placeThreads = false;
     /// In bytes, 0 for the default.
     unsigned int stackSize = 0;
@@ -60,8 +62,11 @@ struct MtGroupOptions {
 template <class Container, class Adapter = MtAdapterContainer<Container>>
 class QV_TEMPLATE_API MtGroup : public MtThreadPool {
 public:
+    /// The queue of requests.
     using Queue = MtContainer<Container, Adapter>;
+    /// A request.
     using Item = typename Adapter::Item;
+    /// What is asked and told about requests.
     using Observer = typename Queue::Observer;
 
     static_assert( std::is_base_of_v<MtRequestBase, Item>, "items are MtRequestBase objects" );
@@ -71,6 +76,7 @@ public:
 
     /// A tag for a further producer, who ends it when its count is 0.
     MtRequestTag registerProducer();
+    /// The producer pushes no more.
     void endProducer( MtRequestTag tag );
 
     /// The item has a valid tag of this group.
@@ -85,6 +91,7 @@ public:
         return pushWithin( std::move( item ), seconds );
     }
 
+    /// Waits until no request with the tag is left.
     void waitRequestCountZero( MtRequestTag tag );
     /// False when the time ran out first.
     bool timedWaitRequestCountZero( MtRequestTag tag, double seconds );

@@ -17,6 +17,7 @@ public:
     MtGroupCommand& operator=( const MtGroupCommand& ) noexcept = default;
     ~MtGroupCommand() override = default;
 
+    /// Does the work.
     void execute() {
         if( _function != nullptr ) {
             _function( _data );

@@ -17,6 +17,7 @@ struct QV_RESMGT_API MtPoolSnapshot {
     std::uint32_t nbRunning = 0;
     /// Items whose work has ended, since the group was made; those that were discarded apart.
     std::uint64_t nbDone = 0;
+    /// Requests that were dropped.
     std::uint64_t nbDiscarded = 0;
     /// Threads that wait for room in the queue.
     std::uint32_t nbBlockedProducers = 0;

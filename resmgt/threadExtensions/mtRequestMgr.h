@@ -34,12 +34,15 @@ public:
 
     /// A tag with the count 0.
     MtRequestTag acquireTag();
+    /// The tag isn't used any more.
     void releaseTag( MtRequestTag tag );
 
+    /// Counts one request more of the tag.
     void incRequestCount( MtRequestTag tag ) {
         QV_ASSERT( tag.isValid() );
         getCount( tag ).fetch_add( 1, std::memory_order_relaxed );
     }
+    /// Counts one request less of the tag.
     void decRequestCount( MtRequestTag tag ) {
         QV_ASSERT( tag.isValid() );
         if( !decrementAboveOne( getCount( tag ) ) ) {
@@ -47,6 +50,7 @@ public:
         }
     }
     unsigned int getRequestCount( MtRequestTag tag ) const;
+    /// Waits until no request with the tag is left.
     void waitRequestCountZero( MtRequestTag tag );
     /// False when the time ran out first; the limit is that of LkTimedWaitable.
     bool timedWaitRequestCountZero( MtRequestTag tag, double seconds );

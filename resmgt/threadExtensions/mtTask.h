@@ -36,6 +36,7 @@ public:
     MtTask& operator=( MtTask&& ) noexcept = default;
     ~MtTask() override = default;
 
+    /// Does the work.
     void execute() {
         if( _imp ) {
             _imp->perform();

@@ -40,6 +40,7 @@ public:
     void start();
     /// The same with so many threads from now on; while it is running they stay as many as before.
     void start( unsigned int nbThreads );
+    /// Ends the threads, and waits for their ends.
     void stop();
 
     unsigned int getNbThreads() const;
@@ -50,8 +51,11 @@ public:
 protected:
     // Each runs on the worker of this index: obtainTask, performTask and doneTask in every round.
 
+    /// The work of a round.
     virtual void performTask( unsigned int index ) = 0;
+    /// After each round.
     virtual void doneTask( unsigned int index );
+    /// Before each round.
     virtual void obtainTask( unsigned int index );
     /// Wakes the workers of a pool that is to stop, and doesn't raise. A class whose performTask
     /// waits overrides it.
@@ -59,6 +63,7 @@ protected:
     /// Before the first round, and after the last, when the thread is none of the pool's workers
     /// any more.
     virtual void beginWorker( unsigned int index );
+    /// See above.
     virtual void endWorker( unsigned int index );
     /// Asked after each round of a stopping pool: whether the worker must make another one. After
     /// a no the worker makes none.

@@ -47,6 +47,7 @@ public:
     static LgQueue* queueCb() noexcept;
     /// The process's terminate handler while the logger runs.
     [[noreturn]] static void terminateHandler() noexcept;
+    /// The process's terminate handler is what it was before the logger.
     static void resetTerminateHandler() noexcept;
     /// Makes the calling thread's queue, if it can, before its first statement.
     static void enterThread() noexcept;

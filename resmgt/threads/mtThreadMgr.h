@@ -46,8 +46,11 @@ public:
     /// Both stay the caller's. Adding twice is the assertion "findNoLock( thread ) == 0",
     /// respectively of a group; removing what isn't there "findNoLock( thread ) == thread".
     virtual void addGroup( MtThreadGroup* group ) = 0;
+    /// The manager knows the thread from now on.
     virtual void addThread( MtThread* thread ) = 0;
+    /// The manager forgets the group.
     virtual void removeGroup( MtThreadGroup* group ) = 0;
+    /// The manager forgets the thread.
     virtual void removeThread( MtThread* thread ) = 0;
     /// The thread whose body lives under that number; null without one. Threads that have ended
     /// are passed over, as the system gives their numbers away.

@@ -10,6 +10,7 @@ namespace Qv {
 /// Threads: used on the thread that it measures.
 class QV_RESMGT_API MtThreadTimer {
 public:
+    /// Asks a constructor to start the timer.
     enum StartImmediatelyType { START_IMMEDIATELY };
 
     /// Stopped, with nothing measured.
@@ -28,8 +29,11 @@ public:
     double realTime() const;
     /// User and kernel time together.
     double cpuTime() const;
+    /// Seconds of the processor in the system.
     double cpuKernelTime() const;
+    /// Seconds of the processor in the program.
     double cpuUserTime() const;
+    /// The smallest step, in seconds.
     static double resolution() noexcept { return MtThreadTimes::resolution(); }
 
 private:

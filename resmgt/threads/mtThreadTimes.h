@@ -28,9 +28,11 @@ public:
 
     /// From `a` to `b`, in seconds.
     static double cpuUserTime( const MtThreadTimes& a, const MtThreadTimes& b ) noexcept;
+    /// Seconds of the processor in the system, between `a` and `b`.
     static double cpuKernelTime( const MtThreadTimes& a, const MtThreadTimes& b ) noexcept;
     /// User and kernel time together.
     static double cpuTime( const MtThreadTimes& a, const MtThreadTimes& b ) noexcept;
+    /// Seconds between `a` and `b`.
     static double realTime( const MtThreadTimes& a, const MtThreadTimes& b ) noexcept;
 
     /// The system's tick in seconds. REQUIRES: the package is started.
@@ -38,6 +40,7 @@ public:
     static bool isImplemented() noexcept { return true; }
     /// At the package's start and stop.
     static void initialize();
+    /// Ends the measurement, at the package's stop.
     static void finalize() noexcept;
 
 private:

@@ -18,6 +18,7 @@ public:
     static void printSysConf();
     /// Lock nothing; the first says so on the trace level "MtThread".
     static void lockProcessMemory() noexcept;
+    /// Takes back what lockProcessMemory did.
     static void unlockProcessMemory() noexcept;
     /// Whether the system can read the `size` bytes at `data`: 1 if it can; 0 if it can't, and
     /// also where no file for the test can be made; -1 for another error, which is printed. A

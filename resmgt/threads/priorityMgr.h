@@ -42,6 +42,7 @@ class PriorityRelation;
 /// Cost:      a change is linear in the number of nodes and relations, at any depth.
 class QV_RESMGT_API PriorityMgr {
 public:
+    /// Why a relation is refused.
     enum Error : std::int32_t { NONE = 0, RELATION_INVALID = 1 };
 
     /// The range includes both ends. "minPrio <= maxPrio", a top of INT_MAX and a bottom of INT_MIN
@@ -71,6 +72,7 @@ public:
     /// addresses.
     void dump( std::ostream& stream ) const;
 
+    /// What isTracingEnabled answers from now on.
     void enableTracing( bool isEnabled );
     /// True at first. Nothing here depends on it.
     bool isTracingEnabled() const;

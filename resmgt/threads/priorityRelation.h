@@ -48,12 +48,14 @@ public:
     Priority& getLhs() const;
     Priority& getRhs() const;
     bool isRelation( Relation relation ) const noexcept { return relation == _relation; }
+    /// Whether the node is one of the two.
     bool uses( const Priority& prio ) const noexcept;
     /// Whether the two current numbers are as stated.
     bool check() const;
     /// The lowest value of the right node for the left one's value, and the highest value of the
     /// left node for the right one's. A result that no int can hold is an assertion.
     int computeRhsPriority( int lhsPriority ) const;
+    /// See above.
     int computeLhsPriority( int rhsPriority ) const;
     /// One line: the name in double quotes, filled up with blanks to 10 columns, " : ", the left
     /// name, " ( ", the left number in 4 columns, " ) ", the relation's text, a blank, the right

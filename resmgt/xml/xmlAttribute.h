@@ -20,6 +20,7 @@ public:
     std::wstring getValue() const;
     void setValue( const std::wstring& value );
 
+    /// A copy that belongs to the caller.
     OPtrRet<XmlAttribute> clone() const;
 
 private:

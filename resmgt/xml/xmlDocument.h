@@ -67,6 +67,7 @@ public:
 
     /// The root with all below it, without declaration and type. Nothing without a root.
     void streamToOutput( XmlWriter& writer ) const;
+    /// The document's text.
     std::string streamToString( int indentation ) const;
 
 private:

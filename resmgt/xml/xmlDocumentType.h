@@ -12,6 +12,7 @@ public:
         : XmlNode( name ) {}
     XmlDocumentType( const XmlDocumentType& ) = default;
 
+    /// A copy that belongs to the caller.
     OPtrRet<XmlDocumentType> clone() const {
         return OPtr<XmlDocumentType>( new XmlDocumentType( *this ) );
     }

@@ -52,7 +52,9 @@ public:
     /// Errors, as of the next two: XmlEx::ExChildNotFound if the reference isn't a child. Of a
     /// child that stands here several times the first one is meant.
     void insertBefore( const RCShdPtr<XmlElement>& child, const RCShdPtr<XmlElement>& reference );
+    /// Puts `child` where `former` is.
     void replaceChild( const RCShdPtr<XmlElement>& child, const RCShdPtr<XmlElement>& former );
+    /// Takes out the child, and all below it.
     void removeChild( const RCShdPtr<XmlElement>& child );
     int getNbChildren() const noexcept { return static_cast<int>( _children.size() ); }
     /// The element must outlive the iterator. Children that are added or removed meanwhile may be
@@ -114,6 +116,7 @@ public:
     /// Attributes, then the text, then the children. Errors: as of XmlWriter; what was written
     /// before stays written.
     void streamToOutput( XmlWriter& writer ) const;
+    /// Writes the children.
     void streamChildren( XmlWriter& writer ) const;
 
 private:

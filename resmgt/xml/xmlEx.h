@@ -26,6 +26,7 @@ protected:
     XmlEx( const char* file, int line, const std::string& reason );
 };
 
+/// The file of a document isn't there.
 class QV_RESMGT_API XmlEx::ExFileNotFound : public ExCloneable<XmlEx::ExFileNotFound, XmlEx> {
 public:
     ExFileNotFound( const char* file, int line, const std::string& name );
@@ -37,17 +38,20 @@ public:
     ExConversionError( const char* file, int line );
 };
 
+/// The element has no such attribute.
 class QV_RESMGT_API XmlEx::ExNonExistentAttribute
     : public ExCloneable<XmlEx::ExNonExistentAttribute, XmlEx> {
 public:
     ExNonExistentAttribute( const char* file, int line );
 };
 
+/// The element has no such child.
 class QV_RESMGT_API XmlEx::ExChildNotFound : public ExCloneable<XmlEx::ExChildNotFound, XmlEx> {
 public:
     ExChildNotFound( const char* file, int line );
 };
 
+/// The document is of a version of XML that isn't read.
 class QV_RESMGT_API XmlEx::ExXmlVersionNotSupported
     : public ExCloneable<XmlEx::ExXmlVersionNotSupported, XmlEx> {
 public:

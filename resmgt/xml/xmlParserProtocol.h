@@ -28,12 +28,15 @@ public:
 
     /// XmlParser doesn't call it: it drops declarations and document types.
     virtual void createXmlDeclaration( const std::string& version, int line );
+    /// A document type declaration was read.
     virtual void createDocumentType( const std::string& name, int line );
+    /// The name of a start tag was read.
     virtual void notifyBeginElement( const std::string& name, int line );
     /// A "/>", of the element that began last.
     virtual void notifyEmptyElementEnd( int line );
     /// The ">" of a start tag; XmlParser omits it when that follows the element's name directly.
     virtual void notifyStartTagEnd( int line );
+    /// An end tag was read.
     virtual void notifyClosingElement( const std::string& name, int line );
     /// References in `value` are resolved.
     virtual void pushAttribute( const std::string& name, const std::string& value, int line );

@@ -14,6 +14,7 @@ namespace Qv {
 /// Limits: a document that exceeds one ends with XmlEx::ExLimitExceeded; what came before has been
 ///         reported. A document that just reaches it is read.
 struct XmlReadOptions {
+    /// No limit.
     static constexpr unsigned long long UNLIMITED = std::numeric_limits<unsigned long long>::max();
 
     /// Refuses what isn't well-formed by XML 1.0, with XmlEx::ExSyntaxError: a declaration or

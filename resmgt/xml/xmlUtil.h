@@ -52,7 +52,9 @@ public:
 template <>
 class QV_RESMGT_API XmlUtil<DtTime> {
 public:
+    /// Writes the value as an element of that tag.
     static void toXml( XmlWriter& writer, const std::string& tag, const DtTime& value );
+    /// The value that the element holds.
     static DtTime fromXml( const XmlElement& xml );
 };
 

@@ -46,11 +46,13 @@ public:
 
     /// Written once, however often it is called, and never if it isn't.
     void writeDeclaration();
+    /// Begins a start tag.
     void openTag( std::string_view name );
     /// REQUIRES: an open element, as is asserted.
     void closeTag();
     /// REQUIRES: nothing but attributes was written since the last `openTag`, as is asserted.
     void writeAttrib( std::string_view name, const XmlValue& value );
+    /// Writes the value as text.
     void writeData( const XmlValue& value );
     /// An element that holds the value alone.
     void writeTag( std::string_view name, const XmlValue& value );
