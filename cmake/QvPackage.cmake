@@ -30,6 +30,13 @@
 
 define_property( GLOBAL PROPERTY QV_PACKAGES )
 
+# Libraries of the same interface version take each other's place: docs/versions.md. Before 1.0 a minor
+# version may change the interface.
+set( qv_interface_version ${PROJECT_VERSION_MAJOR} )
+if( PROJECT_VERSION_MAJOR EQUAL 0 )
+    set( qv_interface_version 0.${PROJECT_VERSION_MINOR} )
+endif()
+
 function( qv_package name )
     cmake_parse_arguments( PARSE_ARGV 1 arg "" ""
         "USES;HEADERS;SOURCES;POSIX;WINDOWS;TESTS;WRAPPED_CALLS;TEST_LINKS" )
@@ -129,7 +136,7 @@ function( qv_add_library target library )
     add_library( ${target} SHARED )
     add_library( QVresmgt::${target} ALIAS ${target} )
     set_target_properties( ${target} PROPERTIES
-        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX )
+        VERSION ${PROJECT_VERSION} SOVERSION ${qv_interface_version} LINKER_LANGUAGE CXX )
     target_include_directories( ${target} INTERFACE
         $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/qvresmgt> )

@@ -105,7 +105,7 @@ class InstallTest(unittest.TestCase):
     def test_library_carries_its_interface_version(self):
         for name in ("QVbase", "QVpluginAPI", "QVresmgt", "QVmediaTiles"):
             library = self.only(f"**/lib{name}.so")
-            self.assertIn(f"lib{name}.so.0", run("objdump", "-p", library).split())
+            self.assertIn(f"lib{name}.so.0.1", run("objdump", "-p", library).split())
 
     def test_installed_headers_are_the_public_ones(self):
         headers = self.prefix / "include" / "qvresmgt"
