@@ -19,6 +19,21 @@ QV_NEEDS=(
     "header:mimalloc.h libmimalloc-dev"
     "module:libxml-2.0 libxml2-dev"
 )
+# And for packages, the reference pages, and the tests of all these.
+QV_REFERENCE_NEEDS=( "command:doxygen doxygen" )
+QV_PACKAGE_NEEDS=(
+    "${QV_REFERENCE_NEEDS[@]}"
+    "command:dpkg-shlibdeps dpkg-dev"
+    "command:fakeroot fakeroot"
+    "command:file file"
+    "command:lintian lintian"
+)
+QV_TEST_NEEDS=(
+    "${QV_PACKAGE_NEEDS[@]}"
+    "command:abidw abigail-tools"
+    "command:gdb gdb"
+    "command:man man-db"
+)
 
 qv_fail() {
     echo "$1" >&2

@@ -11,6 +11,7 @@ import exports
 import formatting
 import includes
 import packages
+import reference
 import registration
 from tree import Tree
 
@@ -207,6 +208,23 @@ class ChecksTest(unittest.TestCase):
     def test_page_that_nothing_links_to_is_found(self):
         found = self.findings(documents.check, {"docs/lost.md": "[me](page.md)\n"})
         self.assert_one(found, "docs/lost.md:1: ", "README.md")
+
+    def test_undocumented_names_are_found(self):
+        header = (
+            "/** A. */\nnamespace Qv {\n%sclass A {\npublic:\n    A();\n    int getB() const;\n"
+            "%s    void f();\n    void f( int );\n\n%s    enum E { X };\nprivate:\n    void p();\n};\n"
+            "%s    void g();\n} // namespace Qv\n"
+        )
+        done = ["/// Says something.\n"] * 4
+        names = ("Qv::A", "Qv::A::f", "Qv::A::E", "Qv::g")
+        path = "resmgt/high/high.h"
+        self.assertEqual(self.findings(reference.check, {path: header % tuple(done)}), [])
+        for i, name in enumerate(names):
+            with self.subTest(name):
+                texts = [*done[:i], "", *done[i + 1 :]]
+                changes = {path: header % tuple(texts)}
+                found = self.findings(reference.check, changes)
+                self.assert_one(found, path, f"{name} is public and not documented")
 
     def test_quoted_code_that_the_source_has_not_is_found(self):
         for quoted in ("#include <unistd.hpp>\n", ""):

@@ -14,9 +14,12 @@ OsFilePath getInstalledResourcesDir() {
     // The loader often comes through a link, such as /lib for /usr/lib, which has no prefix above.
     const std::unique_ptr<char, void ( * )( void* )> file( ::realpath( info.dli_fname, nullptr ),
                                                            std::free );
-    return file == nullptr
-               ? OsFilePath()
-               : OsFilePath( file.get() ).getDirectoryName() + QV_RESOURCES_FROM_LIBRARIES;
+    if( file == nullptr ) {
+        return {};
+    }
+    // As one text: a path of its own would lose what it climbs.
+    const OsFilePath libraries = OsFilePath( file.get() ).getDirectoryName();
+    return { libraries.toString() + "/" + QV_RESOURCES_FROM_LIBRARIES };
 }
 
 } // namespace Qv
