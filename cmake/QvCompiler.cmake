@@ -32,6 +32,14 @@ else()
     endif()
 endif()
 
+if( QV_COVERAGE )
+    # Counts the lines of the product alone: the tests' own say nothing, and optimised code has no
+    # lines of its own.
+    target_compile_options( qv_build INTERFACE
+        "$<$<NOT:$<BOOL:$<TARGET_PROPERTY:QV_IS_TEST>>>:-O0;--coverage;-fprofile-abs-path;-fprofile-update=atomic>" )
+    target_link_options( qv_build INTERFACE --coverage )
+endif()
+
 # What most sources include. The tests precompile it anyway, in a way of their own: position-independent
 # code and other code can't share a precompiled header.
 set( qv_precompiled_headers

@@ -61,7 +61,8 @@ function( qv_add_test_program name )
     target_link_libraries( ${name} PRIVATE qv_test_support )
     target_precompile_headers( ${name} REUSE_FROM qv_test_support )
     set_target_properties( ${name} PROPERTIES
-        CROSSCOMPILING_EMULATOR "${qv_test_launcher}" POSITION_INDEPENDENT_CODE OFF )
+        CROSSCOMPILING_EMULATOR "${qv_test_launcher}" POSITION_INDEPENDENT_CODE OFF
+        QV_IS_TEST TRUE )
     foreach( source IN LISTS ARGN )
         cmake_path( ABSOLUTE_PATH source )
         set_property( GLOBAL APPEND PROPERTY QV_TEST_SOURCES "${source}" )
