@@ -1,6 +1,7 @@
 #include <tests/support/raisedBy.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tools/qvcomp/failure.h>
+#include <tools/qvcomp/glow.h>
 #include <tools/qvcomp/options.h>
 
 #include <gmock/gmock.h>
@@ -50,6 +51,28 @@ TEST( QvcompOptionsTest, TakeEffect ) {
     EXPECT_EQ( options.dithering, Dithering::NONE );
     EXPECT_THAT( options.layers, ElementsAre( "a.exr" ) );
     EXPECT_FALSE( options.isWatching );
+}
+
+TEST( QvcompOptionsTest, SayHowLayersComeIntoTheFrame ) {
+    const Options byDefault = parse( { "--size", "8x8", "-o", "b", "a" } );
+    EXPECT_EQ( byDefault.fit, Fit::COVER );
+    EXPECT_EQ( byDefault.mattes, Mattes::SOFT );
+    EXPECT_EQ( byDefault.pixelAspect, 1.0 );
+    EXPECT_EQ( byDefault.glow, 0.35 );
+    EXPECT_EQ( getGlowSigma( byDefault.glowRadius, 2000 ), 40.0 );
+    EXPECT_EQ( getGlowSigma( byDefault.glowRadius, 20 ), 1.0 );
+    const Options options =
+        parse( { "--size", "8x8", "-o", "b", "--fit=contain", "--matte", "none", "--pixel-aspect",
+                 "1.5", "--glow", "0", "--glow-radius", "12.5", "a" } );
+    EXPECT_EQ( options.fit, Fit::CONTAIN );
+    EXPECT_EQ( options.mattes, Mattes::NONE );
+    EXPECT_EQ( options.pixelAspect, 1.5 );
+    EXPECT_EQ( options.glow, 0.0 );
+    EXPECT_EQ( getGlowSigma( options.glowRadius, 2000 ), 12.5 );
+    EXPECT_EQ(
+        getGlowSigma( parse( { "--size", "8x8", "-o", "b", "--glow-radius=5%", "a" } ).glowRadius,
+                      2000 ),
+        100.0 );
 }
 
 TEST( QvcompOptionsTest, BareWatchTakesNoValue ) {
@@ -123,6 +146,14 @@ TEST( QvcompOptionsTest, RefusedOnesSayWhatIsWrong ) {
         { { "--verify=yes" }, "no option '--verify=yes'" },
         { { "--strategy", "fifo" }, "lru or random, not 'fifo'" },
         { { "--policy", "lax" }, "relaxed or strict" },
+        { { "--fit", "all" }, "cover, contain or none, not 'all'" },
+        { { "--matte", "hard" }, "soft or none" },
+        { { "--pixel-aspect", "0" }, "from 0.01 to 100, not '0'" },
+        { { "--glow", "-1" }, "from 0 to 100, not '-1'" },
+        { { "--glow", "nan" }, "not 'nan'" },
+        { { "--glow-radius", "0" }, "pixels from 0.1 to 65536, such as 40, or" },
+        { { "--glow-radius", "101%" }, "0.01% to 100%, such as 2%, not '101%'" },
+        { { "--glow-radius", "%" }, "not '%'" },
         { { "--manager", "pool" }, "heap or arena" },
         { { "--report", "xml" }, "text or json" },
         { { "--dither", "noise" }, "position or none" },

@@ -2,6 +2,7 @@
 #include <tools/qvcomp/dither.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/glow.h>
+#include <tools/qvcomp/placement.h>
 #include <tools/qvcomp/plainTiles.h>
 #include <tools/qvcomp/planeCompare.h>
 #include <tools/qvcomp/progress.h>
@@ -25,6 +26,16 @@ namespace {
 
 using Pixel = std::array<float, CHANNELS>;
 using Paint = std::function<Pixel( int x, int y )>;
+
+LayerInfo makeLayer( int width, int height ) {
+    return { OsFilePath(), width, height, false, { 0, 0, width, height }, 1.0, FileId( {} ), 0 };
+}
+
+Scene makeScene( int width, int height, Fit fit ) {
+    Scene scene{ width, height, {} };
+    scene.fit = fit;
+    return scene;
+}
 
 /// Runs parts of the work in plain memory and looks at their pixels.
 class QvcompPictureTest : public ::testing::Test {
@@ -60,8 +71,18 @@ protected:
         return pixel;
     }
 
-    std::unique_ptr<TilePlane> resample( TilePlane& source, int width, int height ) {
-        return Resampling( _runner, _store, std::nullopt ).run( source, "test", width, height );
+    std::unique_ptr<TilePlane> resample( std::unique_ptr<TilePlane> source, int width, int height,
+                                         Fit fit = Fit::COVER ) {
+        const Placement placement = placeLayer(
+            makeLayer( source->getWidth(), source->getHeight() ), makeScene( width, height, fit ) );
+        return Resampling( _runner, _store, std::nullopt )
+            .run( std::move( source ), "test", placement, width, height );
+    }
+
+    /// The plane with its lines turned into columns, and its columns mirrored.
+    std::unique_ptr<TilePlane> turn( TilePlane& plane ) {
+        return paint( plane.getHeight(), plane.getWidth(),
+                      [&]( int x, int y ) { return get( plane, y, plane.getHeight() - 1 - x ); } );
     }
 
     PlainTiles _store{ TILE_SIDE };
@@ -108,52 +129,174 @@ TEST_F( QvcompPictureTest, PassesAreObservedOnTheMainThreadAndWhole ) {
     EXPECT_TRUE( seen._isOnMainThread );
 }
 
-TEST_F( QvcompPictureTest, ResamplingKeepsAnEvenImageEven ) {
-    const auto source = paintGrey( 30, 20, []( int, int ) { return 0.75F; } );
-    for( const int width : { 7, 30, 64 } ) {
-        const auto result = resample( *source, width, width );
-        for( int x = 0; x < width; ++x ) {
-            EXPECT_NEAR( get( *result, x, x )[0], 0.75F, 1e-6F ) << width << " at " << x;
-            EXPECT_NEAR( get( *result, x, x )[3], 1.0F, 1e-6F );
+/// The filter of Mitchell and Netravali, as they print it for B = C = 1/3.
+double evaluateMitchell( double x ) {
+    x = std::abs( x );
+    return x < 1.0   ? ( 7.0 * x * x * x - 12.0 * x * x + 16.0 / 3.0 ) / 6.0
+           : x < 2.0 ? ( -7.0 / 3.0 * x * x * x + 12.0 * x * x - 20.0 * x + 32.0 / 3.0 ) / 6.0
+                     : 0.0;
+}
+
+/// The weights of the positions of a line at one of the frame, of which each lies in the line.
+std::vector<double> makeWeights( int sourceSize, int targetSize, int target, double scale ) {
+    const double widening = std::max( 1.0, 1.0 / scale );
+    const double centre = ( target + 0.5 - targetSize / 2.0 ) / scale + sourceSize / 2.0 - 0.5;
+    std::vector<double> weights;
+    double sum = 0.0;
+    for( int k = 0; k < sourceSize; ++k ) {
+        weights.push_back( evaluateMitchell( ( k - centre ) / widening ) );
+        sum += weights.back();
+    }
+    for( double& weight : weights ) {
+        weight /= sum;
+    }
+    return weights;
+}
+
+TEST_F( QvcompPictureTest, ResamplingIsTheExactFilterWhereNoLimitActs ) {
+    const auto getLight = []( int x, int y ) {
+        return 0.25F + 0.75F * static_cast<float>( ( x * 7919 + y * 104729 ) % 97 ) / 97.0F;
+    };
+    // Larger and smaller, cut off across and down, and with odd rests of tiles.
+    const std::tuple<int, int, int, int> cases[] = {
+        { 30, 20, 64, 40 }, { 50, 41, 17, 33 }, { 40, 40, 39, 39 }, { 90, 30, 11, 7 } };
+    for( const auto& [width, height, newWidth, newHeight] : cases ) {
+        const auto result = resample( paintGrey( width, height, getLight ), newWidth, newHeight );
+        const double scale = std::max( newWidth * 1.0 / width, newHeight * 1.0 / height );
+        for( int y = 0; y < newHeight; ++y ) {
+            const auto down = makeWeights( height, newHeight, y, scale );
+            for( int x = 0; x < newWidth; ++x ) {
+                const auto across = makeWeights( width, newWidth, x, scale );
+                double exact = 0.0;
+                for( int j = 0; j < height; ++j ) {
+                    for( int i = 0; i < width; ++i ) {
+                        exact += across[static_cast<std::size_t>( i )] *
+                                 down[static_cast<std::size_t>( j )] * getLight( i, j );
+                    }
+                }
+                ASSERT_NEAR( get( *result, x, y )[0], exact, 1e-6 ) << newWidth << ": " << x << y;
+                ASSERT_NEAR( get( *result, x, y )[3], 1.0F, 1e-6F );
+            }
         }
     }
 }
 
-TEST_F( QvcompPictureTest, ResamplingKeepsASlopeStraight ) {
-    const auto source = paintGrey( 40, 40, []( int x, int ) { return static_cast<float>( x ); } );
-    const auto result = resample( *source, 100, 100 );
-    for( int x = 20; x < 80; ++x ) {
-        const float expected = ( static_cast<float>( x ) + 0.5F ) * 0.4F - 0.5F;
-        EXPECT_NEAR( get( *result, x, 50 )[0], expected, 1e-4F ) << x;
-    }
-}
-
-TEST_F( QvcompPictureTest, ResamplingCoversTheFrameFromItsCentre ) {
-    // 3 to 1 into 1 to 1: only the middle third is seen.
-    const auto source = paintGrey( 90, 30, []( int x, int ) { return x / 30 == 1 ? 1.0F : 0.0F; } );
-    const auto result = resample( *source, 60, 60 );
-    EXPECT_NEAR( get( *result, 5, 30 )[0], 1.0F, 1e-5F );
-    EXPECT_NEAR( get( *result, 54, 30 )[0], 1.0F, 1e-5F );
-}
-
-TEST_F( QvcompPictureTest, MadeSmallerFineDetailBecomesItsMeanAndNoPattern ) {
-    const auto source =
-        paintGrey( 210, 210, []( int x, int y ) { return ( x + y ) % 2 == 0 ? 1.0F : 0.0F; } );
-    const auto result = resample( *source, 30, 30 );
-    for( int x = 2; x < 28; ++x ) {
-        EXPECT_NEAR( get( *result, x, 15 )[0], 0.5F, 0.01F ) << x;
-    }
-}
-
-TEST_F( QvcompPictureTest, ALampHasNoBlackRing ) {
-    const auto source =
-        paintGrey( 20, 20, []( int x, int y ) { return x == 10 && y == 10 ? 1000.0F : 0.5F; } );
-    const auto result = resample( *source, 80, 80 );
-    for( int y = 0; y < 80; ++y ) {
-        for( int x = 0; x < 80; ++x ) {
-            ASSERT_GT( get( *result, x, y )[0], 0.3F ) << x << ", " << y;
+TEST_F( QvcompPictureTest, ALampAndAFaultyPixelMakeNoRings ) {
+    for( const auto& [size, newSize] : { std::pair( 20, 80 ), { 90, 40 } } ) {
+        for( const float light : { 1000.0F, -149.0F } ) {
+            const auto result =
+                resample( paintGrey( size, size,
+                                     [&, middle = size / 2]( int x, int y ) {
+                                         return x == middle && y == middle ? light : 0.95F;
+                                     } ),
+                          newSize, newSize );
+            float sum = 0.0F;
+            for( int y = 0; y < newSize; ++y ) {
+                for( int x = 0; x < newSize; ++x ) {
+                    const float pixel = get( *result, x, y )[0];
+                    ASSERT_TRUE( light > 0.0F ? pixel > 0.45F : pixel < 1.0F )
+                        << light << " becomes " << pixel << " at " << x << ", " << y;
+                    sum += pixel - 0.95F;
+                }
+            }
+            // All of it is still there, somewhere.
+            const float area =
+                static_cast<float>( newSize * newSize ) / static_cast<float>( size * size );
+            EXPECT_NEAR( sum / ( light * area ), 1.0F, 0.15F );
         }
     }
+}
+
+TEST_F( QvcompPictureTest, ATurnedImageBecomesTheTurnedPicture ) {
+    // With rings of all kinds to be limited: lamps, faulty pixels, and edges between them.
+    const auto source = paintGrey( 37, 29, []( int x, int y ) {
+        const int kind = ( x * 7919 + y * 104729 ) % 61;
+        return kind == 0 ? 500.0F : kind == 1 ? -149.0F : x < 15 || y < 9 ? 0.02F : 3.0F;
+    } );
+    for( const auto& [width, height] : { std::pair( 111, 61 ), { 19, 13 } } ) {
+        auto turned = turn( *source );
+        const auto upright =
+            resample( turn( *turn( *turn( *turned ) ) ), width, height, Fit::CONTAIN );
+        const auto lying = resample( std::move( turned ), height, width, Fit::CONTAIN );
+        const auto expected = turn( *upright );
+        for( int y = 0; y < width; ++y ) {
+            for( int x = 0; x < height; ++x ) {
+                for( std::size_t c = 0; c < CHANNELS; ++c ) {
+                    ASSERT_NEAR( get( *lying, x, y )[c], get( *expected, x, y )[c], 2e-4F )
+                        << width << ": " << x << ", " << y;
+                }
+            }
+        }
+    }
+}
+
+TEST_F( QvcompPictureTest, AnImageThatNeedsNoScalingPassesBitForBit ) {
+    const Paint noise = []( int x, int y ) {
+        const auto value = static_cast<float>( ( x * 7919 + y * 104729 ) % 997 );
+        return Pixel{ 0.883F * value, -149.0F + value, 1.0F / ( value + 1.0F ), 0.5F };
+    };
+    // The same size, too small, too large, and apart by half a pixel.
+    for( const auto& [width, height, fit] : { std::tuple( 50, 35, Fit::COVER ),
+                                              { 50, 35, Fit::NONE },
+                                              { 61, 35, Fit::CONTAIN },
+                                              { 50, 20, Fit::COVER },
+                                              { 70, 20, Fit::NONE },
+                                              { 20, 60, Fit::NONE } } ) {
+        const auto result = resample( paint( 50, 35, noise ), width, height, fit );
+        const int left = fit == Fit::NONE ? 0 : ( width - 50 ) / 2;
+        const int top = fit == Fit::NONE ? 0 : -( ( 35 - height + 1 ) / 2 );
+        for( int y = 0; y < height; ++y ) {
+            for( int x = 0; x < width; ++x ) {
+                const int fromX = x - left;
+                const int fromY = y - top;
+                const bool isThere = fromX >= 0 && fromX < 50 && fromY >= 0 && fromY < 35;
+                ASSERT_EQ( get( *result, x, y ), isThere ? noise( fromX, fromY ) : Pixel{} )
+                    << width << " x " << height << " at " << x << ", " << y;
+            }
+        }
+    }
+}
+
+TEST_F( QvcompPictureTest, AnImageInsideTheFrameEndsInASoftEdge ) {
+    const auto result =
+        resample( paintGrey( 30, 30, []( int, int ) { return 0.5F; } ), 91, 40, Fit::CONTAIN );
+    // 40 wide, from 25.5 to 65.5.
+    for( int x = 0; x < 91; ++x ) {
+        const float alpha = x < 25 || x > 65 ? 0.0F : x == 25 || x == 65 ? 0.5F : 1.0F;
+        ASSERT_NEAR( get( *result, x, 0 )[3], alpha, 1e-6F ) << x;
+        ASSERT_NEAR( get( *result, x, 39 )[0], 0.5F * alpha, 1e-6F ) << x;
+    }
+}
+
+TEST( QvcompPlacementTest, LayersStandByTheirDisplayWindows ) {
+    const auto place = []( const DisplayWindow& display, double aspect, const Scene& scene ) {
+        LayerInfo layer = makeLayer( 200, 100 );
+        layer.display = display;
+        layer.pixelAspect = aspect;
+        const Placement placement = placeLayer( layer, scene );
+        return std::tuple( placement.x.scale, placement.x.origin, placement.y.scale,
+                           placement.y.origin );
+    };
+    Scene wide = makeScene( 400, 100, Fit::NONE );
+    wide.pixelAspect = 2.0;
+    const DisplayWindow whole{ 0, 0, 200, 100 };
+    const DisplayWindow cropped{ -30, -20, 400, 200 };
+    const DisplayWindow overscanned{ 10, 5, 180, 90 };
+    const auto cover = makeScene( 400, 400, Fit::COVER );
+    const auto contain = makeScene( 400, 400, Fit::CONTAIN );
+    const auto none = makeScene( 400, 400, Fit::NONE );
+    using Expected = std::tuple<double, double, double, double>;
+    EXPECT_EQ( place( whole, 1.0, cover ), Expected( 4.0, -200.0, 4.0, 0.0 ) );
+    EXPECT_EQ( place( whole, 1.0, contain ), Expected( 2.0, 0.0, 2.0, 100.0 ) );
+    EXPECT_EQ( place( whole, 1.0, none ), Expected( 1.0, 0.0, 1.0, 0.0 ) );
+    EXPECT_EQ( place( cropped, 1.0, none ), Expected( 1.0, 30.0, 1.0, 20.0 ) );
+    EXPECT_EQ( place( cropped, 1.0, contain ), Expected( 1.0, 30.0, 1.0, 120.0 ) );
+    EXPECT_EQ( place( overscanned, 1.0, none ), Expected( 1.0, -10.0, 1.0, -5.0 ) );
+    // Of wide pixels, as wide as high.
+    EXPECT_EQ( place( whole, 2.0, none ), Expected( 2.0, 0.0, 1.0, 0.0 ) );
+    EXPECT_EQ( place( whole, 2.0, contain ), Expected( 2.0, 0.0, 1.0, 150.0 ) );
+    EXPECT_EQ( place( whole, 2.0, wide ), Expected( 1.0, 0.0, 1.0, 0.0 ) );
+    EXPECT_EQ( place( whole, 1.0, wide ), Expected( 0.5, 0.0, 1.0, 0.0 ) );
 }
 
 TEST_F( QvcompPictureTest, OverShowsWhatALayerLetsThrough ) {
@@ -183,30 +326,51 @@ TEST( QvcompMatteTest, ShowsMostOfEachLayerSomewhere ) {
     }
 }
 
-TEST_F( QvcompPictureTest, GlowSpreadsWideAndEvenlyOnBothAxes ) {
-    constexpr int SIDE = 150;
-    constexpr int MIDDLE = 75;
-    const auto lamp = paintGrey(
-        SIDE, SIDE, []( int x, int y ) { return x == MIDDLE && y == MIDDLE ? 9.0F : 0.0F; } );
-    const auto result = addGlow( _runner, _store, *lamp );
-    const int reach = static_cast<int>( getGlowSigma( SIDE ) * 2.5 );
-    for( const int k : { 1, reach } ) {
-        const float right = get( *result, MIDDLE + k, MIDDLE )[0];
-        EXPECT_GT( right, 0.0F ) << k;
-        EXPECT_FLOAT_EQ( right, get( *result, MIDDLE - k, MIDDLE )[0] ) << k;
-        EXPECT_FLOAT_EQ( right, get( *result, MIDDLE, MIDDLE + k )[0] ) << k;
-        EXPECT_FLOAT_EQ( right, get( *result, MIDDLE, MIDDLE - k )[0] ) << k;
+TEST_F( QvcompPictureTest, GlowIsAGaussianWithinAThousandthOfItsPeak ) {
+    // From one that needs no columns between to one wider than the frame; lamps at all places
+    // between the columns, and at a corner.
+    for( const double sigma : { 0.1, 1.0, 6.4, 7.5, 9.7, 23.0, 200.0 } ) {
+        const auto getWeight = [&]( int distance ) {
+            double sum = 0.0;
+            for( int k = -2000; k <= 2000; ++k ) {
+                sum += std::exp( -0.5 * k * k / ( sigma * sigma ) );
+            }
+            return std::exp( -0.5 * distance * distance / ( sigma * sigma ) ) / sum;
+        };
+        std::vector<double> weights;
+        for( int k = 0; k < 150; ++k ) {
+            weights.push_back( getWeight( k ) );
+        }
+        const auto weigh = [&]( int k ) {
+            return weights[static_cast<std::size_t>( std::abs( k ) )];
+        };
+        for( const int lampX : { 0, 70, 71, 73, 76, 139 } ) {
+            constexpr int LAMP_Y = 41;
+            const auto picture = paintGrey(
+                140, 90, [&]( int x, int y ) { return x == lampX && y == LAMP_Y ? 9.0F : 0.5F; } );
+            addGlow( _runner, _store, *picture, 0.25, sigma );
+            const double peak = 0.25 * 8.0 * weigh( 0 ) * weigh( 0 );
+            for( int y = 0; y < 90; ++y ) {
+                for( int x = 0; x < 140; ++x ) {
+                    const double glow = 0.25 * 8.0 * weigh( x - lampX ) * weigh( y - LAMP_Y );
+                    const double light = x == lampX && y == LAMP_Y ? 9.0 : 0.5;
+                    ASSERT_NEAR( get( *picture, x, y )[0], light + glow, 1e-3 * peak + 1e-6 )
+                        << sigma << ", " << lampX << ": " << x << ", " << y;
+                    ASSERT_EQ( get( *picture, x, y )[3], 1.0F );
+                }
+            }
+        }
     }
-    EXPECT_EQ( get( *result, MIDDLE + 1, MIDDLE )[3], 1.0F );
 }
 
 TEST_F( QvcompPictureTest, OnlyBrightPartsGlow ) {
-    const auto dim = paintGrey(
-        60, 60, []( int x, int y ) { return static_cast<float>( ( x + y ) % 3 ) * 0.49F; } );
-    const auto copy = paint( 60, 60, [&]( int x, int y ) { return get( *dim, x, y ); } );
-    const auto result = addGlow( _runner, _store, *copy );
+    const Paint paintDim = []( int x, int y ) {
+        return Pixel{ static_cast<float>( ( x + y ) % 3 ) * 0.49F, -149.0F, 0.1F, 1.0F };
+    };
+    const auto dim = paint( 60, 60, paintDim );
+    addGlow( _runner, _store, *dim, 1.0, 4.0 );
     for( int x = 0; x < 60; ++x ) {
-        EXPECT_EQ( get( *result, x, 30 ), get( *dim, x, 30 ) ) << x;
+        EXPECT_EQ( get( *dim, x, 30 ), paintDim( x, 30 ) ) << x;
     }
 }
 

@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <half.h>
+
 #include <cmath>
 #include <fstream>
 
@@ -90,9 +92,10 @@ TEST_F( QvcompRunTest, WithoutALimitNothingGoesToDisk ) {
 TEST_F( QvcompRunTest, TilesThatWereOnlyReadArentWrittenAgain ) {
     const std::string report =
         run( { "--size", "400x300", "--threads", "1", "--memory", "60K", "--strategy", "random" } );
-    // Every tile is finished once; a layer's source is written line band by line band.
+    // Every tile is finished once, but those of the picture twice, before the glow and with it; a
+    // layer's source is written line band by line band.
     const std::uint64_t nbTiles = getNumber( report, "tiles" );
-    EXPECT_LE( getNumber( report, "bytesWritten" ), nbTiles * 16 * 16 * 16 );
+    EXPECT_LE( getNumber( report, "bytesWritten" ), ( nbTiles + 25 * 19 ) * 16 * 16 * 16 );
     EXPECT_GT( getNumber( report, "evictions" ), nbTiles );
 }
 
@@ -120,10 +123,37 @@ TEST_F( QvcompRunTest, SamplesThatAreNoNumbersSpoilNothing ) {
     run( { "--size", "90x70" } );
     for( const TestPixel& pixel : readImage( getOutput() ) ) {
         for( const float value : { pixel.r, pixel.g, pixel.b, pixel.a } ) {
-            ASSERT_TRUE( value >= 0.0F && value <= 65504.0F ) << value;
+            ASSERT_TRUE( value >= -65504.0F && value <= 65504.0F ) << value;
         }
-        ASSERT_LE( pixel.a, 1.0F );
+        ASSERT_TRUE( pixel.a >= 0.0F && pixel.a <= 1.0F );
     }
+}
+
+TEST_F( QvcompRunTest, APlateThatNeedsNothingKeepsItsPixels ) {
+    const auto paint = []( int x, int y ) {
+        const auto value = static_cast<float>( ( x * 31 + y * 17 ) % 101 );
+        return TestPixel{ 0.883F * value, value - 149.0F, 0.0F, 1.0F };
+    };
+    _layers = { ( _inputs.path() / "plate.exr" ).string() };
+    // Cropped at the upper left, overscanned at the lower right, of wide pixels.
+    TestImage image{ 201, 121, "RGB", 0, 15, 7, paint };
+    image.display = { 5, 5, 200, 120 };
+    image.pixelAspect = 2.0F;
+    writeImage( _layers[0], image );
+    run( { "--fit", "none", "--matte=none", "--pixel-aspect", "2", "--glow", "0", "--verify" } );
+    const std::vector<TestPixel> pixels = readImage( getOutput() );
+    for( int i = 0; i < 200 * 120; ++i ) {
+        const int x = i % 200 - 10;
+        const int y = i / 200 - 2;
+        const TestPixel expected = x >= 0 && y >= 0 ? paint( x, y ) : TestPixel{};
+        const TestPixel& pixel = pixels[static_cast<std::size_t>( i )];
+        ASSERT_EQ( pixel.r, static_cast<float>( half( expected.r ) ) ) << x << ", " << y;
+        ASSERT_EQ( pixel.g, static_cast<float>( half( expected.g ) ) ) << x << ", " << y;
+        ASSERT_EQ( pixel.a, expected.a ) << x << ", " << y;
+    }
+    EXPECT_EQ( readPixelAspect( getOutput() ), 2.0F );
+    EXPECT_THAT( runInside( makeArguments( { "--fit=stretch" } ) ).errors,
+                 HasSubstr( "--fit takes cover, contain or none, not 'stretch'" ) );
 }
 
 TEST_F( QvcompRunTest, ReplacesAnOlderPictureAndLeavesNothingElse ) {

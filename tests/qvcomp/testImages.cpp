@@ -49,7 +49,12 @@ void writeImage( const std::filesystem::path& path, const TestImage& image ) {
     const Imath::Box2i window(
         { image.originX, image.originY },
         { image.originX + image.width - 1, image.originY + image.height - 1 } );
-    Imf::Header header( window, window );
+    const auto& [left, top, displayWidth, displayHeight] = image.display;
+    const Imath::Box2i display =
+        displayWidth == 0
+            ? window
+            : Imath::Box2i( { left, top }, { left + displayWidth - 1, top + displayHeight - 1 } );
+    Imf::Header header( display, window, image.pixelAspect );
     for( const char channel : image.channels ) {
         header.channels().insert( getName( channel ), Imf::Channel( Imf::FLOAT ) );
     }
@@ -76,6 +81,10 @@ std::vector<TestPixel> readImage( const std::filesystem::path& path ) {
     file.setFrameBuffer( makeBuffer( pixels, "RGBA", window ) );
     file.readPixels( window.min.y, window.max.y );
     return pixels;
+}
+
+float readPixelAspect( const std::filesystem::path& path ) {
+    return Imf::InputFile( path.c_str() ).header().pixelAspectRatio();
 }
 
 std::vector<std::string> writeLayers( const std::filesystem::path& folder ) {

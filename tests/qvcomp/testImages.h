@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -28,6 +29,9 @@ struct TestImage {
     int originY = 0;
     /// Colours of the pixel `x`, `y`, counted from the image's corner.
     std::function<TestPixel( int x, int y )> paint;
+    /// Corner and size of the display window; that of the data window without a size.
+    std::array<int, 4> display{};
+    float pixelAspect = 1.0F;
 };
 
 /// Writes 32-bit float channels.
@@ -35,6 +39,9 @@ void writeImage( const std::filesystem::path& path, const TestImage& image );
 
 /// The pixels of an image with the channels R, G, B and A, line by line.
 std::vector<TestPixel> readImage( const std::filesystem::path& path );
+
+/// The width of its pixels over their height.
+float readPixelAspect( const std::filesystem::path& path );
 
 /// Three layers of different kinds and sizes, bottom first: photograph-like noise with lights, one
 /// with alpha in tiles, a grey one.

@@ -62,13 +62,16 @@ std::uint64_t checkReading( const Options& options, const OsFilePath& layer, std
 }
 
 Scene probeScene( const Options& options ) {
-    Scene scene{ options.width, options.height, {} };
+    Scene scene{ options.width, options.height, {},           options.pixelAspect,
+                 options.fit,   options.mattes, options.glow, options.glowRadius };
     for( const OsFilePath& path : options.layers ) {
         scene.layers.push_back( probeLayer(
             path, [&]( std::uint64_t bytes ) { checkReading( options, path, bytes ); } ) );
         const LayerInfo& layer = scene.layers.back();
         QV_LOG( Qvcomp, Informational, "layer \"", path.toString(), "\": ", layer.width, " x ",
-                layer.height, layer.hasAlpha ? " pixels with alpha" : " pixels without alpha" );
+                layer.height, layer.hasAlpha ? " pixels with alpha" : " pixels without alpha",
+                ", display window ", layer.display.width, " x ", layer.display.height, " at ",
+                layer.display.x, ", ", layer.display.y, ", pixel aspect ", layer.pixelAspect );
     }
     return scene;
 }
@@ -138,8 +141,8 @@ public:
         }
     }
 
-    void write( TilePlane& picture, Dithering dithering, Passes& passes ) {
-        writePicture( picture, _picture, getPreview(), dithering, passes );
+    void write( TilePlane& picture, double pixelAspect, Dithering dithering, Passes& passes ) {
+        writePicture( picture, pixelAspect, _picture, getPreview(), dithering, passes );
     }
 
     /// The names come last, when nothing else can fail.
@@ -239,7 +242,7 @@ Report makePicture( const Options& options, const Scene& scene, std::ostream* te
     ManagedTiles store( settings, *workers );
     PassRunner runner( *workers, store.getPrefetchDepth(), passes );
     const auto picture = renderScene( scene, store, runner );
-    outputs.write( *picture, options.dithering, passes );
+    outputs.write( *picture, scene.pixelAspect, options.dithering, passes );
 
     Report report;
     report.options = options;

@@ -11,7 +11,8 @@ namespace Qv::Comp {
 /// Errors: Failure when the file can't be written.
 class ExrWriter {
 public:
-    ExrWriter( PendingFile& file, int width, int height, int tileSide );
+    /// `pixelAspect` is the width of a pixel over its height.
+    ExrWriter( PendingFile& file, int width, int height, double pixelAspect, int tileSide );
     ExrWriter( const ExrWriter& ) = delete;
     ExrWriter& operator=( const ExrWriter& ) = delete;
     ~ExrWriter();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <span>
 #include <vector>
@@ -11,32 +12,54 @@ struct Taps {
     int first;
     std::span<const float> weights;
 
-    /// The weight of the neighbour at `position`, one of those.
-    float at( int position ) const noexcept {
-        return weights[static_cast<std::size_t>( position - first )];
-    }
     /// One beyond the last.
     int getEnd() const noexcept { return first + static_cast<int>( weights.size() ); }
+    /// Those from `begin` up to, not including, `end`, which isn't less.
+    Taps within( int begin, int end ) const noexcept {
+        const int from = std::clamp( first, begin, end );
+        const int to = std::clamp( getEnd(), from, end );
+        return { from, from == to ? std::span<const float>()
+                                  : weights.subspan( static_cast<std::size_t>( from - first ),
+                                                     static_cast<std::size_t>( to - from ) ) };
+    }
 };
 
-/// For each position of a target line, the source positions that make it and their weights, which
-/// sum to 1.
+/// Where the pixels of a line lie along a line of the frame.
+struct AxisPlacement {
+    int sourceSize;
+    /// Frame pixels a source pixel.
+    double scale;
+    /// Where the first source pixel begins, in frame pixels; a whole number when the scale is 1.
+    double origin;
+
+    /// Each pixel is just one of the frame's.
+    bool isUntouched() const noexcept { return scale == 1.0; }
+};
+
+/// Which of the filter's weights are taken.
+enum class Lobes { ALL, POSITIVE };
+
+/// For each position of a line of the frame, the source positions that make it and their weights.
 class FilterTaps {
 public:
-    /// Source positions `sourceSize` many are scaled by `scale` (target over source) about the
-    /// centre of the line. The filter is the bicubic one of D. Mitchell and A. Netravali,
-    /// "Reconstruction Filters in Computer Graphics" (1988), with B = C = 1/3; when the line is
-    /// made smaller it is widened by as much, so that no detail aliases. At the line's ends the
-    /// neighbours that don't exist are left out.
-    FilterTaps( int sourceSize, int targetSize, double scale );
+    /// The filter is the bicubic one of D. Mitchell and A. Netravali, "Reconstruction Filters in
+    /// Computer Graphics" (1988), with B = C = 1/3; when the line is made smaller it is widened by
+    /// as much, so that no detail aliases. At the line's ends the neighbours that don't exist are
+    /// left out.
+    ///
+    /// The weights sum to the part of the target position that the line covers: 1 but at its ends
+    /// and beyond. A line that isn't scaled isn't filtered.
+    FilterTaps( const AxisPlacement& axis, int targetSize, Lobes lobes );
 
     Taps at( int target ) const noexcept;
     /// Target positions.
     int getSize() const noexcept { return static_cast<int>( _firsts.size() ); }
 
 private:
+    void add( const AxisPlacement& axis, int target, Lobes lobes );
+
     std::vector<int> _firsts;
-    std::vector<std::size_t> _offsets;
+    std::vector<std::size_t> _offsets{ 0 };
     std::vector<float> _weights;
 };
 

@@ -165,6 +165,14 @@ std::uint64_t getReadingMemory( const Imf::Header& header, const Layout& layout 
            QUARTER_CHUNK_COPIES * ( chunk / 4 + 1 ) + CHUNK_ENTRY_BYTES * layout.countChunks();
 }
 
+DisplayWindow getDisplay( const Imf::Header& header ) {
+    const Imath::Box2i& data = header.dataWindow();
+    const Imath::Box2i& display = header.displayWindow();
+    return { std::int64_t{ display.min.x } - data.min.x, std::int64_t{ display.min.y } - data.min.y,
+             std::int64_t{ display.max.x } - display.min.x + 1,
+             std::int64_t{ display.max.y } - display.min.y + 1 };
+}
+
 LayerInfo toInfo( const OsFilePath& path, const LayerStream& stream, const Imf::Header& header ) {
     const Imath::Box2i& window = header.dataWindow();
     const auto width = std::int64_t{ window.max.x } - window.min.x + 1;
@@ -188,6 +196,8 @@ LayerInfo toInfo( const OsFilePath& path, const LayerStream& stream, const Imf::
              static_cast<int>( width ),
              static_cast<int>( height ),
              hasChannel( channels, "A" ),
+             getDisplay( header ),
+             header.pixelAspectRatio(),
              stream.getId(),
              getReadingMemory( header, layout ) };
 }
@@ -409,6 +419,7 @@ private:
 
 void checkUnchanged( const LayerInfo& layer, const LayerInfo& now ) {
     if( now.width != layer.width || now.height != layer.height || now.hasAlpha != layer.hasAlpha ||
+        now.display != layer.display || now.pixelAspect != layer.pixelAspect ||
         now.readingMemory > layer.readingMemory ) {
         throw Failure( Tag::LAYER_CHANGED, layer.path.toString() );
     }

@@ -11,13 +11,26 @@
 
 namespace Qv::Comp {
 
+/// A display window, in pixels from the data window's upper left corner.
+struct DisplayWindow {
+    bool operator==( const DisplayWindow& ) const = default;
+
+    std::int64_t x;
+    std::int64_t y;
+    std::int64_t width;
+    std::int64_t height;
+};
+
 /// What the head of a layer's file tells.
 struct LayerInfo {
     OsFilePath path;
-    /// Of the data window, which is the layer; the display window isn't looked at.
+    /// Of the data window: the pixels that there are.
     int width;
     int height;
     bool hasAlpha;
+    DisplayWindow display;
+    /// Width over height of a pixel.
+    double pixelAspect;
     FileId file;
     /// Bytes of memory that reading it takes at most, beside the tiles of its plane.
     std::uint64_t readingMemory;

@@ -17,19 +17,19 @@ constexpr const char* FILE_NAME = "qvcomp.msg";
 
 /// As the file names them, in the order of Tag.
 constexpr std::array TAGS{
-    "usage",          "setting",      "wrongNumber",     "wrongSize",       "wrongWord",
-    "wrongBytes",     "wrongSeconds", "unknownOption",   "noValue",         "emptyValue",
-    "noSize",         "noOutput",     "noLayer",         "sameOutputs",     "outputIsLayer",
-    "wrongLevel",     "logIsOther",   "logUnopened",     "pathUntold",      "pathUnreached",
-    "noFileName",     "noMemory",     "littleMemory",    "noArena",         "noThreads",
-    "layerMissing",   "layerNoFile",  "layerForbidden",  "layerUnreadable", "layerEmpty",
-    "layerNoImage",   "layerDeep",    "layerHuge",       "layerMemory",     "layerAttribute",
-    "layerShort",     "layerDamaged", "layerSubsampled", "layerWindow",     "layerChannels",
-    "layerNotGrey",   "layerChanged", "cantWrite",       "cantReplace",     "scratch",
-    "scratchForeign", "scratchFull",  "jobNoFile",       "jobUnreadable",   "jobWrong",
-    "jobElement",     "jobAttribute", "jobText",         "jobFlag",         "jobNoLayerFile",
-    "jobUnheld",      "jobIsOutput",  "outputIsJob",     "outputUnwritten", "locked",
-    "cantLock",       "lockLost",     "interrupted",     "differs" };
+    "usage",          "setting",        "wrongNumber",  "wrongSize",       "wrongWord",
+    "wrongBytes",     "wrongSeconds",   "wrongRadius",  "unknownOption",   "noValue",
+    "emptyValue",     "noSize",         "noOutput",     "noLayer",         "sameOutputs",
+    "outputIsLayer",  "wrongLevel",     "logIsOther",   "logUnopened",     "pathUntold",
+    "pathUnreached",  "noFileName",     "noMemory",     "littleMemory",    "noArena",
+    "noThreads",      "layerMissing",   "layerNoFile",  "layerForbidden",  "layerUnreadable",
+    "layerEmpty",     "layerNoImage",   "layerDeep",    "layerHuge",       "layerMemory",
+    "layerAttribute", "layerShort",     "layerDamaged", "layerSubsampled", "layerWindow",
+    "layerChannels",  "layerNotGrey",   "layerChanged", "cantWrite",       "cantReplace",
+    "scratch",        "scratchForeign", "scratchFull",  "jobNoFile",       "jobUnreadable",
+    "jobWrong",       "jobElement",     "jobAttribute", "jobText",         "jobFlag",
+    "jobNoLayerFile", "jobUnheld",      "jobIsOutput",  "outputIsJob",     "outputUnwritten",
+    "locked",         "cantLock",       "lockLost",     "interrupted",     "differs" };
 static_assert( TAGS.size() == static_cast<std::size_t>( Tag::DIFFERS ) + 1 );
 
 std::vector<MsgSubscription>& getSubscriptions() {

@@ -21,6 +21,7 @@ enum class Tag {
     WRONG_WORD,
     WRONG_BYTES,
     WRONG_SECONDS,
+    WRONG_RADIUS,
     UNKNOWN_OPTION,
     NO_VALUE,
     EMPTY_VALUE,

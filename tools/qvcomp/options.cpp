@@ -61,18 +61,46 @@ std::uint64_t parseByteCount( const std::string& option, const std::string& text
     return *count << shift;
 }
 
-/// Seconds, such as 2 or 0.5.
-double parseSeconds( const std::string& option, const std::string& text ) {
-    constexpr double LEAST = 0.01;
-    constexpr double MOST = 86400;
-    double seconds = 0;
+/// Takes all of `text` as a number such as 2 or 0.5; nothing when it isn't one in those bounds.
+std::optional<double> toDecimal( std::string_view text, double least, double most ) {
+    double value = 0;
     const char* const end = text.data() + text.size();
-    const auto [rest, error] =
-        std::from_chars( text.data(), end, seconds, std::chars_format::fixed );
-    if( error != std::errc() || rest != end || !( seconds >= LEAST && seconds <= MOST ) ) {
+    const auto [rest, error] = std::from_chars( text.data(), end, value, std::chars_format::fixed );
+    if( error != std::errc() || rest != end || !( value >= least && value <= most ) ) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+double parseSeconds( const std::string& option, const std::string& text ) {
+    const std::optional<double> seconds = toDecimal( text, 0.01, 86400 );
+    if( !seconds ) {
         throw UsageFailure( Tag::WRONG_SECONDS, option, text );
     }
-    return seconds;
+    return *seconds;
+}
+
+/// `least` and `most` as they are shown.
+double parseDecimal( const std::string& option, const std::string& text, const char* least,
+                     const char* most ) {
+    const auto value = toDecimal( text, std::atof( least ), std::atof( most ) );
+    if( !value ) {
+        throw UsageFailure( Tag::WRONG_NUMBER, option, least, most, text );
+    }
+    return *value;
+}
+
+/// Pixels, or with "%" a part of the frame's width.
+GlowRadius parseGlowRadius( const std::string& option, const std::string& text ) {
+    const bool isPercentage = text.ends_with( '%' );
+    const std::string_view number =
+        std::string_view( text ).substr( 0, text.size() - isPercentage );
+    const auto value =
+        isPercentage ? toDecimal( number, 0.01, 100 ) : toDecimal( number, 0.1, MAX_SIDE );
+    if( !value ) {
+        throw UsageFailure( Tag::WRONG_RADIUS, option, MAX_SIDE, text );
+    }
+    return { *value, isPercentage };
 }
 
 std::string expand( const std::string& text ) {
@@ -128,7 +156,12 @@ T parseWord( const std::string& option, const std::string& text,
     const auto word =
         std::find_if( words.begin(), words.end(), [&]( auto& w ) { return w.text == text; } );
     if( word == words.end() ) {
-        throw UsageFailure( Tag::WRONG_WORD, option, words[0].text, words[1].text, text );
+        std::string choices;
+        for( const Word<T>& choice : words ) {
+            choices += &choice == &words.front() ? "" : &choice == &words.back() ? " or " : ", ";
+            choices += choice.text;
+        }
+        throw UsageFailure( Tag::WRONG_WORD, option, choices, text );
     }
     return word->value;
 }
@@ -143,6 +176,10 @@ constexpr std::array<Word<Dithering>, 2> DITHERINGS{
     { { "position", Dithering::POSITION }, { "none", Dithering::NONE } } };
 constexpr std::array<Word<ReportForm>, 2> REPORTS{
     { { "text", ReportForm::TEXT }, { "json", ReportForm::JSON } } };
+constexpr std::array<Word<Fit>, 3> FITS{
+    { { "cover", Fit::COVER }, { "contain", Fit::CONTAIN }, { "none", Fit::NONE } } };
+constexpr std::array<Word<Mattes>, 2> MATTES{
+    { { "soft", Mattes::SOFT }, { "none", Mattes::NONE } } };
 
 template <class T, std::size_t N>
 const char* findText( T value, const std::array<Word<T>, N>& words ) {
@@ -187,9 +224,16 @@ constexpr bool isAboutJobs( std::string_view name ) {
     return name == JOB_OPTION || name == WRITE_JOB_OPTION;
 }
 
-constexpr std::array<ValueOption, 19> VALUE_OPTIONS{ {
+constexpr std::array<ValueOption, 24> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
     { "-o", []( Options& o, Text, Text v ) { o.output = toFile( v ); } },
+    { "--fit", []( Options& o, Text n, Text v ) { o.fit = parseWord( n, v, FITS ); } },
+    { "--pixel-aspect",
+      []( Options& o, Text n, Text v ) { o.pixelAspect = parseDecimal( n, v, "0.01", "100" ); } },
+    { "--matte", []( Options& o, Text n, Text v ) { o.mattes = parseWord( n, v, MATTES ); } },
+    { "--glow", []( Options& o, Text n, Text v ) { o.glow = parseDecimal( n, v, "0", "100" ); } },
+    { "--glow-radius",
+      []( Options& o, Text n, Text v ) { o.glowRadius = parseGlowRadius( n, v ); } },
     { "--memory", []( Options& o, Text n, Text v ) { o.memory = parseByteCount( n, v ); } },
     { "--tile", []( Options& o, Text n,
                     Text v ) { o.tileSide = parseInt( n, v, MIN_TILE_SIDE, MAX_TILE_SIDE ); } },
@@ -527,6 +571,16 @@ held in tiles; those that the memory limit has no room for wait on the disk.
 
   --size WxH            size of the frame in pixels
   -o FILE               the picture to write
+  --fit cover|contain|none
+                        scale each layer evenly until it covers the frame, or until all of it is in
+                        the frame, or place it at the upper left as it is; cover by default
+  --pixel-aspect A      width over height of the frame's pixels; 1 by default
+  --matte soft|none     what a layer without alpha gets: a soft matte, or none, so that it is
+                        opaque; soft by default
+  --glow F              the part of the bright light that the glow adds; 0 for no glow, 0.35 by
+                        default
+  --glow-radius R       standard deviation of the glow in pixels, or with % of the frame's width;
+                        2% by default
   --preview FILE        also write a tone-mapped PNG picture
   --dither position|none
                         how its colours become bytes: by a fine pattern, so that slopes show no

@@ -24,11 +24,29 @@ enum class Strategy { LRU, RANDOM };
 enum class Policy { RELAXED, STRICT };
 enum class Manager { HEAP, ARENA };
 enum class ReportForm { TEXT, JSON };
+/// How a layer's display window comes into the frame.
+enum class Fit { COVER, CONTAIN, NONE };
+/// What a layer without alpha gets in its place.
+enum class Mattes { SOFT, NONE };
+
+/// The glow's standard deviation.
+struct GlowRadius {
+    /// In pixels, or in percent of the frame's width.
+    double value = 2.0;
+    bool isPercentage = true;
+};
 
 /// What the command line asks for.
 struct Options {
     int width = 0;
     int height = 0;
+    /// Width over height of the frame's pixels.
+    double pixelAspect = 1.0;
+    Fit fit = Fit::COVER;
+    Mattes mattes = Mattes::SOFT;
+    /// The part of the bright light that the glow adds; 0 for none.
+    double glow = 0.35;
+    GlowRadius glowRadius;
     OsFilePath output;
     OsFilePath preview;
     /// Of the preview.

@@ -14,9 +14,11 @@ inline constexpr int FILE_TILE_SIDE = 256;
 /// Writes `picture` as an OpenEXR image of half-float tiles, and, when `preview` isn't null, as a
 /// PNG picture over black: tone-mapped, 8 bits a channel, dithered or not, sRGB.
 ///
+/// `pixelAspect` is the width of a pixel over its height, which the OpenEXR image names.
+///
 /// Memory: one tile of the file, and one row of such tiles at 3 bytes a pixel for the preview.
 /// Errors: Failure when a file can't be written.
-void writePicture( TilePlane& picture, PendingFile& output, PendingFile* preview,
-                   Dithering dithering, Passes& passes );
+void writePicture( TilePlane& picture, double pixelAspect, PendingFile& output,
+                   PendingFile* preview, Dithering dithering, Passes& passes );
 
 } // namespace Qv::Comp

@@ -2,6 +2,7 @@
 
 #include <tools/qvcomp/composite.h>
 #include <tools/qvcomp/glow.h>
+#include <tools/qvcomp/placement.h>
 #include <tools/qvcomp/resample.h>
 
 namespace Qv::Comp {
@@ -9,7 +10,7 @@ namespace Qv::Comp {
 namespace {
 
 std::optional<Matte> makeMatte( const Scene& scene, std::size_t layer ) {
-    if( scene.layers[layer].hasAlpha ) {
+    if( scene.layers[layer].hasAlpha || scene.mattes == Mattes::NONE ) {
         return std::nullopt;
     }
     return Matte( static_cast<int>( layer ), static_cast<int>( scene.layers.size() ), scene.width,
@@ -19,62 +20,90 @@ std::optional<Matte> makeMatte( const Scene& scene, std::size_t layer ) {
 std::unique_ptr<TilePlane> renderLayer( const Scene& scene, std::size_t layer, TileStore& store,
                                         PassRunner& runner ) {
     const LayerInfo& info = scene.layers[layer];
-    const auto source = readLayer( info, store, runner.getPasses() );
+    auto source = readLayer( info, store, runner.getPasses() );
     return Resampling( runner, store, makeMatte( scene, layer ) )
-        .run( *source, info.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString(), scene.width,
-              scene.height );
+        .run( std::move( source ), info.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString(),
+              placeLayer( info, scene ), scene.width, scene.height );
+}
+
+double getGlowSigma( const Scene& scene ) noexcept {
+    return getGlowSigma( scene.glowRadius, scene.width );
 }
 
 } // namespace
 
 std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) noexcept {
-    const std::size_t frame = countTiles( scene.width, scene.height, tileSide );
+    const auto count = [&]( int width, int height ) {
+        return countTiles( width, height, tileSide );
+    };
+    const std::size_t frame = count( scene.width, scene.height );
     const std::size_t atWork = std::min( frame, static_cast<std::size_t>( threads ) );
     std::size_t done = 0;
-    std::size_t most = 2 * frame + atWork; // the glow: each picture's tile replaces one
+    std::size_t most = 0;
     for( const LayerInfo& layer : scene.layers ) {
-        const std::size_t source = countTiles( layer.width, layer.height, tileSide );
-        const std::size_t widened = countTiles( scene.width, layer.height, tileSide );
-        most = std::max( most, done + source + widened + frame );
+        const std::size_t source = count( layer.width, layer.height );
+        // The sharp, the soft and the dark ones.
+        const std::size_t widened = 3 * count( scene.width, layer.height );
+        most = std::max(
+            { most, done + source + widened, done + widened + frame, done + source + frame } );
         done += frame;
     }
-    return std::max( most, done + atWork ); // each composite tile replaces those of the layers
+    most = std::max( most, done + atWork ); // each composite tile replaces those of the layers
+    const std::size_t glow =
+        scene.glow > 0.0
+            ? count( countGlowColumns( getGlowSigma( scene ), scene.width ), scene.height )
+            : 0;
+    return std::max( most, frame + 2 * glow );
 }
 
 std::vector<double> getPhaseWeights( const Scene& scene, int threads ) {
     // Nanoseconds a pixel, or a pixel and one that it is made of, as measured on one machine.
     constexpr double READING = 130.0;
-    constexpr double RESAMPLING = 40.0;
+    constexpr double PLACING = 20.0;
+    constexpr double RESAMPLING = 10.0;
     constexpr double BICUBIC_TAPS = 4.0;
     constexpr double COMPOSITING = 20.0;
-    constexpr double BLURRING = 3.5;
+    constexpr double BLURRING = 20.0;
     const double width = scene.width;
     const double frame = width * scene.height / threads;
     std::vector<double> weights;
-    for( const LayerInfo& layer : scene.layers ) {
-        const double scale = getCoverScale( layer.width, layer.height, scene.width, scene.height );
-        const double resampling = RESAMPLING * BICUBIC_TAPS * std::max( 1.0, 1.0 / scale );
+    for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
+        const LayerInfo& layer = scene.layers[i];
+        const Placement placement = placeLayer( layer, scene );
         weights.push_back( READING * layer.width * layer.height );
-        weights.push_back( resampling * width * layer.height / threads );
-        weights.push_back( resampling * frame );
+        switch( Resampling::countPasses( placement, scene.width, scene.height,
+                                         makeMatte( scene, i ).has_value() ) ) {
+        case 0:
+            break;
+        case 1:
+            weights.push_back( PLACING * frame );
+            break;
+        default:
+            const auto getTaps = [&]( const AxisPlacement& axis ) {
+                return RESAMPLING * BICUBIC_TAPS * std::max( 1.0, 1.0 / axis.scale );
+            };
+            weights.push_back( getTaps( placement.x ) * width * layer.height / threads );
+            weights.push_back( getTaps( placement.y ) * frame );
+        }
     }
     weights.push_back( COMPOSITING * frame * static_cast<double>( scene.layers.size() ) );
-    const auto neighbours =
-        static_cast<double>( makeGaussian( getGlowSigma( scene.width ) ).size() );
-    weights.insert( weights.end(), 2, BLURRING * neighbours * frame );
+    weights.insert( weights.end(), scene.glow > 0.0 ? GLOW_PASSES : 0, BLURRING * frame );
     return weights;
 }
 
 std::unique_ptr<TilePlane> renderScene( const Scene& scene, TileStore& store, PassRunner& runner ) {
-    std::unique_ptr<TilePlane> composite;
+    std::unique_ptr<TilePlane> picture;
     {
         std::vector<std::unique_ptr<TilePlane>> layers;
         for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
             layers.push_back( renderLayer( scene, i, store, runner ) );
         }
-        composite = compositeLayers( runner, store, layers );
+        picture = compositeLayers( runner, store, layers );
     }
-    return addGlow( runner, store, *composite );
+    if( scene.glow > 0.0 ) {
+        addGlow( runner, store, *picture, scene.glow, getGlowSigma( scene ) );
+    }
+    return picture;
 }
 
 } // namespace Qv::Comp

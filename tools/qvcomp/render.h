@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tools/qvcomp/layerFile.h>
+#include <tools/qvcomp/options.h>
 #include <tools/qvcomp/tilePass.h>
 
 namespace Qv::Comp {
@@ -10,6 +11,13 @@ struct Scene {
     int width;
     int height;
     std::vector<LayerInfo> layers;
+    /// Width over height of the frame's pixels.
+    double pixelAspect = 1.0;
+    Fit fit = Fit::COVER;
+    Mattes mattes = Mattes::SOFT;
+    /// The part of the bright light that the glow adds; 0 for none.
+    double glow = 0.0;
+    GlowRadius glowRadius = {};
 };
 
 /// The most tiles that rendering needs at one time if none is put away.
@@ -19,7 +27,7 @@ std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) n
 /// threads at work at a time; only their proportions count.
 std::vector<double> getPhaseWeights( const Scene& scene, int threads );
 
-/// Reads and resamples the layers, composites them and adds the glow.
+/// Reads the layers and puts them into the frame, composites them and adds the glow.
 ///
 /// Result: the same bit for bit whatever the store, the tiles' side and the number of threads.
 std::unique_ptr<TilePlane> renderScene( const Scene& scene, TileStore& store, PassRunner& runner );

@@ -4,97 +4,139 @@
 #include <tools/qvcomp/pixelMath.h>
 #include <tools/qvcomp/tileSum.h>
 
+#include <cmath>
+
 namespace Qv::Comp {
 
 namespace {
 
-/// Which of the filter's weights are at work: those above zero come first.
-enum class Lobe { POSITIVE, NEGATIVE };
+/// Light that is so little below zero makes no ring; the noise of a dark plate stays as it is.
+constexpr float NEGLIGIBLE = 1.0F / 256.0F;
+/// The result is no less than this part of what the positive weights alone make.
+constexpr float LEAST_PART = 0.5F;
 
-/// Beside a lamp or the sun a negative weight would make a black ring. Under one, a neighbour
-/// therefore counts as at most so many times as bright as the pixel is from its positive weights.
-constexpr float RING_LIMIT = 2.0F;
-
-/// Adds to each of `count` floats its neighbour in `source`, weighted.
-void addNeighbours( float* __restrict target, const float* __restrict source, float weight,
-                    std::size_t count ) noexcept {
-    if( weight >= 0.0F ) {
-        addWeighted( target, source, weight, count );
-        return;
-    }
-    for( std::size_t i = 0; i < count; ++i ) {
-        target[i] += weight * std::min( source[i], RING_LIMIT * target[i] );
+/// Of a pixel what isn't dark.
+void getLight( float* light, const float* pixel ) noexcept {
+    for( int c = 0; c < CHANNELS; ++c ) {
+        light[c] = std::max( pixel[c], -NEGLIGIBLE );
     }
 }
 
-bool belongsTo( float weight, Lobe lobe ) noexcept {
-    return ( weight < 0.0F ) == ( lobe == Lobe::NEGATIVE );
-}
-
-/// Adds to `target` what the lines of `source` contribute to its pixels.
-void addLines( const TileWriter& target, const TileReader& source, const FilterTaps& filter,
-               Lobe lobe ) noexcept {
-    const PixelArea& to = target.getArea();
-    const PixelArea& from = source.getArea();
-    for( int x = to.x0; x < to.x1; ++x ) {
-        const Taps taps = filter.at( x );
-        const int end = std::min( taps.getEnd(), from.x1 );
-        for( int k = std::max( taps.first, from.x0 ); k < end; ++k ) {
-            const float weight = taps.at( k );
-            for( int y = to.y0; belongsTo( weight, lobe ) && y < to.y1; ++y ) {
-                addNeighbours( target.at( x, y ), source.at( k, y ), weight, CHANNELS );
-            }
-        }
+/// Of a pixel what it has below zero, if that isn't negligible. Whether there is any.
+bool getDark( float* dark, const float* pixel ) noexcept {
+    bool isThere = false;
+    for( int c = 0; c < CHANNELS; ++c ) {
+        dark[c] = std::min( pixel[c] + NEGLIGIBLE, 0.0F );
+        isThere |= dark[c] != 0.0F;
     }
+    return isThere;
 }
 
-/// Adds to `target` what the columns of `source` contribute to its pixels.
-void addColumns( const TileWriter& target, const TileReader& source, const FilterTaps& filter,
-                 Lobe lobe ) noexcept {
-    const PixelArea& to = target.getArea();
-    const PixelArea& from = source.getArea();
-    for( int y = to.y0; y < to.y1; ++y ) {
-        const Taps taps = filter.at( y );
-        const int end = std::min( taps.getEnd(), from.y1 );
-        for( int k = std::max( taps.first, from.y0 ); k < end; ++k ) {
-            if( belongsTo( taps.at( k ), lobe ) ) {
-                addNeighbours( target.at( to.x0, y ), source.at( to.x0, k ), taps.at( k ),
-                               toFloats( to.getWidth() ) );
-            }
-        }
-    }
-}
-
-/// The bicubic filter overshoots at hard edges: light below zero and alpha outside of 0 to 1 are
-/// cut off. Then comes the matte.
-void finishPixels( const TileWriter& tile, const std::optional<Matte>& matte ) {
+/// Applies `change( pixel, x, y )` to all pixels of the tile.
+template <class Change>
+void changePixels( const TileWriter& tile, const Change& change ) {
     const PixelArea& area = tile.getArea();
     for( int y = area.y0; y < area.y1; ++y ) {
         float* pixel = tile.at( area.x0, y );
         for( int x = area.x0; x < area.x1; ++x, pixel += CHANNELS ) {
-            const float factor = matte ? matte->at( x, y ) : 1.0F;
-            for( int c = 0; c < 3; ++c ) {
-                pixel[c] = std::max( pixel[c], 0.0F ) * factor;
-            }
-            pixel[3] = std::clamp( pixel[3], 0.0F, 1.0F ) * factor;
+            change( pixel, x, y );
         }
     }
 }
 
-/// Makes one tile of `target`: `add( tile, input, lobe )` for all inputs under the positive
-/// weights, then for all under the negative ones.
-template <class Add, class Complete>
-void resampleTile( TilePlane& target, TilePos pos, const std::vector<TileRef>& inputs,
-                   const Add& add, const Complete& complete ) {
-    sumTile(
-        target, pos, inputs,
-        [&]( auto& tile, const auto& input ) { add( tile, input, Lobe::POSITIVE ); },
-        [&]( auto& tile ) {
-            for( const TileRef& input : inputs ) {
-                add( tile, input.plane->read( input.pos ), Lobe::NEGATIVE );
+void applyMatte( const TileWriter& tile, const std::optional<Matte>& matte ) {
+    if( matte ) {
+        changePixels( tile, [&]( float* pixel, int x, int y ) {
+            const float factor = matte->at( x, y );
+            for( int c = 0; c < CHANNELS; ++c ) {
+                pixel[c] *= factor;
             }
-            complete( tile );
         } );
+    }
+}
+
+/// Copies what `source`, moved by `left` and `top`, has for `target`.
+void copyMoved( const TileWriter& target, const TileReader& source, int left, int top ) noexcept {
+    const PixelArea& to = target.getArea();
+    const PixelArea& from = source.getArea();
+    const int x0 = std::max( to.x0, from.x0 + left );
+    const int x1 = std::min( to.x1, from.x1 + left );
+    const int y1 = std::min( to.y1, from.y1 + top );
+    for( int y = std::max( to.y0, from.y0 + top ); x0 < x1 && y < y1; ++y ) {
+        std::copy_n( source.at( x0 - left, y - top ), toFloats( x1 - x0 ), target.at( x0, y ) );
+    }
+}
+
+/// The pixel of the source that lies at the frame's first one; beyond that, the same from any
+/// place.
+int getShift( const AxisPlacement& axis, int frameSize ) noexcept {
+    return static_cast<int>( std::clamp<double>( axis.origin, -axis.sourceSize, frameSize ) );
+}
+
+/// Whether a line of the image is a line of the frame, with nothing left.
+bool fills( const AxisPlacement& axis, int frameSize ) noexcept {
+    return axis.isUntouched() && axis.origin == 0.0 && axis.sourceSize == frameSize;
+}
+
+} // namespace
+
+/// An image as wide as the frame.
+struct Resampling::Widened {
+    /// Its light by all weights, and by the positive ones alone.
+    std::unique_ptr<TilePlane> sharp;
+    std::unique_ptr<TilePlane> soft;
+    /// What is below zero, by the positive weights, in the tiles where there is any; the others
+    /// aren't written.
+    std::unique_ptr<TilePlane> dark;
+    /// Of each tile, row by row. Each is set by the thread that writes the tile.
+    std::vector<char> areDark;
+
+    std::size_t toIndex( TilePos pos ) const noexcept {
+        return static_cast<std::size_t>( pos.row ) *
+                   static_cast<std::size_t>( dark->getColumns() ) +
+               static_cast<std::size_t>( pos.column );
+    }
+};
+
+namespace {
+
+/// Keeps each pixel of the tile from being less than a part of its soft one. Those are made some
+/// lines at a time, since there is no room for another tile.
+void limitRings( const TileWriter& tile, TilePlane& soft, const std::vector<TileRef>& inputs,
+                 const FilterTaps& filter ) {
+    constexpr int LINES = 8;
+    const PixelArea& area = tile.getArea();
+    const std::size_t lineFloats = tile.getLineFloats();
+    const std::shared_ptr<float> pixels( new float[LINES * lineFloats],
+                                         std::default_delete<float[]>() );
+    std::optional<TileReader> reader;
+    const TileRef* read = nullptr;
+    for( int y = area.y0; y < area.y1; y += LINES ) {
+        const TileWriter lines( { area.x0, y, area.x1, std::min( y + LINES, area.y1 ) },
+                                soft.getTileSide(), pixels );
+        clear( lines );
+        for( const TileRef& input : inputs ) {
+            const PixelArea from = soft.getArea( input.pos );
+            if( filter.at( y ).first >= from.y1 ||
+                filter.at( lines.getArea().y1 - 1 ).getEnd() <= from.y0 ) {
+                continue;
+            }
+            if( read != &input ) {
+                reader.reset();
+                reader.emplace( soft.read( input.pos ) );
+                read = &input;
+            }
+            addDown( lines, *reader, filter );
+        }
+        changePixels( lines, [&]( const float* pixel, int x, int line ) {
+            float* limited = tile.at( x, line );
+            for( int c = 0; c < CHANNELS; ++c ) {
+                limited[c] =
+                    std::max( limited[c], pixel[c] - ( 1.0F - LEAST_PART ) * std::abs( pixel[c] ) );
+            }
+            limited[3] = std::min( limited[3], 1.0F );
+        } );
+    }
 }
 
 } // namespace
@@ -104,53 +146,117 @@ Resampling::Resampling( PassRunner& runner, TileStore& store, std::optional<Matt
     , _store( store )
     , _matte( matte ) {}
 
-std::unique_ptr<TilePlane> Resampling::run( TilePlane& source, const std::string& name, int width,
-                                            int height ) {
-    const double scale = getCoverScale( source.getWidth(), source.getHeight(), width, height );
-    const auto widened = runAcross( source, name, FilterTaps( source.getWidth(), width, scale ) );
-    return runDown( *widened, name, FilterTaps( source.getHeight(), height, scale ) );
+int Resampling::countPasses( const Placement& placement, int width, int height,
+                             bool hasMatte ) noexcept {
+    if( !placement.isUntouched() ) {
+        return 2;
+    }
+    return hasMatte || !fills( placement.x, width ) || !fills( placement.y, height ) ? 1 : 0;
 }
 
-std::unique_ptr<TilePlane> Resampling::runAcross( TilePlane& source, const std::string& name,
-                                                  const FilterTaps& filter ) {
-    auto result = _store.createPlane( name + " widened", filter.getSize(), source.getHeight() );
+std::unique_ptr<TilePlane> Resampling::run( std::unique_ptr<TilePlane> source,
+                                            const std::string& name, const Placement& placement,
+                                            int width, int height ) {
+    switch( countPasses( placement, width, height, _matte.has_value() ) ) {
+    case 0:
+        return source;
+    case 1:
+        return place( *source, name, placement, width, height );
+    default:
+        const Widened widened = runAcross( *source, name, placement.x, width );
+        source.reset();
+        return runDown( widened, name, placement.y, height );
+    }
+}
+
+std::unique_ptr<TilePlane> Resampling::place( TilePlane& source, const std::string& name,
+                                              const Placement& placement, int width, int height ) {
+    auto result = _store.createPlane( name, width, height );
+    const int left = getShift( placement.x, width );
+    const int top = getShift( placement.y, height );
     const auto getInputs = [&]( TilePos pos ) {
         const PixelArea area = result->getArea( pos );
-        return listRowInputs( source, pos.row, filter.at( area.x0 ).first,
-                              filter.at( area.x1 - 1 ).getEnd() - 1 );
+        return listAreaInputs( source,
+                               { area.x0 - left, area.y0 - top, area.x1 - left, area.y1 - top } );
     };
-    const auto add = [&]( auto& to, const auto& from, Lobe lobe ) {
-        addLines( to, from, filter, lobe );
-    };
-    _runner.run(
-        { "Resampling " + name + " across", orderByRows( *result ), getInputs, [&]( TilePos pos ) {
-             resampleTile( *result, pos, getInputs( pos ), add, []( auto& ) {} );
-         } } );
+    _runner.run( { "Placing " + name, orderByRows( *result ), getInputs, [&]( TilePos pos ) {
+                      sumTile(
+                          *result, pos, getInputs( pos ),
+                          [&]( auto& to, const auto& from ) { copyMoved( to, from, left, top ); },
+                          [&]( auto& tile ) { applyMatte( tile, _matte ); } );
+                  } } );
     return result;
 }
 
-std::unique_ptr<TilePlane> Resampling::runDown( TilePlane& source, const std::string& name,
-                                                const FilterTaps& filter ) {
-    auto result = _store.createPlane( name, source.getWidth(), filter.getSize() );
-    const auto getInputs = [&]( TilePos pos ) {
-        const PixelArea area = result->getArea( pos );
-        return listColumnInputs( source, pos.column, filter.at( area.y0 ).first,
-                                 filter.at( area.y1 - 1 ).getEnd() - 1 );
+Resampling::Widened Resampling::runAcross( TilePlane& source, const std::string& name,
+                                           const AxisPlacement& axis, int width ) {
+    const auto createPlane = [&]( const char* kind ) {
+        return _store.createPlane( name + kind, width, source.getHeight() );
     };
-    const auto add = [&]( auto& to, const auto& from, Lobe lobe ) {
-        addColumns( to, from, filter, lobe );
+    Widened result{ createPlane( " sharp" ), createPlane( " soft" ), createPlane( " dark" ), {} };
+    result.areDark.resize( result.dark->getTileCount() );
+    const FilterTaps sharpFilter( axis, width, Lobes::ALL );
+    const FilterTaps softFilter( axis, width, Lobes::POSITIVE );
+    const auto getInputs = [&]( TilePos pos ) {
+        const PixelArea area = result.sharp->getArea( pos );
+        return listRowInputs( source, pos.row, sharpFilter.at( area.x0 ).first,
+                              sharpFilter.at( area.x1 - 1 ).getEnd() - 1 );
+    };
+    const auto filter = [&]( TilePlane& plane, TilePos pos, const FilterTaps& taps,
+                             const auto& convert ) {
+        sumTile(
+            plane, pos, getInputs( pos ),
+            [&]( auto& to, const auto& from ) { addAcross( to, from, taps, convert ); },
+            []( auto& ) {} );
+    };
+    const auto work = [&]( TilePos pos ) {
+        bool isDark = false;
+        filter( *result.sharp, pos, sharpFilter, [&]( float* to, const float* from ) {
+            getLight( to, from );
+            isDark |= !std::equal( from, from + CHANNELS, to );
+            return true;
+        } );
+        filter( *result.soft, pos, softFilter, []( float* to, const float* from ) {
+            getLight( to, from );
+            return true;
+        } );
+        if( isDark ) {
+            result.areDark[result.toIndex( pos )] = 1;
+            filter( *result.dark, pos, softFilter, getDark );
+        }
     };
     _runner.run(
-        { "Resampling " + name + " down", orderByColumns( *result ), getInputs, [&]( TilePos pos ) {
-             resampleTile( *result, pos, getInputs( pos ), add,
-                           [&]( auto& tile ) { finishPixels( tile, _matte ); } );
-         } } );
+        { "Resampling " + name + " across", orderByRows( *result.sharp ), getInputs, work } );
     return result;
 }
 
-double getCoverScale( int sourceWidth, int sourceHeight, int width, int height ) noexcept {
-    return std::max( static_cast<double>( width ) / sourceWidth,
-                     static_cast<double>( height ) / sourceHeight );
+std::unique_ptr<TilePlane> Resampling::runDown( const Widened& source, const std::string& name,
+                                                const AxisPlacement& axis, int height ) {
+    auto result = _store.createPlane( name, source.sharp->getWidth(), height );
+    const FilterTaps sharpFilter( axis, height, Lobes::ALL );
+    const FilterTaps softFilter( axis, height, Lobes::POSITIVE );
+    const auto getInputs = [&]( TilePos pos ) {
+        const PixelArea area = result->getArea( pos );
+        return listColumnInputs( *source.sharp, pos.column, sharpFilter.at( area.y0 ).first,
+                                 sharpFilter.at( area.y1 - 1 ).getEnd() - 1 );
+    };
+    const auto work = [&]( TilePos pos ) {
+        const std::vector<TileRef> inputs = getInputs( pos );
+        const auto complete = [&]( const TileWriter& tile ) {
+            limitRings( tile, *source.soft, inputs, softFilter );
+            for( const TileRef& input : inputs ) {
+                if( source.areDark[source.toIndex( input.pos )] != 0 ) {
+                    addDown( tile, source.dark->read( input.pos ), softFilter );
+                }
+            }
+            applyMatte( tile, _matte );
+        };
+        sumTile(
+            *result, pos, inputs,
+            [&]( auto& to, const auto& from ) { addDown( to, from, sharpFilter ); }, complete );
+    };
+    _runner.run( { "Resampling " + name + " down", orderByColumns( *result ), getInputs, work } );
+    return result;
 }
 
 } // namespace Qv::Comp

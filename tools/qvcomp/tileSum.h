@@ -1,16 +1,22 @@
 #pragma once
 
+#include <tools/qvcomp/filterTaps.h>
 #include <tools/qvcomp/pixelMath.h>
 
 #include <vector>
 
 namespace Qv::Comp {
 
-/// The tiles of row `row` of `source` that hold the pixel columns `first` to `last`, left to right.
+/// The tiles of row `row` of `source` that hold the pixel columns `first` to `last`, left to right;
+/// none where the last comes before the first.
 std::vector<TileRef> listRowInputs( TilePlane& source, int row, int first, int last );
 
-/// The tiles of column `column` of `source` that hold the pixel rows `first` to `last`, downwards.
+/// The tiles of column `column` of `source` that hold the pixel rows `first` to `last`, downwards;
+/// none where the last comes before the first.
 std::vector<TileRef> listColumnInputs( TilePlane& source, int column, int first, int last );
+
+/// The tiles of `source` that hold pixels of `area`, which may reach beyond it, row by row.
+std::vector<TileRef> listAreaInputs( TilePlane& source, const PixelArea& area );
 
 /// Writes one tile of `target`: zeros, then `add( tile, input )` for each input in order, then
 /// `complete( tile )`. Has access to one input at a time, and to none during `complete`.
@@ -26,6 +32,76 @@ void sumTile( TilePlane& target, TilePos pos, const std::vector<TileRef>& inputs
         complete( tile );
     }
     target.finish( pos );
+}
+
+/// Adds to each pixel of `target` its neighbours in the lines of `source`, as far as that tile
+/// holds them, with the weights of `filter.at( x )`, whose places never go back from one `x` to the
+/// next.
+///
+/// `convert( to, from )` makes of a source pixel the one that is added, and returns whether there
+/// is anything to add.
+template <class Filter, class Convert>
+void addAcross( const TileWriter& target, const TileReader& source, const Filter& filter,
+                const Convert& convert ) {
+    // Lines side by side, so that their sums don't wait for each other.
+    constexpr int LINES = 4;
+    constexpr std::size_t FLOATS = toFloats( LINES );
+    const PixelArea& to = target.getArea();
+    const int first = std::max( filter.at( to.x0 ).first, source.getArea().x0 );
+    const int end = std::min( filter.at( to.x1 - 1 ).getEnd(), source.getArea().x1 );
+    if( first >= end ) {
+        return;
+    }
+    std::vector<float> pixels( static_cast<std::size_t>( end - first ) * FLOATS );
+    for( int y = to.y0; y < to.y1; y += LINES ) {
+        const int lines = std::min( LINES, to.y1 - y );
+        bool isWanted = false;
+        for( int line = 0; line < lines; ++line ) {
+            const float* from = source.at( first, y + line );
+            float* converted = &pixels[toFloats( line )];
+            for( int k = first; k < end; ++k, from += CHANNELS, converted += FLOATS ) {
+                isWanted |= convert( converted, from );
+            }
+        }
+        for( int x = to.x0; isWanted && x < to.x1; ++x ) {
+            const Taps taps = filter.at( x ).within( first, end );
+            std::array<float, FLOATS> sums{};
+            for( int line = 0; line < lines; ++line ) {
+                std::copy_n( target.at( x, y + line ), CHANNELS, &sums[toFloats( line )] );
+            }
+            addLinesWeighted<FLOATS>( sums.data(),
+                                      pixels.data() +
+                                          static_cast<std::size_t>( taps.first - first ) * FLOATS,
+                                      FLOATS, taps.weights );
+            for( int line = 0; line < lines; ++line ) {
+                std::copy_n( &sums[toFloats( line )], CHANNELS, target.at( x, y + line ) );
+            }
+        }
+    }
+}
+
+/// The same for the columns of `source`, whose pixels are added as they are.
+template <class Filter>
+void addDown( const TileWriter& target, const TileReader& source, const Filter& filter ) {
+    // Pixels whose sums fit into the registers of every processor.
+    constexpr int BLOCK = 8;
+    const PixelArea& to = target.getArea();
+    const PixelArea& from = source.getArea();
+    for( int y = to.y0; y < to.y1; ++y ) {
+        const Taps taps = filter.at( y ).within( from.y0, from.y1 );
+        if( taps.weights.empty() ) {
+            continue;
+        }
+        int x = to.x0;
+        for( ; x + BLOCK <= to.x1; x += BLOCK ) {
+            addLinesWeighted<toFloats( BLOCK )>( target.at( x, y ), source.at( x, taps.first ),
+                                                 source.getLineFloats(), taps.weights );
+        }
+        for( ; x < to.x1; ++x ) {
+            addLinesWeighted<CHANNELS>( target.at( x, y ), source.at( x, taps.first ),
+                                        source.getLineFloats(), taps.weights );
+        }
+    }
 }
 
 } // namespace Qv::Comp
