@@ -255,7 +255,15 @@ std::unique_ptr<TilePlane> Resampling::runDown( const Widened& source, const std
             *result, pos, inputs,
             [&]( auto& to, const auto& from ) { addDown( to, from, sharpFilter ); }, complete );
     };
-    _runner.run( { "Resampling " + name + " down", orderByColumns( *result ), getInputs, work } );
+    const auto getAllInputs = [&]( TilePos pos ) {
+        std::vector<TileRef> inputs = getInputs( pos );
+        for( std::size_t i = 0, count = inputs.size(); i < count; ++i ) {
+            inputs.push_back( { source.soft.get(), inputs[i].pos } );
+        }
+        return inputs;
+    };
+    _runner.run(
+        { "Resampling " + name + " down", orderByColumns( *result ), getAllInputs, work } );
     return result;
 }
 
