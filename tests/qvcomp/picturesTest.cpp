@@ -140,7 +140,10 @@ TEST_F( QvcompRunTest, APlateThatNeedsNothingKeepsItsPixels ) {
     image.display = { 5, 5, 200, 120 };
     image.pixelAspect = 2.0F;
     writeImage( _layers[0], image );
-    run( { "--fit", "none", "--matte=none", "--pixel-aspect", "2", "--glow", "0", "--verify" } );
+    const std::string report = run(
+        { "--fit", "none", "--matte=none", "--pixel-aspect", "2", "--glow", "0", "--verify" } );
+    EXPECT_EQ( getNumber( report, "bytesWritten" ), 0U );
+    EXPECT_LE( getNumber( report, "peakTileBytes" ), getNumber( report, "workingSetBytes" ) );
     const std::vector<TestPixel> pixels = readImage( getOutput() );
     for( int i = 0; i < 200 * 120; ++i ) {
         const int x = i % 200 - 10;

@@ -209,7 +209,7 @@ private:
 
 std::vector<double> getWeights( const Options& options, const Scene& scene ) {
     // Nanoseconds a pixel, like those of rendering.
-    constexpr double WRITING = 550.0;
+    constexpr double WRITING = 170.0;
     std::vector<double> weights =
         getPhaseWeights( scene, std::min( options.threads, MtUtil::getNbUsableProcessors() ) );
     const std::vector<double> again = options.mustVerify ? weights : std::vector<double>();
@@ -275,7 +275,10 @@ void writeOut( std::ostream& output, const std::function<void( std::ostream& )>&
 
 void logOptions( const Options& options ) {
     QV_LOG( Qvcomp, Informational, "picture \"", options.output.toString(), "\": ", options.width,
-            " x ", options.height, " pixels, ", options.layers.size(), " layers" );
+            " x ", options.height, " pixels of aspect ", options.pixelAspect, ", ",
+            options.layers.size(), " layers, fit ", toText( options.fit ), ", matte ",
+            toText( options.mattes ), ", glow ", options.glow, " of radius ",
+            options.glowRadius.value, options.glowRadius.isPercentage ? " %" : " pixels" );
     QV_LOG( Qvcomp, Informational, "tiles of ", options.tileSide, " pixels, ", options.threads,
             " threads, memory ", options.memory.value_or( 0 ), " bytes (0 for no limit), strategy ",
             toText( options.strategy ), ", policy ", toText( options.policy ), ", manager ",

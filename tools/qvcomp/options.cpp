@@ -562,6 +562,14 @@ const char* toText( Manager value ) {
     return findText( value, MANAGERS );
 }
 
+const char* toText( Fit value ) {
+    return findText( value, FITS );
+}
+
+const char* toText( Mattes value ) {
+    return findText( value, MATTES );
+}
+
 std::string getHelp() {
     return R"(Usage: qvcomp [options] --size WxH -o OUT.exr LAYER.exr...
 

@@ -114,5 +114,7 @@ std::string getHelp();
 const char* toText( Strategy );
 const char* toText( Policy );
 const char* toText( Manager );
+const char* toText( Fit );
+const char* toText( Mattes );
 
 } // namespace Qv::Comp

@@ -5,6 +5,8 @@
 #include <tools/qvcomp/placement.h>
 #include <tools/qvcomp/resample.h>
 
+#include <array>
+
 namespace Qv::Comp {
 
 namespace {
@@ -26,6 +28,11 @@ std::unique_ptr<TilePlane> renderLayer( const Scene& scene, std::size_t layer, T
               placeLayer( info, scene ), scene.width, scene.height );
 }
 
+int countPlacingPasses( const Scene& scene, std::size_t layer ) noexcept {
+    return Resampling::countPasses( placeLayer( scene.layers[layer], scene ), scene.width,
+                                    scene.height, makeMatte( scene, layer ).has_value() );
+}
+
 double getGlowSigma( const Scene& scene ) noexcept {
     return getGlowSigma( scene.glowRadius, scene.width );
 }
@@ -40,12 +47,16 @@ std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) n
     const std::size_t atWork = std::min( frame, static_cast<std::size_t>( threads ) );
     std::size_t done = 0;
     std::size_t most = 0;
-    for( const LayerInfo& layer : scene.layers ) {
+    for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
+        const LayerInfo& layer = scene.layers[i];
         const std::size_t source = count( layer.width, layer.height );
-        // The sharp, the soft and the dark ones.
-        const std::size_t widened = 3 * count( scene.width, layer.height );
-        most = std::max(
-            { most, done + source + widened, done + widened + frame, done + source + frame } );
+        if( countPlacingPasses( scene, i ) == 2 ) {
+            // The sharp, the soft and the dark ones.
+            const std::size_t widened = 3 * count( scene.width, layer.height );
+            most = std::max( most, done + widened + std::max( source, frame ) );
+        } else {
+            most = std::max( most, done + source + frame );
+        }
         done += frame;
     }
     most = std::max( most, done + atWork ); // each composite tile replaces those of the layers
@@ -58,36 +69,38 @@ std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) n
 
 std::vector<double> getPhaseWeights( const Scene& scene, int threads ) {
     // Nanoseconds a pixel, or a pixel and one that it is made of, as measured on one machine.
-    constexpr double READING = 130.0;
-    constexpr double PLACING = 20.0;
-    constexpr double RESAMPLING = 10.0;
+    constexpr double READING = 60.0;
+    constexpr double PLACING = 6.0;
+    constexpr double RESAMPLING_ACROSS = 15.0;
+    constexpr double RESAMPLING_DOWN = 5.5;
     constexpr double BICUBIC_TAPS = 4.0;
-    constexpr double COMPOSITING = 20.0;
-    constexpr double BLURRING = 20.0;
+    constexpr double COMPOSITING = 6.0;
+    constexpr std::array<double, GLOW_PASSES> GLOW{ 46.0, 23.0, 24.0 };
     const double width = scene.width;
     const double frame = width * scene.height / threads;
     std::vector<double> weights;
     for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
         const LayerInfo& layer = scene.layers[i];
-        const Placement placement = placeLayer( layer, scene );
         weights.push_back( READING * layer.width * layer.height );
-        switch( Resampling::countPasses( placement, scene.width, scene.height,
-                                         makeMatte( scene, i ).has_value() ) ) {
-        case 0:
-            break;
-        case 1:
+        const int passes = countPlacingPasses( scene, i );
+        if( passes == 1 ) {
             weights.push_back( PLACING * frame );
-            break;
-        default:
-            const auto getTaps = [&]( const AxisPlacement& axis ) {
-                return RESAMPLING * BICUBIC_TAPS * std::max( 1.0, 1.0 / axis.scale );
+        } else if( passes == 2 ) {
+            const Placement placement = placeLayer( layer, scene );
+            const auto countTaps = [&]( const AxisPlacement& axis ) {
+                return BICUBIC_TAPS * std::max( 1.0, 1.0 / axis.scale );
             };
-            weights.push_back( getTaps( placement.x ) * width * layer.height / threads );
-            weights.push_back( getTaps( placement.y ) * frame );
+            weights.push_back( RESAMPLING_ACROSS * countTaps( placement.x ) * width * layer.height /
+                               threads );
+            weights.push_back( RESAMPLING_DOWN * countTaps( placement.y ) * frame );
         }
     }
     weights.push_back( COMPOSITING * frame * static_cast<double>( scene.layers.size() ) );
-    weights.insert( weights.end(), scene.glow > 0.0 ? GLOW_PASSES : 0, BLURRING * frame );
+    for( const double pass : GLOW ) {
+        if( scene.glow > 0.0 ) {
+            weights.push_back( pass * frame );
+        }
+    }
     return weights;
 }
 
