@@ -80,15 +80,22 @@ TEST_F( QvcompJobTest, KeepsTheCommandLineAsItWasTyped ) {
 }
 
 TEST_F( QvcompJobTest, TheCommandLineCountsMore ) {
-    writeText( "<job size='8x8' output='a.exr' verify='true' unbuffered='False' watch='0.5'>"
+    writeText( "<job size='8x8' output='a.exr' verify='true' unbuffered='False' watch='0.5'"
+               " fit='none' matte='none' pixel-aspect='2' glow='0.5' glow-radius='3%'>"
                "<layer file='1'/><layer file='2'></layer></job>" );
-    const Options options = parse( { "3", "--size", "9x9", "--job", getJob(), "4" } );
+    const Options options =
+        parse( { "3", "--size", "9x9", "--fit=contain", "--job", getJob(), "4" } );
     EXPECT_EQ( options.width, 9 );
     EXPECT_EQ( options.output, "a.exr" );
     EXPECT_TRUE( options.mustVerify );
     EXPECT_FALSE( options.isUnbuffered );
     EXPECT_TRUE( options.isWatching );
     EXPECT_EQ( options.watchSeconds, 0.5 );
+    EXPECT_EQ( options.fit, Fit::CONTAIN );
+    EXPECT_EQ( options.mattes, Mattes::NONE );
+    EXPECT_EQ( options.pixelAspect, 2.0 );
+    EXPECT_EQ( options.glow, 0.5 );
+    EXPECT_TRUE( options.glowRadius.isPercentage && options.glowRadius.value == 3.0 );
     EXPECT_THAT( options.layers, ElementsAre( "1", "2", "3", "4" ) );
     EXPECT_TRUE( parse( { "--job", "missing", "--help" } ).wantsHelp );
 }

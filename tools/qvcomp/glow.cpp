@@ -19,16 +19,19 @@ constexpr double LARGEST_STEP = 1.0 / 2.5;
 /// peak.
 constexpr double REACH = 4.0;
 
-/// Of a pixel the light above the threshold, with its colour; no alpha.
+/// Of a pixel the light above the threshold, with its colour; no alpha. Whether there is any.
 bool extractBright( float* bright, const float* pixel ) noexcept {
     const float light = getLuminance( pixel );
-    const float excess = std::min( light, CEILING ) - THRESHOLD;
-    const float factor = excess > 0.0F ? excess / light : 0.0F;
+    if( !( light > THRESHOLD ) ) {
+        std::fill_n( bright, CHANNELS, 0.0F );
+        return false;
+    }
+    const float factor = ( std::min( light, CEILING ) - THRESHOLD ) / light;
     for( int c = 0; c < 3; ++c ) {
         bright[c] = std::max( pixel[c], 0.0F ) * factor;
     }
     bright[3] = 0.0F;
-    return factor > 0.0F;
+    return true;
 }
 
 /// Places that are evenly apart, by an odd number of positions, and as symmetrical to a line as its
