@@ -35,8 +35,8 @@ protected:
 private:
     friend class CbHandlerBase;
 
-    /// `_id` tells a handler that left and came back, or another at the same address, from the one
-    /// that was there when a dispatch began. Links stand in the order of their ids.
+    /// `_id` distinguishes a handler that left and came back, or another at the same address, from
+    /// the one that was there when a dispatch began. Links are in the order of their ids.
     struct Link {
         CbHandlerBase* _handler;
         std::uint64_t _id;

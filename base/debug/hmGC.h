@@ -12,7 +12,7 @@ namespace Qv {
 /// It compares the bytes that are in use on the heap, of the whole process: what other threads do
 /// meanwhile counts too. With a sanitizer's allocator loaded the number is exact, and growth is a
 /// leak. Without one it comes from the C library, which counts blocks as used that it keeps for the
-/// thread that freed them: growth is told as an estimate, and never raised.
+/// thread that freed them: growth is reported as an estimate, and never raised.
 ///
 ///     HmGC leaks( true );
 ///     leaks.setOutput( &std::cerr );

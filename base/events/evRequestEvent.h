@@ -5,7 +5,7 @@
 namespace Qv {
 
 /// An event that asks the application to run something later: a derived class overrides `execute`,
-/// `clone` and `getClassName`, and `dump` and `read` when it has state that can be told as text.
+/// `clone` and `getClassName`, and `dump` and `read` when it has state that can be written as text.
 class QV_BASE_API EvRequestEvent : public EvEvent {
 public:
     EvRequestEvent();

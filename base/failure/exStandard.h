@@ -19,7 +19,7 @@ protected:
 /// Stands for something caught that was no ExBase.
 class QV_BASE_API ExCaughtException : public ExCloneable<ExCaughtException, ExBase> {
 public:
-    /// `context` tells where it was caught, `type` what it was, `detail` what it said; each may be
+    /// `context` is where it was caught, `type` what it was, `detail` what it said; each may be
     /// null.
     ExCaughtException( const char* file, int line, const char* context, const char* type,
                        const char* detail );

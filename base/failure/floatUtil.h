@@ -20,7 +20,7 @@ template <class T>
 struct QV_TEMPLATE_API ThrowAssertionFailed<T, 0> {
     /// Raises ExAssertionFailed with `expression`, `relation` and `bound` in a row, the source
     /// texts of what should have held, and the values that were compared, each with as many digits
-    /// as tell it from its neighbours.
+    /// as distinguish it from its neighbours.
     [[noreturn]] static void throwAssertionFailed( const char* file, int line,
                                                    const char* expression, const char* relation,
                                                    const char* bound, T expressionValue,

@@ -6,7 +6,7 @@
 
 namespace Qv {
 
-/// What a library or an application tells of the build that it comes from.
+/// A library's or an application's record of its build.
 class QV_BASE_API InBuildInfo {
 public:
     /// `WITHOUT_PRODUCT_NAME` gives the part that follows a name which the caller writes, beginning

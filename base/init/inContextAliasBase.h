@@ -9,8 +9,8 @@ namespace Qv {
 
 /// One source of a configuration value: where to look, and what was found there.
 ///
-/// States:  uninitialized, until `initialize` tells what was found; then initialized, and valid
-///          when there was a value; uninitialized again by `finalize`.
+/// States:  uninitialized, until `initialize` sets what was found; then initialized, and valid when
+///          there was a value; uninitialized again by `finalize`.
 /// Copying: a copy has the same key, description and state, and goes its own way.
 /// Threads: any may read an alias that nobody changes; variables change theirs while packages
 ///          start.

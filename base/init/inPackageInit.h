@@ -31,7 +31,7 @@ public:
     virtual void initializePackage() = 0;
     /// Stops the package, when all that depends on it has stopped.
     virtual void finalizePackage() = 0;
-    /// Tells the package whether it is started.
+    /// Informs the package whether it is started.
     virtual void setPackageState( bool isStarted ) = 0;
 };
 

@@ -26,7 +26,7 @@ QV_BASE_API bool parse( const char* text, const char*& value ) noexcept;
 ///     const InContextAlias<InInitEnv, 0> logEnv( "QV_LOG_DIR", "Log directory" );
 ///     InVariable<const char*> logDir( "ombra::deployment::logDir", package, logArg, logEnv );
 ///
-/// Everything else is told at InVariableBase.
+/// InVariableBase describes everything else.
 template <class T>
 class InVariable final : public InVariableBase {
 public:

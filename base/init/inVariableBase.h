@@ -38,8 +38,8 @@ public:
     /// The source that gave the value; null when there is none. It stays until the next `resolve`,
     /// as do those below.
     const InContextAliasBase* getOrigin() const noexcept { return _origin; }
-    /// All sources in the order in which they count; each tells whether it has a value. One with a
-    /// value before the origin has a malformed one. Empty before the first `resolve`.
+    /// All sources in the order in which they count; each knows whether it has a value. A value
+    /// before the origin is a malformed one. Empty before the first `resolve`.
     const Vector<const InContextAliasBase*>& getSources() const noexcept { return _sources; }
     /// Asks all sources; the frame calls it before the package's `initializePackage`. Each start
     /// asks anew. When a source raises, the variable isn't valid.

@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-/// Tells the processor that the caller looks at a word in a loop: saves power, and spares the
+/// Informs the processor that the caller looks at a word in a loop: saves power, and spares the
 /// pipeline the misprediction when the word changes.
 #if defined( __x86_64__ ) || defined( __i386__ )
 inline void lkPause() noexcept {

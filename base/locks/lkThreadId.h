@@ -20,7 +20,7 @@ extern QV_BASE_API thread_local constinit std::uint32_t current
 /// Asks the system and fills `current`.
 QV_BASE_API std::uint32_t fetch() noexcept;
 
-/// The calling thread's number as the system tells it, never 0.
+/// The calling thread's number as the system reports it, never 0.
 inline std::uint32_t get() noexcept {
     const std::uint32_t number = current;
     return number != 0 ? number : fetch();

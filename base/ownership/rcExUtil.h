@@ -6,7 +6,7 @@
 
 namespace Qv::RCExUtil {
 
-/// Types are named as `std::type_info` names them; the exceptions tell them as in the source.
+/// Types are named as `std::type_info` names them; the exceptions show them as in the source.
 
 /// Raises ExNullPtr: a null pointer to a `typeName` was dereferenced.
 [[noreturn]] QV_BASE_API void throwExNullPtr( const char* typeName );

@@ -22,7 +22,7 @@
 /// Errors: only std::bad_alloc.
 namespace Qv::WideStringUtil {
 
-/// What `narrowReplace` puts for what can't be represented, unless told otherwise.
+/// The default by which `narrowReplace` replaces what can't be represented.
 inline constexpr char _defaultReplaceChar = '?';
 
 /// UTF-8 as wide text.

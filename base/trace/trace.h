@@ -73,8 +73,8 @@ public:
     /// Reports an exception, whatever levels are open. A failure to report it ends here.
     void printException( const ExBase& exception, const char* file, int line ) noexcept;
     /// Reports the exception that is being handled, of whatever type, on the calling thread's
-    /// trace. `context` tells where a foreign one, which is no ExBase, was caught. REQUIRES: within
-    /// a catch.
+    /// trace. `context` is where a foreign one, which is no ExBase, was caught. REQUIRES: within a
+    /// catch.
     static void printCurrentException( const char* context, const char* file, int line ) noexcept;
     /// One line a level: name, file, on or off.
     static void printLevels( std::ostream& stream );

@@ -13,7 +13,7 @@ namespace Qv {
 class QV_BASE_API DtRefClockSource {
 public:
     /// `name` is kept, not copied. `rate` is in counts a second; `resolution` is the shortest time
-    /// that the count can tell, in seconds.
+    /// that the count can measure, in seconds.
     DtRefClockSource( const char* name, Rational rate, Rational resolution ) noexcept;
     DtRefClockSource( const DtRefClockSource& ) = delete;
     DtRefClockSource& operator=( const DtRefClockSource& ) = delete;

@@ -124,7 +124,7 @@ private:
     std::int32_t _nbLevels = 0;
     std::int32_t _nbBits = 0;
     std::uint64_t _levelMask = 0;
-    /// Tells its hints from those of other servers.
+    /// Distinguishes its hints from those of other servers.
     const std::uint64_t _number;
     std::unique_ptr<const CtTileFolder> _folder;
     std::shared_ptr<SessionIndex> _session;

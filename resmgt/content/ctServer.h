@@ -57,7 +57,7 @@ public:
         CtHintPtr hint;
     };
 
-    /// `getFreeSpace` of a store that can't tell.
+    /// `getFreeSpace` of a store that doesn't know.
     static constexpr std::uint64_t UNKNOWN_SPACE = UINT64_MAX;
     /// What `isValid` compares.
     static constexpr int WITH_SIZE = 0;

@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-/// The directories and files of the application; docs/settings.md tells the variables that change
+/// The directories and files of the application; docs/settings.md lists the variables that change
 /// them. None needs to exist. A source with the empty text counts as one without a value.
 ///
 /// Threads: any, once the packages have started. Before that the variables don't count.

@@ -8,7 +8,7 @@
 
 namespace Qv {
 
-/// An init file in memory, and what all init files have in common. docs/settings.md tells where
+/// An init file in memory, and what all init files have in common. docs/settings.md describes where
 /// they are and how they are written.
 ///
 /// Threads: the setter is for the application's start, before the packages'; the rest any.

@@ -8,7 +8,8 @@
 
 namespace Qv {
 
-/// Files of names and values: init files and message files. docs/settings.md tells their grammar.
+/// Files of names and values: init files and message files. docs/settings.md describes their
+///                            grammar.
 ///
 /// Files:   regular ones of up to MAX_SIZE bytes; the null device is an empty one. Others, such as
 ///          pipes, are an ExCannotOpen.

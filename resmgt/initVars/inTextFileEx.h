@@ -12,7 +12,7 @@ namespace Qv::InTextFileEx {
 /// The file isn't there or can't be opened.
 class QV_RESMGT_API ExCannotOpen : public ExCloneable<ExCannotOpen, ExBase> {
 public:
-    /// `detail` tells what the system said, and what has become of a file that was to be replaced.
+    /// `detail` holds what the system said, and the fate of a file that was to be replaced.
     ExCannotOpen( const char* file, int line, const char* textFile, const char* detail );
 };
 
@@ -21,7 +21,7 @@ class QV_RESMGT_API ExFileError : public ExCloneable<ExFileError, ExBase> {
 public:
     /// While the given line was read.
     ExFileError( const char* file, int line, const char* textFile, int lineNo, const char* detail );
-    /// While the file was replaced; `detail` tells what is where now.
+    /// While the file was replaced; `detail` says what is where now.
     ExFileError( const char* file, int line, const char* textFile, const char* detail );
 };
 

@@ -28,8 +28,8 @@ public:
 /// A text isn't a label of a format of timecodes.
 class QV_RESMGT_API LiEx::ExBadTimeCode : public ExCloneable<LiEx::ExBadTimeCode, LiEx> {
 public:
-    /// The reason quotes `label`, of a long one the beginning, and tells the character at `place`,
-    /// which it counts from 1: the first that is wrong. `problem` is what is wrong.
+    /// The reason quotes `label`, or the beginning of a long one, and names the character at
+    /// `place`, counted from 1: the first that is wrong. `problem` is what is wrong.
     ExBadTimeCode( const char* file, int line, const std::string& label, const std::string& format,
                    std::size_t place, const std::string& problem );
 };

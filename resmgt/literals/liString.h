@@ -26,8 +26,8 @@ public:
 
     /// What hash containers use. The same in all processes and on all platforms.
     std::uint64_t hashFunc() const noexcept;
-    /// Takes the next line, without its end, for its text. The answer is `stream`, which tells of a
-    /// failure; the text is empty then.
+    /// Takes the next line, without its end, for its text. Returns `stream`, which is in a failed
+    /// state after a failure; the text is empty then.
     std::istream& read( std::istream& stream );
 };
 

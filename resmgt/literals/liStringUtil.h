@@ -113,7 +113,7 @@ public:
     /// As substitute, for wide text.
     static void substituteW( std::wstring& text, const std::wstring& from, const std::wstring& to );
     /// Puts values into `text` in one pass from the left: at each place `match( rest, value )`
-    /// tells how many characters of the rest, which isn't empty, `value` takes the place of, 0 for
+    /// returns how many characters of the rest, which isn't empty, are replaced by `value`, 0 for
     /// none.
     template <class Match>
     static void substitute( std::string& text, Match&& match ) {

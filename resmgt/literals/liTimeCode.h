@@ -16,11 +16,11 @@ namespace Qv {
 ///     ntsc->generate( DtTimeIndex( 1800 ) ); // "00;01;00;02"
 ///     ntsc->getTime( "00;01;00;02" );        // 1800 at 30000/1001
 ///
-/// Indices:  of frames from midnight. A label tells a time of the day: times of other days, before
+/// Indices:  of frames from midnight. A label is a time of the day: times of other days, before
 ///           midnight too, show as what they are in their day.
 /// Threads:  formats don't change; any thread.
 /// Errors:   LiEx::ExBadTimeCode for a text that isn't a label of the format. It quotes the text
-///           and tells the first character that is wrong. DtTimeEx::ExOutOfRange where a result
+///           and names the first character that is wrong. DtTimeEx::ExOutOfRange where a result
 ///           doesn't fit its type.
 class QV_RESMGT_API LiTimeCode : public RCBase<LkCounter<int>> {
 public:

@@ -4,8 +4,9 @@
 
 namespace Qv {
 
-/// The time-code character format of AES31-3: labels to the sample whose separators tell the rates,
-/// such as "01.00.00.12/0480" at 25 frames a second and 48 kHz. Without drop-frame and fields.
+/// The time-code character format of AES31-3: labels to the sample whose separators stand for the
+/// rates, such as "01.00.00.12/0480" at 25 frames a second and 48 kHz. Without drop-frame and
+/// fields.
 ///
 /// Hours and minutes are followed by the letter for frame count and time base:
 ///

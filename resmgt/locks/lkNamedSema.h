@@ -28,8 +28,8 @@ using LkNamedSemaPlatform = LkNamedSemaPosix;
 /// Fork:     a child's copy doesn't count while its parent has the semaphore open, and not after
 ///           the parent has closed it. Copies in children keep it open only when the parent ends
 ///           without closing it, until they are gone.
-/// Errors:   a constructor that fails doesn't throw: `isValid` turns false and `getErrno` tells
-///           why. An invalid one ignores `post` and `wait`; `tryWait` on it is an assertion.
+/// Errors:   a constructor that fails doesn't throw: `isValid` turns false and `getErrno` has the
+///           reason. An invalid one ignores `post` and `wait`; `tryWait` on it is an assertion.
 /// Threads:  any; assignment needs outer order.
 /// Lifetime: the name given for display is kept, not copied; the other is copied.
 class QV_RESMGT_API LkNamedSema {

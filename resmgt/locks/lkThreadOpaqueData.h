@@ -15,7 +15,7 @@ namespace Qv {
 ///           LkThreadOpaqueDataFactory; asking before that raises the null pointer's exception.
 /// Threads:  any; each sees its own value alone.
 /// Lifetime: a value ends with its thread. MtThreadDataRegistry knows the slots that each thread
-///           has filled and keeps them alive so long; a thread that ends without telling the
+///           has filled and keeps them alive so long; a thread that ends without notice to the
 ///           library is cleared by the system's own notice of its end.
 /// Errors:   a failed system call is a system assertion.
 /// Cost:     a second and later `getPointee` is one read of the slot and two compares.

@@ -53,7 +53,8 @@ private:
     friend class LkSingleton<MtThreadDataRegistry>;
     struct Entry {
         RCShdPtr<const LkThreadOpaqueData> dataImp;
-        /// What the slot held: the system may have emptied it when the end of its thread is told.
+        /// What the slot held: the system may have emptied it when the end of its thread is
+        ///                     announced.
         void* value;
     };
     using DataMap = std::multimap<LkThreadId, Entry>;

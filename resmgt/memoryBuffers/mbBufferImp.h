@@ -50,7 +50,7 @@ struct MbBufferName {
 /// Events:   each operation of the first group is an event to the buffer's state, handled under the
 ///           buffer's lock, which is released while the protocol works. Then whoever waits for a
 ///           change of state is woken: after the lock is given back, except for completions. The
-///           states tell what an event does and raises; docs/buffer-states.md has the tables.
+///           states define what an event does and raises; docs/buffer-states.md has the tables.
 /// Lifetime: the caller of an event holds a handle, or a pin, until it returns. The handles
 ///           together hold one pin, which the event gives back that ends in the destruction: the
 ///           last handle's, or the one whose protocol call dropped the last handle. Whoever gives
@@ -174,8 +174,8 @@ private:
     bool _isListed QV_GUARDED_BY( _lock ) = false;
     // Its transition's thread's own.
     bool _isAskingByTheWay = false;
-    /// An MbPoolManager must be told under its lock when the buffer becomes evictable. Written
-    /// under both locks, so that either suffices to read it.
+    /// An MbPoolManager must learn under its lock that the buffer becomes evictable. Written under
+    /// both locks, so that either suffices to read it.
     bool _isParked = true;
     /// It is among an MbPoolManager's buffers that have memory. Written under that manager's lock
     /// by the thread that has the buffer in transition.

@@ -10,7 +10,7 @@ namespace Qv {
 ///          write lock of the same owner.
 /// Errors:  MbEx::ExInvalidArgument for a null buffer; what protocol and manager raise: there is no
 ///          lock then. The destructor reports through Trace::printException what the end of the
-///          lock raises; MbProtocol tells what state the buffer has then.
+///          lock raises; MbProtocol specifies the buffer's state then.
 /// Waiting: under the strict policy until no reader is left, and readers come in meanwhile: beside
 ///          readers that overlap all the time a writer gets nothing, unless the application has
 ///          them stop. During an asynchronous write readers are strict under either policy: whoever

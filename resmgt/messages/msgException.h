@@ -9,8 +9,8 @@
 
 namespace Qv {
 
-/// An exception `T`, one derived from ExBase, that carries what the user is to be told of it.
-/// Whoever catches it displays the message.
+/// An exception `T`, one derived from ExBase, that carries the message for the user. Whoever
+/// catches it displays the message.
 ///
 ///     throw MsgException<CtEx::ExNoRoom>( QV_HERE, MsgError( cacheFull ), path );
 ///

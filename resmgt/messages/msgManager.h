@@ -27,7 +27,7 @@ public:
     /// Logs the text, by `log`, then shows it. A `level` that is none ends the process with the
     /// status 1, behind the line "Unknown message type." in the log at Internal Error.
     virtual void display( const char* text, MsgTypes::Level level );
-    /// For managers that can be told to show nothing for a while; does nothing here.
+    /// For managers that can stop showing messages for a while; does nothing here.
     virtual void enablePopups( bool isEnabled );
 
 protected:

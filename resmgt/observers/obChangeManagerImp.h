@@ -69,12 +69,12 @@ public:
     /// last observer, `relationRemovedFromSubject`, and then `relationRemoved` in any case. The
     /// relation is gone before; what these raise, the first of it, goes to the caller.
     virtual bool unsubscribeRelation( ObSubjectAny* subject, ObObserverAny* observer );
-    /// Ends the subject's relations and has the notifier hear `relationRemoved` of each, in the
-    /// order of subscription; if that raises, all are told and the first exception goes to the
+    /// Ends the subject's relations and calls the notifier's `relationRemoved` for each, in the
+    /// order of subscription; if that raises, all are called and the first exception goes to the
     /// caller. Queued changes of the subject are void, whoever is at its address later.
     virtual void removeSubject( ObSubjectAny* subject );
     /// Ends the observer's relations and waits until nobody is inside a call of it. The notifier
-    /// isn't told.
+    /// isn't informed.
     virtual void removeObserver( ObObserverAny* observer );
     /// Begins a pass for each queued change, in the order of arrival, until the queue is empty. If
     /// one runs already, on this thread or another, it returns at once and leaves the work to that

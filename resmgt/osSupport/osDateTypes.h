@@ -6,7 +6,7 @@
 #include <compare>
 #include <cstdint>
 
-/// Points in time as files and clocks of the calendar tell them.
+/// Points in time, of files and of the calendar's clock.
 namespace Qv::OsDateTypes {
 
 /// A point in time to the nanosecond: seconds since the start of 1970, UTC, without leap seconds,

@@ -19,7 +19,7 @@ QV_RESMGT_API OsDateTypes::Comparison compare( const OsDateTypes::DateRep& date,
 /// written after this call may bear a slightly older time.
 QV_RESMGT_API OsDateTypes::DateRep now() noexcept;
 
-/// `date` as local time, in a format of `strftime`: "%H%M%S". Fractions of a second aren't told.
+/// `date` as local time, in a format of `strftime`: "%H%M%S". Fractions of a second aren't written.
 ///
 /// Errors: ExSysErrorWindows for a date whose year the system can't express, ExSysErrorGeneric for
 ///         a text of more than 64 KiB.

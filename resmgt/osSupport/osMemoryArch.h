@@ -9,9 +9,9 @@ namespace Qv {
 /// How the machine's memory is made: the sizes of its processors' cache lines, in bytes. Each is a
 /// power of two.
 ///
-/// Source:  the system. What it doesn't tell comes from the environment variables
-///          QV_DEFAULT_L1_LINE_SIZE and QV_DEFAULT_L2_LINE_SIZE, else is 64. A value of theirs
-///          that is no power of two between 8 and 4096 is reported on the trace output, and is 64.
+/// Source:  the system. What it doesn't report comes from the environment variables
+///          QV_DEFAULT_L1_LINE_SIZE and QV_DEFAULT_L2_LINE_SIZE, else is 64. A value of theirs that
+///          is no power of two between 8 and 4096 is reported on the trace output, and is 64.
 /// Threads: any.
 /// Cost:    asked once, at the first use, which may come before the packages start.
 class QV_RESMGT_API OsMemoryArch {

@@ -9,8 +9,8 @@ namespace Qv {
 
 class OsFilePath;
 
-/// Tells from a file name's extension what kind of document a path is. The extensions are
-/// registered by the upper layers; this library names none.
+/// Finds by a file name's extension what kind of document a path is. The extensions are registered
+/// by the upper layers; this library names none.
 ///
 /// Extensions: without the dot, as OsFilePath::getExtension returns them; case counts.
 /// Errors:     none but the assertion of `registerExtensionType`.

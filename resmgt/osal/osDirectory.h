@@ -11,7 +11,7 @@ namespace Qv {
 
 /// A directory and its children.
 ///
-/// Names:   the entries "." and ".." are never told. Neither is an entry whose name holds a
+/// Names:   the entries "." and ".." are never listed. Neither is an entry whose name holds a
 ///          back-slash, which would be another path; it is traced, and no operation acts on it.
 /// Filters: see the full path of each entry.
 /// Order:   that of the file system.

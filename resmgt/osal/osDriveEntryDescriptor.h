@@ -12,7 +12,7 @@ namespace Qv {
 ///
 /// Threads: one at a time.
 /// Errors:  ExSysErrorWindows if the list of drives can't be had. A drive that can't be asked is
-///          told with no space, no owner and the present time.
+///          reported with no space, no owner and the present time.
 class QV_RESMGT_API OsDriveEntryDescriptor {
 public:
     /// A new one.

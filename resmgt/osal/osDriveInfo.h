@@ -21,7 +21,7 @@ public:
     };
 
     /// `label` is for people, `name` the drive's own: "C:", or where the volume is mounted. Space
-    /// is in bytes, 0 where it can't be told.
+    /// is in bytes, 0 where it isn't known.
     OsDriveInfo( const OsFileInfo& root, DriveStatus status, const std::string& label,
                  DriveType type, const std::string& name, std::uint64_t totalSpace,
                  std::uint64_t freeSpace );

@@ -6,8 +6,8 @@
 
 namespace Qv {
 
-/// Goes through the entries of a directory one by one; which entries, and in which order: as
-/// OsDirectory tells.
+/// Goes through the entries of a directory one by one; which entries, and in which order: see
+/// OsDirectory.
 ///
 ///     OPtr<OsFileFilter> filter( new OsPassThroughFilter );
 ///     OPtr<OsFileEntryDescriptor> entries( OsFileEntryDescriptor::create( path, filter ) );
@@ -30,8 +30,8 @@ public:
 
     /// The next entry starts over at the first one.
     virtual void reset() = 0;
-    /// Null at the end, and from then on until `reset`. A link that can't be followed is told as it
-    /// is itself; an entry that vanishes meanwhile is passed over.
+    /// Null at the end, and from then on until `reset`. A link that can't be followed is reported
+    /// itself; an entry that vanishes meanwhile is passed over.
     virtual OPtrRet<OsFileInfo> getNextEntry() = 0;
 
 protected:

@@ -23,7 +23,7 @@ public:
                            const std::wstring& pathElement );
 };
 
-/// Nothing tells the user's home directory.
+/// The user's home directory isn't known.
 class QV_RESMGT_API ExHomeNotDefined : public ExCloneable<ExHomeNotDefined, ExBase> {
 public:
     ExHomeNotDefined( const char* file, int line, const char* where );

@@ -103,12 +103,12 @@ public:
     /// other stays and `extension` is added. With an empty `path` or `extension` it is `path`.
     static OsFilePath enforceExtension( const OsFilePath& path, const std::string& extension );
 
-    /// A relative path behind the current directory. When that can't be told as a path this path
-    /// comes back relative as it is, as does the empty path.
+    /// A relative path behind the current directory. Where no path can name that, this path is
+    /// returned as it is, relative; so is the empty path.
     OsFilePath getAbsolutePath() const;
 
     static OsFilePath getRootDir();
-    /// "." when the directory has gone, or when its name can't be told as a path because it holds a
+    /// "." when the directory has gone, or when no path can name it because its name holds a
     /// back-slash.
     static OsFilePath getCurrentDir();
     /// `QV_TEST_DIR`, else "ombra" in the system's directory for temporary files. It need not

@@ -35,7 +35,7 @@ struct QV_RESMGT_API Permissions {
 /// What a path names; PLAIN is all that is no directory.
 enum ElementType : std::int32_t { PLAIN = 0, DIRECTORY = 1 };
 
-/// How a child is told: by the directory's path with the child's name added, or by its name alone.
+/// How a child is named: by the directory's path with the child's name added, or by its name alone.
 enum PathTypes : std::int32_t { FULL_PATH = 0, NAME_ONLY = 1 };
 
 /// What the offset of a seek is added to. Any other value counts as FROM_BEGINNING.

@@ -14,7 +14,7 @@ namespace Qv {
 ///           it after its end is freed when a later OsProcess starts or is destroyed.
 /// Threads:  an object belongs to one thread at a time; different ones to any.
 /// Others:   whoever else in the process waits for any child, or ignores SIGCHLD, takes the end of
-///           ours; then `wait` can't tell it.
+///           ours; then `wait` can't report it.
 ///
 ///     const char* const argv[] = { "ls", "-l", nullptr };
 ///     OsProcess process;
@@ -48,7 +48,7 @@ public:
     ///         system's reason; the object may be started again then. A second start of another
     ///         kind is an assertion, as are an `argv` without program and an unknown mode.
     void start( const char* const* argv, StartModes mode );
-    /// Blocks until the child has ended, and tells how, as often as it is asked.
+    /// Blocks until the child has ended, and reports how, as often as it is asked.
     ///
     /// Errors: ExSysErrorWindows when the end is lost, see above. Without a started child it is an
     ///         assertion.

@@ -16,17 +16,18 @@ public:
     OsUtils() = delete;
 
     static int getPid();
-    /// The full path of the running executable, also after its file was removed. One that can't be
-    /// told as a path, since a name in it holds a back-slash, raises OsFileEx::ExInvalidPath.
+    /// The full path of the running executable, also after its file was removed. One that no path
+    /// can name, since a name in it holds a back-slash, raises OsFileEx::ExInvalidPath.
     static OsFilePath getModulePath();
     /// The executable's file name, any bytes.
     static std::string getModuleName();
 
-    /// The account with whose rights the process runs. One that has no name on this machine is told
-    /// by its number.
+    /// The account with whose rights the process runs. One that has no name on this machine is
+    /// given by its number.
     static std::string getPidUserName();
-    /// True: the account that started the process, whatever rights the executable gives; told as
-    /// above. False: the name that the session goes by, which is what the environment gives in
+    /// True: the account that started the process, whatever rights the executable gives; named as
+    ///       above. False: the name that the session goes by, which is what the environment gives
+    ///       in
     /// LOGNAME, else in USER; where both are unset or empty the same as true.
     static std::string getUserName( bool isAccount );
     static std::string getHostName();

@@ -15,7 +15,7 @@ public:
     OsWorkingDirectory() = delete;
 
     /// Errors: ExSysErrorWindows, as when the directory was removed; OsFileEx::ExInvalidPath when
-    ///         no path can tell it, since a name in it holds a back-slash.
+    ///         no path can name it, since a name in it holds a back-slash.
     static OsFilePath get();
     /// Errors: OsFileEx::ExInvalidPath for the empty path and for one that is no directory;
     ///         ExSysErrorWindows for any other failure. The working directory stays then.

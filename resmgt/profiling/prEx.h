@@ -5,7 +5,7 @@
 
 namespace Qv {
 
-/// Failures of counters that tell of the system's performance.
+/// Failures of counters of the system's performance.
 class QV_RESMGT_API PrEx : public ExBase {
 public:
     class ExUnsupported;

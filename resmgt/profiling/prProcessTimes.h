@@ -30,7 +30,8 @@ public:
     static void initialize();
     /// Ends the measurement, at the package's stop.
     static void finalize() noexcept;
-    /// Seconds to which the system tells user from kernel time. REQUIRES: the package is started.
+    /// The system's resolution of user and kernel time, in seconds. REQUIRES: the package is
+    /// started.
     static double resolution();
 
 private:

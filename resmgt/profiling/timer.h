@@ -7,7 +7,7 @@
 
 namespace Qv {
 
-/// A `T`, HwIntervalTimer or TodIntervalTimer, that tells its time.
+/// A `T`, HwIntervalTimer or TodIntervalTimer, that writes its time.
 template <class T>
 class Timer : public T {
 public:

@@ -21,8 +21,7 @@ class LgQueue;
 ///           with the room, when blocking is switched off, and with the reader; none begins without
 ///           a reader.
 /// Crash:    once, in the terminate handler, after a foreign exception, in `exit`, and at the end
-/// of
-///           a process with threads left: the reader outputs what was stamped before, at the
+///           of a process with threads left: the reader outputs what was stamped before, at the
 ///           highest priority, and ends. The process may live on: statements then write their lines
 ///           themselves, and what is in the queues after the reader's end is counted when they are
 ///           destroyed. Whoever crashes waits for the reader at most 5 s.
