@@ -22,8 +22,8 @@ class TiBlock;
 ///           hasn't changed isn't written again.
 /// Memory:   of the tile is aligned as the server's `getAlignment` says.
 /// Ahead of need: `prefetch` and `asyncSync` go to the server's `asyncRead` and `asyncWrite`. Where
-///           one fails, be it in the request or later, that is logged and the tile stays as it was:
-///           the next lock reads again and the next eviction writes again, and raises what prevents
+///           one fails, in the request or later, that is logged and the tile stays as it was: the
+///           next lock reads again and the next eviction writes again, and raises what prevents
 ///           that. A place where a write has failed is given up for another one.
 /// Overrides: call this class's operation, and raise nothing behind `sync`, `unload` and
 ///           `asyncSync`, nor have `unload` answer false behind it: what has been saved counts as
@@ -58,10 +58,10 @@ private:
     enum class Content {
         /// As `load` leaves it.
         INITIAL,
-        /// What is kept is older, or there is nothing. So it is at first: a protocol may come to a
-        /// buffer that has content already.
+        /// The kept content is older, or there is none. The state at first: a protocol may come to
+        /// a buffer that has content already.
         CHANGED,
-        /// What is kept is the same.
+        /// The kept content is the same.
         SAVED
     };
 

@@ -16,7 +16,7 @@ namespace Qv {
 class CtServer;
 class TiBlockPool;
 
-/// What the tiles of a store have done.
+/// Counts of what the tiles of a store have done.
 struct QV_MEDIATILES_API TiCounts {
     /// Tiles that left memory for another one.
     std::uint64_t nbEvictions = 0;

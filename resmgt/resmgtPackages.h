@@ -10,7 +10,7 @@
 /// this library, and no linker drops it.
 namespace Qv::QvInit {
 
-/// What the operating-system layer stands on.
+/// The layer below the operating-system layer.
 struct QV_RESMGT_API osSupport {
     static const std::type_info* getType() noexcept;
 };

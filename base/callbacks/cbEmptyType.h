@@ -9,7 +9,7 @@ struct QV_BASE_API CbEmptyType {
     class NoArgCallBase;
 };
 
-/// What every call-back can be asked, whatever its argument type.
+/// The queries of every call-back, whatever its argument type.
 class QV_BASE_API CbEmptyType::NoArgCallBase {
 public:
     /// Calls without an argument; for a call-back that takes one this is `invalidNoArgCall`.

@@ -115,7 +115,7 @@ private:
     Position _end;
 };
 
-/// What the library's containers add to the standard container `Std`.
+/// The additions of the library's containers to the standard container `Std`.
 template <class Std>
 class CheckedContainer : public Std {
 public:

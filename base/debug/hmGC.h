@@ -37,7 +37,8 @@ public:
     void setActive( bool isActive );
     /// Whether an end without growth is reported as well. Off at first.
     void setForceSummary( bool isForced ) noexcept { _isSummaryForced = isForced; }
-    /// Where reports go, standard error at first; null keeps silent. The stream stays the caller's.
+    /// The stream of reports, standard error at first; null keeps silent. The stream stays the
+    /// caller's.
     void setOutput( std::ostream* output ) noexcept { _output = output; }
     /// Whether a report of growth shows the call stack of the scope's end. Off at first.
     void setStackDump( bool isDumped ) noexcept { _isStackDumped = isDumped; }

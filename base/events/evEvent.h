@@ -21,7 +21,7 @@ public:
     /// Takes the state from what `dump` wrote. Text that isn't this class's sets the stream's
     /// failure bit, as an extraction does, and leaves the event.
     virtual void read( std::istream& stream ) = 0;
-    /// What the main thread does when the event's turn comes.
+    /// Runs on the main thread when the event's turn comes.
     virtual void execute() = 0;
 
 protected:

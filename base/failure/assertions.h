@@ -21,7 +21,7 @@ public:
     ExProgramAborted( const char* file, int line, const char* message );
 };
 
-/// What misuse and broken invariants raise. None of these returns.
+/// Failures for misuse and broken invariants. None of these returns.
 namespace Assertions {
 
 /// Raises ExAssertionFailed.

@@ -11,7 +11,7 @@ namespace Qv {
 ///
 /// States:  uninitialized, until `initialize` sets what was found; then initialized, and valid when
 ///          there was a value; uninitialized again by `finalize`.
-/// Copying: a copy has the same key, description and state, and goes its own way.
+/// Copying: a copy has the same key, description and state, and is independent from then on.
 /// Threads: any may read an alias that nobody changes; variables change theirs while packages
 ///          start.
 class QV_BASE_API InContextAliasBase {
@@ -26,7 +26,7 @@ public:
     /// and its environment do; the others for all runs.
     static constexpr int HIGHEST_LASTING_PRIORITY = 5;
 
-    /// What the value stands under in its source.
+    /// The name of the value in its source.
     virtual const char* getKey() const;
     /// By which a source is put among others that the variable doesn't name: see InVariableBase.
     virtual int getPriority() const = 0;

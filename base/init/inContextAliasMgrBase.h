@@ -16,15 +16,15 @@ public:
     static const char* getApplicationName() noexcept;
     /// The arguments that no alias took, in order, without the program's name.
     static const Vector<char*>& getUnboundArgs() noexcept;
-    /// What follows `key` on the command line, or null.
+    /// The text after `key` on the command line, or null.
     static const char* getArgument( const char* key );
 
     /// Copies the arguments and takes those out that the living aliases of InInitArg name;
     /// InInitGuard calls it before the packages start.
     ///
-    /// An argument is taken whose beginning is the key of an alias, the longest when several are.
-    /// What follows the key is the value; when nothing does, the next argument is. A key at the
-    /// very end has no value and stays. When a key comes again the last value holds.
+    /// An alias takes an argument that begins with its key; if several keys fit, the longest
+    /// counts. The text after the key is the value; if there is none, the next argument is. A key
+    /// at the very end has no value and stays. When a key comes again the last value holds.
     ///
     /// The `argv` that the last call has left is the rest of the same command line: what was taken
     /// out of it stays bound. Any other is a new one.

@@ -14,7 +14,7 @@ namespace Qv {
 ///            LkBarrier::light( LkBarrier::isNeededInFull() );      LkBarrier::heavy();
 ///            yours.load( ... )                                     mine.load( ... )
 ///
-/// What the words guard is ordered by their own releases and acquires.
+/// The data that the words guard is ordered by their own releases and acquires.
 namespace LkBarrier {
 
 /// Whether the quick side must pay for a barrier of its own: where the system has none for all

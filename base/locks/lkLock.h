@@ -21,8 +21,8 @@ using LkLockPlatform = LkLockPosix;
 /// The plain lock; held through LkGuard<const LkLock>.
 ///
 /// Nesting:  a holder that locks again isn't blocked; the inner guard gives nothing back.
-/// Fairness: whoever is awake takes a free lock, also the thread that has just given it back; one
-///           that was woken in vain comes first the next time.
+/// Fairness: any thread that is awake takes a free lock, even the one that has just given it back;
+///           a thread that was woken and found the lock taken comes first the next time.
 /// Const:    locking is const, so that const accessors can lock. It leaves errno as it is.
 /// Cost:     one atomic operation to take and a store to give back without contention; then a short
 ///           spin, then sleep in a queue, with a barrier in all threads of the process.

@@ -20,7 +20,7 @@ public:
         : _pointee( RCStrongBasePtr<U, Counter>( other ).get() )
         , _counter( other._counter ) {}
 
-    /// Whether both were made for the same object, be it gone or not.
+    /// Whether both were made for the same object, even if it is gone.
     bool operator==( const RCWeakBasePtr& other ) const noexcept {
         return _counter == other._counter;
     }

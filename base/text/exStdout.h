@@ -19,8 +19,8 @@ QV_BASE_API void initialize( const char* path );
 /// command is replaced, see Printable::makeText.
 QV_BASE_API void printAtomically( const char* text );
 
-/// Whether what is printed goes to a regular file, be it that of `initialize` or one that the
-/// process was started with.
+/// Whether prints go to a regular file: that of `initialize`, or one that the process was started
+/// with.
 QV_BASE_API bool isRedirectedToAFile();
 
 } // namespace Qv::ExStdout

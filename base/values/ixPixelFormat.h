@@ -5,7 +5,7 @@
 
 namespace Qv {
 
-/// What a pixel consists of, and its shape.
+/// The components of a pixel, and its shape.
 class QV_BASE_API IxPixelFormat {
 public:
     /// The components of a pixel, and how many they are.

@@ -10,7 +10,7 @@
 
 namespace Qv {
 
-/// What a content server has done since it was made.
+/// Counts of what a content server has done since it was made.
 struct QV_RESMGT_API CtCounters {
     /// Transfers that have succeeded, and their bytes.
     std::uint64_t nbReads = 0;

@@ -43,7 +43,7 @@ public:
                   Direction direction );
 };
 
-/// What was read isn't what was written.
+/// The bytes read aren't those that were written.
 class QV_RESMGT_API CtEx::ExContentDiffers : public ExCloneable<CtEx::ExContentDiffers, CtEx> {
 public:
     /// Of `size` bytes from `offset` on.

@@ -18,7 +18,7 @@ struct QV_RESMGT_API CtFileOptions {
     int nbLevels = 0;
     /// Bits of a block's number that each level takes.
     int nbBits = 8;
-    /// What the process's servers together may reserve, in bytes; the first of them decides.
+    /// The bytes that the process's servers together may reserve; the first of them decides.
     std::uint64_t mostBytes = UINT64_MAX;
     /// Whether what is read is compared with sums of what was written.
     bool isVerifying = false;

@@ -5,8 +5,8 @@
 
 namespace Qv {
 
-/// What a server would like to be given back with the next operation on the same block, such as an
-/// open file. Each kind of server has its own; to clients it is opaque.
+/// Something that a server wants back with the next operation on the same block, such as an open
+/// file. Each kind of server has its own; to clients it is opaque.
 ///
 /// Lifetime: as long as anybody holds it: the client between operations, a queued request until its
 ///           transfer has ended. The server itself holds weak pointers at most. It may outlive its

@@ -65,7 +65,7 @@ protected:
 
     /// Returns when all requests have completed, those included that completions add, no worker
     /// lives and nobody is in `blockUntilProcessed` any more. Requests made later are an assertion.
-    /// Where there is no memory to wait with it looks again and again instead.
+    /// Without memory for the wait it polls instead.
     void drain();
 
     /// Opens what the transfer needs, on the caller's thread, and raises what is known to be wrong.

@@ -67,7 +67,8 @@ public:
     CtServer( const CtServer& ) = delete;
     CtServer& operator=( const CtServer& ) = delete;
 
-    /// What the process's server is made of. Asserts that there is none, and hasn't been one.
+    /// Sets the text by which the process's server is made. Asserts that there is none, and hasn't
+    /// been one.
     static void configure( const LiString& configuration );
     /// The process's server, made by the first call from the configured text, by the first factory
     /// that takes it. A failure goes to the caller, and leaves everything as it was: another

@@ -19,11 +19,11 @@ class QV_RESMGT_API DaMemPoolTraits;
 /// The same, but a push keeps the tag, and each pop adds one. A stalled `alloc` is deceived only if
 /// it misses exactly n * 65,536 others, n > 0, and then finds its node first again.
 class QV_RESMGT_API DaMemPoolTaggedTraits;
-/// Any number of threads; no node is ever given to two, whoever is stalled, and wherever. Each
-/// thread keeps up to two magazines of free nodes a size class, of at most 64 nodes and 16 KiB (one
-/// node of a larger class), so that most calls of `alloc` and `free` touch nothing that is shared;
-/// whole magazines go through a depot without a lock. A thread's end returns its nodes, a pool's
-/// end leaves nothing to return. The fastest form, and the one to choose.
+/// Any number of threads; no node is ever given to two, whichever thread is stalled, and wherever.
+/// Each thread keeps up to two magazines of free nodes a size class, of at most 64 nodes and 16 KiB
+/// (one node of a larger class), so that most calls of `alloc` and `free` touch nothing that is
+/// shared; whole magazines go through a depot without a lock. A thread's end returns its nodes, a
+/// pool's end leaves nothing to return. The fastest form, and the one to choose.
 class QV_RESMGT_API DaMemPoolCachedTraits;
 /// For one thread: plain reads and writes.
 class QV_RESMGT_API DaMemPoolSThreadTraits;
@@ -34,15 +34,15 @@ class QV_RESMGT_API DaMemPoolSThreadTraits;
 ///
 /// `Traits` is one of the four above; others have no code in the library.
 ///
-/// Threads:   as the traits say. Construction and destruction exclude all else, but for the end
-///            of a thread that has used the pool.
+/// Threads:   as the traits say. Construction and destruction exclude everything else, except for
+///            the end of a thread that has used the pool.
 /// Alignment: a node's address is a multiple of its size or of a cache line, whichever is smaller.
 /// Lifetime:  nodes in use die with the pool, which doesn't report them.
-/// Errors:    `std::bad_alloc` from `alloc` when a chunk can't be had, or what keeps its nodes; a
-///            chunk whose size passes the largest `std::size_t` is `std::bad_array_new_length`, and
-///            isn't counted. Misuse is an assertion. What a client must see to: a node is freed
-///            once, to its own pool, with the size that `alloc` was given, or another of the same
-///            class.
+/// Errors:    `std::bad_alloc` from `alloc` without memory for a chunk, or for the record of its
+///            nodes; a chunk whose size passes the largest `std::size_t` is
+///            `std::bad_array_new_length`, and isn't counted. Misuse is an assertion. What a client
+///            must see to: a node is freed once, to its own pool, with the size that `alloc` was
+///            given, or another of the same class.
 /// Sanitizer: under the address sanitizer a free node is poisoned behind its first 8 bytes, and a
 ///            node in use behind the size asked for.
 /// Trace:     the level "DaMemPool" reports each chunk.
@@ -64,7 +64,7 @@ public:
     ~DaMemPool();
 
     /// Null for the size 0. A node that was never used holds the 32-bit word 0xCAFEDEAD all over,
-    /// but for its first 8 bytes. Asserts "size <= _maxSize".
+    /// except its first 8 bytes. Asserts "size <= _maxSize".
     void* alloc( std::size_t size );
     /// Null does nothing. Asserts "size <= _maxSize"; needs no memory.
     void free( void* node, std::size_t size );

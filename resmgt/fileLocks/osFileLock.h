@@ -24,8 +24,8 @@ class OsFileLockImp;
 ///
 /// File:     `dir/.name.omlock` beside `dir/name`, which need not exist. The thread
 ///           "FileLockThread" rewrites it in place at each refresh interval. One that wasn't
-///           rewritten for the maximum life is dead, and whoever wants the lock takes it over. All
-///           ages are measured on the file server's clock.
+///           rewritten for the maximum life is dead, and the next one that wants the lock takes it
+///           over. All ages are measured on the file server's clock.
 /// Holding:  `isHeld` ends four fifths of the maximum life after the last refresh began, by a clock
 ///           that counts suspension: a fifth early, since volumes round times. A holder that comes
 ///           later, after it was stopped for instance, refreshes its file, and holds again if after
@@ -58,7 +58,7 @@ public:
     /// Whether somebody holds the lock. Removes the file of a dead holder. In doubt the answer is
     /// true.
     static bool isLocked( const OsFilePath& path );
-    /// Where the lock file of `path` is: `dir/.a.tif.omlock` for `dir/a.tif`.
+    /// The path of the lock file of `path`: `dir/.a.tif.omlock` for `dir/a.tif`.
     static OsFilePath getLockPath( const OsFilePath& path );
     /// "omlock".
     static const std::string& getLockFileExtension();

@@ -60,7 +60,7 @@ private:
 
     OsFileLockManager();
 
-    /// Null if the lock can't be had.
+    /// Null if the lock can't be taken.
     OPtrRet<OsFileLock> acquire( const OsFilePath& lockPath );
     void remove( const RCWeakPtr<OsFileLockImp>& lock );
     void start();

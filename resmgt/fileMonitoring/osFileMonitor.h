@@ -33,8 +33,8 @@ class OsFileMonitorImp;
 ///           handler that is registered by then, in the order of passes and paths. They come
 ///           through the EvEventManager. Without one, or without memory, the next pass tries again.
 /// Handlers: run on the application's main thread, with no lock held, so they may call everything
-///           here. What one raises goes to whoever executes events, when the others have had
-///           their turn; of several exceptions the first, and the rest is logged. One that is
+///           here. An exception of one goes to the code that executes events, when the others have
+///           had their turn; of several exceptions the first, and the rest is logged. One that is
 ///           destroyed while registered is destroyed on the main thread; its watch ends with its
 ///           next event.
 /// Names:    are literal, "*" too. Links are followed: a link that leads nowhere is no file. A
@@ -54,7 +54,7 @@ public:
     using Handler = CbHandler<const OsFileEvent>;
     struct Snapshot;
 
-    /// Which states of a file its handler is called for.
+    /// The states of a file for which its handler is called.
     enum Form {
         /// Each that a pass finds.
         EACH_STATE,
@@ -166,7 +166,7 @@ private:
     const std::unique_ptr<OsFileMonitorImp> _imp;
 };
 
-/// What the monitor does, at one moment.
+/// The monitor's work at one moment.
 struct QV_RESMGT_API OsFileMonitor::Snapshot {
     /// Files that a pass looks at.
     std::size_t nbFiles = 0;

@@ -58,7 +58,7 @@ private:
 
 QV_RESMGT_API std::ostream& operator<<( std::ostream& stream, const EnvVar& variable );
 
-/// What the kinds of numbers share. `Number` is int, unsigned long long or double.
+/// The common part of all kinds of numbers. `Number` is int, unsigned long long or double.
 template <class Number>
 class QV_TEMPLATE_API EnvNumberVar : public EnvVar {
 public:

@@ -44,7 +44,7 @@ public:
     /// MUST_BE_THERE where the argument "init:" gives that path: who names a file for this one run
     /// means it. The environment may name one that is written later.
     static Presence getUserInitFilePresence();
-    /// Whether `getUserInitFilePath` passes over the environment, be it directly or through the
+    /// Whether `getUserInitFilePath` passes over the environment, both directly and through the
     /// variable. Not at first.
     static void setIgnoresEnvironment( bool ignores ) noexcept;
 

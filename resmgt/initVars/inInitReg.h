@@ -11,7 +11,7 @@ namespace Qv {
 ///
 ///     InContextAlias<InInitReg, 0>( "stackSize", "Stack size of threads" )
 ///
-/// Where there is no registry it never has a value.
+/// Without a registry it never has a value.
 struct QV_RESMGT_API InInitReg {
     static constexpr int getPriority() noexcept { return 5; }
     static constexpr const char* getSourceString() noexcept { return "InInitReg"; }

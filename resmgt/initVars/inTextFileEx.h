@@ -5,8 +5,8 @@
 
 #include <string>
 
-/// What can be wrong with an init file or a message file. Lines count from 1; a zero character of a
-/// text stands in the reason as "?".
+/// Failures of init files and message files. Lines count from 1; a zero character of a text stands
+/// in the reason as "?".
 namespace Qv::InTextFileEx {
 
 /// The file isn't there or can't be opened.

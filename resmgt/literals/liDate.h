@@ -20,7 +20,7 @@ public:
 
     /// The present time.
     static LiDate now() noexcept { return LiDate( OsDateUtil::now() ); }
-    /// What `date` is in comparison with `other`: OLDER is -1, SAME 0, NEWER 1.
+    /// The result of comparing `date` with `other`: OLDER is -1, SAME 0, NEWER 1.
     static OsDateTypes::Comparison compare( const LiDate& date, const LiDate& other ) noexcept {
         return OsDateUtil::compare( date._rep, other._rep );
     }

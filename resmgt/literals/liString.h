@@ -24,7 +24,7 @@ public:
     /// Takes the array over and frees it. Null gives the empty text.
     explicit LiString( APtr<char> text );
 
-    /// What hash containers use. The same in all processes and on all platforms.
+    /// The hash for containers. The same in all processes and on all platforms.
     std::uint64_t hashFunc() const noexcept;
     /// Takes the next line, without its end, for its text. Returns `stream`, which is in a failed
     /// state after a failure; the text is empty then.

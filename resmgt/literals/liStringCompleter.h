@@ -27,7 +27,7 @@ public:
     /// one where `isForward` is false. Asked again with the same prefix it goes on to the next, or
     /// back to the one before, and around at the ends. False if there is none.
     bool complete( const std::string& prefix, bool isForward );
-    /// Where `complete` has gone to; empty if there is none.
+    /// The result of `complete`; empty if there is none.
     const std::string& item() const noexcept { return _item; }
 
 private:

@@ -135,7 +135,7 @@ public:
     /// Each back-slash becomes two.
     static std::string escapeBackslashes( const std::string& text );
 
-    /// What stands for a forbidden character.
+    /// The replacement of a forbidden character.
     static char getReplacementChar() { return '_'; }
     static wchar_t getReplacementCharW() { return L'_'; }
     /// Replaces each character that `forbidden` holds.

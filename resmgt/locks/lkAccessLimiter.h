@@ -62,7 +62,7 @@ private:
     void unlock( Grants& grants );
 
     bool mustWait( const Grants& grants ) const QV_REQUIRES( _lock );
-    /// What the strategy says to a limiter that holds grants.
+    /// The strategy's answer to a limiter that holds grants.
     bool isExhausted() const QV_REQUIRES( _lock );
     void take( Grants& grants ) QV_REQUIRES( _lock );
     void wake() QV_REQUIRES( _lock );
@@ -83,9 +83,9 @@ private:
 /// One client of an LkAccessLimiterGroup; LkGuard<const LkAccessLimiter> holds a grant.
 ///
 /// Threads:  any, also several of one client at a time.
-/// Lifetime: keeps its group alive. Whoever destroys it must have got all its grants back; this
-///           isn't checked, and the group would lack them for good. Its end wakes those for whom it
-///           held grants in reserve.
+/// Lifetime: keeps its group alive. All its grants must be back before it is destroyed; this isn't
+///           checked, and the group would lack them for good. Its end wakes those for whom it held
+///           grants in reserve.
 /// Errors:   a wait that raises has taken nothing.
 class QV_RESMGT_API QV_CAPABILITY( "limiter" ) LkAccessLimiter {
 public:

@@ -9,7 +9,7 @@
 
 namespace Qv {
 
-/// What both pools do. Hands out what was given back last, else what it makes.
+/// The common part of both pools. Hands out the condition that was given back last, else a new one.
 template <class CondVar>
 class LkPulsePool {
 public:

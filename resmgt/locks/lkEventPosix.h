@@ -15,7 +15,7 @@ class LkDeadline;
 /// how often it went from unset to set, so that a waiter learns of a set that was reset at once. (A
 /// waiter that sleeps through exactly 2^30 of them learns of none.)
 ///
-/// Order: a set releases, and whoever passes acquires; a reset orders nothing.
+/// Order: a set releases, and a thread that passes acquires; a reset orders nothing.
 class QV_RESMGT_API LkEventPosix {
 public:
     LkEventPosix( const char* name, bool initialState ) noexcept

@@ -12,7 +12,7 @@ public:
     class ExDuplicateSingleton;
 };
 
-/// What should have supplied a value supplied none.
+/// A creator that should have supplied a value supplied none.
 class QV_RESMGT_API LkEx::ExNoContent : public ExCloneable<LkEx::ExNoContent, ExBase>, public LkEx {
 public:
     /// `holder` is the class that found nothing, `name` the name of its object.

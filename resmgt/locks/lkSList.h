@@ -87,7 +87,7 @@ public:
     /// Only the first attempt does that. When it fails because another thread changed the head, the
     /// further ones wait until the head has become equal to its own second node, and this may never
     /// be: it returns for sure only if the stack becomes empty, and a result of a further attempt
-    /// isn't off the stack. Whoever can't exclude other threads uses tryPopAll in a loop.
+    /// isn't off the stack. Use tryPopAll in a loop where other threads can't be excluded.
     LkSListNode* popAll() noexcept;
 
     /// One attempt each, `head` being the value last read, not empty. False if the head differs;

@@ -2,7 +2,7 @@
 
 namespace Qv::LkSemaTypes {
 
-/// What a named semaphore's constructor does about one of the same name.
+/// How a named semaphore's constructor treats one of the same name.
 enum CreateFlag {
     /// It must exist.
     OPEN_ONLY = 0,

@@ -2,7 +2,7 @@
 
 namespace Qv::LkThreadDataTypes {
 
-/// What a thread's slot holds after its value was freed.
+/// The content of a thread's slot after its value was freed.
 enum DeleteAction : int {
     /// Nothing: the thread may use the data again and gets a new value.
     DELETE_AND_CLEAR = 0,

@@ -29,7 +29,7 @@ public:
 
     /// The number whose turn it is; locks nothing.
     long long getTicket() const noexcept { return toTicket( load() ); }
-    /// Ends the turn. For whoever has it without a guard.
+    /// Ends the turn of a thread that has it without a guard.
     void next() {
         if( !tryNext() ) {
             nextSlowly();

@@ -6,7 +6,7 @@
 
 namespace Qv {
 
-/// What a thread can wait on while it holds a lock, which is given up meanwhile.
+/// Something that a thread can wait on while it holds a lock, which is given up meanwhile.
 ///
 /// Lock:    the caller holds it; it is given up whole, whatever the depth of the caller's guards,
 ///          and held again when the wait is over, also by an exception.

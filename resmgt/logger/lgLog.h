@@ -52,7 +52,7 @@ public:
         int openError = 0;
     };
 
-    /// What a line is about, beside its text.
+    /// The origin of a line: level, time and thread.
     struct EntryInfo {
         /// The level of the line.
         LgTypes::Level level;
@@ -97,7 +97,7 @@ public:
 
     /// Reads the environment, chooses and cleans the log directory, opens the files.
     /// Errors: LgEx::InvalidLevelString, and an assertion, for a malformed QV_LOG_GROUPS. After a
-    ///         failure all is as before. A directory that can't be had, or a file that can't be
+    ///         failure all is as before. A directory that can't be used, or a file that can't be
     ///         opened, is no failure; the one is traced, the other reported on standard error.
     static void init();
     /// Writes the last lines. The files stay open for those who still log, until the next `init`.
@@ -137,7 +137,7 @@ public:
     /// Where each level goes, and the options.
     static void dump( std::ostream& stream );
 
-    /// What the reader does between lines: at most once a second it looks at the control file, at
+    /// The reader's work between lines: at most once a second it looks at the control file, at
     /// files whose names lead elsewhere, and tries again what failed. Cheap in between.
     static void maintain() noexcept;
     /// For the reader, while a flush is wanted, which looks at the queues next: the stamp of that

@@ -6,7 +6,7 @@
 
 namespace Qv {
 
-/// What a log statement belongs to: a name of its own in the line, and the levels of a major group.
+/// The group of a log statement: a name of its own in the line, and the levels of a major group.
 ///
 /// Threads: any.
 class QV_RESMGT_API LgMinorGroup {

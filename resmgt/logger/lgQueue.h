@@ -29,8 +29,8 @@ struct LgQueueMemory;
 ///           entry, is shown nowhere.
 /// Memory:   taken and touched by the constructor, also with regard to forks: a fork doesn't make
 ///           the next statement wait for pages. With QV_LOG_TAIL it outlives the process (LgTail).
-/// Lifetime: the owner calls `creatorExit` as its last; whoever reads destroys. An unread entry is
-///           counted then, see `getNbUnread`.
+/// Lifetime: the owner calls `creatorExit` last; the reader destroys. An unread entry is counted
+///           then, see `getNbUnread`.
 /// Forks:    a child must not use its parent's queues; it may destroy them.
 class QV_RESMGT_API LgQueue : public LgStream {
 public:

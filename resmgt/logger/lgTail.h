@@ -8,8 +8,8 @@
 
 namespace Qv {
 
-/// What processes that ended without their reader had still in their queues, where QV_LOG_TAIL was
-/// set.
+/// The lines that processes had still in their queues when they ended without their reader, where
+/// QV_LOG_TAIL was set.
 ///
 /// A process that makes its first queue so removes what others have left, but for the ten that were
 /// started last.

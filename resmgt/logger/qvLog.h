@@ -8,10 +8,10 @@
 ///
 ///     QV_LOG( Content, Warning, "tile ", index, " took ", seconds, " s" );
 ///
-/// What follows the level is written to an LgStream, one behind the other. It is evaluated once,
-/// and only while the level is open. That comes before the statement has its place in the log, so
-/// that what is called there may log lines of its own. An operator that writes an argument may not:
-/// lines within the line are dropped and counted.
+/// The arguments after the level are written to an LgStream, one after the other. They are
+/// evaluated once, and only while the level is open. This happens before the statement has its
+/// place in the log, so that what is called there may log lines of its own. An operator that writes
+/// an argument may not: lines within the line are dropped and counted.
 ///
 /// Threads: any, at any time from the first constructor to the last destructor.
 /// Errors:  only what evaluating the arguments raises.

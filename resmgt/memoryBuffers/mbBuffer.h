@@ -17,7 +17,7 @@ namespace Qv {
 ///     tile.prefetch();
 ///
 /// Copying: shares the buffer; the last handle's end is the buffer's.
-/// Errors:  a null handle raises ExNullPtr, but for `isNull`, `isUniqueOwner` and the comparison.
+/// Errors:  a null handle raises ExNullPtr, except in `isNull`, `isUniqueOwner` and the comparison.
 ///          What the buffer's protocol and manager raise goes through.
 /// Threads: handles of one buffer may be used by several threads, a single handle by one at a time.
 class QV_RESMGT_API MbBuffer {
@@ -51,7 +51,7 @@ public:
     void asyncSync();
     /// Writes new content out and waits; first for the end of locks under which it may be changing.
     void sync();
-    /// The content isn't wanted any more. The memory goes with the last lock.
+    /// Abandons the content. The memory goes with the last lock.
     void free();
     /// Moves the memory of `source` into this buffer, for which both must have the same manager,
     /// size and alignment. Waits until both are unlocked. Raises MbEx::ExInvalidArgument if

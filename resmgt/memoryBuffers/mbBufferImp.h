@@ -24,7 +24,7 @@ class MbProtocol;
 class MbResidents;
 class MbState;
 
-/// What an MbPoolManager notes in a buffer that has its memory.
+/// The notes of an MbPoolManager in a buffer that has its memory.
 struct MbResidence {
     /// No place: the buffer isn't evictable.
     static constexpr std::uint64_t NOT_EVICTABLE = 0;
@@ -48,16 +48,16 @@ struct MbBufferName {
 /// only pass it on.
 ///
 /// Events:   each operation of the first group is an event to the buffer's state, handled under the
-///           buffer's lock, which is released while the protocol works. Then whoever waits for a
-///           change of state is woken: after the lock is given back, except for completions. The
+///           buffer's lock, which is released while the protocol works. Then threads that wait for
+///           a change of state are woken: after the lock is given back, except for completions. The
 ///           states define what an event does and raises; docs/buffer-states.md has the tables.
 /// Lifetime: the caller of an event holds a handle, or a pin, until it returns. The handles
 ///           together hold one pin, which the event gives back that ends in the destruction: the
-///           last handle's, or the one whose protocol call dropped the last handle. Whoever gives
-///           back the last pin deletes the buffer.
-///           A completion needs neither: as long as one is to come the destruction waits for it,
-///           or is pending and takes place in the completion itself.
-///           It wakes the waiters before it gives the lock back, and touches nothing after that.
+///           last handle's, or the one whose protocol call dropped the last handle. The thread that
+///           gives back the last pin deletes the buffer. A completion needs neither: as long as one
+///           is to come the destruction waits for it, or is pending and takes place in the
+///           completion itself. It wakes the waiters before it gives the lock back, and touches
+///           nothing after that.
 /// Threads:  any.
 class QV_RESMGT_API MbBufferImp final : public LkAsyncHandle,
                                         private MbBufferName,

@@ -5,7 +5,7 @@
 
 namespace Qv {
 
-/// Where buffers are born.
+/// Makes all buffers.
 class QV_RESMGT_API MbBufferImpFactory {
 public:
     MbBufferImpFactory() = delete;

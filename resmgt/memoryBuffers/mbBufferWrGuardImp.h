@@ -13,11 +13,10 @@ namespace Qv {
 ///          lock raises; MbProtocol specifies the buffer's state then.
 /// Waiting: under the strict policy until no reader is left, and readers come in meanwhile: beside
 ///          readers that overlap all the time a writer gets nothing, unless the application has
-///          them stop. During an asynchronous write readers are strict under either policy: whoever
-///          reads then and wants to write takes the write lock first, or gives its read lock back
-///          before. A thread that would wait for its own lock fails the assertion
-///          "! _locker.isCurrentThread()", if no other thread has one. docs/buffer-states.md has
-///          more.
+///          them stop. During an asynchronous write readers are strict under either policy: a
+///          thread that reads then and wants to write takes the write lock first, or gives its read
+///          lock back before. A thread that would wait for its own lock fails the assertion "!
+///          _locker.isCurrentThread()", if no other thread has one. docs/buffer-states.md has more.
 /// Threads: a guard belongs to one thread's scope, which isn't checked.
 class QV_RESMGT_API MbBufferWrGuardImp {
 public:

@@ -7,7 +7,7 @@ namespace Qv {
 class LkAsyncHandle;
 class MbBufferImp;
 
-/// What stands behind a buffer: a client derives from it and overrides what its store needs. The
+/// The backing store of a buffer: a client derives from it and overrides what its store needs. The
 /// plain class is a buffer without a store: evicted, it comes back with undefined bytes.
 ///
 /// Arguments: `memory` is the buffer's first byte, `size` its size in bytes.

@@ -5,8 +5,9 @@
 
 namespace Qv {
 
-/// What becomes of a message to the user. This one logs it and shows it in a box; an application
-/// that shows messages in its own way derives from it, and installs that by MsgServer::setManager.
+/// Decides what happens to a message to the user. This one logs it and shows it in a box; an
+/// application that shows messages in its own way derives from it, and installs that by
+/// MsgServer::setManager.
 ///
 /// Boxes:   only where somebody may see them: neither when standard output goes to a file nor in
 ///          the application mode BATCH nor with QV_NO_MESSAGE_BOX set. QV_NO_MESSAGE_BEEP, set,

@@ -40,7 +40,7 @@ public:
     virtual OPtrRet<MsgManager> setManager( OPtr<MsgManager> manager ) = 0;
     /// A MsgManager unless the application has set its own; may be null.
     virtual MsgManager* getManager() = 0;
-    /// Where message files are read from, from now on. Empty, as at the start, means "messages" in
+    /// Sets the directory of message files. Empty, as at the start, means "messages" in
     /// InPaths::getResourcesDir().
     virtual void setDirectory( const OsFilePath& directory ) = 0;
     /// Passes `isEnabled` to the manager, if there is one.

@@ -2,7 +2,7 @@
 
 namespace Qv {
 
-/// What the classes of messages share.
+/// Types that the classes of messages share.
 class MsgTypes {
 public:
     /// How grave a message is; the number is that of the log level of the same name.

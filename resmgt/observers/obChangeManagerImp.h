@@ -65,13 +65,14 @@ public:
 
     /// False if the observer is subscribed already.
     virtual bool subscribeRelation( ObSubjectAny* subject, ObObserverAny* observer );
-    /// False if there is no such relation. Else the notifier hears of it: if this was the subject's
+    /// False if there is no such relation. Else the notifier is called: if this was the subject's
     /// last observer, `relationRemovedFromSubject`, and then `relationRemoved` in any case. The
     /// relation is gone before; what these raise, the first of it, goes to the caller.
     virtual bool unsubscribeRelation( ObSubjectAny* subject, ObObserverAny* observer );
     /// Ends the subject's relations and calls the notifier's `relationRemoved` for each, in the
     /// order of subscription; if that raises, all are called and the first exception goes to the
-    /// caller. Queued changes of the subject are void, whoever is at its address later.
+    /// caller. Queued changes of the subject are void, even if another object has its address
+    /// later.
     virtual void removeSubject( ObSubjectAny* subject );
     /// Ends the observer's relations and waits until nobody is inside a call of it. The notifier
     /// isn't informed.

@@ -6,7 +6,7 @@
 
 namespace Qv {
 
-/// What has changed in a subject: the type is the meaning. An application derives its own, which
+/// A kind of change of a subject: the type is the meaning. An application derives its own, which
 /// may carry data; they are shared, and read on several threads at once.
 class QV_RESMGT_API ObHint : public RCBase<LkCounter<int>> {
 public:

@@ -11,7 +11,7 @@
 
 namespace Qv {
 
-/// What one notification says: hints in the order in which they were added. Copies share them.
+/// The content of one notification: hints in the order in which they were added. Copies share them.
 ///
 ///     ObHints hints;
 ///     hints.add<ObValueHint>().add<PixelsHint>( box );

@@ -32,7 +32,7 @@ public:
     ObNotifierAny& operator=( const ObNotifierAny& ) = delete;
 
     /// A change. No lock of the manager's is held: the observer may call it, and notify again. An
-    /// exception ends the pass and goes to whoever notifies.
+    /// exception ends the pass and goes to the caller of the notification.
     virtual void notifyObserver( ObObserverAny* observer, const ObHints& hints ) = 0;
     /// `unsubscribeRelation` has taken the subject's last observer, this one; comes before
     /// `relationRemoved`. Runs under the manager's lock: to enter the manager is an assertion.

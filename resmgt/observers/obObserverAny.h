@@ -4,8 +4,8 @@
 
 namespace Qv {
 
-/// What can observe: an identity, its address. The change manager hands it to the application's
-/// ObNotifierAny and never calls it.
+/// An object that can observe: an identity, its address. The change manager hands it to the
+/// application's ObNotifierAny and never calls it.
 class QV_RESMGT_API ObObserverAny {
 protected:
     ObObserverAny() = default;

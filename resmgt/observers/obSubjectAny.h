@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-/// What can be observed: an identity, its address. Nobody calls it.
+/// An object that can be observed: an identity, its address. Nobody calls it.
 class QV_RESMGT_API ObSubjectAny {
 protected:
     ObSubjectAny() = default;

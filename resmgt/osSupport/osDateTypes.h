@@ -39,7 +39,7 @@ private:
     std::int32_t _nanoseconds = 0;
 };
 
-/// What a date is in comparison with another.
+/// The result of comparing a date with another.
 enum Comparison : int { OLDER = -1, SAME = 0, NEWER = 1 };
 
 } // namespace Qv::OsDateTypes

@@ -10,7 +10,7 @@
 ///          change of the environment isn't seen.
 namespace Qv::OsDateUtil {
 
-/// What `date` is in comparison with `other`: OLDER is -1, SAME 0, NEWER 1.
+/// The result of comparing `date` with `other`: OLDER is -1, SAME 0, NEWER 1.
 QV_RESMGT_API OsDateTypes::Comparison compare( const OsDateTypes::DateRep& date,
                                                const OsDateTypes::DateRep& other ) noexcept;
 

@@ -32,7 +32,7 @@ public:
 
     OsComponentTypes() = delete;
 
-    /// Errors: an extension that has a type already is an assertion, be it the same type.
+    /// Errors: an extension that has a type already is an assertion, even if it is the same type.
     static void registerExtensionType( const std::string& extension, ComponentType type );
     /// Here and below what is registered already stays as it is. `name` is the type's.
     static void registerExtensionAndNameForDependentType( const std::string& extension,

@@ -11,7 +11,7 @@ namespace Qv {
 /// itself.
 ///
 /// Threads: one at a time.
-/// Errors:  ExSysErrorWindows if the list of drives can't be had. A drive that can't be asked is
+/// Errors:  ExSysErrorWindows if there is no list of drives. A drive that can't be asked is
 ///          reported with no space, no owner and the present time.
 class QV_RESMGT_API OsDriveEntryDescriptor {
 public:

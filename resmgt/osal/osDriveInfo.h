@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-/// What was known of a drive or mounted volume; its file part is that of its root directory.
+/// A drive or mounted volume as it was when asked; its file part is that of its root directory.
 class QV_RESMGT_API OsDriveInfo : public OsFileInfo {
 public:
     /// Whether a drive can be used.
@@ -31,7 +31,7 @@ public:
     DriveType getDriveType() const noexcept { return _driveType; }
     const std::string& getName() const noexcept { return _name; }
     std::uint64_t getTotalSpace() const noexcept { return _totalSpace; }
-    /// What this process's user may fill.
+    /// The space that this process's user may fill.
     std::uint64_t getFreeSpace() const noexcept { return _freeSpace; }
 
 private:

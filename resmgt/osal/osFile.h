@@ -9,7 +9,7 @@
 
 namespace Qv {
 
-/// What a path names in the file system, whatever that is.
+/// The object that a path names in the file system, of whatever kind.
 ///
 /// Links:   `exists`, `isSymLink`, `remove` and `renameTo` are about the link itself, all other
 ///          operations about what it leads to.
@@ -33,9 +33,9 @@ public:
     /// In bytes; of a directory, what the file system says.
     virtual unsigned long long getSize() const;
     virtual OPtrRet<OsDateTypes::DateRep> getLastModificationTime() const;
-    /// Where the volume keeps no such time, the earliest one that it does keep.
+    /// On volumes that keep no such time, the earliest one that they keep.
     virtual OPtrRet<OsDateTypes::DateRep> getCreationTime() const;
-    /// What unbuffered transfers must respect on this file's volume.
+    /// The requirements of unbuffered transfers on this file's volume.
     virtual OsFileTypes::UnbufferedInfo getUnbufferedInfo() const;
     /// Which of `flags`, 1 for reading and 2 for writing, the process may use, as a set of the same
     /// bits. A plain file is opened to find out. Missing rights, also to search a directory on the
@@ -76,7 +76,7 @@ public:
     /// See OsFsUtils::createFile.
     void create( const OsFileTypes::Permissions& permissions, bool exclusive );
     OsFileInfo getInfo() const;
-    /// What the owner, the group and all others may do with it.
+    /// The permissions of the owner, the group and all others.
     OsFileTypes::Permissions getPermissions() const;
     const OsFilePath& getPath() const noexcept { return _path; }
 

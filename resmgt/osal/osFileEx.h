@@ -36,7 +36,7 @@ public:
     ExIllegalPathConcat( const char* file, int line, const char* where, const OsFilePath& path );
 };
 
-/// What was to be made is there already.
+/// The file or directory to be made is there already.
 class QV_RESMGT_API ExFileExists : public ExCloneable<ExFileExists, ExBase> {
 public:
     ExFileExists( const char* file, int line, const char* where, const OsFilePath& path );

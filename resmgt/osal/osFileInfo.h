@@ -9,7 +9,7 @@
 
 namespace Qv {
 
-/// What was known of one file or directory at the moment when it was asked for.
+/// One file or directory as it was when asked.
 class QV_RESMGT_API OsFileInfo {
 public:
     /// `size` in bytes.

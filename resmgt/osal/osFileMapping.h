@@ -20,7 +20,7 @@ class OsFileMappingImp;
 ///          SIGXFSZ comes, as with OsFileWriter.
 /// Threads: as any memory. Shortening the file makes the system end a process that touches what was
 ///          cut off.
-/// Errors:  FileNotFoundEx if it can't be opened; CannotMapFileEx for all else, also for an
+/// Errors:  FileNotFoundEx if it can't be opened; CannotMapFileEx for everything else, also for an
 ///          `offset` between two pages and for a part beyond the end. A failed mapping leaves the
 ///          file's length as it was; space that was taken for holes stays, since somebody else may
 ///          have written there by then.

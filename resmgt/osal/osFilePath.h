@@ -10,8 +10,8 @@
 
 namespace Qv {
 
-/// A path of the file system, as a list of components; the same on every platform. Two spellings
-/// of one path are equal and print the same normal form; docs/paths.md shows what becomes of what.
+/// A path of the file system, as a list of components; the same on every platform. Two spellings of
+/// one path are equal and print the same normal form; docs/paths.md shows how texts become paths.
 ///
 /// Text:     "/" and "\" separate, only "/" is printed. Narrow text is UTF-8; bytes that aren't
 ///           survive, also through wide text, and so do zero bytes. Whether a file's name may hold
@@ -70,21 +70,21 @@ public:
     int compare( const OsFilePath& other ) const;
 
     /// Puts the components of `right` behind; its ".." climb. On an empty path it is assignment.
-    /// `+=` takes as long as `right` is, however long this path has become.
+    /// The cost of `+=` depends on the length of `right` alone.
     ///
     /// Errors: OsFileEx::ExIllegalPathConcat, which quotes this path, when `right` is absolute and
     ///         this path isn't empty.
     OsFilePath& operator+=( const OsFilePath& right );
     OsFilePath operator+( const OsFilePath& right ) const;
 
-    /// The last component, be it a root. Without extension it ends before the last dot, wherever
-    /// that stands: ".profile" gives the empty path.
+    /// The last component, even if it is a root. Without extension it ends before the last dot,
+    /// wherever that stands: ".profile" gives the empty path.
     OsFilePath getBaseName( BaseNameExtension extension ) const;
     OsFilePath getBaseNameNoExt() const { return getBaseName( WITHOUT_EXTENSION ); }
     /// All but the last component; "." for a single name, a root for itself.
     OsFilePath getDirectoryName() const;
 
-    /// What follows the last dot of the last name, without the dot. Empty when that dot is the
+    /// The text after the last dot of the last name, without the dot. Empty when that dot is the
     /// name's first character, and for roots, "." and "..".
     std::string getExtension() const;
     std::wstring getExtensionW() const;

@@ -11,7 +11,7 @@
 
 namespace Qv {
 
-/// What one query says of a file, in numbers alone.
+/// The result of one query about a file, in numbers alone.
 struct QV_RESMGT_API OsFileStatus {
     friend bool operator==( const OsFileStatus&, const OsFileStatus& ) = default;
 

@@ -33,12 +33,12 @@ public:
     explicit OsFileReplacement( const OsFilePath& path );
     OsFileReplacement( const OsFileReplacement& ) = delete;
     OsFileReplacement& operator=( const OsFileReplacement& ) = delete;
-    /// What can't be removed is traced.
+    /// A failed removal is traced.
     ~OsFileReplacement();
 
     /// Whether there is a file to be replaced.
     bool isReplacing() const noexcept;
-    /// Where the name leads.
+    /// The path to which the name leads.
     const OsFilePath& getPath() const noexcept;
 
     /// Errors: ExSysErrorGeneric if the former file's owner can't be kept.

@@ -11,8 +11,8 @@ using Handle = std::intptr_t;
 /// The handle of what is closed: all bits set.
 inline constexpr Handle INVALID_HANDLE = -1;
 
-/// What the owner, the group and all others may do with a new file or directory. Each is a set of
-/// the bits READ, WRITE and EXECUTE; the process's mask takes away from it.
+/// The permissions of the owner, the group and all others for a new file or directory. Each is a
+/// set of the bits READ, WRITE and EXECUTE; the process's mask takes away from it.
 struct QV_RESMGT_API Permissions {
     /// What somebody may do with a file, as a sum.
     enum Access : std::int32_t { READ = 1, WRITE = 2, EXECUTE = 4 };
@@ -32,16 +32,16 @@ struct QV_RESMGT_API Permissions {
     std::int32_t others;
 };
 
-/// What a path names; PLAIN is all that is no directory.
+/// The kind of object that a path names; PLAIN is everything but a directory.
 enum ElementType : std::int32_t { PLAIN = 0, DIRECTORY = 1 };
 
 /// How a child is named: by the directory's path with the child's name added, or by its name alone.
 enum PathTypes : std::int32_t { FULL_PATH = 0, NAME_ONLY = 1 };
 
-/// What the offset of a seek is added to. Any other value counts as FROM_BEGINNING.
+/// The base to which the offset of a seek is added. Any other value counts as FROM_BEGINNING.
 enum SeekMode : std::int32_t { FROM_CURRENT = 0, FROM_BEGINNING = 1, FROM_END = 2 };
 
-/// What transfers that bypass the system's file cache must respect on a volume.
+/// The requirements of a volume on transfers that bypass the system's file cache.
 struct QV_RESMGT_API UnbufferedInfo {
     constexpr UnbufferedInfo() = default;
     constexpr UnbufferedInfo( bool isSupported, std::uint64_t sector, std::uint64_t cluster,

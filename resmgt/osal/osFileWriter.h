@@ -28,7 +28,7 @@ public:
                   bool unbuffered );
     OsFileWriter( const OsFileWriter& ) = delete;
     OsFileWriter& operator=( const OsFileWriter& ) = delete;
-    /// Closes what is open; a failure of that is traced. Call `close` to hear of it.
+    /// Closes what is open; a failure of that is traced. Call `close` to get it as an exception.
     ~OsFileWriter();
 
     /// Errors: a `size` above 4 GiB - 1 is an assertion.
@@ -37,9 +37,9 @@ public:
     unsigned long long read( void* buffer, unsigned long long size );
     /// Returns the new position, which may lie behind the end.
     long long seek( long long offset, OsFileTypes::SeekMode mode );
-    /// Fixes the file's length, be it longer or shorter, takes the space for all of it where the
-    /// volume can, and sets the position to `size`. A failure leaves length, space and position as
-    /// they were. Nobody else may change the file meanwhile.
+    /// Fixes the file's length, longer or shorter, takes the space for all of it where the volume
+    /// can, and sets the position to `size`. A failure leaves length, space and position as they
+    /// were. Nobody else may change the file meanwhile.
     void reserve( unsigned long long size );
     const OsFilePath& getPath() const noexcept;
     /// It counts as closed also after a failure.

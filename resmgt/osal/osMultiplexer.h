@@ -29,7 +29,7 @@ public:
     /// Errors: ExSysErrorGeneric for a descriptor that the sets can't hold; an unknown event is an
     ///         assertion, here and below.
     void registerEvent( int fd, Event event );
-    /// What isn't registered is none of its business.
+    /// Descriptors that aren't registered are ignored.
     void unregisterEvent( int fd, Event event );
     /// Unregisters all events.
     void clearEvents();

@@ -30,7 +30,7 @@ public:
     struct ExitState {
         bool isSuccess() const noexcept { return status == 0 && signal == 0; }
 
-        /// What it returned, 0 if a signal ended it.
+        /// Its exit status, 0 if a signal ended it.
         int status;
         /// The signal that ended it, else 0.
         int signal;

@@ -26,7 +26,7 @@ public:
     /// Errors: OsSharedLibEx::ExCantOpenLib with the system's reason. An exception that leaves the
     ///         library's own start ends the process.
     static OPtrRet<OsSharedLib> open( const OsFilePath& path );
-    /// What the names of libraries end with on this platform, the dot included.
+    /// The ending of library names on this platform, the dot included.
     static const char* getSuffix() noexcept;
 
     OsSharedLib( const OsSharedLib& ) = delete;

@@ -6,7 +6,7 @@ namespace Qv {
 
 /// When the directory for temporary files, which `OsFilePath::getTempDir` names, is made.
 ///
-/// As a rule the start of the package makes it, and fails where it can't be had. A program that
+/// As a rule the start of the package makes it, and fails where that is impossible. A program that
 /// hardly ever has temporary files need neither leave an empty directory behind nor do without its
 /// other work:
 ///
@@ -14,8 +14,8 @@ namespace Qv {
 ///     const InInitGuard packages( argc, argv );
 ///
 /// Then the start lets it be, and the first call of `OsFilePath::getTempDir` makes it or says why
-/// it can't be had. `ombra::deployment::outputDir` has no default in such a program;
-/// `InPaths::getOutputDir` answers all the same.
+/// it can't. `ombra::deployment::outputDir` has no default in such a program;
+/// `InPaths::getOutputDir` still returns a directory.
 class QV_RESMGT_API OsTempDir {
 public:
     OsTempDir() = delete;

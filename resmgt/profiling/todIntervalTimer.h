@@ -23,7 +23,7 @@ public:
     private:
         /// Whole seconds since the start of 1970.
         double _seconds;
-        /// What is beyond them, with its fraction.
+        /// The rest, with its fraction.
         double _milliseconds;
     };
 

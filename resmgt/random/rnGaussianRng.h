@@ -24,7 +24,7 @@ public:
 
     T operator()() override;
     void getSample( T& value ) override;
-    /// The same values as by single calls, faster; no number of the source is drawn in vain.
+    /// The same values as by single calls, faster; no number of the source is wasted.
     void getSequence( unsigned int n, T* values ) override;
     /// The next value of the standard distribution, without the mean and sigma.
     T eval();

@@ -43,9 +43,9 @@ public:
     T getMin() const;
     T getMax() const;
     T getWidth() const;
-    /// Which share of the width a bin has.
+    /// The share of the width that a bin has.
     double getShareOfWidth( std::size_t bin ) const;
-    /// Which share of the width the bins with weight have.
+    /// The share of the width that the bins with weight have.
     double getShareWithWeight() const;
 
 private:

@@ -23,8 +23,8 @@ public:
     virtual void getEfficientWidth( T* values ) const = 0;
     virtual void getEfficientMin( T* values ) const = 0;
     virtual void getEfficientMax( T* values ) const = 0;
-    /// Which share of that box carries probability: a fair sampling budget over a domain is divided
-    /// by it.
+    /// The share of that box that carries probability: a fair sampling budget over a domain is
+    /// divided by it.
     virtual T getEfficientFraction() const = 0;
     /// The probability density at a point of `N` values.
     virtual T getPdf( T const* values ) const = 0;

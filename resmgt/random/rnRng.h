@@ -25,7 +25,7 @@ public:
     virtual T getEfficientWidth() const = 0;
     virtual T getEfficientMin() const = 0;
     virtual T getEfficientMax() const = 0;
-    /// Which share of that interval carries probability: a fair sampling budget over a domain is
+    /// The share of that interval that carries probability: a fair sampling budget over a domain is
     /// divided by it.
     virtual T getEfficientFraction() const = 0;
     /// The probability density at `x`.

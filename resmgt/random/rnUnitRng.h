@@ -6,8 +6,8 @@
 
 namespace Qv {
 
-/// What fills the unit interval evenly: the box is [0, 1], all of it carries probability, and the
-/// density is 1 from 0 up to, but without 1, and 0 elsewhere.
+/// A generator that fills the unit interval evenly: the box is [0, 1], all of it carries
+/// probability, and the density is 1 from 0 up to, but without 1, and 0 elsewhere.
 ///
 /// Bits: of all such generators, in any dimension, a value depends on seed and index alone, not on
 ///       platform, compiler or optimisation; RnStdUniformRng alone is the system's.

@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-/// What the library reports of itself to a test run.
+/// The library's reports to a test run.
 ///
 /// Threads: any.
 class QV_RESMGT_API TestInform {

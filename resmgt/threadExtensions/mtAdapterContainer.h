@@ -9,9 +9,9 @@
 
 namespace Qv {
 
-/// What differs between the kinds of containers: which item comes next, and how it goes in and out.
-/// There is one for `std::queue` and one for `std::priority_queue`; a further kind of container
-/// comes with its own, of the same operations.
+/// The differences between the kinds of containers: which item comes next, and how it goes in and
+/// out. There is one for `std::queue` and one for `std::priority_queue`; a further kind of
+/// container comes with its own, of the same operations.
 ///
 /// Errors: a push that raises leaves the container as it was. Items whose moves don't raise are
 ///         neither lost nor doubled by the other operations.

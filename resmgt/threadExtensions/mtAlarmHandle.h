@@ -67,7 +67,7 @@ private:
     RCShdPtr<MtAlarm> _alarm;
 };
 
-/// What an alarm calls.
+/// The call-back of an alarm.
 class QV_RESMGT_API MtAlarmHandle::Callback {
 public:
     Callback() = default;

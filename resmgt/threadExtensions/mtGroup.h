@@ -39,7 +39,7 @@ struct MtGroupOptions {
 ///           in it: pushes of the group's own workers, and those from within an item that another
 ///           thread executes, go past the limit. Two groups that feed each other don't have that
 ///           help: use `tryPush` in one direction.
-/// Waiting:  whoever waits runs no items of others. `waitRequestCountZero` runs none at all.
+/// Waiting:  a thread that waits runs no items of others. `waitRequestCountZero` runs none at all.
 ///           `workAlong` runs those of its own tag, from the queue and as they come, until none is
 ///           left: the calling thread needn't stand idle behind the work of others, and none of
 ///           theirs runs on its stack and under its locks. A worker of the group that waits for a
@@ -57,7 +57,7 @@ struct MtGroupOptions {
 /// Lifetime: the destructor stops the group, waits, and asserts that all producers have ended
 ///           ("0 == _producers"), after all else has been done; while an exception unwinds the
 ///           stack, that is reported through Trace. A derived class stops the group itself.
-/// Threads:  any, but for what MtThreadPool and the destructor ask for.
+/// Threads:  any, except where MtThreadPool and the destructor say otherwise.
 /// Cost:     one lock operation for a push and one for a pop, and one atomic operation each.
 template <class Container, class Adapter = MtAdapterContainer<Container>>
 class QV_TEMPLATE_API MtGroup : public MtThreadPool {
@@ -85,7 +85,7 @@ public:
     /// False when the queue is full; nothing has happened then.
     bool tryPush( const Item& item ) { return pushWithin( item, 0.0 ); }
     bool tryPush( Item&& item ) { return pushWithin( std::move( item ), 0.0 ); }
-    /// The same after so long a time; the limit is that of LkTimedWaitable.
+    /// The same with a limit of time, as in LkTimedWaitable.
     bool timedPush( const Item& item, double seconds ) { return pushWithin( item, seconds ); }
     bool timedPush( Item&& item, double seconds ) {
         return pushWithin( std::move( item ), seconds );

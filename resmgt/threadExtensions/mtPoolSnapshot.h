@@ -7,7 +7,7 @@
 
 namespace Qv {
 
-/// What a group's queue and workers have done and are doing, at one moment.
+/// The work of a group's queue and workers, done and under way, at one moment.
 struct QV_RESMGT_API MtPoolSnapshot {
     /// Items that wait in the queue.
     std::uint32_t nbQueued = 0;

@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-/// What the items of an MtGroup derive from: they know the tag that they are counted with.
+/// The base of an MtGroup's items, which know the tag that they are counted with.
 ///
 /// An item has an `execute()` beside this, which does nothing in a default-made item: such items
 /// are a group's stop signal.

@@ -22,7 +22,7 @@ namespace Qv {
 /// Places:   if asked for, worker i is bound to the i-th processor of the process's set, counted
 ///           from the lowest and beginning anew where workers are more than processors. Of a set
 ///           beyond 64 processors the first 64 count.
-/// Threads:  `start`, `stop` and the destructor by one thread at a time; all else by any.
+/// Threads:  `start`, `stop` and the destructor by one thread at a time; everything else by any.
 /// Lifetime: relations on the pool end before it. A derived class stops the pool in its own
 ///           destructor, while its operations are still there, and starts it when it is complete.
 class QV_RESMGT_API MtThreadPool : public Priority {

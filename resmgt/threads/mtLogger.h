@@ -24,11 +24,12 @@ class LgQueue;
 ///           of a process with threads left: the reader outputs what was stamped before, at the
 ///           highest priority, and ends. The process may live on: statements then write their lines
 ///           themselves, and what is in the queues after the reader's end is counted when they are
-///           destroyed. Whoever crashes waits for the reader at most 5 s.
+///           destroyed. The thread that crashes waits for the reader at most 5 s.
 /// Stalling: a reader that an output has held up at the logger's end is left alone. As long as it
 ///           is, a later `start` has no reader, and says so on standard error.
 /// Forks:    `end` and the crash sequence have no effect in a child.
-/// Threads:  `start`, `end` and `resetTerminateHandler` are the package's; all else is for any.
+/// Threads:  `start`, `end` and `resetTerminateHandler` are the package's; everything else is for
+///           any.
 class QV_RESMGT_API MtLogger {
 public:
     class ReaderThread;

@@ -23,7 +23,7 @@ class MtThreadGroup;
 /// Lock:     "MtThreadMgrImp", recursive. It is taken before the priority manager's and a thread's.
 class QV_RESMGT_API MtThreadMgr {
 public:
-    /// What was asked for before the package's start.
+    /// The request from before the package's start.
     enum RealTimeParam : std::int32_t {
         NOT_INDICATED = 0,
         INDICATED_FALSE = 1,

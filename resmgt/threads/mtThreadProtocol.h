@@ -9,7 +9,7 @@ class MtThread;
 /// The code that a thread runs, and what asks it to end.
 ///
 /// Stopping: is cooperative. Nothing ends a body from outside, so `performStop` must make
-///           `performExecute` return; whoever destroys a thread waits for that.
+///           `performExecute` return; the destructor of the thread waits for that.
 /// Locks:    `performStop` runs under the thread's own lock, the three others under none. So
 ///           `performStop` asks neither MtThreadMgr nor the graph of priorities, whose locks come
 ///           first. A body may ask its thread for its name and the like while it holds a lock of
@@ -22,7 +22,7 @@ public:
     virtual ~MtThreadProtocol();
 
     /// The thread object has been made; its node stands in the priority graph. What this raises
-    /// undoes the thread, and goes to whoever makes it. Nothing by default.
+    /// undoes the thread, and goes to the code that makes it. Nothing by default.
     virtual void performAttach( MtThread* thread );
     /// The protocol is taken off, or the thread object is being destroyed. Relations of the
     /// thread's node that `performAttach` has made go here. Nothing by default.

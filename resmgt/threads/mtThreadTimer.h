@@ -25,7 +25,7 @@ public:
     /// Stops it and forgets all, the time since the last start too.
     void reset() noexcept;
 
-    /// What was measured, the time since the last start included.
+    /// The measured time, including that since the last start.
     double realTime() const;
     /// User and kernel time together.
     double cpuTime() const;

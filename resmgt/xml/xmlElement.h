@@ -44,7 +44,7 @@ public:
 
     /// A deep copy, with the lines.
     RCShdPtr<XmlElement> clone() const;
-    /// Where its start tag's name ends in the document that it was read from; 0 for others.
+    /// The end of its start tag's name in the document that it was read from; 0 for others.
     int getLine() const noexcept { return static_cast<int>( _line ); }
 
     /// Null for a child is ExNullPtr.

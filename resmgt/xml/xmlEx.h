@@ -89,7 +89,7 @@ public:
     int getLine() const noexcept;
     int getColumn() const noexcept;
     unsigned long long getOffset() const noexcept;
-    /// What is wrong, without the place.
+    /// The reason, without the place.
     const std::string& getMessage() const noexcept;
     /// The document's file, or "<internal string>".
     const std::string& getDocument() const noexcept;

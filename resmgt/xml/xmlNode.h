@@ -7,7 +7,7 @@
 
 namespace Qv {
 
-/// What has a name in a document.
+/// A named part of a document.
 class QV_RESMGT_API XmlNode {
 public:
     virtual ~XmlNode();

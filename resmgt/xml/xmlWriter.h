@@ -81,7 +81,7 @@ private:
     void commit( const Piece& piece );
     void flush();
 
-    /// Where the text goes: one of the two is null.
+    /// The target of the text: one of the two is null.
     std::ostream* const _stream;
     std::string* const _text;
     int _depth = 0;
