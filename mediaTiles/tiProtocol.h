@@ -16,10 +16,10 @@ class TiBlock;
 ///
 /// TiBufferFactory does so.
 ///
-/// Content:  of a tile that nobody has written to is undefined, or what a derived class fills in in
-///           `load`, which calls this class's first; it isn't saved, and made again after an
-///           eviction. Since its last save a tile counts as changed from `markDirty` on. One that
-///           hasn't changed isn't written again.
+/// Content:  undefined in a tile that nobody has written to, or filled by a derived class in
+///           `load`, which calls this class's first. Such content isn't saved, but made again after
+///           an eviction. A tile counts as changed from `markDirty` on, until it is saved. An
+///           unchanged one isn't written again.
 /// Memory:   of the tile is aligned as the server's `getAlignment` says.
 /// Ahead of need: `prefetch` and `asyncSync` go to the server's `asyncRead` and `asyncWrite`. Where
 ///           one fails, in the request or later, that is logged and the tile stays as it was: the
@@ -29,10 +29,10 @@ class TiBlock;
 ///           `asyncSync`, nor have `unload` answer false behind it: what has been saved counts as
 ///           unchanged until the next `markDirty`.
 /// Waiting:  a transfer that is under way holds the tile's memory, and ends without anybody's help
-///           but the server's workers', who wait neither for memory nor for locks of tiles. So
-///           with room for two tiles a thread, and threads that have at most one tile locked when
-///           they ask for another, each wait for memory ends. What is asked for ahead of need may
-///           wait for room in the server's queue, which ends as well.
+///           but the server's workers', who wait neither for memory nor for locks of tiles. So with
+///           room for two tiles a thread, and threads that have at most one tile locked when they
+///           ask for another, each wait for memory ends. Requests ahead of need may wait for room
+///           in the server's queue; that wait ends as well.
 /// Errors:   what the server raises, such as CtEx::ExNotEnoughSpace.
 /// Threads:  as MbProtocol.
 class QV_MEDIATILES_API TiProtocol : public MbProtocol {

@@ -37,8 +37,8 @@ struct QV_MEDIATILES_API TiCounts {
 ///           last protocol ends; what can't be removed is logged.
 /// Hints:    the server's, such as open files, are kept between requests: by all stores of the
 ///           process together at most as many as QV_MAX_NB_OPEN_FILES says, and as half of the
-///           descriptors that the process may have open when a store is made. The ones that were
-///           used least recently go first.
+///           descriptors that the process may have open when a store is made. The least recently
+///           used go first.
 /// Lifetime: the server outlives the store.
 /// Threads:  any.
 class QV_MEDIATILES_API TiStore final : public RCBase<LkCounter<int>> {

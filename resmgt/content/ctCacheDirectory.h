@@ -18,12 +18,12 @@ struct QV_RESMGT_API CtCacheEntry {
     enum Kind {
         /// A file with a block's name.
         BLOCK,
-        /// What a server leaves that died at its start.
+        /// The file of a server that died at its start.
         PROBE,
         INDEX,
         /// A directory that can be a level of some layout. It comes behind what it holds.
         LEVEL,
-        /// All else: links, pipes, names that the cache doesn't give.
+        /// Everything else: links, pipes, names that the cache doesn't give.
         FOREIGN
     };
 
@@ -37,7 +37,7 @@ struct QV_RESMGT_API CtCacheEntry {
     std::uint64_t size;
 };
 
-/// The directory of a media cache seen from outside: what lies in it, which sessions live, and the
+/// The directory of a media cache seen from outside: its content, its living sessions, and the
 /// removal of what dead ones have left. It needs no server, and disturbs none.
 ///
 /// Layout:  any, with or without levels, also several at once. No link is followed.

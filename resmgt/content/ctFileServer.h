@@ -19,13 +19,13 @@ class SessionIndex;
 /// The media cache: keeps each block in a file of its own, in a directory that may be shared by
 /// several processes and outlives them. docs/content.md describes the directory byte by byte.
 ///
-/// Configuration: the absolute path of the directory. Its factory makes one that isn't there, for
-///            the user and the group; what stands above it must be there.
+/// Configuration: the absolute path of the directory. Its factory makes a missing one, for the user
+///                and the group; the directory above must exist.
 /// Settings:  QV_UNBUFFERED_IO, QV_IO_BLOCKSIZE, QV_IO_ALIGNMENT, QV_IO_LEVELS, QV_IO_BITS,
 ///            QV_IO_MAX_BYTES and QV_IO_VERIFY, read when a server is made. Levels outside of 0 to
 ///            4, bits outside of 0 to 12, a block size of 0 and an alignment that is no power of
 ///            two are assertions.
-/// Ids:       session number and counter, see `getSession`. No id is given twice, also not after
+/// Ids:       session number and counter, see `getSession`. No id is given twice, not even after
 ///            the death of a process or a power loss. Where the file `.session_idx` is frozen, was
 ///            lost or can't be written, and in a directory that isn't the first of its process, ids
 ///            may come again, but never one whose file exists.
@@ -46,8 +46,8 @@ class SessionIndex;
 ///            below.
 class QV_RESMGT_API CtFileServer : public CtNonAsyncServer {
 public:
-    /// Probes the volume and takes a session number. A number that can't be kept in `.session_idx`
-    /// is a message to the user, and the work goes on.
+    /// Probes the volume and takes a session number. If the number can't be kept in `.session_idx`,
+    /// that is a message to the user, and the work goes on.
     explicit CtFileServer( const LiString& configuration,
                            const CtEngineOptions& options = CtEngineOptions::getConfigured(),
                            const CtFileOptions& files = CtFileOptions::getConfigured() );
@@ -70,7 +70,7 @@ public:
     /// Makes the file and takes its space, the size rounded up to whole units. The hint is null.
     ///
     /// Errors: CtEx::ExNotEnoughSpace with the reason when the file can't be made or its space
-    ///         can't be had, QV_IO_MAX_BYTES is reached, or the session has given out its last
+    ///         can't be reserved, QV_IO_MAX_BYTES is reached, or the session has given out its last
     ///         number. No file is left then.
     NewTile createTile( unsigned int size ) override;
     /// A block that others have removed raises, and counts no more for QV_IO_MAX_BYTES.
@@ -78,8 +78,8 @@ public:
     /// Whether there is a file, and as long as the space that `createTile` takes for the size.
     bool isValid( const CtStTileId& tile, int mode ) const override;
     /// Deletes what any cache makes in its directory, blocks, level directories and probes, also
-    /// those of other sessions and layouts, and begins a new session. What is foreign stays, and
-    /// maybe what other processes make meanwhile.
+    /// those of other sessions and layouts, and begins a new session. Foreign entries stay, and
+    /// maybe those that other processes make meanwhile.
     void clear() override;
 
 protected:

@@ -7,8 +7,8 @@
 
 namespace Qv {
 
-/// Where a buffer may lie: address bits that must be zero, and address bits that must have a given
-/// pattern, as for a place inside a page or a cache set.
+/// The permitted addresses of a buffer: address bits that must be zero, and address bits that must
+/// have a given pattern, as for a place inside a page or a cache set.
 ///
 /// Bits:    with the alignment mask A, the offset mask O and the pattern P, an address `x` is right
 ///          when `x & A` is 0 and `x & O` is `P & O & ~A`. Where both masks cover a bit, zero wins.

@@ -11,12 +11,12 @@ namespace Qv {
 /// Errors:  MbEx::ExInvalidArgument for a null buffer; what protocol and manager raise: there is no
 ///          lock then. The destructor reports through Trace::printException what the end of the
 ///          lock raises; MbProtocol specifies the buffer's state then.
-/// Waiting: under the strict policy until no reader is left, and readers come in meanwhile: beside
-///          readers that overlap all the time a writer gets nothing, unless the application has
-///          them stop. During an asynchronous write readers are strict under either policy: a
-///          thread that reads then and wants to write takes the write lock first, or gives its read
-///          lock back before. A thread that would wait for its own lock fails the assertion "!
-///          _locker.isCurrentThread()", if no other thread has one. docs/buffer-states.md has more.
+/// Waiting: under the strict policy until no reader is left, and new readers come in meanwhile.
+///          Readers that always overlap keep a writer waiting for ever, unless the application
+///          makes them pause. During an asynchronous write readers are strict under either policy:
+///          to write, take the write lock first, or give the read lock back before. A thread that
+///          would wait for its own lock, while no other has one, fails the assertion "!
+///          _locker.isCurrentThread()". docs/buffer-states.md has more.
 /// Threads: a guard belongs to one thread's scope, which isn't checked.
 class QV_RESMGT_API MbBufferWrGuardImp {
 public:

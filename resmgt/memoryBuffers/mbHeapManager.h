@@ -9,11 +9,11 @@ namespace Qv {
 class MbBlocks;
 
 /// Takes memory from the general allocator and counts it against a limit. A buffer counts with its
-/// size and what aligning it may cost.
+/// size and the most that its alignment may cost.
 ///
-/// Memory: large blocks are mapped from the system, so that nothing of them stays behind in the
-///         heap of the thread that gave them back. Given back, a block of any size is kept for the
-///         next buffer of that size, within the limit, and until no buffer has memory any more.
+/// Memory: large blocks are mapped from the system, so that nothing of them stays in the heap of
+///         the thread that gave them back. A block that is given back is kept for the next buffer
+///         of its size, within the limit, and until no buffer has memory any more.
 /// Errors: MbEx::ExNotEnoughMemory for a buffer that needs more than the limit, and when the
 ///         allocator has no more.
 class QV_RESMGT_API MbHeapManager : public MbPoolManager {

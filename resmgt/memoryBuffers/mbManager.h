@@ -12,7 +12,7 @@ namespace Qv {
 class MbBufferImp;
 class MbRegion;
 
-/// Gives buffers their memory, within bounds. It never owns a buffer; a buffer shares its manager.
+/// Gives buffers their memory, within bounds. It owns no buffers; a buffer shares its manager.
 ///
 /// Threads: any. Lock order: a buffer's lock, then the manager's; a manager takes no buffer's lock
 ///          while it holds its own.
@@ -23,8 +23,8 @@ public:
     virtual const std::string& getName() const = 0;
 
     /// Gives `buffer` a region of its size and alignment. Blocks until there is one, and evicts
-    /// other buffers meanwhile, on the calling thread. Raises MbEx::ExNotEnoughMemory instead where
-    /// the buffer `isAskingByTheWay`.
+    /// other buffers meanwhile, on the calling thread. If the buffer `isAskingByTheWay`, raises
+    /// MbEx::ExNotEnoughMemory instead.
     /// REQUIRES: the calling thread has the buffer in transition, which keeps others from it, and
     ///           doesn't hold its lock, which others may need to give memory back.
     virtual void allocateRegion( MbBufferImp* buffer ) = 0;

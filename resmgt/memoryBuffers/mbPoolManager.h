@@ -18,25 +18,25 @@ class MbResidents;
 ///
 /// Eviction: a request that finds no room sends `unload` to victims, one by one, on the calling
 ///           thread, until there is room. Several threads may evict at once. The victim is pinned
-///           meanwhile; one whose last handle went is deleted by the evicting thread. What its
-///           protocol raises goes to the caller, who gets no memory then.
-/// Order:    an MbUnloadLRU itself, none derived from it, stands for an order that the manager
-///           keeps by itself, at next to no cost for locking and unlocking: the buffer that has
-///           been evictable longest goes first, but one that another thread is just using is passed
-///           over. Any other strategy is asked, under the manager's lock.
+///           meanwhile; if its last handle goes, the evicting thread deletes it. An exception of
+///           its protocol goes to the caller, who gets no memory then.
+/// Order:    with an MbUnloadLRU itself, not one derived from it, the manager keeps the order by
+///           itself, at next to no cost for locking and unlocking: the buffer that has been
+///           evictable longest goes first, except that one in use by another thread is passed over.
+///           Any other strategy is asked, under the manager's lock.
 /// Waiting:  when no buffer can be evicted, and when each refuses, the caller waits without a limit
-///           until some lock ends or some memory is given back. Each of these wakes one that waits,
-///           in the order in which they came. Smaller requests overtake a larger one 16 times at
-///           most, but for those of threads that have locks; where it still waits a second after
-///           the last return, they overtake it 32 times, and so on. Buffers that refuse are asked
-///           again ten times a second.
+///           until some lock ends or some memory is given back. Each of these wakes one waiting
+///           thread, in the order of their arrival. Smaller requests overtake a larger one 16 times
+///           at most, except those of threads that have locks; if it still waits a second after the
+///           last return, they overtake it 32 times, and so on. Buffers that refuse are asked again
+///           ten times a second.
 /// Lock:     none is held while a victim is unloaded or deleted, and while memory is waited for.
-/// Errors:   MbEx::ExNotEnoughMemory where no eviction could help: where there isn't room even when
-///           no memory is out, and where all that is out is locked by threads that wait here
-///           themselves: then it is raised to one of these. That is found within about a tenth of a
-///           second, if each lock is given back by the thread that took it.
-/// Stalls:   a wait that lasts for 10 s, or what the setting "ombra::memoryBuffers::stallReport"
-///           says, is reported once on the trace, with what is waited for and who holds the most.
+/// Errors:   MbEx::ExNotEnoughMemory where no eviction could help: where there isn't room even with
+///           no memory in use, and where all memory in use is locked by threads that wait here
+///           themselves; then it is raised in one of them, within about a tenth of a second, if
+///           each lock is given back by the thread that took it.
+/// Stalls:   a wait that lasts for 10 s, or the setting "ombra::memoryBuffers::stallReport", is
+///           reported once on the trace, with what is waited for and who holds the most.
 /// Lifetime: the buffers keep their manager. The destructor asserts that no region is handed out
 ///           and no buffer is listed; a failure is reported through Trace::printException.
 class QV_RESMGT_API MbPoolManager : public MbManager {
@@ -88,7 +88,7 @@ private:
     std::string describeStall( const MbBufferImp& asking ) const QV_REQUIRES( _lock );
     void assumeLocked() const noexcept QV_THREAD_ATTRIBUTE( assert_capability( _lock ) ) {}
 
-    /// Those who wait for a region to be freed.
+    /// The threads that wait for a region to be freed.
     const std::unique_ptr<MbAskers> _regionFreed;
     const OPtr<MbUnloadStrategy> _strategy QV_PT_GUARDED_BY( _lock );
     std::uint32_t _nbAllocatedRegion QV_GUARDED_BY( _lock ) = 0;
@@ -96,7 +96,7 @@ private:
     std::uint32_t _nbUnloadableBuffer QV_GUARDED_BY( _lock ) = 0;
     /// The searches that evict, or have not yet looked at what that has given them.
     std::vector<const Search*> _evicting QV_GUARDED_BY( _lock );
-    /// Those who have a region.
+    /// The buffers that have a region.
     const std::unique_ptr<MbResidents> _residents;
     /// The strategy isn't asked.
     const bool _isOrderKeptHere;

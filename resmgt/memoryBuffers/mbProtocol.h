@@ -13,22 +13,22 @@ class MbBufferImp;
 /// Arguments: `memory` is the buffer's first byte, `size` its size in bytes.
 /// Lock:      none of the buffer's. Until the call ends the buffer takes no other event: those of
 ///            other threads wait. A call must not lock its own buffer, which is an assertion; it
-///            may free it or drop its last handle, which takes place once the call has ended, and
-///            with it an asynchronous operation that was asked for meanwhile.
+///            may free it or drop its last handle. That takes effect once the call has ended,
+///            together with asynchronous operations requested meanwhile.
 /// Threads:   the thread that locks, unlocks, evicts or reports a completion; one call a buffer at
 ///            a time.
 /// Asynchronous operations: an override reports by exactly one call of `asyncSucceeded` or
 ///            `asyncFailed` on the handle, from any thread, also before it returns. A class whose
-///            operations are synchronous leaves `asyncLoad` and its kin alone.
-///            A completion also does what was asked of the buffer meanwhile, on its own thread,
-///            but never waits: a `prefetch` after a failed load is dropped where no memory is free.
+///            operations are synchronous leaves `asyncLoad` and its relatives alone. A completion
+///            also performs requests to the buffer that came meanwhile, on its own thread, but
+///            never waits: a `prefetch` after a failed load is dropped where no memory is free.
 /// Errors:    an exception goes to the caller of the event, and leaves the buffer in its former
-///            state, without memory that the event has got for it, and without a lock. So after
-///            one of the six completions the buffer goes on waiting, and the operation must be
-///            reported once more, also where it was reported from inside the call that started it.
-///            The memory of a failed load is gone already: its second report must be a failure.
-///            Where the end can't be put off, the buffer comes to it and the exception passes on:
-///            after `unlocked`, `destroy`, `grab`, and `free` that follows a last lock.
+///            state, without memory that the event has got for it, and without a lock. So after one
+///            of the six completions the buffer goes on waiting, and the operation must be reported
+///            once more, also where it was reported from inside the call that started it. The
+///            memory of a failed load is gone already: its second report must be a failure. Where
+///            the end can't be put off, the buffer reaches it and the exception goes on: after
+///            `unlocked`, `destroy`, `grab`, and a `free` that follows a last lock.
 class QV_RESMGT_API MbProtocol {
 public:
     MbProtocol() = default;

@@ -7,8 +7,8 @@
 
 namespace Qv {
 
-/// Where a buffer's bytes lie: a shallow reference. Its friends make use of the four addresses,
-/// clients only pass it on.
+/// The place of a buffer's bytes: a shallow reference. Its friends use the four addresses; clients
+/// only pass it on.
 ///
 /// Ownership: none. The buffer that holds a region owns the memory, through the manager that gave
 ///            it; at most one buffer holds a given region.

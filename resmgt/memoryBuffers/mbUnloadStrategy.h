@@ -32,9 +32,9 @@ public:
     /// REQUIRES: the buffer is a member; the library's strategies assert it.
     virtual void removeBuffer( MbBufferImp* buffer ) = 0;
     /// The next victim, which stays a member. One that refuses to be unloaded is removed and
-    /// inserted again; whoever needs memory asks for as many victims as there are members, and then
-    /// again ten times a second. So a strategy should come to its other members by and by: buffers
-    /// behind one that always refuses and is always first are never evicted.
+    /// inserted again; a thread that needs memory asks for as many victims as there are members,
+    /// and then again ten times a second. So a strategy should get round to all its members:
+    /// buffers behind one that always refuses and is always first are never evicted.
     /// REQUIRES: the strategy isn't empty.
     virtual MbBufferImp* selectVictim() const = 0;
     virtual bool isEmpty() const = 0;
