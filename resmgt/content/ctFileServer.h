@@ -20,7 +20,7 @@ class SessionIndex;
 /// several processes and outlives them. docs/content.md describes the directory byte by byte.
 ///
 /// Configuration: the absolute path of the directory. Its factory makes a missing one, for the user
-///                and the group; the directory above must exist.
+///            and the group; the directory above must exist.
 /// Settings:  QV_UNBUFFERED_IO, QV_IO_BLOCKSIZE, QV_IO_ALIGNMENT, QV_IO_LEVELS, QV_IO_BITS,
 ///            QV_IO_MAX_BYTES and QV_IO_VERIFY, read when a server is made. Levels outside of 0 to
 ///            4, bits outside of 0 to 12, a block size of 0 and an alignment that is no power of

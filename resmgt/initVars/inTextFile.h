@@ -9,7 +9,7 @@
 namespace Qv {
 
 /// Files of names and values: init files and message files. docs/settings.md describes their
-///                            grammar.
+/// grammar.
 ///
 /// Files:   regular ones of up to MAX_SIZE bytes; the null device is an empty one. Others, such as
 ///          pipes, are an ExCannotOpen.

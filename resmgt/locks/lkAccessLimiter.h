@@ -14,13 +14,14 @@ namespace Qv {
 /// several.
 ///
 /// A limiter's first grant is never refused: every client makes progress, and with more limiters
-/// than the maximum more grants are out than that. A further one may have to wait, by the strategy.
-/// A client whose every thread holds a grant and wants another waits for the other clients alone.
+/// than the maximum more grants than that are held. A further grant may have to wait, depending on
+/// the strategy. If each thread of a client holds a grant and wants another, they wait for the
+/// other clients alone.
 ///
 /// Threads: any.
 class QV_RESMGT_API LkAccessLimiterGroup : public RCBase<LkCounter<int>> {
 public:
-    /// When a limiter that holds grants gets another.
+    /// When a limiter that already holds grants gets another.
     enum MaxViolationStrategy {
         /// As long as one is left then for every limiter that holds none.
         RESERVE_FOR_IDLE_LIMITERS = 0,
@@ -37,9 +38,9 @@ public:
 
     const char* getName() const noexcept { return _name; }
     unsigned int getMaxAccesses() const noexcept { return _maxAccesses; }
-    /// How many grants are out.
+    /// The number of grants that are held.
     unsigned int getGrantCount() const;
-    /// How many limiters exist.
+    /// The number of limiters.
     unsigned int getNbAccessLimiters() const;
     MaxViolationStrategy getMaxViolationStrategy() const noexcept { return _strategy; }
 
@@ -94,7 +95,7 @@ public:
     LkAccessLimiter& operator=( const LkAccessLimiter& ) = delete;
     ~LkAccessLimiter();
 
-    /// How many grants it holds. A snapshot, as the next.
+    /// The number of grants it holds. A snapshot, as the next.
     unsigned int getAccessGrants() const noexcept {
         return _grants.load( std::memory_order_relaxed );
     }

@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-/// Through it a long operation reports its end, once, by one of the two calls, from any thread.
+/// A long operation reports its end through it, once, by one of the two calls, from any thread.
 class QV_RESMGT_API LkAsyncHandle {
 public:
     virtual ~LkAsyncHandle();

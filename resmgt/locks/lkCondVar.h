@@ -25,7 +25,7 @@ using LkCondVarPlatform = LkCondVarPosix;
 /// Waking:   only by a signal; one that finds no waiter is lost. Test in a loop all the same.
 /// Order:    no fairness: the latest arrival goes first.
 /// Lifetime: nobody may wait when it is destroyed; this isn't checked. A waiter may destroy it as
-///           soon as it has been woken and no signaller but its own is under way.
+///           soon as it has been woken, if no other signaller is under way.
 /// Errors:   a wait without the lock is an assertion, a failed system call a system assertion. A
 ///           wait that raises isn't queued any more, and wakes the others that wait: they test.
 /// Cost:     after a thread's first wait, queueing is one compare-and-swap; a signal that finds

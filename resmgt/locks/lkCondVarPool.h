@@ -28,10 +28,11 @@ private:
     std::vector<std::unique_ptr<CondVar>> _recycled QV_GUARDED_BY( _lock );
 };
 
-/// Keeps condition variables that short-lived records have no more use for, for the next ones.
+/// Keeps condition variables that short-lived records no longer need for the next records.
 ///
 /// Threads:  any.
-/// Lifetime: what is out when the pool ends stays its holder's. The pool never shrinks before.
+/// Lifetime: a condition that isn't back when the pool ends stays its holder's. The pool never
+///           shrinks before.
 class QV_RESMGT_API LkCondVarPool {
 public:
     LkCondVarPool();

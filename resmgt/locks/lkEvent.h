@@ -21,7 +21,7 @@ using LkEventPlatform = LkEventPosix;
 /// A switch that threads wait for: once set it stays set until it is reset, and all pass.
 ///
 /// Threads:  any.
-/// Waking:   a set lets all go that wait at that moment, also when a reset follows at once.
+/// Waking:   a set wakes all that wait at that moment, even if a reset follows at once.
 /// Lifetime: nobody may wait when it is destroyed. A waiter may destroy it once it has passed,
 ///           while the set that let it go is still returning.
 /// Errors:   a failed system call is a system assertion.

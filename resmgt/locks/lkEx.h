@@ -5,7 +5,7 @@
 
 namespace Qv {
 
-/// Marks the exceptions of the locks package; they are also what their second base says.
+/// Marks the exceptions of the locks package, which have a second base for their kind.
 class QV_RESMGT_API LkEx {
 public:
     class ExNoContent;

@@ -23,16 +23,15 @@ public:
     /// `name` is kept, not copied: it must outlive this object. Errors: the assertion
     /// "numGatees > 0".
     LkGate( const char* name, int numGatees, bool useGateKeeper );
-    /// Takes what `gate` owns. Nobody may be there; `gate` itself is of no more use, and says so by
-    /// an assertion.
+    /// Takes what `gate` owns. No thread may be there; any further use of `gate` is an assertion.
     LkGate( LkGate& gate );
     LkGate& operator=( const LkGate& ) = delete;
     ~LkGate();
 
     /// The caller has arrived; returns when the gate has opened.
     void ready();
-    /// Returns once the gate is full, or has been full since the call began. For threads that are
-    /// no gatees; they hold nothing up.
+    /// Returns once the gate is full, or has been full since the call began. For threads that
+    /// aren't gatees; they don't delay anybody.
     void observeGateReady();
     /// Whether the gate is full and waits for its keeper. Errors: the assertion "_useGateKeeper".
     bool isGateReady();

@@ -21,10 +21,10 @@ using LkNamedSemaPlatform = LkNamedSemaPosix;
 ///
 /// Name:     any text; back-slashes count as forward slashes. See LkSemaHandlePosix for what the
 ///           system sees. Without a name (null) it is this object's alone.
-/// Existing: the semaphore exists as long as some process has it open; a process that is killed
-///           closes what it had. The last one to close takes the name and the count away.
-/// Killed:   a process that is killed in a wait may take the wake-up of a post along, never the
-///           count: another waiter takes that within a tenth of a second.
+/// Existing: the semaphore exists as long as some process has it open; the death of a process
+///           closes it there. The last close removes the name and the count.
+/// Killed:   if a process is killed in a wait, the wake-up of a post may be lost with it, but never
+///           the count: another waiter takes that within a tenth of a second.
 /// Fork:     a child's copy doesn't count while its parent has the semaphore open, and not after
 ///           the parent has closed it. Copies in children keep it open only when the parent ends
 ///           without closing it, until they are gone.
@@ -34,8 +34,8 @@ using LkNamedSemaPlatform = LkNamedSemaPosix;
 /// Lifetime: the name given for display is kept, not copied; the other is copied.
 class QV_RESMGT_API LkNamedSema {
 public:
-    /// `initialCount` is for the one who makes it, at most 0x7FFFFFFF. `displayName` may be null:
-    /// then `systemName` is shown, and kept.
+    /// `initialCount` counts only if the semaphore is new; at most 0x7FFFFFFF. `displayName` may be
+    /// null: then `systemName` is shown, and kept.
     LkNamedSema( const char* systemName, unsigned int initialCount, LkSemaTypes::CreateFlag flag,
                  const char* displayName );
     LkNamedSema( const LkNamedSema& ) = delete;
@@ -46,7 +46,7 @@ public:
     void post() { _imp.post(); }
     /// Waits until the value isn't 0, and takes one away.
     void wait() { _imp.wait(); }
-    /// Takes one if it is there; answers whether it did.
+    /// Takes one if the count isn't 0; returns whether it did.
     bool tryWait() { return _imp.tryWait(); }
     bool isValid() const noexcept { return _imp.isValid(); }
     /// The system's error number, 0 when all is well.

@@ -12,10 +12,10 @@ namespace Qv {
 ///     const LkGuard<const LkRwLock> guard( lock );     reads
 ///     const LkGuard<LkRwLock> guard( lock );           writes
 ///
-/// Preference: writers before readers: a writer that waits keeps every new reader out, a
-///             `tryLock() const` too, and who leaves wakes a waiting writer before all readers.
-///             So readers can starve. Of several waiting writers the newest is woken first: while
-///             others come again and again, an old one can starve too.
+/// Preference: writers before readers: a waiting writer keeps every new reader out, including
+///             `tryLock() const`, and a thread that leaves wakes a waiting writer before all
+///             readers. So readers can starve. Of several waiting writers the newest is woken
+///             first: while others come again and again, an old one can starve too.
 /// Recursion:  none, and no upgrade; neither is detected. A thread that reads and locks again for
 ///             reading blocks for good when a writer has come in between.
 /// Threads:    any; a hold may be ended by another thread than the one that began it.
@@ -36,8 +36,8 @@ public:
     LkRwLock& operator=( const LkRwLock& ) = delete;
     ~LkRwLock();
 
-    /// Whether it is held for reading. A snapshot, as all queries, under the internal lock; who
-    /// holds the lock gets the right answer.
+    /// Whether it is held for reading. A snapshot, as all queries, under the internal lock; exact
+    /// for a thread that holds the lock.
     bool isLocked() const { return getHeld() > 0; }
     /// Whether it is held for writing.
     bool isLocked() { return getHeld() < 0; }

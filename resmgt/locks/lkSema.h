@@ -8,7 +8,8 @@ namespace Qv {
 ///
 /// Threads: any. The oldest waiter wakes first, but a thread that asks at the right moment may take
 ///          the count before it.
-/// Lost:    no post is: a waiter whose time runs out just as it is signalled passes the signal on.
+/// Lost:    posts are never lost: a waiter whose time runs out just as it is signalled passes the
+///          signal on.
 /// Lifetime: nobody may wait, and no post may be under way, when it is destroyed.
 /// Cost:    a post that nobody waits for is a lock and an increment.
 class QV_RESMGT_API LkSema {
@@ -24,14 +25,14 @@ public:
     void post();
     /// Waits until the value isn't 0, and takes one away.
     void wait();
-    /// Takes one if it is there; answers whether it did.
+    /// Takes one if the count isn't 0; returns whether it did.
     bool tryWait();
     /// False when the time ran out; the count is untouched then. The limit is that of
     /// LkTimedWaitable and starts anew after each wake-up that another thread was quicker to use,
     /// so the call can last longer.
     bool timedWait( double seconds );
 
-    /// Always: this semaphore can't fail to be made.
+    /// Always true: making this semaphore can't fail.
     bool isValid() const noexcept { return true; }
     const char* getName() const noexcept { return _name; }
 

@@ -11,8 +11,8 @@ namespace Qv {
 ///
 ///     { const LkTicketGuard turn( ticket, number );  ... }     the next number's turn begins here
 ///
-/// Numbers:  from 0, each once; who gives them out is the client's affair. A number that nobody
-///           takes holds up all later ones.
+/// Numbers:  from 0, each once; the client decides who gives them out. A number that nobody takes
+///           holds up all later ones.
 /// Threads:  any.
 /// Lifetime: who has its turn may destroy the ticket once nobody else waits, also while the `next`
 ///           that began the turn is still returning.
@@ -60,7 +60,7 @@ private:
     std::uint64_t load() const noexcept { return _word.load( std::memory_order_acquire ); }
     bool tryNext() noexcept;
 
-    /// Returns once it is the number's turn; answers whether it wasn't so at once.
+    /// Returns once it is the number's turn; true if that wasn't so at once.
     ///
     /// Errors: the assertion "ticket >= _ticket" once the number has passed, also during the wait.
     bool waitForTicket( long long ticket ) const;

@@ -22,8 +22,8 @@ using LkTimedCondVarPlatform = LkTimedCondVarPosix;
 ///
 /// Threads:  signal and broadcast from any thread, with or without the lock.
 /// Waking:   only by a signal; one that finds no waiter is lost. Test in a loop all the same.
-/// Time-out: a signal may take a waiter off the queue just as its time runs out. The wait answers
-///           false then too: the signal is lost, and a client for whom that matters passes it on.
+/// Time-out: a signal may take a waiter off the queue just as its time runs out. The wait then
+/// returns false too: the signal is lost, and a client for which that matters passes it on.
 /// Lifetime: nobody may wait when it is destroyed, and no broadcast may be under way: a waiter that
 ///           a broadcast has woken may destroy it only after that has returned. This isn't checked.
 /// Errors:   a wait without the lock is an assertion, a failed system call a system assertion. A

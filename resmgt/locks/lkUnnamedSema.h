@@ -29,7 +29,7 @@ public:
     void post() { _imp.post(); }
     /// Waits until the value isn't 0, and takes one away.
     void wait() { _imp.wait(); }
-    /// Takes one if it is there; answers whether it did.
+    /// Takes one if the count isn't 0; returns whether it did.
     bool tryWait() { return _imp.tryWait(); }
     bool isValid() const noexcept { return _imp.isValid(); }
     /// The system's error number, 0 when all is well.

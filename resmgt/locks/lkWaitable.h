@@ -8,8 +8,8 @@ namespace Qv {
 
 /// Something that a thread can wait on while it holds a lock, which is given up meanwhile.
 ///
-/// Lock:    the caller holds it; it is given up whole, whatever the depth of the caller's guards,
-///          and held again when the wait is over, also by an exception.
+/// Lock:    the caller holds it; it is given up completely, whatever the depth of the caller's
+///          guards, and held again when the wait is over, even by an exception.
 /// Threads: any.
 class QV_RESMGT_API LkWaitable {
 public:
@@ -28,8 +28,8 @@ private:
 
 /// The same with a limit in seconds.
 ///
-/// Limit: rounded to milliseconds, halves up. A negative one, one that rounds to 0, and no number
-///        at all only look; more than a hundred years are no limit.
+/// Limit: rounded to milliseconds, halves up. A negative limit, one that rounds to 0, and NaN only
+///        look; more than a hundred years are no limit.
 class QV_RESMGT_API LkTimedWaitable : public LkWaitable {
 public:
     ~LkTimedWaitable() override;

@@ -53,8 +53,8 @@ private:
     friend class LkSingleton<MtThreadDataRegistry>;
     struct Entry {
         RCShdPtr<const LkThreadOpaqueData> dataImp;
-        /// What the slot held: the system may have emptied it when the end of its thread is
-        ///                     announced.
+        /// The slot's value; the system may have emptied the slot when the end of its thread is
+        /// announced.
         void* value;
     };
     using DataMap = std::multimap<LkThreadId, Entry>;

@@ -11,13 +11,12 @@ namespace Qv {
 /// The package that a program's own settings belong to, for one that needs no package of its own.
 /// It is defined at file level, before them; `main` begins with the guard:
 ///
-///     Qv::InProgram program( "painter" );
-///     const Qv::InVariable<int> width( "painter::width", program, Qv::InArgument( "width:" ),
-///                                      Qv::InEnvironment( "PAINTER_WIDTH" ), Qv::InDefault( "3" )
-///                                      );
+///     InProgram program( "painter" );
+///     const InVariable<int> width( "painter::width", program, InArgument( "width:" ),
+///                                  InEnvironment( "PAINTER_WIDTH" ), InDefault( "3" ) );
 ///
 ///     int main( int argc, char** argv ) {
-///         const Qv::InInitGuard packages( argc, argv );
+///         const InInitGuard packages( argc, argv );
 ///         paint( width.getValue() );
 ///     }
 ///

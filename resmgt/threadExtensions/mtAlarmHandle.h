@@ -19,8 +19,8 @@ class MtAlarm;
 ///     ...
 ///     MtAlarmManager::getInstance().cancelAlarm( alarm );
 ///
-/// Copies:   are the same alarm. A default-made handle is none; all but `isNull`, comparison and
-///           assignment raise a null-pointer exception then.
+/// Copies:   are the same alarm. A default-made handle has none; then all operations except
+///           `isNull`, comparison and assignment raise a null-pointer exception.
 /// Settings: take effect when the alarm is armed the next time.
 /// Lifetime: the manager shares an armed alarm. The call-back is the client's: it lives until the
 ///           alarm has fired for the last time or has been cancelled.
@@ -75,9 +75,9 @@ public:
     Callback& operator=( const Callback& ) = delete;
     virtual ~Callback();
 
-    /// Runs on the alarm manager's thread with no lock held. All alarms share that thread: work
-    /// that waits belongs elsewhere. It may arm and cancel alarms, this one too. What it raises is
-    /// reported through Trace and goes no further.
+    /// Runs on the alarm manager's thread with no lock held. All alarms share that thread, so it
+    /// mustn't wait. It may arm and cancel alarms, this one too. Its exceptions are reported
+    /// through Trace and go no further.
     virtual void alarmFired( const MtAlarmHandle& alarm ) = 0;
 };
 

@@ -8,17 +8,17 @@ class Priority;
 
 /// Fires the process's alarms, on one thread of its own, "Alarm_Thread".
 ///
-/// Clock:    steady; no change of the calendar moves an alarm, and what the machine is suspended
-///           doesn't count.
+/// Clock:    steady; no change of the calendar moves an alarm, and time in suspension doesn't
+///           count.
 /// Order:    by time, and among equal times by arming.
 /// Overdue:  an alarm whose time has passed, since a call-back has taken long for instance, fires
 ///           at once. A repeated one keeps to the times that are whole durations after its arming:
-///           of those that have passed it fires once, and the next one comes next.
+///           for all those that have passed it fires once, and goes on with the next.
 /// Threads:  any; also the call-backs.
 /// Start:    the thread starts with the first alarm, and ends with the package threadExtensions,
 ///           at whose stop all armed alarms are dropped.
-/// Errors:   before the package's start and after its stop to arm is the assertion "isStarted()".
-///           A thread that can't be started raises what MtThread::start does, and nothing is armed.
+/// Errors:   arming before the package's start and after its stop is the assertion "isStarted()". A
+///           thread that can't be started raises what MtThread::start does, and nothing is armed.
 /// Cost:     arming and cancelling are a lock operation and a few steps in a heap; the thread wakes
 ///           only for what is due. A call comes some 0.1 ms late on an idle machine.
 class QV_RESMGT_API MtAlarmManager {

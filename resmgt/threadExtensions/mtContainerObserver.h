@@ -9,12 +9,12 @@ namespace Qv {
 template <class Container, class Adapter>
 class MtContainer;
 
-/// Is informed of what goes into a container and out of it.
+/// Learns of the items that go into a container and out of it.
 ///
 /// Threads:  the calls run on the threads that push and pop, at the same time, with no lock held.
 ///           So an item's pop may be reported before its push. An observer that has been replaced
 ///           may still be called by those who had found it.
-/// Errors:   what a call raises is reported through Trace and goes no further.
+/// Errors:   exceptions of a call are reported through Trace and go no further.
 /// Lifetime: the container shares it, and so does each call.
 template <class Container, class Adapter>
 class QV_TEMPLATE_API MtContainerObserver : public RCBase<LkCounter<int>> {

@@ -10,7 +10,7 @@
 
 namespace Qv {
 
-/// How an MtGroup is made.
+/// The options of an MtGroup.
 struct MtGroupOptions {
     /// The most requests that wait.
     std::uint32_t maximumSize = MtContainerBase::DEFAULT_MAXIMUM_SIZE;
@@ -35,10 +35,10 @@ struct MtGroupOptions {
 /// Items:    are MtRequestBase objects with an `execute()` that does nothing in a default-made one.
 ///           The tag is counted from before the push until the item has been destroyed after its
 ///           execution. Their moves ought not to raise.
-/// Limit:    a push waits while the queue is full. What would empty the queue never waits for room
-///           in it: pushes of the group's own workers, and those from within an item that another
-///           thread executes, go past the limit. Two groups that feed each other don't have that
-///           help: use `tryPush` in one direction.
+/// Limit:    a push waits while the queue is full. Threads that would empty the queue never wait
+///           for room in it: pushes of the group's own workers, and those from within an item that
+///           another thread executes, go past the limit. That doesn't help two groups that feed
+///           each other: use `tryPush` in one direction.
 /// Waiting:  a thread that waits runs no items of others. `waitRequestCountZero` runs none at all.
 ///           `workAlong` runs those of its own tag, from the queue and as they come, until none is
 ///           left: the calling thread needn't stand idle behind the work of others, and none of
@@ -50,9 +50,9 @@ struct MtGroupOptions {
 ///           room, and those that workers push meanwhile; then the workers leave. A default-made
 ///           item for each worker is pushed past the limit, and all are woken. A push while no
 ///           worker is there, also into a group of 0 threads, is an assertion.
-/// Failure:  a push that raises gives its count back. What leaves an item on a worker ends the
-///           process; on a thread that works along it goes to the caller, after the count has
-///           fallen.
+/// Failure:  a push that raises gives its count back. An exception that leaves an item ends the
+///           process on a worker; on a thread that works along it goes to the caller, after the
+///           count has fallen.
 /// Start:    all or nothing, as of MtThreadPool. A constructor that fails has stopped its workers.
 /// Lifetime: the destructor stops the group, waits, and asserts that all producers have ended
 ///           ("0 == _producers"), after all else has been done; while an exception unwinds the

@@ -17,7 +17,7 @@ private:
     friend void Ownership::destroy( T* object ) noexcept;
     friend class MtTask;
 
-    /// Runs on a worker of the group, where what leaves it ends the process.
+    /// Runs on a worker of the group, where an exception that leaves it ends the process.
     virtual void perform() = 0;
 };
 

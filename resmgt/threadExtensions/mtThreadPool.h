@@ -17,11 +17,11 @@ namespace Qv {
 ///           are stopped, and `start` raises; the pool is as before and may be started anew.
 /// Stopping: each worker ends the round that it is in; it begins further ones only while
 ///           `isTaskLeft` says that there is work left. `stop` returns when all have ended. A pool
-///           may be started again. A worker must not stop its own pool, nor start it, an assertion.
+///           may be started again. A worker that stops or starts its own pool fails an assertion.
 /// Failure:  an exception that leaves a worker's round or hook ends the process.
 /// Places:   if asked for, worker i is bound to the i-th processor of the process's set, counted
-///           from the lowest and beginning anew where workers are more than processors. Of a set
-///           beyond 64 processors the first 64 count.
+///           from the lowest, beginning again there when there are more workers than processors. Of
+///           a set beyond 64 processors the first 64 count.
 /// Threads:  `start`, `stop` and the destructor by one thread at a time; everything else by any.
 /// Lifetime: relations on the pool end before it. A derived class stops the pool in its own
 ///           destructor, while its operations are still there, and starts it when it is complete.
@@ -38,7 +38,8 @@ public:
 
     /// Nothing happens while it is running.
     void start();
-    /// The same with so many threads from now on; while it is running they stay as many as before.
+    /// The same, and changes the number of threads; while it is running, the number stays as
+    /// before.
     void start( unsigned int nbThreads );
     /// Ends the threads, and waits for their ends.
     void stop();

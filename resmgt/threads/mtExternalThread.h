@@ -10,8 +10,8 @@ class MtThreadMgr;
 /// Stands for a thread that the library didn't start: the calling thread of the constructor. It has
 /// a name, a node in the graph of priorities, and is known to the manager.
 ///
-/// Scheduling: stays its owner's. The node's number changes nothing in the system, and
-///             `getPriority` serves relations alone.
+/// Scheduling: stays the owner's. The node's number changes nothing in the system; `getPriority` is
+///             for relations only.
 /// Errors:     `start`, `stop`, `join`, `timedJoin` and the operations on processors raise
 ///             MtEx::ExNotImplemented with their names, such as "MtExternalThread::start".
 /// Use:        through MtExternalThreadGuard.
@@ -60,7 +60,7 @@ private:
 ///
 /// Nesting: a guard on a thread that is known already, also as one of the library's own, does
 ///          nothing.
-/// Errors:  InSingletonEx outside the package's time. What fails leaves the thread unknown.
+/// Errors:  InSingletonEx outside the package's time. After a failure the thread stays unknown.
 class QV_RESMGT_API MtExternalThreadGuard {
 public:
     explicit MtExternalThreadGuard( const std::string& name );

@@ -19,18 +19,18 @@ class Priority;
 ///
 /// States:   made (`isRunning` false); started by `start` (true, also when the body has ended);
 ///           joined by `join` (false again), after which it may be started anew.
-/// Errors:   what leaves the body of a thread made with terminate-on-unhandled ends the process.
-///           Otherwise it is kept: the first that joins gets it as an ExRethrow<ExBase>; when
-///           nobody does, the destructor raises it. What the new thread raises before its body
-///           begins is kept in the same way. Where memory is missing to keep an exception, an
+/// Errors:   an exception that leaves the body of a thread made with terminate-on-unhandled ends
+///           the process. Otherwise it is kept: the first that joins gets it as an
+///           ExRethrow<ExBase>; if nobody does, the destructor raises it. An exception before the
+///           body begins is kept in the same way. Without memory to keep an exception, an
 ///           ExCaughtException takes its place.
-/// Waiting:  the end of a thread may only be waited for by others: to join or to destroy oneself is
-///           an assertion, and so is to join the main thread, or in a forked child a thread that
-///           was started before the fork. A thread that is destroyed from its own body is taken
-///           out of the manager and the graph, and goes on to its end without its object.
+/// Waiting:  only others may wait for a thread's end: joining or destroying oneself is an
+///           assertion, and so is joining the main thread, or in a forked child a thread that was
+///           started before the fork. A thread that is destroyed from its own body is removed from
+///           the manager and the graph, and goes on to its end without its object.
 /// Lifetime: the destructor asks the body to end and waits for it, with no lock held; then it
 ///           detaches the protocol and leaves the manager, and only then it raises what was kept.
-///           While an exception unwinds the stack, that is reported through Trace instead. So do
+///           While an exception unwinds the stack, that is reported through Trace instead, and by
 ///           owning pointers always.
 /// Threads:  any, at the same time, the destructor apart.
 class QV_RESMGT_API MtThread {

@@ -10,8 +10,9 @@ class MtThreadMgr;
 /// Makes threads.
 ///
 ///     OPtr<MtThreadProtocol> protocol( new Painter );
-///     OPtr<MtThread> thread( MtThreadFactory::getInstance().createThread( "painter", protocol,
-///     false, 0 ) ); thread->start();
+///     MtThreadFactory& factory = MtThreadFactory::getInstance();
+///     OPtr<MtThread> thread( factory.createThread( "painter", protocol, false, 0 ) );
+///     thread->start();
 ///
 /// Threads: any, from the start of the package threads until its end.
 class QV_RESMGT_API MtThreadFactory {
@@ -24,9 +25,9 @@ public:
 
     /// A thread that isn't started yet. `name` may be any text: what the system shows of it is its
     /// first 15 bytes, in whole characters, with the number at its end kept. `protocol` may be
-    /// null; it is taken over, and left to the caller when this raises. `terminateOnUnhandled`:
-    /// what leaves the body ends the process. `stackSize` in bytes, 0 for the default; one that is
-    /// too small for a body to run is raised to the least that isn't.
+    /// null; it is taken over, and left to the caller when this raises. `terminateOnUnhandled`: an
+    /// exception that leaves the body ends the process. `stackSize` in bytes, 0 for the default;
+    /// one that is too small for a body to run is increased to the least that suffices.
     ///
     /// Errors: the assertion "stackSize >= 0", InSingletonEx before and after the package's time,
     ///         and what `performAttach` raises. Nothing is left of the thread then.

@@ -18,7 +18,7 @@ class MtThreadGroup;
 ///
 /// Lifetime: from the package's start to its end; outside that time `getInstance` raises
 ///           InSingletonEx::ExNotInitialized or InSingletonEx::ExAlreadyDestroyed. When threads are
-///           left at the end the object stays for them, though `getInstance` doesn't give it.
+///           left at the end the object stays for them, though `getInstance` doesn't return it.
 /// Threads:  any. A thread or group that is found may be destroyed by its owner at any time.
 /// Lock:     "MtThreadMgrImp", recursive. It is taken before the priority manager's and a thread's.
 class QV_RESMGT_API MtThreadMgr {
@@ -66,7 +66,7 @@ public:
     virtual void dump( std::ostream& stream ) = 0;
     virtual MtThread* getMainThread() = 0;
     virtual ~MtThreadMgr();
-    /// What `setNbProcessors` calls, under the lock, when the number is another.
+    /// Called by `setNbProcessors`, under the lock, when the number changes.
     virtual void nbProcessorsChanged( int nbProcessors ) = 0;
     /// Switching on is without effect unless QV_THREAD_NO_REALTIME is set to 0. Where the system
     /// refuses, all is undone, the refusal is traced, and `isRealTime` stays false.

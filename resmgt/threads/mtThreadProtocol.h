@@ -6,7 +6,7 @@ namespace Qv {
 
 class MtThread;
 
-/// The code that a thread runs, and what asks it to end.
+/// The code that a thread runs, and the way to ask it to end.
 ///
 /// Stopping: is cooperative. Nothing ends a body from outside, so `performStop` must make
 ///           `performExecute` return; the destructor of the thread waits for that.
@@ -21,7 +21,7 @@ public:
     MtThreadProtocol& operator=( const MtThreadProtocol& ) = delete;
     virtual ~MtThreadProtocol();
 
-    /// The thread object has been made; its node stands in the priority graph. What this raises
+    /// The thread object has been made; its node stands in the priority graph. An exception of this
     /// undoes the thread, and goes to the code that makes it. Nothing by default.
     virtual void performAttach( MtThread* thread );
     /// The protocol is taken off, or the thread object is being destroyed. Relations of the
