@@ -38,7 +38,7 @@ class OsFileLockImp;
 ///           file server. A lock that is taken over takes 0.5 s.
 /// Forks:    a child's copy isn't held, and releases nothing.
 /// Lifetime: a lock that outlives the package isn't refreshed any more; its release still removes
-///           its own file. What is held when the process ends stays as a file, and dies by age.
+///           its own file. When the process ends, the file of a held lock stays, and dies by age.
 /// Errors:   InSingletonEx before and after the package's time; what OsFsUtils::getServerTime
 ///           raises, for a directory in which nothing can be made for instance, where there is a
 ///           lock file; OsFileEx::ExNullFilePath for the empty path, OsFileEx::ExIllegalPathConcat
@@ -51,8 +51,8 @@ public:
     /// Null if somebody else holds the lock, this process included, and if the lock file can't be
     /// written.
     static OPtrRet<OsFileLock> lock( const OsFilePath& path );
-    /// The same, but tries for so many seconds, at least once; up to a second apart. Those who wait
-    /// have no order among them. An infinite time is no limit.
+    /// The same, but tries for so many seconds, at least once; up to a second apart. Waiting
+    /// threads and processes have no order. An infinite time is no limit.
     /// Errors: the assertion "!std::isnan( seconds )".
     static OPtrRet<OsFileLock> lock( const OsFilePath& path, double seconds );
     /// Whether somebody holds the lock. Removes the file of a dead holder. In doubt the answer is
@@ -65,8 +65,8 @@ public:
 
     OsFileLock( const OsFileLock& ) = delete;
     OsFileLock& operator=( const OsFileLock& ) = delete;
-    /// Releases the lock, unless that is done. While another exception unwinds the stack, and from
-    /// owning pointers always, a failure is reported through Trace.
+    /// Releases the lock, unless it has been released. While another exception unwinds the stack,
+    /// and from owning pointers always, a failure is reported through Trace.
     ~OsFileLock() noexcept( false );
 
     /// Whether nobody else can hold the lock. Asks no file.

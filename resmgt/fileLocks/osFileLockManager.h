@@ -23,7 +23,7 @@ class MtThread;
 ///
 /// Cycle:   an alarm fires a refresh interval after the end of the pass before; a slow server
 ///          stretches the period. There is one alarm: arming replaces it.
-/// Locks:   one's failure is logged, and the others are refreshed.
+/// Locks:   the failure of one is logged, and the others are refreshed.
 /// Threads: any, between the package's start and stop. A pass holds "OsFileLockManager Lock": what
 ///          takes or releases a lock waits for its end.
 /// Errors:  InSingletonEx::ExNotInitialized before the package's start, ExAlreadyDestroyed after

@@ -16,7 +16,7 @@ class QV_RESMGT_API OsFileEvent {
 public:
     /// The file is there, and wasn't before.
     class Created;
-    /// The file was there, and is no more.
+    /// The file was there, and isn't any more.
     class Deleted;
     /// The file isn't the one that was there before, or not as it was.
     class Changed;

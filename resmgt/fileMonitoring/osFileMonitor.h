@@ -24,7 +24,7 @@ class OsFileMonitorImp;
 ///     ...
 ///     OsFileMonitor::getInstance()->addWatch( "/shots/a.exr", &_changed );
 ///
-/// Passes:   one look at each watched file, in the order of the paths; then the thread rests. What
+/// Passes: one look at each watched file, in the order of the paths; then the thread rests. What
 ///           comes and goes between two looks isn't seen, nor is a change that leaves size, owner,
 ///           kind and times as they were.
 /// Baseline: the state that the next pass finds, or the one that the client has seen. A file that

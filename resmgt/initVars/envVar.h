@@ -30,8 +30,9 @@ public:
 
     /// Reads the environment again.
     virtual void refresh();
-    /// One line without its end: name, the environment's text and the default, "NIL" for none. What
-    /// of them a terminal would take for a command is replaced, see Printable::makeLine.
+    /// One line without its end: name, the environment's text and the default, "NIL" for none.
+    ///                           Characters that a terminal would take for a command are replaced,
+    ///                           see Printable::makeLine.
     virtual void dump( std::ostream& stream ) const;
 
     const char* getFileName() const noexcept { return _fileName; }

@@ -41,8 +41,8 @@ public:
     /// Errors: those of OsTypedPath::resolve for the argument; OsFileEx::ExHomeNotDefined in the
     ///         last case.
     static OsFilePath getUserInitFilePath();
-    /// MUST_BE_THERE where the argument "init:" gives that path: who names a file for this one run
-    /// means it. The environment may name one that is written later.
+    /// MUST_BE_THERE where the argument "init:" gives that path, since a file that is named for
+    /// this one run is meant. The environment may name one that is written later.
     static Presence getUserInitFilePresence();
     /// Whether `getUserInitFilePath` passes over the environment, both directly and through the
     /// variable. Not at first.

@@ -17,7 +17,7 @@ namespace Qv {
 ///          a carriage return before it counts as white space.
 /// Text:    bytes, UTF-8 by agreement; its byte order mark at the start of the file is passed over
 ///          and takes no room of the line.
-/// Escapes: stay in the values as they stand; who uses a value decodes them.
+/// Escapes: stay in the values as they are; the user of a value decodes them.
 /// Errors:  those of InTextFileEx.
 /// Threads: any; nothing keeps two processes from writing one file at once.
 class QV_RESMGT_API InTextFile {

@@ -5,7 +5,7 @@
 
 namespace Qv {
 
-/// Marks the exceptions of the locks package, which have a second base for their kind.
+/// Marks the exceptions of the locks package; their other base says what kind they are.
 class QV_RESMGT_API LkEx {
 public:
     class ExNoContent;

@@ -39,7 +39,8 @@ public:
 
     /// Makes the group. A group that is there already ends the process.
     void create();
-    /// The same, then runs what else the start needs. Where that raises there is no group.
+    /// The same, then runs `start`, the rest of the package's start. If that raises there is no
+    /// group.
     template <class Start>
     void create( const Start& start ) {
         create();
@@ -52,7 +53,7 @@ public:
     }
     /// Ends the group. A group that isn't there ends the process.
     void destroy();
-    /// The same behind what else the stop needs, also where that raises.
+    /// The same after `stop`, the rest of the package's stop, even if that raises.
     template <class Stop>
     void destroy( const Stop& stop ) {
         try {

@@ -9,7 +9,7 @@ namespace Qv {
 
 class LgStream;
 
-/// How often one place of the program logs; each limited form of QV_LOG has one of its own.
+/// Limits how often one place of the program logs; each limited form of QV_LOG has its own.
 ///
 /// Counts:  the next statement that passes ends with the number of those that were left out before
 ///          it, as in " (left out: 99)". What no statement has shown so far is `getNbUntold`.
@@ -40,7 +40,7 @@ public:
     /// The count of `pass` is shown by a later statement: the log had no place for this one.
     void postpone( const Pass& pass ) noexcept;
 
-    /// How many statements of the process were left out and stand in no line.
+    /// The number of statements of the process that were left out and that no line counts.
     static std::uint64_t getNbUntold() noexcept;
 
 private:

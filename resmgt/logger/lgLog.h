@@ -23,18 +23,19 @@ class LgRegistry;
 /// Phases:   uninitialised; initialised by `init`; active between `setLoggerActivation( true )` and
 ///           `( false )`, when statements go through queues; uninitialised again after `destroy`.
 ///           `init` and `destroy` are the package's, the activation is that of MtLogger.
-/// Threads:  `init` and `destroy` run beside nothing else. What writes lines is for any thread; one
-///           lock serialises it. Options and queries are plain reads and writes for any thread.
+/// Threads:  `init` and `destroy` run beside nothing else. Operations that write lines are for any
+///           thread; one lock serialises them. Options and queries are plain reads and writes for
+///           any thread.
 /// Forks:    a forked child has no reader and may have inherited a held lock: its lines go straight
 ///           to standard error, without a lock, a file or the event log.
 /// Errors:   writing a line never raises. A failed write is reported once on standard error and
 ///           tried again each second; the lines lost meanwhile are counted in the file afterwards.
 /// Stalls:   a line waits 5 seconds at most for the one that another thread writes, and not at all
-///           once somebody has waited in vain. It is lost then, and counted.
+///           once such a wait has failed. The line is lost then, and counted.
 /// Lifetime: all that statements need outlives the static destructors.
 class QV_RESMGT_API LgLog {
 public:
-    /// Where a level goes.
+    /// The targets of a level.
     struct LevelInfo {
         /// Whether lines of the level are written.
         bool enabled = false;

@@ -180,7 +180,7 @@ private:
     std::uint64_t _place = 0;
 };
 
-/// Learns of what comes and goes in a queue.
+/// Learns of the entries that come and go in a queue.
 class QV_RESMGT_API LgQueue::Observer {
 public:
     Observer() = default;
@@ -197,7 +197,7 @@ public:
     virtual void waitForSpace( LgQueue& queue, int nbCharacters ) = 0;
 };
 
-/// What a thread logs vanishes for a scope, uncounted. For the queue's owner.
+/// Suppresses, uncounted, what a thread logs in a scope. For the queue's owner.
 class QV_RESMGT_API LgQueue::SuppressGuard {
 public:
     explicit SuppressGuard( const LgQueue& queue ) noexcept;

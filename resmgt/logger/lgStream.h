@@ -13,14 +13,14 @@ namespace Qv {
 struct LgStreamOwner;
 struct LgStreamReader;
 
-/// A circular buffer of texts, with one writer and one reader. What is logged is written into one.
+/// A circular buffer of texts, with one writer and one reader. Log statements write into one.
 ///
 ///     LgStream stream;
 ///     stream << "tile " << 7 << endString;
 ///     const std::string text = stream.takeText();
 ///
 /// Own types: a free `LgStream& operator<<( LgStream&, const T& )`.
-/// Bytes:    text is stored as it comes, but a NUL, which ends a text, becomes "?".
+/// Bytes:    text is stored as it is, except that a NUL, which ends a text, becomes "?".
 /// Numbers:  as in the language's "C" locale. A null text is "(null)".
 /// Full:     a piece that is longer than what is free becomes "#"; a shorter one may still follow.
 ///           Without any room the text ends there. `hasOverflowed` answers true in both cases.

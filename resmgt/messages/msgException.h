@@ -9,7 +9,7 @@
 
 namespace Qv {
 
-/// An exception `T`, one derived from ExBase, that carries the message for the user. Whoever
+/// An exception `T`, one derived from ExBase, that carries the message for the user. The code that
 /// catches it displays the message.
 ///
 ///     throw MsgException<CtEx::ExNoRoom>( QV_HERE, MsgError( cacheFull ), path );

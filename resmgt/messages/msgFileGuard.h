@@ -10,11 +10,11 @@ namespace Qv {
 
 class MsgServerImp;
 
-/// Makes a message file the server's current one until scope exit. Of several guards that stand the
-/// newest one's file is the current one, in whatever order they end.
+/// Makes a message file the server's current one until scope exit. Of several guards, the newest
+/// one's file is the current one, in whatever order they end.
 ///
 /// Errors:  a file that is missing or malformed raises what InTextFile raises; nothing changes.
-/// Threads: the guards that stand at one time belong to one thread.
+/// Threads: the guards that exist at one time belong to one thread.
 /// Cost:    the file is read, once, by the constructor.
 class QV_RESMGT_API MsgFileGuard {
 public:

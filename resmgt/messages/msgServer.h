@@ -35,7 +35,7 @@ public:
     /// that isn't registered or is a development build, else at Support; the subscription has no
     /// text then. Asserts "_currentFileGuard != 0".
     virtual void subscribe( MsgSubscription& subscription ) = 0;
-    /// From now on messages go to `manager`, or nowhere when it is null. The former one comes back:
+    /// From now on messages go to `manager`, or nowhere when it is null. Returns the former one:
     /// keep it until no thread can be within its `display`.
     virtual OPtrRet<MsgManager> setManager( OPtr<MsgManager> manager ) = 0;
     /// A MsgManager unless the application has set its own; may be null.
@@ -49,7 +49,7 @@ public:
     /// Builds the instance if there is none.
     static void initialize();
     static MsgServer& getInstance();
-    /// No other thread may use the instance, and no MsgFileGuard stand.
+    /// No other thread may use the instance, and no MsgFileGuard may exist.
     static void finalize();
 
 protected:

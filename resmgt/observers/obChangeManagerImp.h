@@ -19,8 +19,8 @@ class ObPass;
 class ObPasses;
 class ObRelations;
 
-/// Who observes whom. Subjects and observers know nothing of each other; `notify` has the
-/// application's notifier call each observer of a subject.
+/// Keeps the relations of subjects and observers, which know nothing of each other; `notify` has
+/// the application's notifier call each observer of a subject.
 ///
 ///     ObChangeManagerImp manager( OPtr<ObNotifierAny>( new Notifier ) );
 ///     manager.subscribeRelation( &picture, &view );
@@ -29,13 +29,13 @@ class ObRelations;
 ///
 /// A pass, which is what `notify` and each queued change begin, calls the observers that are
 /// subscribed then, in the order of subscription, each once, unless it is removed meanwhile or the
-/// notifier raises. Whoever subscribes meanwhile isn't called. `unsubscribeRelation` and
-/// `removeSubject` don't touch passes under way: these still call.
+/// notifier raises. An observer that is subscribed meanwhile isn't called. `unsubscribeRelation`
+/// and `removeSubject` don't touch passes under way: these still call.
 ///
 /// Removal:  once `removeObserver` has returned, no call of the observer runs or begins. From the
-///           moment when it is called no call begins; whoever subscribes the observer meanwhile has
-///           that subscription ended too. The observer, or another at its address, may be
-///           subscribed anew afterwards, and is called by the passes that begin from then on.
+///           moment when it is called no call begins; a subscription of the observer that is made
+///           meanwhile ends too. The observer, or another at its address, may be subscribed anew
+///           afterwards, and is called by the passes that begin from then on.
 /// Circles:  a removal that would wait for a call which its own thread is in, directly, through
 ///           nested passes, or because the thread that it waits for waits for this one, is an
 ///           assertion, also where several managers are concerned; nothing has changed then.
@@ -48,13 +48,13 @@ class ObRelations;
 /// Errors:   null pointers are assertions. Without memory nothing has changed; but if a thread's
 ///           first wait, in `removeObserver`, gets none, the relations are gone, no call begins,
 ///           and those under way go on: call it again.
-/// Lifetime: nobody may be inside when it is destroyed. What is queued then is lost, and relations
-///           end without a word.
+/// Lifetime: nobody may be inside when it is destroyed. Queued changes are lost then, and relations
+///           end without a call.
 /// Cost:     a pass takes the lock once, as it begins, and none per observer; the fifth and further
-///           ones that are under way at a time take it as they end, too. Whoever removes while
-///           passes are under way pays with a barrier in all threads. Subscribing, unsubscribing
-///           and removing don't depend on how many other relations there are; `unsubscribeRelation`
-///           and `subscribeRelation` may copy the observers of a subject that is being notified.
+///           ones that are under way at a time take it as they end, too. A removal while passes are
+///           under way pays with a barrier in all threads. Subscribing, unsubscribing and removing
+///           don't depend on how many other relations there are; `unsubscribeRelation` and
+///           `subscribeRelation` may copy the observers of a subject that is being notified.
 class QV_RESMGT_API ObChangeManagerImp {
 public:
     /// `notifier` isn't null.

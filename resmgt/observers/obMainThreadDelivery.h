@@ -13,8 +13,8 @@ namespace Qv {
 ///     delivery.notify( &picture, hints );            // any thread, returns at once
 ///
 /// However many changes are queued, one event is pending at most; it dispatches what is there then
-/// and what comes meanwhile. After an observer's exception, which goes to whoever executes the
-/// event, another event brings the rest; if that can't be posted, the next change does.
+/// and what comes meanwhile. After an observer's exception, which goes to the code that executes
+/// the event, another event brings the rest; if that can't be posted, the next change does.
 ///
 /// Threads:  `notify` from any. Made and destroyed on the main thread, where alone the manager's
 ///           `dispatch` is called, by this or by others; an event that is pending then does
@@ -27,7 +27,7 @@ public:
     ObMainThreadDelivery& operator=( const ObMainThreadDelivery& ) = delete;
     ~ObMainThreadDelivery();
 
-    /// Queues the change and sees to it that an event is pending.
+    /// Queues the change and posts an event unless one is pending.
     ///
     /// Errors: those of EvEventManager's `getInstance` and `post`; the change is queued then, and
     ///         comes with the next one.

@@ -15,8 +15,7 @@ class ObSubjectAny;
 ///         ObObserverGuard _subscriptions;   // the last member: removed before the others end
 ///     };
 ///
-/// Errors:   the destructor may wait, as `removeObserver` does. Where that raises, in the
-/// observer's
+/// Errors:   the destructor may wait, as `removeObserver` does. If that raises, in the observer's
 ///           own call for instance, calls would reach a dead observer: the process ends, by
 ///           std::terminate. `remove` raises instead.
 /// Lifetime: the manager outlives the guard or its `remove`.

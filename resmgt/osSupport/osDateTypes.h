@@ -12,7 +12,8 @@ namespace Qv::OsDateTypes {
 /// A point in time to the nanosecond: seconds since the start of 1970, UTC, without leap seconds,
 /// and the nanoseconds after that second. It may lie before 1970, with negative seconds.
 ///
-/// Order: from older to newer, by `<`, `==` and their kin; OsDateUtil::compare names the outcome.
+/// Order: from older to newer, by `<`, `==` and their relatives; OsDateUtil::compare names the
+///        outcome.
 /// Errors: nanoseconds of a whole second or more are an assertion.
 class QV_RESMGT_API DateRep {
 public:

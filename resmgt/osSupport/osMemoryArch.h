@@ -6,8 +6,8 @@
 
 namespace Qv {
 
-/// How the machine's memory is made: the sizes of its processors' cache lines, in bytes. Each is a
-/// power of two.
+/// The machine's memory: the sizes of its processors' cache lines, in bytes. Each is a power of
+/// two.
 ///
 /// Source:  the system. What it doesn't report comes from the environment variables
 ///          QV_DEFAULT_L1_LINE_SIZE and QV_DEFAULT_L2_LINE_SIZE, else is 64. A value of theirs that

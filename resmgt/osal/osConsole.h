@@ -4,7 +4,7 @@
 
 namespace Qv {
 
-/// A text window of the process, for whoever sets `QV_CONSOLE` to a number other than 0.
+/// A text window of the process, if `QV_CONSOLE` is a number other than 0.
 ///
 /// Posix:   a program has a terminal already; nothing is opened, only reported.
 /// Threads: none of its own; `open` and `close` belong to the start and the end of the program.
