@@ -13,6 +13,7 @@ QV_NEEDS=(
     "module:benchmark libbenchmark-dev"
     "module:OpenEXR libopenexr-dev"
     "module:libpng libpng-dev"
+    "command:oiiotool openimageio-tools"
     "module:tbb libtbb-dev"
     "module:expat libexpat1-dev"
     "module:jemalloc libjemalloc-dev"

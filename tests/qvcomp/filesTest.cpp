@@ -65,7 +65,9 @@ TEST_F( QvcompFilesTest, PngWriterTellsOfAFullDisk ) {
 
 TEST_F( QvcompFilesTest, ExrWriterTellsOfAFailureWhileItCompletesTheFile ) {
     PendingFile file( getOutput().string() );
-    ExrWriter writer( file, 16, 16, 1.0, 16 );
+    PictureHead head;
+    head.display = { { 0, 0 }, { 15, 15 } };
+    ExrWriter writer( file, 16, 16, head, 16 );
     const std::vector<float> pixels( 16 * 16 * 4, 0.5F );
     writer.writeTile( 0, 0, pixels.data() );
     // The table of the tiles, near the file's beginning, is written last.

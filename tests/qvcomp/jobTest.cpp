@@ -65,8 +65,8 @@ TEST_F( QvcompJobTest, KeepsTheCommandLineAsItWasTyped ) {
                               HasSubstr( "<layer file=\"&lt;TempFolder&gt;/x.exr\"/>" ) ) );
     const Options after = parse( { "--job", writeText( text ) } );
     EXPECT_EQ( makeJob( after.typed ), text );
-    EXPECT_EQ( after.layers, before.layers );
-    EXPECT_NE( after.layers[2].toString().front(), '<' );
+    EXPECT_EQ( getLayerPaths( after ), getLayerPaths( before ) );
+    EXPECT_NE( after.layers[2].path.toString().front(), '<' );
     EXPECT_EQ( after.output, before.output );
     EXPECT_EQ( after.preview, before.preview );
     EXPECT_EQ( std::tie( after.width, after.height, after.tileSide, after.memory, after.strategy,
@@ -96,7 +96,7 @@ TEST_F( QvcompJobTest, TheCommandLineCountsMore ) {
     EXPECT_EQ( options.pixelAspect, 2.0 );
     EXPECT_EQ( options.glow, 0.5 );
     EXPECT_TRUE( options.glowRadius.isPercentage && options.glowRadius.value == 3.0 );
-    EXPECT_THAT( options.layers, ElementsAre( "1", "2", "3", "4" ) );
+    EXPECT_THAT( getLayerPaths( options ), ElementsAre( "1", "2", "3", "4" ) );
     EXPECT_TRUE( parse( { "--job", "missing", "--help" } ).wantsHelp );
 }
 
@@ -117,8 +117,17 @@ TEST_F( QvcompJobTest, WhatIsWrongIsReportedWithFileLineAndColumn ) {
         { "<job help='True'/>", "line 1, column 16:", "no attribute 'help'" },
         { "<job job='x'/>", "line 1", "no attribute 'job'" },
         { "<job write-job='x'/>", "line 1", "no attribute 'write-job'" },
-        { "<job>\n<layer name='a'/></job>",
+        { "<job>\n<layer name='a'/></job>", "line 2, column 17:", "needs the attribute 'file'" },
+        { "<job>\n<layer name='a' file='b'/></job>",
           "line 2, column 15:", "<layer> has no attribute 'name'" },
+        { "<job><layer file='a' verify='True'/></job>", "line 1",
+          "<layer> has no attribute 'verify'" },
+        { "<job opacity='0.5'><layer file='a'/></job>", "line 1",
+          "<job> has no attribute 'opacity'" },
+        { "<job><layer opacity='2' file='a'/></job>",
+          "line 1, column 23:", "from 0 to 1, not '2'" },
+        { "<job><layer file='a' offset='3'/></job>", "line 1", "such as 120,-40, not '3'" },
+        { "<job frames='5-3'/>", "line 1", "such as 1001-1100 or 1001-1100x2" },
         { "<job><layer/></job>", "line 1, column 13:", "needs the attribute 'file'" },
         { "<job><layer></layer></job>", "line 1", "needs the attribute 'file'" },
         { "<job>text</job>", "line 1", "has no text" },

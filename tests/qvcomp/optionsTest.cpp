@@ -49,7 +49,7 @@ TEST( QvcompOptionsTest, TakeEffect ) {
     EXPECT_TRUE( options.mustVerify );
     EXPECT_EQ( options.preview, "p.png" );
     EXPECT_EQ( options.dithering, Dithering::NONE );
-    EXPECT_THAT( options.layers, ElementsAre( "a.exr" ) );
+    EXPECT_THAT( getLayerPaths( options ), ElementsAre( "a.exr" ) );
     EXPECT_FALSE( options.isWatching );
 }
 
@@ -80,7 +80,7 @@ TEST( QvcompOptionsTest, BareWatchTakesNoValue ) {
     EXPECT_TRUE( options.isWatching );
     EXPECT_EQ( options.watchSeconds, 1 );
     EXPECT_EQ( options.dithering, Dithering::POSITION );
-    EXPECT_THAT( options.layers, ElementsAre( "5" ) );
+    EXPECT_THAT( getLayerPaths( options ), ElementsAre( "5" ) );
     const Options other = parse( { "--size", "8x8", "-o", "out.exr", "--watch=0.25", "5" } );
     EXPECT_TRUE( other.isWatching );
     EXPECT_EQ( other.watchSeconds, 0.25 );
@@ -89,7 +89,7 @@ TEST( QvcompOptionsTest, BareWatchTakesNoValue ) {
 TEST( QvcompOptionsTest, AfterTwoDashesAllAreLayers ) {
     const Options options =
         parse( { "first.exr", "--size", "8x8", "-o", "out.exr", "--", "--verify", "-o" } );
-    EXPECT_THAT( options.layers, ElementsAre( "first.exr", "--verify", "-o" ) );
+    EXPECT_THAT( getLayerPaths( options ), ElementsAre( "first.exr", "--verify", "-o" ) );
     EXPECT_FALSE( options.mustVerify );
     EXPECT_EQ( options.output, "out.exr" );
 }
@@ -102,7 +102,7 @@ TEST( QvcompOptionsTest, PathsLeadWhereTheSystemLeads ) {
     EXPECT_EQ( options.output, above + "out.exr" );
     EXPECT_EQ( options.preview, above.getDirectoryName() + "p" );
     EXPECT_EQ( options.scratch, above );
-    EXPECT_THAT( options.layers, ElementsAre( above + "a.exr", "a/b.exr" ) );
+    EXPECT_THAT( getLayerPaths( options ), ElementsAre( above + "a.exr", "a/b.exr" ) );
     EXPECT_EQ( parse( { "--size", "8x8", "-o", "x", "a" } ).scratch, above.getDirectoryName() );
 
     const struct {

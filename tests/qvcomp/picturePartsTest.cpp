@@ -305,7 +305,7 @@ TEST_F( QvcompPictureTest, OverShowsWhatALayerLetsThrough ) {
     layers.push_back( paint( 20, 20, []( int x, int ) {
         return x < 10 ? Pixel{ 0, 0.25F, 0, 0.25F } : Pixel{ 0, 0, 2, 1 };
     } ) );
-    const auto result = compositeLayers( _runner, _store, layers );
+    const auto result = compositeLayers( _runner, _store, layers, { {}, {} } );
     EXPECT_EQ( get( *result, 3, 3 ), ( Pixel{ 0.75F, 1.0F, 0.0F, 1.0F } ) );
     EXPECT_EQ( get( *result, 19, 19 ), ( Pixel{ 0, 0, 2, 1 } ) );
 }

@@ -154,7 +154,7 @@ TEST_F( QvcompRunTest, APlateThatNeedsNothingKeepsItsPixels ) {
         ASSERT_EQ( pixel.g, static_cast<float>( half( expected.g ) ) ) << x << ", " << y;
         ASSERT_EQ( pixel.a, expected.a ) << x << ", " << y;
     }
-    EXPECT_EQ( readPixelAspect( getOutput() ), 2.0F );
+    EXPECT_EQ( readHeader( getOutput() ).pixelAspectRatio(), 2.0F );
     EXPECT_THAT( runInside( makeArguments( { "--fit=stretch" } ) ).errors,
                  HasSubstr( "--fit takes cover, contain or none, not 'stretch'" ) );
 }

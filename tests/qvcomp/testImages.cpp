@@ -58,6 +58,9 @@ void writeImage( const std::filesystem::path& path, const TestImage& image ) {
     for( const char channel : image.channels ) {
         header.channels().insert( getName( channel ), Imf::Channel( Imf::FLOAT ) );
     }
+    if( image.complete ) {
+        image.complete( header );
+    }
     const Imf::FrameBuffer buffer = makeBuffer( pixels, image.channels, window );
     if( image.tileWidth > 0 ) {
         const auto width = static_cast<unsigned>( image.tileWidth );
@@ -83,8 +86,8 @@ std::vector<TestPixel> readImage( const std::filesystem::path& path ) {
     return pixels;
 }
 
-float readPixelAspect( const std::filesystem::path& path ) {
-    return Imf::InputFile( path.c_str() ).header().pixelAspectRatio();
+Imf::Header readHeader( const std::filesystem::path& path ) {
+    return Imf::InputFile( path.c_str() ).header();
 }
 
 std::vector<std::string> writeLayers( const std::filesystem::path& folder ) {

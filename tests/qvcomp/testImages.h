@@ -1,5 +1,7 @@
 #pragma once
 
+#include <ImfHeader.h>
+
 #include <array>
 #include <filesystem>
 #include <functional>
@@ -32,6 +34,8 @@ struct TestImage {
     /// Corner and size of the display window; that of the data window without a size.
     std::array<int, 4> display{};
     float pixelAspect = 1.0F;
+    /// Adds what else the head has.
+    std::function<void( Imf::Header& )> complete{};
 };
 
 /// Writes 32-bit float channels.
@@ -40,8 +44,7 @@ void writeImage( const std::filesystem::path& path, const TestImage& image );
 /// The pixels of an image with the channels R, G, B and A, line by line.
 std::vector<TestPixel> readImage( const std::filesystem::path& path );
 
-/// The width of its pixels over their height.
-float readPixelAspect( const std::filesystem::path& path );
+Imf::Header readHeader( const std::filesystem::path& path );
 
 /// Three layers of different kinds and sizes, bottom first: photograph-like noise with lights, one
 /// with alpha in tiles, a grey one.

@@ -77,7 +77,8 @@ TEST_F( QvcompWatchTest, LayerThatIsMissingOrDamagedIsReportedAndWaitedFor ) {
 }
 
 TEST_F( QvcompWatchTest, WatchThatCannotBeginLeavesNobodyPosting ) {
-    EXPECT_THROW( watchLayers( { _layers[0], OsFilePath() }, 1, [] {} ), OsFileEx::ExNullFilePath );
+    EXPECT_THROW( watchLayers( { _layers[0], OsFilePath() }, 1, []( const auto& ) {} ),
+                  OsFileEx::ExNullFilePath );
     OsFileMonitor& monitor = *OsFileMonitor::getInstance();
     const std::uint64_t nbPasses = monitor.getSnapshot().nbPasses;
     // While it is paused that doesn't wait, and no pass is made.

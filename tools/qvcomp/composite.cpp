@@ -5,25 +5,56 @@ namespace Qv::Comp {
 
 namespace {
 
-void layOver( const TileWriter& target, const TileReader& layer ) noexcept {
+/// Joins the layer to the target by `mix( s, d, a, b )` for colours and `mixAlpha( a, b )`, as the
+/// header names them.
+template <class Mix, class MixAlpha>
+void mixTile( const TileWriter& target, const TileReader& layer, float opacity, const Mix& mix,
+              const MixAlpha& mixAlpha ) noexcept {
     const PixelArea& area = target.getArea();
     for( int y = area.y0; y < area.y1; ++y ) {
         float* below = target.at( area.x0, y );
         const float* above = layer.at( area.x0, y );
         for( int x = area.x0; x < area.x1; ++x, below += CHANNELS, above += CHANNELS ) {
-            const float remainder = 1.0F - above[3];
-            for( int c = 0; c < CHANNELS; ++c ) {
-                below[c] = above[c] + remainder * below[c];
+            const float alpha = opacity * above[3];
+            for( int c = 0; c < 3; ++c ) {
+                below[c] = mix( opacity * above[c], below[c], alpha, below[3] );
             }
+            below[3] = mixAlpha( alpha, below[3] );
         }
+    }
+}
+
+void joinTile( const TileWriter& target, const TileReader& layer, const LayerOptions& options ) {
+    const auto join = [&]( const auto& mix, const auto& mixAlpha ) {
+        mixTile( target, layer, options.opacity, mix, mixAlpha );
+    };
+    const auto unite = []( float a, float b ) { return a + ( 1.0F - a ) * b; };
+    switch( options.operation ) {
+    case Operation::OVER:
+        return join( []( float s, float d, float a, float ) { return s + ( 1.0F - a ) * d; },
+                     unite );
+    case Operation::PLUS:
+        return join( []( float s, float d, float, float ) { return s + d; },
+                     []( float a, float b ) { return std::min( a + b, 1.0F ); } );
+    case Operation::MULTIPLY:
+        return join( []( float s, float d, float a,
+                         float b ) { return s * d + ( 1.0F - b ) * s + ( 1.0F - a ) * d; },
+                     unite );
+    case Operation::SCREEN:
+        return join(
+            []( float s, float d, float, float ) {
+                const float greater = std::max( s, d );
+                return greater > 1.0F ? greater : s + d - s * d;
+            },
+            unite );
     }
 }
 
 } // namespace
 
-std::unique_ptr<TilePlane>
-compositeLayers( PassRunner& runner, TileStore& store,
-                 const std::vector<std::unique_ptr<TilePlane>>& layers ) {
+std::unique_ptr<TilePlane> compositeLayers( PassRunner& runner, TileStore& store,
+                                            const std::vector<std::unique_ptr<TilePlane>>& layers,
+                                            const std::vector<LayerOptions>& options ) {
     auto result = store.createPlane( "composite", layers[0]->getWidth(), layers[0]->getHeight() );
     const auto getInputs = [&]( TilePos pos ) {
         std::vector<TileRef> inputs;
@@ -33,9 +64,13 @@ compositeLayers( PassRunner& runner, TileStore& store,
         return inputs;
     };
     runner.run( { "Compositing", orderByRows( *result ), getInputs, [&]( TilePos pos ) {
-                     sumTile( *result, pos, getInputs( pos ), layOver, []( auto& ) {} );
-                     for( const auto& layer : layers ) {
-                         layer->discard( pos );
+                     std::size_t layer = 0;
+                     const auto join = [&]( const auto& tile, const auto& input ) {
+                         joinTile( tile, input, options[layer++] );
+                     };
+                     sumTile( *result, pos, getInputs( pos ), join, []( auto& ) {} );
+                     for( const auto& used : layers ) {
+                         used->discard( pos );
                      }
                  } } );
     return result;

@@ -53,8 +53,8 @@ private:
     std::exception_ptr _failure;
 };
 
-Imf::Header makeHeader( int width, int height, double pixelAspect, int tileSide ) {
-    Imf::Header header( width, height, static_cast<float>( pixelAspect ) );
+Imf::Header makeTiledHeader( const PictureHead& head, int width, int height, int tileSide ) {
+    Imf::Header header = makeHeader( head, width, height );
     header.compression() = Imf::ZIP_COMPRESSION;
     header.lineOrder() = Imf::INCREASING_Y;
     const auto side = static_cast<unsigned>( tileSide );
@@ -68,11 +68,11 @@ Imf::Header makeHeader( int width, int height, double pixelAspect, int tileSide 
 } // namespace
 
 struct ExrWriter::Imp {
-    Imp( PendingFile& file, int width, int height, double pixelAspect, int side )
+    Imp( PendingFile& file, int width, int height, const PictureHead& head, int side )
         : stream( file )
         , tileSide( side )
         , image( std::make_unique<Imf::TiledOutputFile>(
-              stream, makeHeader( width, height, pixelAspect, side ), 0 ) )
+              stream, makeTiledHeader( head, width, height, side ), 0 ) )
         , halves( toFloats( side ) * static_cast<std::size_t>( side ) ) {}
 
     Stream stream;
@@ -81,8 +81,9 @@ struct ExrWriter::Imp {
     std::vector<half> halves;
 };
 
-ExrWriter::ExrWriter( PendingFile& file, int width, int height, double pixelAspect, int tileSide )
-    : _imp( std::make_unique<Imp>( file, width, height, pixelAspect, tileSide ) ) {}
+ExrWriter::ExrWriter( PendingFile& file, int width, int height, const PictureHead& head,
+                      int tileSide )
+    : _imp( std::make_unique<Imp>( file, width, height, head, tileSide ) ) {}
 
 ExrWriter::~ExrWriter() = default;
 

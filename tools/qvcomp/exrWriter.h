@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tools/qvcomp/pendingFile.h>
+#include <tools/qvcomp/pictureHead.h>
 
 #include <memory>
 
@@ -11,8 +12,7 @@ namespace Qv::Comp {
 /// Errors: Failure when the file can't be written.
 class ExrWriter {
 public:
-    /// `pixelAspect` is the width of a pixel over its height.
-    ExrWriter( PendingFile& file, int width, int height, double pixelAspect, int tileSide );
+    ExrWriter( PendingFile& file, int width, int height, const PictureHead& head, int tileSide );
     ExrWriter( const ExrWriter& ) = delete;
     ExrWriter& operator=( const ExrWriter& ) = delete;
     ~ExrWriter();

@@ -39,6 +39,11 @@ private:
     std::shared_ptr<const MsgProtocol> _message;
 };
 
+/// Whether what is wrong may be gone once a layer is written.
+constexpr bool isAboutLayer( Tag tag ) noexcept {
+    return tag >= Tag::LAYER_MISSING && tag <= Tag::LAYER_CHANGED;
+}
+
 /// The command line is wrong. Ends the command with 2.
 class UsageFailure : public Failure {
 public:

@@ -52,7 +52,7 @@ public:
             refuse( getText( Tag::JOB_ELEMENT, { name } ) );
         }
         ++_depth;
-        _hasFile = false;
+        _layer.reset();
     }
     void pushAttribute( const std::string& name, const std::string& value, int ) override {
         if( value.empty() ) {
@@ -61,10 +61,9 @@ public:
         if( _depth == 1 ) {
             add( name == OUTPUT ? OUTPUT_OPTION : "--" + name, value );
         } else if( name == FILE_ATTRIBUTE ) {
-            add( "", value );
-            _hasFile = true;
+            _layer = JobEntry{ "", value, getPosition(), true };
         } else {
-            refuse( getText( Tag::JOB_ATTRIBUTE, { LAYER, name } ) );
+            add( "--" + name, value );
         }
     }
     void notifyTextData( const std::string&, int ) override {
@@ -77,11 +76,14 @@ public:
 
 private:
     void add( const std::string& option, const std::string& value ) {
-        _entries.push_back( { option, value, getPosition() } );
+        _entries.push_back( { option, value, getPosition(), _depth > 1 } );
     }
     void endElement() {
-        if( _depth == 2 && !_hasFile ) {
+        if( _depth == 2 && !_layer ) {
             refuse( getText( Tag::JOB_NO_LAYER_FILE, {} ) );
+        }
+        if( _depth == 2 ) {
+            _entries.push_back( *_layer );
         }
         --_depth;
     }
@@ -91,7 +93,8 @@ private:
 
     const std::string& _file;
     int _depth = 0;
-    bool _hasFile = false;
+    /// Its attributes come in any order, and before it.
+    std::optional<JobEntry> _layer;
     std::vector<JobEntry> _entries;
 };
 
@@ -144,14 +147,16 @@ std::vector<JobEntry> readJob( const std::string& file ) {
 
 std::string makeJob( std::span<const JobEntry> entries ) {
     const RCShdPtr<XmlElement> job( new XmlElement( ROOT ) );
+    RCShdPtr<XmlElement> layer( new XmlElement( LAYER ) );
     for( const JobEntry& entry : entries ) {
         if( entry.option.empty() ) {
-            const RCShdPtr<XmlElement> layer( new XmlElement( LAYER ) );
             layer->setAttribute( FILE_ATTRIBUTE, entry.value );
             job->appendChild( layer );
+            layer = RCShdPtr<XmlElement>( new XmlElement( LAYER ) );
         } else {
-            job->setAttribute( entry.option == OUTPUT_OPTION ? OUTPUT : entry.option.substr( 2 ),
-                               entry.value );
+            XmlElement& element = entry.isOfLayer ? *layer : *job;
+            element.setAttribute( entry.option == OUTPUT_OPTION ? OUTPUT : entry.option.substr( 2 ),
+                                  entry.value );
         }
     }
     std::ostringstream text;

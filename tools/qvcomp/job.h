@@ -10,12 +10,15 @@ namespace Qv::Comp {
 
 /// An option or a layer that a job asks for; docs/qvcomp.md has the form.
 struct JobEntry {
-    /// As on the command line, such as "--size" and "-o"; empty for a layer.
+    /// As on the command line, such as "--size" and "-o"; empty for a layer, before which its own
+    /// options come.
     std::string option;
     /// As on the command line; of a flag "True" or "False".
     std::string value;
     /// Where the job has it; unknown of what was typed.
     XmlPosition place = {};
+    /// It is the next layer's option, or the layer itself.
+    bool isOfLayer = false;
 };
 
 /// The entries in their order. Which options there are is the reader's affair.

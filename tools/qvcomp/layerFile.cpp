@@ -199,7 +199,8 @@ LayerInfo toInfo( const OsFilePath& path, const LayerStream& stream, const Imf::
              getDisplay( header ),
              header.pixelAspectRatio(),
              stream.getId(),
-             getReadingMemory( header, layout ) };
+             getReadingMemory( header, layout ),
+             readLayerHead( header ) };
 }
 
 float sanitise( float value ) noexcept {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <tools/qvcomp/fileId.h>
+#include <tools/qvcomp/layerOptions.h>
 #include <tools/qvcomp/passes.h>
+#include <tools/qvcomp/pictureHead.h>
 #include <tools/qvcomp/tileStore.h>
 
 #include <resmgt/osal/osFilePath.h>
@@ -34,6 +36,9 @@ struct LayerInfo {
     FileId file;
     /// Bytes of memory that reading it takes at most, beside the tiles of its plane.
     std::uint64_t readingMemory;
+    LayerHead head = {};
+    /// What the file doesn't say.
+    LayerOptions options = {};
 };
 
 /// Looks at the file's head: an OpenEXR image of scan lines or tiles, with the channels R, G, B or

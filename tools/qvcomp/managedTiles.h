@@ -51,6 +51,8 @@ public:
     std::uint64_t getNbTiles() const noexcept { return _nbTiles.load( std::memory_order_relaxed ); }
     TiCounts getCounts() const noexcept { return _tiles->getCounts(); }
     CtFileServer& getServer() const noexcept { return _cache.getServer(); }
+    /// From here on. While no thread has a tile.
+    void restartPeak() noexcept { _peakBytes.store( 0, std::memory_order_relaxed ); }
     /// The most bytes that tiles had at one time, looked at each time after a tile was locked.
     std::uint64_t getPeakBytes() const noexcept {
         return _peakBytes.load( std::memory_order_relaxed );

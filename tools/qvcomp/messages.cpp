@@ -17,24 +17,35 @@ constexpr const char* FILE_NAME = "qvcomp.msg";
 
 /// As the file names them, in the order of Tag.
 constexpr std::array TAGS{
-    "usage",          "setting",        "wrongNumber",  "wrongSize",       "wrongWord",
-    "wrongBytes",     "wrongSeconds",   "wrongRadius",  "unknownOption",   "noValue",
-    "emptyValue",     "noSize",         "noOutput",     "noLayer",         "sameOutputs",
-    "outputIsLayer",  "wrongLevel",     "logIsOther",   "logUnopened",     "pathUntold",
-    "pathUnreached",  "noFileName",     "noMemory",     "littleMemory",    "noArena",
-    "noThreads",      "layerMissing",   "layerNoFile",  "layerForbidden",  "layerUnreadable",
-    "layerEmpty",     "layerNoImage",   "layerDeep",    "layerHuge",       "layerMemory",
-    "layerAttribute", "layerShort",     "layerDamaged", "layerSubsampled", "layerWindow",
-    "layerChannels",  "layerNotGrey",   "layerChanged", "cantWrite",       "cantReplace",
-    "scratch",        "scratchForeign", "scratchFull",  "jobNoFile",       "jobUnreadable",
-    "jobWrong",       "jobElement",     "jobAttribute", "jobText",         "jobFlag",
-    "jobNoLayerFile", "jobUnheld",      "jobIsOutput",  "outputIsJob",     "outputUnwritten",
-    "locked",         "cantLock",       "lockLost",     "interrupted",     "differs" };
+    "usage",          "setting",       "wrongNumber",  "wrongSize",       "wrongWord",
+    "wrongBytes",     "wrongSeconds",  "wrongRadius",  "wrongFrames",     "wrongOffset",
+    "unknownOption",  "noValue",       "emptyValue",   "noSize",          "noOutput",
+    "noLayer",        "noLayerBehind", "noFrames",     "noFramePlace",    "sameOutputs",
+    "outputIsLayer",  "wrongLevel",    "logIsOther",   "logUnopened",     "pathUntold",
+    "pathUnreached",  "noFileName",    "noMemory",     "littleMemory",    "noArena",
+    "noThreads",      "layerMissing",  "layerNoFile",  "layerForbidden",  "layerUnreadable",
+    "layerEmpty",     "layerNoImage",  "layerDeep",    "layerHuge",       "layerMemory",
+    "layerAttribute", "layerShort",    "layerDamaged", "layerSubsampled", "layerWindow",
+    "layerChannels",  "layerNotGrey",  "layerChanged", "otherColours",    "framesMissing",
+    "frameFailed",    "framesUnmade",  "cantWrite",    "cantReplace",     "scratch",
+    "scratchForeign", "scratchFull",   "jobNoFile",    "jobUnreadable",   "jobWrong",
+    "jobElement",     "jobAttribute",  "jobText",      "jobFlag",         "jobNoLayerFile",
+    "jobUnheld",      "jobIsOutput",   "outputIsJob",  "outputUnwritten", "locked",
+    "cantLock",       "lockLost",      "interrupted",  "differs" };
 static_assert( TAGS.size() == static_cast<std::size_t>( Tag::DIFFERS ) + 1 );
 
 std::vector<MsgSubscription>& getSubscriptions() {
     static std::vector<MsgSubscription> subscriptions( TAGS.begin(), TAGS.end() );
     return subscriptions;
+}
+
+template <class Message>
+Message fill( Tag tag, std::initializer_list<std::string> values ) {
+    Message message( getSubscriptions()[static_cast<std::size_t>( tag )] );
+    for( const std::string& value : values ) {
+        message.substitute( value );
+    }
+    return message;
 }
 
 class LineManager final : public MsgManager {
@@ -67,11 +78,11 @@ void loadMessages() {
 }
 
 MsgError makeMessage( Tag tag, std::initializer_list<std::string> values ) {
-    MsgError message( getSubscriptions()[static_cast<std::size_t>( tag )] );
-    for( const std::string& value : values ) {
-        message.substitute( value );
-    }
-    return message;
+    return fill<MsgError>( tag, values );
+}
+
+MsgWarning makeWarning( Tag tag, std::initializer_list<std::string> values ) {
+    return fill<MsgWarning>( tag, values );
 }
 
 MessageLines::MessageLines( std::ostream& stream )

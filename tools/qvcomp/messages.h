@@ -22,12 +22,17 @@ enum class Tag {
     WRONG_BYTES,
     WRONG_SECONDS,
     WRONG_RADIUS,
+    WRONG_FRAMES,
+    WRONG_OFFSET,
     UNKNOWN_OPTION,
     NO_VALUE,
     EMPTY_VALUE,
     NO_SIZE,
     NO_OUTPUT,
     NO_LAYER,
+    NO_LAYER_BEHIND,
+    NO_FRAMES,
+    NO_FRAME_PLACE,
     SAME_OUTPUTS,
     OUTPUT_IS_LAYER,
     WRONG_LEVEL,
@@ -57,6 +62,10 @@ enum class Tag {
     LAYER_CHANNELS,
     LAYER_NOT_GREY,
     LAYER_CHANGED,
+    OTHER_COLOURS,
+    FRAMES_MISSING,
+    FRAME_FAILED,
+    FRAMES_UNMADE,
     CANT_WRITE,
     CANT_REPLACE,
     SCRATCH,
@@ -89,6 +98,8 @@ void loadMessages();
 
 /// The message of the tag with `values` for its place holders; from any thread.
 MsgError makeMessage( Tag tag, std::initializer_list<std::string> values = {} );
+/// The same for what is worth knowing while the work goes on.
+MsgWarning makeWarning( Tag tag, std::initializer_list<std::string> values );
 
 /// Until scope exit messages go to the log, and errors and warnings also to `stream`, as lines that
 /// begin with the command's name.

@@ -17,6 +17,7 @@
 #include <charconv>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 
 namespace Qv::Comp {
 
@@ -103,6 +104,32 @@ GlowRadius parseGlowRadius( const std::string& option, const std::string& text )
     return { *value, isPercentage };
 }
 
+FrameRange parseFrameRange( const std::string& text ) {
+    const std::optional<FrameRange> frames = parseFrames( text );
+    if( !frames ) {
+        throw UsageFailure( Tag::WRONG_FRAMES, MAX_FRAMES, text );
+    }
+    return *frames;
+}
+
+/// Two whole numbers such as 120,-40 or +120,-40.
+void parseOffset( const std::string& option, const std::string& text, LayerOptions& layer ) {
+    constexpr int MOST = 1000000;
+    const std::size_t comma = std::min( text.find( ',' ), text.size() - 1 );
+    const auto parse = [&]( std::string_view number ) {
+        number.remove_prefix( number.size() > 1 && number[0] == '+' && number[1] != '-' );
+        int value = 0;
+        const char* const end = number.data() + number.size();
+        const auto [rest, error] = std::from_chars( number.data(), end, value );
+        if( error != std::errc() || rest != end || std::abs( value ) > MOST ) {
+            throw UsageFailure( Tag::WRONG_OFFSET, option, MOST, text );
+        }
+        return value;
+    };
+    layer.offsetX = parse( std::string_view( text ).substr( 0, comma ) );
+    layer.offsetY = parse( std::string_view( text ).substr( comma + 1 ) );
+}
+
 std::string expand( const std::string& text ) {
     return LiStringSubstituter().substitute( text );
 }
@@ -178,6 +205,10 @@ constexpr std::array<Word<ReportForm>, 2> REPORTS{
     { { "text", ReportForm::TEXT }, { "json", ReportForm::JSON } } };
 constexpr std::array<Word<Fit>, 3> FITS{
     { { "cover", Fit::COVER }, { "contain", Fit::CONTAIN }, { "none", Fit::NONE } } };
+constexpr std::array<Word<Operation>, 4> OPERATIONS{ { { "over", Operation::OVER },
+                                                       { "plus", Operation::PLUS },
+                                                       { "multiply", Operation::MULTIPLY },
+                                                       { "screen", Operation::SCREEN } } };
 constexpr std::array<Word<Mattes>, 2> MATTES{
     { { "soft", Mattes::SOFT }, { "none", Mattes::NONE } } };
 
@@ -212,6 +243,8 @@ void checkLogLevel( const std::string& option, const std::string& text ) {
 struct ValueOption {
     std::string_view name;
     void ( *apply )( Options&, const std::string& name, const std::string& value );
+    /// Whether it is of the layer that is named next, not of the whole.
+    bool isOfLayer = false;
 };
 
 using Text = const std::string&;
@@ -224,9 +257,19 @@ constexpr bool isAboutJobs( std::string_view name ) {
     return name == JOB_OPTION || name == WRITE_JOB_OPTION;
 }
 
-constexpr std::array<ValueOption, 24> VALUE_OPTIONS{ {
+constexpr std::array<ValueOption, 28> VALUE_OPTIONS{ {
     { "--size", []( Options& o, Text, Text v ) { parseSize( v, o ); } },
     { "-o", []( Options& o, Text, Text v ) { o.output = toFile( v ); } },
+    { "--frames", []( Options& o, Text, Text v ) { o.frames = parseFrameRange( v ); } },
+    { "--operation",
+      []( Options& o, Text n, Text v ) { o.next.operation = parseWord( n, v, OPERATIONS ); },
+      true },
+    { "--opacity",
+      []( Options& o, Text n, Text v ) {
+          o.next.opacity = static_cast<float>( parseDecimal( n, v, "0", "1" ) );
+      },
+      true },
+    { "--offset", []( Options& o, Text n, Text v ) { parseOffset( n, v, o.next ); }, true },
     { "--fit", []( Options& o, Text n, Text v ) { o.fit = parseWord( n, v, FITS ); } },
     { "--pixel-aspect",
       []( Options& o, Text n, Text v ) { o.pixelAspect = parseDecimal( n, v, "0.01", "100" ); } },
@@ -381,18 +424,24 @@ void applyFlag( const FlagOption& option, const std::string& text, Options& opti
     options.*option.flag = isSetText( text );
 }
 
+void addLayer( const std::string& file, Options& options ) {
+    options.layers.push_back( { toFile( file ), std::exchange( options.next, {} ) } );
+}
+
 void applyEntry( const JobEntry& entry, Options& options ) {
     const FlagOption* const flag = findOption( FLAG_OPTIONS, entry.option );
     const ValueOption* const option = findOption( VALUE_OPTIONS, entry.option );
     if( entry.option.empty() ) {
-        options.layers.push_back( toFile( entry.value ) );
-    } else if( flag != nullptr && !flag->isQuestion() &&
+        addLayer( entry.value, options );
+    } else if( flag != nullptr && !flag->isQuestion() && !entry.isOfLayer &&
                ( option == nullptr || isFlagText( entry.value ) ) ) {
         applyFlag( *flag, entry.value, options );
-    } else if( option != nullptr && !isAboutJobs( option->name ) ) {
+    } else if( option != nullptr && !isAboutJobs( option->name ) &&
+               option->isOfLayer == entry.isOfLayer ) {
         option->apply( options, entry.option, entry.value );
     } else {
-        throw Failure( Tag::JOB_ATTRIBUTE, "job", entry.option.substr( 2 ) );
+        throw Failure( Tag::JOB_ATTRIBUTE, entry.isOfLayer ? "layer" : "job",
+                       entry.option.substr( 2 ) );
     }
 }
 
@@ -420,7 +469,7 @@ bool isLogShared( const Options& options ) {
         return isLogFile( options.logFile, path.toString() );
     };
     return isLog( options.output ) || isLog( options.preview ) || isLog( options.writtenJob ) ||
-           std::ranges::any_of( options.layers, isLog );
+           std::ranges::any_of( options.layers, isLog, &NamedLayer::path );
 }
 
 void collectLogOptions( Arguments arguments, LogOptions& log ) {
@@ -471,6 +520,30 @@ void checkComplete( const Options& options ) {
     }
 }
 
+/// Without `--frames` a name that has a place for a frame's number is what it is, if there is such
+/// a file. With several frames no picture may take another's place.
+void checkFrames( const Options& options ) {
+    if( !options.frames ) {
+        for( const NamedLayer& layer : options.layers ) {
+            std::error_code error;
+            if( hasFramePlace( layer.path.toString() ) &&
+                !std::filesystem::exists( layer.path.toString(), error ) ) {
+                throw UsageFailure( Tag::NO_FRAMES, layer.path.toString() );
+            }
+        }
+        return;
+    }
+    const auto check = [&]( const char* name, const OsFilePath& path ) {
+        if( options.frames->getCount() > 1 && !hasFramePlace( path.toString() ) ) {
+            throw UsageFailure( Tag::NO_FRAME_PLACE, name, path.toString() );
+        }
+    };
+    check( "-o", options.output );
+    if( !options.preview.isEmpty() ) {
+        check( "--preview", options.preview );
+    }
+}
+
 /// /var/tmp rather than /tmp, which is often held in the memory that this command is to spare.
 OsFilePath getDefaultScratch() {
     std::string folder;
@@ -511,11 +584,14 @@ Options parseOptions( Arguments arguments ) {
     for( const std::string& job : findJobs( arguments ) ) {
         applyJob( job, options );
     }
+    // That no layer has followed yet.
+    std::string layerOption;
     readArguments(
         arguments,
         [&]( const std::string& layer ) {
-            options.layers.push_back( toFile( layer ) );
-            options.typed.push_back( { "", layer } );
+            addLayer( layer, options );
+            options.typed.push_back( { "", layer, {}, true } );
+            layerOption.clear();
         },
         [&]( const FlagOption& option ) {
             options.*option.flag = true;
@@ -524,8 +600,10 @@ Options parseOptions( Arguments arguments ) {
         },
         [&]( const TypedValue& typed ) {
             typed.option->apply( options, typed.name, typed.value );
+            const bool isOfLayer = typed.option->isOfLayer;
+            layerOption = isOfLayer ? typed.name : layerOption;
             if( !isAboutJobs( typed.name ) ) {
-                options.typed.push_back( { typed.name, typed.value } );
+                options.typed.push_back( { typed.name, typed.value, {}, isOfLayer } );
             }
         } );
     if( options.wantsHelp || options.wantsVersion ) {
@@ -534,9 +612,37 @@ Options parseOptions( Arguments arguments ) {
     if( readLogOptions( arguments ).isFileShared || isLogShared( options ) ) {
         throw UsageFailure( Tag::LOG_IS_OTHER, options.logFile );
     }
+    if( !layerOption.empty() ) {
+        throw UsageFailure( Tag::NO_LAYER_BEHIND, layerOption );
+    }
     checkComplete( options );
+    checkFrames( options );
     takeSettings( options );
     return options;
+}
+
+Options getFrame( const Options& sequence, int frame ) {
+    Options options = sequence;
+    const auto fill = [&]( OsFilePath& path ) {
+        path = OsFilePath( fillFrame( path.toString(), frame ) );
+    };
+    options.frame = frame;
+    fill( options.output );
+    if( !options.preview.isEmpty() ) {
+        fill( options.preview );
+    }
+    for( NamedLayer& layer : options.layers ) {
+        fill( layer.path );
+    }
+    return options;
+}
+
+std::vector<OsFilePath> getLayerPaths( const Options& options ) {
+    std::vector<OsFilePath> paths;
+    for( const NamedLayer& layer : options.layers ) {
+        paths.push_back( layer.path );
+    }
+    return paths;
 }
 
 LogOptions readLogOptions( Arguments arguments ) {
@@ -579,6 +685,8 @@ held in tiles; those that the memory limit has no room for wait on the disk.
 
   --size WxH            size of the frame in pixels
   -o FILE               the picture to write
+  --frames A-B[xN]      make a picture for each frame from A to B, or each N-th; #### or %04d in the
+                        names of layers and outputs stands for its number
   --fit cover|contain|none
                         scale each layer evenly until it covers the frame, or until all of it is in
                         the frame, or place it at the upper left as it is; cover by default
@@ -620,11 +728,18 @@ held in tiles; those that the memory limit has no room for wait on the disk.
   --version             show the version
   --                    all that follows are layers
 
+Of one layer, before its name:
+
+  --operation over|plus|multiply|screen
+                        how it joins the layers below; over by default
+  --opacity A           multiply it by A, from 0 to 1; 1 by default
+  --offset X,Y          move it by X pixels of the frame to the right and Y down
+
 Patterns such as <TempFolder> and <Env:HOME> are expanded in all files and folders but that of the
 log and that of --job. What isn't given of --memory, --threads and --scratch is taken from
 QVCOMP_MEMORY, QVCOMP_THREADS and QVCOMP_SCRATCH, then from the init files.
 
-Exit status: 0 when the picture is written, 1 when it can't be, 2 for a wrong command line.
+Exit status: 0 when all pictures are written, 1 when one can't be, 2 for a wrong command line.
 )";
 }
 

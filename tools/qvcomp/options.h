@@ -1,7 +1,9 @@
 #pragma once
 
 #include <tools/qvcomp/dither.h>
+#include <tools/qvcomp/frames.h>
 #include <tools/qvcomp/job.h>
+#include <tools/qvcomp/layerOptions.h>
 
 #include <resmgt/osal/osFilePath.h>
 
@@ -36,6 +38,12 @@ struct GlowRadius {
     bool isPercentage = true;
 };
 
+/// A layer that the command line names.
+struct NamedLayer {
+    OsFilePath path;
+    LayerOptions options;
+};
+
 /// What the command line asks for.
 struct Options {
     int width = 0;
@@ -47,11 +55,18 @@ struct Options {
     /// The part of the bright light that the glow adds; 0 for none.
     double glow = 0.35;
     GlowRadius glowRadius;
+    /// None for a single picture. Otherwise the names of the layers and of the outputs may have
+    /// places for the frame's number, see `getFrame`.
+    std::optional<FrameRange> frames;
+    /// The one that `getFrame` made these of.
+    std::optional<int> frame;
     OsFilePath output;
     OsFilePath preview;
     /// Of the preview.
     Dithering dithering = Dithering::POSITION;
-    std::vector<OsFilePath> layers;
+    std::vector<NamedLayer> layers;
+    /// Of the layer that is named next.
+    LayerOptions next;
     /// Those that were read.
     std::vector<OsFilePath> jobs;
     /// The file for `typed`; empty for none.
@@ -87,12 +102,19 @@ struct Options {
 
 /// Reads the arguments after the command's name, and the jobs that they name. Of an option that
 /// both have the argument counts; the layers of jobs come first. What they leave open comes from
-/// the settings, else from the defaults. Patterns in paths are expanded, and ".." in them is
-/// followed as the system does. When help or the version is wanted the rest isn't checked.
+/// the settings, else from the defaults. Options of a layer stand before it. Patterns in paths are
+/// expanded, and ".." in them is followed as the system does. When help or the version is wanted
+/// the rest isn't checked.
 ///
 /// Errors: UsageFailure; Failure that names a job and the place in it, a setting with a wrong
 ///         value, or a path that leads nowhere. What the value of a pattern raises goes on.
 Options parseOptions( std::span<const char* const> arguments );
+
+/// The options of one frame of a sequence: its number stands in the names of its files.
+Options getFrame( const Options& sequence, int frame );
+
+/// The layers' files, in their order.
+std::vector<OsFilePath> getLayerPaths( const Options& options );
 
 /// What the command line says about the log, which is there before all else.
 struct LogOptions {

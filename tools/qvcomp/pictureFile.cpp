@@ -77,13 +77,13 @@ PixelArea getFileTile( const TilePlane& picture, int column, int row ) noexcept 
 
 } // namespace
 
-void writePicture( TilePlane& picture, double pixelAspect, PendingFile& output,
+void writePicture( TilePlane& picture, const PictureHead& head, PendingFile& output,
                    PendingFile* preview, Dithering dithering, Passes& passes ) {
     const int columns = countAlong( picture.getWidth() );
     const int rows = countAlong( picture.getHeight() );
     passes.begin( "Writing",
                   countTiles( picture.getWidth(), picture.getHeight(), FILE_TILE_SIDE ) );
-    ExrWriter image( output, picture.getWidth(), picture.getHeight(), pixelAspect, FILE_TILE_SIDE );
+    ExrWriter image( output, picture.getWidth(), picture.getHeight(), head, FILE_TILE_SIDE );
     std::optional<PreviewRow> previewRow;
     if( preview != nullptr ) {
         previewRow.emplace( *preview, picture.getWidth(), picture.getHeight(), dithering );

@@ -3,6 +3,7 @@
 #include <tools/qvcomp/dither.h>
 #include <tools/qvcomp/passes.h>
 #include <tools/qvcomp/pendingFile.h>
+#include <tools/qvcomp/pictureHead.h>
 #include <tools/qvcomp/tileStore.h>
 
 namespace Qv::Comp {
@@ -14,11 +15,9 @@ inline constexpr int FILE_TILE_SIDE = 256;
 /// Writes `picture` as an OpenEXR image of half-float tiles, and, when `preview` isn't null, as a
 /// PNG picture over black: tone-mapped, 8 bits a channel, dithered or not, sRGB.
 ///
-/// `pixelAspect` is the width of a pixel over its height, which the OpenEXR image names.
-///
 /// Memory: one tile of the file, and one row of such tiles at 3 bytes a pixel for the preview.
 /// Errors: Failure when a file can't be written.
-void writePicture( TilePlane& picture, double pixelAspect, PendingFile& output,
+void writePicture( TilePlane& picture, const PictureHead& head, PendingFile& output,
                    PendingFile* preview, Dithering dithering, Passes& passes );
 
 } // namespace Qv::Comp

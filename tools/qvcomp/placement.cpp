@@ -20,10 +20,10 @@ double getScale( Fit fit, double across, double down ) noexcept {
 
 /// `displayBegin` counts from the first pixel of the line.
 AxisPlacement placeAxis( int sourceSize, std::int64_t displayBegin, std::int64_t displaySize,
-                         double scale, int frameSize, bool isCentred ) noexcept {
+                         double scale, int frameSize, bool isCentred, int offset ) noexcept {
     const double margin =
         isCentred ? ( frameSize - static_cast<double>( displaySize ) * scale ) / 2.0 : 0.0;
-    const double origin = margin - static_cast<double>( displayBegin ) * scale;
+    const double origin = margin - static_cast<double>( displayBegin ) * scale + offset;
     return { sourceSize, scale, scale == 1.0 ? std::floor( origin ) : origin };
 }
 
@@ -38,8 +38,9 @@ Placement placeLayer( const LayerInfo& layer, const Scene& scene ) noexcept {
                   scene.height / static_cast<double>( display.height ) );
     const bool isCentred = scene.fit != Fit::NONE;
     return { placeAxis( layer.width, display.x, display.width, scale * widening, scene.width,
-                        isCentred ),
-             placeAxis( layer.height, display.y, display.height, scale, scene.height, isCentred ) };
+                        isCentred, layer.options.offsetX ),
+             placeAxis( layer.height, display.y, display.height, scale, scene.height, isCentred,
+                        layer.options.offsetY ) };
 }
 
 } // namespace Qv::Comp

@@ -18,6 +18,7 @@ struct Placement {
 /// shape of its pixels and the frame's, and centred; along an axis that isn't scaled, to a whole
 /// pixel. Without scaling its upper left corner lies on that of the frame; pixels of another shape
 /// than the frame's are made as wide as they have to be then. All of the data window goes with it.
+/// Then it is moved by the layer's offset.
 Placement placeLayer( const LayerInfo& layer, const Scene& scene ) noexcept;
 
 } // namespace Qv::Comp

@@ -97,11 +97,12 @@ int getTerminalColumns() {
 }
 
 Progress::Progress( std::ostream* stream, std::vector<double> weights,
-                    std::function<int()> getColumns )
+                    std::function<int()> getColumns, ProgressPart part )
     : _stream( stream )
     , _weights( std::move( weights ) )
     , _getColumns( std::move( getColumns ) )
-    , _total( std::accumulate( _weights.begin(), _weights.end(), 0.0 ) ) {}
+    , _total( std::accumulate( _weights.begin(), _weights.end(), 0.0 ) )
+    , _part( std::move( part ) ) {}
 
 Progress::~Progress() {
     if( _stream != nullptr ) {
@@ -113,7 +114,7 @@ void Progress::passBegun( const std::string& name, std::size_t nbSteps ) {
     _before += _weight;
     _weight = _next < _weights.size() ? _weights[_next] : 0.0;
     ++_next;
-    _phase = Printable::makeLine( name );
+    _phase = _part.label + Printable::makeLine( name );
     _steps = std::max<std::size_t>( nbSteps, 1 );
     _done = 0;
     _shownPercent = -1;
@@ -126,7 +127,8 @@ void Progress::passStepped( std::size_t nbSteps ) {
         return;
     }
     const double part = static_cast<double>( _done ) / static_cast<double>( _steps );
-    const double done = std::min( ( _before + part * _weight ) / _total, 1.0 );
+    const double done =
+        ( _part.index + std::min( ( _before + part * _weight ) / _total, 1.0 ) ) / _part.count;
     const Clock::time_point now = Clock::now();
     if( toPercent( done ) > _shownPercent || now - _shown >= REDRAW_TIME ) {
         draw( done, now );
@@ -136,7 +138,7 @@ void Progress::passStepped( std::size_t nbSteps ) {
 void Progress::draw( double done, Clock::time_point now ) {
     _shownPercent = toPercent( done );
     _shown = now;
-    const double seconds = std::chrono::duration<double>( now - _begin ).count();
+    const double seconds = std::chrono::duration<double>( now - _part.begin ).count();
     *_stream << CLEAR_LINE << formatProgress( { done, seconds, _phase }, _getColumns() )
              << std::flush;
 }

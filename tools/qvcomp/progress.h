@@ -29,13 +29,23 @@ std::string formatProgress( const ProgressState& state, int columns );
 /// Of the terminal at standard error; 80 when it doesn't say.
 int getTerminalColumns();
 
+/// Which of several equal parts of the whole work is shown.
+struct ProgressPart {
+    int index = 0;
+    int count = 1;
+    /// Comes before the names of the phases.
+    std::string label = {};
+    /// Of the whole work.
+    std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
+};
+
 /// A line at the terminal that shows how far the work is.
 class Progress final : public PassObserver {
 public:
     /// `stream` is null when nobody looks; else it must outlive this object. `weights` are the
     /// parts of the phases to come in the whole work, in any unit.
     Progress( std::ostream* stream, std::vector<double> weights,
-              std::function<int()> getColumns = getTerminalColumns );
+              std::function<int()> getColumns = getTerminalColumns, ProgressPart part = {} );
     Progress( const Progress& ) = delete;
     Progress& operator=( const Progress& ) = delete;
     /// Takes the line away, so that what follows starts on an empty one.
@@ -53,7 +63,7 @@ private:
     const std::vector<double> _weights;
     const std::function<int()> _getColumns;
     const double _total;
-    const Clock::time_point _begin = Clock::now();
+    const ProgressPart _part;
     /// The phase that comes next, and the weight of those before the current one.
     std::size_t _next = 0;
     double _before = 0.0;

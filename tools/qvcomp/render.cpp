@@ -28,6 +28,14 @@ std::unique_ptr<TilePlane> renderLayer( const Scene& scene, std::size_t layer, T
               placeLayer( info, scene ), scene.width, scene.height );
 }
 
+std::vector<LayerOptions> getLayerOptions( const Scene& scene ) {
+    std::vector<LayerOptions> options;
+    for( const LayerInfo& layer : scene.layers ) {
+        options.push_back( layer.options );
+    }
+    return options;
+}
+
 int countPlacingPasses( const Scene& scene, std::size_t layer ) noexcept {
     return Resampling::countPasses( placeLayer( scene.layers[layer], scene ), scene.width,
                                     scene.height, makeMatte( scene, layer ).has_value() );
@@ -111,7 +119,7 @@ std::unique_ptr<TilePlane> renderScene( const Scene& scene, TileStore& store, Pa
         for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
             layers.push_back( renderLayer( scene, i, store, runner ) );
         }
-        picture = compositeLayers( runner, store, layers );
+        picture = compositeLayers( runner, store, layers, getLayerOptions( scene ) );
     }
     if( scene.glow > 0.0 ) {
         addGlow( runner, store, *picture, scene.glow, getGlowSigma( scene ) );

@@ -54,6 +54,9 @@ std::string toJson( const std::vector<PassRecord>& passes ) {
 void writeText( std::ostream& stream, const Report& report ) {
     const Options& options = report.options;
     const std::string limit = options.memory ? toMebibytes( *options.memory ) : "none";
+    if( options.frame ) {
+        stream << "Frame           " << *options.frame << '\n';
+    }
     stream << "Picture         " << Printable::makeLine( options.output.toString() ) << ", "
            << options.width << " x " << options.height << ", " << options.layers.size()
            << ( options.layers.size() == 1 ? " layer\n" : " layers\n" ) << "Tiles           "
@@ -82,6 +85,8 @@ void writeJson( std::ostream& stream, const Report& report ) {
     const Options& options = report.options;
     stream << "{\n"
            << "  \"output\": " << quoteJson( options.output.toString() ) << ",\n"
+           << "  \"frame\": " << ( options.frame ? std::to_string( *options.frame ) : "null" )
+           << ",\n"
            << "  \"width\": " << options.width << ",\n"
            << "  \"height\": " << options.height << ",\n"
            << "  \"layers\": " << options.layers.size() << ",\n"

@@ -14,6 +14,7 @@
 
 #include <cerrno>
 #include <optional>
+#include <utility>
 
 #include <poll.h>
 
@@ -42,14 +43,15 @@ public:
         OsFileMonitor::getInstance()->removeAllWatches();
     }
 
-    /// Returns when a layer has changed since the last return, which isn't before it is written.
-    void waitForChange() {
+    /// Returns the layers that have changed since the last return, once there are any, which isn't
+    /// before they are written.
+    std::vector<OsFilePath> waitForChange() {
         QV_LOG( Qvcomp, Informational, "waiting for layers to change" );
-        while( !_hasChanged ) {
+        while( _changedLayers.empty() ) {
             waitForEvents();
             _events.drain();
         }
-        _hasChanged = false;
+        return std::exchange( _changedLayers, {} );
     }
 
 private:
@@ -70,7 +72,7 @@ private:
     }
     void noteChange( const OsFileEvent& event ) {
         QV_LOG( Qvcomp, Informational, "layer \"", event.getPath().toString(), "\" has changed" );
-        _hasChanged = true;
+        _changedLayers.push_back( event.getPath() );
     }
     void waitForEvents() {
         pollfd waited{ _wakeUp.getDescriptor(), POLLIN, 0 };
@@ -85,19 +87,14 @@ private:
     OsWakeUp _wakeUp;
     EvQueueEventManager _events{ [this] { _wakeUp.wakeUp(); } };
     CbMethod<LayerWatch, const OsFileEvent> _changed{ *this, &LayerWatch::noteChange };
-    bool _hasChanged = false;
+    std::vector<OsFilePath> _changedLayers;
 };
 
-/// Whether what is wrong may be gone once a layer is written.
-bool isOfLayer( Tag tag ) {
-    return tag >= Tag::LAYER_MISSING && tag <= Tag::LAYER_CHANGED;
-}
-
-void renderUnlessHalfWritten( const std::function<void()>& render ) {
+void renderUnlessHalfWritten( const RenderLayers& render, const std::vector<OsFilePath>& changed ) {
     try {
-        render();
+        render( changed );
     } catch( const Failure& e ) {
-        if( !isOfLayer( e.getTag() ) ) {
+        if( !isAboutLayer( e.getTag() ) && e.getTag() != Tag::FRAMES_UNMADE ) {
             throw;
         }
         e.getMessage().display();
@@ -107,13 +104,12 @@ void renderUnlessHalfWritten( const std::function<void()>& render ) {
 } // namespace
 
 void watchLayers( const std::vector<OsFilePath>& layers, double seconds,
-                  const std::function<void()>& render ) {
+                  const RenderLayers& render ) {
     try {
         OsFileMonitor::createInstance( seconds, 0 );
         LayerWatch watch( layers );
-        for( ;; ) {
-            renderUnlessHalfWritten( render );
-            watch.waitForChange();
+        for( std::vector<OsFilePath> changed;; changed = watch.waitForChange() ) {
+            renderUnlessHalfWritten( render, changed );
         }
     } catch( const Failure& e ) {
         // That is how a watch ends.

@@ -7,6 +7,9 @@
 
 namespace Qv::Comp {
 
+/// Gets the layers that have changed; none when all is to be made.
+using RenderLayers = std::function<void( const std::vector<OsFilePath>& )>;
+
 /// Calls `render`, and again each time that a layer has another state and nobody writes it any
 /// more, until SIGINT, SIGTERM or SIGHUP comes. A layer that can't be read is reported, and waited
 /// for.
@@ -17,6 +20,6 @@ namespace Qv::Comp {
 /// REQUIRES: an InterruptNote lives. Called once a process at most: the monitor keeps its interval.
 /// Errors: what `render` raises, but for what is wrong with a layer.
 void watchLayers( const std::vector<OsFilePath>& layers, double seconds,
-                  const std::function<void()>& render );
+                  const RenderLayers& render );
 
 } // namespace Qv::Comp
