@@ -39,8 +39,7 @@ public:
     }
     void sort() {
         std::ranges::sort( _files );
-        const auto rest = std::ranges::unique( _files );
-        _files.erase( rest.begin(), rest.end() );
+        _files.erase( std::unique( _files.begin(), _files.end() ), _files.end() );
     }
     bool has( const OsFilePath& path ) const {
         const auto file = findFile( path );
