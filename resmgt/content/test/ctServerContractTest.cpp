@@ -1,17 +1,11 @@
 #include <resmgt/content/ctServerFactory.h>
+#include <resmgt/content/test/ctTestCache.h>
 #include <resmgt/content/test/ctTestHandle.h>
 #include <resmgt/content/test/ctTestStores.h>
-#include <resmgt/messages/msgManager.h>
-#include <resmgt/messages/msgServer.h>
 #include <tests/support/raisedBy.h>
-#include <tests/support/scopedEnvironment.h>
-#include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <list>
 #include <random>
 
@@ -27,61 +21,19 @@ struct Kind {
     const char* isUnbuffered;
 };
 
-/// Memory as a server wants it, with a guard behind its end that each use checks.
-class Memory {
-public:
-    Memory( const CtServer& server, unsigned int size, char fill = '?' )
-        : _size( size )
-        , _bytes(
-              static_cast<char*>( std::aligned_alloc( alignment( server ), room( server ) ) ) ) {
-        std::fill_n( _bytes.get(), size, fill );
-        std::fill_n( _bytes.get() + size, NB_GUARDS, GUARD );
-    }
-
-    char* get() const { return _bytes.get(); }
-    std::string getText() const {
-        EXPECT_EQ( std::string( _bytes.get() + _size, NB_GUARDS ),
-                   std::string( NB_GUARDS, GUARD ) );
-        return { _bytes.get(), _size };
-    }
-
-private:
-    static constexpr std::size_t NB_GUARDS = 64;
-    static constexpr char GUARD = '\x7f';
-
-    static std::size_t alignment( const CtServer& server ) {
-        return std::max<std::size_t>( server.getAlignment(), sizeof( void* ) );
-    }
-    std::size_t room( const CtServer& server ) const {
-        const std::size_t unit = alignment( server );
-        return ( _size + NB_GUARDS + unit - 1 ) / unit * unit;
-    }
-
-    const unsigned int _size;
-    struct Free {
-        void operator()( char* bytes ) const { std::free( bytes ); }
-    };
-    const std::unique_ptr<char, Free> _bytes;
-};
-
 class CtServerContractTest : public ::testing::TestWithParam<Kind> {
 protected:
-    CtServerContractTest() {
-        const OPtr<MsgManager> former( MsgServer::getInstance().setManager( OPtr<MsgManager>() ) );
-        _server = CtServerFactory::createServer( _configuration );
-    }
-
     CtPxTileId piece( const CtStTileId& tile, unsigned int offset, unsigned int size ) const {
         return CtPxTileId( tile.getSerialId(), offset, size );
     }
     CtPxTileId whole( const CtStTileId& tile ) const { return piece( tile, 0, tile.getSize() ); }
     std::string read( const CtPxTileId& tile, const CtHintPtr& hint = {} ) {
-        const Memory memory( *_server, tile.getSize() );
+        const TestMemory memory( *_server, tile.getSize() );
         _server->read( tile, memory.get(), hint );
-        return memory.getText();
+        return memory.text();
     }
     void write( const CtPxTileId& tile, char fill, const CtHintPtr& hint = {} ) {
-        const Memory memory( *_server, tile.getSize(), fill );
+        const TestMemory memory( *_server, tile.getSize(), fill );
         _server->write( tile, memory.get(), hint );
     }
     std::set<CtSerialId> ids() const {
@@ -90,12 +42,13 @@ protected:
         return { found->begin(), found->end() };
     }
 
+    const CollectedMessages _messages;
     const TempDirectory _directory;
     const LiString _configuration = GetParam().configuration != nullptr
                                         ? LiString( GetParam().configuration )
                                         : LiString( _directory.path().string() );
     const ScopedEnvironment _isUnbuffered{ "QV_UNBUFFERED_IO", GetParam().isUnbuffered };
-    OPtr<CtServer> _server;
+    OPtr<CtServer> _server{ CtServerFactory::createServer( _configuration ) };
 };
 
 TEST_P( CtServerContractTest, KeepsBlocksUntilTheyAreRemoved ) {
@@ -126,7 +79,7 @@ TEST_P( CtServerContractTest, KeepsBlocksUntilTheyAreRemoved ) {
     EXPECT_NE( raisedBy( [&] { _server->removeTile( first.getSerialId() ); } ), "" );
     EXPECT_NE( raisedBy( [&] { read( whole( first ) ); } ), "" );
     TestHandle handle;
-    const Memory memory( *_server, first.getSize() );
+    const TestMemory memory( *_server, first.getSize() );
     if( raisedBy( [&] {
             _server->asyncRead( whole( first ), memory.get(), {}, &handle );
         } ).empty() ) {
@@ -156,7 +109,7 @@ TEST_P( CtServerContractTest, TakesAnyHint ) {
     write( whole( tile ), 't' );
     write( whole( other ), 'o' );
     struct Foreign : CtHint {};
-    const Memory memory( *_server, tile.getSize() );
+    const TestMemory memory( *_server, tile.getSize() );
     const CtHintPtr hints[] = { {},
                                 CtHintPtr( new Foreign ),
                                 _server->read( whole( tile ), memory.get(), {} ),
@@ -165,13 +118,13 @@ TEST_P( CtServerContractTest, TakesAnyHint ) {
     for( const CtHintPtr& hint : hints ) {
         write( whole( tile ), 'u', hint );
         EXPECT_EQ( read( whole( tile ), hint ), std::string( tile.getSize(), 'u' ) );
-        EXPECT_EQ( read( whole( other ), hint ), memory.getText() );
+        EXPECT_EQ( read( whole( other ), hint ), memory.text() );
     }
 }
 
 TEST_P( CtServerContractTest, CompletesEachRequestOnceWhateverTheCompletionDoes ) {
     const CtStTileId tile = _server->createTile( _server->getBlockSize() ).tile;
-    const Memory memory( *_server, tile.getSize(), 'm' );
+    const TestMemory memory( *_server, tile.getSize(), 'm' );
     for( const std::size_t nbRaising : { 0u, 1u, 2u, 3u } ) {
         TestHandle handle( nbRaising );
         _server->asyncWrite( whole( tile ), memory.get(), {}, &handle );
@@ -190,10 +143,10 @@ TEST_P( CtServerContractTest, CompletesEachRequestOnceWhateverTheCompletionDoes 
 TEST_P( CtServerContractTest, CallsBackWithoutALockAndWithTheBytesMoved ) {
     const CtStTileId tile = _server->createTile( _server->getBlockSize() ).tile;
     write( whole( tile ), 'w' );
-    const Memory memory( *_server, tile.getSize() );
+    const TestMemory memory( *_server, tile.getSize() );
     std::string seen;
     TestHandle handle( 0, [&] {
-        seen = memory.getText();
+        seen = memory.text();
         TestThread other( [&] {
             EXPECT_EQ( read( whole( tile ) ), seen );
             _server->removeTile( _server->createTile( 1 ).tile.getSerialId() );
@@ -208,7 +161,7 @@ TEST_P( CtServerContractTest, CallsBackWithoutALockAndWithTheBytesMoved ) {
 
 TEST_P( CtServerContractTest, EndsWithAllRequestsDoneThoseOfCompletionsIncluded ) {
     const CtStTileId tile = _server->createTile( _server->getBlockSize() ).tile;
-    const Memory memory( *_server, tile.getSize(), 'm' );
+    const TestMemory memory( *_server, tile.getSize(), 'm' );
     constexpr std::size_t NB_REQUESTS = 300;
     std::list<TestHandle> handles;
     CtServer& server = *_server;
@@ -228,9 +181,9 @@ TEST_P( CtServerContractTest, EndsWithAllRequestsDoneThoseOfCompletionsIncluded 
 
 TEST_P( CtServerContractTest, WaitsForTransfersButNotForCompletions ) {
     const CtStTileId tile = _server->createTile( _server->getBlockSize() ).tile;
-    const Memory memory( *_server, tile.getSize(), 'm' );
+    const TestMemory memory( *_server, tile.getSize(), 'm' );
     std::list<TestHandle> handles;
-    std::list<Memory> memories;
+    std::list<TestMemory> memories;
     for( int i = 0; i < 20; ++i ) {
         _server->asyncRead( whole( tile ), memories.emplace_back( *_server, tile.getSize() ).get(),
                             {}, &handles.emplace_back() );
@@ -301,14 +254,14 @@ private:
         CtHintPtr hint;
         char content = '\0';
         std::unique_ptr<TestHandle> handle;
-        std::unique_ptr<Memory> memory;
+        std::unique_ptr<TestMemory> memory;
     };
 
     /// Ends the block's asynchronous request, and looks at what it has read.
     void finish( Owned& block ) {
         if( block.handle ) {
             EXPECT_EQ( block.handle->await(), "S" );
-            EXPECT_EQ( block.memory->getText(), std::string( SIZE, block.content ) );
+            EXPECT_EQ( block.memory->text(), std::string( SIZE, block.content ) );
             block.handle.reset();
         }
     }
@@ -317,7 +270,7 @@ private:
         const CtPxTileId tile( block.tile.getSerialId(), 0, SIZE );
         const bool isWrite = _random() % 3 == 0;
         block.content = isWrite ? static_cast<char>( 'a' + _random() % 26 ) : block.content;
-        block.memory = std::make_unique<Memory>( _server, SIZE, isWrite ? block.content : '?' );
+        block.memory = std::make_unique<TestMemory>( _server, SIZE, isWrite ? block.content : '?' );
         block.handle = std::make_unique<TestHandle>();
         char* const memory = block.memory->get();
         const bool isAsync = _random() % 2 == 0;

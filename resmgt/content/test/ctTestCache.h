@@ -128,6 +128,9 @@ public:
 /// Memory as unbuffered transfers want it, between guards that each look checks.
 class TestMemory {
 public:
+    /// Aligned as the server asks, and no better.
+    TestMemory( const CtServer& server, std::size_t size, char fill = '?' )
+        : TestMemory( size, fill, server.getAlignment() ) {}
     explicit TestMemory( std::size_t size, char fill = '?', std::size_t shift = 0 )
         : _size( size )
         , _all( static_cast<char*>( std::aligned_alloc( UNIT, room( size ) ) ) )
