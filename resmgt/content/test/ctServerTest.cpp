@@ -2,25 +2,18 @@
 #include <resmgt/content/ctEx.h>
 #include <resmgt/content/ctServerFactory.h>
 #include <resmgt/content/test/ctStage.h>
+#include <resmgt/content/test/ctTestCache.h>
 #include <resmgt/content/test/ctTestHandle.h>
 #include <resmgt/content/test/ctTestStores.h>
-#include <resmgt/messages/msgManager.h>
-#include <resmgt/messages/msgServer.h>
-#include <resmgt/osal/osFilePath.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testThread.h>
-
-#include <gmock/gmock.h>
 
 #include <list>
 #include <sstream>
 
 namespace Qv {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 template <class Id>
 std::string dumped( const Id& id ) {
@@ -136,21 +129,11 @@ TEST( CtServerFactoryTest, FirstOfThoseThatAreThereMakesTheServer ) {
                "Unknown server type (nobody:y)." );
 }
 
-class NotingManager : public MsgManager {
-public:
-    void display( const char* text, MsgTypes::Level level ) override {
-        texts.push_back( std::to_string( level ) + " " + text );
-    }
-    std::vector<std::string> texts;
-};
-
 TEST( CtServerMessageTest, AnnouncesItselfWithItsPath ) {
-    OPtr<NotingManager> manager( new NotingManager );
-    const std::vector<std::string>& texts = manager->texts;
-    OPtr<MsgManager> former( MsgServer::getInstance().setManager( manager ) );
+    const CollectedMessages messages;
     const BlockingStore store( "memory://100%% full %1" );
-    EXPECT_THAT( texts, ElementsAre( "4 Initializing media cache memory://100%% full %1" ) );
-    const OPtr<MsgManager> noting( MsgServer::getInstance().setManager( former ) );
+    EXPECT_THAT( messages.get(),
+                 ElementsAre( "4 Initializing media cache memory://100%% full %1" ) );
 }
 
 /// The life of the process's server, which a process can see once.
@@ -208,30 +191,24 @@ void expectNoServerAnyMore() {
 }
 
 TEST( CtServerDeathTest, LivesOnceAProcess ) {
-    const auto exit = [] { ::_exit( ::testing::Test::HasFailure() ? 1 : 0 ); };
-    EXPECT_EXIT(
-        {
-            liveOnce();
-            expectNoServerAnyMore();
-            exit();
-        },
-        ::testing::ExitedWithCode( 0 ), "" );
-    EXPECT_EXIT(
-        {
-            CtServer::finalize();
-            expectNoServerAnyMore();
-            exit();
-        },
-        ::testing::ExitedWithCode( 0 ), "" );
-    EXPECT_EXIT(
-        {
+    void ( *const lives[] )() = {
+        &liveOnce,
+        [] { CtServer::finalize(); },
+        [] {
             CtServer::configure( "memory://forgetful" );
             dynamic_cast<BlockingStore&>( CtServer::getInstance() ).mustDrain = false;
             CtServer::finalize();
-            expectNoServerAnyMore();
-            exit();
         },
-        ::testing::ExitedWithCode( 0 ), "" );
+    };
+    for( const auto live : lives ) {
+        EXPECT_EXIT(
+            {
+                live();
+                expectNoServerAnyMore();
+                ::_exit( HasFailure() ? 1 : 0 );
+            },
+            ::testing::ExitedWithCode( 0 ), "" );
+    }
 }
 
 } // namespace
