@@ -1,12 +1,10 @@
 #include <resmgt/content/test/ctTestCache.h>
-#include <resmgt/locks/lkAsyncHandle.h>
+#include <resmgt/content/test/ctTestHandle.h>
 #include <tests/support/deadline.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testThread.h>
-
-#include <atomic>
 
 /// What the media cache makes of calls of the system that fail, once and from then on, on the
 /// caller's thread and on workers, and of memory that runs out.
@@ -24,16 +22,6 @@ const Fault FAULTS[] = {
     { EIO, "QV_IO_LEVELS=0" },
     { EMFILE, "QV_IO_LEVELS=2 QV_UNBUFFERED_IO=0" },
     { ENOSPC, "QV_IO_LEVELS=1 QV_IO_MAX_BYTES=40960 QV_IO_BLOCKSIZE=4096" },
-};
-
-/// Counts what it hears.
-struct Completions : LkAsyncHandle {
-    void asyncSucceeded() override { ++nbSucceeded; }
-    void asyncFailed() override { ++nbFailed; }
-    int nb() const { return nbSucceeded + nbFailed; }
-
-    std::atomic<int> nbSucceeded = 0;
-    std::atomic<int> nbFailed = 0;
 };
 
 /// A server and its blocks, `kept` of which stays as it is.
@@ -227,18 +215,19 @@ TEST_P( CtFileFaultsTest, AWorkerReportsEachFailureOnce ) {
     for( int number = 1; number <= 3; ++number ) {
         for( const auto times : { FailingCall::ONCE, FailingCall::FOR_GOOD } ) {
             for( const char* const call : { "pwrite", "pread" } ) {
-                Completions completions;
+                TestHandle completions;
                 const FailingCall failing( call, GetParam().error, times, number,
                                            CallHook::PROCESS );
-                for( int i = 0; i < 3; ++i ) {
+                for( std::size_t i = 0; i < 3; ++i ) {
                     server->asyncWrite( piece, memory.get(), hint, &completions );
-                    waitUntil( [&] { return completions.nb() == 2 * i + 1; }, "a write" );
+                    EXPECT_EQ( completions.await( 2 * i + 1 ).size(), 2 * i + 1 );
                     server->asyncRead( piece, memory.get(), hint, &completions );
-                    waitUntil( [&] { return completions.nb() == 2 * i + 2; }, "a read" );
+                    EXPECT_EQ( completions.await( 2 * i + 2 ).size(), 2 * i + 2 );
                 }
                 // A transfer makes the call at least once.
-                EXPECT_GE( completions.nbFailed, 1 ) << call << number;
-                EXPECT_TRUE( completions.nbFailed == 1 || times == FailingCall::FOR_GOOD );
+                const auto nbFailed = std::ranges::count( completions.getCalls(), 'F' );
+                EXPECT_GE( nbFailed, 1 ) << call << number;
+                EXPECT_TRUE( nbFailed == 1 || times == FailingCall::FOR_GOOD );
                 std::copy( scene.content.begin(), scene.content.end(), memory.get() );
             }
         }

@@ -3,7 +3,7 @@
 #include <resmgt/content/ctServerFactory.h>
 #include <resmgt/content/src/ctTileFolder.h>
 #include <resmgt/content/test/ctTestCache.h>
-#include <resmgt/locks/lkAsyncHandle.h>
+#include <resmgt/content/test/ctTestHandle.h>
 #include <resmgt/osal/osFile.h>
 #include <tests/support/deadline.h>
 #include <tests/support/processCounts.h>
@@ -550,28 +550,24 @@ TEST( CtFileServerTest, ServesAsynchronousRequestsForItsBlocks ) {
     const unsigned int size = 64 * KIB;
     std::vector<CtStTileId> tiles;
     std::vector<std::unique_ptr<TestMemory>> memories;
-    struct Handle : LkAsyncHandle {
-        void asyncSucceeded() override { ++nbSucceeded; }
-        void asyncFailed() override { ++nbFailed; }
-        std::atomic<int> nbSucceeded = 0;
-        std::atomic<int> nbFailed = 0;
-    } handle;
-    for( unsigned int i = 0; i < 20; ++i ) {
+    constexpr unsigned int NB_WRITES = 20;
+    TestHandle handle;
+    for( unsigned int i = 0; i < NB_WRITES; ++i ) {
         tiles.push_back( server->createTile( size ).tile );
         memories.push_back( std::make_unique<TestMemory>( size, static_cast<char>( 'a' + i ) ) );
         server->asyncWrite( pieceOf( tiles.back().getSerialId(), 0, size ), memories.back()->get(),
                             {}, &handle );
     }
-    waitUntil( [&] { return handle.nbSucceeded == 20; }, "20 writes" );
+    EXPECT_EQ( handle.await( NB_WRITES ), std::string( NB_WRITES, 'S' ) );
     EXPECT_EQ( server->getCounters().nbOpenFiles, 0u );
-    for( unsigned int i = 0; i < 20; ++i ) {
+    for( unsigned int i = 0; i < NB_WRITES; ++i ) {
         EXPECT_EQ( readBlock( *server, tiles[i].getSerialId(), size ), memories[i]->text() );
     }
     const CtHintPtr cut = server->read( pieceOf( tiles[0].getSerialId(), 0, 0 ), nullptr, {} );
     fs::resize_file( cache.at( CtTileNames::makeName( tiles[0].getSerialId() ) ), 0 );
     server->asyncRead( pieceOf( tiles[0].getSerialId(), 0, size ), memories[0]->get(), cut,
                        &handle );
-    waitUntil( [&] { return handle.nbFailed == 1; }, "the failure of a read" );
+    EXPECT_EQ( handle.await( NB_WRITES + 1 ).back(), 'F' );
 }
 
 } // namespace
