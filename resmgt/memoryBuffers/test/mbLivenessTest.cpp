@@ -46,6 +46,21 @@ constexpr unsigned long long NEEDED = SIZE + 127;
 
 using Guard = std::optional<MbBufferRdGuardImp>;
 
+/// Runs what a test wants when it is unloaded, and when it ends.
+class HookedProtocol : public MbProtocol {
+public:
+    HookedProtocol( std::function<bool()> inUnload, std::function<void()> atEnd )
+        : _inUnload( std::move( inUnload ) )
+        , _atEnd( std::move( atEnd ) ) {}
+    ~HookedProtocol() override { _atEnd(); }
+
+    bool unload( void*, unsigned long long ) override { return _inUnload(); }
+
+private:
+    const std::function<bool()> _inUnload;
+    const std::function<void()> _atEnd;
+};
+
 /// Buffers of a heap with room for a number of them, under both kinds of strategies: the order that
 /// the manager keeps, and one that it asks for.
 class MbLivenessTest : public RecordedBuffers, public testing::WithParamInterface<bool> {
@@ -72,16 +87,29 @@ protected:
         { const MbBufferWrGuardImp guard( loaded ); }
         return loaded;
     }
-};
-
-/// Returns once `large`, which asks for more than there is, has been overtaken so often that all
-/// others let it go first.
-void waitUntilAlone( TestThread& large, const std::function<void()>& overtake ) {
-    large.waitUntilBlocked();
-    for( unsigned i = 0; i < MbAskers::MAX_OVERTAKEN; ++i ) {
-        overtake();
+    MbBuffer makeHooked(
+        std::function<bool()> inUnload, std::function<void()> atEnd = [] {} ) const {
+        return makePlain( SIZE, MbAlignment( 127, 0, 0 ),
+                          OPtr<MbProtocol>( new HookedProtocol( inUnload, atEnd ) ) );
     }
-}
+    /// Loaded, and not to be unloaded as long as `isRefusing`.
+    MbBuffer makeRefusing( const std::atomic<bool>& isRefusing, std::atomic<long>& nbAsked ) const {
+        const MbBuffer refusing = makeHooked( [&] {
+            ++nbAsked;
+            return !isRefusing;
+        } );
+        { const MbBufferRdGuardImp lock( refusing ); }
+        return refusing;
+    }
+    /// Returns once `large`, which asks for more than there is, has been overtaken so often that
+    /// all others let it go first.
+    void waitUntilAlone( TestThread& large ) const {
+        large.waitUntilBlocked();
+        for( unsigned i = 0; i < MbAskers::MAX_OVERTAKEN; ++i ) {
+            makeLoaded();
+        }
+    }
+};
 
 INSTANTIATE_TEST_SUITE_P(, MbLivenessTest, testing::Bool() );
 
@@ -144,33 +172,13 @@ TEST_P( MbLivenessTest, AReplayedPrefetchThatFindsNoRoomIsDropped ) {
     EXPECT_TRUE( hinted.isLoaded() );
 }
 
-/// Refuses to be unloaded as long as it is told to.
-class RefusingProtocol : public MbProtocol {
-public:
-    explicit RefusingProtocol( std::atomic<bool>& isRefusing, std::atomic<long>& nbAsked )
-        : _isRefusing( isRefusing )
-        , _nbAsked( nbAsked ) {}
-
-    bool unload( void*, unsigned long long ) override {
-        ++_nbAsked;
-        return !_isRefusing;
-    }
-
-private:
-    std::atomic<bool>& _isRefusing;
-    std::atomic<long>& _nbAsked;
-};
-
 TEST_P( MbLivenessTest, BuffersThatAllRefuseAreAskedNowAndThenUntilOneDoesNot ) {
     useHeap( 4 );
     std::atomic<bool> isRefusing = true;
     std::atomic<long> nbAsked = 0;
     std::vector<MbBuffer> refusing;
     for( int i = 0; i < 4; ++i ) {
-        refusing.push_back(
-            makePlain( SIZE, MbAlignment( 127, 0, 0 ),
-                       OPtr<MbProtocol>( new RefusingProtocol( isRefusing, nbAsked ) ) ) );
-        const MbBufferRdGuardImp lock( refusing.back() );
+        refusing.push_back( makeRefusing( isRefusing, nbAsked ) );
     }
     TestThread asker( [&] { makeLoaded(); } );
     TestThread second( [&] { makeLoaded(); } );
@@ -190,11 +198,7 @@ TEST_P( MbLivenessTest, TheOnlyWillingOneOfManyIsFound ) {
     std::atomic<long> nbAsked = 0;
     std::vector<MbBuffer> buffers;
     for( int i = 0; i < NB_BUFFERS; ++i ) {
-        buffers.push_back(
-            makePlain( SIZE, MbAlignment( 127, 0, 0 ),
-                       OPtr<MbProtocol>( new RefusingProtocol(
-                           i == NB_BUFFERS / 2 ? isWilling : isRefusing, nbAsked ) ) ) );
-        const MbBufferRdGuardImp lock( buffers.back() );
+        buffers.push_back( makeRefusing( i == NB_BUFFERS / 2 ? isWilling : isRefusing, nbAsked ) );
     }
     makeLoaded();
     EXPECT_FALSE( buffers[NB_BUFFERS / 2].isLoaded() );
@@ -305,29 +309,12 @@ private:
     std::atomic<long> _nbLooks = 0;
 };
 
-/// Runs what a test wants when it is unloaded, and when it ends.
-class HookedProtocol : public MbProtocol {
-public:
-    HookedProtocol( std::function<void()> inUnload, std::function<void()> atEnd )
-        : _inUnload( std::move( inUnload ) )
-        , _atEnd( std::move( atEnd ) ) {}
-    ~HookedProtocol() override { _atEnd(); }
-
-    bool unload( void*, unsigned long long ) override {
-        _inUnload();
-        return true;
-    }
-
-private:
-    const std::function<void()> _inUnload;
-    const std::function<void()> _atEnd;
-};
-
 TEST_P( MbLivenessTest, AVictimThatNeedsMoreMemoryThanThereIsForItsUnloadingIsTold ) {
     useHeap( 1 );
-    const MbBuffer victim =
-        makePlain( SIZE, MbAlignment( 127, 0, 0 ),
-                   OPtr<MbProtocol>( new HookedProtocol( [&] { makeLoaded(); }, [] {} ) ) );
+    const MbBuffer victim = makeHooked( [&] {
+        makeLoaded();
+        return true;
+    } );
     { const MbBufferRdGuardImp lock( victim ); }
     EXPECT_THAT( raisedBy( [&] { makeLoaded(); } ), HasSubstr( "by threads that wait" ) );
     EXPECT_TRUE( victim.isLoaded() );
@@ -352,14 +339,14 @@ TEST_P( MbLivenessTest, NobodyIsToldOfADeadlockWhileAnAskerEvicts ) {
         const auto inUnload = [&] {
             unlocked.wait();
             isHeldAtEnd ? void( victim = MbBuffer() ) : evicting.pass();
+            return true;
         };
         const auto atEnd = [&] {
             if( isHeldAtEnd ) {
                 evicting.pass();
             }
         };
-        victim = makePlain( SIZE, MbAlignment( 127, 0, 0 ),
-                            OPtr<MbProtocol>( new HookedProtocol( inUnload, atEnd ) ) );
+        victim = makeHooked( inUnload, atEnd );
         Guard lock( std::in_place, victim );
         TestThread evictor( [&] { makeLoaded(); } );
         evictor.waitUntilBlocked();
@@ -481,10 +468,7 @@ TEST_P( MbLivenessTest, AHolderNeedNotWaitForALargeRequestWhateverElseIsGivenBac
     useHeap( 4 );
     std::atomic<bool> isRefusing = true;
     std::atomic<long> nbAsked = 0;
-    const MbBuffer refusing =
-        makePlain( SIZE, MbAlignment( 127, 0, 0 ),
-                   OPtr<MbProtocol>( new RefusingProtocol( isRefusing, nbAsked ) ) );
-    { const MbBufferRdGuardImp lock( refusing ); }
+    const MbBuffer refusing = makeRefusing( isRefusing, nbAsked );
     HoldPoint holding( "holding" );
     TestThread holder( [&] {
         const MbBufferRdGuardImp first( makePlain() );
@@ -493,7 +477,7 @@ TEST_P( MbLivenessTest, AHolderNeedNotWaitForALargeRequestWhateverElseIsGivenBac
     } );
     holding.waitUntilReached();
     TestThread large( [&] { const MbBufferRdGuardImp lock( makePlain( 4 * SIZE ) ); } );
-    waitUntilAlone( large, [&] { makeLoaded(); } );
+    waitUntilAlone( large );
     holding.release();
     waitUntil(
         [&] {
@@ -510,7 +494,7 @@ TEST_P( MbLivenessTest, SmallRequestsGoOnBesideALargeOneThatWaitsInVain ) {
     Guard held( std::in_place, makeLoaded() );
     TestThread large( [&] { const MbBufferRdGuardImp lock( makePlain( 4 * SIZE ) ); } );
     // They lose a second after 16, then after 32.
-    waitUntilAlone( large, [&] { makeLoaded(); } );
+    waitUntilAlone( large );
     TestThread( [&] {
         for( unsigned i = 0; i < 6 * MbAskers::MAX_OVERTAKEN; ++i ) {
             makeLoaded();
@@ -526,7 +510,7 @@ TEST_P( MbLivenessTest, AReplayedPrefetchDoesNotWaitForALargeRequestEither ) {
     const MbBuffer hinted = make( MbStateMachine::STRICT, MbStateMachine::UNTRACED, SIZE );
     send( "prefetch" );
     TestThread large( [&] { const MbBufferRdGuardImp lock( makePlain( 4 * SIZE ) ); } );
-    waitUntilAlone( large, [&] { makeLoaded(); } );
+    waitUntilAlone( large );
     inside( "asyncLoadFailed", [&] { send( "prefetch" ); } );
     recorder.take();
     send( "asyncOpFailed" );
@@ -617,23 +601,6 @@ TEST_P( MbLivenessTest, AWaitThatLastsIsReportedOnceWithWhatItWaitsFor ) {
     asker.join();
 }
 
-/// Tells when it is evicted.
-class NumberedProtocol : public MbProtocol {
-public:
-    NumberedProtocol( int number, std::vector<int>& evicted )
-        : _number( number )
-        , _evicted( evicted ) {}
-
-    bool unload( void*, unsigned long long ) override {
-        _evicted.push_back( _number );
-        return true;
-    }
-
-private:
-    const int _number;
-    std::vector<int>& _evicted;
-};
-
 TEST_P( MbOwnOrderTest, VictimsComeInTheOrderOfAPlainList ) {
     constexpr int NB_BUFFERS = 60;
     useHeap( NB_BUFFERS / 3 );
@@ -642,8 +609,10 @@ TEST_P( MbOwnOrderTest, VictimsComeInTheOrderOfAPlainList ) {
     std::vector<int> expected;
     std::vector<MbBuffer> buffers;
     for( int i = 0; i < NB_BUFFERS; ++i ) {
-        buffers.push_back( makePlain( SIZE, MbAlignment( 127, 0, 0 ),
-                                      OPtr<MbProtocol>( new NumberedProtocol( i, evicted ) ) ) );
+        buffers.push_back( makeHooked( [&evicted, i] {
+            evicted.push_back( i );
+            return true;
+        } ) );
     }
     std::deque<int> resident; // oldest first
     std::vector<std::pair<int, MbBufferRdGuardImp>> held;
