@@ -124,49 +124,29 @@ TEST_F( MtFaultsTest, ARefusalIsNoFailure ) {
     EXPECT_TRUE( noTimes.hasFailed() );
 }
 
-/// Runs `operation` with its first, then its second, ... allocation failing, until it needs no
-/// more.
-void forEachFailedAllocation( const std::function<void()>& operation,
-                              const std::function<void()>& check ) {
-    for( int nbSucceeding = 0;; ++nbSucceeding ) {
-        ASSERT_LT( nbSucceeding, 10000 );
-        bool hasFailed = false;
-        try {
-            const FailingNew failing( nbSucceeding );
-            operation();
-        } catch( const std::bad_alloc& ) {
-            hasFailed = true;
-        }
-        check();
-        if( !hasFailed ) {
-            return;
-        }
-    }
-}
-
 TEST_F( MtFaultsTest, WithoutMemoryNothingIsLeftAndTheNextAttemptWorks ) {
     TestProtocol* const made = new TestProtocol( [this]( MtThread& ) { _hasRun = true; } );
     OPtr<MtThreadProtocol> protocol( made );
     const LiString name( std::string( 100, 'n' ) );
     OPtr<MtThread> thread;
-    forEachFailedAllocation(
+    forEachFailingNew(
         [&] { thread = MtThreadFactory::getInstance().createThread( name, protocol, false, 0 ); },
-        [&] {
-            if( !thread ) {
+        [&]( bool hasFailed ) {
+            if( hasFailed ) {
                 EXPECT_EQ( protocol.get(), made );
                 EXPECT_EQ( Known(), _before );
             }
         } );
-    forEachFailedAllocation( [&] { thread->start(); },
-                             [&] {
-                                 const bool isRunning = thread->isRunning();
-                                 thread->join();
-                                 EXPECT_EQ( std::exchange( _hasRun, false ), isRunning );
-                             } );
+    forEachFailingNew( [&] { thread->start(); },
+                       [&]( bool ) {
+                           const bool isRunning = thread->isRunning();
+                           thread->join();
+                           EXPECT_EQ( std::exchange( _hasRun, false ), isRunning );
+                       } );
     struct Group : MtThreadGroup {
         void nbProcessorsChanged( int ) override {}
     } group;
-    forEachFailedAllocation( [&] { mgr().addGroup( &group ); }, [] {} );
+    forEachFailingNew( [&] { mgr().addGroup( &group ); } );
     mgr().removeGroup( &group );
     thread.reset();
     expectAsBefore();
@@ -175,8 +155,8 @@ TEST_F( MtFaultsTest, WithoutMemoryNothingIsLeftAndTheNextAttemptWorks ) {
 TEST_F( MtFaultsTest, AForeignThreadWithoutMemoryStaysUnknown ) {
     TestThread( [] {
         const std::string name( 100, 'n' );
-        forEachFailedAllocation( [&] { const MtExternalThreadGuard guard( name ); },
-                                 [] { EXPECT_EQ( MtThreadMgr::findCurrentThread(), nullptr ); } );
+        forEachFailingNew( [&] { const MtExternalThreadGuard guard( name ); },
+                           []( bool ) { EXPECT_EQ( MtThreadMgr::findCurrentThread(), nullptr ); } );
     } ).join();
     expectAsBefore();
 }
