@@ -3,6 +3,7 @@
 #include <resmgt/content/test/ctTestHandle.h>
 #include <resmgt/content/test/ctTestStores.h>
 #include <resmgt/locks/test/futexWaitHook.h>
+#include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/threads/mtPriorityMgr.h>
 #include <resmgt/threads/rtPriorities.h>
 #include <tests/support/failingNew.h>
@@ -16,36 +17,14 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <fstream>
 #include <list>
-#include <pthread.h>
+#include <optional>
 #include <random>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
-
-extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
-int __real_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
-                           void* ( *routine )(void*), void* argument );
-int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
-                           void* ( *routine )(void*), void* argument );
-}
-
-namespace {
-
-thread_local int nbStartsLeft = INT_MAX;
-
-} // namespace
-
-int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
-                           void* ( *routine )(void*), void* argument ) {
-    return nbStartsLeft-- <= 0 ? EAGAIN
-                               : __real_pthread_create( thread, attributes, routine, argument );
-}
-// NOLINTEND(bugprone-reserved-identifier)
 
 namespace Qv {
 namespace {
@@ -188,22 +167,20 @@ TEST( CtEngineFaultsTest, HintIsDroppedBeforeTheCompletion ) {
 TEST( CtEngineFaultsTest, RequestWithoutMemoryRaisesAndLeavesNothing ) {
     for( const CtEngineOptions& options : ENGINES ) {
         OneBlockStore store( options );
-        bool hasSucceeded = false;
-        for( int nbSucceeding = 0; !hasSucceeded; ++nbSucceeding ) {
-            TestHandle handle;
-            try {
-                const FailingNew failing( nbSucceeding );
-                store.submit( 0, handle );
-                hasSucceeded = true;
-            } catch( const std::bad_alloc& ) {}
+        std::optional<TestHandle> handle;
+        const auto submit = [&] {
+            handle.emplace();
+            store.submit( 0, *handle );
+        };
+        const auto check = [&]( bool hasFailed ) {
             // In an engine without workers the transfer and its report need memory too.
-            const bool isComplete = hasSucceeded || !handle.getCalls().empty();
+            const bool isComplete = !hasFailed || !handle->getCalls().empty();
             store.blockUntilProcessed();
-            EXPECT_EQ( handle.await( isComplete ? 1 : 0 ).size(), isComplete ? 1u : 0u );
+            EXPECT_EQ( handle->await( isComplete ? 1 : 0 ).size(), isComplete ? 1u : 0u );
             EXPECT_EQ( store.getCounters().nbOpenFiles, 0u );
             store.readAt( 1 );
-            ASSERT_LT( nbSucceeding, 100 );
-        }
+        };
+        EXPECT_LT( forEachFailingNew( submit, check ), 100 );
     }
 }
 
@@ -324,19 +301,10 @@ TEST( CtEngineFaultsTest, FailedConstructorsLeaveNoThread ) {
     const int nbThreads = countThreads();
     EXPECT_EQ( raisedBy( [] { Forgetful store( true ); } ), "no network" );
     for( const int nbStarts : { 0, 1, 2 } ) {
-        nbStartsLeft = nbStarts;
+        const FailingCall failing( "pthread_create", EAGAIN, FailingCall::FOR_GOOD, nbStarts + 1 );
         EXPECT_NE( raisedBy( [] { OneBlockStore store( { 0, 3, 2 } ); } ), "" );
-        nbStartsLeft = INT_MAX;
     }
-    bool isMade = false;
-    for( int nbSucceeding = 0; !isMade; ++nbSucceeding ) {
-        try {
-            const FailingNew failing( nbSucceeding );
-            const OneBlockStore store( { 0, 2, 2 } );
-            isMade = true;
-        } catch( const std::bad_alloc& ) {}
-        ASSERT_LT( nbSucceeding, 1000 );
-    }
+    EXPECT_LT( forEachFailingNew( [] { const OneBlockStore store( { 0, 2, 2 } ); } ), 1000 );
     waitUntil( [&] { return countThreads() == nbThreads; }, "the threads' end" );
 }
 
