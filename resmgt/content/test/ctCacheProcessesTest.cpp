@@ -1,18 +1,13 @@
 #include <resmgt/content/test/ctTestCache.h>
 #include <resmgt/content/test/ctTestHandle.h>
+#include <tests/support/childProcess.h>
 #include <tests/support/deadline.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-
 #include <array>
 #include <atomic>
-#include <csignal>
 #include <random>
 
 /// Several processes on one cache. Each is this program again, which runs the disabled test below.
@@ -41,25 +36,6 @@ struct Shared {
     std::array<std::atomic<std::uint64_t>, MOST_PROCESSES> sessions;
     std::atomic<std::uint32_t> nbBlocks;
     std::array<Block, MOST_BLOCKS> blocks;
-};
-
-class SharedFile {
-public:
-    explicit SharedFile( const std::string& path ) {
-        const int file = ::open( path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600 );
-        EXPECT_EQ( ::ftruncate( file, sizeof( Shared ) ), 0 );
-        _memory = ::mmap( nullptr, sizeof( Shared ), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0 );
-        ::close( file );
-    }
-    SharedFile( const SharedFile& ) = delete;
-    SharedFile& operator=( const SharedFile& ) = delete;
-    ~SharedFile() { ::munmap( _memory, sizeof( Shared ) ); }
-
-    Shared& operator*() const { return *static_cast<Shared*>( _memory ); }
-    Shared* operator->() const { return static_cast<Shared*>( _memory ); }
-
-private:
-    void* _memory;
 };
 
 // ---- the children ------------------------------------------------------------------------------
@@ -171,7 +147,7 @@ TEST( CtCacheChildTest, DISABLED_KeepsItsBlocksAmongOthers ) {
     const CollectedMessages messages;
     const std::string place = std::getenv( "QV_TEST_CACHE" );
     const unsigned long number = std::strtoul( std::getenv( "QV_TEST_CHILD" ), nullptr, 10 );
-    const SharedFile shared( place + ".shared" );
+    const SharedFile<Shared> shared( place + ".shared" );
     ++shared->nbReady;
     waitUntil( [&] { return shared->mayGo.load(); }, "the signal to go" );
     CtFileServer server{ LiString( place ) };
@@ -207,16 +183,7 @@ public:
         const ScopedEnvironment cache( "QV_TEST_CACHE", _place.c_str() );
         const ScopedEnvironment child( "QV_TEST_CHILD", std::to_string( number ).c_str() );
         const ScopedEnvironment seed( "QV_TEST_SEED", std::to_string( testSeed() ).c_str() );
-        const pid_t id = ::fork();
-        if( id == 0 ) {
-            ::prctl( PR_SET_PDEATHSIG, SIGKILL );
-            ::execl( "/proc/self/exe", "contentTest", "--gtest_also_run_disabled_tests",
-                     "--gtest_brief=1",
-                     "--gtest_filter=CtCacheChildTest.DISABLED_KeepsItsBlocksAmongOthers",
-                     nullptr );
-            ::_exit( 127 );
-        }
-        _children[number] = id;
+        _children[number] = startChild( "CtCacheChildTest.DISABLED_KeepsItsBlocksAmongOthers" );
     }
     void kill( unsigned long number ) {
         const pid_t id = _children.at( number );
@@ -236,9 +203,8 @@ public:
     void stop() {
         shared().mustStop = true;
         for( const auto& [number, child] : _children ) {
-            int status = 0;
-            EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
-            EXPECT_EQ( status, 0 ) << "of child " << number;
+            SCOPED_TRACE( number );
+            expectSuccess( child );
         }
         _children.clear();
         EXPECT_EQ( shared().nbFailures, 0u );
@@ -274,7 +240,7 @@ private:
     }
 
     const std::string _place;
-    const SharedFile _shared;
+    const SharedFile<Shared> _shared;
     std::map<unsigned long, pid_t> _children;
 };
 

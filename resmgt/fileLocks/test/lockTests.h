@@ -4,12 +4,10 @@
 #include <resmgt/fileLocks/osFileLockManager.h>
 #include <resmgt/fileLocks/src/osLockFile.h>
 #include <resmgt/osal/test/testFiles.h>
+#include <tests/support/childProcess.h>
 #include <tests/support/deadline.h>
 
-#include <csignal>
 #include <fcntl.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 
 #include <atomic>
 #include <cstdint>
@@ -83,26 +81,6 @@ public:
         return all;
     }
 };
-
-/// Starts this program again, to run one disabled test of OsFileLockChildTest.
-inline pid_t startChild( const std::string& test ) {
-    const pid_t child = ::fork();
-    if( child == 0 ) {
-        ::prctl( PR_SET_PDEATHSIG, SIGKILL );
-        const std::string filter = "--gtest_filter=OsFileLockChildTest.DISABLED_" + test;
-        ::execl( "/proc/self/exe", "fileLocksTest", "--gtest_also_run_disabled_tests",
-                 "--gtest_brief=1", filter.c_str(), nullptr );
-        ::_exit( 127 );
-    }
-    return child;
-}
-
-/// The child's tests pass.
-inline void expectSuccess( pid_t child ) {
-    int status = -1;
-    EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
-    EXPECT_EQ( status, 0 );
-}
 
 inline void refreshAll() {
     OsFileLockManager::getInstance().refreshAll();

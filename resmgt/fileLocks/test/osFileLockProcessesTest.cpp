@@ -2,7 +2,6 @@
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/testSettings.h>
 
-#include <sys/mman.h>
 #include <sys/syscall.h>
 
 #include <array>
@@ -66,24 +65,6 @@ struct Shared {
         }
         return 0;
     }
-};
-
-class SharedFile {
-public:
-    explicit SharedFile( const std::string& path ) {
-        const int file = ::open( path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600 );
-        EXPECT_EQ( ::ftruncate( file, sizeof( Shared ) ), 0 );
-        _memory = ::mmap( nullptr, sizeof( Shared ), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0 );
-        ::close( file );
-    }
-    SharedFile( const SharedFile& ) = delete;
-    SharedFile& operator=( const SharedFile& ) = delete;
-    ~SharedFile() { ::munmap( _memory, sizeof( Shared ) ); }
-
-    Shared* operator->() const { return static_cast<Shared*>( _memory ); }
-
-private:
-    void* _memory;
 };
 
 // ---- the children ------------------------------------------------------------------------------
@@ -272,7 +253,7 @@ int numberOf( const char* name ) {
 /// Of a child of the processes below, with the settings and the volume that they give it.
 TEST( OsFileLockChildTest, DISABLED_LocksAmongOthers ) {
     const std::string place = std::getenv( "QV_TEST_PLACE" );
-    const SharedFile shared( place + ".shared" );
+    const SharedFile<Shared> shared( place + ".shared" );
     const bool isOdd = numberOf( "QV_TEST_ODD_VOLUME" ) != 0;
     const Volume volume = isOdd ? Volume{ 2, true, false } : Volume{};
     Worker( *shared.operator->(), place, volume, numberOf( "QV_MAXIMUM_LOCK_LIFE" ),
@@ -372,7 +353,9 @@ public:
         return nbRuns;
     }
     /// Whoever was killed has lost its lock after its life.
-    static void expectLocksToBeHad() { expectSuccess( startChild( "GetsAllLocks" ) ); }
+    static void expectLocksToBeHad() {
+        expectSuccess( startChild( "OsFileLockChildTest.DISABLED_GetsAllLocks" ) );
+    }
 
 private:
     struct Child {
@@ -407,7 +390,8 @@ private:
     }
     void start() {
         const ScopedEnvironment seed( "QV_TEST_CHILD_SEED", std::to_string( _random() ).c_str() );
-        _children.push_back( { startChild( "LocksAmongOthers" ), std::nullopt } );
+        _children.push_back(
+            { startChild( "OsFileLockChildTest.DISABLED_LocksAmongOthers" ), std::nullopt } );
     }
     void wake( std::int64_t time ) {
         for( Child& child : _children ) {
@@ -421,7 +405,7 @@ private:
     const int _life;
     const TestFiles _files;
     const std::string _place;
-    const SharedFile _shared;
+    const SharedFile<Shared> _shared;
     const ScopedEnvironment _lifeText;
     const ScopedEnvironment _interval;
     const ScopedEnvironment _placeText;
