@@ -55,7 +55,7 @@ function( qv_discover_tests program )
         PROPERTIES TIMEOUT 1200 ENVIRONMENT "${arg_ENVIRONMENT}" )
 endfunction()
 
-# Makes the program, and tells the check of the tests' registration its sources.
+# Makes the program, and hands its sources to the check of the tests' registration.
 function( qv_add_test_program name )
     add_executable( ${name} ${ARGN} )
     target_link_libraries( ${name} PRIVATE qv_test_support )

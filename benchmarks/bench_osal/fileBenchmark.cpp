@@ -81,7 +81,7 @@ void stat( benchmark::State& state ) {
     }
 }
 
-// The one call that tells all that an info holds, the creation included.
+// The one call that yields all that an info holds, the creation included.
 void statx( benchmark::State& state ) {
     for( auto _ : state ) {
         for( const std::string& text : files().texts ) {

@@ -2,7 +2,7 @@
 //
 //     walkDirectory [DIRECTORY [EXTENSION...]]
 //
-// Without extensions all files are told, else those that have one of them.
+// Without extensions all files are printed, else those that have one of them.
 
 #include <base/init/inInitGuard.h>
 #include <base/text/printable.h>

@@ -24,7 +24,7 @@ class QV_TEMPLATE_API MtContainer : private MtContainerBase {
 public:
     /// A request.
     using Item = typename Adapter::Item;
-    /// What is asked and told about requests.
+    /// Questions and reports about requests.
     using Observer = MtContainerObserver<Container, Adapter>;
     using MtContainerBase::DEFAULT_MAXIMUM_SIZE;
 

@@ -66,7 +66,7 @@ public:
     using Queue = MtContainer<Container, Adapter>;
     /// A request.
     using Item = typename Adapter::Item;
-    /// What is asked and told about requests.
+    /// Questions and reports about requests.
     using Observer = typename Queue::Observer;
 
     static_assert( std::is_base_of_v<MtRequestBase, Item>, "items are MtRequestBase objects" );

@@ -170,7 +170,7 @@ TEST_F( QvcompSettingsTest, TranslatedMessagesAreSaid ) {
 TEST_F( QvcompSettingsTest, UnusableMessageFileIsSaidAndHelpStaysThere ) {
     set( "QV_RESOURCES_DIR", at( "resources" ) );
     const auto expectUnusable = [&]( const std::string& text ) {
-        // A wrong command line couldn't be told.
+        // A wrong command line couldn't be reported.
         for( const Arguments& more : { Arguments{}, Arguments{ "--fast" } } ) {
             EXPECT_THAT( refuse( text, more ).errors, StartsWith( "qvcomp: " + text ) );
         }

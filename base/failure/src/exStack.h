@@ -17,7 +17,7 @@ struct CallStack {
     }
 };
 
-/// The caller's stack; empty where the platform can't tell.
+/// The caller's stack; empty where the platform doesn't know it.
 CallStack captureStack() noexcept;
 
 /// One function a line, with its module and address; names are demangled where they are known.

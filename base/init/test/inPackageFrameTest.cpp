@@ -25,7 +25,7 @@ struct D {};
 
 using Events = std::vector<std::string>;
 
-/// A package outside the process's frame, which tells what is done with it.
+/// A package outside the process's frame, which notes what is done with it.
 template <class Tag>
 class FakePackage : public InPackageInit {
 public:

@@ -11,7 +11,7 @@ namespace Qv {
 
 namespace {
 
-/// The UTF-8 form as its definition tells: by ranges, in bits.
+/// The UTF-8 form as it is defined: by ranges, in bits.
 std::string encode( char32_t code ) {
     const auto byte = []( unsigned value ) { return static_cast<char>( value ); };
     const unsigned c = code;

@@ -115,7 +115,7 @@ TEST( RationalUtilTest, EveryFractionComesBackFromItsDecimals ) {
     for( long i = scaledCount( 50'000 ); i > 0; --i ) {
         const int denominator = static_cast<int>( random() % 30'000 ) + 1;
         const int numerator = static_cast<int>( random() ) % ( 4 * denominator );
-        // Less than an error of 1e-14 tells fractions of this size from all others.
+        // Less than an error of 1e-14 distinguishes fractions of this size from all others.
         char text[64];
         std::snprintf( text, sizeof( text ), "%.17f",
                        static_cast<double>( numerator ) / denominator );

@@ -23,7 +23,7 @@ std::string getReason( const std::exception_ptr& failure ) {
     }
 }
 
-/// Tells of a failure that nobody can be given as an exception.
+/// Reports a failure that nobody can be given as an exception.
 void report( const CtPxTileId& tile, const std::exception_ptr& failure, bool isPrinted ) noexcept {
     try {
         std::ostringstream text;

@@ -105,7 +105,7 @@ public:
 private:
     CtTileFile _file;
     const std::unique_ptr<std::optional<Place>> _place;
-    /// Tell the file from another one of its name.
+    /// Distinguish the file from another one of its name.
     std::uint64_t _volume = 0;
     std::uint64_t _number = 0;
     bool _isTaken = false;

@@ -11,7 +11,7 @@ class DaDepot;
 class DaMagazine;
 
 /// What one thread has of one depot: the magazine that it works on, and a spare one, which is
-/// either full or empty. Its depot may be gone; DaDepot::getKey tells it from the one that came
+/// either full or empty. Its depot may be gone; DaDepot::getKey knows it from the one that came
 /// after it.
 struct alignas( 64 ) DaThreadCache {
     /// 0 for none.

@@ -34,7 +34,7 @@ private:
     std::string_view _byteOrderMark;
 };
 
-/// Makes pairs of name and value of a text file's lines, as InTextFile tells it.
+/// Makes pairs of name and value of a text file's lines, as InTextFile describes it.
 ///
 ///     InTextLineReader lines( file );
 ///     InTextPairParser parser( lines );

@@ -178,7 +178,7 @@ Rational LiStringUtil::convertToRational( const std::string& text ) {
                        : RationalUtil::fromFloatString( number.c_str() );
         }
     } catch( const RationalEx& ) {
-        // Told below, as for all other kinds of numbers.
+        // Reported below, as for all other kinds of numbers.
     }
     throw LiEx::ExConversionError( QV_HERE, text.c_str(), "a fraction" );
 }

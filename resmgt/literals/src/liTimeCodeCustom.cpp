@@ -236,7 +236,7 @@ void LiTimeCodeCustom::initializeSubFrames() {
     _subFrameWidth = _subFrameDecimals == 0 ? digits : digits + 1;
 }
 
-// Both after SMPTE ST 12-1 for the rates that it tells of.
+// Both after SMPTE ST 12-1 for the rates that it covers.
 template <class Int>
 Int LiTimeCodeCustom::toLabel( Int frame ) const {
     const Int dropped = _args.dropFrames;

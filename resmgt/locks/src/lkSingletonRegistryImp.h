@@ -10,7 +10,7 @@ namespace Qv {
 /// The singleton types seen.
 class LkSingletonRegistryImp {
 public:
-    /// With `trace`, each `add` tells on standard error what it does.
+    /// With `trace`, each `add` prints to standard error what it does.
     explicit LkSingletonRegistryImp( bool trace = false );
 
     void add( const std::type_info& type );

@@ -143,7 +143,7 @@ std::size_t MbPoolManager::countUnloadable() const {
     return isLocked ? _residents->countEvictable() : _residents->getSize();
 }
 
-// What the manager tells of itself.
+// What the manager reports of itself.
 
 unsigned long long MbPoolManager::getSize() const {
     const LkGuard<const LkLock> guard( _lock );

@@ -160,7 +160,7 @@ protected:
             throw;
         }
     }
-    /// Tells the protocol that the content is abandoned, and gives the memory back in any case.
+    /// Notifies the protocol that the content is abandoned, and gives the memory back in any case.
     static void freeForGood( MbBufferImp* b ) {
         try {
             call( b, &MbProtocol::free );

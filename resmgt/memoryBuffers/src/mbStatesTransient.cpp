@@ -41,7 +41,7 @@ private:
 };
 
 /// What the states with a running asynchronous operation have in common. Where the protocol raises
-/// when it is told of the end, the buffer goes on waiting, for a second report. A load that has
+/// when it hears of the end, the buffer goes on waiting, for a second report. A load that has
 /// failed has no memory any more by then, so that its second report must be a failure again. A
 /// prefetch that was put off behind it is dropped with it: the next lock tries again, and raises
 /// what prevents it.

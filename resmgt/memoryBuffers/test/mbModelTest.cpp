@@ -46,7 +46,7 @@ constexpr std::size_t TIMES_THE_MEMORY = 10;
 
 struct StoreFault {};
 
-/// A content tells whose it is, and by a hash whether it is whole.
+/// A content shows whose it is, and by a hash whether it is whole.
 struct Content {
     std::uint64_t owner = 0;
     std::uint64_t version = 0;

@@ -71,7 +71,7 @@ inline LkSList& waitersOf( const LkCondVar& condVar ) {
            getMember( MbCondVarWaitersTag() );
 }
 
-/// Tells whether a condition variable is broadcast: the calling thread stands in its queue
+/// Finds out whether a condition variable is broadcast: the calling thread stands in its queue
 /// meanwhile.
 class BroadcastProbe {
 public:

@@ -233,7 +233,7 @@ protected:
                  isBroadcast,
                  raised };
     }
-    /// Sends `event` to the buffer in `state`, and tells what it has done.
+    /// Sends `event` to the buffer in `state`, and returns what it has done.
     Outcome run( const std::string& state, const std::string& event, std::uint32_t lockCount,
                  const std::string& faultyCall = "" ) {
         put( state, lockCount );

@@ -8,7 +8,7 @@ namespace Qv {
 
 namespace {
 
-/// Messages may have to be told before any constructor has run, so neither needs one.
+/// Messages may have to be shown before any constructor has run, so neither needs one.
 constinit const LkLock instanceLock( "MsgServer" );
 constinit MsgServerImp* instance QV_GUARDED_BY( instanceLock ) = nullptr;
 

@@ -41,9 +41,9 @@ void report( const char* variable, const char* value ) {
 
 } // namespace
 
-std::size_t osLineSize( long told, const char* variable ) {
-    if( told > 0 && isLineSize( static_cast<unsigned long>( told ) ) ) {
-        return static_cast<std::size_t>( told );
+std::size_t osLineSize( long reported, const char* variable ) {
+    if( reported > 0 && isLineSize( static_cast<unsigned long>( reported ) ) ) {
+        return static_cast<std::size_t>( reported );
     }
     const char* const value = std::getenv( variable );
     if( value == nullptr ) {

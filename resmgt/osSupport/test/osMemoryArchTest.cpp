@@ -19,15 +19,15 @@ TEST( OsMemoryArchTest, ALineIsAPowerOfTwoAndAsLargeAsTheKernelTells ) {
         EXPECT_TRUE( std::has_single_bit( size ) ) << size;
         EXPECT_LE( size, arch.getCacheLineSize() );
     }
-    std::ifstream told( "/sys/devices/system/cpu/cpu0/cache/index0/coherency_line_size" );
-    if( std::size_t size = 0; told >> size ) {
+    std::ifstream reported( "/sys/devices/system/cpu/cpu0/cache/index0/coherency_line_size" );
+    if( std::size_t size = 0; reported >> size ) {
         EXPECT_EQ( arch.getL1LineSize(), size );
     }
 }
 
 TEST( OsMemoryArchTest, TheVariableCountsOnlyWhereTheSystemTellsNothingAndOnlyAsAPowerOfTwo ) {
     const struct {
-        long told;
+        long reported;
         const char* value;
         std::size_t expected;
         bool isReported;
@@ -39,10 +39,10 @@ TEST( OsMemoryArchTest, TheVariableCountsOnlyWhereTheSystemTellsNothingAndOnlyAs
                   { 0, "-64", 64, true },      { 0, "128 bytes", 64, true },
                   { 0, "0x40", 64, true },     { 0, "18446744073709551680", 64, true } };
     for( const auto& c : cases ) {
-        SCOPED_TRACE( std::to_string( c.told ) + " " + c.value );
+        SCOPED_TRACE( std::to_string( c.reported ) + " " + c.value );
         const ScopedEnvironment environment( VARIABLE, c.value );
         testing::internal::CaptureStderr();
-        EXPECT_EQ( osLineSize( c.told, VARIABLE ), c.expected );
+        EXPECT_EQ( osLineSize( c.reported, VARIABLE ), c.expected );
         const std::string report = testing::internal::GetCapturedStderr();
         EXPECT_EQ( report.find( VARIABLE ) != std::string::npos, c.isReported );
     }

@@ -92,7 +92,7 @@ public:
     }
 
 private:
-    /// Of what `name` is or leads to; a file's if it can't be asked, as reading it will tell.
+    /// Of what `name` is or leads to; a file's if it can't be asked, as reading it will show.
     static Kind getSourceKind( const OsFolder& folder, const OsFilePath& name ) {
         const auto facts = folder.look( name, Links::FOLLOW );
         if( facts && facts->kind == Kind::SPECIAL ) {

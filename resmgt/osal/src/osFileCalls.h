@@ -62,7 +62,7 @@ Moved writeAt( Handle handle, const void* from, long long offset, unsigned long 
 
 /// Returns the new position, -1 after a failure.
 long long seek( Handle handle, long long offset, OsFileTypes::SeekMode mode );
-/// Whether `position` is the end of the file or behind it. False where that can't be told.
+/// Whether `position` is the end of the file or behind it. False where that isn't known.
 bool isAtEnd( Handle handle, long long position );
 
 /// Fixes the file's length and takes the space for it where the volume can. A failure gives back

@@ -18,7 +18,7 @@ public:
 
     /// Opens the file, or makes it; false after a failure, here and below.
     bool open( const OsFilePath& path, bool readOnly );
-    /// As the constructor of OsFileMapping tells. REQUIRES: `open` succeeded, with the same
+    /// As the constructor of OsFileMapping does. REQUIRES: `open` succeeded, with the same
     /// `readOnly`.
     bool map( unsigned long long offset, unsigned long long size, bool readOnly );
 

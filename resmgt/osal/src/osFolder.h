@@ -60,7 +60,7 @@ public:
     std::optional<OsFsPlatform::Facts> getFacts() const;
     /// Of the entry itself if links are refused, else of what it leads to.
     std::optional<OsFsPlatform::Facts> look( const OsFilePath& name, Links links ) const;
-    /// The names of all entries but those that no path can tell; nothing after a failure.
+    /// The names of all entries but those that no path can hold; nothing after a failure.
     std::optional<std::vector<OsFilePath>> list() const;
 
     Making makeDirectory( const OsFilePath& name,

@@ -33,7 +33,7 @@ enum class Reading {
 Reading readRegularFile( const OsFilePath& path, std::size_t most,
                          std::optional<std::string>& text );
 
-/// Tells files of one machine apart, whatever their names are.
+/// Distinguishes files of one machine, whatever their names are.
 struct FileId {
     bool operator==( const FileId& ) const = default;
 
@@ -67,7 +67,7 @@ bool empty( OsFileTypes::Handle handle );
 /// The same of the file that `path` is or leads to, which is made if there is none by then.
 bool emptyOrMake( const OsFilePath& path, const OsFileTypes::Permissions& permissions );
 
-/// The absolute path without links to an existing file; empty if it can't be told.
+/// The absolute path without links to an existing file; empty if it isn't known.
 OsFilePath getPathWithoutLinks( const OsFilePath& path );
 
 /// The system's directory for temporary files, which all users may share.
@@ -75,7 +75,7 @@ OsFilePath getSystemTempDir();
 /// The user's directory for what can be made again, which is made if it isn't there. Empty for a
 /// user without a home.
 OsFilePath makeCacheDir();
-/// Tells this process's user from all others, in the name of a file.
+/// Distinguishes this process's user from all others, in the name of a file.
 std::string getUserMark();
 /// Makes the directory for this process's user alone; one that is there must be this user's, no
 /// link, and is closed to all others. Returns what is wrong with it, such as "is a link"; nothing

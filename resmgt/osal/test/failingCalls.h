@@ -84,7 +84,7 @@ public:
                  Scope scope = THIS_THREAD );
 };
 
-/// What `forEachFailingCall` tells of a run.
+/// What `forEachFailingCall` reports of a run.
 struct FailedRun {
     /// The call that failed first, such as "fstat"; null in the run in which none did.
     const char* call;

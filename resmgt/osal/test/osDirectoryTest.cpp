@@ -222,7 +222,7 @@ TEST( OsFileEntryDescriptorTest, NeedsNoMoreMemoryForALargeDirectory ) {
         files.write( std::to_string( i ) );
     }
     const OPtr<OsFileEntryDescriptor> entries( entriesOf( files.path() ) );
-    // Sanitizers have their own allocator, which tells nothing here.
+    // Sanitizers have their own allocator, which shows nothing here.
     std::vector<std::size_t> used( static_cast<std::size_t>( nbFiles ) );
     for( std::size_t& now : used ) {
         const OPtr<OsFileInfo> info( entries->getNextEntry() );

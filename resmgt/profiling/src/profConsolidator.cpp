@@ -6,7 +6,7 @@
 namespace Qv {
 
 void ProfConsolidator::consolidate( ProfilerBase& profiler ) {
-    // Without cycles its minimum is told as 0, which isn't a time that was measured.
+    // Without cycles its minimum is reported as 0, which isn't a time that was measured.
     if( profiler.cycles() == 0 ) {
         return;
     }

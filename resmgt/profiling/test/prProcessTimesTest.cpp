@@ -52,7 +52,7 @@ TEST( PrProcessTimesTest, TheTimerTellsAllThreadsProcessorTimeBetweenStartAndSto
     } ).join();
     const double atLeast = processorSeconds() - started;
     timer.stop();
-    // The system tells microseconds.
+    // The system counts microseconds.
     EXPECT_GE( timer.cpuTime(), atLeast - 1e-5 );
     EXPECT_LE( timer.cpuTime(), processorSeconds() + 1e-5 );
     EXPECT_DOUBLE_EQ( timer.cpuTime(), timer.cpuUserTime() + timer.cpuKernelTime() );

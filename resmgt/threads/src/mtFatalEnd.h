@@ -5,7 +5,7 @@
 namespace Qv::MtFatalEnd {
 
 /// Ends the process because of an exception that has left the body of a thread, after all who want
-/// to know have been told.
+/// to know have been informed.
 [[noreturn]] void onUnhandled( const char* exception, const std::string& threadName,
                                const char* callStack ) noexcept;
 

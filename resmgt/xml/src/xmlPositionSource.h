@@ -6,7 +6,7 @@
 
 namespace Qv {
 
-/// Tells a protocol where its parse is, for the time of the parse.
+/// Gives a protocol the position of its parse, for the time of the parse.
 class XmlPositionSource {
 public:
     XmlPositionSource( const XmlPositionSource& ) = delete;

@@ -65,7 +65,7 @@ bool look( int folder, const char* name, struct stat& facts ) {
     return ::fstatat( folder, name, &facts, AT_SYMLINK_NOFOLLOW ) == 0;
 }
 
-/// As a directory's entry tells it; asks for it where the volume doesn't say.
+/// As a directory's entry has it; asks for it where the volume doesn't say.
 unsigned char getType( int folder, const dirent& entry ) {
     struct stat facts {};
     if( entry.d_type != DT_UNKNOWN || !look( folder, entry.d_name, facts ) ) {

@@ -10,9 +10,9 @@ namespace Qv {
 DIR* openDirectory( const char* path );
 
 /// Reads the names in a directory, in the system's order. "." and ".." are passed over, as are
-/// names that a path can't tell because they hold a back-slash; these are traced.
+/// names that a path can't hold because they hold a back-slash; these are traced.
 ///
-/// Errors: none is raised; errno tells.
+/// Errors: none is raised; errno has them.
 class DirectoryStream {
 public:
     DirectoryStream() = default;

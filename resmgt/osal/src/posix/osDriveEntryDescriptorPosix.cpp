@@ -30,7 +30,7 @@ void checkNoExhaustion( const std::string& path ) {
 }
 
 bool isRemovable( const Mount& mount ) {
-    // A partition doesn't tell; its disk does.
+    // A partition doesn't know; its disk does.
     for( const char* const place : { "/removable", "/../removable" } ) {
         const std::string path = "/sys/dev/block/" + mount.device + place;
         const auto answer = readKernelFile( path );
@@ -87,7 +87,7 @@ std::string findVolumeLabel( const Mount& mount ) {
     return {};
 }
 
-/// 0 where it can't be told.
+/// 0 where it isn't known.
 template <class Query>
 unsigned long long getSpace( Query query, const OsFilePath& root ) {
     try {
@@ -118,7 +118,7 @@ OsDriveInfo makeDriveInfo( const Mount& mount ) {
              getSpace( OsFsUtils::getFreeSpace, root ) };
 }
 
-/// Whether `mount` is at a directory that a path can tell. In containers, files are mounted too.
+/// Whether `mount` is at a directory that a path can hold. In containers, files are mounted too.
 bool isDirectoryMount( const Mount& mount ) {
     const OsFilePath root( mount.place );
     return root.toString() == mount.place && !OsFsUtils::isFile( root );

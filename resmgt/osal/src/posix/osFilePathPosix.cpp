@@ -25,7 +25,7 @@ namespace {
 
 constexpr const char* DOCUMENTS_DIR = "OsFilePath::getDocumentsDir";
 
-/// A directory of which the system told the name. One with a back-slash counts as none: as a path
+/// A directory of which the system gave the name. One with a back-slash counts as none: as a path
 /// it would be another directory.
 OsFilePath toDirectory( const std::string& name ) {
     return name.find( '\\' ) == std::string::npos ? OsFilePath( name ) : OsFilePath();
@@ -106,7 +106,7 @@ std::optional<std::string> getDocumentsValue( std::string_view line ) {
 }
 
 /// The documents directory that the text of a "user-dirs.dirs" names, empty when it names none that
-/// can be told as a path.
+/// can be written as a path.
 OsFilePath getDocuments( const std::string& settings, const OsFilePath& home ) {
     constexpr std::string_view HOME_VARIABLE = "$HOME";
     std::istringstream lines( settings );

@@ -30,7 +30,7 @@ constexpr const char* FILE_EXISTS = "OsFsUtils::fileExists";
 constexpr mode_t OWNER_MAY_DO = 0700;
 constexpr mode_t ALL_MAY_DO = 0777;
 
-/// Why `path` wasn't opened as a directory, which errno tells as well.
+/// Why `path` wasn't opened as a directory, which errno has as well.
 std::string explainNoDirectory( const OsFilePath& path ) {
     const int error = errno;
     const auto facts = OsFolder::current().look( path, OsFolder::Links::REFUSE );

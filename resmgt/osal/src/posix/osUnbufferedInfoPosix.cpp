@@ -96,7 +96,7 @@ std::optional<std::uint64_t> getLogicalBlockSize( dev_t device ) {
 }
 
 #ifdef STATX_DIOALIGN
-/// What the kernel tells of a regular file: 0 if it can't be transferred unbuffered, nothing if the
+/// What the kernel says of a regular file: 0 if it can't be transferred unbuffered, nothing if the
 /// kernel doesn't say. False if it can't be asked.
 bool getToldAlignment( int file, std::optional<std::uint64_t>& told ) {
     struct statx facts {};

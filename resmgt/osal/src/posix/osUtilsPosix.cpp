@@ -35,7 +35,7 @@ bool isOwnFile( const std::string& name ) {
 }
 
 std::string moduleFile( const char* where ) {
-    // The system tells no name that is longer than a page.
+    // The system returns no name that is longer than a page.
     std::array<char, 2 * PATH_MAX> buffer;
     const ssize_t size = ::readlink( OWN_FILE, buffer.data(), buffer.size() );
     if( size < 0 ) {

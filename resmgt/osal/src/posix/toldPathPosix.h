@@ -8,7 +8,7 @@
 
 namespace Qv {
 
-/// An absolute text of this system's calls as a path. One that no path can tell, since a name in it
+/// An absolute text of this system's calls as a path. One that no path can hold, since a name in it
 /// holds a back-slash, raises OsFileEx::ExInvalidPath: the path would name another file.
 inline OsFilePath toldPath( const char* where, const std::string& text ) {
     OsFilePath path( text );

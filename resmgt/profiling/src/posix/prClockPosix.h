@@ -5,7 +5,7 @@
 namespace Qv {
 
 /// The clock that sleepers and periodic timers go by, CLOCK_MONOTONIC, in nanoseconds. Every
-/// `location` is that of the operation whose failure an ExSysErrorWindows tells.
+/// `location` is that of the operation whose failure an ExSysErrorWindows reports.
 namespace PrClockPosix {
 
 constexpr std::int64_t NS_PER_SECOND = 1'000'000'000;
