@@ -162,8 +162,8 @@ void addOs( benchmark::State& state ) {
         }
     }
     state.SetItemsProcessed( state.iterations() * 1000 );
-    state.counters["us_each"] =
-        benchmark::Counter( static_cast<double>( state.iterations() ) * 1e-3,
+    state.counters["each"] =
+        benchmark::Counter( static_cast<double>( state.iterations() ) * 1000.0,
                             benchmark::Counter::kIsRate | benchmark::Counter::kInvert );
     restart();
 }
