@@ -1,57 +1,26 @@
 #include <tools/qvcomp/exrWriter.h>
-#include <tools/qvcomp/failure.h>
+
 #include <tools/qvcomp/pixelMath.h>
 
-#include <ImfChannelList.h>
-#include <ImfFrameBuffer.h>
-#include <ImfHeader.h>
-#include <ImfIO.h>
-#include <ImfTiledOutputFile.h>
+#include <base/failure/assertions.h>
 
-#include <array>
-#include <exception>
+#include <ImfChannelList.h>
+#include <ImfHeader.h>
+#include <ImfStdIO.h>
+#include <ImfVersion.h>
+#include <ImfXdr.h>
+
+#include <new>
+
+#include <half.h>
+#include <zlib.h>
 
 namespace Qv::Comp {
 
 namespace {
 
-constexpr std::array<const char*, CHANNELS> CHANNEL_NAMES{ "R", "G", "B", "A" };
-
-/// OpenEXR's way to the file. Keeps the first failure, since OpenEXR swallows those that come up
-/// while it completes a file.
-class Stream : public Imf::OStream {
-public:
-    explicit Stream( PendingFile& file )
-        : OStream( file.getPath().getChars() )
-        , _file( file ) {}
-
-    void write( const char* bytes, int count ) override {
-        const auto size = static_cast<std::size_t>( count );
-        try {
-            _file.write( _position, bytes, size );
-        } catch( const Failure& ) {
-            if( !_failure ) {
-                _failure = std::current_exception();
-            }
-            throw;
-        }
-        _position += size;
-    }
-
-    std::uint64_t tellp() override { return _position; }
-    void seekp( std::uint64_t position ) override { _position = position; }
-
-    void raiseFailure() const {
-        if( _failure ) {
-            std::rethrow_exception( _failure );
-        }
-    }
-
-private:
-    PendingFile& _file;
-    std::uint64_t _position = 0;
-    std::exception_ptr _failure;
-};
+/// Column, row, two levels of detail, and the number of bytes that follow.
+constexpr std::size_t CHUNK_HEAD_BYTES = 5 * sizeof( int );
 
 Imf::Header makeTiledHeader( const PictureHead& head, int width, int height, int tileSide ) {
     Imf::Header header = makeHeader( head, width, height );
@@ -59,54 +28,154 @@ Imf::Header makeTiledHeader( const PictureHead& head, int width, int height, int
     header.lineOrder() = Imf::INCREASING_Y;
     const auto side = static_cast<unsigned>( tileSide );
     header.setTileDescription( Imf::TileDescription( side, side, Imf::ONE_LEVEL ) );
-    for( const char* name : CHANNEL_NAMES ) {
+    for( const char* name : { "R", "G", "B", "A" } ) {
         header.channels().insert( name, Imf::Channel( Imf::HALF ) );
     }
     return header;
 }
 
+std::string makeHead( const Imf::Header& header ) {
+    Imf::StdOSStream stream;
+    Imf::Xdr::write<Imf::StreamIO>( stream, Imf::MAGIC );
+    Imf::Xdr::write<Imf::StreamIO>( stream, Imf::EXR_VERSION | Imf::TILED_FLAG );
+    header.writeTo( stream, true );
+    return stream.str();
+}
+
+int divideUp( int value, int divisor ) noexcept {
+    return ( value + divisor - 1 ) / divisor;
+}
+
+/// Makes each byte the difference from the one before it, as the format has it: plus 128.
+void makeDifferences( std::vector<unsigned char>& bytes ) noexcept {
+    for( std::size_t i = bytes.size() - 1; i > 0; --i ) {
+        bytes[i] = static_cast<unsigned char>( bytes[i] - bytes[i - 1] + 128 );
+    }
+}
+
+void undoDifferences( std::vector<unsigned char>& bytes ) noexcept {
+    for( std::size_t i = 1; i < bytes.size(); ++i ) {
+        bytes[i] = static_cast<unsigned char>( bytes[i] + bytes[i - 1] - 128 );
+    }
+}
+
+/// Low and high bytes side by side.
+void joinHalves( const std::vector<unsigned char>& bytes, unsigned char* target ) noexcept {
+    const std::size_t count = bytes.size() / 2;
+    for( std::size_t i = 0; i < count; ++i ) {
+        *target++ = bytes[i];
+        *target++ = bytes[count + i];
+    }
+}
+
+/// Fills `target` with the packed bytes, or with the plain ones where packing makes them no
+/// smaller, and returns how many these are. There is room for as many as `bytes` has.
+std::size_t packBytes( std::vector<unsigned char> bytes, unsigned char* target, int level ) {
+    makeDifferences( bytes );
+    uLongf size = bytes.size() - 1;
+    switch( ::compress2( target, &size, bytes.data(), bytes.size(), level ) ) {
+    case Z_OK:
+        return size;
+    case Z_BUF_ERROR:
+        undoDifferences( bytes );
+        joinHalves( bytes, target );
+        return bytes.size();
+    default:
+        throw std::bad_alloc();
+    }
+}
+
 } // namespace
 
-struct ExrWriter::Imp {
-    Imp( PendingFile& file, int width, int height, const PictureHead& head, int side )
-        : stream( file )
-        , tileSide( side )
-        , image( std::make_unique<Imf::TiledOutputFile>(
-              stream, makeTiledHeader( head, width, height, side ), 0 ) )
-        , halves( toFloats( side ) * static_cast<std::size_t>( side ) ) {}
+FileTile::FileTile( const PixelArea& area )
+    : _area( area )
+    , _bytes( toFloats( area.getWidth() ) * static_cast<std::size_t>( area.getHeight() ) *
+              sizeof( half ) ) {}
 
-    Stream stream;
-    int tileSide;
-    std::unique_ptr<Imf::TiledOutputFile> image;
-    std::vector<half> halves;
-};
+void FileTile::setPixels( int x, int y, int count, const float* pixels ) noexcept {
+    const auto width = static_cast<std::size_t>( _area.getWidth() );
+    const std::size_t nbHalves = _bytes.size() / 2;
+    for( std::size_t c = 0; c < CHANNELS; ++c ) {
+        // The file has the channels by name: A, B, G, R.
+        const std::size_t line = static_cast<std::size_t>( y - _area.y0 ) * CHANNELS + 3 - c;
+        unsigned char* low = &_bytes[line * width + static_cast<std::size_t>( x - _area.x0 )];
+        for( const float* value = pixels + c; value < pixels + toFloats( count );
+             value += CHANNELS, ++low ) {
+            const auto bits = half( std::clamp( *value, -LARGEST_HALF, LARGEST_HALF ) ).bits();
+            low[0] = static_cast<unsigned char>( bits );
+            low[nbHalves] = static_cast<unsigned char>( bits >> 8 );
+        }
+    }
+}
 
 ExrWriter::ExrWriter( PendingFile& file, int width, int height, const PictureHead& head,
                       int tileSide )
-    : _imp( std::make_unique<Imp>( file, width, height, head, tileSide ) ) {}
+    : _file( file )
+    , _width( width )
+    , _height( height )
+    , _tileSide( tileSide )
+    , _columns( divideUp( width, tileSide ) )
+    , _rows( divideUp( height, tileSide ) ) {
+    const Imf::Header header = makeTiledHeader( head, width, height, tileSide );
+    _level = header.zipCompressionLevel();
+    _head = makeHead( header );
+    const std::size_t nbTiles = countTiles( width, height, tileSide );
+    _positions.reserve( nbTiles );
+    _end = _head.size() + nbTiles * sizeof( std::uint64_t );
+}
 
-ExrWriter::~ExrWriter() = default;
+PixelArea ExrWriter::getArea( TilePos pos ) const noexcept {
+    const int x = pos.column * _tileSide;
+    const int y = pos.row * _tileSide;
+    return { x, y, std::min( x + _tileSide, _width ), std::min( y + _tileSide, _height ) };
+}
 
-void ExrWriter::writeTile( int column, int row, const float* pixels ) {
-    std::vector<half>& halves = _imp->halves;
-    for( std::size_t i = 0; i < halves.size(); ++i ) {
-        halves[i] = half( std::clamp( pixels[i], -LARGEST_HALF, LARGEST_HALF ) );
+ExrWriter::PackedTile ExrWriter::pack( FileTile tile ) const {
+    const int column = tile.getArea().x0 / _tileSide;
+    const int row = tile.getArea().y0 / _tileSide;
+    std::vector<unsigned char> plain = tile.takeBytes();
+    std::vector<unsigned char> bytes( CHUNK_HEAD_BYTES + plain.size() );
+    const std::size_t size = packBytes( std::move( plain ), &bytes[CHUNK_HEAD_BYTES], _level );
+    bytes.resize( CHUNK_HEAD_BYTES + size );
+    bytes.shrink_to_fit();
+    char* head = reinterpret_cast<char*>( bytes.data() );
+    for( const int value : { column, row, 0, 0, static_cast<int>( size ) } ) {
+        Imf::Xdr::write<Imf::CharPtrIO>( head, value );
     }
-    const std::size_t pixelBytes = CHANNELS * sizeof( half );
-    Imf::FrameBuffer buffer;
-    for( std::size_t c = 0; c < CHANNELS; ++c ) {
-        buffer.insert( CHANNEL_NAMES[c],
-                       Imf::Slice( Imf::HALF, reinterpret_cast<char*>( &halves[c] ), pixelBytes,
-                                   pixelBytes * static_cast<std::size_t>( _imp->tileSide ), 1, 1,
-                                   0.0, true, true ) );
+    return { static_cast<std::size_t>( row ) * static_cast<std::size_t>( _columns ) +
+                 static_cast<std::size_t>( column ),
+             std::move( bytes ) };
+}
+
+void ExrWriter::put( PackedTile tile ) {
+    for( const Chunk& chunk : placeChunks( std::move( tile ) ) ) {
+        _file.write( chunk.position, chunk.bytes.data(), chunk.bytes.size() );
     }
-    _imp->image->setFrameBuffer( buffer );
-    _imp->image->writeTile( column, row );
+}
+
+/// What can be written now, the tiles before it having their places.
+std::vector<ExrWriter::Chunk> ExrWriter::placeChunks( PackedTile tile ) {
+    std::vector<Chunk> chunks;
+    const std::lock_guard guard( _lock );
+    _waiting.emplace( tile.index, std::move( tile.bytes ) );
+    for( auto next = _waiting.begin();
+         next != _waiting.end() && next->first == _positions.size(); ) {
+        _positions.push_back( _end );
+        _end += next->second.size();
+        chunks.push_back( { _positions.back(), std::move( next->second ) } );
+        next = _waiting.erase( next );
+    }
+    return chunks;
 }
 
 void ExrWriter::finish() {
-    _imp->image.reset();
-    _imp->stream.raiseFailure();
+    QV_ASSERT( _positions.size() == countTiles( _width, _height, _tileSide ) );
+    Imf::StdOSStream table;
+    for( const std::uint64_t position : _positions ) {
+        Imf::Xdr::write<Imf::StreamIO>( table, position );
+    }
+    const std::string bytes = _head + table.str();
+    _file.write( 0, bytes.data(), bytes.size() );
 }
 
 } // namespace Qv::Comp

@@ -48,8 +48,10 @@ Outputs::Outputs( const Options& options, const Scene& scene )
 }
 
 void Outputs::write( TilePlane& picture, const PictureHead& head, Dithering dithering,
-                     Passes& passes ) {
-    writePicture( picture, head, _picture, getPreview(), dithering, passes );
+                     PassRunner& runner ) {
+    PictureFiles files( picture.getWidth(), picture.getHeight(), head, _picture, getPreview(),
+                        dithering );
+    writePicture( picture, files, runner );
 }
 
 void Outputs::commit( const std::optional<OutputLock>& lock ) {

@@ -15,7 +15,8 @@ class Outputs {
 public:
     Outputs( const Options& options, const Scene& scene );
 
-    void write( TilePlane& picture, const PictureHead& head, Dithering dithering, Passes& passes );
+    void write( TilePlane& picture, const PictureHead& head, Dithering dithering,
+                PassRunner& runner );
     /// Gives the files their names, which comes last, when nothing else can fail.
     void commit( const std::optional<OutputLock>& lock );
 

@@ -116,10 +116,10 @@ void subtract( Report& report, const Report& before ) {
 std::vector<double> getWeights( const Options& options, const Scene& scene ) {
     // Nanoseconds a pixel, like those of rendering.
     constexpr double WRITING = 170.0;
-    std::vector<double> weights =
-        getPhaseWeights( scene, std::min( options.threads, MtUtil::getNbUsableProcessors() ) );
+    const int threads = std::min( options.threads, MtUtil::getNbUsableProcessors() );
+    std::vector<double> weights = getPhaseWeights( scene, threads );
     const std::vector<double> again = options.mustVerify ? weights : std::vector<double>();
-    weights.push_back( WRITING * scene.width * scene.height );
+    weights.push_back( WRITING * scene.width * scene.height / threads );
     weights.insert( weights.end(), again.begin(), again.end() );
     return weights;
 }
@@ -204,7 +204,7 @@ Report PictureMaker::makePicture( const Options& options, const ProgressPart& pa
     const Report before = countSoFar( store, *_workers );
     PassRunner runner( *_workers, store.getPrefetchDepth(), passes );
     const auto picture = renderScene( scene, store, runner );
-    outputs.write( *picture, makePictureHead( scene ), options.dithering, passes );
+    outputs.write( *picture, makePictureHead( scene ), options.dithering, runner );
 
     Report report = countSoFar( store, *_workers );
     subtract( report, before );

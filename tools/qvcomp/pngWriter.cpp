@@ -49,9 +49,12 @@ struct PngWriter::Imp {
     /// object that has a destructor.
     template <class Function>
     void run( const Function& function ) {
-        if( setjmp( png_jmpbuf( png ) ) == 0 ) {
-            function();
-            return;
+        if( !hasFailed ) {
+            if( setjmp( png_jmpbuf( png ) ) == 0 ) {
+                function();
+                return;
+            }
+            hasFailed = true;
         }
         if( failure ) {
             std::rethrow_exception( failure );
@@ -63,6 +66,8 @@ struct PngWriter::Imp {
     std::uint64_t position = 0;
     std::exception_ptr failure;
     const char* text = "libpng failed";
+    // What another thread still has is no work for libpng then.
+    bool hasFailed = false;
     png_structp png = nullptr;
     png_infop info = nullptr;
 };

@@ -8,7 +8,7 @@ namespace Qv::Comp {
 
 /// Writes a PNG picture of 8-bit sRGB colours without alpha, line by line.
 ///
-/// Errors: Failure when the file can't be written.
+/// Errors: Failure when the file can't be written, also from each operation after that.
 class PngWriter {
 public:
     PngWriter( PendingFile& file, int width, int height );
