@@ -43,7 +43,7 @@ protected:
     static constexpr int TILE_SIDE = 16;
 
     std::unique_ptr<TilePlane> paint( int width, int height, const Paint& paint ) {
-        auto plane = _store.createPlane( "test", width, height );
+        auto plane = _store.createPlane( "test", width, height, TileShape::SQUARE );
         for( const TilePos pos : orderByRows( *plane ) ) {
             const TileWriter tile = plane->write( pos );
             const PixelArea& area = tile.getArea();

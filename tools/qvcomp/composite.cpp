@@ -55,7 +55,8 @@ void joinTile( const TileWriter& target, const TileReader& layer, const LayerOpt
 std::unique_ptr<TilePlane> compositeLayers( PassRunner& runner, TileStore& store,
                                             const std::vector<std::unique_ptr<TilePlane>>& layers,
                                             const std::vector<LayerOptions>& options ) {
-    auto result = store.createPlane( "composite", layers[0]->getWidth(), layers[0]->getHeight() );
+    auto result = store.createPlane( "composite", layers[0]->getWidth(), layers[0]->getHeight(),
+                                     TileShape::SQUARE );
     const auto getInputs = [&]( TilePos pos ) {
         std::vector<TileRef> inputs;
         for( const auto& layer : layers ) {

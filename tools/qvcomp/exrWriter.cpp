@@ -119,7 +119,7 @@ ExrWriter::ExrWriter( PendingFile& file, int width, int height, const PictureHea
     const Imf::Header header = makeTiledHeader( head, width, height, tileSide );
     _level = header.zipCompressionLevel();
     _head = makeHead( header );
-    const std::size_t nbTiles = countTiles( width, height, tileSide );
+    const std::size_t nbTiles = countTiles( width, height, { tileSide, tileSide } );
     _positions.reserve( nbTiles );
     _end = _head.size() + nbTiles * sizeof( std::uint64_t );
 }
@@ -169,7 +169,7 @@ std::vector<ExrWriter::Chunk> ExrWriter::placeChunks( PackedTile tile ) {
 }
 
 void ExrWriter::finish() {
-    QV_ASSERT( _positions.size() == countTiles( _width, _height, _tileSide ) );
+    QV_ASSERT( _positions.size() == countTiles( _width, _height, { _tileSide, _tileSide } ) );
     Imf::StdOSStream table;
     for( const std::uint64_t position : _positions ) {
         Imf::Xdr::write<Imf::StreamIO>( table, position );

@@ -128,7 +128,8 @@ std::unique_ptr<TilePlane> spreadAcross( PassRunner& runner, TileStore& store, T
                                          const Lattice& lattice, double sigma ) {
     const GaussianTaps filter( lattice, sigma * sigma - getSplineVariance( lattice ),
                                picture.getWidth() );
-    auto result = store.createPlane( "glow across", lattice.count, picture.getHeight() );
+    auto result =
+        store.createPlane( "glow across", lattice.count, picture.getHeight(), TileShape::SQUARE );
     const auto getInputs = [&]( TilePos pos ) {
         const PixelArea area = result->getArea( pos );
         return listRowInputs( picture, pos.row, filter.at( area.x0 ).first,
@@ -147,7 +148,7 @@ std::unique_ptr<TilePlane> spreadDown( PassRunner& runner, TileStore& store, Til
                                        double sigma ) {
     const int height = across.getHeight();
     const GaussianTaps filter( Lattice( 1.0, height ), sigma * sigma, height );
-    auto result = store.createPlane( "glow", across.getWidth(), height );
+    auto result = store.createPlane( "glow", across.getWidth(), height, TileShape::SQUARE );
     const auto getInputs = [&]( TilePos pos ) {
         const PixelArea area = result->getArea( pos );
         return listColumnInputs( across, pos.column, filter.at( area.y0 ).first,

@@ -329,7 +329,7 @@ public:
         const int width = _plane.getWidth();
         const int height = _plane.getHeight();
         const int lines = alignDown( countAtOnce( static_cast<std::uint64_t>( width ), height ),
-                                     _plane.getTileSide() );
+                                     _plane.getTile().height );
         auto part = open<Imf::InputPart>();
         Block block( _image, { 0, 0, width, lines } );
         for( int y = 0; y < height; y += lines ) {
@@ -349,7 +349,7 @@ public:
         const int columns = countAtOnce( tilePixels, layout.columns );
         const int rows = alignDown(
             countAtOnce( tilePixels * static_cast<std::uint64_t>( layout.columns ), layout.rows ),
-            _plane.getTileSide() / layout.chunkHeight );
+            _plane.getTile().height / layout.chunkHeight );
         auto part = open<Imf::TiledInputPart>();
         Block block( _image, { 0, 0, columns * layout.chunkWidth, rows * layout.chunkHeight } );
         for( int row = 0; row < layout.rows; row += rows ) {
@@ -444,7 +444,8 @@ std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store, 
     const auto image = guardReading(
         layer.path, [&] { return std::make_unique<LayerImage>( layer.path, checkHead ); } );
     checkUnchanged( layer, image->getInfo() );
-    auto plane = store.createPlane( name + " source", layer.width, layer.height );
+    auto plane =
+        store.createPlane( name + " source", layer.width, layer.height, TileShape::SQUARE );
     PlaneFiller filler( *plane, *image, passes );
     image->getLayout().isTiled ? filler.fillFromTiles() : filler.fillFromLines();
     passes.end();

@@ -1,13 +1,15 @@
 #include <tools/qvcomp/plainTiles.h>
 
+#include <tools/qvcomp/pixelMath.h>
+
 namespace Qv::Comp {
 
 namespace {
 
 class PlainPlane : public TilePlane {
 public:
-    PlainPlane( int width, int height, int tileSide )
-        : TilePlane( width, height, tileSide )
+    PlainPlane( int width, int height, TileSize tile )
+        : TilePlane( width, height, tile )
         , _tiles( getTileCount() ) {}
 
 private:
@@ -18,8 +20,8 @@ private:
     std::shared_ptr<float> performWrite( std::size_t index ) override {
         auto& tile = _tiles[index];
         if( tile.empty() ) {
-            const auto side = static_cast<std::size_t>( getTileSide() );
-            tile.resize( side * side * CHANNELS );
+            tile.resize( toFloats( getTile().width ) *
+                         static_cast<std::size_t>( getTile().height ) );
         }
         return { std::shared_ptr<float>(), tile.data() };
     }
@@ -33,8 +35,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<TilePlane> PlainTiles::createPlane( const std::string&, int width, int height ) {
-    return std::make_unique<PlainPlane>( width, height, _tileSide );
+std::unique_ptr<TilePlane> PlainTiles::createPlane( const std::string&, int width, int height,
+                                                    TileShape shape ) {
+    return std::make_unique<PlainPlane>( width, height, getTileSize( _tileSide, shape, width ) );
 }
 
 } // namespace Qv::Comp

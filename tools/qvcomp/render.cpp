@@ -49,7 +49,7 @@ double getGlowSigma( const Scene& scene ) noexcept {
 
 std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) noexcept {
     const auto count = [&]( int width, int height ) {
-        return countTiles( width, height, tileSide );
+        return countTiles( width, height, { tileSide, tileSide } );
     };
     const std::size_t frame = count( scene.width, scene.height );
     const std::size_t atWork = std::min( frame, static_cast<std::size_t>( threads ) );

@@ -113,7 +113,7 @@ void limitRings( const TileWriter& tile, TilePlane& soft, const std::vector<Tile
     const TileRef* read = nullptr;
     for( int y = area.y0; y < area.y1; y += LINES ) {
         const TileWriter lines( { area.x0, y, area.x1, std::min( y + LINES, area.y1 ) },
-                                soft.getTileSide(), pixels );
+                                soft.getTile().width, pixels );
         clear( lines );
         for( const TileRef& input : inputs ) {
             const PixelArea from = soft.getArea( input.pos );
@@ -171,7 +171,7 @@ std::unique_ptr<TilePlane> Resampling::run( std::unique_ptr<TilePlane> source,
 
 std::unique_ptr<TilePlane> Resampling::place( TilePlane& source, const std::string& name,
                                               const Placement& placement, int width, int height ) {
-    auto result = _store.createPlane( name, width, height );
+    auto result = _store.createPlane( name, width, height, TileShape::SQUARE );
     const int left = getShift( placement.x, width );
     const int top = getShift( placement.y, height );
     const auto getInputs = [&]( TilePos pos ) {
@@ -191,7 +191,7 @@ std::unique_ptr<TilePlane> Resampling::place( TilePlane& source, const std::stri
 Resampling::Widened Resampling::runAcross( TilePlane& source, const std::string& name,
                                            const AxisPlacement& axis, int width ) {
     const auto createPlane = [&]( const char* kind ) {
-        return _store.createPlane( name + kind, width, source.getHeight() );
+        return _store.createPlane( name + kind, width, source.getHeight(), TileShape::SQUARE );
     };
     Widened result{ createPlane( " sharp" ), createPlane( " soft" ), createPlane( " dark" ), {} };
     result.areDark.resize( result.dark->getTileCount() );
@@ -232,7 +232,7 @@ Resampling::Widened Resampling::runAcross( TilePlane& source, const std::string&
 
 std::unique_ptr<TilePlane> Resampling::runDown( const Widened& source, const std::string& name,
                                                 const AxisPlacement& axis, int height ) {
-    auto result = _store.createPlane( name, source.sharp->getWidth(), height );
+    auto result = _store.createPlane( name, source.sharp->getWidth(), height, TileShape::SQUARE );
     const FilterTaps sharpFilter( axis, height, Lobes::ALL );
     const FilterTaps softFilter( axis, height, Lobes::POSITIVE );
     const auto getInputs = [&]( TilePos pos ) {

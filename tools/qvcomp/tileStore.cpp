@@ -10,21 +10,21 @@ int divideUp( int value, int divisor ) noexcept {
 
 } // namespace
 
-TilePlane::TilePlane( int width, int height, int tileSide )
+TilePlane::TilePlane( int width, int height, TileSize tile )
     : _width( width )
     , _height( height )
-    , _tileSide( tileSide )
-    , _columns( divideUp( width, tileSide ) )
-    , _rows( divideUp( height, tileSide ) ) {}
+    , _tile( tile )
+    , _columns( divideUp( width, tile.width ) )
+    , _rows( divideUp( height, tile.height ) ) {}
 
 std::size_t TilePlane::getTileCount() const noexcept {
     return static_cast<std::size_t>( _columns ) * static_cast<std::size_t>( _rows );
 }
 
 PixelArea TilePlane::getArea( TilePos pos ) const noexcept {
-    const int x = pos.column * _tileSide;
-    const int y = pos.row * _tileSide;
-    return { x, y, std::min( x + _tileSide, _width ), std::min( y + _tileSide, _height ) };
+    const int x = pos.column * _tile.width;
+    const int y = pos.row * _tile.height;
+    return { x, y, std::min( x + _tile.width, _width ), std::min( y + _tile.height, _height ) };
 }
 
 std::size_t TilePlane::toIndex( TilePos pos ) const noexcept {
@@ -32,9 +32,19 @@ std::size_t TilePlane::toIndex( TilePos pos ) const noexcept {
            static_cast<std::size_t>( pos.column );
 }
 
-std::size_t countTiles( int width, int height, int tileSide ) noexcept {
-    return static_cast<std::size_t>( divideUp( width, tileSide ) ) *
-           static_cast<std::size_t>( divideUp( height, tileSide ) );
+TileSize getTileSize( int side, TileShape shape, int planeWidth ) noexcept {
+    constexpr int WIDEST_BAND = 8;
+    if( shape == TileShape::SQUARE ) {
+        return { side, side };
+    }
+    const int columns = divideUp( planeWidth, WIDEST_BAND * side );
+    const int width = divideUp( planeWidth, columns );
+    return { width, side * side / width };
+}
+
+std::size_t countTiles( int width, int height, TileSize tile ) noexcept {
+    return static_cast<std::size_t>( divideUp( width, tile.width ) ) *
+           static_cast<std::size_t>( divideUp( height, tile.height ) );
 }
 
 } // namespace Qv::Comp

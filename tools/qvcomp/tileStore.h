@@ -22,6 +22,20 @@ struct PixelArea {
     int getHeight() const noexcept { return y1 - y0; }
 };
 
+/// How the tiles of a plane are cut, all with about as many pixels as a square one.
+enum class TileShape {
+    SQUARE,
+    /// Up to eight times as wide, all of a plane evenly so: for planes that are filled and used
+    /// line by line.
+    BAND
+};
+
+/// Of a tile, in pixels.
+struct TileSize {
+    int width;
+    int height;
+};
+
 /// Column and row of a tile in its plane.
 struct TilePos {
     int column;
@@ -32,9 +46,9 @@ struct TilePos {
 template <class Float>
 class TileAccess {
 public:
-    TileAccess( const PixelArea& area, int tileSide, std::shared_ptr<Float> pixels )
+    TileAccess( const PixelArea& area, int lineWidth, std::shared_ptr<Float> pixels )
         : _area( area )
-        , _tileSide( tileSide )
+        , _lineWidth( lineWidth )
         , _pixels( std::move( pixels ) ) {}
 
     /// The pixels of the plane that the tile holds.
@@ -44,24 +58,24 @@ public:
     Float* at( int x, int y ) const noexcept {
         const auto row = static_cast<std::size_t>( y - _area.y0 );
         const auto column = static_cast<std::size_t>( x - _area.x0 );
-        return _pixels.get() + ( row * static_cast<std::size_t>( _tileSide ) + column ) * CHANNELS;
+        return _pixels.get() + row * getLineFloats() + column * CHANNELS;
     }
 
     /// Floats from one line to the next.
     std::size_t getLineFloats() const noexcept {
-        return static_cast<std::size_t>( _tileSide ) * CHANNELS;
+        return static_cast<std::size_t>( _lineWidth ) * CHANNELS;
     }
 
 private:
     PixelArea _area;
-    int _tileSide;
+    int _lineWidth;
     std::shared_ptr<Float> _pixels;
 };
 
 using TileReader = TileAccess<const float>;
 using TileWriter = TileAccess<float>;
 
-/// An image cut into square tiles, which may be out of memory while nobody has access to them.
+/// An image cut into tiles, which may be out of memory while nobody has access to them.
 ///
 /// Threads: all operations from any thread. Who writes a tile is alone with it: passes are made so.
 /// Memory:  `read`, `write` and `prefetch` may block until another thread gives a tile up. A thread
@@ -70,27 +84,27 @@ using TileWriter = TileAccess<float>;
 /// Errors:  what the storage behind the plane raises.
 class TilePlane {
 public:
-    TilePlane( int width, int height, int tileSide );
+    TilePlane( int width, int height, TileSize tile );
     TilePlane( const TilePlane& ) = delete;
     TilePlane& operator=( const TilePlane& ) = delete;
     virtual ~TilePlane() = default;
 
     int getWidth() const noexcept { return _width; }
     int getHeight() const noexcept { return _height; }
-    int getTileSide() const noexcept { return _tileSide; }
+    const TileSize& getTile() const noexcept { return _tile; }
     int getColumns() const noexcept { return _columns; }
     int getRows() const noexcept { return _rows; }
     std::size_t getTileCount() const noexcept;
     /// The tile that holds pixel `x`, `y`.
-    TilePos getPos( int x, int y ) const noexcept { return { x / _tileSide, y / _tileSide }; }
+    TilePos getPos( int x, int y ) const noexcept { return { x / _tile.width, y / _tile.height }; }
     PixelArea getArea( TilePos pos ) const noexcept;
 
     TileReader read( TilePos pos ) {
-        return { getArea( pos ), _tileSide, performRead( toIndex( pos ) ) };
+        return { getArea( pos ), _tile.width, performRead( toIndex( pos ) ) };
     }
     /// A tile that was never written has undefined content.
     TileWriter write( TilePos pos ) {
-        return { getArea( pos ), _tileSide, performWrite( toIndex( pos ) ) };
+        return { getArea( pos ), _tile.width, performWrite( toIndex( pos ) ) };
     }
     /// Starts to bring a tile in that will be read soon.
     void prefetch( TilePos pos ) { performPrefetch( toIndex( pos ) ); }
@@ -110,7 +124,7 @@ private:
 
     int _width;
     int _height;
-    int _tileSide;
+    TileSize _tile;
     int _columns;
     int _rows;
 };
@@ -129,14 +143,17 @@ public:
     TileStore& operator=( const TileStore& ) = delete;
     virtual ~TileStore() = default;
 
-    /// All tiles have the side that the store was made with. `name` is for messages.
-    virtual std::unique_ptr<TilePlane> createPlane( const std::string& name, int width,
-                                                    int height ) = 0;
+    /// Square tiles have the side that the store was made with. `name` is for messages.
+    virtual std::unique_ptr<TilePlane> createPlane( const std::string& name, int width, int height,
+                                                    TileShape shape ) = 0;
     /// How many tiles each computing thread may ask for ahead of need.
     virtual std::size_t getPrefetchDepth() const = 0;
 };
 
+/// Of the tiles of a plane of this width in a store whose square tiles have this side.
+TileSize getTileSize( int side, TileShape shape, int planeWidth ) noexcept;
+
 /// Tiles that a plane of this size has.
-std::size_t countTiles( int width, int height, int tileSide ) noexcept;
+std::size_t countTiles( int width, int height, TileSize tile ) noexcept;
 
 } // namespace Qv::Comp

@@ -18,15 +18,16 @@ std::vector<TileRef> listInputs( TilePlane& source, TilePos first, TilePos last 
 } // namespace
 
 std::vector<TileRef> listRowInputs( TilePlane& source, int row, int first, int last ) {
-    const int side = source.getTileSide();
+    const int width = source.getTile().width;
     return first > last ? std::vector<TileRef>()
-                        : listInputs( source, { first / side, row }, { last / side, row } );
+                        : listInputs( source, { first / width, row }, { last / width, row } );
 }
 
 std::vector<TileRef> listColumnInputs( TilePlane& source, int column, int first, int last ) {
-    const int side = source.getTileSide();
-    return first > last ? std::vector<TileRef>()
-                        : listInputs( source, { column, first / side }, { column, last / side } );
+    const int height = source.getTile().height;
+    return first > last
+               ? std::vector<TileRef>()
+               : listInputs( source, { column, first / height }, { column, last / height } );
 }
 
 std::vector<TileRef> listAreaInputs( TilePlane& source, const PixelArea& area ) {
