@@ -12,6 +12,8 @@ namespace Qv {
 ///     MbBuffer tile = factory.create( "tile", 65536 );
 ///
 /// Alignment: without one, to 128 bytes; in any case at least as the server's transfers need it.
+///            A buffer of n bytes that is aligned to a bytes takes n + a - 1 of the memory, so that
+///            a memory of n bytes has no room for it.
 /// Lifetime:  buffers may outlive the factory, and end before the server.
 class QV_MEDIATILES_API TiBufferFactory : public MbBufferSimpleFactory {
 public:
