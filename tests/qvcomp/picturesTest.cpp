@@ -7,6 +7,8 @@
 
 #include <half.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <fstream>
 
@@ -52,6 +54,101 @@ TEST_F( QvcompRunTest, MakesTheSameFilesWhateverTheOptions ) {
         }
     }
 }
+
+/// How far `result` is from `expected`, as a part of the value or of 1, whichever is greater.
+float getDistance( const TestPixel& result, const TestPixel& expected ) {
+    const auto compare = []( float a, float b ) {
+        return std::abs( a - b ) / std::max( 1.0F, std::abs( b ) );
+    };
+    return std::max( { compare( result.r, expected.r ), compare( result.g, expected.g ),
+                       compare( result.b, expected.b ), compare( result.a, expected.a ) } );
+}
+
+TEST_F( QvcompRunTest, AMirroredLayerMakesTheMirroredPicture ) {
+    // With rings of all kinds to be limited: lamps, faulty pixels, and edges between them.
+    const int width = 37;
+    const int height = 29;
+    const auto paint = [&]( bool isMirrored, bool isFlipped ) {
+        return [=]( int x, int y ) {
+            x = isMirrored ? width - 1 - x : x;
+            y = isFlipped ? height - 1 - y : y;
+            const int kind = ( x * 7919 + y * 104729 ) % 61;
+            const float light = kind == 0         ? 500.0F
+                                : kind == 1       ? -149.0F
+                                : x < 15 || y < 9 ? 0.02F
+                                                  : 3.0F;
+            return TestPixel{ light, 0.7F * light, 0.9F, 1.0F };
+        };
+    };
+    struct Case {
+        std::array<int, 2> size;
+        Arguments options;
+        float tolerance;
+    };
+    // Half floats, and the glow, which is sampled from the left to the right.
+    const Case cases[] = { { { 111, 61 }, { "--glow=0" }, 0x1p-10F },
+                           { { 19, 13 }, { "--glow=0", "--fit=contain" }, 0x1p-10F },
+                           { { 90, 41 }, { "--glow=0", "--pixel-aspect=2" }, 0x1p-10F },
+                           { { 111, 61 }, { "--glow-radius=4" }, 1e-3F } };
+    _layers = { ( _inputs.path() / "mirrored.exr" ).string() };
+    for( const auto& [size, options, tolerance] : cases ) {
+        Arguments all{ "--matte=none", "--size",
+                       std::to_string( size[0] ) + "x" + std::to_string( size[1] ) };
+        all.insert( all.end(), options.begin(), options.end() );
+        std::vector<TestPixel> upright;
+        for( unsigned way = 0; way < 4; ++way ) {
+            const bool isMirrored = way & 1;
+            const bool isFlipped = way & 2;
+            writeImage( _layers[0],
+                        { width, height, "RGB", 0, 0, 0, paint( isMirrored, isFlipped ) } );
+            run( all );
+            const std::vector<TestPixel> picture = readImage( getOutput() );
+            upright = way == 0 ? picture : upright;
+            for( int i = 0; i < size[0] * size[1]; ++i ) {
+                const int x = isMirrored ? size[0] - 1 - i % size[0] : i % size[0];
+                const int y = isFlipped ? size[1] - 1 - i / size[0] : i / size[0];
+                const auto from = static_cast<std::size_t>( y * size[0] + x );
+                ASSERT_LE( getDistance( picture[static_cast<std::size_t>( i )], upright[from] ),
+                           tolerance )
+                    << way << ": " << i % size[0] << ", " << i / size[0];
+            }
+        }
+    }
+}
+
+#if defined( QV_OIIOTOOL )
+TEST_F( QvcompRunTest, ScalesAsAnotherProgramDoes ) {
+    // No contrast at which a limit acts.
+    const auto paint = []( int x, int y ) {
+        const auto light = static_cast<float>( ( x * 7919 + y * 104729 ) % 97 ) / 97.0F;
+        return TestPixel{ 0.25F + 0.75F * light, 1.0F, 2.0F - light, 1.0F };
+    };
+    _layers = { ( _inputs.path() / "noise.exr" ).string() };
+    writeImage( _layers[0], { 96, 48, "RGB", 0, 0, 0, paint } );
+    const std::string theirs = ( _outputs.path() / "theirs.exr" ).string();
+    for( const auto& [width, height] : { std::pair( 250, 125 ), { 60, 30 }, { 22, 11 } } ) {
+        const std::string size = std::to_string( width ) + "x" + std::to_string( height );
+        const Outcome outcome =
+            ChildCommand( { QV_OIIOTOOL, _layers[0], "--ch", "R,G,B,A=1",
+                            "--resize:filter=mitchell", size, "-d", "float", "-o", theirs } )
+                .finish();
+        ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
+        run( { "--size", size, "--matte=none", "--glow=0" } );
+        const std::vector<TestPixel> picture = readImage( getOutput() );
+        const std::vector<TestPixel> expected = readImage( theirs );
+        ASSERT_EQ( picture.size(), expected.size() );
+        // Beyond its borders the other program repeats an image's last pixels.
+        const int border = 2 * ( width / 96 + 1 );
+        for( int y = border; y < height - border; ++y ) {
+            for( int x = border; x < width - border; ++x ) {
+                const auto i = static_cast<std::size_t>( y * width + x );
+                ASSERT_LE( getDistance( picture[i], expected[i] ), 0x1p-10F )
+                    << size << ": " << x << ", " << y;
+            }
+        }
+    }
+}
+#endif
 
 TEST_F( QvcompRunTest, MakesTheSamePictureUnbuffered ) {
     run();
