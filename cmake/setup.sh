@@ -13,7 +13,7 @@ QV_NEEDS=(
     "module:benchmark libbenchmark-dev"
     "module:OpenEXR libopenexr-dev"
     "module:libpng libpng-dev"
-    "module:zlib zlib1g-dev"
+    "module:libdeflate libdeflate-dev"
     "command:oiiotool openimageio-tools"
     "module:tbb libtbb-dev"
     "module:expat libexpat1-dev"

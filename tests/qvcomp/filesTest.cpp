@@ -18,7 +18,6 @@
 #include <ImfFrameBuffer.h>
 #include <ImfStdIO.h>
 #include <ImfTiledOutputFile.h>
-#include <OpenEXRConfig.h>
 #include <gmock/gmock.h>
 #include <half.h>
 
@@ -131,20 +130,21 @@ TEST_F( QvcompFilesTest, ExrWriterMakesTheFilesOfTheFormatsOwnLibrary ) {
     head.corner = { -3, 5 };
     head.display = { { 0, 0 }, { 99, 49 } };
     head.first.chromaticities = Imf::Chromaticities();
-    const std::vector<std::function<half( std::size_t )>> kinds{
-        []( std::size_t ) { return half( 0.25F ); },
-        []( std::size_t i ) { return half( static_cast<float>( i % 700 ) ); },
+    const auto makeNoise = [&]( std::size_t ) {
+        const half value( half::FromBits, static_cast<std::uint16_t>( random() ) );
+        return value.isFinite() ? value : half( 0.0F );
+    };
+    const std::vector<std::pair<bool, std::function<half( std::size_t )>>> kinds{
+        { false, []( std::size_t ) { return half( 0.25F ); } },
+        { false, []( std::size_t i ) { return half( static_cast<float>( i % 700 ) ); } },
         // Can't be packed.
-        [&]( std::size_t ) {
-            const half value( half::FromBits, static_cast<std::uint16_t>( random() ) );
-            return value.isFinite() ? value : half( 0.0F );
-        } };
+        { true, makeNoise } };
     for( const auto& [width, height, side] : { std::tuple{ 1, 1, 256 },
                                                { 7, 1, 16 },
                                                { 255, 257, 256 },
                                                { 256, 256, 256 },
                                                { 300, 113, 64 } } ) {
-        for( const auto& paint : kinds ) {
+        for( const auto& [isPlain, paint] : kinds ) {
             std::vector<half> pixels( toFloats( width ) * static_cast<std::size_t>( height ) );
             for( std::size_t i = 0; i < pixels.size(); ++i ) {
                 pixels[i] = paint( i );
@@ -152,8 +152,8 @@ TEST_F( QvcompFilesTest, ExrWriterMakesTheFilesOfTheFormatsOwnLibrary ) {
             const std::string expected = writeByLibrary( head, width, height, side, pixels );
             const std::string bytes = writeByWriter( head, width, height, side, pixels, random );
             SCOPED_TRACE( std::to_string( width ) + " x " + std::to_string( height ) );
-            // Later ones pack by another library.
-            if( OPENEXR_VERSION_MAJOR == 3 && OPENEXR_VERSION_MINOR == 1 ) {
+            // It packs by zlib, whose bytes differ.
+            if( isPlain ) {
                 EXPECT_TRUE( bytes == expected );
             }
             std::ofstream( getOutput() ) << bytes;

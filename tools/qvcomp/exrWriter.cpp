@@ -10,10 +10,11 @@
 #include <ImfVersion.h>
 #include <ImfXdr.h>
 
+#include <memory>
 #include <new>
 
 #include <half.h>
-#include <zlib.h>
+#include <libdeflate.h>
 
 namespace Qv::Comp {
 
@@ -71,18 +72,20 @@ void joinHalves( const std::vector<unsigned char>& bytes, unsigned char* target 
 /// Fills `target` with the packed bytes, or with the plain ones where packing makes them no
 /// smaller, and returns how many these are. There is room for as many as `bytes` has.
 std::size_t packBytes( std::vector<unsigned char> bytes, unsigned char* target, int level ) {
-    makeDifferences( bytes );
-    uLongf size = bytes.size() - 1;
-    switch( ::compress2( target, &size, bytes.data(), bytes.size(), level ) ) {
-    case Z_OK:
-        return size;
-    case Z_BUF_ERROR:
-        undoDifferences( bytes );
-        joinHalves( bytes, target );
-        return bytes.size();
-    default:
+    const std::unique_ptr<libdeflate_compressor, void ( * )( libdeflate_compressor* )> compressor(
+        ::libdeflate_alloc_compressor( level ), ::libdeflate_free_compressor );
+    if( !compressor ) {
         throw std::bad_alloc();
     }
+    makeDifferences( bytes );
+    const std::size_t size = ::libdeflate_zlib_compress( compressor.get(), bytes.data(),
+                                                         bytes.size(), target, bytes.size() - 1 );
+    if( size > 0 ) {
+        return size;
+    }
+    undoDifferences( bytes );
+    joinHalves( bytes, target );
+    return bytes.size();
 }
 
 } // namespace
