@@ -1,12 +1,10 @@
-#include <tools/qvcomp/composite.h>
 #include <tools/qvcomp/dither.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/glow.h>
-#include <tools/qvcomp/placement.h>
+#include <tools/qvcomp/placedLayer.h>
 #include <tools/qvcomp/plainTiles.h>
 #include <tools/qvcomp/planeCompare.h>
 #include <tools/qvcomp/progress.h>
-#include <tools/qvcomp/resample.h>
 #include <tools/qvcomp/toneMap.h>
 
 #include <tests/support/gate.h>
@@ -73,10 +71,14 @@ protected:
 
     std::unique_ptr<TilePlane> resample( std::unique_ptr<TilePlane> source, int width, int height,
                                          Fit fit = Fit::COVER ) {
-        const Placement placement = placeLayer(
-            makeLayer( source->getWidth(), source->getHeight() ), makeScene( width, height, fit ) );
-        return Resampling( _runner, _store, std::nullopt )
-            .run( std::move( source ), "test", placement, width, height );
+        const PlacedLayer layer( placeLayer( makeLayer( source->getWidth(), source->getHeight() ),
+                                             makeScene( width, height, fit ) ),
+                                 width, height, std::nullopt, {}, true );
+        auto result = paint( width, height, []( int, int ) { return Pixel{}; } );
+        for( const TilePos pos : orderByRows( *result ) ) {
+            layer.joinTo( result->write( pos ), *source );
+        }
+        return result;
     }
 
     /// The plane with its lines turned into columns, and its columns mirrored.
@@ -297,17 +299,6 @@ TEST( QvcompPlacementTest, LayersStandByTheirDisplayWindows ) {
     EXPECT_EQ( place( whole, 2.0, contain ), Expected( 2.0, 0.0, 1.0, 150.0 ) );
     EXPECT_EQ( place( whole, 2.0, wide ), Expected( 1.0, 0.0, 1.0, 0.0 ) );
     EXPECT_EQ( place( whole, 1.0, wide ), Expected( 0.5, 0.0, 1.0, 0.0 ) );
-}
-
-TEST_F( QvcompPictureTest, OverShowsWhatALayerLetsThrough ) {
-    std::vector<std::unique_ptr<TilePlane>> layers;
-    layers.push_back( paint( 20, 20, []( int, int ) { return Pixel{ 1, 1, 0, 1 }; } ) );
-    layers.push_back( paint( 20, 20, []( int x, int ) {
-        return x < 10 ? Pixel{ 0, 0.25F, 0, 0.25F } : Pixel{ 0, 0, 2, 1 };
-    } ) );
-    const auto result = compositeLayers( _runner, _store, layers, { {}, {} } );
-    EXPECT_EQ( get( *result, 3, 3 ), ( Pixel{ 0.75F, 1.0F, 0.0F, 1.0F } ) );
-    EXPECT_EQ( get( *result, 19, 19 ), ( Pixel{ 0, 0, 2, 1 } ) );
 }
 
 TEST( QvcompMatteTest, ShowsMostOfEachLayerSomewhere ) {

@@ -98,9 +98,6 @@ double mixColours( Operation operation, double s, double a, double d, double b )
 
 TEST( QvcompOperationTest, MixColoursAndAlphaByOpacity ) {
     PlainTiles store( 16 );
-    Passes passes;
-    const auto workers = makeWorkers( "test", 1, 2 );
-    PassRunner runner( *workers, 0, passes );
     const Pixel below[] = { { 0.5F, 0.25F, 1.0F, 1.0F },
                             { 0.1F, 0.3F, 0.2F, 0.4F },
                             { 0.0F, 0.0F, 0.0F, 0.0F },
@@ -121,11 +118,10 @@ TEST( QvcompOperationTest, MixColoursAndAlphaByOpacity ) {
     for( const Operation operation :
          { Operation::OVER, Operation::PLUS, Operation::MULTIPLY, Operation::SCREEN } ) {
         for( const float opacity : { 1.0F, 0.25F, 0.0F } ) {
-            std::vector<std::unique_ptr<TilePlane>> layers;
-            layers.push_back( paint( [&]( int i ) { return below[i % 4]; } ) );
-            layers.push_back( paint( [&]( int i ) { return above[i / 4]; } ) );
-            const auto result = compositeLayers(
-                runner, store, layers, { { Operation::SCREEN }, { operation, opacity } } );
+            const auto result = paint( [&]( int i ) { return below[i % 4]; } );
+            joinPixels( result->write( { 0, 0 } ),
+                        paint( [&]( int i ) { return above[i / 4]; } )->read( { 0, 0 } ),
+                        { operation, opacity } );
             const TileReader tile = result->read( { 0, 0 } );
             for( int i = 0; i < 16; ++i ) {
                 const Pixel& under = below[i % 4];

@@ -1,5 +1,6 @@
 #include <tools/qvcomp/composite.h>
-#include <tools/qvcomp/tileSum.h>
+
+#include <algorithm>
 
 namespace Qv::Comp {
 
@@ -10,7 +11,7 @@ namespace {
 template <class Mix, class MixAlpha>
 void mixTile( const TileWriter& target, const TileReader& layer, float opacity, const Mix& mix,
               const MixAlpha& mixAlpha ) noexcept {
-    const PixelArea& area = target.getArea();
+    const PixelArea& area = layer.getArea();
     for( int y = area.y0; y < area.y1; ++y ) {
         float* below = target.at( area.x0, y );
         const float* above = layer.at( area.x0, y );
@@ -24,7 +25,9 @@ void mixTile( const TileWriter& target, const TileReader& layer, float opacity, 
     }
 }
 
-void joinTile( const TileWriter& target, const TileReader& layer, const LayerOptions& options ) {
+} // namespace
+
+void joinPixels( const TileWriter& target, const TileReader& layer, const LayerOptions& options ) {
     const auto join = [&]( const auto& mix, const auto& mixAlpha ) {
         mixTile( target, layer, options.opacity, mix, mixAlpha );
     };
@@ -50,31 +53,10 @@ void joinTile( const TileWriter& target, const TileReader& layer, const LayerOpt
     }
 }
 
-} // namespace
-
-std::unique_ptr<TilePlane> compositeLayers( PassRunner& runner, TileStore& store,
-                                            const std::vector<std::unique_ptr<TilePlane>>& layers,
-                                            const std::vector<LayerOptions>& options ) {
-    auto result = store.createPlane( "composite", layers[0]->getWidth(), layers[0]->getHeight(),
-                                     TileShape::SQUARE );
-    const auto getInputs = [&]( TilePos pos ) {
-        std::vector<TileRef> inputs;
-        for( const auto& layer : layers ) {
-            inputs.push_back( { layer.get(), pos } );
-        }
-        return inputs;
-    };
-    runner.run( { "Compositing", orderByRows( *result ), getInputs, [&]( TilePos pos ) {
-                     std::size_t layer = 0;
-                     const auto join = [&]( const auto& tile, const auto& input ) {
-                         joinTile( tile, input, options[layer++] );
-                     };
-                     sumTile( *result, pos, getInputs( pos ), join, []( auto& ) {} );
-                     for( const auto& used : layers ) {
-                         used->discard( pos );
-                     }
-                 } } );
-    return result;
+void copyPixels( const TileWriter& target, const TileReader& layer, float opacity ) noexcept {
+    mixTile(
+        target, layer, opacity, []( float s, float, float, float ) { return s; },
+        []( float a, float ) { return a; } );
 }
 
 } // namespace Qv::Comp

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <tools/qvcomp/layerOptions.h>
-#include <tools/qvcomp/tilePass.h>
+#include <tools/qvcomp/tileStore.h>
 
 namespace Qv::Comp {
 
-/// Joins `layers`, bottom first, into a new plane by the operation and with the opacity of each,
-/// and discards their tiles once they are used. All have one size; there is at least one.
+/// Joins `layer`, which lies in `target`, to what is there, by the operation and with the opacity
+/// of `options`.
 ///
 /// Colours are multiplied by alpha. With a layer's colour `s` and alpha `a`, those below `d` and
 /// `b`:
@@ -19,8 +19,9 @@ namespace Qv::Comp {
 ///           greater one stays
 ///
 /// Alpha is a + (1 - a) b in all others than PLUS.
-std::unique_ptr<TilePlane> compositeLayers( PassRunner& runner, TileStore& store,
-                                            const std::vector<std::unique_ptr<TilePlane>>& layers,
-                                            const std::vector<LayerOptions>& options );
+void joinPixels( const TileWriter& target, const TileReader& layer, const LayerOptions& options );
+
+/// Puts `layer` into `target`, multiplied by `opacity`: the lowest one, which keeps each bit.
+void copyPixels( const TileWriter& target, const TileReader& layer, float opacity ) noexcept;
 
 } // namespace Qv::Comp

@@ -444,8 +444,7 @@ std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store, 
     const auto image = guardReading(
         layer.path, [&] { return std::make_unique<LayerImage>( layer.path, checkHead ); } );
     checkUnchanged( layer, image->getInfo() );
-    auto plane =
-        store.createPlane( name + " source", layer.width, layer.height, TileShape::SQUARE );
+    auto plane = store.createPlane( name + " source", layer.width, layer.height, TileShape::BAND );
     PlaneFiller filler( *plane, *image, passes );
     image->getLayout().isTiled ? filler.fillFromTiles() : filler.fillFromLines();
     passes.end();

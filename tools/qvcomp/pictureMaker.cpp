@@ -67,7 +67,7 @@ std::optional<std::uint64_t> getTileMemory( const Options& options, const Scene&
 ManagedTiles::Settings makeSettings( const Options& options, const Scene& scene ) {
     return { options.tileSide,
              options.threads,
-             countWorkingTiles( scene, options.tileSide, options.threads ),
+             countWorkingTiles( scene, options.tileSide ),
              getTileMemory( options, scene ),
              options.strategy,
              options.policy,

@@ -1,9 +1,8 @@
 #include <tools/qvcomp/render.h>
 
-#include <tools/qvcomp/composite.h>
 #include <tools/qvcomp/glow.h>
-#include <tools/qvcomp/placement.h>
-#include <tools/qvcomp/resample.h>
+#include <tools/qvcomp/placedLayer.h>
+#include <tools/qvcomp/tileSum.h>
 
 #include <array>
 
@@ -19,26 +18,40 @@ std::optional<Matte> makeMatte( const Scene& scene, std::size_t layer ) {
                   scene.height );
 }
 
-std::unique_ptr<TilePlane> renderLayer( const Scene& scene, std::size_t layer, TileStore& store,
-                                        PassRunner& runner ) {
+PlacedLayer place( const Scene& scene, std::size_t layer ) {
     const LayerInfo& info = scene.layers[layer];
-    auto source = readLayer( info, store, runner.getPasses() );
-    return Resampling( runner, store, makeMatte( scene, layer ) )
-        .run( std::move( source ), info.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString(),
-              placeLayer( info, scene ), scene.width, scene.height );
+    return PlacedLayer( placeLayer( info, scene ), scene.width, scene.height,
+                        makeMatte( scene, layer ), info.options, layer == 0 );
 }
 
-std::vector<LayerOptions> getLayerOptions( const Scene& scene ) {
-    std::vector<LayerOptions> options;
-    for( const LayerInfo& layer : scene.layers ) {
-        options.push_back( layer.options );
+std::unique_ptr<TilePlane> composite( const Scene& scene, TileStore& store, PassRunner& runner ) {
+    std::vector<PlacedLayer> layers;
+    std::vector<std::unique_ptr<TilePlane>> sources;
+    for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
+        layers.push_back( place( scene, i ) );
+        sources.push_back( readLayer( scene.layers[i], store, runner.getPasses() ) );
     }
-    return options;
-}
-
-int countPlacingPasses( const Scene& scene, std::size_t layer ) noexcept {
-    return Resampling::countPasses( placeLayer( scene.layers[layer], scene ), scene.width,
-                                    scene.height, makeMatte( scene, layer ).has_value() );
+    auto picture = store.createPlane( "picture", scene.width, scene.height, TileShape::SQUARE );
+    const auto getInputs = [&]( TilePos pos ) {
+        std::vector<TileRef> inputs;
+        for( std::size_t i = 0; i < layers.size(); ++i ) {
+            const auto more =
+                listAreaInputs( *sources[i], layers[i].getSource( picture->getArea( pos ) ) );
+            inputs.insert( inputs.end(), more.begin(), more.end() );
+        }
+        return inputs;
+    };
+    runner.run( { "Compositing", orderByRows( *picture ), getInputs, [&]( TilePos pos ) {
+                     {
+                         const TileWriter tile = picture->write( pos );
+                         clear( tile );
+                         for( std::size_t i = 0; i < layers.size(); ++i ) {
+                             layers[i].joinTo( tile, *sources[i] );
+                         }
+                     }
+                     picture->finish( pos );
+                 } } );
+    return picture;
 }
 
 double getGlowSigma( const Scene& scene ) noexcept {
@@ -47,32 +60,20 @@ double getGlowSigma( const Scene& scene ) noexcept {
 
 } // namespace
 
-std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) noexcept {
-    const auto count = [&]( int width, int height ) {
-        return countTiles( width, height, { tileSide, tileSide } );
+std::size_t countWorkingTiles( const Scene& scene, int tileSide ) noexcept {
+    const auto count = [&]( int width, int height, TileShape shape ) {
+        return countTiles( width, height, getTileSize( tileSide, shape, width ) );
     };
-    const std::size_t frame = count( scene.width, scene.height );
-    const std::size_t atWork = std::min( frame, static_cast<std::size_t>( threads ) );
-    std::size_t done = 0;
-    std::size_t most = 0;
-    for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
-        const LayerInfo& layer = scene.layers[i];
-        const std::size_t source = count( layer.width, layer.height );
-        if( countPlacingPasses( scene, i ) == 2 ) {
-            // The sharp, the soft and the dark ones.
-            const std::size_t widened = 3 * count( scene.width, layer.height );
-            most = std::max( most, done + widened + std::max( source, frame ) );
-        } else {
-            most = std::max( most, done + source + frame );
-        }
-        done += frame;
+    const std::size_t frame = count( scene.width, scene.height, TileShape::SQUARE );
+    std::size_t sources = 0;
+    for( const LayerInfo& layer : scene.layers ) {
+        sources += count( layer.width, layer.height, TileShape::BAND );
     }
-    most = std::max( most, done + atWork ); // each composite tile replaces those of the layers
-    const std::size_t glow =
-        scene.glow > 0.0
-            ? count( countGlowColumns( getGlowSigma( scene ), scene.width ), scene.height )
-            : 0;
-    return std::max( most, frame + 2 * glow );
+    const std::size_t glow = scene.glow > 0.0
+                                 ? count( countGlowColumns( getGlowSigma( scene ), scene.width ),
+                                          scene.height, TileShape::SQUARE )
+                                 : 0;
+    return frame + std::max( sources, 2 * glow );
 }
 
 std::vector<double> getPhaseWeights( const Scene& scene, int threads ) {
@@ -82,28 +83,26 @@ std::vector<double> getPhaseWeights( const Scene& scene, int threads ) {
     constexpr double RESAMPLING_ACROSS = 15.0;
     constexpr double RESAMPLING_DOWN = 5.5;
     constexpr double BICUBIC_TAPS = 4.0;
-    constexpr double COMPOSITING = 6.0;
+    constexpr double JOINING = 6.0;
     constexpr std::array<double, GLOW_PASSES> GLOW{ 46.0, 23.0, 24.0 };
     const double width = scene.width;
     const double frame = width * scene.height / threads;
     std::vector<double> weights;
-    for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
-        const LayerInfo& layer = scene.layers[i];
+    double compositing = 0.0;
+    for( const LayerInfo& layer : scene.layers ) {
         weights.push_back( READING * layer.width * layer.height );
-        const int passes = countPlacingPasses( scene, i );
-        if( passes == 1 ) {
-            weights.push_back( PLACING * frame );
-        } else if( passes == 2 ) {
-            const Placement placement = placeLayer( layer, scene );
+        const Placement placement = placeLayer( layer, scene );
+        compositing += ( PLACING + JOINING ) * frame;
+        if( !placement.isUntouched() ) {
             const auto countTaps = [&]( const AxisPlacement& axis ) {
                 return BICUBIC_TAPS * std::max( 1.0, 1.0 / axis.scale );
             };
-            weights.push_back( RESAMPLING_ACROSS * countTaps( placement.x ) * width * layer.height /
-                               threads );
-            weights.push_back( RESAMPLING_DOWN * countTaps( placement.y ) * frame );
+            compositing +=
+                RESAMPLING_ACROSS * countTaps( placement.x ) * width * layer.height / threads +
+                RESAMPLING_DOWN * countTaps( placement.y ) * frame;
         }
     }
-    weights.push_back( COMPOSITING * frame * static_cast<double>( scene.layers.size() ) );
+    weights.push_back( compositing );
     for( const double pass : GLOW ) {
         if( scene.glow > 0.0 ) {
             weights.push_back( pass * frame );
@@ -113,14 +112,7 @@ std::vector<double> getPhaseWeights( const Scene& scene, int threads ) {
 }
 
 std::unique_ptr<TilePlane> renderScene( const Scene& scene, TileStore& store, PassRunner& runner ) {
-    std::unique_ptr<TilePlane> picture;
-    {
-        std::vector<std::unique_ptr<TilePlane>> layers;
-        for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
-            layers.push_back( renderLayer( scene, i, store, runner ) );
-        }
-        picture = compositeLayers( runner, store, layers, getLayerOptions( scene ) );
-    }
+    auto picture = composite( scene, store, runner );
     if( scene.glow > 0.0 ) {
         addGlow( runner, store, *picture, scene.glow, getGlowSigma( scene ) );
     }

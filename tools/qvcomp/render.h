@@ -21,7 +21,7 @@ struct Scene {
 };
 
 /// The most tiles that rendering needs at one time if none is put away.
-std::size_t countWorkingTiles( const Scene& scene, int tileSide, int threads ) noexcept;
+std::size_t countWorkingTiles( const Scene& scene, int tileSide ) noexcept;
 
 /// The phases that `renderScene` shows, each as the nanoseconds that it may take with so many
 /// threads at work at a time; only their proportions count.
