@@ -2,7 +2,6 @@
 
 #include <tools/qvcomp/fileId.h>
 #include <tools/qvcomp/layerOptions.h>
-#include <tools/qvcomp/passes.h>
 #include <tools/qvcomp/pictureHead.h>
 #include <tools/qvcomp/tileStore.h>
 
@@ -34,30 +33,23 @@ struct LayerInfo {
     /// Width over height of a pixel.
     double pixelAspect;
     FileId file;
-    /// Bytes of memory that reading it takes at most, beside the tiles of its plane.
+    /// Bytes of memory that reading it takes at most by one decoder, beside the plane's tiles.
     std::uint64_t readingMemory;
     LayerHead head = {};
     /// What the file doesn't say.
     LayerOptions options = {};
 };
 
-/// Looks at the file's head: an OpenEXR image of scan lines or tiles, with the channels R, G, B or
-/// Y, not subsampled, up to MAX_SIDE pixels a side. Y counts only when no other channel says that
-/// it is part of a colour.
+/// Gets the bytes of memory that a file's head takes before they are taken, and may raise.
+using CheckHead = std::function<void( std::uint64_t )>;
+
+/// Looks at the file's head and its table of chunks: an OpenEXR image of scan lines or tiles, with
+/// the channels R, G, B or Y, not subsampled, up to MAX_SIDE pixels a side. Y counts only when no
+/// other channel says that it is part of a colour.
 ///
 /// Memory: what the file says of its sizes is held against its length before memory is taken for
-///         it. `checkHead` gets the bytes that the head takes before they are taken, and may raise.
+///         it.
 /// Errors: Failure that names the file and what is wrong with it.
-LayerInfo probeLayer( const OsFilePath& path,
-                      const std::function<void( std::uint64_t )>& checkHead );
-
-/// Reads the image into a new plane, some megabytes at a time, or a chunk of the file if that is
-/// larger.
-///
-/// Values that are no number become 0, those beyond the range of a half float its ends; missing
-/// alpha is 1, alpha lies in 0 to 1.
-///
-/// Errors: as for probeLayer, also when the file has changed since.
-std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store, Passes& passes );
+LayerInfo probeLayer( const OsFilePath& path, const CheckHead& checkHead );
 
 } // namespace Qv::Comp

@@ -71,13 +71,13 @@ public:
     explicit HeadMeter( LayerStream& stream )
         : _stream( stream ) {}
 
-    std::uint64_t measure() {
+    HeadFacts measure() {
         _stream.seekg( sizeof( Imf::MAGIC ) );
-        const int version = readInt();
+        const bool isMultiPart = Imf::isMultiPart( readInt() );
         do {
             _bytes += PART_BYTES;
-        } while( measurePart() && Imf::isMultiPart( version ) );
-        return _bytes;
+        } while( measurePart() && isMultiPart );
+        return { _bytes, _stream.tellg(), isMultiPart };
     }
 
 private:
@@ -149,10 +149,10 @@ private:
 
 } // namespace
 
-std::uint64_t measureHead( LayerStream& stream ) {
-    const std::uint64_t bytes = HeadMeter( stream ).measure();
+HeadFacts measureHead( LayerStream& stream ) {
+    const HeadFacts facts = HeadMeter( stream ).measure();
     stream.seekg( 0 );
-    return bytes;
+    return facts;
 }
 
 } // namespace Qv::Comp

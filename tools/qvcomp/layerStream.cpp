@@ -49,9 +49,15 @@ struct stat getFacts( const OsFilePath& path, const Descriptor& file ) {
 
 LayerStream::LayerStream( const OsFilePath& path )
     : IStream( path.getChars() )
-    , _file( openLayer( path ) )
-    , _id( getFacts( path, _file ) )
-    , _length( static_cast<std::uint64_t>( getFacts( path, _file ).st_size ) ) {}
+    , _file( std::make_shared<const Descriptor>( openLayer( path ) ) )
+    , _id( getFacts( path, *_file ) )
+    , _length( static_cast<std::uint64_t>( getFacts( path, *_file ).st_size ) ) {}
+
+LayerStream::LayerStream( const LayerStream& other )
+    : IStream( other.fileName() )
+    , _file( other._file )
+    , _id( other._id )
+    , _length( other._length ) {}
 
 bool LayerStream::read( char* bytes, int count ) {
     const auto size = static_cast<std::size_t>( count );
@@ -77,7 +83,7 @@ bool LayerStream::read( char* bytes, int count ) {
 
 void LayerStream::readAt( std::uint64_t position, char* bytes, std::size_t count ) {
     while( count > 0 ) {
-        const ssize_t got = ::pread( _file.get(), bytes, count, static_cast<off_t>( position ) );
+        const ssize_t got = ::pread( _file->get(), bytes, count, static_cast<off_t>( position ) );
         if( got < 0 && errno == EINTR ) {
             continue;
         }

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 
 #include <ImfIO.h>
 
@@ -19,6 +20,8 @@ namespace Qv::Comp {
 class LayerStream : public Imf::IStream {
 public:
     explicit LayerStream( const OsFilePath& path );
+    /// The same open file, read by another thread.
+    LayerStream( const LayerStream& other );
 
     const FileId& getId() const noexcept { return _id; }
     /// In bytes, when it was opened.
@@ -29,12 +32,9 @@ public:
     void seekg( std::uint64_t position ) override { _position = position; }
 
 private:
-    LayerStream( const OsFilePath& path, Descriptor file, const struct stat& facts );
-
-    bool isBuffered( std::size_t count ) const noexcept;
     void readAt( std::uint64_t position, char* bytes, std::size_t count );
 
-    Descriptor _file;
+    std::shared_ptr<const Descriptor> _file;
     FileId _id;
     std::uint64_t _length;
     std::uint64_t _position = 0;

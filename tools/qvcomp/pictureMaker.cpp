@@ -37,6 +37,16 @@ std::uint64_t checkReading( const Options& options, const OsFilePath& layer, std
     return share;
 }
 
+/// As many as keep to what reading may take beside the limit.
+int countDecoders( const Options& options, const Scene& scene ) {
+    if( !options.memory ) {
+        return options.threads;
+    }
+    const auto most = std::ranges::max( scene.layers, {}, &LayerInfo::readingMemory ).readingMemory;
+    return static_cast<int>( std::clamp<std::uint64_t>(
+        READING_ALLOWANCE / most, 1, static_cast<std::uint64_t>( options.threads ) ) );
+}
+
 Scene probeScene( const Options& options ) {
     Scene scene{ options.width, options.height, {},           options.pixelAspect,
                  options.fit,   options.mattes, options.glow, options.glowRadius };
@@ -51,6 +61,7 @@ Scene probeScene( const Options& options ) {
                 ", display window ", layer.display.width, " x ", layer.display.height, " at ",
                 layer.display.x, ", ", layer.display.y, ", pixel aspect ", layer.pixelAspect );
     }
+    scene.nbDecoders = countDecoders( options, scene );
     return scene;
 }
 

@@ -29,7 +29,7 @@ std::unique_ptr<TilePlane> composite( const Scene& scene, TileStore& store, Pass
     std::vector<std::unique_ptr<TilePlane>> sources;
     for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
         layers.push_back( place( scene, i ) );
-        sources.push_back( readLayer( scene.layers[i], store, runner.getPasses() ) );
+        sources.push_back( readLayer( scene.layers[i], store, runner, scene.nbDecoders ) );
     }
     auto picture = store.createPlane( "picture", scene.width, scene.height, TileShape::SQUARE );
     const auto getInputs = [&]( TilePos pos ) {
@@ -90,7 +90,7 @@ std::vector<double> getPhaseWeights( const Scene& scene, int threads ) {
     std::vector<double> weights;
     double compositing = 0.0;
     for( const LayerInfo& layer : scene.layers ) {
-        weights.push_back( READING * layer.width * layer.height );
+        weights.push_back( READING * layer.width * layer.height / threads );
         const Placement placement = placeLayer( layer, scene );
         compositing += ( PLACING + JOINING ) * frame;
         if( !placement.isUntouched() ) {

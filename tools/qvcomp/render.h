@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tools/qvcomp/layerFile.h>
+#include <tools/qvcomp/layerReader.h>
 #include <tools/qvcomp/options.h>
 #include <tools/qvcomp/tilePass.h>
 
@@ -18,6 +18,8 @@ struct Scene {
     /// The part of the bright light that the glow adds; 0 for none.
     double glow = 0.0;
     GlowRadius glowRadius = {};
+    /// How many threads may unpack a layer at a time.
+    int nbDecoders = 1;
 };
 
 /// The most tiles that rendering needs at one time if none is put away.

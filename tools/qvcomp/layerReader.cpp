@@ -1,0 +1,314 @@
+#include <tools/qvcomp/layerReader.h>
+
+#include <tools/qvcomp/layerImage.h>
+#include <tools/qvcomp/pixelMath.h>
+
+#include <ImfFrameBuffer.h>
+#include <ImfInputPart.h>
+#include <ImfTiledInputPart.h>
+
+#include <array>
+#include <cmath>
+#include <optional>
+
+namespace Qv::Comp {
+
+namespace {
+
+float sanitise( float value ) noexcept {
+    return std::isnan( value ) ? 0.0F : std::clamp( value, -LARGEST_HALF, LARGEST_HALF );
+}
+
+/// How many of `count` pieces of so many pixels fit a block, at least 1.
+int countAtOnce( std::uint64_t pixels, int count ) noexcept {
+    const std::uint64_t fitting = BLOCK_BYTES / PIXEL_BYTES / pixels;
+    return static_cast<int>(
+        std::clamp<std::uint64_t>( fitting, 1, static_cast<std::uint64_t>( count ) ) );
+}
+
+/// As many chunks side by side as fit a block, and whole rows of them.
+TileSize getPartSize( const Layout& layout ) noexcept {
+    const std::uint64_t pixels = layout.countChunkPixels();
+    const auto columns = static_cast<std::uint64_t>( layout.columns );
+    return { countAtOnce( pixels, layout.columns ) * layout.chunkWidth,
+             countAtOnce( pixels * columns, layout.rows ) * layout.chunkHeight };
+}
+
+int divideUp( int value, int divisor ) noexcept {
+    return value / divisor + ( value % divisor == 0 ? 0 : 1 );
+}
+
+void checkUnchanged( const LayerStream& file, const LayerInfo& layer, const LayerInfo& now ) {
+    if( now.width != layer.width || now.height != layer.height || now.hasAlpha != layer.hasAlpha ||
+        now.display != layer.display || now.pixelAspect != layer.pixelAspect ||
+        now.readingMemory > layer.readingMemory ) {
+        throw Failure( Tag::LAYER_CHANGED, file.fileName() );
+    }
+}
+
+/// Pixels of a part of the image, read at once.
+class Block {
+public:
+    Block( const LayerImage& image, int width, int height )
+        : _corner( image.getCorner() )
+        , _isGrey( image.isGrey() )
+        , _pixels( std::make_unique_for_overwrite<float[]>(
+              toFloats( width ) * static_cast<std::size_t>( height ) ) ) {}
+
+    /// Where the pixels of `area` are to be put.
+    Imf::FrameBuffer makeBuffer( const PixelArea& area ) {
+        _area = area;
+        const Imath::V2i corner( _corner.x + area.x0, _corner.y + area.y0 );
+        constexpr std::array<const char*, CHANNELS> NAMES{ "R", "G", "B", "A" };
+        Imf::FrameBuffer buffer;
+        for( std::size_t c = 0; c < CHANNELS; ++c ) {
+            buffer.insert( _isGrey && c == 0 ? "Y" : NAMES[c],
+                           Imf::Slice::Make( Imf::FLOAT, &_pixels[c], corner, area.getWidth(),
+                                             area.getHeight(), PIXEL_BYTES,
+                                             toFloats( area.getWidth() ) * sizeof( float ), 1, 1,
+                                             1.0 ) );
+        }
+        return buffer;
+    }
+
+    /// Copies the pixels into the tiles that they belong to.
+    void store( TilePlane& plane ) {
+        clean();
+        const TilePos first = plane.getPos( _area.x0, _area.y0 );
+        const TilePos last = plane.getPos( _area.x1 - 1, _area.y1 - 1 );
+        for( int row = first.row; row <= last.row; ++row ) {
+            for( int column = first.column; column <= last.column; ++column ) {
+                storeTile( plane.write( { column, row } ) );
+            }
+        }
+    }
+
+private:
+    void clean() {
+        const std::size_t count =
+            toFloats( _area.getWidth() ) * static_cast<std::size_t>( _area.getHeight() );
+        for( std::size_t i = 0; i < count; i += CHANNELS ) {
+            if( _isGrey ) {
+                _pixels[i + 1] = _pixels[i + 2] = _pixels[i];
+            }
+            for( std::size_t c = 0; c < 3; ++c ) {
+                _pixels[i + c] = sanitise( _pixels[i + c] );
+            }
+            _pixels[i + 3] = std::clamp( sanitise( _pixels[i + 3] ), 0.0F, 1.0F );
+        }
+    }
+
+    void storeTile( const TileWriter& tile ) const {
+        const PixelArea& to = tile.getArea();
+        const int x0 = std::max( _area.x0, to.x0 );
+        const int x1 = std::min( _area.x1, to.x1 );
+        const int y1 = std::min( _area.y1, to.y1 );
+        for( int y = std::max( _area.y0, to.y0 ); y < y1; ++y ) {
+            const std::size_t line =
+                static_cast<std::size_t>( y - _area.y0 ) * toFloats( _area.getWidth() );
+            std::copy_n( &_pixels[line + toFloats( x0 - _area.x0 )], toFloats( x1 - x0 ),
+                         tile.at( x0, y ) );
+        }
+    }
+
+    const Imath::V2i _corner;
+    bool _isGrey;
+    PixelArea _area{};
+    /// Not touched before OpenEXR has found the pixels.
+    std::unique_ptr<float[]> _pixels;
+};
+
+} // namespace
+
+/// The file, open to be read by one thread at a time.
+class LayerReader::Decoder {
+public:
+    Decoder( const LayerInfo& layer, const LayerStream& file )
+        : _file( file )
+        , _image( layer.path, file, [&]( std::uint64_t bytes ) { checkHead( layer, bytes ); } )
+        , _blockLines( countBlockLines( _image.getLayout() ) )
+        , _block( _image, getPartSize( _image.getLayout() ).width, _blockLines ) {
+        checkUnchanged( file, layer, _image.getInfo() );
+        if( getLayout().isTiled ) {
+            _tiles.emplace( _image.getFile(), 0 );
+        } else {
+            _lines.emplace( _image.getFile(), 0 );
+        }
+    }
+
+    const Layout& getLayout() const noexcept { return _image.getLayout(); }
+
+    /// `area` is one of whole chunks.
+    void read( const PixelArea& area, TilePlane& plane ) {
+        for( int y = area.y0; y < area.y1; y += _blockLines ) {
+            const PixelArea block{ area.x0, y, area.x1, std::min( y + _blockLines, area.y1 ) };
+            guardReading( _file, [&] { readBlock( block ); } );
+            _block.store( plane );
+        }
+    }
+
+private:
+    void checkHead( const LayerInfo& layer, std::uint64_t bytes ) const {
+        if( bytes > layer.readingMemory ) {
+            throw Failure( Tag::LAYER_CHANGED, _file.fileName() );
+        }
+    }
+
+    /// OpenEXR keeps the chunk of lines that it has unpacked last, so that lines can be taken in
+    /// smaller blocks.
+    static int countBlockLines( const Layout& layout ) noexcept {
+        const int lines = getPartSize( layout ).height;
+        return layout.isTiled
+                   ? lines
+                   : countAtOnce( static_cast<std::uint64_t>( layout.chunkWidth ), lines );
+    }
+
+    void readBlock( const PixelArea& area ) {
+        const Layout& layout = getLayout();
+        const Imf::FrameBuffer buffer = _block.makeBuffer( area );
+        if( _tiles ) {
+            _tiles->setFrameBuffer( buffer );
+            _tiles->readTiles(
+                area.x0 / layout.chunkWidth, divideUp( area.x1, layout.chunkWidth ) - 1,
+                area.y0 / layout.chunkHeight, divideUp( area.y1, layout.chunkHeight ) - 1 );
+        } else {
+            const int top = _image.getCorner().y;
+            _lines->setFrameBuffer( buffer );
+            _lines->readPixels( top + area.y0, top + area.y1 - 1 );
+        }
+    }
+
+    const LayerStream& _file;
+    LayerImage _image;
+    const int _blockLines;
+    Block _block;
+    std::optional<Imf::InputPart> _lines;
+    std::optional<Imf::TiledInputPart> _tiles;
+};
+
+/// A decoder for the time of one part.
+class LayerReader::DecoderUse {
+public:
+    explicit DecoderUse( LayerReader& reader )
+        : _reader( reader )
+        , _decoder( reader.takeDecoder() ) {}
+    DecoderUse( const DecoderUse& ) = delete;
+    DecoderUse& operator=( const DecoderUse& ) = delete;
+    ~DecoderUse() { _reader.putBack( std::move( _decoder ) ); }
+
+    Decoder* operator->() const noexcept { return _decoder.get(); }
+
+private:
+    LayerReader& _reader;
+    std::unique_ptr<Decoder> _decoder;
+};
+
+LayerReader::LayerReader( const LayerInfo& layer, TileStore& store, int nbDecoders )
+    : _layer( layer )
+    , _file( std::make_unique<const LayerStream>( layer.path ) )
+    , _nbToMake( nbDecoders - 1 ) {
+    _free.reserve( static_cast<std::size_t>( nbDecoders ) );
+    _free.push_back( makeDecoder() );
+    _layout = _free[0]->getLayout();
+    _part = getPartSize( *_layout );
+    _columns = divideUp( layer.width, _part.width );
+    _rows = divideUp( layer.height, _part.height );
+    const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
+    _plane = store.createPlane( name + " source", layer.width, layer.height, TileShape::BAND );
+    _missing = std::vector<std::atomic<int>>( static_cast<std::size_t>( _plane->getRows() ) );
+    for( int row = 0; row < _rows; ++row ) {
+        forEachTileRow( getArea( { 0, row } ), [&]( int, auto& missing ) { missing += _columns; } );
+    }
+}
+
+LayerReader::~LayerReader() = default;
+
+std::vector<TilePos> LayerReader::takeParts( int y0, int y1 ) {
+    std::vector<TilePos> parts;
+    _nextRow = std::max( _nextRow, y0 / _part.height );
+    for( ; _nextRow < divideUp( y1, _part.height ); ++_nextRow ) {
+        for( int column = 0; column < _columns; ++column ) {
+            parts.push_back( { column, _nextRow } );
+        }
+    }
+    return parts;
+}
+
+void LayerReader::read( TilePos part ) {
+    const PixelArea area = getArea( part );
+    DecoderUse( *this )->read( area, *_plane );
+    forEachTileRow( area, [&]( int row, auto& missing ) {
+        if( --missing == 0 ) {
+            for( int column = 0; column < _plane->getColumns(); ++column ) {
+                _plane->finish( { column, row } );
+            }
+        }
+    } );
+}
+
+void LayerReader::discardAbove( int y ) {
+    for( ; _discardedRows < _plane->getRows() && _plane->getArea( { 0, _discardedRows } ).y1 <= y;
+         ++_discardedRows ) {
+        for( int column = 0; column < _plane->getColumns(); ++column ) {
+            _plane->discard( { column, _discardedRows } );
+        }
+    }
+}
+
+std::unique_ptr<LayerReader::Decoder> LayerReader::makeDecoder() const {
+    return guardReading( *_file, [&] { return std::make_unique<Decoder>( _layer, *_file ); } );
+}
+
+/// Waits for those who have one; they need no other, and give it back also when they fail.
+std::unique_ptr<LayerReader::Decoder> LayerReader::takeDecoder() {
+    std::unique_lock lock( _lock );
+    _wasPutBack.wait( lock, [&] { return !_free.empty() || _nbToMake > 0; } );
+    if( !_free.empty() ) {
+        auto decoder = std::move( _free.back() );
+        _free.pop_back();
+        return decoder;
+    }
+    --_nbToMake;
+    lock.unlock();
+    auto decoder = makeDecoder();
+    if( decoder->getLayout() != *_layout ) {
+        throw Failure( Tag::LAYER_CHANGED, _file->fileName() );
+    }
+    return decoder;
+}
+
+void LayerReader::putBack( std::unique_ptr<Decoder> decoder ) noexcept {
+    {
+        const std::lock_guard guard( _lock );
+        _free.push_back( std::move( decoder ) );
+    }
+    _wasPutBack.notify_one();
+}
+
+PixelArea LayerReader::getArea( TilePos part ) const noexcept {
+    const int x = part.column * _part.width;
+    const int y = part.row * _part.height;
+    return { x, y, std::min( x + _part.width, _layer.width ),
+             std::min( y + _part.height, _layer.height ) };
+}
+
+/// Calls `take( row, missing )` for the rows of tiles that have some of the lines.
+template <class Take>
+void LayerReader::forEachTileRow( const PixelArea& area, const Take& take ) {
+    const int last = _plane->getPos( 0, area.y1 - 1 ).row;
+    for( int row = _plane->getPos( 0, area.y0 ).row; row <= last; ++row ) {
+        take( row, _missing[static_cast<std::size_t>( row )] );
+    }
+}
+
+std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store, PassRunner& runner,
+                                      int nbDecoders ) {
+    LayerReader reader( layer, store, nbDecoders );
+    const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
+    runner.run( { "Reading " + name, reader.takeParts( 0, layer.height ),
+                  []( TilePos ) { return std::vector<TileRef>(); },
+                  [&]( TilePos part ) { reader.read( part ); } } );
+    return reader.takePlane();
+}
+
+} // namespace Qv::Comp
