@@ -2,6 +2,8 @@
 
 #include <tools/qvcomp/pixelMath.h>
 
+#include <mutex>
+
 namespace Qv::Comp {
 
 namespace {
@@ -18,6 +20,7 @@ private:
     }
 
     std::shared_ptr<float> performWrite( std::size_t index ) override {
+        const std::lock_guard guard( _lock );
         auto& tile = _tiles[index];
         if( tile.empty() ) {
             tile.resize( toFloats( getTile().width ) *
@@ -30,6 +33,8 @@ private:
     void performFinish( std::size_t ) override {}
     void performDiscard( std::size_t index ) override { _tiles[index] = {}; }
 
+    // Several may come to write a tile that isn't there yet.
+    std::mutex _lock;
     std::vector<std::vector<float>> _tiles;
 };
 
