@@ -136,8 +136,8 @@ TEST_F( QvcompJobTest, WhatIsWrongIsReportedWithFileLineAndColumn ) {
         { "<job tile=''/>", "line 1", "tile needs a value that isn't empty" },
         { "<job verify='yes'/>", "line 1", "--verify takes True or False, not 'yes'" },
         { "<job log='loud'/>", "line 1", "not 'loud'" },
-        { "<job output='a\\b'/>", "line 1", "holds a back-slash" },
-        { "<job>\n<layer file='x/'/></job>", "line 2, column 16:", "names no file" },
+        { "<job output='a\\b'/>", "line 1", "contains a backslash" },
+        { "<job>\n<layer file='x/'/></job>", "line 2, column 16:", "names a folder, not a file" },
         { "<job size='8x8' size='8x8'/>", "line 1", "" },
         { "<!DOCTYPE job [<!ENTITY a 'b'>]><job/>", "line 1", "" },
     };
@@ -161,7 +161,7 @@ TEST_F( QvcompJobTest, WhatIsNoFileIsNotRead ) {
     std::ofstream( huge ).flush();
     std::filesystem::resize_file( huge, ( 1 << 24 ) + 1 );
     const std::pair<std::string, const char*> cases[] = {
-        { huge + "/", "names no file" },
+        { huge + "/", "names a folder, not a file" },
         { huge, "or it has more than 16777216 bytes" },
         { getJob(), "can't be read: No such file or directory" },
         { _inputs.path().string(), "is not a file" },

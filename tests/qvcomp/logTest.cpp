@@ -99,8 +99,10 @@ TEST_F( QvcompLogTest, AFileThatIsNamedElsewhereIsNotWritten ) {
     for( const std::string& file : { _layers[0], link.string(), getOutput().string() } ) {
         const Outcome outcome = runCommand( { "--log-file", file } );
         EXPECT_EQ( outcome.status, 2 );
-        EXPECT_EQ( outcome.errors, "qvcomp: '" + file +
-                                       "' is the log file and named elsewhere, too; try --help\n" );
+        EXPECT_EQ(
+            outcome.errors,
+            "qvcomp: '" + file +
+                "' is the log file, and can't be a layer or an output as well; try --help\n" );
     }
     EXPECT_EQ( readFile( _layers[0] ), layer );
     EXPECT_FALSE( std::filesystem::exists( getOutput() ) );
@@ -109,7 +111,8 @@ TEST_F( QvcompLogTest, AFileThatIsNamedElsewhereIsNotWritten ) {
     const ScopedEnvironment variable( "QV_TEST_OUTPUT", file.c_str() );
     const Outcome outcome = runCommand( { "-o", "<Env:QV_TEST_OUTPUT>", "--log-file", file } );
     EXPECT_EQ( outcome.status, 2 );
-    EXPECT_THAT( outcome.errors, HasSubstr( "' is the log file and named elsewhere, too" ) );
+    EXPECT_THAT( outcome.errors,
+                 HasSubstr( "' is the log file, and can't be a layer or an output as well" ) );
     EXPECT_THAT( readFile( file ), ::testing::StartsWith( "Logger started on " ) );
 }
 

@@ -109,9 +109,9 @@ TEST( QvcompOptionsTest, PathsLeadWhereTheSystemLeads ) {
         const char* path;
         const char* text;
     } cases[] = { { "missing/../x", "'missing/../x' leads nowhere: No such file" },
-                  { "a\\b.exr", "a name in it holds a back-slash" },
-                  { "new/", "'new/' ends as a folder's name does" },
-                  { "old.exr/.", "'old.exr/.' ends as" } };
+                  { "a\\b.exr", "a name in it contains a backslash" },
+                  { "new/", "'new/' names a folder" },
+                  { "old.exr/.", "'old.exr/.' names a folder" } };
     for( const auto& c : cases ) {
         for( const char* option : { "-o", "--preview", "--" } ) {
             EXPECT_THAT( raisedBy<Failure>( [&] {

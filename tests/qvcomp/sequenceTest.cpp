@@ -239,8 +239,8 @@ TEST_F( QvcompSequenceTest, FramesThatCannotBeMadeAreNamedAndTheOthersAreMade ) 
     EXPECT_EQ( outcome.status, 1 );
     EXPECT_THAT( outcome.errors,
                  AllOf( HasSubstr( "plate.%04d.exr' is missing in frames 1002, 1005\n" ),
-                        HasSubstr( "frame 1003 isn't made: layer '" + getPlate( 3 ) ),
-                        HasSubstr( "3 of 5 frames aren't made: 1002, 1003, 1005\n" ) ) );
+                        HasSubstr( "frame 1003 was not made: layer '" + getPlate( 3 ) ),
+                        HasSubstr( "3 of 5 frames were not made: 1002, 1003, 1005\n" ) ) );
     EXPECT_EQ( std::ranges::count( outcome.errors, '\n' ), 3 ) << outcome.errors;
     EXPECT_EQ( splitReports( outcome.output ).size(), 2U );
     EXPECT_TRUE( fs::exists( getPicture( 1 ) ) && fs::exists( getPicture( 4 ) ) );
@@ -268,7 +268,8 @@ TEST_F( QvcompSequenceTest, NoPictureTakesThePlaceOfAFileThatAnyFrameNeeds ) {
         { { "--write-job", getPicture( 3 ) }, "name the same file" },
         { { "--job", job, "-o", ( _inputs.path() / "plate.####.xml" ).string() }, "also a job" },
         { { "--log-file", getPlate( 2 ) }, "is the log file" },
-        { { "-o", getPicture( 1 ) }, "needs a place for the frame's number" },
+        { { "-o", getPicture( 1 ) },
+          "needs a place for the frame's number, such as ####, since --frames asks for several" },
         { { "--preview", "p.png" }, "--preview 'p.png' needs a place" },
         { { "--frames", "7-1" }, "such as 1001-1100 or 1001-1100x2, of at most 100000 frames" },
     };
@@ -284,7 +285,7 @@ TEST_F( QvcompSequenceTest, NoPictureTakesThePlaceOfAFileThatAnyFrameNeeds ) {
                  HasSubstr( "'" + plates + "' doesn't exist; --frames gives" ) );
     EXPECT_THAT(
         runInside( { "--size", "8x8", "-o", "o.exr", getStill(), "--opacity", "1" } ).errors,
-        HasSubstr( "--opacity stands behind the last layer" ) );
+        HasSubstr( "--opacity comes after the last layer" ) );
 }
 
 TEST_F( QvcompSequenceTest, WhoWatchesMakesOnlyTheFramesOfLayersThatChanged ) {
@@ -300,7 +301,7 @@ TEST_F( QvcompSequenceTest, WhoWatchesMakesOnlyTheFramesOfLayersThatChanged ) {
     const Outcome outcome = watching.finish();
     EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
     EXPECT_EQ( splitReports( outcome.output ).size(), 5U ) << outcome.output;
-    EXPECT_THAT( outcome.errors, HasSubstr( "1 of 5 frames aren't made: 1002\n" ) );
+    EXPECT_THAT( outcome.errors, HasSubstr( "1 of 5 frames were not made: 1002\n" ) );
 }
 
 TEST_F( QvcompSequenceTest, AFrameWhosePictureIsLockedIsLeftToOthers ) {
@@ -308,8 +309,8 @@ TEST_F( QvcompSequenceTest, AFrameWhosePictureIsLockedIsLeftToOthers ) {
     ASSERT_FALSE( lock.isNull() );
     const Outcome outcome = runInside( makeSequence( { "--lock" } ) );
     EXPECT_EQ( outcome.status, 1 );
-    EXPECT_THAT( outcome.errors, AllOf( HasSubstr( "frame 1002 isn't made: '" ),
-                                        HasSubstr( "1 of 5 frames aren't made: 1002\n" ) ) );
+    EXPECT_THAT( outcome.errors, AllOf( HasSubstr( "frame 1002 was not made: '" ),
+                                        HasSubstr( "1 of 5 frames were not made: 1002\n" ) ) );
 }
 
 TEST_F( QvcompSequenceTest, WhatTheFirstLayersHeadSaysGoesOnToThePicture ) {

@@ -150,7 +150,7 @@ TEST_F( QvcompSettingsTest, PatternsAreExpandedInEachPath ) {
     EXPECT_TRUE( fs::exists( at( "out-" + version + ".exr" ) ) );
 
     set( "QVCOMP_TEST_FILE", at( "out.exr/" ) );
-    refuse( "out.exr/' ends as a folder's name does", { "-o", "<Env:QVCOMP_TEST_FILE>" } );
+    refuse( "out.exr/' names a folder", { "-o", "<Env:QVCOMP_TEST_FILE>" } );
     set( "QVCOMP_SCRATCH", "<Env:QVCOMP_TEST>/away" );
     refuse( "in '" + at( "away" ) + "'" );
 }

@@ -104,7 +104,7 @@ std::string readText( const std::string& file ) {
     try {
         OsFileUtils::readRegularFile( OsTypedPath::resolve( file ), MAX_BYTES, text );
     } catch( const OsFileEx::ExInvalidPath& ) {
-        throw Failure( Tag::PATH_UNTOLD, file );
+        throw Failure( Tag::PATH_BACKSLASH, file );
     } catch( const ExSysErrorGeneric& ) {
         throw Failure( Tag::JOB_NO_FILE, file, MAX_BYTES );
     } catch( const ExSysError& e ) {

@@ -21,7 +21,7 @@ constexpr std::array TAGS{
     "wrongBytes",     "wrongSeconds",  "wrongRadius",  "wrongFrames",     "wrongOffset",
     "unknownOption",  "noValue",       "emptyValue",   "noSize",          "noOutput",
     "noLayer",        "noLayerBehind", "noFrames",     "noFramePlace",    "sameOutputs",
-    "outputIsLayer",  "wrongLevel",    "logIsOther",   "logUnopened",     "pathUntold",
+    "outputIsLayer",  "wrongLevel",    "logIsOther",   "logUnopened",     "pathBackslash",
     "pathUnreached",  "noFileName",    "noMemory",     "littleMemory",    "noArena",
     "noThreads",      "layerMissing",  "layerNoFile",  "layerForbidden",  "layerUnreadable",
     "layerEmpty",     "layerNoImage",  "layerDeep",    "layerHuge",       "layerMemory",

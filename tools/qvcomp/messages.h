@@ -38,7 +38,7 @@ enum class Tag {
     WRONG_LEVEL,
     LOG_IS_OTHER,
     LOG_UNOPENED,
-    PATH_UNTOLD,
+    PATH_BACKSLASH,
     PATH_UNREACHED,
     NO_FILE_NAME,
     NO_MEMORY,

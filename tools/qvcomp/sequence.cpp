@@ -219,7 +219,7 @@ void Sequence::makeFrames( const std::vector<int>& frames ) {
                 throw;
             }
             unmade.push_back( frame );
-            QV_LOG( Qvcomp, Informational, "frame ", frame, " isn't made: ", e.what() );
+            QV_LOG( Qvcomp, Informational, "frame ", frame, " was not made: ", e.what() );
             if( e.getTag() != Tag::LAYER_MISSING || named.count( frame ) == 0 ) {
                 makeMessage( Tag::FRAME_FAILED, { std::to_string( frame ), e.what() } ).display();
             }
