@@ -1,6 +1,6 @@
 #pragma once
 
-#include <resmgt/random/rnRng.h>
+#include <resmgt/random/rnNormalRng.h>
 
 namespace Qv {
 
@@ -9,37 +9,22 @@ namespace Qv {
 /// is Wichura's (Applied Statistics 37, 1988, AS 241, PPND16), with a relative error below
 /// 1e-15.
 ///
-/// Source: isn't owned and must outlive this object. Its numbers are taken as within
-///         [2^-54, 1 - 2^-53]: 0 and 1 give -8.29 and 8.21 sigma, NaN gives NaN.
-/// Errors: a missing source, and a sigma that isn't above 0, are assertions.
+/// Source: its numbers are taken as within [2^-54, 1 - 2^-53]: 0 and 1 give -8.29 and 8.21 sigma,
+///         NaN gives NaN.
 template <class T>
-class QV_TEMPLATE_API RnInverseGaussianRng final : public RnRng<T> {
+class QV_TEMPLATE_API RnInverseGaussianRng final : public RnNormalRng<T> {
 public:
     /// With the mean 0 and the sigma 1.
     explicit RnInverseGaussianRng( RnRng<T>* source );
     RnInverseGaussianRng( RnRng<T>* source, T mean, T sigma );
 
     T operator()() override;
-    void getSample( T& value ) override;
     void getSequence( unsigned int n, T* values ) override;
     /// The value below which the standard distribution has the share `u`.
     static T map( T u );
 
-    /// As those of RnGaussianRng.
-    T getEfficientWidth() const override;
-    T getEfficientMin() const override;
-    T getEfficientMax() const override;
-    T getEfficientFraction() const override;
-    T getPdf( T x ) const override;
-
-    void restart() override;
     /// "Inverse Gaussian"
     char const* getName() const override;
-
-private:
-    RnRng<T>* _uniRng;
-    T _mean;
-    T _sigma;
 };
 
 extern template class RnInverseGaussianRng<float>;

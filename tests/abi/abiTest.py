@@ -3,7 +3,8 @@
 sizes, fields and virtual tables of the public classes. What is new passes; what has gone or changed fails.
 
     abiTest.py <build folder> <compiler>            compares
-    abiTest.py <build folder> <compiler> --record   writes the records anew, as for a release
+    abiTest.py <build folder> <compiler> --record   writes the records anew, as for a release, from whose
+                                                    build they are: others export more
 
 A record isn't compared with libraries of another interface version: see docs/versions.md.
 """

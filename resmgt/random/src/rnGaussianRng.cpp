@@ -1,6 +1,5 @@
 #include <resmgt/random/rnGaussianRng.h>
 
-#include <resmgt/random/src/rnNormal.h>
 #include <resmgt/random/src/rnState.h>
 
 #include <base/failure/assertions.h>
@@ -55,12 +54,7 @@ RnGaussianRng<T>::RnGaussianRng( RnRng<T>* source )
 
 template <class T>
 RnGaussianRng<T>::RnGaussianRng( RnRng<T>* source, T mean, T sigma )
-    : _uniRng( source )
-    , _mean( mean )
-    , _sigma( sigma ) {
-    QV_ASSERT( _uniRng );
-    QV_ASSERT( _sigma > 0 );
-}
+    : RnNormalRng<T>( source, mean, sigma ) {}
 
 template <class T>
 T RnGaussianRng<T>::eval() {
@@ -72,8 +66,8 @@ T RnGaussianRng<T>::eval() {
     T v;
     T x;
     unsigned int nbRejected = 0;
-    while( u = 2 * ( *_uniRng )() - 1, v = 2 * ( *_uniRng )() - 1, x = squaredLength( u, v ),
-           x >= 1 ) {
+    while( u = 2 * this->getSource()() - 1, v = 2 * this->getSource()() - 1,
+           x = squaredLength( u, v ), x >= 1 ) {
         ++nbRejected;
         QV_ASSERT( nbRejected < MAX_REJECTED );
     }
@@ -84,24 +78,14 @@ T RnGaussianRng<T>::eval() {
 }
 
 template <class T>
-T RnGaussianRng<T>::scale( T value ) const {
-    return value * _sigma + _mean;
-}
-
-template <class T>
 T RnGaussianRng<T>::operator()() {
-    return scale( eval() );
-}
-
-template <class T>
-void RnGaussianRng<T>::getSample( T& value ) {
-    value = ( *this )();
+    return this->scale( eval() );
 }
 
 template <class T>
 void RnGaussianRng<T>::getSequence( unsigned int n, T* values ) {
     if( n > 0 && _hasSpare ) {
-        *values++ = scale( eval() );
+        *values++ = this->scale( eval() );
         --n;
     }
     // Each pair of values needs at least one pair of the source: so many are taken at once.
@@ -110,12 +94,12 @@ void RnGaussianRng<T>::getSequence( unsigned int n, T* values ) {
     unsigned int nbRejected = 0;
     while( n > 1 ) {
         const unsigned int nbPairs = std::min( n / 2, NB_PAIRS_AT_ONCE );
-        _uniRng->getSequence( 2 * nbPairs, points );
+        this->getSource().getSequence( 2 * nbPairs, points );
         const unsigned int nbTaken = keepInCircle( nbPairs, points, lengths );
         for( unsigned int i = 0; i < nbTaken; ++i ) {
             const T factor = stretch( lengths[i] );
-            values[2 * i] = scale( points[2 * i] * factor );
-            values[2 * i + 1] = scale( points[2 * i + 1] * factor );
+            values[2 * i] = this->scale( points[2 * i] * factor );
+            values[2 * i + 1] = this->scale( points[2 * i + 1] * factor );
         }
         values += 2 * nbTaken;
         n -= 2 * nbTaken;
@@ -125,36 +109,6 @@ void RnGaussianRng<T>::getSequence( unsigned int n, T* values ) {
     if( n > 0 ) {
         *values = ( *this )();
     }
-}
-
-template <class T>
-T RnGaussianRng<T>::getEfficientWidth() const {
-    return T( RN_SIGMAS_OF_BOX ) * _sigma;
-}
-
-template <class T>
-T RnGaussianRng<T>::getEfficientMin() const {
-    return _mean - getEfficientWidth() / 2;
-}
-
-template <class T>
-T RnGaussianRng<T>::getEfficientMax() const {
-    return _mean + getEfficientWidth() / 2;
-}
-
-template <class T>
-T RnGaussianRng<T>::getEfficientFraction() const {
-    return static_cast<T>( RN_NORMAL_FRACTION );
-}
-
-template <class T>
-T RnGaussianRng<T>::getPdf( T x ) const {
-    return getNormalPdf( x, _mean, _sigma );
-}
-
-template <class T>
-void RnGaussianRng<T>::restart() {
-    _uniRng->restart();
 }
 
 template <class T>

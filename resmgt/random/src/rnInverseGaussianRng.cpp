@@ -1,9 +1,5 @@
 #include <resmgt/random/rnInverseGaussianRng.h>
 
-#include <resmgt/random/src/rnNormal.h>
-
-#include <base/failure/assertions.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -91,12 +87,7 @@ RnInverseGaussianRng<T>::RnInverseGaussianRng( RnRng<T>* source )
 
 template <class T>
 RnInverseGaussianRng<T>::RnInverseGaussianRng( RnRng<T>* source, T mean, T sigma )
-    : _uniRng( source )
-    , _mean( mean )
-    , _sigma( sigma ) {
-    QV_ASSERT( _uniRng );
-    QV_ASSERT( _sigma > 0 );
-}
+    : RnNormalRng<T>( source, mean, sigma ) {}
 
 template <class T>
 T RnInverseGaussianRng<T>::map( T u ) {
@@ -105,12 +96,7 @@ T RnInverseGaussianRng<T>::map( T u ) {
 
 template <class T>
 T RnInverseGaussianRng<T>::operator()() {
-    return map( ( *_uniRng )() ) * _sigma + _mean;
-}
-
-template <class T>
-void RnInverseGaussianRng<T>::getSample( T& value ) {
-    value = ( *this )();
+    return this->scale( map( this->getSource()() ) );
 }
 
 template <class T>
@@ -119,49 +105,19 @@ void RnInverseGaussianRng<T>::getSequence( unsigned int n, T* values ) {
     T us[nbAtOnce];
     for( unsigned int rest = n; rest > 0; ) {
         const unsigned int nbNow = std::min( rest, nbAtOnce );
-        _uniRng->getSequence( nbNow, us );
+        this->getSource().getSequence( nbNow, us );
         // Without a branch the compiler does several at once; the tails' 15 % come again.
         for( unsigned int i = 0; i < nbNow; ++i ) {
-            values[i] = static_cast<T>( inverseInCentre( us[i] ) ) * _sigma + _mean;
+            values[i] = this->scale( static_cast<T>( inverseInCentre( us[i] ) ) );
         }
         for( unsigned int i = 0; i < nbNow; ++i ) {
             if( isInTail( us[i] ) ) {
-                values[i] = static_cast<T>( inverseInTail( us[i] ) ) * _sigma + _mean;
+                values[i] = this->scale( static_cast<T>( inverseInTail( us[i] ) ) );
             }
         }
         values += nbNow;
         rest -= nbNow;
     }
-}
-
-template <class T>
-T RnInverseGaussianRng<T>::getEfficientWidth() const {
-    return T( RN_SIGMAS_OF_BOX ) * _sigma;
-}
-
-template <class T>
-T RnInverseGaussianRng<T>::getEfficientMin() const {
-    return _mean - getEfficientWidth() / 2;
-}
-
-template <class T>
-T RnInverseGaussianRng<T>::getEfficientMax() const {
-    return _mean + getEfficientWidth() / 2;
-}
-
-template <class T>
-T RnInverseGaussianRng<T>::getEfficientFraction() const {
-    return static_cast<T>( RN_NORMAL_FRACTION );
-}
-
-template <class T>
-T RnInverseGaussianRng<T>::getPdf( T x ) const {
-    return getNormalPdf( x, _mean, _sigma );
-}
-
-template <class T>
-void RnInverseGaussianRng<T>::restart() {
-    _uniRng->restart();
 }
 
 template <class T>
