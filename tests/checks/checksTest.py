@@ -50,7 +50,7 @@ GOOD = {
     ".clang-format": "BasedOnStyle: LLVM\n",
     "docs/page.md": "[start](../README.md#anchor), [outside](https://example.org/x)\n",
     "CHANGES.md": "[page](docs/page.md)\n",
-    "README.md": "<!-- resmgt/low/src/posix/event.cpp -->\n```cpp\n    #include <unistd.h>\n```\n",
+    "README.md": "<!-- resmgt/low/src/posix/event.cpp -->\n```cpp\n    #include <unistd.h>\n```\n## Anchor\n",
 }
 
 
@@ -60,7 +60,8 @@ class ChecksTest(unittest.TestCase):
         files = {**GOOD, **dict(changes)}
         sources = [path for path in files if path.endswith(".cpp") and "outside" not in path]
         with tempfile.TemporaryDirectory() as folder:
-            root = Path(folder).resolve()
+            # Below a folder of a name that the tree's own folders have, too.
+            root = Path(folder).resolve() / "src"
             for path, text in files.items():
                 (root / path).parent.mkdir(parents=True, exist_ok=True)
                 (root / path).write_text(text)
@@ -225,6 +226,14 @@ class ChecksTest(unittest.TestCase):
                 changes = {path: header % tuple(texts)}
                 found = self.findings(reference.check, changes)
                 self.assert_one(found, path, f"{name} is public and not documented")
+
+    def test_link_to_a_heading_that_is_not_there_is_found(self):
+        for link in ("../README.md#anchor", "#here", "#here-1"):
+            self.assertEqual(
+                self.findings(reference.check, {"docs/page.md": f"[a]({link})\n## Here\n## Here\n"}), []
+            )
+        found = self.findings(reference.check, {"docs/page.md": "\n[a](../README.md#gone)\n"})
+        self.assert_one(found, "docs/page.md:2: ", "README-gone")
 
     def test_quoted_code_that_the_source_has_not_is_found(self):
         for quoted in ("#include <unistd.hpp>\n", ""):

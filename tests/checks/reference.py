@@ -1,9 +1,11 @@
-"""Every public name is documented where it is declared: classes, functions, variables, types, macros.
+"""The reference has all public headers, and each link of its guides leads somewhere. Every public name is
+documented where it is declared: classes, functions, variables, types, macros.
 
 Not asked for is what says itself: constructors, destructors, operators; queries and setters that are named
 so (get, is, has, set); what overrides a documented function; further overloads of one.
 """
 
+import os
 import re
 import subprocess
 import tempfile
@@ -88,23 +90,32 @@ def location(element):
     return f"{place.get('file')}:{place.get('line')}"
 
 
-def read(root, headers):
-    """What Doxygen makes of the headers, as the elements of its compounds."""
+def read(root):
+    """What Doxygen makes of the tree: the elements of its compounds, and its warnings."""
     with tempfile.TemporaryDirectory() as folder:
         settings = DOXYFILE.read_text(encoding="utf-8") + "\n".join(
-            ("", f"OUTPUT_DIRECTORY = {folder}", "INPUT = " + " ".join(sorted(headers)),
-             "USE_MDFILE_AS_MAINPAGE =", "GENERATE_HTML = NO", "GENERATE_XML = YES",
+            ("", f"OUTPUT_DIRECTORY = {folder}", "GENERATE_HTML = NO", "GENERATE_XML = YES",
              "XML_PROGRAMLISTING = NO", f"WARN_LOGFILE = {folder}/warnings", ""))
-        subprocess.run(["doxygen", "-"], input=settings, text=True, cwd=root, check=True,
-                       stdout=subprocess.DEVNULL)
-        for path in sorted((Path(folder) / "xml").glob("*.xml")):
-            yield from ElementTree.parse(path).getroot().findall("compounddef")
+        names = {"QV_ROOT": str(root), "QV_REFERENCE": str(DOXYFILE.parent), "QV_VERSION": ""}
+        run = subprocess.run(["doxygen", "-"], input=settings, text=True, cwd=root,
+                             capture_output=True, env={**os.environ, **names})
+        if run.returncode != 0:
+            raise RuntimeError(run.stderr)
+        compounds = [compound for path in sorted((Path(folder) / "xml").glob("*.xml"))
+                     for compound in ElementTree.parse(path).getroot().findall("compounddef")]
+        return compounds, (Path(folder) / "warnings").read_text(encoding="utf-8").splitlines()
 
 
 def check(tree_):
-    headers = {header for package in tree_.packages.values() for header in package.headers}
+    compounds, warnings = read(tree_.root)
+    for warning in warnings:
+        if "unable to resolve reference" in warning:
+            yield warning.removeprefix(f"{tree_.root}/")
+    shown = {c.find("location").get("file") for c in compounds if c.get("kind") == "file"}
+    for header in sorted({h for package in tree_.packages.values() for h in package.headers} - shown):
+        yield f"{header}:1: the reference has no page of this header"
     places, documented = {}, set()
-    for name, place, is_done in Reference(read(tree_.root, headers)).names():
+    for name, place, is_done in Reference(compounds).names():
         places.setdefault(name, place)
         if is_done:
             documented.add(name)
