@@ -17,10 +17,10 @@ public:
     InPackageInitBase& operator=( const InPackageInitBase& ) = default;
     virtual ~InPackageInitBase();
 
-    /// The package's configuration variables enter and leave here; the frame resolves them before
+    /// Enters a configuration variable of the package; the frame resolves it before
     /// `initializePackage` runs.
     virtual void addDependency( InVariableBase* variable ) = 0;
-    /// See above.
+    /// Takes such a variable out.
     virtual void removeDependency( InVariableBase* variable ) = 0;
     virtual const char* getName() const = 0;
     /// Runs before the package's variables have their values.

@@ -45,10 +45,11 @@ public:
     /// asks anew. When a source raises, the variable isn't valid.
     void resolve();
 
-    /// Builders serve the variables that are resolved from now on. They stay the caller's, who
-    /// unregisters them before their end. Where priorities are the same, the user's come first.
+    /// A builder serves the variables that are resolved from now on. It stays the caller's, who
+    /// unregisters it before its end.
     static void registerAppContextAliasBuilders( InContextAliasBuilder* builder );
-    /// See above.
+    /// The same for the user's; where priorities are the same, they come before the
+    /// application's.
     static void registerUserContextAliasBuilders( InContextAliasBuilder* builder );
     /// Take all builders of the kind away; variables keep what they have.
     static void unregisterAppContextAliasBuilders();

@@ -74,9 +74,9 @@ protected:
     virtual CtHintPtr makeReadHint( const CtPxTileId& tile, const CtHintPtr& hint ) = 0;
     /// The same for a write.
     virtual CtHintPtr makeWriteHint( const CtPxTileId& tile, const CtHintPtr& hint ) = 0;
-    /// The blocking transfers. `hint` is what the operation above has answered for this request.
+    /// Reads, and returns when it is done. `hint` is what `makeReadHint` has returned for this.
     virtual void readImp( const CtPxTileId& tile, void* memory, const CtHintPtr& hint ) = 0;
-    /// See above.
+    /// Writes; `hint` is that of `makeWriteHint`.
     virtual void writeImp( const CtPxTileId& tile, const void* memory, const CtHintPtr& hint ) = 0;
 
 private:

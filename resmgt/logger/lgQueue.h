@@ -100,9 +100,9 @@ public:
     /// They are on a line, and are reported no more. A process that is killed between the line and
     /// this leaves them in its memory too.
     void noteReported( const Losses& losses ) noexcept;
-    /// The first with the last, and the second with it.
+    /// Returns the count of `getOverflowLosses`, and notes those as reported.
     std::uint64_t takeOverflowCount();
-    /// See above.
+    /// The same with `getMissedLosses`.
     std::uint64_t takeMissedCount() noexcept;
     bool hasMissed() const noexcept;
     /// The stamp of the statement that the owner is writing; `NOT_STAMPED` while it takes the

@@ -32,9 +32,9 @@ class QV_RESMGT_API LgStream {
 public:
     /// The number of bytes of a buffer, a power of two.
     static constexpr std::uint32_t BufSize = 32768;
-    /// Bits of `getOutputFlags`.
+    /// Bit of `getOutputFlags`: text has been written into the current string.
     static constexpr unsigned int TEXT_WRITTEN = 1;
-    /// See above.
+    /// Bit of `getOutputFlags`: the current string has been terminated.
     static constexpr unsigned int TEXT_TERMINATED = 2;
 
     /// What changes the stream when it is written to it, as `std::hex`.

@@ -17,9 +17,9 @@ class QV_TEMPLATE_API RnSphericalHistogram {
 public:
     RnSphericalHistogram( unsigned int nbCosines, unsigned int nbAzimuths );
 
-    /// Add a weight to the bin that holds a direction; return whether there is one.
+    /// Adds a weight to the bin that holds a direction, and returns whether there is one.
     bool addCosine( T cosine, T azimuth, double weight = 1 );
-    /// See above.
+    /// The same for a direction by its angles.
     bool addAngles( T polar, T azimuth, double weight = 1 );
     /// The vector may have any length; the null vector has no direction.
     bool addXYZ( T x, T y, T z, double weight = 1 );

@@ -31,9 +31,9 @@ public:
 
     /// The direction that belongs to a point of the unit square.
     void mapCosine( T u, T v, T& cosine, T& azimuth ) const;
-    /// See above.
+    /// The same as angles.
     void mapAngles( T u, T v, T& polar, T& azimuth ) const;
-    /// See above.
+    /// The same as a unit vector.
     void mapXYZ( T u, T v, T& x, T& y, T& z ) const;
 
     /// None depends on the azimuth.

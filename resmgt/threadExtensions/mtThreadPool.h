@@ -61,10 +61,9 @@ protected:
     /// Wakes the workers of a pool that is to stop, and doesn't raise. A class whose performTask
     /// waits overrides it.
     virtual void stopThreads();
-    /// Before the first round, and after the last, when the thread is none of the pool's workers
-    /// any more.
+    /// Called before the worker's first round.
     virtual void beginWorker( unsigned int index );
-    /// See above.
+    /// Called after its last round, when the thread is none of the pool's workers any more.
     virtual void endWorker( unsigned int index );
     /// Asked after each round of a stopping pool: whether the worker must make another one. After
     /// a no the worker makes none.

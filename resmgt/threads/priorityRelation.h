@@ -52,10 +52,10 @@ public:
     bool uses( const Priority& prio ) const noexcept;
     /// Whether the two current numbers are as stated.
     bool check() const;
-    /// The lowest value of the right node for the left one's value, and the highest value of the
-    /// left node for the right one's. A result that no int can hold is an assertion.
+    /// The lowest value of the right node for the left one's value. A result that no int can hold
+    /// is an assertion, as for the next one.
     int computeRhsPriority( int lhsPriority ) const;
-    /// See above.
+    /// The highest value of the left node for the right one's.
     int computeLhsPriority( int rhsPriority ) const;
     /// One line: the name in double quotes, filled up with blanks to 10 columns, " : ", the left
     /// name, " ( ", the left number in 4 columns, " ) ", the relation's text, a blank, the right

@@ -11,8 +11,8 @@
 
 namespace Qv::Comp {
 
-/// What the command has to say when something is wrong; resources/messages/qvcomp.msg has the texts
-/// and tells their values.
+/// What the command says when something is wrong; resources/messages/qvcomp.msg has the texts and
+/// describes their values.
 enum class Tag {
     USAGE,
     SETTING,

@@ -80,7 +80,7 @@ const InVariable<const char*> scratchDir( "ombra::qvcomp::scratchDir", package, 
 constexpr std::array<const InContextAliasBase*, 3> ENVIRONMENT{ &memoryEnv, &threadsEnv,
                                                                 &scratchEnv };
 
-/// An init file bears the variable's key; what it is tells where it stands.
+/// An init file bears the variable's key, so that its description has to name it.
 const char* getName( const InContextAliasBase& source, const InVariableBase& variable ) {
     const bool isFile = std::string_view( source.getKey() ) == variable.getKey();
     return isFile ? source.getDescription() : source.getKey();

@@ -16,7 +16,7 @@ namespace Comp {
 
 /// A setting that somebody has made outside of the command line.
 struct Setting {
-    /// Variable and source, as a message tells them.
+    /// Variable and source, as a message shows them.
     std::string label;
     std::string text;
 };
