@@ -16,8 +16,8 @@ class XmlElement;
 ///
 /// Roots:    the first element of all becomes the document's root, in place of one that was
 ///           there; a second root's tree is dropped.
-/// End tags: one behind the root's end that has the root's name, as in `<a/></a>`, is taken as if it
-///           weren't there.
+/// End tags: one behind the root's end that has the root's name, as in `<a/></a>`, is taken as if
+///           it weren't there.
 /// Attributes: of equal ones the last counts, in the first one's place.
 /// Unterminated: the tree has the open elements, and XmlDocument::isComplete is false.
 /// Errors:   XmlEx::ExSyntaxError; the document keeps what it has. Where one speaks of an element
