@@ -4,6 +4,7 @@
 #include <tests/support/deadline.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/scopedEnvironment.h>
+#include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
@@ -12,6 +13,7 @@
 #include <atomic>
 #include <cstring>
 #include <fstream>
+#include <random>
 #include <tuple>
 
 #include <signal.h>
@@ -94,6 +96,34 @@ TEST_F( QvcompFaultTest, TruncatedLayerIsFoundWhereverItEnds ) {
             const std::string cut = whole.substr( 0, static_cast<std::size_t>( size ) );
             expectLayerFailure( "cut.exr' is", writeInput( "cut.exr", cut ) );
         }
+    }
+}
+
+TEST_F( QvcompFaultTest, DamagedLayerMakesAPictureOrOneSentence ) {
+    std::mt19937_64 random( testSeed() );
+    const auto below = [&]( std::size_t end ) {
+        return static_cast<std::size_t>( random() % end );
+    };
+    const Arguments good = _layers;
+    const auto damage = [&] {
+        std::string bytes = readFile( good[below( good.size() )] );
+        // Mostly in the head, which says how all else is read.
+        const std::size_t end = below( 4 ) == 0 ? bytes.size() : 400;
+        for( std::size_t n = 1 + below( 3 ); n > 0; --n ) {
+            const char values[] = { '\0', '\x7F', '\xFF', static_cast<char>( random() ) };
+            bytes[below( std::min( end, bytes.size() ) )] = values[below( 4 )];
+        }
+        return bytes;
+    };
+    for( long turns = scaledCount( 300 ); turns > 0; --turns ) {
+        _layers = { writeInput( "damaged.exr", damage() ) };
+        const Outcome outcome = runInside( makeArguments( { "--size", "24x16" } ) );
+        if( outcome.status != 0 ) {
+            expectFailed( outcome, "damaged.exr' " );
+        }
+        fs::remove( getOutput() );
+        fs::remove( getPreview() );
+        ASSERT_FALSE( HasFailure() ) << turns << " turns are left";
     }
 }
 
