@@ -5,12 +5,13 @@ bench_qvcomp.py limit QVCOMP [RUNS] [SIZE]
     At an eighth of its working set beside itself without a limit, by turns; the medians and their
     ratio: wall-clock time as qvcomp reports it, and processor time.
 
-bench_qvcomp.py peers QVCOMP [WIDTH...]
+bench_qvcomp.py peers QVCOMP [RUNS] [WIDTH...]
     Beside oiiotool and libvips, where they are installed: two plates, one with alpha, made smaller
     by 8/9 with the filter of Mitchell and Netravali and laid over each other, at 4096, 8192 and 16384
     pixels wide. The best of three runs, in a row and by turns: wall-clock and processor time, the
     process's peak of memory, and what it wrote beside its output. The pictures are held against
-    qvcomp's. libvips writes no OpenEXR: its picture is a TIFF of 32-bit floats in tiles, not packed.
+    qvcomp's. libvips writes no OpenEXR and no half floats: its picture is a TIFF of 32-bit floats in
+    tiles, once packed by deflate and once not.
     Making the plates takes oiiotool. All files are in $TMPDIR."""
 
 import ctypes
@@ -30,7 +31,6 @@ from pathlib import Path
 DATA = Path(__file__).resolve().parent.parent / "examples" / "data"
 LAYERS = [str(DATA / f"{name}.exr") for name in ("night", "forest", "venice", "city")]
 THREADS = str(len(os.sched_getaffinity(0)))
-RUNS = 3
 MIB = 2**20
 
 
@@ -64,14 +64,14 @@ def compare_limits(program, runs=9, size="1920x1080"):
     show("processor time", [used for _, used in limited], [used for _, used in free])
 
 
-def composite_by_vips(below, above, output, scale):
+def composite_by_vips(below, above, output, scale, compression):
     """Runs in a process of its own. Its operation "composite" doesn't take light beyond 1, so that
     "over" is made of three others."""
     library = ctypes.CDLL(ctypes.util.find_library("vips"))
     library.vips_init(b"bench")
     library.vips_concurrency_set(int(THREADS))
     library.vips_image_new_from_file.restype = ctypes.c_void_p
-    mitchell = 3
+    mitchell, of_floats = 3, 3
 
     def check(failed):
         if failed:
@@ -105,7 +105,8 @@ def composite_by_vips(below, above, output, scale):
     lower = make(b"multiply", load(below), scale_bands(alpha, -1, offset=1))
     picture = make(b"add", upper, lower)
     check(library.vips_call(b"tiffsave", picture, output.encode(), b"tile", 1, b"tile-width", 256,
-                            b"tile-height", 256, b"bigtiff", 1, None))
+                            b"tile-height", 256, b"bigtiff", 1, b"compression", int(compression),
+                            b"predictor", of_floats, None))
 
 
 def make_plates(folder, width, height):
@@ -138,24 +139,24 @@ def measure(command, output):
 def list_commands(program, folder, plates, width, height):
     """Name, command and output of each."""
     size = f"{width}x{height}"
-    path = {name: os.path.join(folder, name) for name in ("qvcomp.exr", "limited.exr", "oiiotool.exr",
-                                                          "vips.tif")}
+    free, limited, oiiotool = (os.path.join(folder, f"{name}.exr")
+                               for name in ("free", "limited", "oiiotool"))
     plain = [program, "--size", size, "--matte", "none", "--glow", "0", "--threads", THREADS,
              "--scratch", folder]
     limit = f"{12 * width // 1024}M"
     commands = [
-        ("qvcomp", [*plain, "-o", path["qvcomp.exr"], *plates], path["qvcomp.exr"]),
-        (f"qvcomp {limit}", [*plain, "--memory", limit, "-o", path["limited.exr"], *plates],
-         path["limited.exr"])]
+        ("qvcomp", [*plain, "-o", free, *plates], free),
+        (f"qvcomp {limit}", [*plain, "--memory", limit, "-o", limited, *plates], limited)]
     resized = ["--resize:filter=mitchell", size]
     if shutil.which("oiiotool"):
         commands.append(("oiiotool", [
             "oiiotool", "--threads", THREADS, plates[1], *resized, plates[0], *resized, "--over", "-d",
-            "half", "--compression", "zip", "--tile", "256", "256", "-o", path["oiiotool.exr"]],
-            path["oiiotool.exr"]))
+            "half", "--compression", "zip", "--tile", "256", "256", "-o", oiiotool], oiiotool))
     if ctypes.util.find_library("vips"):
-        commands.append(("libvips", [sys.executable, __file__, "vips", *plates, path["vips.tif"],
-                                     str(8 / 9)], path["vips.tif"]))
+        for name, compression in (("libvips", "0"), ("libvips packed", "2")):
+            output = os.path.join(folder, f"{name}.tif")
+            commands.append((name, [sys.executable, __file__, "vips", *plates, output, str(8 / 9),
+                                    compression], output))
     return commands
 
 
@@ -169,16 +170,16 @@ def describe_difference(output, expected):
     return f"{found}, {count[1]} pixels by more than 0.001" if count else found or "none"
 
 
-def compare_peers(program, *widths):
+def compare_peers(program, runs=3, *widths):
     for width in [int(w) for w in widths] or [4096, 8192, 16384]:
         height = width * 135 // 256
         with tempfile.TemporaryDirectory() as folder:
             plates = make_plates(folder, width * 9 // 8, height * 9 // 8)
             commands = list_commands(program, folder, plates, width, height)
-            row = {name: [measure(command, output) for _ in range(RUNS)]
+            row = {name: [measure(command, output) for _ in range(int(runs))]
                    for name, command, output in commands}
             turns = {name: [] for name, _, _ in commands}
-            for _ in range(RUNS):
+            for _ in range(int(runs)):
                 for name, command, output in commands:
                     turns[name].append(measure(command, output))
             print(f"{width} x {height}, {THREADS} threads")
