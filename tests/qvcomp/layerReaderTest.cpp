@@ -6,6 +6,7 @@
 #include <tests/support/testThread.h>
 #include <tools/qvcomp/layerReader.h>
 #include <tools/qvcomp/plainTiles.h>
+#include <tools/qvcomp/tilePass.h>
 
 #include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>

@@ -1,5 +1,7 @@
 #include <tests/qvcomp/testCommand.h>
 
+#include <tools/qvcomp/tileStore.h>
+
 #include <tests/support/deadline.h>
 #include <tests/support/processCounts.h>
 
@@ -11,6 +13,7 @@
 #include <array>
 #include <cmath>
 #include <fstream>
+#include <tuple>
 
 namespace Qv::Comp {
 namespace {
@@ -165,8 +168,8 @@ TEST_F( QvcompRunTest, MakesTheSamePictureUnbuffered ) {
 }
 
 TEST_F( QvcompRunTest, UnderALimitTilesGoToDiskAndComeBack ) {
-    const std::string report =
-        run( { "--size", "400x300", "--tile", "32", "--threads", "2", "--memory", "400K" } );
+    const std::string report = run( { "--size", "600x500", "--glow-radius", "40%", "--tile", "32",
+                                      "--threads", "2", "--memory", "400K" } );
     EXPECT_GT( getNumber( report, "workingSetBytes" ), 8U * 400 * 1024 );
     EXPECT_GT( getNumber( report, "evictions" ), 0U );
     EXPECT_GT( getNumber( report, "reloads" ), getNumber( report, "prefetches" ) );
@@ -186,14 +189,37 @@ TEST_F( QvcompRunTest, WithoutALimitNothingGoesToDisk ) {
     }
 }
 
-TEST_F( QvcompRunTest, TilesThatWereOnlyReadArentWrittenAgain ) {
-    const std::string report =
-        run( { "--size", "400x300", "--threads", "1", "--memory", "60K", "--strategy", "random" } );
-    // Every tile is finished once, but those of the picture twice, before the glow and with it; a
-    // layer's source is written line band by line band.
-    const std::uint64_t nbTiles = getNumber( report, "tiles" );
-    EXPECT_LE( getNumber( report, "bytesWritten" ), ( nbTiles + 25 * 19 ) * 16 * 16 * 16 );
-    EXPECT_GT( getNumber( report, "evictions" ), nbTiles );
+TEST_F( QvcompRunTest, OnlyAPictureThatWaitsForItsGlowGoesToDiskAndOnce ) {
+    constexpr int WIDTH = 400;
+    constexpr int HEIGHT = 1400;
+    const auto runWith = [&]( const Arguments& options, std::uint64_t memory ) {
+        Arguments more = options;
+        more.insert( more.end(), { "--size", "400x1400", "--memory", std::to_string( memory ) } );
+        SCOPED_TRACE( ::testing::PrintToString( more ) );
+        const std::string report = run( more );
+        EXPECT_LE( getNumber( report, "peakTileBytes" ), memory );
+        return report;
+    };
+    for( const auto& [side, threads, fit] :
+         { std::tuple( 16, "1", "cover" ), { 33, "4", "none" }, { 64, "2", "cover" } } ) {
+        Arguments options{
+            "--tile", std::to_string( side ), "--threads", threads, "--fit", fit, "--glow", "0" };
+        const auto getWorkingSet = [&] {
+            return getNumber( runWith( options, std::uint64_t{ 1 } << 30 ), "workingSetBytes" );
+        };
+        EXPECT_EQ( getNumber( runWith( options, getWorkingSet() ), "bytesWritten" ), 0U );
+        // Light from everywhere.
+        options.insert( options.end(), { "--glow", "1", "--glow-radius", "100%" } );
+        const std::uint64_t all = getWorkingSet();
+        EXPECT_EQ( getNumber( runWith( options, all ), "bytesWritten" ), 0U );
+        const std::string half = runWith( options, all / 2 );
+        const std::size_t picture =
+            countTiles( WIDTH, HEIGHT, getTileSize( side, TileShape::BAND, WIDTH ) );
+        EXPECT_GT( getNumber( half, "evictions" ), picture / 4 );
+        // But for a few tiles that a thread is about to need.
+        EXPECT_LE( getNumber( half, "bytesWritten" ),
+                   ( picture + picture / 20 ) * static_cast<std::size_t>( side * side ) * 16 );
+    }
 }
 
 TEST_F( QvcompRunTest, TilesThatAreEvictedWhileALayerIsReadKeepAllItsLines ) {
@@ -353,8 +379,9 @@ TEST_F( QvcompRunTest, ProcessStaysWithinTheLimitPlusAFixedAmount ) {
     constexpr std::uint64_t ALLOWANCE = ( std::uint64_t{ QV_MEMORY_ALLOWANCE } + 2 * 7 ) << 20;
     for( const char* manager : { "heap", "arena" } ) {
         const Outcome outcome =
-            ChildCommand( makeCommand( { "--size", "2400x2000", "--tile", "256", "--threads", "7",
-                                         "--memory", "16M", "--manager", manager } ) )
+            ChildCommand(
+                makeCommand( { "--size", "2800x2000", "--glow-radius", "40%", "--tile", "256",
+                               "--threads", "7", "--memory", "16M", "--manager", manager } ) )
                 .finish();
         ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
         ASSERT_GT( getNumber( outcome.output, "workingSetBytes" ), 5 * LIMIT );

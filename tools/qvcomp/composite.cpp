@@ -53,7 +53,7 @@ void joinPixels( const TileWriter& target, const TileReader& layer, const LayerO
     }
 }
 
-void copyPixels( const TileWriter& target, const TileReader& layer, float opacity ) noexcept {
+void putPixels( const TileWriter& target, const TileReader& layer, float opacity ) noexcept {
     mixTile(
         target, layer, opacity, []( float s, float, float, float ) { return s; },
         []( float a, float ) { return a; } );

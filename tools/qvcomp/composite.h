@@ -22,6 +22,6 @@ namespace Qv::Comp {
 void joinPixels( const TileWriter& target, const TileReader& layer, const LayerOptions& options );
 
 /// Puts `layer` into `target`, multiplied by `opacity`: the lowest one, which keeps each bit.
-void copyPixels( const TileWriter& target, const TileReader& layer, float opacity ) noexcept;
+void putPixels( const TileWriter& target, const TileReader& layer, float opacity ) noexcept;
 
 } // namespace Qv::Comp

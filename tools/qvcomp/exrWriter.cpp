@@ -43,10 +43,6 @@ std::string makeHead( const Imf::Header& header ) {
     return stream.str();
 }
 
-int divideUp( int value, int divisor ) noexcept {
-    return ( value + divisor - 1 ) / divisor;
-}
-
 /// Makes each byte the difference from the one before it, as the format has it: plus 128.
 void makeDifferences( std::vector<unsigned char>& bytes ) noexcept {
     for( std::size_t i = bytes.size() - 1; i > 0; --i ) {

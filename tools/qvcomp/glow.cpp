@@ -1,7 +1,7 @@
 #include <tools/qvcomp/glow.h>
-#include <tools/qvcomp/tileSum.h>
 
-#include <cmath>
+#include <tools/qvcomp/areaMemory.h>
+#include <tools/qvcomp/tileSum.h>
 
 namespace Qv::Comp {
 
@@ -11,14 +11,6 @@ namespace {
 constexpr float THRESHOLD = 1.0F;
 /// Light beyond this glows no more than this: a sun of some thousands would flood the frame.
 constexpr float CEILING = 12.0F;
-/// Columns are so far apart at most, in standard deviations: the splines' deviation from a
-/// Gaussian, of which the fourth cumulant is the largest part, grows with the fourth power of that.
-/// This makes it 2e-4 of the peak.
-constexpr double LARGEST_STEP = 1.0 / 2.5;
-/// A Gaussian is cut off so many standard deviations from its middle, where it has 3e-4 of its
-/// peak.
-constexpr double REACH = 4.0;
-
 /// Of a pixel the light above the threshold, with its colour; no alpha. Whether there is any.
 bool extractBright( float* bright, const float* pixel ) noexcept {
     const float light = getLuminance( pixel );
@@ -34,159 +26,13 @@ bool extractBright( float* bright, const float* pixel ) noexcept {
     return true;
 }
 
-/// Places that are evenly apart, by an odd number of positions, and as symmetrical to a line as its
-/// positions are. All positions, if they are one apart; otherwise between any position and an end
-/// there is another place.
-struct Lattice {
-    Lattice( double sigma, int lineSize )
-        : step( std::max( ( static_cast<int>( sigma * LARGEST_STEP ) - 1 ) / 2 * 2 + 1, 1 ) )
-        , count( lineSize )
-        , first( 0 ) {
-        if( step > 1 ) {
-            const int last = lineSize - 1;
-            const int steps = ( last + 2 * step ) / step + 1;
-            count = 1 + steps + ( steps + last ) % 2;
-            first = ( last - ( count - 1 ) * step ) / 2;
-        }
-    }
+/// Of the areas in which light is spread, which a thread has in its own memory.
+constexpr int AREA_COLUMNS = 256;
+constexpr int AREA_LINES = 16;
 
-    int step;
-    int count;
-    int first;
-};
-
-/// A Gaussian's weights for the positions of a line, at the places of a lattice.
-class GaussianTaps {
-public:
-    GaussianTaps( const Lattice& lattice, double variance, int lineSize )
-        : _lattice( lattice )
-        , _lineSize( lineSize ) {
-        const int radius = static_cast<int>( std::ceil( REACH * std::sqrt( variance ) ) );
-        std::vector<double> exact;
-        double sum = 0.0;
-        for( int k = -radius; k <= radius; ++k ) {
-            exact.push_back( std::exp( -0.5 * k * k / variance ) );
-            sum += exact.back();
-        }
-        for( const double weight : exact ) {
-            _weights.push_back( static_cast<float>( weight / sum ) );
-        }
-    }
-
-    Taps at( int place ) const noexcept {
-        const int first =
-            _lattice.first + place * _lattice.step - static_cast<int>( _weights.size() / 2 );
-        return Taps{ first, _weights }.within( 0, _lineSize );
-    }
-
-private:
-    Lattice _lattice;
-    int _lineSize;
-    std::vector<float> _weights;
-};
-
-/// The weights of cubic B-splines at the places of a lattice for the positions between them, each
-/// times a factor.
-class SplineTaps {
-public:
-    SplineTaps( const Lattice& lattice, double factor )
-        : _lattice( lattice ) {
-        for( int phase = 0; phase < lattice.step; ++phase ) {
-            const double t = static_cast<double>( phase ) / lattice.step;
-            const double u = 1.0 - t;
-            for( const double spline : { u * u * u, 4.0 - 6.0 * t * t + 3.0 * t * t * t,
-                                         4.0 - 6.0 * u * u + 3.0 * u * u * u, t * t * t } ) {
-                _weights.push_back( static_cast<float>( factor * spline / 6.0 ) );
-            }
-        }
-        _factor = static_cast<float>( factor );
-    }
-
-    Taps at( int position ) const noexcept {
-        if( _lattice.step == 1 ) {
-            return { position, { &_factor, 1 } };
-        }
-        const int distance = position - _lattice.first;
-        const int phase = distance % _lattice.step;
-        return { distance / _lattice.step - 1,
-                 std::span( _weights ).subspan( static_cast<std::size_t>( phase ) * 4, 4 ) };
-    }
-
-private:
-    Lattice _lattice;
-    std::vector<float> _weights;
-    float _factor;
-};
-
-/// Of cubic B-splines, in positions squared.
-double getSplineVariance( const Lattice& lattice ) noexcept {
-    return lattice.step == 1 ? 0.0 : lattice.step * static_cast<double>( lattice.step ) / 3.0;
-}
-
-/// Makes the plane in which the light is spread across, at the places of the lattice.
-std::unique_ptr<TilePlane> spreadAcross( PassRunner& runner, TileStore& store, TilePlane& picture,
-                                         const Lattice& lattice, double sigma ) {
-    const GaussianTaps filter( lattice, sigma * sigma - getSplineVariance( lattice ),
-                               picture.getWidth() );
-    auto result =
-        store.createPlane( "glow across", lattice.count, picture.getHeight(), TileShape::SQUARE );
-    const auto getInputs = [&]( TilePos pos ) {
-        const PixelArea area = result->getArea( pos );
-        return listRowInputs( picture, pos.row, filter.at( area.x0 ).first,
-                              filter.at( area.x1 - 1 ).getEnd() - 1 );
-    };
-    const auto add = [&]( auto& to, const auto& from ) {
-        addAcross( to, from, filter, extractBright );
-    };
-    runner.run( { "Glow across", orderByRows( *result ), getInputs, [&]( TilePos pos ) {
-                     sumTile( *result, pos, getInputs( pos ), add, []( auto& ) {} );
-                 } } );
-    return result;
-}
-
-std::unique_ptr<TilePlane> spreadDown( PassRunner& runner, TileStore& store, TilePlane& across,
-                                       double sigma ) {
-    const int height = across.getHeight();
-    const GaussianTaps filter( Lattice( 1.0, height ), sigma * sigma, height );
-    auto result = store.createPlane( "glow", across.getWidth(), height, TileShape::SQUARE );
-    const auto getInputs = [&]( TilePos pos ) {
-        const PixelArea area = result->getArea( pos );
-        return listColumnInputs( across, pos.column, filter.at( area.y0 ).first,
-                                 filter.at( area.y1 - 1 ).getEnd() - 1 );
-    };
-    const auto add = [&]( auto& to, const auto& from ) { addDown( to, from, filter ); };
-    runner.run( { "Glow down", orderByColumns( *result ), getInputs, [&]( TilePos pos ) {
-                     sumTile( *result, pos, getInputs( pos ), add, []( auto& ) {} );
-                 } } );
-    return result;
-}
-
-void addLight( PassRunner& runner, TilePlane& picture, TilePlane& light, const Lattice& lattice,
-               double strength ) {
-    const SplineTaps filter( lattice, strength );
-    const auto getLightInputs = [&]( TilePos pos ) {
-        const PixelArea area = picture.getArea( pos );
-        return listRowInputs( light, pos.row, filter.at( area.x0 ).first,
-                              filter.at( area.x1 - 1 ).getEnd() - 1 );
-    };
-    const auto getInputs = [&]( TilePos pos ) {
-        std::vector<TileRef> inputs = getLightInputs( pos );
-        inputs.insert( inputs.begin(), { &picture, pos } );
-        return inputs;
-    };
-    const auto keep = []( float* to, const float* from ) noexcept {
-        std::copy_n( from, CHANNELS, to );
-        return true;
-    };
-    runner.run( { "Glow", orderByRows( picture ), getInputs, [&]( TilePos pos ) {
-                     {
-                         const TileWriter tile = picture.write( pos );
-                         for( const TileRef& input : getLightInputs( pos ) ) {
-                             addAcross( tile, light.read( input.pos ), filter, keep );
-                         }
-                     }
-                     picture.finish( pos );
-                 } } );
+bool keep( float* to, const float* from ) noexcept {
+    std::copy_n( from, CHANNELS, to );
+    return true;
 }
 
 } // namespace
@@ -197,17 +43,73 @@ double getGlowSigma( const GlowRadius& radius, int frameWidth ) noexcept {
                                : radius.value;
 }
 
-int countGlowColumns( double sigma, int frameWidth ) noexcept {
-    return Lattice( sigma, frameWidth ).count;
+Glow::Glow( double strength, double sigma, int width, int height )
+    : _lattice( sigma, width )
+    , _along( _lattice, sigma * sigma - _lattice.getSplineVariance(), width )
+    , _down( Lattice( 1.0, height ), sigma * sigma, height )
+    , _between( _lattice, strength ) {}
+
+std::vector<PixelArea> Glow::listAreas( const TilePlane& picture, int y0, int y1 ) const {
+    std::vector<PixelArea> areas;
+    for( int y = y0; y < y1; ) {
+        const int rowEnd = picture.getArea( picture.getPos( 0, y ) ).y1;
+        const int end = std::min( { y + AREA_LINES, rowEnd, y1 } );
+        for( int x = 0; x < _lattice.count; x += AREA_COLUMNS ) {
+            areas.push_back( { x, y, std::min( x + AREA_COLUMNS, _lattice.count ), end } );
+        }
+        y = end;
+    }
+    return areas;
 }
 
-void addGlow( PassRunner& runner, TileStore& store, TilePlane& picture, double strength,
-              double sigma ) {
-    const Lattice lattice( sigma, picture.getWidth() );
-    auto across = spreadAcross( runner, store, picture, lattice, sigma );
-    const auto light = spreadDown( runner, store, *across, sigma );
-    across.reset();
-    addLight( runner, picture, *light, lattice, strength );
+std::vector<TileRef> Glow::listInputs( TilePlane& picture, const PixelArea& area ) const {
+    return listRowInputs( picture, picture.getPos( 0, area.y0 ).row, _along.at( area.x0 ).first,
+                          _along.at( area.x1 - 1 ).getEnd() - 1 );
+}
+
+void Glow::spread( TilePlane& picture, TilePlane& across, const PixelArea& area ) const {
+    const AreaMemory memory( area.getWidth(), area.getHeight() );
+    const TileWriter light = memory.getZeros( area );
+    for( const TileRef& input : listInputs( picture, area ) ) {
+        addAcross( light, picture.read( input.pos ), _along, extractBright );
+    }
+    for( const TileRef& output : listAreaInputs( across, area ) ) {
+        copyPixels( across.write( output.pos ), toReader( light ) );
+    }
+}
+
+PixelArea Glow::getSource( const PixelArea& area ) const noexcept {
+    return { _between.at( area.x0 ).first, _down.at( area.y0 ).first,
+             _between.at( area.x1 - 1 ).getEnd(), _down.at( area.y1 - 1 ).getEnd() };
+}
+
+void Glow::addTo( const TileWriter& tile, TilePlane& across ) const {
+    const PixelArea& area = tile.getArea();
+    // So wide that few columns are made twice, where they are far apart.
+    const int width = std::min( area.getWidth(), AREA_COLUMNS * _lattice.step );
+    const AreaMemory memory( std::min( width / _lattice.step + 5, _lattice.count ), AREA_LINES );
+    for( int y = area.y0; y < area.y1; y += AREA_LINES ) {
+        for( int x = area.x0; x < area.x1; x += width ) {
+            const PixelArea block = intersect( area, { x, y, x + width, y + AREA_LINES } );
+            const PixelArea source = getSource( block );
+            const TileWriter light =
+                memory.getZeros( { source.x0, block.y0, source.x1, block.y1 } );
+            spreadDown( light, across );
+            addAcross( tile.within( block ), toReader( light ), _between, keep );
+        }
+    }
+}
+
+void Glow::spreadDown( const TileWriter& light, TilePlane& across ) const {
+    const PixelArea& area = light.getArea();
+    const PixelArea source{ area.x0, _down.at( area.y0 ).first, area.x1,
+                            _down.at( area.y1 - 1 ).getEnd() };
+    for( const TileRef& input : listAreaInputs( across, source ) ) {
+        const PixelArea tile = across.getArea( input.pos );
+        const PixelArea part{ std::max( area.x0, tile.x0 ), area.y0, std::min( area.x1, tile.x1 ),
+                              area.y1 };
+        addDown( light.within( part ), across.read( input.pos ), _down );
+    }
 }
 
 } // namespace Qv::Comp

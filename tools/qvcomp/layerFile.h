@@ -35,6 +35,8 @@ struct LayerInfo {
     FileId file;
     /// Bytes of memory that reading it takes at most by one decoder, beside the plane's tiles.
     std::uint64_t readingMemory;
+    /// Of the parts in which it is read: whole chunks of the file.
+    TileSize part = {};
     LayerHead head = {};
     /// What the file doesn't say.
     LayerOptions options = {};

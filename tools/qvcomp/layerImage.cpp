@@ -82,10 +82,6 @@ int getChunkLines( Imf::Compression compression ) noexcept {
     }
 }
 
-int divideUp( int value, int divisor ) noexcept {
-    return value / divisor + ( value % divisor == 0 ? 0 : 1 );
-}
-
 int clampSide( unsigned side, int size ) noexcept {
     return static_cast<int>( std::clamp( side, 1U, static_cast<unsigned>( size ) ) );
 }
@@ -96,6 +92,14 @@ std::uint64_t getFilePixelBytes( const Imf::ChannelList& channels ) {
         bytes += channel.channel().type == Imf::HALF ? 2U : 4U;
     }
     return bytes;
+}
+
+/// As many chunks side by side as fit a block, and whole rows of them.
+TileSize getPartSize( const Layout& layout ) noexcept {
+    const std::uint64_t pixels = layout.countChunkPixels();
+    const auto columns = static_cast<std::uint64_t>( layout.columns );
+    return { countAtOnce( pixels, layout.columns ) * layout.chunkWidth,
+             countAtOnce( pixels * columns, layout.rows ) * layout.chunkHeight };
 }
 
 std::uint64_t getReadingMemory( const Imf::Header& header, const Layout& layout ) {
@@ -140,6 +144,7 @@ LayerInfo toInfo( const OsFilePath& path, const LayerStream& stream, const Imf::
              header.pixelAspectRatio(),
              stream.getId(),
              getReadingMemory( header, layout ),
+             getPartSize( layout ),
              readLayerHead( header ) };
 }
 

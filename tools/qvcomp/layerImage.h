@@ -9,6 +9,7 @@
 #include <ImfHeader.h>
 #include <ImfMultiPartInputFile.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <new>
 #include <string>
@@ -18,6 +19,13 @@ namespace Qv::Comp {
 /// So much of an image is held at a time beside the plane that it goes to; more only costs memory.
 inline constexpr std::uint64_t BLOCK_BYTES = std::uint64_t{ 1 } << 20;
 inline constexpr std::uint64_t PIXEL_BYTES = CHANNELS * sizeof( float );
+
+/// How many of `count` pieces of so many pixels fit a block, at least 1.
+inline int countAtOnce( std::uint64_t pixels, int count ) noexcept {
+    const std::uint64_t fitting = BLOCK_BYTES / PIXEL_BYTES / pixels;
+    return static_cast<int>(
+        std::clamp<std::uint64_t>( fitting, 1, static_cast<std::uint64_t>( count ) ) );
+}
 
 /// How the pixels of an image of `width` by `height` lie in its file.
 struct Layout {

@@ -19,28 +19,10 @@ float sanitise( float value ) noexcept {
     return std::isnan( value ) ? 0.0F : std::clamp( value, -LARGEST_HALF, LARGEST_HALF );
 }
 
-/// How many of `count` pieces of so many pixels fit a block, at least 1.
-int countAtOnce( std::uint64_t pixels, int count ) noexcept {
-    const std::uint64_t fitting = BLOCK_BYTES / PIXEL_BYTES / pixels;
-    return static_cast<int>(
-        std::clamp<std::uint64_t>( fitting, 1, static_cast<std::uint64_t>( count ) ) );
-}
-
-/// As many chunks side by side as fit a block, and whole rows of them.
-TileSize getPartSize( const Layout& layout ) noexcept {
-    const std::uint64_t pixels = layout.countChunkPixels();
-    const auto columns = static_cast<std::uint64_t>( layout.columns );
-    return { countAtOnce( pixels, layout.columns ) * layout.chunkWidth,
-             countAtOnce( pixels * columns, layout.rows ) * layout.chunkHeight };
-}
-
-int divideUp( int value, int divisor ) noexcept {
-    return value / divisor + ( value % divisor == 0 ? 0 : 1 );
-}
-
 void checkUnchanged( const LayerStream& file, const LayerInfo& layer, const LayerInfo& now ) {
     if( now.width != layer.width || now.height != layer.height || now.hasAlpha != layer.hasAlpha ||
         now.display != layer.display || now.pixelAspect != layer.pixelAspect ||
+        now.part.width != layer.part.width || now.part.height != layer.part.height ||
         now.readingMemory > layer.readingMemory ) {
         throw Failure( Tag::LAYER_CHANGED, file.fileName() );
     }
@@ -126,8 +108,8 @@ public:
     Decoder( const LayerInfo& layer, const LayerStream& file )
         : _file( file )
         , _image( layer.path, file, [&]( std::uint64_t bytes ) { checkHead( layer, bytes ); } )
-        , _blockLines( countBlockLines( _image.getLayout() ) )
-        , _block( _image, getPartSize( _image.getLayout() ).width, _blockLines ) {
+        , _blockLines( countBlockLines( _image.getLayout(), layer.part.height ) )
+        , _block( _image, layer.part.width, _blockLines ) {
         checkUnchanged( file, layer, _image.getInfo() );
         if( getLayout().isTiled ) {
             _tiles.emplace( _image.getFile(), 0 );
@@ -156,8 +138,7 @@ private:
 
     /// OpenEXR keeps the chunk of lines that it has unpacked last, so that lines can be taken in
     /// smaller blocks.
-    static int countBlockLines( const Layout& layout ) noexcept {
-        const int lines = getPartSize( layout ).height;
+    static int countBlockLines( const Layout& layout, int lines ) noexcept {
         return layout.isTiled
                    ? lines
                    : countAtOnce( static_cast<std::uint64_t>( layout.chunkWidth ), lines );
@@ -209,24 +190,17 @@ LayerReader::LayerReader( const LayerInfo& layer, TileStore& store, int nbDecode
     , _nbToMake( nbDecoders - 1 ) {
     _free.reserve( static_cast<std::size_t>( nbDecoders ) );
     _free.push_back( makeDecoder() );
-    _layout = _free[0]->getLayout();
-    _part = getPartSize( *_layout );
-    _columns = divideUp( layer.width, _part.width );
-    _rows = divideUp( layer.height, _part.height );
+    _columns = divideUp( layer.width, layer.part.width );
     const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
     _plane = store.createPlane( name + " source", layer.width, layer.height, TileShape::BAND );
-    _missing = std::vector<std::atomic<int>>( static_cast<std::size_t>( _plane->getRows() ) );
-    for( int row = 0; row < _rows; ++row ) {
-        forEachTileRow( getArea( { 0, row } ), [&]( int, auto& missing ) { missing += _columns; } );
-    }
 }
 
 LayerReader::~LayerReader() = default;
 
 std::vector<TilePos> LayerReader::takeParts( int y0, int y1 ) {
     std::vector<TilePos> parts;
-    _nextRow = std::max( _nextRow, y0 / _part.height );
-    for( ; _nextRow < divideUp( y1, _part.height ); ++_nextRow ) {
+    _nextRow = std::max( _nextRow, y0 / _layer.part.height );
+    for( ; _nextRow < divideUp( y1, _layer.part.height ); ++_nextRow ) {
         for( int column = 0; column < _columns; ++column ) {
             parts.push_back( { column, _nextRow } );
         }
@@ -235,15 +209,7 @@ std::vector<TilePos> LayerReader::takeParts( int y0, int y1 ) {
 }
 
 void LayerReader::read( TilePos part ) {
-    const PixelArea area = getArea( part );
-    DecoderUse( *this )->read( area, *_plane );
-    forEachTileRow( area, [&]( int row, auto& missing ) {
-        if( --missing == 0 ) {
-            for( int column = 0; column < _plane->getColumns(); ++column ) {
-                _plane->finish( { column, row } );
-            }
-        }
-    } );
+    DecoderUse( *this )->read( getArea( part ), *_plane );
 }
 
 void LayerReader::discardAbove( int y ) {
@@ -270,11 +236,7 @@ std::unique_ptr<LayerReader::Decoder> LayerReader::takeDecoder() {
     }
     --_nbToMake;
     lock.unlock();
-    auto decoder = makeDecoder();
-    if( decoder->getLayout() != *_layout ) {
-        throw Failure( Tag::LAYER_CHANGED, _file->fileName() );
-    }
-    return decoder;
+    return makeDecoder();
 }
 
 void LayerReader::putBack( std::unique_ptr<Decoder> decoder ) noexcept {
@@ -286,29 +248,10 @@ void LayerReader::putBack( std::unique_ptr<Decoder> decoder ) noexcept {
 }
 
 PixelArea LayerReader::getArea( TilePos part ) const noexcept {
-    const int x = part.column * _part.width;
-    const int y = part.row * _part.height;
-    return { x, y, std::min( x + _part.width, _layer.width ),
-             std::min( y + _part.height, _layer.height ) };
-}
-
-/// Calls `take( row, missing )` for the rows of tiles that have some of the lines.
-template <class Take>
-void LayerReader::forEachTileRow( const PixelArea& area, const Take& take ) {
-    const int last = _plane->getPos( 0, area.y1 - 1 ).row;
-    for( int row = _plane->getPos( 0, area.y0 ).row; row <= last; ++row ) {
-        take( row, _missing[static_cast<std::size_t>( row )] );
-    }
-}
-
-std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store, PassRunner& runner,
-                                      int nbDecoders ) {
-    LayerReader reader( layer, store, nbDecoders );
-    const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
-    runner.run( { "Reading " + name, reader.takeParts( 0, layer.height ),
-                  []( TilePos ) { return std::vector<TileRef>(); },
-                  [&]( TilePos part ) { reader.read( part ); } } );
-    return reader.takePlane();
+    const int x = part.column * _layer.part.width;
+    const int y = part.row * _layer.part.height;
+    return { x, y, std::min( x + _layer.part.width, _layer.width ),
+             std::min( y + _layer.part.height, _layer.height ) };
 }
 
 } // namespace Qv::Comp

@@ -1,13 +1,10 @@
 #pragma once
 
 #include <tools/qvcomp/layerImage.h>
-#include <tools/qvcomp/tilePass.h>
 
-#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <vector>
 
 namespace Qv::Comp {
@@ -32,8 +29,6 @@ public:
     ~LayerReader();
 
     TilePlane& getPlane() noexcept { return *_plane; }
-    /// Leaves the reader without a plane.
-    std::unique_ptr<TilePlane> takePlane() noexcept { return std::move( _plane ); }
 
     /// Column and row of each part that has some of the lines from `y0` up to, not including, `y1`,
     /// and that wasn't taken before. Neither line ever goes up the image.
@@ -51,8 +46,6 @@ private:
     std::unique_ptr<Decoder> takeDecoder();
     void putBack( std::unique_ptr<Decoder> decoder ) noexcept;
     PixelArea getArea( TilePos part ) const noexcept;
-    template <class Take>
-    void forEachTileRow( const PixelArea& area, const Take& take );
 
     const LayerInfo _layer;
     const std::unique_ptr<const LayerStream> _file;
@@ -64,19 +57,10 @@ private:
     int _nbToMake;
 
     std::unique_ptr<TilePlane> _plane;
-    /// What the parts are made for.
-    std::optional<Layout> _layout;
-    TileSize _part;
+    /// Of parts.
     int _columns;
-    int _rows;
     int _nextRow = 0;
     int _discardedRows = 0;
-    /// For each row of the plane's tiles, the parts that are yet to come.
-    std::vector<std::atomic<int>> _missing;
 };
-
-/// Reads the whole image on all threads.
-std::unique_ptr<TilePlane> readLayer( const LayerInfo& layer, TileStore& store, PassRunner& runner,
-                                      int nbDecoders );
 
 } // namespace Qv::Comp

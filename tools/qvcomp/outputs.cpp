@@ -2,7 +2,7 @@
 
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/interrupt.h>
-#include <tools/qvcomp/pictureFile.h>
+#include <tools/qvcomp/pictureHead.h>
 
 namespace Qv::Comp {
 
@@ -47,11 +47,9 @@ Outputs::Outputs( const Options& options, const Scene& scene )
     }
 }
 
-void Outputs::write( TilePlane& picture, const PictureHead& head, Dithering dithering,
-                     PassRunner& runner ) {
-    PictureFiles files( picture.getWidth(), picture.getHeight(), head, _picture, getPreview(),
-                        dithering );
-    writePicture( picture, files, runner );
+PictureFiles Outputs::makeFiles( const Scene& scene, Dithering dithering ) {
+    return PictureFiles( scene.width, scene.height, makePictureHead( scene ), _picture,
+                         getPreview(), dithering );
 }
 
 void Outputs::commit( const std::optional<OutputLock>& lock ) {

@@ -3,8 +3,8 @@
 #include <tools/qvcomp/options.h>
 #include <tools/qvcomp/outputLock.h>
 #include <tools/qvcomp/pendingFile.h>
-#include <tools/qvcomp/pictureHead.h>
-#include <tools/qvcomp/render.h>
+#include <tools/qvcomp/pictureFile.h>
+#include <tools/qvcomp/scene.h>
 
 namespace Qv::Comp {
 
@@ -15,8 +15,8 @@ class Outputs {
 public:
     Outputs( const Options& options, const Scene& scene );
 
-    void write( TilePlane& picture, const PictureHead& head, Dithering dithering,
-                PassRunner& runner );
+    /// What writes a picture of the scene; this outlives it.
+    PictureFiles makeFiles( const Scene& scene, Dithering dithering );
     /// Gives the files their names, which comes last, when nothing else can fail.
     void commit( const std::optional<OutputLock>& lock );
 

@@ -8,36 +8,34 @@ namespace {
 
 class BegunHint final : public ObStructureHint {
 public:
-    BegunHint( std::string name, std::size_t nbSteps )
-        : _name( std::move( name ) )
-        , _nbSteps( nbSteps ) {}
+    explicit BegunHint( std::string name )
+        : _name( std::move( name ) ) {}
     const std::string _name;
-    const std::size_t _nbSteps;
 };
 
-class StepsHint final : public ObValueHint {
+class StepHint final : public ObValueHint {
 public:
-    explicit StepsHint( std::size_t nbSteps )
-        : _nbSteps( nbSteps ) {}
-    const std::size_t _nbSteps;
+    explicit StepHint( double part )
+        : _part( part ) {}
+    const double _part;
 };
 
 class DoneHint final : public ObStructureHint {
 public:
-    explicit DoneHint( PassRecord record )
-        : _record( std::move( record ) ) {}
-    const PassRecord _record;
+    explicit DoneHint( std::vector<PassRecord> records )
+        : _records( std::move( records ) ) {}
+    const std::vector<PassRecord> _records;
 };
 
 class PassNotifier final : public ObNotifierAny {
     void notifyObserver( ObObserverAny* observer, const ObHints& hints ) override {
         PassObserver& passObserver = *static_cast<PassObserver*>( observer );
-        if( const StepsHint* const steps = hints.find<StepsHint>() ) {
-            passObserver.passStepped( steps->_nbSteps );
+        if( const StepHint* const step = hints.find<StepHint>() ) {
+            passObserver.passStepped( step->_part );
         } else if( const BegunHint* const begun = hints.find<BegunHint>() ) {
-            passObserver.passBegun( begun->_name, begun->_nbSteps );
+            passObserver.passBegun( begun->_name );
         } else if( const DoneHint* const done = hints.find<DoneHint>() ) {
-            passObserver.passDone( done->_record );
+            passObserver.passDone( done->_records );
         }
     }
     void relationRemovedFromSubject( ObObserverAny*, ObSubjectAny* ) override {}
@@ -53,9 +51,9 @@ EvQueueEventManager& chooseEvents( std::optional<EvQueueEventManager>& own ) {
 
 } // namespace
 
-void PassObserver::passBegun( const std::string&, std::size_t ) {}
-void PassObserver::passStepped( std::size_t ) {}
-void PassObserver::passDone( const PassRecord& ) {}
+void PassObserver::passBegun( const std::string& ) {}
+void PassObserver::passStepped( double ) {}
+void PassObserver::passDone( const std::vector<PassRecord>& ) {}
 
 Passes::Passes()
     : _events( chooseEvents( _ownEvents ) )
@@ -67,20 +65,25 @@ void Passes::add( PassObserver& observer ) {
     _manager.subscribeRelation( this, &observer );
 }
 
-void Passes::begin( const std::string& name, std::size_t nbSteps ) {
-    _name = name;
-    _nbSteps = nbSteps;
-    _begin = Clock::now();
-    deliver( ObHints().add<BegunHint>( name, nbSteps ) );
+void Passes::begin( const std::string& name, const std::vector<std::string>& kinds ) {
+    _records.clear();
+    for( const std::string& kind : kinds ) {
+        _records.push_back( { kind, 0, 0.0 } );
+    }
+    deliver( ObHints().add<BegunHint>( name ) );
 }
 
-void Passes::step( std::size_t nbSteps ) {
-    deliver( ObHints().add<StepsHint>( nbSteps ) );
+void Passes::step( std::size_t kind, double part, double seconds ) {
+    {
+        const std::lock_guard guard( _lock );
+        ++_records[kind].nbSteps;
+        _records[kind].seconds += seconds;
+    }
+    deliver( ObHints().add<StepHint>( part ) );
 }
 
 void Passes::end() {
-    const double seconds = std::chrono::duration<double>( Clock::now() - _begin ).count();
-    deliver( ObHints().add<DoneHint>( PassRecord{ _name, _nbSteps, seconds } ) );
+    deliver( ObHints().add<DoneHint>( _records ) );
 }
 
 void Passes::deliver( const ObHints& hints ) {
@@ -90,9 +93,11 @@ void Passes::deliver( const ObHints& hints ) {
     }
 }
 
-void PassLog::passDone( const PassRecord& record ) {
-    QV_LOG( Qvcomp, Informational, "pass \"", record.name, "\": ", record.nbSteps, " steps in ",
-            record.seconds, " s" );
+void PassLog::passDone( const std::vector<PassRecord>& records ) {
+    for( const PassRecord& record : records ) {
+        QV_LOG( Qvcomp, Informational, "pass \"", record.name, "\": ", record.nbSteps, " steps in ",
+                record.seconds, " s" );
+    }
 }
 
 } // namespace Qv::Comp

@@ -6,8 +6,8 @@
 #include <resmgt/observers/obObserverAny.h>
 #include <resmgt/observers/obSubjectAny.h>
 
-#include <chrono>
 #include <cstddef>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -15,23 +15,26 @@
 
 namespace Qv::Comp {
 
-/// A pass of the work that has come to its end.
+/// What was done of one kind of work.
 struct PassRecord {
     std::string name;
     std::size_t nbSteps;
+    /// Those of all threads, divided by the number of threads.
     double seconds;
 };
 
 /// What wants to know how far the work is. All calls come on the main thread.
 class PassObserver : public ObObserverAny {
 public:
-    virtual void passBegun( const std::string& name, std::size_t nbSteps );
-    virtual void passStepped( std::size_t nbSteps );
-    virtual void passDone( const PassRecord& record );
+    virtual void passBegun( const std::string& name );
+    /// `part` of the pass was done: all of them together are 1, but for rounding.
+    virtual void passStepped( double part );
+    virtual void passDone( const std::vector<PassRecord>& records );
 };
 
-/// The passes of a run, one after another: a subject. Any thread makes steps; observers hear of
-/// them on the main thread, as soon as that makes a step of its own or ends the pass.
+/// The passes over a picture, one after another: a subject. In a pass several kinds of work go on
+/// side by side. Any thread makes steps; observers hear of them on the main thread, as soon as that
+/// makes a step of its own or ends the pass.
 ///
 /// Threads:  made, destroyed and all but `step` on the main thread.
 /// Events:   the application's queue of events is drained; without one it has its own.
@@ -44,15 +47,15 @@ public:
     ~Passes() override;
 
     void add( PassObserver& observer );
-    /// The next pass, which takes `nbSteps` steps.
-    void begin( const std::string& name, std::size_t nbSteps );
-    void step( std::size_t nbSteps = 1 );
+    /// The next pass, which does work of these `kinds`.
+    void begin( const std::string& name, const std::vector<std::string>& kinds );
+    /// A step of the kind with this index is done, `part` of the pass. It took `seconds` of a
+    /// thread, divided by the number of threads.
+    void step( std::size_t kind, double part, double seconds );
     /// REQUIRES: nobody steps. A pass that fails has no end.
     void end();
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     void deliver( const ObHints& hints );
 
     const std::thread::id _mainThread = std::this_thread::get_id();
@@ -60,21 +63,22 @@ private:
     EvQueueEventManager& _events;
     ObChangeManagerImp _manager;
     ObMainThreadDelivery _delivery{ _manager };
-    std::string _name;
-    std::size_t _nbSteps = 0;
-    Clock::time_point _begin;
+    std::mutex _lock;
+    std::vector<PassRecord> _records;
 };
 
-/// Logs each pass.
+/// Logs each kind of work of a pass.
 class PassLog final : public PassObserver {
 public:
-    void passDone( const PassRecord& record ) override;
+    void passDone( const std::vector<PassRecord>& records ) override;
 };
 
-/// Keeps all passes, for the report.
+/// Keeps the records of all passes, for the report.
 class PassRecords final : public PassObserver {
 public:
-    void passDone( const PassRecord& record ) override { _records.push_back( record ); }
+    void passDone( const std::vector<PassRecord>& records ) override {
+        _records.insert( _records.end(), records.begin(), records.end() );
+    }
     const std::vector<PassRecord>& getAll() const noexcept { return _records; }
 
 private:

@@ -1,23 +1,12 @@
 #include <tools/qvcomp/pictureFile.h>
 
 #include <tools/qvcomp/pixelMath.h>
+#include <tools/qvcomp/tileSum.h>
 #include <tools/qvcomp/toneMap.h>
 
 namespace Qv::Comp {
 
 namespace {
-
-std::vector<TileRef> listInputs( TilePlane& picture, const PixelArea& area ) {
-    const TilePos first = picture.getPos( area.x0, area.y0 );
-    const TilePos last = picture.getPos( area.x1 - 1, area.y1 - 1 );
-    std::vector<TileRef> inputs;
-    for( int row = first.row; row <= last.row; ++row ) {
-        for( int column = first.column; column <= last.column; ++column ) {
-            inputs.push_back( { &picture, { column, row } } );
-        }
-    }
-    return inputs;
-}
 
 /// Calls `take( x, y, count, pixels )` for the part of each line that the tile has of `area`.
 template <class Take>
@@ -108,21 +97,23 @@ PictureFiles::PictureFiles( int width, int height, const PictureHead& head, Pend
     }
 }
 
-std::vector<TilePos> PictureFiles::listTiles() const {
-    std::vector<TilePos> tiles;
-    for( int row = 0; row < _image.getRows(); ++row ) {
+std::vector<Unit> PictureFiles::take( TilePlane& picture, int y0, int y1 ) {
+    std::vector<Unit> units;
+    for( int row = y0 / FILE_TILE_SIDE; row < divideUp( y1, FILE_TILE_SIDE ); ++row ) {
         for( int column = 0; column < _image.getColumns(); ++column ) {
-            tiles.push_back( { column, row } );
+            const PixelArea area = _image.getArea( { column, row } );
+            units.push_back( { [&picture, area] { return listAreaInputs( picture, area ); },
+                               [this, &picture, area] { write( picture, area ); } } );
         }
     }
-    return tiles;
+    return units;
 }
 
-void PictureFiles::write( TilePlane& picture, TilePos pos ) {
-    const PixelArea area = getArea( pos );
+/// Has access to one tile of `picture` at a time.
+void PictureFiles::write( TilePlane& picture, const PixelArea& area ) {
     FileTile tile( area );
     unsigned char* const bytes = _preview ? _preview->begin( area.y0 ) : nullptr;
-    for( const TileRef& input : listInputs( picture, area ) ) {
+    for( const TileRef& input : listAreaInputs( picture, area ) ) {
         forEachLine( picture.read( input.pos ), area,
                      [&]( int x, int y, int count, const float* pixels ) {
                          tile.setPixels( x, y, count, pixels );
@@ -131,10 +122,10 @@ void PictureFiles::write( TilePlane& picture, TilePos pos ) {
                          }
                      } );
     }
+    _image.put( _image.pack( std::move( tile ) ) );
     if( _preview ) {
         _preview->end( area.y0 );
     }
-    _image.put( _image.pack( std::move( tile ) ) );
 }
 
 void PictureFiles::finish() {
@@ -142,13 +133,6 @@ void PictureFiles::finish() {
     if( _preview ) {
         _preview->finish();
     }
-}
-
-void writePicture( TilePlane& picture, PictureFiles& files, PassRunner& runner ) {
-    runner.run( { "Writing", files.listTiles(),
-                  [&]( TilePos pos ) { return listInputs( picture, files.getArea( pos ) ); },
-                  [&]( TilePos pos ) { files.write( picture, pos ); } } );
-    files.finish();
 }
 
 } // namespace Qv::Comp

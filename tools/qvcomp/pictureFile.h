@@ -2,8 +2,8 @@
 
 #include <tools/qvcomp/dither.h>
 #include <tools/qvcomp/exrWriter.h>
+#include <tools/qvcomp/pictureStream.h>
 #include <tools/qvcomp/pngWriter.h>
-#include <tools/qvcomp/tilePass.h>
 
 #include <map>
 #include <mutex>
@@ -14,7 +14,7 @@ namespace Qv::Comp {
 
 /// Side of the tiles of the OpenEXR image, whatever the side of the tiles in work, so that the
 /// file is the same.
-inline constexpr int FILE_TILE_SIDE = 256;
+inline constexpr int FILE_TILE_SIDE = TAKEN_LINES;
 
 /// Tone-mapped lines on their way into a PNG picture, gathered by rows of the file's tiles.
 ///
@@ -58,30 +58,25 @@ private:
 /// Writes a picture as an OpenEXR image of half-float tiles, and, when `preview` isn't null, as a
 /// PNG picture over black: tone-mapped, 8 bits a channel, dithered or not, sRGB.
 ///
-/// Threads: `write` from any thread, for tiles in any order; those of lower rows that come early
+/// Threads: tiles are written by any thread, in any order; those of lower rows that come early
 ///          wait in memory.
 /// Memory:  as ExrWriter and PreviewRows have it.
 /// Errors:  Failure when a file can't be written.
-class PictureFiles {
+class PictureFiles final : public PictureSink {
 public:
     PictureFiles( int width, int height, const PictureHead& head, PendingFile& output,
                   PendingFile* preview, Dithering dithering );
 
-    /// The tiles of the file, row by row.
-    std::vector<TilePos> listTiles() const;
-    /// The pixels of a tile of the file.
-    PixelArea getArea( TilePos pos ) const noexcept { return _image.getArea( pos ); }
-    /// Writes one tile of the file. Has access to one tile of `picture` at a time.
-    void write( TilePlane& picture, TilePos pos );
-    /// Completes the files, when all tiles are written.
+    std::string getKind() const override { return "Writing"; }
+    std::vector<Unit> take( TilePlane& picture, int y0, int y1 ) override;
+    /// Completes the files, when all lines are taken.
     void finish();
 
 private:
+    void write( TilePlane& picture, const PixelArea& area );
+
     ExrWriter _image;
     std::optional<PreviewRows> _preview;
 };
-
-/// Writes all of `picture` on all threads.
-void writePicture( TilePlane& picture, PictureFiles& files, PassRunner& runner );
 
 } // namespace Qv::Comp

@@ -8,7 +8,6 @@
 
 #include <base/text/printable.h>
 #include <resmgt/profiling/hwIntervalTimer.h>
-#include <resmgt/threads/mtUtil.h>
 
 #include <algorithm>
 #include <initializer_list>
@@ -21,10 +20,10 @@ std::uint64_t getLeastMemory( const Options& options ) {
     return ManagedTiles::getLeastMemory( options.tileSide, options.isUnbuffered, options.threads );
 }
 
-/// Reading takes no more than this beside the limit; what a layer needs beyond is part of it.
+/// Reading takes no more than this beside the limit; what the layers need beyond is part of it.
 constexpr std::uint64_t READING_ALLOWANCE = std::uint64_t{ 16 } << 20;
 
-/// What a layer that takes `bytes` to be read takes of the memory limit.
+/// What reading takes of the memory limit if it takes `bytes`, a large part of them for `layer`.
 ///
 /// Errors: Failure when that leaves tiles too little.
 std::uint64_t checkReading( const Options& options, const OsFilePath& layer, std::uint64_t bytes ) {
@@ -37,14 +36,21 @@ std::uint64_t checkReading( const Options& options, const OsFilePath& layer, std
     return share;
 }
 
+/// What reading takes with one decoder for each layer: all of them are open at once.
+std::uint64_t getReadingMemory( const Scene& scene ) {
+    std::uint64_t bytes = 0;
+    for( const LayerInfo& layer : scene.layers ) {
+        bytes += layer.readingMemory;
+    }
+    return bytes;
+}
+
 /// As many as keep to what reading may take beside the limit.
 int countDecoders( const Options& options, const Scene& scene ) {
-    if( !options.memory ) {
-        return options.threads;
-    }
-    const auto most = std::ranges::max( scene.layers, {}, &LayerInfo::readingMemory ).readingMemory;
-    return static_cast<int>( std::clamp<std::uint64_t>(
-        READING_ALLOWANCE / most, 1, static_cast<std::uint64_t>( options.threads ) ) );
+    const auto threads = static_cast<std::uint64_t>( options.threads );
+    return options.memory ? static_cast<int>( std::clamp<std::uint64_t>(
+                                READING_ALLOWANCE / getReadingMemory( scene ), 1, threads ) )
+                          : options.threads;
 }
 
 Scene probeScene( const Options& options ) {
@@ -72,27 +78,37 @@ std::optional<std::uint64_t> getTileMemory( const Options& options, const Scene&
     }
     const LayerInfo& layer =
         *std::ranges::max_element( scene.layers, {}, &LayerInfo::readingMemory );
-    return *options.memory - checkReading( options, layer.path, layer.readingMemory );
+    return *options.memory -
+           checkReading( options, layer.path,
+                         getReadingMemory( scene ) * static_cast<unsigned>( scene.nbDecoders ) );
 }
 
-ManagedTiles::Settings makeSettings( const Options& options, const Scene& scene ) {
-    return { options.tileSide,
-             options.threads,
-             countWorkingTiles( scene, options.tileSide ),
-             getTileMemory( options, scene ),
-             options.strategy,
-             options.policy,
-             options.manager,
-             { options.scratch, options.isUnbuffered, options.scratchLimit } };
+StreamPlan makePlan( const Options& options, const Scene& scene ) {
+    StreamPlan::Settings settings{ options.tileSide, options.threads, std::nullopt,
+                                   options.mustVerify };
+    if( const auto memory = getTileMemory( options, scene ) ) {
+        settings.tiles =
+            *memory / ManagedTiles::getTileMemory( options.tileSide, options.isUnbuffered, 1 );
+    }
+    return StreamPlan( scene, settings );
 }
 
-/// Renders the scene again in plain memory, and holds `picture` against that.
-void verify( int tileSide, const Scene& scene, TilePlane& picture, Workers& workers,
+ManagedTiles::Settings makeSettings( const Options& options, const Scene& scene,
+                                     const StreamPlan& plan ) {
+    return { options.tileSide,  options.threads,
+             plan.countTiles(), getTileMemory( options, scene ),
+             options.strategy,  options.policy,
+             options.manager,   { options.scratch, options.isUnbuffered, options.scratchLimit } };
+}
+
+/// Makes the picture again in plain memory and in other steps, and holds that against it.
+void verify( const Options& options, const Scene& scene, TilePlane& picture, Workers& workers,
              Passes& passes ) {
-    PlainTiles store( tileSide );
+    PlainTiles store( options.tileSide );
     PassRunner runner( workers, store.getPrefetchDepth(), passes );
-    const auto expected = renderScene( scene, store, runner );
-    checkIdentical( picture, *expected );
+    const StreamPlan plan( scene, { options.tileSide, 4 * options.threads, std::nullopt } );
+    PictureComparison comparison( picture );
+    streamScene( scene, plan, store, runner, comparison, "Verifying" );
 }
 
 /// What the store and the threads have done so far.
@@ -124,15 +140,9 @@ void subtract( Report& report, const Report& before ) {
     report.transfers.nbDone -= before.transfers.nbDone;
 }
 
-std::vector<double> getWeights( const Options& options, const Scene& scene ) {
-    // Nanoseconds a pixel, like those of rendering.
-    constexpr double WRITING = 170.0;
-    const int threads = std::min( options.threads, MtUtil::getNbUsableProcessors() );
-    std::vector<double> weights = getPhaseWeights( scene, threads );
-    const std::vector<double> again = options.mustVerify ? weights : std::vector<double>();
-    weights.push_back( WRITING * scene.width * scene.height / threads );
-    weights.insert( weights.end(), again.begin(), again.end() );
-    return weights;
+/// The passes' parts in the whole work.
+std::vector<double> getWeights( const Options& options ) {
+    return options.mustVerify ? std::vector<double>{ 2.0, 1.0 } : std::vector<double>{ 1.0 };
 }
 
 void checkMemory( const Options& options ) {
@@ -201,7 +211,7 @@ Report PictureMaker::makePicture( const Options& options, const ProgressPart& pa
     if( options.mustLock ) {
         lock.emplace( options.output, options.lockSeconds );
     }
-    Progress progress( _terminal, getWeights( options, scene ), getTerminalColumns, part );
+    Progress progress( _terminal, getWeights( options ), getTerminalColumns, part );
     PassLog passLog;
     PassRecords passRecords;
     Passes passes;
@@ -210,12 +220,14 @@ Report PictureMaker::makePicture( const Options& options, const ProgressPart& pa
         passes.add( *observer );
     }
     Outputs outputs( options, scene );
-    const ManagedTiles::Settings settings = makeSettings( options, scene );
+    const StreamPlan plan = makePlan( options, scene );
+    const ManagedTiles::Settings settings = makeSettings( options, scene, plan );
     ManagedTiles& store = takeStore( settings );
     const Report before = countSoFar( store, *_workers );
     PassRunner runner( *_workers, store.getPrefetchDepth(), passes );
-    const auto picture = renderScene( scene, store, runner );
-    outputs.write( *picture, makePictureHead( scene ), options.dithering, runner );
+    PictureFiles files = outputs.makeFiles( scene, options.dithering );
+    const auto picture = streamScene( scene, plan, store, runner, files, "Compositing" );
+    files.finish();
 
     Report report = countSoFar( store, *_workers );
     subtract( report, before );
@@ -229,7 +241,7 @@ Report PictureMaker::makePicture( const Options& options, const ProgressPart& pa
             " tiles, ", report.evictions, " evictions, ", report.reloads, " reloads" );
     report.passes = passRecords.getAll();
     if( options.mustVerify ) {
-        verify( options.tileSide, scene, *picture, *_workers, passes );
+        verify( options, scene, *picture, *_workers, passes );
     }
     outputs.commit( lock );
     return report;

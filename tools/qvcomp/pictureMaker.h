@@ -3,7 +3,7 @@
 #include <tools/qvcomp/managedTiles.h>
 #include <tools/qvcomp/options.h>
 #include <tools/qvcomp/progress.h>
-#include <tools/qvcomp/render.h>
+#include <tools/qvcomp/scene.h>
 #include <tools/qvcomp/report.h>
 #include <tools/qvcomp/workers.h>
 

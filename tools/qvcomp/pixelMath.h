@@ -46,6 +46,9 @@ constexpr std::size_t toFloats( int pixels ) noexcept {
 /// Makes all pixels of the tile zero.
 void clear( const TileWriter& tile ) noexcept;
 
+/// Copies to `target` the pixels that `source` has of it.
+void copyPixels( const TileWriter& target, const TileReader& source ) noexcept;
+
 /// The light of a pixel as the eye weighs it: the luminance weights of ITU-R BT.709.
 inline float getLuminance( const float* pixel ) noexcept {
     return 0.2126F * pixel[0] + 0.7152F * pixel[1] + 0.0722F * pixel[2];

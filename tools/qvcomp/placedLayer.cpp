@@ -1,5 +1,6 @@
 #include <tools/qvcomp/placedLayer.h>
 
+#include <tools/qvcomp/areaMemory.h>
 #include <tools/qvcomp/composite.h>
 #include <tools/qvcomp/pixelMath.h>
 #include <tools/qvcomp/tileSum.h>
@@ -69,43 +70,6 @@ PixelArea makeExtent( const FilterTaps& across, const FilterTaps& down ) noexcep
     const auto [x0, x1] = findExtent( across );
     const auto [y0, y1] = findExtent( down );
     return { x0, y0, x1, y1 };
-}
-
-PixelArea intersect( const PixelArea& a, const PixelArea& b ) noexcept {
-    return { std::max( a.x0, b.x0 ), std::max( a.y0, b.y0 ), std::min( a.x1, b.x1 ),
-             std::min( a.y1, b.y1 ) };
-}
-
-bool isEmpty( const PixelArea& area ) noexcept {
-    return area.x0 >= area.x1 || area.y0 >= area.y1;
-}
-
-/// Memory for the pixels of one area at a time.
-class AreaMemory {
-public:
-    AreaMemory( int width, int height )
-        : _pixels( std::make_unique_for_overwrite<float[]>(
-              toFloats( width ) * static_cast<std::size_t>( height ) ) ) {}
-
-    TileWriter get( const PixelArea& area ) const {
-        return { area, area.getWidth(),
-                 std::shared_ptr<float>( std::shared_ptr<void>(), _pixels.get() ) };
-    }
-
-    TileWriter getZeros( const PixelArea& area ) const {
-        const TileWriter pixels = get( area );
-        clear( pixels );
-        return pixels;
-    }
-
-private:
-    std::unique_ptr<float[]> _pixels;
-};
-
-TileReader toReader( const TileWriter& pixels ) {
-    const PixelArea& area = pixels.getArea();
-    return { area, area.getWidth(),
-             std::shared_ptr<float>( std::shared_ptr<void>(), pixels.at( area.x0, area.y0 ) ) };
 }
 
 } // namespace
@@ -258,7 +222,7 @@ PlacedLayer::PlacedLayer( const Placement& placement, int width, int height,
 
 PixelArea PlacedLayer::getSource( const PixelArea& area ) const noexcept {
     const PixelArea reached = intersect( area, _extent );
-    if( isEmpty( reached ) ) {
+    if( reached.isEmpty() ) {
         return {};
     }
     return { _sharpAcross.at( reached.x0 ).first, _sharpDown.at( reached.y0 ).first,
@@ -267,7 +231,7 @@ PixelArea PlacedLayer::getSource( const PixelArea& area ) const noexcept {
 
 void PlacedLayer::joinTo( const TileWriter& tile, TilePlane& source ) const {
     const PixelArea reached = intersect( tile.getArea(), _extent );
-    if( isEmpty( reached ) ) {
+    if( reached.isEmpty() ) {
         return;
     }
     const Block block( *this, source,
@@ -278,7 +242,7 @@ void PlacedLayer::joinTo( const TileWriter& tile, TilePlane& source ) const {
             const TileReader pixels =
                 block.make( intersect( reached, { x, y, x + BLOCK_WIDTH, y + BLOCK_HEIGHT } ) );
             if( _isBottom ) {
-                copyPixels( tile, pixels, _options.opacity );
+                putPixels( tile, pixels, _options.opacity );
             } else {
                 joinPixels( tile, pixels, _options );
             }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <tools/qvcomp/filterTaps.h>
-#include <tools/qvcomp/render.h>
+#include <tools/qvcomp/scene.h>
 
 namespace Qv::Comp {
 

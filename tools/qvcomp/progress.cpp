@@ -110,25 +110,23 @@ Progress::~Progress() {
     }
 }
 
-void Progress::passBegun( const std::string& name, std::size_t nbSteps ) {
+void Progress::passBegun( const std::string& name ) {
     _before += _weight;
     _weight = _next < _weights.size() ? _weights[_next] : 0.0;
     ++_next;
     _phase = _part.label + Printable::makeLine( name );
-    _steps = std::max<std::size_t>( nbSteps, 1 );
-    _done = 0;
+    _done = 0.0;
     _shownPercent = -1;
-    passStepped( 0 );
+    passStepped( 0.0 );
 }
 
-void Progress::passStepped( std::size_t nbSteps ) {
-    _done += nbSteps;
+void Progress::passStepped( double part ) {
+    _done += part;
     if( _stream == nullptr ) {
         return;
     }
-    const double part = static_cast<double>( _done ) / static_cast<double>( _steps );
     const double done =
-        ( _part.index + std::min( ( _before + part * _weight ) / _total, 1.0 ) ) / _part.count;
+        ( _part.index + std::min( ( _before + _done * _weight ) / _total, 1.0 ) ) / _part.count;
     const Clock::time_point now = Clock::now();
     if( toPercent( done ) > _shownPercent || now - _shown >= REDRAW_TIME ) {
         draw( done, now );

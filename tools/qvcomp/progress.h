@@ -51,8 +51,8 @@ public:
     /// Takes the line away, so that what follows starts on an empty one.
     ~Progress() override;
 
-    void passBegun( const std::string& name, std::size_t nbSteps ) override;
-    void passStepped( std::size_t nbSteps ) override;
+    void passBegun( const std::string& name ) override;
+    void passStepped( double part ) override;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -69,8 +69,7 @@ private:
     double _before = 0.0;
     double _weight = 0.0;
     std::string _phase;
-    std::size_t _steps = 1;
-    std::size_t _done = 0;
+    double _done = 0.0;
     int _shownPercent = -1;
     Clock::time_point _shown;
 };

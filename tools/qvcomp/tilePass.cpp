@@ -3,6 +3,7 @@
 #include <tools/qvcomp/interrupt.h>
 
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <mutex>
 
@@ -10,27 +11,27 @@ namespace Qv::Comp {
 
 namespace {
 
-/// The state that the threads of one pass share.
-class PassRun {
+/// The state that the threads of one step share.
+class StepRun {
 public:
-    PassRun( const TilePass& pass, std::size_t lead, std::size_t prefetchDepth, Passes& passes )
-        : _pass( pass )
-        , _lead( lead )
+    StepRun( const std::vector<Unit>& units, unsigned nbThreads, std::size_t prefetchDepth,
+             Passes& passes )
+        : _units( units )
+        , _nbThreads( nbThreads )
         , _prefetchDepth( prefetchDepth )
         , _passes( passes ) {}
 
-    /// Takes tiles until none is left or a thread has failed.
+    /// Takes units until none is left or a thread has failed.
     void work() noexcept {
         try {
             while( !_hasFailed.load( std::memory_order_relaxed ) ) {
                 const std::size_t i = _next.fetch_add( 1, std::memory_order_relaxed );
-                if( i >= _pass.order.size() ) {
+                if( i >= _units.size() ) {
                     return;
                 }
                 InterruptNote::check();
-                prefetchInputs( i + _lead );
-                _pass.work( _pass.order[i] );
-                _passes.step();
+                prefetchInputs( i + _nbThreads );
+                run( _units[i] );
             }
         } catch( ... ) {
             fail( std::current_exception() );
@@ -53,19 +54,27 @@ public:
     }
 
 private:
+    void run( const Unit& unit ) {
+        using Clock = std::chrono::steady_clock;
+        const Clock::time_point begin = Clock::now();
+        unit.work();
+        const std::chrono::duration<double> taken = Clock::now() - begin;
+        _passes.step( unit.kind, unit.part, taken.count() / _nbThreads );
+    }
+
     void prefetchInputs( std::size_t i ) {
-        if( _prefetchDepth == 0 || i >= _pass.order.size() ) {
+        if( _prefetchDepth == 0 || i >= _units.size() || !_units[i].getInputs ) {
             return;
         }
-        const std::vector<TileRef> inputs = _pass.getInputs( _pass.order[i] );
+        const std::vector<TileRef> inputs = _units[i].getInputs();
         const std::size_t count = std::min( inputs.size(), _prefetchDepth );
         for( std::size_t k = 0; k < count; ++k ) {
             inputs[k].plane->prefetch( inputs[k].pos );
         }
     }
 
-    const TilePass& _pass;
-    std::size_t _lead;
+    const std::vector<Unit>& _units;
+    unsigned _nbThreads;
     std::size_t _prefetchDepth;
     Passes& _passes;
     // Both are only counters and hints between the threads, so relaxed order is enough: what a
@@ -84,11 +93,10 @@ PassRunner::PassRunner( Workers& workers, std::size_t prefetchDepth, Passes& pas
     , _prefetchDepth( prefetchDepth )
     , _passes( passes ) {}
 
-void PassRunner::run( const TilePass& pass ) {
-    _passes.begin( pass.name, pass.order.size() );
-    PassRun run( pass, _nbWorkers + 1, _prefetchDepth, _passes );
+void PassRunner::run( const std::vector<Unit>& units ) {
+    StepRun run( units, _nbWorkers + 1, _prefetchDepth, _passes );
     try {
-        for( unsigned i = 0; i < _nbWorkers; ++i ) {
+        for( unsigned i = 0; i < _nbWorkers && i + 1 < units.size(); ++i ) {
             _producer.push( [&run] { run.work(); } );
         }
         run.work();
@@ -97,7 +105,6 @@ void PassRunner::run( const TilePass& pass ) {
     }
     _producer.finish();
     run.raiseFailure();
-    _passes.end();
 }
 
 std::vector<TilePos> orderByRows( const TilePlane& plane ) {
@@ -105,17 +112,6 @@ std::vector<TilePos> orderByRows( const TilePlane& plane ) {
     order.reserve( plane.getTileCount() );
     for( int row = 0; row < plane.getRows(); ++row ) {
         for( int column = 0; column < plane.getColumns(); ++column ) {
-            order.push_back( { column, row } );
-        }
-    }
-    return order;
-}
-
-std::vector<TilePos> orderByColumns( const TilePlane& plane ) {
-    std::vector<TilePos> order;
-    order.reserve( plane.getTileCount() );
-    for( int column = 0; column < plane.getColumns(); ++column ) {
-        for( int row = 0; row < plane.getRows(); ++row ) {
             order.push_back( { column, row } );
         }
     }

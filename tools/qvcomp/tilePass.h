@@ -5,30 +5,33 @@
 #include <tools/qvcomp/workers.h>
 
 #include <functional>
+#include <vector>
 
 namespace Qv::Comp {
 
-/// One step of the work: something done for each tile of a plane, tile by tile independent.
-struct TilePass {
-    std::string name;
-    /// The tiles in the order in which they are begun.
-    std::vector<TilePos> order;
-    /// The tiles that the work for one tile will read, in that order.
-    std::function<std::vector<TileRef>( TilePos )> getInputs;
-    std::function<void( TilePos )> work;
+/// A piece of the work that depends on no other of the same step.
+struct Unit {
+    /// The tiles that the work will read, in that order.
+    std::function<std::vector<TileRef>()> getInputs;
+    std::function<void()> work;
+    /// Of the pass's kinds of work.
+    std::size_t kind = 0;
+    /// Of the whole pass, from 0 to 1.
+    double part = 0.0;
 };
 
-/// Runs passes on workers and on the calling thread.
+/// Runs the steps of a pass on workers and on the calling thread.
 ///
-/// Prefetching: before a thread works on a tile, while it has access to none, it asks for the
-///              inputs of the tile that comes up after those now in work.
-/// Errors:      the first error of any thread; the others stop at their next tile. None of them
+/// Prefetching: before a thread works on a unit, while it has access to no tile, it asks for the
+///              inputs of the unit that comes up after those now in work.
+/// Errors:      the first error of any thread; the others stop at their next unit. None of them
 ///              works any more when `run` returns or raises.
 class PassRunner {
 public:
     PassRunner( Workers& workers, std::size_t prefetchDepth, Passes& passes );
 
-    void run( const TilePass& pass );
+    /// Begins the units in their order, and waits until all are done.
+    void run( const std::vector<Unit>& units );
     Passes& getPasses() noexcept { return _passes; }
 
 private:
@@ -40,7 +43,5 @@ private:
 
 /// All tiles of `plane`, row by row.
 std::vector<TilePos> orderByRows( const TilePlane& plane );
-/// All tiles of `plane`, column by column.
-std::vector<TilePos> orderByColumns( const TilePlane& plane );
 
 } // namespace Qv::Comp

@@ -2,14 +2,6 @@
 
 namespace Qv::Comp {
 
-namespace {
-
-int divideUp( int value, int divisor ) noexcept {
-    return ( value + divisor - 1 ) / divisor;
-}
-
-} // namespace
-
 TilePlane::TilePlane( int width, int height, TileSize tile )
     : _width( width )
     , _height( height )

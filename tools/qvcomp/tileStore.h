@@ -20,7 +20,14 @@ struct PixelArea {
 
     int getWidth() const noexcept { return x1 - x0; }
     int getHeight() const noexcept { return y1 - y0; }
+    bool isEmpty() const noexcept { return x0 >= x1 || y0 >= y1; }
 };
+
+/// The pixels that are in both; possibly none.
+constexpr PixelArea intersect( const PixelArea& a, const PixelArea& b ) noexcept {
+    return { std::max( a.x0, b.x0 ), std::max( a.y0, b.y0 ), std::min( a.x1, b.x1 ),
+             std::min( a.y1, b.y1 ) };
+}
 
 /// How the tiles of a plane are cut, all with about as many pixels as a square one.
 enum class TileShape {
@@ -59,6 +66,11 @@ public:
         const auto row = static_cast<std::size_t>( y - _area.y0 );
         const auto column = static_cast<std::size_t>( x - _area.x0 );
         return _pixels.get() + row * getLineFloats() + column * CHANNELS;
+    }
+
+    /// Access to a part of the area alone.
+    TileAccess within( const PixelArea& area ) const {
+        return { area, _lineWidth, std::shared_ptr<Float>( _pixels, at( area.x0, area.y0 ) ) };
     }
 
     /// Floats from one line to the next.
@@ -154,6 +166,11 @@ public:
 
 /// Of the tiles of a plane of this width in a store whose square tiles have this side.
 TileSize getTileSize( int side, TileShape shape, int planeWidth ) noexcept;
+
+/// Tiles along a line of so many pixels, with the part of one at its end.
+constexpr int divideUp( int size, int tile ) noexcept {
+    return size / tile + ( size % tile == 0 ? 0 : 1 );
+}
 
 /// Tiles that a plane of this size has.
 std::size_t countTiles( int width, int height, TileSize tile ) noexcept;

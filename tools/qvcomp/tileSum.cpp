@@ -23,13 +23,6 @@ std::vector<TileRef> listRowInputs( TilePlane& source, int row, int first, int l
                         : listInputs( source, { first / width, row }, { last / width, row } );
 }
 
-std::vector<TileRef> listColumnInputs( TilePlane& source, int column, int first, int last ) {
-    const int height = source.getTile().height;
-    return first > last
-               ? std::vector<TileRef>()
-               : listInputs( source, { column, first / height }, { column, last / height } );
-}
-
 std::vector<TileRef> listAreaInputs( TilePlane& source, const PixelArea& area ) {
     const int x1 = std::min( area.x1, source.getWidth() );
     const int y1 = std::min( area.y1, source.getHeight() );

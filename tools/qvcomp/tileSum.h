@@ -11,28 +11,8 @@ namespace Qv::Comp {
 /// none where the last comes before the first.
 std::vector<TileRef> listRowInputs( TilePlane& source, int row, int first, int last );
 
-/// The tiles of column `column` of `source` that hold the pixel rows `first` to `last`, downwards;
-/// none where the last comes before the first.
-std::vector<TileRef> listColumnInputs( TilePlane& source, int column, int first, int last );
-
 /// The tiles of `source` that hold pixels of `area`, which may reach beyond it, row by row.
 std::vector<TileRef> listAreaInputs( TilePlane& source, const PixelArea& area );
-
-/// Writes one tile of `target`: zeros, then `add( tile, input )` for each input in order, then
-/// `complete( tile )`. Has access to one input at a time, and to none during `complete`.
-template <class Add, class Complete>
-void sumTile( TilePlane& target, TilePos pos, const std::vector<TileRef>& inputs, const Add& add,
-              const Complete& complete ) {
-    {
-        const TileWriter tile = target.write( pos );
-        clear( tile );
-        for( const TileRef& input : inputs ) {
-            add( tile, input.plane->read( input.pos ) );
-        }
-        complete( tile );
-    }
-    target.finish( pos );
-}
 
 /// Some lines of a tile, converted and side by side, so that their sums don't wait for each other.
 class GatheredLines {

@@ -1,0 +1,145 @@
+#include <tools/qvcomp/streamPlan.h>
+
+#include <tools/qvcomp/placement.h>
+
+#include <algorithm>
+
+namespace Qv::Comp {
+
+namespace {
+
+std::optional<Matte> makeMatte( const Scene& scene, std::size_t layer ) {
+    if( scene.layers[layer].hasAlpha || scene.mattes == Mattes::NONE ) {
+        return std::nullopt;
+    }
+    return Matte( static_cast<int>( layer ), static_cast<int>( scene.layers.size() ), scene.width,
+                  scene.height );
+}
+
+std::vector<PlacedLayer> placeLayers( const Scene& scene ) {
+    std::vector<PlacedLayer> layers;
+    for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
+        layers.emplace_back( placeLayer( scene.layers[i], scene ), scene.width, scene.height,
+                             makeMatte( scene, i ), scene.layers[i].options, i == 0 );
+    }
+    return layers;
+}
+
+std::optional<Glow> makeGlow( const Scene& scene ) {
+    return scene.glow > 0.0 ? std::optional<Glow>( std::in_place, scene.glow,
+                                                   getGlowSigma( scene.glowRadius, scene.width ),
+                                                   scene.width, scene.height )
+                            : std::nullopt;
+}
+
+int alignDown( int line, int unit ) noexcept {
+    return line / unit * unit;
+}
+
+int alignUp( int line, int unit ) noexcept {
+    return divideUp( line, unit ) * unit;
+}
+
+} // namespace
+
+StreamPlan::Plane::Plane( int width, int tileSide )
+    : tile( getTileSize( tileSide, TileShape::BAND, width ) )
+    , columns( divideUp( width, tile.width ) ) {}
+
+std::size_t StreamPlan::Plane::countTiles( int y0, int y1 ) const noexcept {
+    return y0 >= y1
+               ? 0
+               : static_cast<std::size_t>( columns ) *
+                     static_cast<std::size_t>( divideUp( y1, tile.height ) - y0 / tile.height );
+}
+
+StreamPlan::StreamPlan( const Scene& scene, const Settings& settings )
+    : _width( scene.width )
+    , _height( scene.height )
+    , _layers( placeLayers( scene ) )
+    , _infos( scene.layers )
+    , _glow( makeGlow( scene ) )
+    , _picture( scene.width, settings.tileSide )
+    , _keepsPicture( settings.keepsPicture )
+    , _stepLines( 0 ) {
+    for( const LayerInfo& layer : scene.layers ) {
+        _sources.emplace_back( layer.width, settings.tileSide );
+    }
+    if( _glow ) {
+        _across.emplace( _glow->getColumns(), settings.tileSide );
+    }
+    // Two units for each thread, so that none waits for long at the end of a step.
+    const int rows = divideUp( 2 * settings.threads, _picture.columns );
+    const auto fits = [&] { return !settings.tiles || countTiles() <= *settings.tiles; };
+    for( _stepLines = rows * _picture.tile.height; !fits(); _stepLines -= _picture.tile.height ) {
+        if( _stepLines == _picture.tile.height ) {
+            // What has no room then is put away meanwhile.
+            _readsAhead = false;
+            break;
+        }
+    }
+}
+
+StreamLines StreamPlan::advance( const StreamLines& lines ) const noexcept {
+    const auto alignEnd = [&]( int line, int unit ) {
+        return line >= _height ? _height : alignDown( line, unit );
+    };
+    StreamLines next;
+    next.composed = std::min( lines.composed + _stepLines, _height );
+    next.spread = lines.composed;
+    next.complete = next.composed;
+    if( _glow ) {
+        const int lit = lines.spread == _height ? _height : lines.spread - _glow->getReach();
+        // No faster than lines are taken, or the picture would have to wait once more.
+        next.complete = std::max( lines.complete,
+                                  std::min( alignEnd( std::max( lit, 0 ), _picture.tile.height ),
+                                            lines.complete + _stepLines ) );
+    }
+    next.taken = alignEnd( lines.complete, TAKEN_LINES );
+    return next;
+}
+
+int StreamPlan::getFirstLine( std::size_t layer, int y0 ) const noexcept {
+    const PixelArea area = _layers[layer].getSource( { 0, y0, _width, _height } );
+    return area.isEmpty() ? _infos[layer].height : area.y0;
+}
+
+int StreamPlan::getEndLine( std::size_t layer, int y1 ) const noexcept {
+    return _layers[layer].getSource( { 0, 0, _width, y1 } ).y1;
+}
+
+int StreamPlan::getFirstSpread( int complete ) const noexcept {
+    return complete == _height ? _height : std::max( complete - _glow->getReach(), 0 );
+}
+
+/// One beyond the last line of the layer that is read in the step that ends with `after`.
+int StreamPlan::getReadingLine( std::size_t layer, const StreamLines& after ) const noexcept {
+    const int end = getEndLine( layer, _readsAhead ? advance( after ).composed : after.composed );
+    return std::min( alignUp( end, _infos[layer].part.height ), _infos[layer].height );
+}
+
+std::size_t StreamPlan::countTiles( const StreamLines& before,
+                                    const StreamLines& after ) const noexcept {
+    std::size_t tiles = _picture.countTiles( _keepsPicture ? 0 : before.taken, after.composed );
+    for( std::size_t i = 0; i < _layers.size(); ++i ) {
+        const int first = getFirstLine( i, before.composed );
+        tiles += _sources[i].countTiles( alignDown( first, _infos[i].part.height ),
+                                         getReadingLine( i, after ) );
+    }
+    if( _across ) {
+        tiles += _across->countTiles( getFirstSpread( before.complete ), after.spread );
+    }
+    return tiles;
+}
+
+std::size_t StreamPlan::countTiles() const noexcept {
+    std::size_t most = 0;
+    for( StreamLines lines; !isDone( lines ); ) {
+        const StreamLines next = advance( lines );
+        most = std::max( most, countTiles( lines, next ) );
+        lines = next;
+    }
+    return most;
+}
+
+} // namespace Qv::Comp
