@@ -159,10 +159,12 @@ TEST_F( QvcompLayerReaderTest, PartsAreTheImageWhateverTheFileAndWhoReadsThem ) 
         { 300, 300, Imf::PXR24_COMPRESSION, 1000 }, { 1, 1, Imf::ZIPS_COMPRESSION, 0 } };
     for( const auto& [width, height, compression, tileWidth] : files ) {
         write( width, height, compression, tileWidth );
-        for( const int nbDecoders : { 1, NB_THREADS } ) {
+        for( const unsigned nbDecoders : { 1U, 3U } ) {
             SCOPED_TRACE( ::testing::Message() << width << " " << compression << " " << tileWidth );
             PlainTiles store( 48 );
-            LayerReader reader( probe(), store, nbDecoders );
+            const LayerInfo layer = probe();
+            DecoderPool pool( layer.readingMemory * nbDecoders );
+            LayerReader reader( layer, store, pool );
             std::vector<TilePos> parts = reader.takeParts( 0, 40 );
             EXPECT_TRUE( reader.takeParts( 5, 40 ).empty() );
             for( const TilePos part : reader.takeParts( 30, height ) ) {
@@ -189,7 +191,8 @@ TEST_F( QvcompLayerReaderTest, ChunksAreReadOnceAndThoseAboveTheFirstLineNever )
         write( 5000, 128, Imf::PIZ_COMPRESSION, tileWidth );
         const auto length = static_cast<double>( fs::file_size( _path ) );
         PlainTiles store( 64 );
-        LayerReader reader( probe(), store, 1 );
+        DecoderPool pool( 0 );
+        LayerReader reader( probe(), store, pool );
         const auto read = [&]( int y0, int y1 ) {
             const std::uint64_t before = countBytesRead();
             for( const TilePos part : reader.takeParts( y0, y1 ) ) {
@@ -202,15 +205,18 @@ TEST_F( QvcompLayerReaderTest, ChunksAreReadOnceAndThoseAboveTheFirstLineNever )
     }
 }
 
-TEST_F( QvcompLayerReaderTest, AsManyPartsAreReadAtATimeAsThereAreDecoders ) {
+TEST_F( QvcompLayerReaderTest, AsManyPartsOfAllLayersAreReadAtATimeAsThereIsRoomForDecoders ) {
     write( 5000, 128, Imf::ZIP_COMPRESSION );
+    const LayerInfo layer = probe();
     for( const int nbDecoders : { 1, 2 } ) {
         HeldTiles store;
-        LayerReader reader( probe(), store, nbDecoders );
+        DecoderPool pool( layer.readingMemory * static_cast<unsigned>( nbDecoders ) );
+        LayerReader reader( layer, store, pool );
+        LayerReader other( layer, store, pool );
         const std::vector<TilePos> parts = reader.takeParts( 0, 128 );
         std::deque<TestThread> threads;
         for( std::size_t i = 0; i < 3; ++i ) {
-            threads.emplace_back( [&, i] { reader.read( parts[i] ); } );
+            threads.emplace_back( [&, i] { ( i == 0 ? other : reader ).read( parts[i] ); } );
         }
         store.writing.waitUntilReached( nbDecoders );
         for( TestThread& thread : threads ) {
@@ -231,7 +237,9 @@ TEST_F( QvcompLayerReaderTest, FileThatIsWrittenOverMeanwhileIsNamed ) {
     const std::string bytes = readBytes( _path ) + std::string( other.size(), '\0' );
     replaceBytes( bytes );
     HeldTiles store;
-    LayerReader reader( probe(), store, 2 );
+    const LayerInfo layer = probe();
+    DecoderPool pool( 2 * layer.readingMemory );
+    LayerReader reader( layer, store, pool );
     const std::vector<TilePos> parts = reader.takeParts( 0, 400 );
     TestThread first( [&] { reader.read( parts[0] ); } );
     store.writing.waitUntilReached();

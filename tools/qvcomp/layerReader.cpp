@@ -7,6 +7,7 @@
 #include <ImfInputPart.h>
 #include <ImfTiledInputPart.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <optional>
@@ -102,10 +103,9 @@ private:
 
 } // namespace
 
-/// The file, open to be read by one thread at a time.
-class LayerReader::Decoder {
+class LayerDecoder {
 public:
-    Decoder( const LayerInfo& layer, const LayerStream& file )
+    LayerDecoder( const LayerInfo& layer, const LayerStream& file )
         : _file( file )
         , _image( layer.path, file, [&]( std::uint64_t bytes ) { checkHead( layer, bytes ); } )
         , _blockLines( countBlockLines( _image.getLayout(), layer.part.height ) )
@@ -171,31 +171,107 @@ private:
 class LayerReader::DecoderUse {
 public:
     explicit DecoderUse( LayerReader& reader )
-        : _reader( reader )
-        , _decoder( reader.takeDecoder() ) {}
+        : _pool( reader._pool )
+        , _entry( _pool.take( reader ) ) {}
     DecoderUse( const DecoderUse& ) = delete;
     DecoderUse& operator=( const DecoderUse& ) = delete;
-    ~DecoderUse() { _reader.putBack( std::move( _decoder ) ); }
+    ~DecoderUse() { _pool.putBack( std::move( _entry ) ); }
 
-    Decoder* operator->() const noexcept { return _decoder.get(); }
+    LayerDecoder* operator->() const noexcept { return _entry.front().decoder.get(); }
 
 private:
-    LayerReader& _reader;
-    std::unique_ptr<Decoder> _decoder;
+    DecoderPool& _pool;
+    DecoderPool::Entries _entry;
 };
 
-LayerReader::LayerReader( const LayerInfo& layer, TileStore& store, int nbDecoders )
+DecoderPool::DecoderPool( std::uint64_t bytes )
+    : _bytes( bytes ) {}
+
+DecoderPool::~DecoderPool() = default;
+
+DecoderPool::Entries DecoderPool::take( const LayerReader& reader ) {
+    Entries entry = reserve( reader );
+    if( !entry.front().decoder ) {
+        try {
+            entry.front().decoder = reader.makeDecoder();
+        } catch( ... ) {
+            release( entry.front().bytes );
+            throw;
+        }
+    }
+    return entry;
+}
+
+/// One of the reader's, or an entry with room for one that is to be made.
+DecoderPool::Entries DecoderPool::reserve( const LayerReader& reader ) {
+    Entries entry;
+    const std::uint64_t bytes = reader._layer.readingMemory;
+    Entries made;
+    made.push_back( { &reader, bytes, nullptr } );
+    std::unique_lock lock( _lock );
+    while( !takeFree( reader, entry ) ) {
+        if( _used == 0 || ( _used < _bytes && bytes <= _bytes - _used ) ) {
+            _used += bytes;
+            return made;
+        }
+        if( _free.empty() ) {
+            _hasChanged.wait( lock );
+        } else {
+            _used -= _free.front().bytes;
+            _free.pop_front();
+        }
+    }
+    return entry;
+}
+
+bool DecoderPool::takeFree( const LayerReader& reader, Entries& entry ) noexcept {
+    const auto place = std::find_if( _free.begin(), _free.end(),
+                                     [&]( const Entry& free ) { return free.reader == &reader; } );
+    if( place == _free.end() ) {
+        return false;
+    }
+    entry.splice( entry.begin(), _free, place );
+    return true;
+}
+
+void DecoderPool::putBack( Entries used ) noexcept {
+    {
+        const std::lock_guard guard( _lock );
+        _free.splice( _free.end(), used );
+    }
+    _hasChanged.notify_all();
+}
+
+void DecoderPool::release( std::uint64_t bytes ) noexcept {
+    {
+        const std::lock_guard guard( _lock );
+        _used -= bytes;
+    }
+    _hasChanged.notify_all();
+}
+
+void DecoderPool::drop( const LayerReader& reader ) noexcept {
+    Entries dropped;
+    const std::lock_guard guard( _lock );
+    while( takeFree( reader, dropped ) ) {
+        _used -= dropped.front().bytes;
+    }
+}
+
+LayerReader::LayerReader( const LayerInfo& layer, TileStore& store, DecoderPool& pool )
     : _layer( layer )
     , _file( std::make_unique<const LayerStream>( layer.path ) )
-    , _nbToMake( nbDecoders - 1 ) {
-    _free.reserve( static_cast<std::size_t>( nbDecoders ) );
-    _free.push_back( makeDecoder() );
-    _columns = divideUp( layer.width, layer.part.width );
+    , _pool( pool )
+    , _columns( divideUp( layer.width, layer.part.width ) ) {
+    // A file that has changed is found before any work is done.
+    DecoderUse( *this );
     const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
     _plane = store.createPlane( name + " source", layer.width, layer.height, TileShape::BAND );
 }
 
-LayerReader::~LayerReader() = default;
+LayerReader::~LayerReader() {
+    _pool.drop( *this );
+}
 
 std::vector<TilePos> LayerReader::takeParts( int y0, int y1 ) {
     std::vector<TilePos> parts;
@@ -221,30 +297,8 @@ void LayerReader::discardAbove( int y ) {
     }
 }
 
-std::unique_ptr<LayerReader::Decoder> LayerReader::makeDecoder() const {
-    return guardReading( *_file, [&] { return std::make_unique<Decoder>( _layer, *_file ); } );
-}
-
-/// Waits for those who have one; they need no other, and give it back also when they fail.
-std::unique_ptr<LayerReader::Decoder> LayerReader::takeDecoder() {
-    std::unique_lock lock( _lock );
-    _wasPutBack.wait( lock, [&] { return !_free.empty() || _nbToMake > 0; } );
-    if( !_free.empty() ) {
-        auto decoder = std::move( _free.back() );
-        _free.pop_back();
-        return decoder;
-    }
-    --_nbToMake;
-    lock.unlock();
-    return makeDecoder();
-}
-
-void LayerReader::putBack( std::unique_ptr<Decoder> decoder ) noexcept {
-    {
-        const std::lock_guard guard( _lock );
-        _free.push_back( std::move( decoder ) );
-    }
-    _wasPutBack.notify_one();
+std::unique_ptr<LayerDecoder> LayerReader::makeDecoder() const {
+    return guardReading( *_file, [&] { return std::make_unique<LayerDecoder>( _layer, *_file ); } );
 }
 
 PixelArea LayerReader::getArea( TilePos part ) const noexcept {

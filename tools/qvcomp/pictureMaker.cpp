@@ -20,10 +20,10 @@ std::uint64_t getLeastMemory( const Options& options ) {
     return ManagedTiles::getLeastMemory( options.tileSide, options.isUnbuffered, options.threads );
 }
 
-/// Reading takes no more than this beside the limit; what the layers need beyond is part of it.
+/// Reading takes no more than this beside the limit; what a layer needs beyond is part of it.
 constexpr std::uint64_t READING_ALLOWANCE = std::uint64_t{ 16 } << 20;
 
-/// What reading takes of the memory limit if it takes `bytes`, a large part of them for `layer`.
+/// What a layer that takes `bytes` to be read takes of the memory limit.
 ///
 /// Errors: Failure when that leaves tiles too little.
 std::uint64_t checkReading( const Options& options, const OsFilePath& layer, std::uint64_t bytes ) {
@@ -36,21 +36,8 @@ std::uint64_t checkReading( const Options& options, const OsFilePath& layer, std
     return share;
 }
 
-/// What reading takes with one decoder for each layer: all of them are open at once.
-std::uint64_t getReadingMemory( const Scene& scene ) {
-    std::uint64_t bytes = 0;
-    for( const LayerInfo& layer : scene.layers ) {
-        bytes += layer.readingMemory;
-    }
-    return bytes;
-}
-
-/// As many as keep to what reading may take beside the limit.
-int countDecoders( const Options& options, const Scene& scene ) {
-    const auto threads = static_cast<std::uint64_t>( options.threads );
-    return options.memory ? static_cast<int>( std::clamp<std::uint64_t>(
-                                READING_ALLOWANCE / getReadingMemory( scene ), 1, threads ) )
-                          : options.threads;
+const LayerInfo& findLargest( const Scene& scene ) {
+    return *std::ranges::max_element( scene.layers, {}, &LayerInfo::readingMemory );
 }
 
 Scene probeScene( const Options& options ) {
@@ -67,7 +54,9 @@ Scene probeScene( const Options& options ) {
                 ", display window ", layer.display.width, " x ", layer.display.height, " at ",
                 layer.display.x, ", ", layer.display.y, ", pixel aspect ", layer.pixelAspect );
     }
-    scene.nbDecoders = countDecoders( options, scene );
+    if( options.memory ) {
+        scene.readingMemory = std::max( READING_ALLOWANCE, findLargest( scene ).readingMemory );
+    }
     return scene;
 }
 
@@ -76,11 +65,8 @@ std::optional<std::uint64_t> getTileMemory( const Options& options, const Scene&
     if( !options.memory ) {
         return std::nullopt;
     }
-    const LayerInfo& layer =
-        *std::ranges::max_element( scene.layers, {}, &LayerInfo::readingMemory );
-    return *options.memory -
-           checkReading( options, layer.path,
-                         getReadingMemory( scene ) * static_cast<unsigned>( scene.nbDecoders ) );
+    const LayerInfo& layer = findLargest( scene );
+    return *options.memory - checkReading( options, layer.path, layer.readingMemory );
 }
 
 StreamPlan makePlan( const Options& options, const Scene& scene ) {

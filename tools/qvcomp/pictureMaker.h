@@ -3,8 +3,8 @@
 #include <tools/qvcomp/managedTiles.h>
 #include <tools/qvcomp/options.h>
 #include <tools/qvcomp/progress.h>
-#include <tools/qvcomp/scene.h>
 #include <tools/qvcomp/report.h>
+#include <tools/qvcomp/scene.h>
 #include <tools/qvcomp/workers.h>
 
 #include <memory>

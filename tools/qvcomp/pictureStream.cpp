@@ -35,9 +35,10 @@ public:
         , _plan( plan )
         , _runner( runner )
         , _sink( sink )
+        , _decoders( scene.readingMemory )
         , _picture( store.createPlane( "picture", scene.width, scene.height, TileShape::BAND ) ) {
         for( const LayerInfo& layer : scene.layers ) {
-            _readers.push_back( std::make_unique<LayerReader>( layer, store, scene.nbDecoders ) );
+            _readers.push_back( std::make_unique<LayerReader>( layer, store, _decoders ) );
         }
         if( const auto& glow = plan.getGlow() ) {
             _across =
@@ -236,6 +237,7 @@ private:
     const StreamPlan& _plan;
     PassRunner& _runner;
     PictureSink& _sink;
+    DecoderPool _decoders;
     std::vector<std::unique_ptr<LayerReader>> _readers;
     std::unique_ptr<TilePlane> _picture;
     /// The light that is spread along the lines; null without a glow.

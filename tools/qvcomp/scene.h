@@ -3,6 +3,8 @@
 #include <tools/qvcomp/layerFile.h>
 #include <tools/qvcomp/options.h>
 
+#include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace Qv::Comp {
@@ -19,8 +21,8 @@ struct Scene {
     /// The part of the bright light that the glow adds; 0 for none.
     double glow = 0.0;
     GlowRadius glowRadius = {};
-    /// How many threads may unpack a layer at a time.
-    int nbDecoders = 1;
+    /// Bytes that the decoders of all layers may take, see DecoderPool.
+    std::uint64_t readingMemory = std::numeric_limits<std::uint64_t>::max();
 };
 
 } // namespace Qv::Comp
