@@ -4,6 +4,7 @@
 #include <resmgt/content/ctEngineOptions.h>
 #include <resmgt/content/ctFileServer.h>
 #include <tests/support/holdPoint.h>
+#include <tests/support/processLimit.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testThread.h>
@@ -12,26 +13,8 @@
 
 #include <filesystem>
 
-#include <sys/resource.h>
-
 namespace Qv {
 namespace {
-
-/// The process may open no more descriptors, until scope exit.
-class DescriptorLimit {
-public:
-    explicit DescriptorLimit( rlim_t number ) {
-        ::getrlimit( RLIMIT_NOFILE, &_former );
-        const rlimit limit{ number, _former.rlim_max };
-        ::setrlimit( RLIMIT_NOFILE, &limit );
-    }
-    DescriptorLimit( const DescriptorLimit& ) = delete;
-    DescriptorLimit& operator=( const DescriptorLimit& ) = delete;
-    ~DescriptorLimit() { ::setrlimit( RLIMIT_NOFILE, &_former ); }
-
-private:
-    rlimit _former;
-};
 
 std::vector<MbBuffer> makeFilled( TestTiles& tiles, int count, int size = TestTiles::SIZE ) {
     std::vector<MbBuffer> all;
@@ -173,7 +156,7 @@ TEST( TiStoreTest, BlockThatCantBeWrittenIsLeftToTheTilesThatItHas ) {
 }
 
 TEST( TiStoreTest, HintsOfAllStoresTogetherStayOpenUpToTheLimit ) {
-    const DescriptorLimit limit( 40 );
+    const ProcessLimit limit( RLIMIT_NOFILE, 40 );
     const auto most =
         static_cast<std::size_t>( std::min( 40 / 2, CtEngineOptions::getMaxNbOpenFiles() ) );
     FailingStore servers[2];
@@ -190,13 +173,13 @@ TEST( TiStoreTest, HintsOfAllStoresTogetherStayOpenUpToTheLimit ) {
         EXPECT_LE( getNbOpen( servers[0] ) + getNbOpen( servers[1] ), most );
     }
     // A lower limit takes effect with the next store.
-    const DescriptorLimit lower( 20 );
+    const ProcessLimit lower( RLIMIT_NOFILE, 20 );
     const TestTiles third( servers[0], 1 );
     EXPECT_LE( getNbOpen( servers[0] ) + getNbOpen( servers[1] ), 10U );
 }
 
 TEST( TiStoreTest, HintThatWasUsedLeastRecentlyGoesFirst ) {
-    const DescriptorLimit limit( 20 );
+    const ProcessLimit limit( RLIMIT_NOFILE, 20 );
     const int most = std::min( 20 / 2, CtEngineOptions::getMaxNbOpenFiles() );
     FailingStore server;
     server.blockSize = 1000;

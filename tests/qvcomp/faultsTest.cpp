@@ -1,8 +1,8 @@
-#include <tests/qvcomp/fileSizeLimit.h>
 #include <tests/qvcomp/testCommand.h>
 
 #include <tests/support/deadline.h>
 #include <tests/support/processCounts.h>
+#include <tests/support/processLimit.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
@@ -257,7 +257,7 @@ TEST_F( QvcompFaultTest, ScratchFolderFullInTheMiddleEndsTheWork ) {
                 expectFailure( full + "50000 bytes of QV_IO_MAX_BYTES", limited );
             }
             // A tile's file takes 4096.
-            const FileSizeLimit limit( 4000 );
+            const ProcessLimit limit( RLIMIT_FSIZE, 4000 );
             expectFailure( "can't keep tiles in " + folder + ": File too large", options );
         }
     }
@@ -306,7 +306,7 @@ TEST_F( QvcompFaultTest, DiskFullWhileThePictureIsWrittenLeavesTheOldOne ) {
     // Of half, the preview may be the first to miss some. Where nearly all fits, only completing
     // the picture's file fails.
     for( const std::uintmax_t room : { former.size() / 2, former.size() - 1 } ) {
-        const FileSizeLimit limit( room );
+        const ProcessLimit limit( RLIMIT_FSIZE, room );
         const Outcome outcome = runInside( makeArguments() );
         EXPECT_EQ( outcome.status, 1 );
         EXPECT_THAT( outcome.errors, ContainsRegex( "out\\.(exr|png)': File too large" ) );

@@ -1,7 +1,7 @@
-#include <tests/qvcomp/fileSizeLimit.h>
 #include <tests/qvcomp/testCommand.h>
 
 #include <tests/support/deniedCall.h>
+#include <tests/support/processLimit.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/tempDirectory.h>
 #include <tools/qvcomp/exrWriter.h>
@@ -60,7 +60,7 @@ protected:
 
 TEST_F( QvcompFilesTest, PngWriterTellsOfAFullDisk ) {
     PendingFile file( getOutput().string() );
-    const FileSizeLimit limit( 70 );
+    const ProcessLimit limit( RLIMIT_FSIZE, 70 );
     PngWriter writer( file, 300, 20 );
     std::vector<unsigned char> noise( 300 * 20 * 3 );
     std::ranges::generate( noise, std::mt19937() );
@@ -177,7 +177,7 @@ TEST_F( QvcompFilesTest, ExrWriterTellsOfAFullDisk ) {
         writer.put( writer.pack( FileTile( writer.getArea( { 0, row } ) ) ) );
     };
     put( 0 );
-    const FileSizeLimit limit( 8 );
+    const ProcessLimit limit( RLIMIT_FSIZE, 8 );
     EXPECT_THROW( put( 1 ), Failure );
     // The table of the tiles, near the file's beginning, is written last.
     EXPECT_THROW( writer.finish(), Failure );

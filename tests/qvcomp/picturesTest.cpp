@@ -4,6 +4,7 @@
 
 #include <tests/support/deadline.h>
 #include <tests/support/processCounts.h>
+#include <tests/support/processLimit.h>
 
 #include <gmock/gmock.h>
 
@@ -358,6 +359,14 @@ TEST_F( QvcompRunTest, GreyIsOnlyWhatHasNoColour ) {
         EXPECT_EQ( outcome.status, *text == 0 ? 0 : 1 ) << channels << outcome.errors;
         EXPECT_THAT( outcome.errors, HasSubstr( text ) );
     }
+}
+
+TEST_F( QvcompRunTest, LayersMayBeMoreThanTheFilesThatAProcessOpensAtFirst ) {
+    _layers = Arguments( 60, _layers[0] );
+    const ProcessLimit limit( RLIMIT_NOFILE, 40 );
+    const Outcome outcome =
+        ChildCommand( makeCommand( { "--size", "24x16", "--memory", "16M" } ) ).finish();
+    EXPECT_EQ( outcome.status, 0 ) << outcome.errors;
 }
 
 TEST_F( QvcompRunTest, AllLayersAreSeen ) {

@@ -263,10 +263,10 @@ LayerReader::LayerReader( const LayerInfo& layer, TileStore& store, DecoderPool&
     , _file( std::make_unique<const LayerStream>( layer.path ) )
     , _pool( pool )
     , _columns( divideUp( layer.width, layer.part.width ) ) {
-    // A file that has changed is found before any work is done.
-    DecoderUse( *this );
     const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
     _plane = store.createPlane( name + " source", layer.width, layer.height, TileShape::BAND );
+    // A file that has changed is found before any work is done.
+    DecoderUse( *this );
 }
 
 LayerReader::~LayerReader() {

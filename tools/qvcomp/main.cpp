@@ -10,6 +10,7 @@
 #include <iostream>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -24,10 +25,20 @@ void fillStandardStreams() {
     }
 }
 
+/// The files of all layers are open at the same time.
+void raiseFileLimit() {
+    rlimit limit;
+    if( ::getrlimit( RLIMIT_NOFILE, &limit ) == 0 ) {
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit( RLIMIT_NOFILE, &limit );
+    }
+}
+
 } // namespace
 
 int main( int argc, char** argv ) {
     fillStandardStreams();
+    raiseFileLimit();
     Qv::Comp::dropEmptySettings();
     // Pictures are made beside their targets; only a setting can name the directory.
     Qv::OsTempDir::setOnDemand( true );

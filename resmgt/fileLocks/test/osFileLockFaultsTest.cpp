@@ -1,11 +1,11 @@
 #include <resmgt/fileLocks/test/lockTests.h>
 #include <tests/support/holdPoint.h>
+#include <tests/support/processLimit.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/testThread.h>
 
-#include <sys/resource.h>
-
 #include <cstdlib>
+#include <optional>
 
 /// What becomes of locks when the system refuses, and in children.
 
@@ -143,15 +143,12 @@ TEST( OsFileLockFaultsTest, DeadFileInAStickyDirectoryStaysAndIsLocked ) {
 
 TEST( OsFileLockFaultsTest, FileSizeLimitEndsNoProcessAndCountsAsAFullVolume ) {
     const LockFiles files;
-    rlimit before{};
-    ASSERT_EQ( ::getrlimit( RLIMIT_FSIZE, &before ), 0 );
-    const rlimit none = { 0, before.rlim_max };
-    ASSERT_EQ( ::setrlimit( RLIMIT_FSIZE, &none ), 0 );
+    std::optional<ProcessLimit> none( std::in_place, RLIMIT_FSIZE, 0 );
     const OPtr<OsFileLock> lock = files.lock();
     EXPECT_FALSE( lock.isNull() );
     files.age( 30 );
     refreshAll();
-    ASSERT_EQ( ::setrlimit( RLIMIT_FSIZE, &before ), 0 );
+    none.reset();
     EXPECT_EQ( files.read( LockFiles::LOCK ), "" );
     EXPECT_LT( files.getAge(), 15.0 );
     refreshAll();

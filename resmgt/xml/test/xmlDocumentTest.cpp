@@ -5,8 +5,8 @@
 #include <resmgt/xml/xmlDocumentBuilder.h>
 #include <resmgt/xml/xmlEx.h>
 #include <resmgt/xml/xmlWriter.h>
-#include <tests/qvcomp/fileSizeLimit.h>
 #include <tests/support/failingNew.h>
+#include <tests/support/processLimit.h>
 #include <tests/support/testSettings.h>
 
 #include <functional>
@@ -336,7 +336,7 @@ TEST( XmlDocumentTest, AfterAFailedSaveTheOldFileIsThereAndNothingElse ) {
         } );
     const TestFiles limited( "file=old" );
     {
-        const Comp::FileSizeLimit limit( 100000 );
+        const ProcessLimit limit( RLIMIT_FSIZE, 100000 );
         EXPECT_THROW( document.save( limited.path( "file" ) ), ExSysErrorWindows );
     }
     EXPECT_EQ( limited.read( "file" ), "old" );
