@@ -42,8 +42,7 @@ std::uint64_t countBytesRead() {
 /// Holds all who write a tile until it is told otherwise.
 class HeldTiles : public TileStore {
 public:
-    std::unique_ptr<TilePlane> createPlane( const std::string&, int width, int height,
-                                            TileShape ) override {
+    std::unique_ptr<TilePlane> createPlane( const std::string&, int width, int height ) override {
         return std::make_unique<Plane>( *this, width, height );
     }
     std::size_t getPrefetchDepth() const override { return 0; }

@@ -41,7 +41,7 @@ protected:
     static constexpr int TILE_SIDE = 16;
 
     std::unique_ptr<TilePlane> paint( int width, int height, const Paint& paint ) {
-        auto plane = _store.createPlane( "test", width, height, TileShape::SQUARE );
+        auto plane = _store.createPlane( "test", width, height );
         for( const TilePos pos : orderByRows( *plane ) ) {
             const TileWriter tile = plane->write( pos );
             const PixelArea& area = tile.getArea();
@@ -84,8 +84,7 @@ protected:
     void addGlow( TilePlane& picture, double strength, double sigma ) {
         const Glow glow( strength, sigma, picture.getWidth(), picture.getHeight() );
         const int height = picture.getHeight();
-        const auto across =
-            _store.createPlane( "light", glow.getColumns(), height, TileShape::BAND );
+        const auto across = _store.createPlane( "light", glow.getColumns(), height );
         for( int y = 0; y < height; y += TILE_SIDE / 2 ) {
             const int end = std::min( y + TILE_SIDE / 2, height );
             for( const PixelArea& area : glow.listAreas( picture, y, end ) ) {

@@ -214,8 +214,7 @@ TEST_F( QvcompRunTest, OnlyAPictureThatWaitsForItsGlowGoesToDiskAndOnce ) {
         const std::uint64_t all = getWorkingSet();
         EXPECT_EQ( getNumber( runWith( options, all ), "bytesWritten" ), 0U );
         const std::string half = runWith( options, all / 2 );
-        const std::size_t picture =
-            countTiles( WIDTH, HEIGHT, getTileSize( side, TileShape::BAND, WIDTH ) );
+        const std::size_t picture = countTiles( WIDTH, HEIGHT, getTileSize( side, WIDTH ) );
         EXPECT_GT( getNumber( half, "evictions" ), picture / 4 );
         // But for a few tiles that a thread is about to need.
         EXPECT_LE( getNumber( half, "bytesWritten" ),
@@ -425,6 +424,16 @@ TEST_F( QvcompRunTest, ReadingIsPartOfTheLimitOrRefused ) {
                std::stoull( needed ) + ( std::uint64_t{ QV_MEMORY_ALLOWANCE } << 20 ) );
     // Tiles get what reading doesn't take.
     EXPECT_LE( getNumber( outcome.output, "peakTileBytes" ), 6U * ( 64 * 64 * 16 + 127 ) );
+    // Layers that have no room together take turns.
+    _layers = { _layers[0], "--operation", "multiply", "--offset", "20,30",
+                _layers[0], "--opacity",   "0.3",      _layers[0] };
+    const Outcome inTurns = runWith( needed );
+    ASSERT_EQ( inTurns.status, 0 ) << inTurns.errors;
+    EXPECT_LE( getNumber( inTurns.output, "peakProcessBytes" ),
+               std::stoull( needed ) + ( std::uint64_t{ QV_MEMORY_ALLOWANCE } << 20 ) );
+    const std::string image = readFile( getOutput() );
+    ASSERT_EQ( runWith( "1G" ).status, 0 );
+    EXPECT_TRUE( readFile( getOutput() ) == image );
 }
 
 Outcome runWithLittleMemory( const Arguments& qvcomp ) {

@@ -107,7 +107,7 @@ TEST( QvcompOperationTest, MixColoursAndAlphaByOpacity ) {
                             { 0.0F, 0.0F, 0.0F, 0.0F },
                             { 2.0F, 8.0F, 0.5F, 0.5F } };
     const auto paint = [&]( const auto& getPixel ) {
-        auto plane = store.createPlane( "test", 4, 4, TileShape::SQUARE );
+        auto plane = store.createPlane( "test", 4, 4 );
         const TileWriter tile = plane->write( { 0, 0 } );
         for( int i = 0; i < 16; ++i ) {
             const Pixel& pixel = getPixel( i );

@@ -264,7 +264,7 @@ LayerReader::LayerReader( const LayerInfo& layer, TileStore& store, DecoderPool&
     , _pool( pool )
     , _columns( divideUp( layer.width, layer.part.width ) ) {
     const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
-    _plane = store.createPlane( name + " source", layer.width, layer.height, TileShape::BAND );
+    _plane = store.createPlane( name + " source", layer.width, layer.height );
     // A file that has changed is found before any work is done.
     DecoderUse( *this );
 }

@@ -10,6 +10,7 @@
 #include <iostream>
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -34,11 +35,19 @@ void raiseFileLimit() {
     }
 }
 
+/// What layers take to be unpacked goes back to the system when it is freed: what the allocator
+/// would keep of it, having seen that such blocks come and go, comes on top of the limit of memory.
+void giveLargeBlocksBack() {
+    constexpr int BYTES = 4 << 20;
+    ::mallopt( M_MMAP_THRESHOLD, BYTES );
+}
+
 } // namespace
 
 int main( int argc, char** argv ) {
     fillStandardStreams();
     raiseFileLimit();
+    giveLargeBlocksBack();
     Qv::Comp::dropEmptySettings();
     // Pictures are made beside their targets; only a setting can name the directory.
     Qv::OsTempDir::setOnDemand( true );

@@ -133,8 +133,8 @@ std::size_t computePrefetchDepth( const ManagedTiles::Settings& settings, std::u
 
 class ManagedTiles::Plane : public TilePlane {
 public:
-    Plane( ManagedTiles& store, const std::string& name, int width, int height, TileShape shape )
-        : TilePlane( width, height, getTileSize( store._tileSide, shape, width ) )
+    Plane( ManagedTiles& store, const std::string& name, int width, int height )
+        : TilePlane( width, height, getTileSize( store._tileSide, width ) )
         , _store( store ) {
         _buffers.reserve( getTileCount() );
         for( std::size_t i = 0; i < getTileCount(); ++i ) {
@@ -192,8 +192,8 @@ ManagedTiles::ManagedTiles( const Settings& settings, Workers& computing )
 ManagedTiles::~ManagedTiles() noexcept = default;
 
 std::unique_ptr<TilePlane> ManagedTiles::createPlane( const std::string& name, int width,
-                                                      int height, TileShape shape ) {
-    auto plane = std::make_unique<Plane>( *this, name, width, height, shape );
+                                                      int height ) {
+    auto plane = std::make_unique<Plane>( *this, name, width, height );
     _nbTiles.fetch_add( plane->getTileCount(), std::memory_order_relaxed );
     return plane;
 }

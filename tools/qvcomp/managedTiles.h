@@ -44,8 +44,8 @@ public:
     ManagedTiles( const Settings& settings, Workers& computing );
     ~ManagedTiles() noexcept override;
 
-    std::unique_ptr<TilePlane> createPlane( const std::string& name, int width, int height,
-                                            TileShape shape ) override;
+    std::unique_ptr<TilePlane> createPlane( const std::string& name, int width,
+                                            int height ) override;
     std::size_t getPrefetchDepth() const override { return _prefetchDepth; }
 
     std::uint64_t getNbTiles() const noexcept { return _nbTiles.load( std::memory_order_relaxed ); }

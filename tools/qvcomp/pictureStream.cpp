@@ -36,13 +36,12 @@ public:
         , _runner( runner )
         , _sink( sink )
         , _decoders( scene.readingMemory )
-        , _picture( store.createPlane( "picture", scene.width, scene.height, TileShape::BAND ) ) {
+        , _picture( store.createPlane( "picture", scene.width, scene.height ) ) {
         for( const LayerInfo& layer : scene.layers ) {
             _readers.push_back( std::make_unique<LayerReader>( layer, store, _decoders ) );
         }
         if( const auto& glow = plan.getGlow() ) {
-            _across =
-                store.createPlane( "glow", glow->getColumns(), scene.height, TileShape::BAND );
+            _across = store.createPlane( "glow", glow->getColumns(), scene.height );
         }
         listKinds();
     }

@@ -40,9 +40,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<TilePlane> PlainTiles::createPlane( const std::string&, int width, int height,
-                                                    TileShape shape ) {
-    return std::make_unique<PlainPlane>( width, height, getTileSize( _tileSide, shape, width ) );
+std::unique_ptr<TilePlane> PlainTiles::createPlane( const std::string&, int width, int height ) {
+    return std::make_unique<PlainPlane>( width, height, getTileSize( _tileSide, width ) );
 }
 
 } // namespace Qv::Comp

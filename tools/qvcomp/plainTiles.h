@@ -10,8 +10,8 @@ public:
     explicit PlainTiles( int tileSide )
         : _tileSide( tileSide ) {}
 
-    std::unique_ptr<TilePlane> createPlane( const std::string& name, int width, int height,
-                                            TileShape shape ) override;
+    std::unique_ptr<TilePlane> createPlane( const std::string& name, int width,
+                                            int height ) override;
     std::size_t getPrefetchDepth() const override { return 0; }
 
 private:

@@ -43,7 +43,7 @@ int alignUp( int line, int unit ) noexcept {
 } // namespace
 
 StreamPlan::Plane::Plane( int width, int tileSide )
-    : tile( getTileSize( tileSide, TileShape::BAND, width ) )
+    : tile( getTileSize( tileSide, width ) )
     , columns( divideUp( width, tile.width ) ) {}
 
 std::size_t StreamPlan::Plane::countTiles( int y0, int y1 ) const noexcept {

@@ -24,11 +24,8 @@ std::size_t TilePlane::toIndex( TilePos pos ) const noexcept {
            static_cast<std::size_t>( pos.column );
 }
 
-TileSize getTileSize( int side, TileShape shape, int planeWidth ) noexcept {
+TileSize getTileSize( int side, int planeWidth ) noexcept {
     constexpr int WIDEST_BAND = 8;
-    if( shape == TileShape::SQUARE ) {
-        return { side, side };
-    }
     const int columns = divideUp( planeWidth, WIDEST_BAND * side );
     const int width = divideUp( planeWidth, columns );
     return { width, side * side / width };

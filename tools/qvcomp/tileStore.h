@@ -29,14 +29,6 @@ constexpr PixelArea intersect( const PixelArea& a, const PixelArea& b ) noexcept
              std::min( a.y1, b.y1 ) };
 }
 
-/// How the tiles of a plane are cut, all with about as many pixels as a square one.
-enum class TileShape {
-    SQUARE,
-    /// Up to eight times as wide, all of a plane evenly so: for planes that are filled and used
-    /// line by line.
-    BAND
-};
-
 /// Of a tile, in pixels.
 struct TileSize {
     int width;
@@ -157,15 +149,17 @@ public:
     TileStore& operator=( const TileStore& ) = delete;
     virtual ~TileStore() = default;
 
-    /// Square tiles have the side that the store was made with. `name` is for messages.
-    virtual std::unique_ptr<TilePlane> createPlane( const std::string& name, int width, int height,
-                                                    TileShape shape ) = 0;
+    /// `name` is for messages.
+    virtual std::unique_ptr<TilePlane> createPlane( const std::string& name, int width,
+                                                    int height ) = 0;
     /// How many tiles each computing thread may ask for ahead of need.
     virtual std::size_t getPrefetchDepth() const = 0;
 };
 
-/// Of the tiles of a plane of this width in a store whose square tiles have this side.
-TileSize getTileSize( int side, TileShape shape, int planeWidth ) noexcept;
+/// Of the tiles of a plane of this width: bands up to eight times as wide as `side` and as much
+/// less high, since planes are filled and used line by line. They have as many pixels as a square
+/// of that side, or a few less, and all columns are about as wide.
+TileSize getTileSize( int side, int planeWidth ) noexcept;
 
 /// Tiles along a line of so many pixels, with the part of one at its end.
 constexpr int divideUp( int size, int tile ) noexcept {
