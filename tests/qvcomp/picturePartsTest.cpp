@@ -1,3 +1,5 @@
+#include <tests/qvcomp/testImages.h>
+
 #include <tools/qvcomp/dither.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/glow.h>

@@ -112,4 +112,15 @@ std::vector<std::string> writeLayers( const std::filesystem::path& folder ) {
     return paths;
 }
 
+std::vector<TilePos> orderByRows( const TilePlane& plane ) {
+    std::vector<TilePos> order;
+    order.reserve( plane.getTileCount() );
+    for( int row = 0; row < plane.getRows(); ++row ) {
+        for( int column = 0; column < plane.getColumns(); ++column ) {
+            order.push_back( { column, row } );
+        }
+    }
+    return order;
+}
+
 } // namespace Qv::Comp

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tools/qvcomp/tileStore.h>
+
 #include <ImfHeader.h>
 
 #include <array>
@@ -49,5 +51,8 @@ Imf::Header readHeader( const std::filesystem::path& path );
 /// Three layers of different kinds and sizes, bottom first: photograph-like noise with lights, one
 /// with alpha in tiles, a grey one.
 std::vector<std::string> writeLayers( const std::filesystem::path& folder );
+
+/// All tiles of `plane`, row by row.
+std::vector<TilePos> orderByRows( const TilePlane& plane );
 
 } // namespace Qv::Comp

@@ -107,15 +107,4 @@ void PassRunner::run( const std::vector<Unit>& units ) {
     run.raiseFailure();
 }
 
-std::vector<TilePos> orderByRows( const TilePlane& plane ) {
-    std::vector<TilePos> order;
-    order.reserve( plane.getTileCount() );
-    for( int row = 0; row < plane.getRows(); ++row ) {
-        for( int column = 0; column < plane.getColumns(); ++column ) {
-            order.push_back( { column, row } );
-        }
-    }
-    return order;
-}
-
 } // namespace Qv::Comp

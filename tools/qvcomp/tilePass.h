@@ -41,7 +41,4 @@ private:
     Passes& _passes;
 };
 
-/// All tiles of `plane`, row by row.
-std::vector<TilePos> orderByRows( const TilePlane& plane );
-
 } // namespace Qv::Comp
