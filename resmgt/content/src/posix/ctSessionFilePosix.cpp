@@ -1,6 +1,7 @@
 #include <resmgt/content/src/ctSessionFile.h>
 
 #include <base/files/descriptorPosix.h>
+#include <base/files/retryPosix.h>
 #include <base/files/sizeSignalGuardPosix.h>
 #include <resmgt/content/src/ctTileNames.h>
 
@@ -25,15 +26,6 @@ constexpr std::uint64_t INDEX_BYTE = 0;
 /// as the disk needs, then rarely.
 constexpr std::chrono::microseconds SHORTEST_PAUSE( 200 );
 constexpr std::chrono::microseconds LONGEST_PAUSE( 20000 );
-
-template <class Call>
-auto retry( Call call ) {
-    auto result = call();
-    while( result == -1 && errno == EINTR ) {
-        result = call();
-    }
-    return result;
-}
 
 constexpr int HOW_TO_OPEN = O_NOFOLLOW | O_NONBLOCK;
 

@@ -1,6 +1,7 @@
 #include <resmgt/content/src/ctTileFolder.h>
 
 #include <base/files/descriptorPosix.h>
+#include <base/files/retryPosix.h>
 #include <resmgt/content/src/ctTileNames.h>
 
 #include <cerrno>
@@ -21,15 +22,6 @@ constexpr int HOW_TO_OPEN = O_NOFOLLOW | O_NONBLOCK;
 
 /// How often an operation is begun again when others make and remove what it needs.
 constexpr int MOST_ATTEMPTS = 100;
-
-template <class Call>
-auto retry( Call call ) {
-    auto result = call();
-    while( result == -1 && errno == EINTR ) {
-        result = call();
-    }
-    return result;
-}
 
 int toDescriptor( OsFileTypes::Handle handle ) {
     return static_cast<int>( handle );

@@ -2,6 +2,7 @@
 
 #include <base/failure/exSysError.h>
 #include <base/files/descriptorPosix.h>
+#include <base/files/retryPosix.h>
 #include <base/files/sizeSignalGuardPosix.h>
 #include <resmgt/osal/osFileUtils.h>
 
@@ -26,15 +27,6 @@ using Moving = OsLockFile::Moving;
 // For all to read who holds the lock, less what the process's mask takes away.
 constexpr mode_t MODE = 0644;
 constexpr const char* PRIVATE_PREFIX = ".omlock-";
-
-template <class Call>
-auto retry( Call call ) {
-    auto result = call();
-    while( result == -1 && errno == EINTR ) {
-        result = call();
-    }
-    return result;
-}
 
 /// The path as the system takes it. What can be no name here is the empty text, which names
 /// nothing: a path on a drive would be taken for a relative one.

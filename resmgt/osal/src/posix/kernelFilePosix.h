@@ -20,7 +20,7 @@ inline bool readToEnd( int file, std::size_t most, std::string& text ) {
     std::array<char, 65536> block;
     ssize_t size = 1;
     while( size > 0 && text.size() <= most ) {
-        size = OsFsUtilsPosix::retry( [&] { return ::read( file, block.data(), block.size() ); } );
+        size = retry( [&] { return ::read( file, block.data(), block.size() ); } );
         text.append( block.data(), size > 0 ? static_cast<std::size_t>( size ) : 0 );
     }
     return size >= 0;

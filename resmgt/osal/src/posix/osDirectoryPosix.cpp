@@ -12,9 +12,9 @@ namespace Qv {
 
 void OsDirectory::performRemove() const {
     const NativePath native( getPath() );
-    int result = OsFsUtilsPosix::retry( [&] { return ::rmdir( native.get() ); } );
+    int result = retry( [&] { return ::rmdir( native.get() ); } );
     if( result != 0 && errno == ENOTDIR && OsFsUtils::isSymLink( getPath() ) ) {
-        result = OsFsUtilsPosix::retry( [&] { return ::unlink( native.get() ); } );
+        result = retry( [&] { return ::unlink( native.get() ); } );
     }
     if( result != 0 ) {
         throw ExSysErrorWindows( QV_HERE, "OsDirectory::performRemove", getPath().getChars() );

@@ -49,7 +49,7 @@ constexpr Opened FAILED{ OsFileTypes::INVALID_HANDLE, 1 };
 /// Reading would be what fails otherwise.
 bool isNoDirectory( int file ) {
     struct stat facts;
-    if( OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } ) != 0 ) {
+    if( retry( [&] { return ::fstat( file, &facts ); } ) != 0 ) {
         return false;
     }
     errno = EISDIR;
@@ -109,7 +109,7 @@ Opened openForUnbufferedWriting( const char* path, unsigned int mode, bool trunc
     }
     const unsigned long long alignment = makeUnbuffered( file->get() );
     const auto empty = [&] { return ::ftruncate( file->get(), 0 ); };
-    if( alignment == 0 || ( truncate && OsFsUtilsPosix::retry( empty ) != 0 ) ) {
+    if( alignment == 0 || ( truncate && retry( empty ) != 0 ) ) {
         return FAILED;
     }
     unfinished.keep();
@@ -152,7 +152,7 @@ bool close( Handle handle ) {
 Moved read( Handle handle, void* to, unsigned long long size ) {
     const int file = descriptor( handle );
     const auto readUpTo = [&]( unsigned long long limit ) {
-        return OsFsUtilsPosix::retry( [&] { return ::read( file, to, limit ); } );
+        return retry( [&] { return ::read( file, to, limit ); } );
     };
     ssize_t count = readUpTo( size );
     if( count < 0 && errno == EINVAL ) {
@@ -169,19 +169,16 @@ Moved read( Handle handle, void* to, unsigned long long size ) {
 
 Moved write( Handle handle, const void* from, unsigned long long size ) {
     const SizeSignalGuard guard;
-    return movedBy(
-        OsFsUtilsPosix::retry( [&] { return ::write( descriptor( handle ), from, size ); } ) );
+    return movedBy( retry( [&] { return ::write( descriptor( handle ), from, size ); } ) );
 }
 
 Moved readAt( Handle handle, void* to, long long offset, unsigned long long size ) {
-    return movedBy( OsFsUtilsPosix::retry(
-        [&] { return ::pread( descriptor( handle ), to, size, offset ); } ) );
+    return movedBy( retry( [&] { return ::pread( descriptor( handle ), to, size, offset ); } ) );
 }
 
 Moved writeAt( Handle handle, const void* from, long long offset, unsigned long long size ) {
     const SizeSignalGuard guard;
-    return movedBy( OsFsUtilsPosix::retry(
-        [&] { return ::pwrite( descriptor( handle ), from, size, offset ); } ) );
+    return movedBy( retry( [&] { return ::pwrite( descriptor( handle ), from, size, offset ); } ) );
 }
 
 long long seek( Handle handle, long long offset, OsFileTypes::SeekMode mode ) {
@@ -196,7 +193,7 @@ long long seek( Handle handle, long long offset, OsFileTypes::SeekMode mode ) {
 
 bool isAtEnd( Handle handle, long long position ) {
     struct stat facts;
-    return OsFsUtilsPosix::retry( [&] { return ::fstat( descriptor( handle ), &facts ); } ) == 0 &&
+    return retry( [&] { return ::fstat( descriptor( handle ), &facts ); } ) == 0 &&
            position >= facts.st_size;
 }
 

@@ -64,7 +64,7 @@ bool canOpen( const OsFilePath& path, int how ) {
 bool isGranted( const OsFilePath& path, int how ) {
     const NativePath native( path );
     const auto ask = [&] { return ::faccessat( AT_FDCWD, native.get(), how, AT_EACCESS ); };
-    return checkAnswer( OsFsUtilsPosix::retry( ask ) == 0, path );
+    return checkAnswer( retry( ask ) == 0, path );
 }
 
 } // namespace
@@ -138,7 +138,7 @@ void OsFile::performClose( OsFileTypes::Handle handle ) const {
 
 void OsFile::performRemove() const {
     const NativePath native( _path );
-    if( OsFsUtilsPosix::retry( [&] { return ::unlink( native.get() ); } ) != 0 ) {
+    if( retry( [&] { return ::unlink( native.get() ); } ) != 0 ) {
         throw ExSysErrorWindows( QV_HERE, "OsFile::performRemove", _path.getChars() );
     }
 }
@@ -146,7 +146,7 @@ void OsFile::performRemove() const {
 void OsFile::performRenameTo( const OsFilePath& target ) const {
     const NativePath from( _path );
     const NativePath to( target );
-    if( OsFsUtilsPosix::retry( [&] { return ::rename( from.get(), to.get() ); } ) != 0 ) {
+    if( retry( [&] { return ::rename( from.get(), to.get() ); } ) != 0 ) {
         throw ExSysErrorWindows( QV_HERE, "OsFile::performRenameTo", _path.getChars() );
     }
 }

@@ -37,8 +37,7 @@ bool failedWith( std::initializer_list<int> errors ) {
 std::string followLink( const OsFilePath& path ) {
     const NativePath native( path );
     struct stat facts {};
-    if( OsFsUtilsPosix::retry( [&] { return ::lstat( native.get(), &facts ); } ) != 0 &&
-        errno != ENOENT ) {
+    if( retry( [&] { return ::lstat( native.get(), &facts ); } ) != 0 && errno != ENOENT ) {
         raise( "OsFileReplacement::followLink", path );
     }
     if( !S_ISLNK( facts.st_mode ) ) {
@@ -60,8 +59,7 @@ std::string getFolder( const std::string& path ) {
 
 /// A volume that can't sync this kind of file has nothing to be synced.
 void sync( int file, const OsFilePath& path ) {
-    if( OsFsUtilsPosix::retry( [&] { return ::fsync( file ); } ) != 0 &&
-        !failedWith( { EINVAL, EOPNOTSUPP } ) ) {
+    if( retry( [&] { return ::fsync( file ); } ) != 0 && !failedWith( { EINVAL, EOPNOTSUPP } ) ) {
         raise( "OsFileReplacement::sync", path );
     }
 }
@@ -102,7 +100,7 @@ OsFileReplacement::Imp::Imp( const std::string& target )
         raise( WHERE, _path );
     }
     struct stat facts;
-    if( OsFsUtilsPosix::retry( [&] {
+    if( retry( [&] {
             return ::fstatat( _folder.get(), _name.c_str(), &facts, AT_SYMLINK_NOFOLLOW );
         } ) == 0 ) {
         _former = facts;
@@ -120,11 +118,11 @@ void OsFileReplacement::Imp::adoptRights() {
     constexpr const char* WHERE = "OsFileReplacement::adoptRights";
     const int file = _file->get();
     struct stat facts;
-    if( OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } ) != 0 ) {
+    if( retry( [&] { return ::fstat( file, &facts ); } ) != 0 ) {
         raise( WHERE, _path );
     }
     const auto changeOwner = [&]( uid_t owner, gid_t group ) {
-        return OsFsUtilsPosix::retry( [&] { return ::fchown( file, owner, group ); } ) == 0;
+        return retry( [&] { return ::fchown( file, owner, group ); } ) == 0;
     };
     constexpr auto UNCHANGED = static_cast<uid_t>( -1 );
     mode_t mode = _former->st_mode & RIGHTS;
@@ -135,7 +133,7 @@ void OsFileReplacement::Imp::adoptRights() {
     if( facts.st_gid != _former->st_gid && !changeOwner( UNCHANGED, _former->st_gid ) ) {
         mode = ( mode & ~GROUP_RIGHTS ) | ( ( mode << GROUP_SHIFT ) & GROUP_RIGHTS );
     }
-    if( OsFsUtilsPosix::retry( [&] { return ::fchmod( file, mode ); } ) != 0 ) {
+    if( retry( [&] { return ::fchmod( file, mode ); } ) != 0 ) {
         raise( WHERE, _path );
     }
 }
@@ -145,7 +143,7 @@ void OsFileReplacement::Imp::makeBackup( const std::string& name ) {
     if( unlink( name ) != 0 && errno != ENOENT ) {
         raise( WHERE, _path );
     }
-    if( OsFsUtilsPosix::retry( [&] {
+    if( retry( [&] {
             return ::linkat( _folder.get(), _name.c_str(), _folder.get(), name.c_str(), 0 );
         } ) == 0 ) {
         _backupName = name;
@@ -162,7 +160,7 @@ void OsFileReplacement::Imp::removeBackup() {
 }
 
 void OsFileReplacement::Imp::replaceFormer() {
-    if( OsFsUtilsPosix::retry( [&] {
+    if( retry( [&] {
             return ::renameat( _folder.get(), _newName.c_str(), _folder.get(), _name.c_str() );
         } ) != 0 ) {
         const ExSysErrorWindows failure( QV_HERE, "OsFileReplacement::replaceFormer",
@@ -184,12 +182,12 @@ void OsFileReplacement::Imp::giveFreeName() {
     const auto link = [&] {
         return ::linkat( folder, _newName.c_str(), folder, _name.c_str(), 0 );
     };
-    if( OsFsUtilsPosix::retry( rename ) == 0 ) {
+    if( retry( rename ) == 0 ) {
         _newName.clear();
         return;
     }
     // Linked, it loses its first name with this object.
-    if( failedWith( { EINVAL, ENOSYS } ) && OsFsUtilsPosix::retry( link ) == 0 ) {
+    if( failedWith( { EINVAL, ENOSYS } ) && retry( link ) == 0 ) {
         return;
     }
     if( errno == EEXIST ) {
@@ -199,7 +197,7 @@ void OsFileReplacement::Imp::giveFreeName() {
 }
 
 int OsFileReplacement::Imp::unlink( const std::string& name ) const noexcept {
-    return OsFsUtilsPosix::retry( [&] { return ::unlinkat( _folder.get(), name.c_str(), 0 ); } );
+    return retry( [&] { return ::unlinkat( _folder.get(), name.c_str(), 0 ); } );
 }
 
 OsFileReplacement::OsFileReplacement( const OsFilePath& path )

@@ -27,7 +27,7 @@ struct Range {
 constexpr off_t SMALLEST_PIECE = 0x100000;
 
 bool setLength( int file, off_t length ) {
-    return OsFsUtilsPosix::retry( [&] { return ::ftruncate( file, length ); } ) == 0;
+    return retry( [&] { return ::ftruncate( file, length ); } ) == 0;
 }
 
 /// Not through posix_fallocate: where the volume can't, that writes a byte into each block, which
@@ -95,7 +95,7 @@ Holes findHoles( int file, Range part ) {
 }
 
 bool getFacts( int file, struct stat& facts ) {
-    return OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } ) == 0;
+    return retry( [&] { return ::fstat( file, &facts ); } ) == 0;
 }
 
 /// Fills the holes; `filled` becomes those for which that took space.

@@ -116,7 +116,7 @@ std::optional<std::vector<OsFilePath>> OsFolder::list() const {
 OsFolder::Making OsFolder::makeDirectory( const OsFilePath& name,
                                           const OsFileTypes::Permissions& permissions ) const {
     const NativePath native( name );
-    const int result = OsFsUtilsPosix::retry( [&] {
+    const int result = retry( [&] {
         return ::mkdirat( toDescriptor( _handle ), native.get(), directoryMode( permissions ) );
     } );
     return result == 0 ? Making::MADE : toMaking( errno );
@@ -162,8 +162,7 @@ Handle OsFolder::openForWriting( const OsFilePath& name, Links links ) const {
 
 bool OsFolder::removeFile( const OsFilePath& name ) const {
     const NativePath native( name );
-    return OsFsUtilsPosix::retry(
-               [&] { return ::unlinkat( toDescriptor( _handle ), native.get(), 0 ); } ) == 0;
+    return retry( [&] { return ::unlinkat( toDescriptor( _handle ), native.get(), 0 ); } ) == 0;
 }
 
 bool OsFolder::removeFileIfStill( const OsFilePath& name, const OsFsPlatform::FileId& id ) const {
@@ -172,7 +171,7 @@ bool OsFolder::removeFileIfStill( const OsFilePath& name, const OsFsPlatform::Fi
 
 bool OsFolder::removeDirectory( const OsFilePath& name ) const {
     const NativePath native( name );
-    return OsFsUtilsPosix::retry( [&] {
+    return retry( [&] {
                return ::unlinkat( toDescriptor( _handle ), native.get(), AT_REMOVEDIR );
            } ) == 0;
 }

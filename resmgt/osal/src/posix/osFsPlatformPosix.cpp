@@ -95,8 +95,7 @@ std::optional<OsDateTypes::DateRep> askModificationTime( const OsFilePath& path 
 }
 
 bool empty( OsFileTypes::Handle handle ) {
-    return OsFsUtilsPosix::retry( [&] { return ::ftruncate( static_cast<int>( handle ), 0 ); } ) ==
-           0;
+    return retry( [&] { return ::ftruncate( static_cast<int>( handle ), 0 ); } ) == 0;
 }
 
 bool emptyOrMake( const OsFilePath& path, const Permissions& permissions ) {

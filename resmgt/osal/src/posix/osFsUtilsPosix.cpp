@@ -25,7 +25,7 @@ OsDateTypes::DateRep toDate( const statx_timestamp& time ) {
 struct statvfs getVolumeStatus( const OsFilePath& path, const char* where ) {
     struct statvfs status {};
     const NativePath native( path );
-    if( OsFsUtilsPosix::retry( [&] { return ::statvfs( native.get(), &status ); } ) != 0 ) {
+    if( retry( [&] { return ::statvfs( native.get(), &status ); } ) != 0 ) {
         throw ExSysErrorWindows( QV_HERE, where, path.getChars() );
     }
     return status;
@@ -141,7 +141,7 @@ void OsFsUtils::createHardLink( const OsFilePath& from, const OsFilePath& to ) {
     constexpr const char* WHERE = "OsFsUtils::createHardLink";
     const NativePath source( from );
     const NativePath target( to );
-    if( OsFsUtilsPosix::retry( [&] {
+    if( retry( [&] {
             return ::linkat( AT_FDCWD, source.get(), AT_FDCWD, target.get(), AT_SYMLINK_FOLLOW );
         } ) == 0 ) {
         return;
@@ -162,14 +162,14 @@ void OsFsUtils::createHardLink( const OsFilePath& from, const OsFilePath& to ) {
 
 void OsFsUtils::deleteFile( const OsFilePath& path ) {
     const NativePath native( path );
-    if( OsFsUtilsPosix::retry( [&] { return ::unlink( native.get() ); } ) != 0 ) {
+    if( retry( [&] { return ::unlink( native.get() ); } ) != 0 ) {
         throw ExSysErrorWindows( QV_HERE, "OsFsUtils::deleteFile", path.getChars() );
     }
 }
 
 void OsFsUtils::removeDir( const OsFilePath& path ) {
     const NativePath native( path );
-    if( OsFsUtilsPosix::retry( [&] { return ::rmdir( native.get() ); } ) != 0 ) {
+    if( retry( [&] { return ::rmdir( native.get() ); } ) != 0 ) {
         throw ExSysErrorWindows( QV_HERE, "OsFsUtils::removeDir", path.getChars() );
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <base/files/retryPosix.h>
 #include <resmgt/osal/osFileInfo.h>
 #include <resmgt/osal/osFilePath.h>
 #include <resmgt/osal/src/osFsPlatform.h>
@@ -52,16 +53,6 @@ public:
     /// The account's name, or its number where it has none. It is looked up once for each thread.
     /// Errors: ExSysErrorWindows, with `path`, if it can't be looked up.
     static const std::string& getAccountName( uid_t account, const OsFilePath& path );
-
-    /// Repeats a call that fails with -1 for as long as a signal ends it.
-    template <class Call>
-    static auto retry( Call call ) {
-        auto result = call();
-        while( result == -1 && errno == EINTR ) {
-            result = call();
-        }
-        return result;
-    }
 };
 
 } // namespace Qv

@@ -23,8 +23,7 @@ Reading readRegularFile( const OsFilePath& path, std::size_t most,
     // O_NONBLOCK: a pipe would be waited for, where a writer may never come.
     const Descriptor file( NativePath( path ).get(), O_RDONLY | O_NONBLOCK );
     struct stat facts;
-    if( !file.isOpen() ||
-        OsFsUtilsPosix::retry( [&] { return ::fstat( file.get(), &facts ); } ) != 0 ) {
+    if( !file.isOpen() || retry( [&] { return ::fstat( file.get(), &facts ); } ) != 0 ) {
         return Reading::FAILED;
     }
     if( !isReadable( facts ) ) {

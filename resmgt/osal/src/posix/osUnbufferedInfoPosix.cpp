@@ -127,7 +127,7 @@ bool isAccepted( int file ) {
 /// can be tried what its volume can do.
 std::optional<UnbufferedInfo> findOut( int file, dev_t device, bool isSample ) {
     struct statfs volume;
-    if( OsFsUtilsPosix::retry( [&] { return ::fstatfs( file, &volume ); } ) != 0 ) {
+    if( retry( [&] { return ::fstatfs( file, &volume ); } ) != 0 ) {
         return std::nullopt;
     }
     const std::optional<std::uint64_t> disk = getLogicalBlockSize( device );
@@ -160,7 +160,7 @@ Descriptor openSample( const NativePath& path, mode_t type ) {
 }
 
 bool getFacts( int file, struct stat& facts ) {
-    return OsFsUtilsPosix::retry( [&] { return ::fstat( file, &facts ); } ) == 0;
+    return retry( [&] { return ::fstat( file, &facts ); } ) == 0;
 }
 
 } // namespace

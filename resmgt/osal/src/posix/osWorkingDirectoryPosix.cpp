@@ -24,7 +24,7 @@ OsFilePath OsWorkingDirectory::get() {
 
 bool OsWorkingDirectory::performSet( const OsFilePath& path ) {
     const NativePath native( path );
-    return OsFsUtilsPosix::retry( [&] { return ::chdir( native.get() ); } ) == 0;
+    return retry( [&] { return ::chdir( native.get() ); } ) == 0;
 }
 
 } // namespace Qv
