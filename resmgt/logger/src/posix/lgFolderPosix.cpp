@@ -1,6 +1,7 @@
 #include <resmgt/logger/src/lgFolder.h>
 
 #include <base/failure/exBase.h>
+#include <base/files/descriptorPosix.h>
 #include <base/text/printable.h>
 #include <resmgt/osal/osFsUtils.h>
 
@@ -30,24 +31,6 @@ namespace {
 constexpr std::size_t MAX_FILES = 100;
 constexpr std::time_t MAX_AGE_SECONDS = 14 * 24 * 60 * 60;
 constexpr mode_t OWN_FOLDER_MODE = 0700;
-
-class Descriptor {
-public:
-    explicit Descriptor( int number ) noexcept
-        : _number( number ) {}
-    Descriptor( const Descriptor& ) = delete;
-    Descriptor& operator=( const Descriptor& ) = delete;
-    ~Descriptor() {
-        if( _number >= 0 ) {
-            ::close( _number );
-        }
-    }
-    int get() const noexcept { return _number; }
-    int release() noexcept { return std::exchange( _number, -1 ); }
-
-private:
-    int _number;
-};
 
 int openFolder( const OsFilePath& path, int flags ) {
     return ::open( path.getChars(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags );

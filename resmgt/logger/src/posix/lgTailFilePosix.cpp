@@ -1,5 +1,7 @@
 #include <resmgt/logger/src/lgTailFile.h>
 
+#include <base/files/descriptorPosix.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -39,24 +41,6 @@ struct flock makeLock() noexcept {
     lock.l_whence = SEEK_SET;
     return lock;
 }
-
-class Descriptor {
-public:
-    explicit Descriptor( int number )
-        : _number( number ) {}
-    Descriptor( const Descriptor& ) = delete;
-    Descriptor& operator=( const Descriptor& ) = delete;
-    ~Descriptor() {
-        if( _number >= 0 ) {
-            static_cast<void>( ::close( _number ) );
-        }
-    }
-
-    int get() const noexcept { return _number; }
-
-private:
-    const int _number;
-};
 
 struct FolderCloser {
     void operator()( DIR* folder ) const noexcept { static_cast<void>( ::closedir( folder ) ); }
