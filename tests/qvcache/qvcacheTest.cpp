@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <tuple>
+#include <utility>
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -133,10 +135,7 @@ TEST_F( QvcacheTest, WhoMayNotWriteTheIndexRemovesNoBlocks ) {
 
 TEST_F( QvcacheTest, VerifyFindsNamesThatLeadAstrayAndBlocksThatCantBeRead ) {
     EXPECT_THAT( show( "verify" ), HasSubstr( "0 faults found\n" ) );
-    const struct {
-        std::string name;
-        const char* fault;
-    } cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         { write( "12-34" ), "looks like a block and is none" },
         { write( "4294967296-0000000001" ), "looks like a block and is none" },
         { write( "89/1/0000000012-0000000345" ), "" },
@@ -151,10 +150,10 @@ TEST_F( QvcacheTest, VerifyFindsNamesThatLeadAstrayAndBlocksThatCantBeRead ) {
     fs::resize_file( at( "0000000014-0000000001" ), std::uintmax_t{ 7 } << 30 );
     const Outcome outcome = run( { at(), "verify" }, true );
     EXPECT_EQ( outcome.status, 1 );
-    for( const auto& c : cases ) {
-        const std::string line = '\n' + c.name + ' ';
-        EXPECT_THAT( outcome.output, *c.fault != 0 ? HasSubstr( c.fault ) : HasSubstr( "" ) );
-        EXPECT_EQ( outcome.output.find( line ) != std::string::npos, *c.fault != 0 ) << c.name;
+    for( const auto& [name, fault] : cases ) {
+        const std::string line = '\n' + name + ' ';
+        EXPECT_THAT( outcome.output, *fault != 0 ? HasSubstr( fault ) : HasSubstr( "" ) );
+        EXPECT_EQ( outcome.output.find( line ) != std::string::npos, *fault != 0 ) << name;
     }
     EXPECT_THAT( outcome.output, HasSubstr( "345 is in a directory to which its number doesn't" ) );
     EXPECT_THAT( outcome.output, HasSubstr( "\n5 faults found\n" ) );
@@ -193,11 +192,7 @@ TEST_F( QvcacheTest, JsonHasTheSame ) {
 }
 
 TEST_F( QvcacheTest, SaysWhatIsWrongInOneLine ) {
-    const struct {
-        std::vector<std::string> arguments;
-        int status;
-        const char* text;
-    } cases[] = {
+    const std::tuple<std::vector<std::string>, int, const char*> cases[] = {
         { {}, 2, "directory of a media cache is missing" },
         { { at(), "clear" }, 2, "'clear' is none of list, verify and prune" },
         { { at(), "list", "more" }, 2, "'more' is one word too many" },
@@ -209,12 +204,12 @@ TEST_F( QvcacheTest, SaysWhatIsWrongInOneLine ) {
         { { at( ".session_idx" ) }, 1, ".session_idx" },
         { { at( "none/../x" ) }, 1, "none" },
     };
-    for( const auto& c : cases ) {
-        const Outcome outcome = run( c.arguments );
-        EXPECT_EQ( outcome.status, c.status ) << c.text;
+    for( const auto& [arguments, status, text] : cases ) {
+        const Outcome outcome = run( arguments );
+        EXPECT_EQ( outcome.status, status ) << text;
         EXPECT_EQ( outcome.output, "" );
-        EXPECT_THAT( outcome.errors, AllOf( ::testing::StartsWith( "qvcache: " ),
-                                            HasSubstr( c.text ), ::testing::EndsWith( "\n" ) ) );
+        EXPECT_THAT( outcome.errors, AllOf( ::testing::StartsWith( "qvcache: " ), HasSubstr( text ),
+                                            ::testing::EndsWith( "\n" ) ) );
         EXPECT_EQ( std::ranges::count( outcome.errors, '\n' ), 1 );
     }
     EXPECT_EQ( run( { "--help" } ).status, 0 );

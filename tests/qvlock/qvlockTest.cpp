@@ -1,4 +1,5 @@
 #include <resmgt/fileLocks/osFileLock.h>
+#include <tests/support/childProcess.h>
 #include <tests/support/deadline.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
@@ -6,7 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -24,25 +24,13 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 
-struct Outcome {
-    int status;
-    /// Of both streams.
-    std::string text;
-};
+using Outcome = ShellOutcome;
 
 /// In the directory of the files, with `before` in front of the command.
 Outcome run( const TempDirectory& files, const std::string& arguments,
              const std::string& before = "" ) {
-    const std::string command = "cd '" + files.path().string() + "' && " + before +
-                                " '" QVLOCK_PROGRAM "' " + arguments + " 2>&1 </dev/null";
-    std::FILE* const pipe = ::popen( command.c_str(), "r" );
-    std::string text;
-    std::array<char, 4096> buffer;
-    for( std::size_t nb = 0; ( nb = std::fread( buffer.data(), 1, buffer.size(), pipe ) ) > 0; ) {
-        text.append( buffer.data(), nb );
-    }
-    const int status = ::pclose( pipe );
-    return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, text };
+    return runShell( "cd '" + files.path().string() + "' && " + before + " '" QVLOCK_PROGRAM "' " +
+                     arguments + " 2>&1 </dev/null" );
 }
 
 TEST( QvlockTest, WrongCommandLinesAreSaidInOneSentence ) {

@@ -1,5 +1,6 @@
 #include <resmgt/logger/lgQueue.h>
 #include <resmgt/logger/lgTail.h>
+#include <tests/support/childProcess.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
@@ -7,7 +8,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -15,10 +15,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <sys/wait.h>
@@ -34,22 +34,8 @@ using ::testing::Not;
 
 constexpr const char* RECORD = "QVLOG_TEST_RECORD";
 
-struct Outcome {
-    int status;
-    /// Of both streams.
-    std::string text;
-};
-
-Outcome runQvlog( const std::string& arguments ) {
-    const std::string command = "\"" QVLOG_PROGRAM "\" 2>&1 " + arguments;
-    std::FILE* const pipe = ::popen( command.c_str(), "r" );
-    std::string text;
-    std::array<char, 4096> buffer;
-    for( std::size_t nb = 0; ( nb = std::fread( buffer.data(), 1, buffer.size(), pipe ) ) > 0; ) {
-        text.append( buffer.data(), nb );
-    }
-    const int status = ::pclose( pipe );
-    return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, text };
+ShellOutcome runQvlog( const std::string& arguments ) {
+    return runShell( "\"" QVLOG_PROGRAM "\" 2>&1 " + arguments );
 }
 
 void log( LgQueue& queue, const char* text, bool isNesting = false ) {
@@ -80,10 +66,7 @@ void leaveTail() {
 /// The processes of these tests keep their queues.
 class QvlogTest : public ::testing::Test {
 protected:
-    std::string getProcess() const {
-        std::ifstream file( _record );
-        return { std::istreambuf_iterator<char>( file ), {} };
-    }
+    std::string getProcess() const { return readFile( _record ); }
     static std::optional<LgTail::Process> findTail( const std::string& process ) {
         for( const LgTail::Process& found : LgTail::read() ) {
             if( std::to_string( found.number ) == process && !found.isAlive ) {
@@ -110,11 +93,7 @@ TEST_F( QvlogTest, PrintsAndRemovesWhatAKilledProcessHadNotWritten ) {
         "\n20..-..-..T..:..:..\\...Z \\[Warning       \\] left       \\(0x00000042\\) line 1"
         "\n[^ ]* \\[Warning       \\] left       \\(0x00000042\\) \\?\\[31mred\n"
         "\n[^ ]* \\[Informational \\] left       \\(0x00000042\\) Event overflow \\[1\\]\n";
-    const struct {
-        std::string arguments;
-        int status;
-        std::string text;
-    } cases[] = {
+    const std::tuple<std::string, int, std::string> cases[] = {
         { "", 2, "qvlog: a command is missing.\nSee qvlog --help.\n" },
         { "head", 2, "qvlog: 'head' is no command.\nSee qvlog --help.\n" },
         { "tail 0", 2, "qvlog: '0' is neither an option nor a process's number.\n.*" },
@@ -125,10 +104,10 @@ TEST_F( QvlogTest, PrintsAndRemovesWhatAKilledProcessHadNotWritten ) {
         { "tail --remove " + process, 0, lines },
         { "tail " + process, 1, "qvlog: process " + process + " has left nothing.\n" },
     };
-    for( const auto& c : cases ) {
-        const Outcome outcome = runQvlog( c.arguments );
-        EXPECT_EQ( outcome.status, c.status ) << c.arguments;
-        EXPECT_THAT( outcome.text, MatchesRegex( c.text ) ) << c.arguments;
+    for( const auto& [arguments, status, text] : cases ) {
+        const ShellOutcome outcome = runQvlog( arguments );
+        EXPECT_EQ( outcome.status, status ) << arguments;
+        EXPECT_THAT( outcome.text, MatchesRegex( text ) ) << arguments;
     }
     EXPECT_FALSE( findTail( process ) );
 }
@@ -138,7 +117,7 @@ TEST_F( QvlogTest, LeavesTheQueuesOfAProcessThatRunsAlone ) {
         LgQueue queue( 66, "left" );
         fill( queue );
         const std::string process = std::to_string( ::getpid() );
-        const Outcome outcome = runQvlog( "tail --remove " + process );
+        const ShellOutcome outcome = runQvlog( "tail --remove " + process );
         EXPECT_EQ( outcome.status, 1 );
         EXPECT_THAT( outcome.text,
                      AllOf( HasSubstr( "Process " + process + ", still running\n" ),
@@ -155,9 +134,7 @@ TEST_F( QvlogTest, WhatIsNoQueueOrATornOneDoesNoHarm ) {
     const std::optional<LgTail::Process> whole = findTail( getProcess() );
     ASSERT_TRUE( whole );
     const auto file = std::find_if( whole->files.begin(), whole->files.end(), [&]( const auto& f ) {
-        std::ifstream text( "/dev/shm/" + f );
-        return std::string( std::istreambuf_iterator<char>( text ), {} ).find( "red" ) !=
-               std::string::npos;
+        return readFile( "/dev/shm/" + f ).find( "red" ) != std::string::npos;
     } );
     ASSERT_NE( file, whole->files.end() );
     for( const std::string& other : whole->files ) {
@@ -166,8 +143,7 @@ TEST_F( QvlogTest, WhatIsNoQueueOrATornOneDoesNoHarm ) {
         }
     }
     const std::filesystem::path path = "/dev/shm/" + *file;
-    std::ifstream input( path, std::ios::binary );
-    const std::string bytes( std::istreambuf_iterator<char>( input ), {} );
+    const std::string bytes = readFile( path );
     // The sizes of the two rings, where the reach of all else comes from.
     const std::size_t sizes = bytes.find( std::string( "\0\x80\0\0\0\4\0\0", 8 ) );
     ASSERT_NE( sizes, std::string::npos );

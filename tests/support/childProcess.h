@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <string>
 
 /// For tests in which several processes take part. Each is the test program again.
@@ -34,6 +35,25 @@ inline void expectSuccess( pid_t child ) {
     int status = -1;
     EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
     EXPECT_EQ( status, 0 ) << "of the process " << child;
+}
+
+/// What became of a command.
+struct ShellOutcome {
+    /// Its exit status; -1 if a signal ended it.
+    int status;
+    std::string text;
+};
+
+/// Runs a command of the shell, to its end; the text is its output.
+inline ShellOutcome runShell( const std::string& command ) {
+    std::FILE* const pipe = ::popen( command.c_str(), "r" );
+    std::string text;
+    char buffer[4096];
+    for( std::size_t nb = 0; ( nb = std::fread( buffer, 1, sizeof( buffer ), pipe ) ) > 0; ) {
+        text.append( buffer, nb );
+    }
+    const int status = ::pclose( pipe );
+    return { WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, text };
 }
 
 /// What the processes share, in a file that each of them maps; all zeros in a new one.

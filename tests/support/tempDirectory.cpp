@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <system_error>
 
@@ -23,6 +25,11 @@ TempDirectory::~TempDirectory() {
     if( error ) {
         std::fprintf( stderr, "%s stays behind: %s\n", _path.c_str(), error.message().c_str() );
     }
+}
+
+std::string readFile( const std::filesystem::path& path ) {
+    std::ifstream file( path, std::ios::binary );
+    return { std::istreambuf_iterator<char>( file ), {} };
 }
 
 } // namespace Qv

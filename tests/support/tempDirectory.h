@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 namespace Qv {
 
@@ -18,5 +19,8 @@ public:
 private:
     std::filesystem::path _path;
 };
+
+/// The bytes of a file; none without one.
+std::string readFile( const std::filesystem::path& path );
 
 } // namespace Qv

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
-#include <string>
 
 namespace Qv {
 

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <functional>
+#include <list>
 #include <thread>
+#include <type_traits>
 
 #include <tests/support/gate.h>
 
@@ -33,6 +37,36 @@ private:
     int _kernelId = 0;
     std::exception_ptr _failure;
     std::thread _thread;
+};
+
+/// Some threads with one body, which is called with the thread's number, from 0 on, if it takes
+/// one.
+class TestThreads {
+public:
+    template <class Body>
+    TestThreads( std::size_t count, const Body& body ) {
+        for( unsigned int number = 0; number < count; ++number ) {
+            if constexpr( std::is_invocable_v<const Body&, unsigned int> ) {
+                _threads.emplace_back( [body, number] { body( number ); } );
+            } else {
+                _threads.emplace_back( body );
+            }
+        }
+    }
+
+    /// Waits for all ends, and raises what the first one raised.
+    void join() {
+        for( TestThread& thread : _threads ) {
+            thread.join();
+        }
+    }
+    bool areDone() const {
+        return std::all_of( _threads.begin(), _threads.end(),
+                            []( const TestThread& thread ) { return thread.isDone(); } );
+    }
+
+private:
+    std::list<TestThread> _threads;
 };
 
 } // namespace Qv

@@ -175,9 +175,7 @@ TEST( OsFileLockFaultsTest, ForkedChildHoldsAndReleasesNothingWhateverItsParentW
         lock.reset();
         ::_exit( isHeld ? 1 : 0 );
     }
-    int status = -1;
-    EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
-    EXPECT_EQ( status, 0 );
+    expectSuccess( child );
     writing.release();
     refresher.join();
     EXPECT_TRUE( lock->verify() );

@@ -16,8 +16,6 @@
 #include <tests/support/loggedLines.h>
 #include <tests/support/testThread.h>
 
-#include <cmath>
-#include <future>
 #include <limits>
 #include <optional>
 

@@ -1,4 +1,3 @@
-#include <base/init/inInit.h>
 #include <resmgt/initApp/inInitAppInitFile.h>
 #include <resmgt/initConfig/inPaths.h>
 #include <resmgt/initConfig/src/deploymentVariables.h>

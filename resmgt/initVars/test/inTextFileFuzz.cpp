@@ -1,5 +1,4 @@
 #include <resmgt/initVars/inTextFile.h>
-#include <resmgt/initVars/inTextFileEx.h>
 #include <tests/support/tempDirectory.h>
 
 #include <cstddef>

@@ -16,6 +16,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size );
 
@@ -57,10 +58,7 @@ protected:
 
 TEST_F( InTextFileTest, LinesBecomePairs ) {
     const std::string longest( InTextFile::MAX_LINE - 4, 'x' );
-    const struct {
-        std::string _content;
-        Pairs _pairs;
-    } cases[] = {
+    const std::pair<std::string, Pairs> cases[] = {
         { "", {} },
         { "\n \t\r\n", {} },
         { "a=b=c", { { "a", "b=c" } } },
@@ -89,9 +87,9 @@ TEST_F( InTextFileTest, LinesBecomePairs ) {
         { "\\\na = b", { { "a", "b" } } },
         { "abc=" + longest, { { "abc", longest } } },
     };
-    for( const auto& c : cases ) {
-        store( c._content );
-        EXPECT_EQ( read(), c._pairs ) << c._content;
+    for( const auto& [content, pairs] : cases ) {
+        store( content );
+        EXPECT_EQ( read(), pairs ) << content;
     }
     store( "a = x # note\nb = \\# # c" );
     EXPECT_EQ( read( false ), ( Pairs{ { "a", "x # note" }, { "b", "\\# # c" } } ) );
@@ -102,10 +100,7 @@ TEST_F( InTextFileTest, WhatIsMalformedIsRefusedWithFileAndLineAndChangesNoPair 
     const std::string ofFile = " of message file " + _path.string();
     const std::string isInvalid = "Invalid syntax encountered at line ";
     const std::string isTooLong = "Line too long encountered at line  ";
-    const struct {
-        std::string _content;
-        std::string _reason;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         { "a=1\nb-c = 2", "Invalid token 'b-c' encountered at line 2" + ofFile },
         { " # no comment", "Invalid token '#' encountered at line 1" + ofFile },
         { "\n\n\xc3\xa4=1", "Invalid token '\xc3\xa4' encountered at line 3" + ofFile },
@@ -120,11 +115,11 @@ TEST_F( InTextFileTest, WhatIsMalformedIsRefusedWithFileAndLineAndChangesNoPair 
         { "ab=" + half + half.substr( 11 ), isTooLong + "1" + ofFile },
         { "a=" + half + "\\\n\\\n" + half, isTooLong + "3" + ofFile },
     };
-    for( const auto& c : cases ) {
-        store( c._content );
+    for( const auto& [content, reason] : cases ) {
+        store( content );
         Pairs pairs{ { "a", "before" } };
         EXPECT_EQ( raisedBy( [&] { InTextFile::readNameValuePair( _path.c_str(), pairs, true ); } ),
-                   c._reason );
+                   reason );
         EXPECT_EQ( pairs, ( Pairs{ { "a", "before" } } ) );
     }
 }

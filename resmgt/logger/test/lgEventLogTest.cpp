@@ -5,7 +5,7 @@
 
 #include <tests/support/fakeBuildInfo.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cstdarg>
 #include <cstdio>

@@ -1,4 +1,3 @@
-#include <base/failure/exBase.h>
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/src/lgFile.h>
 #include <resmgt/logger/src/lgFolder.h>
@@ -8,7 +7,7 @@
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <fstream>

@@ -4,6 +4,7 @@
 #include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/profiling/hwCounter.h>
 
+#include <tests/support/childProcess.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
@@ -213,9 +214,7 @@ TEST( LgFileTest, LinesOfProcessesThatShareAFileStayWhole ) {
         children.push_back( child );
     }
     for( const pid_t child : children ) {
-        int status = -1;
-        EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
-        EXPECT_EQ( status, 0 );
+        expectSuccess( child );
     }
     std::set<std::string> lines;
     std::istringstream text( readFile( path ) );

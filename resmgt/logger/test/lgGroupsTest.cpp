@@ -10,6 +10,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace Qv {
 
@@ -116,10 +117,7 @@ TEST_F( LgGroupsTest, AThresholdOpensItsLevelAndTheGraverOnes ) {
 TEST_F( LgGroupsTest, SettingsAreReadAsPairsAndTakenWholeOrRefused ) {
     const std::string before = "Major Groups:\n";
     const std::string error = "Internal Error, Fatal Error";
-    const struct {
-        const char* text;
-        std::string printed;
-    } cases[] = {
+    const std::pair<const char*, std::string> cases[] = {
         { "", "" },
         { "a=Fatal Error", "a               " + error + '\n' },
         { "b=Error,a=Fatal Error",
@@ -132,11 +130,11 @@ TEST_F( LgGroupsTest, SettingsAreReadAsPairsAndTakenWholeOrRefused ) {
           ",b              " + error + "\na               " + error + '\n' },
         { " a name that is long =Fatal Error", " a name that is long  " + error + '\n' },
     };
-    for( const auto& c : cases ) {
-        SCOPED_TRACE( c.text );
+    for( const auto& [text, expected] : cases ) {
+        SCOPED_TRACE( text );
         LgMajorGroup::finalize();
-        LgMajorGroup::initialize( c.text );
-        EXPECT_EQ( printed(), before + c.printed );
+        LgMajorGroup::initialize( text );
+        EXPECT_EQ( printed(), before + expected );
     }
     const std::string last = printed();
     for( const char* const text : { "b=Error,a=Fatal", "b=Error,a==Error", "b= Error" } ) {

@@ -2,19 +2,17 @@
 
 #include <base/failure/assertions.h>
 #include <base/text/wideStringUtil.h>
-#include <resmgt/logger/lgEx.h>
 #include <resmgt/logger/lgMajorGroup.h>
 #include <resmgt/logger/lgQueue.h>
 #include <resmgt/logger/lgSimpleRegistry.h>
 #include <resmgt/logger/lgTrace.h>
 #include <resmgt/logger/qvLog.h>
-#include <resmgt/logger/src/lgJson.h>
 #include <resmgt/logger/src/lgLevelSettings.h>
 #include <resmgt/logger/src/lgPrefix.h>
 #include <resmgt/logger/test/loggerRun.h>
 #include <resmgt/profiling/hwCounter.h>
 
-#include <tests/support/deadline.h>
+#include <tests/support/childProcess.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testThread.h>
@@ -343,7 +341,7 @@ TEST( LgLogTest, AForkedChildWritesToStandardErrorEvenWhileALineIsBeingWritten )
         }
         ::_exit( 0 );
     }
-    EXPECT_EQ( ::waitpid( child, nullptr, 0 ), child );
+    expectSuccess( child );
     ::close( reader );
     EXPECT_THAT( readFile( error ), EndsWith( "from the child\n" ) );
 }
@@ -377,18 +375,14 @@ TEST( LgLogTest, AChangeOfTheRegistryMovesAllQueuesOrNone ) {
     former.registerQueue( &first );
     former.registerQueue( &second );
     OPtr<LgRegistry> next( new LgSimpleRegistry );
-    bool hasFailed = true;
-    for( int nbSucceeding = 0; hasFailed; ++nbSucceeding ) {
-        try {
-            const FailingNew failing( nbSucceeding );
-            const OPtr<LgRegistry> before( LgLog::setRegistry( next ) );
-            hasFailed = false;
-        } catch( const std::bad_alloc& ) {
-            ASSERT_EQ( LgLog::getRegistry(), &former );
-            EXPECT_EQ( former.getQueueList().size(), nbOthers + 2 );
-            next.reset( new LgSimpleRegistry );
-        }
-    }
+    forEachFailingNew( [&] { const OPtr<LgRegistry> before( LgLog::setRegistry( next ) ); },
+                       [&]( bool hasFailed ) {
+                           if( hasFailed ) {
+                               ASSERT_EQ( LgLog::getRegistry(), &former );
+                               EXPECT_EQ( former.getQueueList().size(), nbOthers + 2 );
+                               next.reset( new LgSimpleRegistry );
+                           }
+                       } );
     EXPECT_EQ( LgLog::getRegistry()->getQueueList().size(), nbOthers + 2 );
     for( LgQueue* const queue : { &first, &second } ) {
         LgLog::getRegistry()->deregisterQueue( queue );

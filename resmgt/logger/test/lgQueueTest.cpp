@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
 #include <bit>
 #include <cfloat>
@@ -15,7 +14,6 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
-#include <limits>
 #include <random>
 #include <string>
 #include <vector>

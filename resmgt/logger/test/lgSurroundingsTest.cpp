@@ -1,10 +1,8 @@
-#include <base/text/wideStringUtil.h>
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/src/lgFile.h>
 #include <resmgt/logger/test/loggerRun.h>
 #include <resmgt/osal/test/failingCalls.h>
 
-#include <tests/support/deadline.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testThread.h>
 

@@ -3,15 +3,7 @@
 #include <resmgt/logger/lgLog.h>
 #include <resmgt/logger/lgMajorGroup.h>
 
-#include <fstream>
-#include <iterator>
-
 namespace Qv {
-
-std::string readFile( const std::filesystem::path& path ) {
-    std::ifstream file( path, std::ios::binary );
-    return { std::istreambuf_iterator<char>( file ), {} };
-}
 
 LoggerRun::LoggerRun( const Variables& variables ) {
     stop();

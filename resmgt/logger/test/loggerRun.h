@@ -11,9 +11,6 @@
 
 namespace Qv {
 
-/// A text file's content.
-std::string readFile( const std::filesystem::path& path );
-
 /// The logger, started anew under other variables, with a log directory of its own; at the end it
 /// runs as before.
 class LoggerRun {

@@ -8,6 +8,7 @@
 #include <tests/support/loggedLines.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/testSettings.h>
+#include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
 
@@ -18,7 +19,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -205,22 +205,16 @@ TEST_F( QvLogTest, ThreadsThatShareALimitPassAndLeaveOutExactlyAllOfTheirStateme
     std::atomic<std::uint64_t> nbPassed[3] = {};
     std::atomic<std::uint64_t> nbTold = 0;
     const double begin = HwCounter::seconds();
-    std::vector<std::thread> threads;
-    for( int t = 0; t < 4; ++t ) {
-        threads.emplace_back( [&] {
-            for( long i = 0; i < nbCalls; ++i ) {
-                const LgLimit::Pass passes[] = { limits[0].passOnce(), limits[1].passEvery( 5 ),
-                                                 limits[2].passPerSecond( PER_SECOND ) };
-                for( int k = 0; k < 3; ++k ) {
-                    nbPassed[k] += passes[k].isOpen ? 1 : 0;
-                    nbTold += passes[k].nbLeftOut;
-                }
+    TestThreads( 4, [&] {
+        for( long i = 0; i < nbCalls; ++i ) {
+            const LgLimit::Pass passes[] = { limits[0].passOnce(), limits[1].passEvery( 5 ),
+                                             limits[2].passPerSecond( PER_SECOND ) };
+            for( int k = 0; k < 3; ++k ) {
+                nbPassed[k] += passes[k].isOpen ? 1 : 0;
+                nbTold += passes[k].nbLeftOut;
             }
-        } );
-    }
-    for( std::thread& thread : threads ) {
-        thread.join();
-    }
+        }
+    } ).join();
     const auto nbSeconds = static_cast<std::uint64_t>( HwCounter::seconds() - begin ) + 2;
     const auto all = static_cast<std::uint64_t>( 4 * nbCalls );
     EXPECT_EQ( nbPassed[0], 1U );

@@ -9,8 +9,6 @@
 #include <gmock/gmock.h>
 
 #include <exception>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -22,11 +20,6 @@ namespace {
 
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-
-std::string readFile( const std::filesystem::path& path ) {
-    std::ifstream file( path );
-    return { std::istreambuf_iterator<char>( file ), {} };
-}
 
 /// Each package's group is of the major group that it always was of, whose spellings are two.
 void checkGroups( bool areThere ) {

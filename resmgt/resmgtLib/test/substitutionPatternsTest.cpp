@@ -14,7 +14,7 @@
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <deque>
 #include <filesystem>

@@ -173,17 +173,10 @@ TEST( XmlDocumentTest, WithoutMemoryALoadChangesNothing ) {
     text += "</root><other><a/></other>";
     XmlDocument document;
     document.loadText( "<old/>" );
-    bool isDone = false;
-    for( int nbSucceeding = 0; !isDone; ++nbSucceeding ) {
-        ASSERT_LT( nbSucceeding, 10000 );
-        try {
-            const FailingNew failing( nbSucceeding );
-            document.loadText( text );
-            isDone = true;
-        } catch( const std::bad_alloc& ) {
-            ASSERT_EQ( document.streamToString( 0 ), "<old/>" );
-        }
-    }
+    forEachFailingNew( [&] { document.loadText( text ); },
+                       [&]( bool hasFailed ) {
+                           ASSERT_EQ( document.streamToString( 0 ) == "<old/>", hasFailed );
+                       } );
     EXPECT_EQ( document.getRoot()->getNbChildren(), 60 );
 }
 

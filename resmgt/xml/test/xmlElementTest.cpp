@@ -14,13 +14,13 @@
 #include <tests/support/failingNew.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testSettings.h>
+#include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <functional>
 #include <limits>
-#include <optional>
 #include <random>
 #include <sstream>
 #include <thread>
@@ -400,18 +400,10 @@ TEST( XmlElementTest, WithoutMemoryNothingIsChanged ) {
     };
     for( const auto& operation : operations ) {
         const std::string before = root->toString() + packed->toString();
-        bool isDone = false;
-        for( int nbSucceeding = 0; !isDone; ++nbSucceeding ) {
-            ASSERT_LT( nbSucceeding, 10000 );
-            try {
-                const FailingNew failing( nbSucceeding );
-                operation.second();
-                isDone = true;
-            } catch( const std::bad_alloc& ) {}
-            if( !isDone ) {
-                ASSERT_EQ( root->toString() + packed->toString(), before ) << operation.first;
-            }
-        }
+        forEachFailingNew( operation.second, [&]( bool hasFailed ) {
+            ASSERT_TRUE( !hasFailed || root->toString() + packed->toString() == before )
+                << operation.first;
+        } );
     }
 }
 
@@ -421,22 +413,17 @@ TEST( XmlElementTest, SeveralThreadsMayReadATree ) {
         root->appendChild( make( "a", { make( "b" ) } ) );
     }
     std::vector<Element> shares( 4, root );
-    std::vector<std::thread> threads;
-    for( Element& share : shares ) {
-        threads.emplace_back( [&share] {
-            for( int i = 0; i < 200; ++i ) {
-                for( auto child = share->getChildren(); !child.isAtEnd(); ++child ) {
-                    EXPECT_FALSE( ( *child )->getElementByTagName( "b" ).isNull() );
-                }
-                EXPECT_EQ( share->clone()->getAllElementsByTagName( "b" ).size(), 50U );
+    const TestThreads threads( 4, [&shares]( unsigned int number ) {
+        Element& share = shares[number];
+        for( int i = 0; i < 200; ++i ) {
+            for( auto child = share->getChildren(); !child.isAtEnd(); ++child ) {
+                EXPECT_FALSE( ( *child )->getElementByTagName( "b" ).isNull() );
             }
-            share.reset();
-        } );
-    }
+            EXPECT_EQ( share->clone()->getAllElementsByTagName( "b" ).size(), 50U );
+        }
+        share.reset();
+    } );
     root.reset();
-    for( std::thread& thread : threads ) {
-        thread.join();
-    }
 }
 
 /// Neighbours in memory that nobody shares, of which the second one ends at the first one's edge.

@@ -12,34 +12,6 @@
 
 namespace Qv {
 
-void XmlRecorder::notifyBeginElement( const std::string& name, int line ) {
-    add( "(" + name, line );
-}
-
-void XmlRecorder::notifyEmptyElementEnd( int line ) {
-    add( "/", line );
-}
-
-void XmlRecorder::notifyStartTagEnd( int line ) {
-    add( ">", line );
-}
-
-void XmlRecorder::notifyClosingElement( const std::string& name, int line ) {
-    add( ")" + name, line );
-}
-
-void XmlRecorder::pushAttribute( const std::string& name, const std::string& value, int line ) {
-    add( name + "=" + value, line );
-}
-
-void XmlRecorder::notifyTextData( const std::string& text, int line ) {
-    add( "'" + text + "'", line );
-}
-
-void XmlRecorder::add( const std::string& event, int line ) {
-    events.push_back( event + ":" + std::to_string( line ) );
-}
-
 std::ostream& operator<<( std::ostream& out, const XmlOutcome& outcome ) {
     return out << outcome.events << " | " << outcome.message << " at " << outcome.line << ":"
                << outcome.column << " (" << outcome.offset << ")";

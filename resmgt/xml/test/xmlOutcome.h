@@ -24,19 +24,29 @@ public:
     explicit XmlRecorder( std::size_t nbWanted = ALL )
         : _nbWanted( nbWanted ) {}
 
-    void notifyBeginElement( const std::string& name, int line ) override;
-    void notifyEmptyElementEnd( int line ) override;
-    void notifyStartTagEnd( int line ) override;
-    void notifyClosingElement( const std::string& name, int line ) override;
-    void pushAttribute( const std::string& name, const std::string& value, int line ) override;
-    void notifyTextData( const std::string& text, int line ) override;
+    void notifyBeginElement( const std::string& name, int line ) override {
+        add( "(" + name, line );
+    }
+    void notifyEmptyElementEnd( int line ) override { add( "/", line ); }
+    void notifyStartTagEnd( int line ) override { add( ">", line ); }
+    void notifyClosingElement( const std::string& name, int line ) override {
+        add( ")" + name, line );
+    }
+    void pushAttribute( const std::string& name, const std::string& value, int line ) override {
+        add( name + "=" + value, line );
+    }
+    void notifyTextData( const std::string& text, int line ) override {
+        add( "'" + text + "'", line );
+    }
     bool keepParsing() const override { return events.size() < _nbWanted; }
 
     std::vector<std::string> events;
 
 protected:
     /// `add` is called for each event.
-    virtual void add( const std::string& event, int line );
+    virtual void add( const std::string& event, int line ) {
+        events.push_back( event + ":" + std::to_string( line ) );
+    }
 
 private:
     const std::size_t _nbWanted;

@@ -4,8 +4,8 @@
 #include <resmgt/xml/test/xmlOutcome.h>
 #include <resmgt/xml/test/xmlPeers.h>
 #include <resmgt/xml/test/xmlPromises.h>
-#include <resmgt/xml/xmlEx.h>
 #include <resmgt/xml/xmlReadOptions.h>
+#include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
 
 #include <gtest/gtest.h>
@@ -14,8 +14,6 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <set>
 #include <string>
@@ -244,11 +242,6 @@ struct SuiteCase {
     fs::path document;
     bool isWellFormed;
 };
-
-std::string readFile( const fs::path& path ) {
-    std::ifstream file( path, std::ios::binary );
-    return { std::istreambuf_iterator<char>( file ), std::istreambuf_iterator<char>() };
-}
 
 /// The value of an attribute in a tag of the suite's lists; empty without.
 std::string attributeOf( const std::string& tag, const std::string& name ) {

@@ -1,5 +1,4 @@
 #include <resmgt/xml/test/xmlOutcome.h>
-#include <resmgt/xml/xmlParser.h>
 
 #include <gtest/gtest.h>
 

@@ -11,8 +11,8 @@
 #include <functional>
 #include <limits>
 #include <locale>
-#include <optional>
 #include <sstream>
+#include <utility>
 
 namespace Qv {
 namespace {
@@ -114,18 +114,16 @@ TEST( XmlWriterTest, LayoutIsThatOfEveryStateAndIndentation ) {
 }
 
 TEST( XmlWriterTest, TheVariableReplacesTheIndentation ) {
-    const struct {
-        const char* value;
-        int blanks;
-    } cases[] = { { "1", 1 },   { " 4 ", 4 }, { "0", 3 },   { "-2", 3 },        { "", 3 },
-                  { "abc", 3 }, { "2x", 3 },  { "1.5", 3 }, { "2147483648", 3 } };
-    for( const auto& c : cases ) {
-        const ScopedEnvironment set( VARIABLE, c.value );
+    const std::pair<const char*, int> cases[] = { { "1", 1 },  { " 4 ", 4 }, { "0", 3 },
+                                                  { "-2", 3 }, { "", 3 },    { "abc", 3 },
+                                                  { "2x", 3 }, { "1.5", 3 }, { "2147483648", 3 } };
+    for( const auto& [value, blanks] : cases ) {
+        const ScopedEnvironment set( VARIABLE, value );
         for( const int argument : { 0, 7 } ) {
             EXPECT_EQ( write( argument, []( XmlWriter& w ) { follow( "ab//", w ); } ),
-                       "\n<a>\n" + std::string( static_cast<std::size_t>( c.blanks ), ' ' ) +
+                       "\n<a>\n" + std::string( static_cast<std::size_t>( blanks ), ' ' ) +
                            "<b/>\n</a>" )
-                << c.value;
+                << value;
         }
     }
 }

@@ -2,7 +2,6 @@
 #include <tests/support/gate.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/tempDirectory.h>
-#include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
