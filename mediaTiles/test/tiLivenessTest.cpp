@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <deque>
-#include <list>
 #include <mutex>
 #include <random>
 
@@ -96,13 +95,7 @@ TEST( TiLivenessTest, RoomForTwoTilesAThreadIsEnoughWhateverIsUnderWay ) {
     for( const CtEngineOptions& options : engines ) {
         for( const unsigned int nbThreads : { 1U, 2U, 5U } ) {
             Traffic traffic( options, nbThreads );
-            std::list<TestThread> threads;
-            for( unsigned int i = 0; i < nbThreads; ++i ) {
-                threads.emplace_back( [&, i] { traffic.run( seed + i ); } );
-            }
-            for( TestThread& thread : threads ) {
-                thread.join();
-            }
+            TestThreads( nbThreads, [&]( unsigned int i ) { traffic.run( seed + i ); } ).join();
             traffic.check();
         }
     }

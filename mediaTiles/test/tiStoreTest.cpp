@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <utility>
 
 namespace Qv {
 namespace {
@@ -58,14 +59,11 @@ TEST( TiStoreTest, FewBlocksServeManyTilesAndFewBytesAreReservedForAFew ) {
     FailingStore server;
     TestTiles tiles( server, 4 );
     std::vector<std::vector<MbBuffer>> all;
-    const struct {
-        int nbMore;
-        unsigned nbBlocks;
-    } cases[] = { { 1, 1 }, { 1, 2 },  { 1, 3 },  { 1, 3 },
-                  { 4, 4 }, { 56, 7 }, { 64, 8 }, { 65, 10 } };
-    for( const auto& c : cases ) {
-        all.push_back( makeFilled( tiles, c.nbMore ) );
-        EXPECT_EQ( server.getNbSerialIds(), c.nbBlocks );
+    const std::pair<int, unsigned> cases[] = { { 1, 1 }, { 1, 2 },  { 1, 3 },  { 1, 3 },
+                                               { 4, 4 }, { 56, 7 }, { 64, 8 }, { 65, 10 } };
+    for( const auto& [nbMore, nbBlocks] : cases ) {
+        all.push_back( makeFilled( tiles, nbMore ) );
+        EXPECT_EQ( server.getNbSerialIds(), nbBlocks );
     }
     for( const std::vector<MbBuffer>& some : all ) {
         expectFilled( some );

@@ -150,12 +150,9 @@ TEST_P( ContentBuffersTest, KeepWhatTheyHoldAndNeverWaitForEver ) {
     ::testing::internal::CaptureStdout();
     {
         TestThread flooding( [&] { flood( store, isOver ); } );
-        std::list<TestThread> threads;
-        for( unsigned int i = 0; i < 3; ++i ) {
-            threads.emplace_back(
-                [&, i] { useAtRandom( tiles, static_cast<unsigned int>( testSeed() ) + i ); } );
-        }
-        threads.clear();
+        TestThreads( 3, [&]( unsigned int i ) {
+            useAtRandom( tiles, static_cast<unsigned int>( testSeed() ) + i );
+        } ).join();
         isOver = true;
     }
     ::testing::internal::GetCapturedStdout();

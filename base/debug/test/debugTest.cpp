@@ -1,4 +1,3 @@
-#include <base/debug/dbgTestGroup.h>
 #include <base/debug/dbgTestMgr.h>
 #include <base/debug/hmGC.h>
 #include <base/debug/lmLibraries.h>

@@ -1,6 +1,6 @@
 #include <base/events/evQueueEventManager.h>
 #include <base/events/evRequestEvent.h>
-#include <base/failure/assertions.h>
+#include <base/failure/qvHere.h>
 #include <base/init/inSingletonEx.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <sstream>
@@ -112,18 +111,15 @@ TEST( EvQueueEventManagerTest, EachThreadsEventsArriveAllAndInItsOrder ) {
     const long nbEvents = scaledCount( 20000 );
     constexpr int nbThreads = 4;
     std::vector<long> nextOf( nbThreads, 0 );
-    std::deque<TestThread> threads;
-    for( std::size_t thread = 0; thread < nbThreads; ++thread ) {
-        threads.emplace_back( [&, thread] {
-            for( long i = 0; i < nbEvents; ++i ) {
-                post( [&nextOf, thread, i] { EXPECT_EQ( nextOf[thread]++, i ); } );
-            }
-        } );
-    }
+    TestThreads threads( nbThreads, [&]( std::size_t thread ) {
+        for( long i = 0; i < nbEvents; ++i ) {
+            post( [&nextOf, thread, i] { EXPECT_EQ( nextOf[thread]++, i ); } );
+        }
+    } );
     for( long nbExecuted = 0; nbExecuted < nbEvents * nbThreads; ) {
         nbExecuted += events.drain();
     }
-    threads.clear();
+    threads.join();
     EXPECT_EQ( events.drain(), 0 );
     EXPECT_THAT( nextOf, ::testing::Each( nbEvents ) );
 }

@@ -1,5 +1,6 @@
 #include <base/locks/lkLock.h>
 #include <tests/support/deniedCall.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/gate.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
@@ -7,12 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <numeric>
 #include <random>
-#include <sstream>
 #include <stdexcept>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -63,9 +62,7 @@ TEST( LkLockTest, ItsHolderIsNamedAndNotBlockedAndTheInnerGuardGivesNothingBack 
         lockAndUnlock( lock );
         EXPECT_EQ( lock.getImp().getHolder(), ThreadNumber::get() );
         EXPECT_FALSE( lock.getImp().lock() );
-        std::ostringstream text;
-        lock.dump( text );
-        EXPECT_EQ( text.str(),
+        EXPECT_EQ( dumpOf( lock ),
                    "name nested holder " + std::to_string( ThreadNumber::get() ) + '\n' );
     }
     EXPECT_EQ( lock.getImp().getHolder(), 0u );
@@ -95,23 +92,18 @@ TEST( LkSleepersTest, EverySleeperOfSeveralLocksIsWokenNoAdditionLostAndNoSleepe
         long count = 0;
     } counted[3];
     const long rounds = scaledCount( 20000 );
-    {
-        std::deque<TestThread> threads;
-        for( unsigned i = 0; i < NB_THREADS; ++i ) {
-            threads.emplace_back( [&counted, rounds, i] {
-                std::mt19937 random( testSeed() + i );
-                for( long round = 0; round < rounds; ++round ) {
-                    auto& chosen = counted[random() % std::size( counted )];
-                    chosen.lock.lock();
-                    ++chosen.count;
-                    if( random() % 64 == 0 ) {
-                        std::this_thread::yield();
-                    }
-                    chosen.lock.unlock();
-                }
-            } );
+    TestThreads( NB_THREADS, [&counted, rounds]( unsigned int i ) {
+        std::mt19937 random( testSeed() + i );
+        for( long round = 0; round < rounds; ++round ) {
+            auto& chosen = counted[random() % std::size( counted )];
+            chosen.lock.lock();
+            ++chosen.count;
+            if( random() % 64 == 0 ) {
+                std::this_thread::yield();
+            }
+            chosen.lock.unlock();
         }
-    }
+    } ).join();
     EXPECT_EQ( counted[0].count + counted[1].count + counted[2].count, NB_THREADS * rounds );
     EXPECT_EQ( nbSleepers(), 0u );
 }

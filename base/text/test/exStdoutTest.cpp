@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <deque>
 #include <fstream>
 #include <iterator>
 #include <locale>
@@ -80,15 +79,12 @@ TEST_F( ExStdoutTest, TextsLongerThanAPipeHoldsStayWholeAcrossThreads ) {
     const Pipe pipe;
     ExStdout::initialize( pipe.writerPath().c_str() );
     EXPECT_FALSE( ExStdout::isRedirectedToAFile() );
-    std::deque<TestThread> threads;
-    for( std::size_t i = 0; i < NB_THREADS; ++i ) {
-        threads.emplace_back(
-            [line = std::string( LONG_TEXT, static_cast<char>( 'a' + i ) ) + '\n'] {
-                for( int n = 0; n < NB_LINES; ++n ) {
-                    ExStdout::printAtomically( line.c_str() );
-                }
-            } );
-    }
+    const TestThreads threads( NB_THREADS, []( unsigned int i ) {
+        const std::string line = std::string( LONG_TEXT, static_cast<char>( 'a' + i ) ) + '\n';
+        for( int n = 0; n < NB_LINES; ++n ) {
+            ExStdout::printAtomically( line.c_str() );
+        }
+    } );
     std::istringstream text( pipe.read( NB_LINES * NB_THREADS * ( LONG_TEXT + 1 ) ) );
     std::map<std::string, int> counts;
     for( std::string line; std::getline( text, line ); ) {

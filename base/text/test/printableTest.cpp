@@ -5,15 +5,13 @@
 
 #include <cctype>
 #include <string>
+#include <utility>
 
 namespace Qv {
 namespace {
 
 TEST( PrintableTest, NothingThatATerminalTakesForACommandIsLeft ) {
-    const struct {
-        std::string _text;
-        std::string _printed;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         { "", "" },
         { "plain ~text 1", "plain ~text 1" },
         { "\x1b[2J\x1b]0;title\a", "?[2J?]0;title?" },
@@ -32,9 +30,9 @@ TEST( PrintableTest, NothingThatATerminalTakesForACommandIsLeft ) {
         { "\xc0\x9b\xed\xa0\x80\xe2\x82", "???????" },
         { "\xc3\xa4\xe2\x82\xac\xf0\x9f\x8e\xac", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x8e\xac" },
     };
-    for( const auto& c : cases ) {
-        EXPECT_EQ( Printable::makeText( c._text ), c._printed ) << c._text;
-        EXPECT_EQ( Printable::makeLine( c._text ), c._printed ) << c._text;
+    for( const auto& [text, printed] : cases ) {
+        EXPECT_EQ( Printable::makeText( text ), printed ) << text;
+        EXPECT_EQ( Printable::makeLine( text ), printed ) << text;
     }
     EXPECT_EQ( Printable::makeText( "a\n\tb\x1b\n" ), "a\n\tb?\n" );
     EXPECT_EQ( Printable::makeLine( "a\n\tb\x1b\n" ), "a??b??" );

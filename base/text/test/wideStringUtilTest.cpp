@@ -6,6 +6,7 @@
 
 #include <random>
 #include <string>
+#include <utility>
 
 namespace Qv {
 
@@ -79,10 +80,7 @@ TYPED_TEST( UtfTest, AnyBytesComeBackUnchanged ) {
 }
 
 TYPED_TEST( UtfTest, EachMalformedByteIsEscapedAloneAndTheRestIsRead ) {
-    const struct {
-        std::string narrow;
-        std::u32string wide;
-    } cases[] = {
+    const std::pair<std::string, std::u32string> cases[] = {
         { "a\xff"
           "b",
           { 'a', 0xdcff, 'b' } },
@@ -100,12 +98,12 @@ TYPED_TEST( UtfTest, EachMalformedByteIsEscapedAloneAndTheRestIsRead ) {
         { "\xf0\x9f\x98", { 0xdcf0, 0xdc9f, 0xdc98 } },
         { "\xe2\x82\xe2\x82\xac", { 0xdce2, 0xdc82, 0x20ac } },
     };
-    for( const auto& c : cases ) {
-        const std::basic_string<TypeParam> expected( c.wide.begin(), c.wide.end() );
+    for( const auto& [narrow, wide] : cases ) {
+        const std::basic_string<TypeParam> expected( wide.begin(), wide.end() );
         // What stands behind the text is none of its business.
-        const std::string followed = c.narrow + "\x80\x80\x80";
-        const auto text = std::string_view( followed ).substr( 0, c.narrow.size() );
-        EXPECT_EQ( Utf::widen<TypeParam>( text ), expected ) << testing::PrintToString( c.narrow );
+        const std::string followed = narrow + "\x80\x80\x80";
+        const auto text = std::string_view( followed ).substr( 0, narrow.size() );
+        EXPECT_EQ( Utf::widen<TypeParam>( text ), expected ) << testing::PrintToString( narrow );
     }
 }
 

@@ -9,6 +9,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace Qv {
@@ -78,11 +79,7 @@ TEST( RationalTest, OrderIsThatOfTheValuesWithZeroDenominatorsBeyondAllNumbers )
 }
 
 TEST( RationalUtilTest, ReadsDecimalNumbersExactlyOrAsTheNearestFraction ) {
-    const struct {
-        const char* text;
-        int numerator;
-        int denominator;
-    } cases[] = {
+    const std::tuple<const char*, int, int> cases[] = {
         { "-1.50", -3, 2 },
         { "+.5", 1, 2 },
         { "7.", 7, 1 },
@@ -103,10 +100,10 @@ TEST( RationalUtilTest, ReadsDecimalNumbersExactlyOrAsTheNearestFraction ) {
         { "0.0000000002", 0, 1 },
         { "2147483646.7", MAX, 1 },
     };
-    for( const auto& c : cases ) {
-        EXPECT_EQ( toString( RationalUtil::fromFloatString( c.text ) ),
-                   toString( Rational( c.numerator, c.denominator ) ) )
-            << c.text;
+    for( const auto& [text, numerator, denominator] : cases ) {
+        EXPECT_EQ( toString( RationalUtil::fromFloatString( text ) ),
+                   toString( Rational( numerator, denominator ) ) )
+            << text;
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tests/support/holdPoint.h>
+
 #include <functional>
 
 namespace Qv {
@@ -9,6 +11,12 @@ namespace Qv {
 class FutexWaitHook {
 public:
     explicit FutexWaitHook( std::function<int()> hook );
+    /// Holds a wait at `point`; then it fails with `error`, or goes through.
+    FutexWaitHook( HoldPoint& point, int error )
+        : FutexWaitHook( [&point, error] {
+            point.pass();
+            return error;
+        } ) {}
     FutexWaitHook( const FutexWaitHook& ) = delete;
     FutexWaitHook& operator=( const FutexWaitHook& ) = delete;
     ~FutexWaitHook();

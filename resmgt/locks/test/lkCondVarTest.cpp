@@ -160,7 +160,7 @@ TYPED_TEST( AnyCondVarTest, SignalToAWaitThatRaisesGoesToAnother ) {
     const TypeParam& condVar = this->_condVar;
     bool isOver = false;
     std::atomic<int> nbWaiting = 0;
-    Gate fails( "the sleep fails" );
+    HoldPoint sleep( "the sleep fails" );
     const auto wait = [&] {
         const Guard guard( lock );
         ++nbWaiting;
@@ -173,10 +173,7 @@ TYPED_TEST( AnyCondVarTest, SignalToAWaitThatRaisesGoesToAnother ) {
     for( const bool isFirst : { true, false } ) {
         if( isFirst == std::is_same_v<TypeParam, LkTimedCondVar> ) {
             threads.emplace_back( [&] {
-                const FutexWaitHook hook( [&] {
-                    fails.wait();
-                    return EPERM;
-                } );
+                const FutexWaitHook hook( sleep, EPERM );
                 EXPECT_THROW( wait(), ExAssertionFailed );
             } );
         } else {
@@ -193,7 +190,7 @@ TYPED_TEST( AnyCondVarTest, SignalToAWaitThatRaisesGoesToAnother ) {
         isOver = true;
         condVar.signal();
     }
-    fails.open();
+    sleep.release();
     for( TestThread& thread : threads ) {
         thread.join();
     }

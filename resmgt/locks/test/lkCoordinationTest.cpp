@@ -5,6 +5,7 @@
 #include <resmgt/locks/lkTicket.h>
 #include <resmgt/locks/test/futexWaitHook.h>
 #include <tests/support/deadline.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/gate.h>
 #include <tests/support/raisedBy.h>
@@ -18,7 +19,6 @@
 #include <list>
 #include <new>
 #include <optional>
-#include <sstream>
 #include <string>
 
 namespace Qv {
@@ -27,16 +27,9 @@ using ::testing::HasSubstr;
 
 namespace {
 
-template <class Object>
-std::string dump( const Object& object ) {
-    std::ostringstream text;
-    object.dump( text );
-    return text.str();
-}
-
 void waitForReady( const LkGate& gate, int numReady ) {
     const std::string text = "num ready: " + std::to_string( numReady ) + '\n';
-    waitUntil( [&] { return dump( gate ).find( text ) != std::string::npos; }, text.c_str() );
+    waitUntil( [&] { return dumpOf( gate ).find( text ) != std::string::npos; }, text.c_str() );
 }
 
 TEST( LkGateTest, LastOfThreeOpensAndAnEarlyOneCountsForTheNextMeeting ) {
@@ -118,17 +111,14 @@ TEST( LkGateTest, GateeWhoseWaitRaisesIsntThereUnlessTheKeeperHasCome ) {
     failToWait();
     EXPECT_FALSE( gate.isGateReady() );
     waitForReady( gate, 1 );
-    Gate fails( "the sleep fails" );
+    HoldPoint sleep( "the sleep fails" );
     TestThread second( [&] {
-        const FutexWaitHook hook( [&] {
-            fails.wait();
-            return EPERM;
-        } );
+        const FutexWaitHook hook( sleep, EPERM );
         EXPECT_THROW( gate.ready(), ExAssertionFailed );
     } );
     {
         const LkGateKeeperGuard keeper( gate );
-        fails.open();
+        sleep.release();
         second.join();
         waitForReady( gate, 2 );
     }
@@ -142,14 +132,14 @@ TEST( LkGateTest, MisuseIsAnAssertionAndAStolenGateIsOfNoUse ) {
     EXPECT_THAT( raisedBy( [&] { open.isGateReady(); } ), HasSubstr( "_useGateKeeper" ) );
     EXPECT_THAT( raisedBy( [&] { const LkGateKeeperGuard guard( open ); } ),
                  HasSubstr( "_useGateKeeper" ) );
-    EXPECT_EQ( dump( open ), "open: gatekeeper: no, num gatees: 1\nCurrent state: num ready: 0\n"
-                             "Internal lock: set\nGate cond var: set\nGatekeeper sema: unused" );
+    EXPECT_EQ( dumpOf( open ), "open: gatekeeper: no, num gatees: 1\nCurrent state: num ready: 0\n"
+                               "Internal lock: set\nGate cond var: set\nGatekeeper sema: unused" );
     LkGate kept( "kept", 1, true );
     LkGate thief( kept );
     EXPECT_STREQ( thief.getName(), "kept" );
-    EXPECT_EQ( dump( kept ), "kept: gatekeeper: yes, num gatees: 1\nCurrent state: num ready: 0\n"
-                             "Internal lock: not set\nGate cond var: not set\n"
-                             "Gatekeeper sema: not set" );
+    EXPECT_EQ( dumpOf( kept ), "kept: gatekeeper: yes, num gatees: 1\nCurrent state: num ready: 0\n"
+                               "Internal lock: not set\nGate cond var: not set\n"
+                               "Gatekeeper sema: not set" );
     EXPECT_THROW( kept.ready(), ExAssertionFailed );
     EXPECT_THROW( kept.isGateReady(), ExAssertionFailed );
     EXPECT_THROW( const LkGateKeeperGuard guard( kept ), ExAssertionFailed );
@@ -346,7 +336,7 @@ TEST_F( LkAccessLimiterTest, QuestionsAndMisuse ) {
     start( 3, Group::LIMIT_BY_AVAILABLE );
     const LkAccessLimiter limiter( _group );
     EXPECT_STREQ( limiter.getName(), "group" );
-    EXPECT_EQ( dump( limiter ), "LkAccessLimiter \"group\"" );
+    EXPECT_EQ( dumpOf( limiter ), "LkAccessLimiter \"group\"" );
     EXPECT_EQ( limiter.getGroup(), _group );
     EXPECT_EQ( _group->getMaxAccesses(), 3u );
     EXPECT_EQ( _group->getMaxViolationStrategy(), Group::LIMIT_BY_AVAILABLE );

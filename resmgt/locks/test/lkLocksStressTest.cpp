@@ -13,7 +13,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <list>
 #include <memory>
 #include <optional>
 #include <random>
@@ -39,36 +38,34 @@ namespace {
 
 using Guard = LkGuard<const LkLock>;
 
+/// A generator of a thread's own, which the run's seed decides.
+std::minstd_rand makeRandom( unsigned int number ) {
+    return std::minstd_rand( static_cast<unsigned int>( testSeed() ) + number );
+}
+
 /// Waiters wait `nbWaits` times each on one variable, while others wake without the lock until all
 /// are done.
 template <class Wake>
-void waitAndWake( int nbWaiters, int nbWakers, long nbWaits, Wake wake ) {
+void waitAndWake( unsigned int nbWaiters, unsigned int nbWakers, long nbWaits, Wake wake ) {
     const LkLock lock( "lock" );
     const LkCondVar condVar( "condVar" );
-    std::atomic<int> nbLeft{ nbWaiters };
+    std::atomic<unsigned int> nbLeft{ nbWaiters };
     long nbDone = 0;
     {
-        std::list<TestThread> threads;
-        for( int i = 0; i < nbWaiters; ++i ) {
-            threads.emplace_back( [&] {
-                for( long round = 0; round < nbWaits; ++round ) {
-                    const Guard guard( lock );
-                    condVar.wait( guard );
-                    ++nbDone;
-                }
-                --nbLeft;
-            } );
-        }
-        const std::uint64_t seed = testSeed();
-        for( int i = 0; i < nbWakers; ++i ) {
-            threads.emplace_back( [&, i, seed] {
-                std::minstd_rand random( static_cast<unsigned int>( seed ) +
-                                         static_cast<unsigned int>( i ) );
-                while( nbLeft > 0 ) {
-                    wake( condVar, random );
-                }
-            } );
-        }
+        const TestThreads waiters( nbWaiters, [&] {
+            for( long round = 0; round < nbWaits; ++round ) {
+                const Guard guard( lock );
+                condVar.wait( guard );
+                ++nbDone;
+            }
+            --nbLeft;
+        } );
+        const TestThreads wakers( nbWakers, [&]( unsigned int number ) {
+            std::minstd_rand random = makeRandom( number );
+            while( nbLeft > 0 ) {
+                wake( condVar, random );
+            }
+        } );
     }
     EXPECT_EQ( nbDone, nbWaiters * nbWaits );
 }
@@ -117,32 +114,23 @@ TEST( LkLocksStressTest, SemaphoreGivesOutExactlyWhatWasPosted ) {
     const long nbPosts = scaledCount( 100'000 );
     LkSema sema( "sema", 0 );
     std::atomic<long> nbTaken{ 0 };
-    std::list<TestThread> threads;
-    for( int i = 0; i < NB_WAITERS; ++i ) {
-        threads.emplace_back( [&, i] {
-            // One waits without limit: a post that is lost to the others' time-outs stops it.
-            for( bool isOver = false; !isOver; ) {
-                if( i == 0 ) {
-                    sema.wait();
-                } else if( !sema.timedWait( 0.001 ) ) {
-                    continue;
-                }
-                isOver = ++nbTaken > nbPosts;
+    TestThreads threads( NB_WAITERS, [&]( unsigned int number ) {
+        // One waits without limit: a post that is lost to the others' time-outs stops it.
+        for( bool isOver = false; !isOver; ) {
+            if( number == 0 ) {
+                sema.wait();
+            } else if( !sema.timedWait( 0.001 ) ) {
+                continue;
             }
-        } );
-    }
+            isOver = ++nbTaken > nbPosts;
+        }
+    } );
     for( long i = 0; i < nbPosts + NB_WAITERS; ++i ) {
         sema.post();
     }
-    threads.clear();
+    threads.join();
     EXPECT_EQ( nbTaken, nbPosts + NB_WAITERS );
     EXPECT_FALSE( sema.tryWait() );
-}
-
-/// A generator of a thread's own, which the run's seed decides.
-std::minstd_rand makeRandom( int number ) {
-    return std::minstd_rand( static_cast<unsigned int>( testSeed() ) +
-                             static_cast<unsigned int>( number ) );
 }
 
 /// What writers alone change, and readers see at rest.
@@ -164,7 +152,7 @@ TEST( LkLocksStressTest, WritersAreAloneAndReadersSeeThemWhole ) {
     const LkRwLock& constLock = lock;
     Guarded guarded;
     std::atomic<long> nbChanges = 0;
-    const auto play = [&]( int number ) {
+    TestThreads( 4, [&]( unsigned int number ) {
         std::minstd_rand random = makeRandom( number );
         const auto change = [&] {
             guarded.change();
@@ -190,13 +178,7 @@ TEST( LkLocksStressTest, WritersAreAloneAndReadersSeeThemWhole ) {
             }
             }
         }
-    };
-    {
-        std::list<TestThread> threads;
-        for( int i = 0; i < 4; ++i ) {
-            threads.emplace_back( [&play, i] { play( i ); } );
-        }
-    }
+    } ).join();
     EXPECT_EQ( guarded.first, nbChanges );
     EXPECT_FALSE( lock.isLocked() || constLock.isLocked() );
 }
@@ -213,7 +195,7 @@ TEST( LkLocksStressTest, WhoIsLastDestroysLocksAndTickets ) {
         int nbLeft;
     };
     constexpr int NB_USERS = 3;
-    const auto leave = []( Shared& shared, int number, bool byTicket ) {
+    const auto leave = []( Shared& shared, unsigned int number, bool byTicket ) {
         if( byTicket ) {
             const LkTicketGuard turn( shared.ticket, number );
             return --shared.nbLeft == 0;
@@ -230,19 +212,16 @@ TEST( LkLocksStressTest, WhoIsLastDestroysLocksAndTickets ) {
     std::atomic<long> nbDestroyed = 0;
     Gate start( "start" );
     {
-        std::list<TestThread> users;
-        for( int number = 0; number < NB_USERS; ++number ) {
-            users.emplace_back( [&, number] {
-                start.wait();
-                for( std::size_t i = 0; i < all.size(); ++i ) {
-                    Shared* const shared = all[i];
-                    if( leave( *shared, number, i % 2 == 0 ) ) {
-                        const std::unique_ptr<Shared> last( shared );
-                        ++nbDestroyed;
-                    }
+        const TestThreads users( NB_USERS, [&]( unsigned int number ) {
+            start.wait();
+            for( std::size_t i = 0; i < all.size(); ++i ) {
+                Shared* const shared = all[i];
+                if( leave( *shared, number, i % 2 == 0 ) ) {
+                    const std::unique_ptr<Shared> last( shared );
+                    ++nbDestroyed;
                 }
-            } );
-        }
+            }
+        } );
         start.open();
     }
     EXPECT_EQ( nbDestroyed, nbRounds );
@@ -265,37 +244,31 @@ TEST( LkLocksStressTest, GateesMeetAgainAndAgainWithKeepersObserversAndTheCuriou
                 static_cast<void>( gate.isGateReady() );
             }
         } );
-        std::list<TestThread> gatees;
-        for( std::size_t number = 0; number < NB_GATEES; ++number ) {
-            gatees.emplace_back( [&, number] {
-                for( long round = 1; round <= nbRounds; ++round ) {
-                    rounds[number] = round;
-                    gate.ready();
-                    if( useGateKeeper ) {
-                        continue;
-                    }
-                    // Nobody goes on before all have looked.
-                    EXPECT_THAT( rounds, ::testing::Each( round ) );
-                    gate.ready();
+        TestThreads gatees( NB_GATEES, [&]( std::size_t number ) {
+            for( long round = 1; round <= nbRounds; ++round ) {
+                rounds[number] = round;
+                gate.ready();
+                if( useGateKeeper ) {
+                    continue;
                 }
-            } );
-        }
+                // Nobody goes on before all have looked.
+                EXPECT_THAT( rounds, ::testing::Each( round ) );
+                gate.ready();
+            }
+        } );
         for( long round = 1; useGateKeeper && round <= nbRounds; ++round ) {
             const LkGateKeeperGuard keeper( gate );
             EXPECT_THAT( rounds, ::testing::Each( round ) );
         }
-        gatees.clear();
+        gatees.join();
         isOver = true;
         curious.join();
         // An observer that looked just before wants one more meeting.
         while( !observer.isDone() ) {
-            for( int i = 0; i < NB_GATEES; ++i ) {
-                gatees.emplace_back( [&gate] { gate.ready(); } );
-            }
+            const TestThreads again( NB_GATEES, [&gate] { gate.ready(); } );
             if( useGateKeeper ) {
                 const LkGateKeeperGuard keeper( gate );
             }
-            gatees.clear();
         }
     }
 }
@@ -308,16 +281,13 @@ TEST( LkLocksStressTest, TicketsLetOneThreadAfterTheOtherThrough ) {
     std::atomic<long> nextNumber = 0;
     long turn = 0;
     {
-        std::list<TestThread> threads;
-        for( int i = 0; i < NB_THREADS; ++i ) {
-            threads.emplace_back( [&] {
-                start.wait();
-                for( long number = nextNumber++; number < nbTurns; number = nextNumber++ ) {
-                    const LkTicketGuard guard( ticket, number );
-                    EXPECT_EQ( turn++, number );
-                }
-            } );
-        }
+        const TestThreads threads( NB_THREADS, [&] {
+            start.wait();
+            for( long number = nextNumber++; number < nbTurns; number = nextNumber++ ) {
+                const LkTicketGuard guard( ticket, number );
+                EXPECT_EQ( turn++, number );
+            }
+        } );
         start.open();
     }
     EXPECT_EQ( ticket.getTicket(), nbTurns );
@@ -331,7 +301,7 @@ TEST( LkLocksStressTest, LimitersComeAndGoAndNoGrantIsLost ) {
     for( const auto strategy : { Group::RESERVE_FOR_IDLE_LIMITERS, Group::LIMIT_BY_AVAILABLE } ) {
         const RCShdPtr<Group> group = Group::create( "group", MAXIMUM, strategy );
         LkCondVarPool pool;
-        const auto play = [&]( int number ) {
+        TestThreads( NB_CLIENTS, [&]( unsigned int number ) {
             std::minstd_rand random = makeRandom( number );
             std::optional<LkAccessLimiter> limiter( std::in_place, group );
             for( long round = 0; round < nbRounds; ++round ) {
@@ -351,13 +321,7 @@ TEST( LkLocksStressTest, LimitersComeAndGoAndNoGrantIsLost ) {
                 }
                 hold();
             }
-        };
-        {
-            std::list<TestThread> clients;
-            for( int i = 0; i < NB_CLIENTS; ++i ) {
-                clients.emplace_back( [&play, i] { play( i ); } );
-            }
-        }
+        } ).join();
         EXPECT_EQ( group->getGrantCount(), 0u );
         EXPECT_EQ( group->getNbAccessLimiters(), 0u );
     }

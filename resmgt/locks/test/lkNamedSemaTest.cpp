@@ -8,7 +8,7 @@
 #include <tests/support/testThread.h>
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -20,7 +20,6 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <list>
 #include <memory>
 #include <set>
 #include <string>
@@ -239,19 +238,15 @@ TEST_F( LkNamedSemaTest, AssignedOnesShareUntilTheLastIsGone ) {
 }
 
 TEST_F( LkNamedSemaTest, ThreadsThatOpenAndCloseTogetherNeverMeetAHalfMadeOne ) {
-    std::list<TestThread> threads;
-    for( int i = 0; i < 4; ++i ) {
-        threads.emplace_back( [this] {
-            for( long round = scaledCount( 2000 ); round > 0; --round ) {
-                const auto sema = open( OPEN_OR_CREATE, 1 );
-                ASSERT_TRUE( sema->isValid() ) << std::strerror( sema->getErrno() );
-                if( sema->tryWait() ) {
-                    sema->post();
-                }
+    TestThreads( 4, [this] {
+        for( long round = scaledCount( 2000 ); round > 0; --round ) {
+            const auto sema = open( OPEN_OR_CREATE, 1 );
+            ASSERT_TRUE( sema->isValid() ) << std::strerror( sema->getErrno() );
+            if( sema->tryWait() ) {
+                sema->post();
             }
-        } );
-    }
-    threads.clear();
+        }
+    } ).join();
     EXPECT_EQ( open( OPEN_ONLY )->getErrno(), ENOENT );
 }
 

@@ -1,11 +1,9 @@
 #include <resmgt/locks/lkRecLock.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <gmock/gmock.h>
-
-#include <list>
-#include <sstream>
+#include <gtest/gtest.h>
 
 namespace Qv {
 
@@ -21,11 +19,6 @@ protected:
         ++count;
         const Guard inner( _lock );
         ++count;
-    }
-    std::string dump() const {
-        std::ostringstream text;
-        _lock.dump( text );
-        return text.str();
     }
 
     LkRecLock _lock{ "name" };
@@ -46,18 +39,18 @@ TEST_F( LkRecLockTest, HolderNestsAndOthersSeeItLockedUntilTheLastUnlock ) {
     inOther( false );
     {
         const Guard outer( _lock );
-        EXPECT_EQ( dump(), "name name holder " + self + " count 1" );
+        EXPECT_EQ( dumpOf( _lock ), "name name holder " + self + " count 1" );
         EXPECT_TRUE( tryLock() );
-        EXPECT_EQ( dump(), "name name holder " + self + " count 2" );
+        EXPECT_EQ( dumpOf( _lock ), "name name holder " + self + " count 2" );
         inOther( true );
         unlock();
-        EXPECT_EQ( dump(), "name name holder 0 count 1" );
+        EXPECT_EQ( dumpOf( _lock ), "name name holder 0 count 1" );
         EXPECT_TRUE( _lock.isLockedByThread() );
         inOther( true );
     }
     EXPECT_FALSE( _lock.isLocked() );
     EXPECT_FALSE( _lock.isLockedByThread() );
-    EXPECT_EQ( dump(), "name name holder 0 count 0" );
+    EXPECT_EQ( dumpOf( _lock ), "name name holder 0 count 0" );
     inOther( false );
 }
 
@@ -65,16 +58,11 @@ TEST_F( LkRecLockTest, NestedSectionsOfManyThreadsExcludeEachOther ) {
     constexpr int NB_THREADS = 4;
     const long nbRounds = scaledCount( 50'000 );
     long count = 0;
-    {
-        std::list<TestThread> threads;
-        for( int i = 0; i < NB_THREADS; ++i ) {
-            threads.emplace_back( [&] {
-                for( long round = 0; round < nbRounds; ++round ) {
-                    countTwice( count );
-                }
-            } );
+    TestThreads( NB_THREADS, [&] {
+        for( long round = 0; round < nbRounds; ++round ) {
+            countTwice( count );
         }
-    }
+    } ).join();
     EXPECT_EQ( count, 2 * NB_THREADS * nbRounds );
 }
 

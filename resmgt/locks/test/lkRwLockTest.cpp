@@ -2,6 +2,7 @@
 #include <resmgt/locks/lkRwLock.h>
 #include <resmgt/locks/test/futexWaitHook.h>
 #include <tests/support/deadline.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/gate.h>
 #include <tests/support/testThread.h>
@@ -12,7 +13,6 @@
 #include <list>
 #include <memory>
 #include <new>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -58,11 +58,7 @@ protected:
     HolderPtr write( int number = NOT_RECORDED ) {
         return std::make_unique<Holder>( *this, _lock, number );
     }
-    std::string dump() const {
-        std::ostringstream text;
-        _lock.dump( text );
-        return text.str();
-    }
+    std::string dump() const { return dumpOf( _lock ); }
     void waitForDump( const char* held, const char* nbWriters, const char* nbReaders ) const {
         const std::string text = std::string( "name name rwLock " ) + held + " wr wait " +
                                  nbWriters + " rd wait " + nbReaders;
@@ -199,20 +195,15 @@ TEST_F( LkRwLockTest, WaitThatFindsNoMemoryLeavesTheLockAsItWas ) {
 TEST_F( LkRwLockTest, WriterWhoseWaitRaisesLetsThoseGoWhomItHeldUp ) {
     const HolderPtr holder = read();
     holder->waitUntilIn();
-    Gate sleeps( "the writer goes to sleep" );
-    Gate fails( "its sleep fails" );
+    HoldPoint sleep( "the writer goes to sleep" );
     TestThread writer( [&] {
-        const FutexWaitHook hook( [&] {
-            sleeps.open();
-            fails.wait();
-            return EPERM;
-        } );
+        const FutexWaitHook hook( sleep, EPERM );
         EXPECT_THROW( const WriteGuard guard( _lock ), ExAssertionFailed );
     } );
-    sleeps.wait();
+    sleep.waitUntilReached();
     const HolderPtr reader = read();
     waitForDump( "1", "1", "1" );
-    fails.open();
+    sleep.release();
     writer.join();
     reader->waitUntilIn();
     EXPECT_EQ( dump(), "name name rwLock 2 wr wait 0 rd wait 0" );

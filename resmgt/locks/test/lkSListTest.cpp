@@ -9,7 +9,6 @@
 
 #include <gmock/gmock.h>
 
-#include <list>
 #include <set>
 #include <vector>
 
@@ -132,25 +131,21 @@ TEST( LkSListTest, ConcurrentPushesAndRemovalsLoseAndDoubleNoNode ) {
         while( LkSList::getFirst( head ) != nullptr && !list.tryPopAll( head ) ) {}
         return LkSList::getFirst( head );
     };
-    std::list<TestThread> threads;
-    for( int i = 0; i < NB_THREADS; ++i ) {
-        threads.emplace_back( [&, i] {
-            for( long round = 0; round < nbRounds; ++round ) {
-                if( ( round + i ) % 8 != 0 ) {
-                    if( LkSListNode* const node = popUnderLock() ) {
-                        list.push( node );
-                    }
-                    continue;
-                }
-                for( LkSListNode* node = takeAll(); node != nullptr; ) {
-                    LkSListNode* const next = node->_next;
+    TestThreads( NB_THREADS, [&]( unsigned int number ) {
+        for( long round = number; round < number + nbRounds; ++round ) {
+            if( round % 8 != 0 ) {
+                if( LkSListNode* const node = popUnderLock() ) {
                     list.push( node );
-                    node = next;
                 }
+                continue;
             }
-        } );
-    }
-    threads.clear();
+            for( LkSListNode* node = takeAll(); node != nullptr; ) {
+                LkSListNode* const next = node->_next;
+                list.push( node );
+                node = next;
+            }
+        }
+    } ).join();
     const Chain found = chainOf( list.popAll() );
     EXPECT_EQ( found.size(), nodes.size() );
     EXPECT_EQ( std::set<LkSListNode*>( found.begin(), found.end() ).size(), nodes.size() );

@@ -13,7 +13,6 @@
 
 #include <atomic>
 #include <functional>
-#include <list>
 
 namespace Qv {
 namespace {
@@ -67,16 +66,11 @@ TEST( LkSingletonTest, RacesForTheInitLockEndInOneInstance ) {
     using Type = Probe<2>;
     std::atomic<int> nbReady{ 0 };
     Type* found[4] = {};
-    {
-        std::list<TestThread> threads;
-        for( Type*& place : found ) {
-            threads.emplace_back( [&] {
-                ++nbReady;
-                while( nbReady != 4 ) {}
-                place = &Type::Singleton::getInstance();
-            } );
-        }
-    }
+    TestThreads( 4, [&]( unsigned int number ) {
+        ++nbReady;
+        while( nbReady != 4 ) {}
+        found[number] = &Type::Singleton::getInstance();
+    } ).join();
     EXPECT_EQ( Type::nbCreated, 1 );
     EXPECT_THAT( found, ::testing::Each( Type::Singleton::getPointee() ) );
 }

@@ -18,7 +18,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <string>
 #include <thread>
 #include <utility>
 #include <vector>

@@ -3,15 +3,14 @@
 #include <resmgt/locks/lkSema.h>
 #include <resmgt/locks/src/lkDeadline.h>
 #include <tests/support/deadline.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <gmock/gmock.h>
 
-#include <cmath>
 #include <deque>
 #include <limits>
-#include <sstream>
 
 namespace Qv {
 
@@ -175,11 +174,9 @@ TEST( LkEventTest, AllPassWhoWaitWhenItIsSetAndNoneWhoComesAfterAReset ) {
     LkEvent event( "event", true );
     event.wait();
     EXPECT_TRUE( event.timedWait( 0.0 ) );
-    std::ostringstream text;
-    event.dump( text );
+    EXPECT_EQ( dumpOf( event ), "name event set" );
     event.reset();
-    event.dump( text );
-    EXPECT_EQ( text.str(), "name event setname event reset" );
+    EXPECT_EQ( dumpOf( event ), "name event reset" );
     EXPECT_FALSE( event.timedWait( 0.0 ) );
     EXPECT_FALSE( event.timedWait( 0.002 ) );
     TestThread first( [&] { event.wait(); } );
