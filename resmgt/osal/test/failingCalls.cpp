@@ -1,4 +1,4 @@
-#include <resmgt/osal/test/failingCalls.h>
+#include <resmgt/osal/test/wrappedCalls.h>
 
 #include <tests/support/deadline.h>
 #include <tests/support/processCounts.h>
@@ -23,7 +23,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -40,6 +39,9 @@ thread_local CallHook* newest = nullptr;
 thread_local bool isInside = false;
 
 std::atomic<OtherVolume*> otherVolume = nullptr;
+
+// Not std::atomic, whose operations are watched.
+int nbAlive = 0;
 
 std::mutex processLock;
 // Changed with the lock held; without a hook nobody takes it.
@@ -62,6 +64,7 @@ CallHook::CallHook( const char* name, Hook hook, Scope scope )
     if( name != nullptr ) {
         checkIsWrapped( name );
     }
+    __atomic_fetch_add( &nbAlive, 1, __ATOMIC_ACQ_REL );
     if( scope == THIS_THREAD ) {
         _outer = std::exchange( newest, this );
     } else {
@@ -71,12 +74,17 @@ CallHook::CallHook( const char* name, Hook hook, Scope scope )
 }
 
 CallHook::~CallHook() {
+    __atomic_fetch_sub( &nbAlive, 1, __ATOMIC_ACQ_REL );
     if( _scope == THIS_THREAD ) {
         newest = _outer;
     } else {
         const std::lock_guard guard( processLock );
         newestOfProcess = _outer;
     }
+}
+
+QV_UNWATCHED bool CallHook::isAnyAlive() {
+    return __atomic_load_n( &nbAlive, __ATOMIC_ACQUIRE ) != 0;
 }
 
 int CallHook::pass( SystemCall& call ) {
@@ -168,71 +176,13 @@ void forEachFailingCall( int error, const std::function<void()>& operation,
     }
 }
 
-namespace {
-
-constexpr std::nullptr_t NO_SIZE = nullptr;
-
-void note( SystemCall& call, int handle ) {
-    call.handle = call.handle == -1 ? handle : call.handle;
-}
-void note( SystemCall& call, const char* path ) {
-    call.path = call.path == nullptr ? path : call.path;
-}
-template <class Other>
-void note( SystemCall&, const Other& ) {}
-
-template <class... Arguments>
-SystemCall describe( const char* name, const Arguments&... arguments ) {
-    SystemCall call{ name, 0, 0, -1, nullptr };
-    ( note( call, arguments ), ... );
-    return call;
-}
-
-int pass( SystemCall call, std::nullptr_t ) {
-    return CallHook::pass( call );
-}
-
-template <class Size>
-int pass( SystemCall call, Size& size ) {
-    call.size = static_cast<std::size_t>( size );
-    const int error = CallHook::pass( call );
-    size = static_cast<Size>( call.size );
-    return error;
-}
-
-} // namespace
 } // namespace Qv
 
-// The function that the linker puts in the place of the system's `name`: for a call that is to fail
-// it does what stands `before` that and answers `failure`.
-#define QV_WRAPPED_AS( type, failure, name, parameters, arguments, size, before )                  \
-    QV_WRAPPED_BY( type, failure, name, parameters, arguments, size, before,                       \
-                   __real_##name arguments )
-#define QV_WRAPPED_BY( type, failure, name, parameters, arguments, size, before, call )            \
-    type __real_##name parameters;                                                                 \
-    type __wrap_##name parameters {                                                                \
-        const auto describe = []( const auto&... all ) { return Qv::describe( #name, all... ); };  \
-        const int error = Qv::pass( describe arguments, size );                                    \
-        if( error != 0 ) {                                                                         \
-            before;                                                                                \
-            errno = error;                                                                         \
-            return failure;                                                                        \
-        }                                                                                          \
-        return call;                                                                               \
-    }
-#define QV_WRAPPED( type, failure, name, parameters, arguments )                                   \
-    QV_WRAPPED_AS( type, failure, name, parameters, arguments, Qv::NO_SIZE, )
 // Of a call that goes to the other volume, if there is one.
 #define QV_WRAPPED_OF_VOLUME( name, parameters, arguments, volumeCall )                            \
     QV_WRAPPED_BY( int, -1, name, parameters, arguments, Qv::NO_SIZE, ,                            \
                    Qv::otherVolume != nullptr ? Qv::otherVolume.load()->volumeCall                 \
                                               : __real_##name arguments )
-// Of a call that is about `size` bytes.
-#define QV_WRAPPED_SIZED( type, name, parameters, arguments )                                      \
-    QV_WRAPPED_AS( type, -1, name, parameters, arguments, size, )
-// Of a call that gives the resource back even when it fails.
-#define QV_WRAPPED_RELEASE( name, parameters, arguments )                                          \
-    QV_WRAPPED_AS( int, -1, name, parameters, arguments, Qv::NO_SIZE, __real_##name arguments )
 
 // The linker has shared libraries refer to these too, a sanitizer's for instance, whose own calls
 // they never get.

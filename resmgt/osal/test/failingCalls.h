@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 
@@ -14,7 +15,7 @@ struct SystemCall {
     /// Of the calls that the hook has seen, this one included.
     long number;
     /// The bytes asked for, in a transfer, where a hook that lessens it makes a short count, and in
-    /// `fallocate`. Else 0.
+    /// `fallocate`; the priority asked for in `sched_setscheduler`. Else 0.
     std::size_t size;
     /// Its first argument that is a number, most often an open file, and its first that is a text,
     /// a path as a rule. -1 and null without.
@@ -28,7 +29,7 @@ struct SystemCall {
 /// What fails `close` or `munmap` doesn't leave the resource open, as the system doesn't either.
 ///
 /// The calls are those that the package's CMakeLists.txt names under WRAPPED_CALLS; one that is
-/// added there needs its function in failingCalls.cpp.
+/// added there needs its function in failingCalls.cpp, or beside it.
 /// Several hooks: they must be nested. The newest sees a call first; those before it see what it
 ///         lets through.
 /// Threads: one of THIS_THREAD is passed by other threads' calls. One of the PROCESS runs on one
@@ -48,7 +49,9 @@ public:
     /// The calls that it has seen.
     long nbCalls() const { return _nbCalls; }
 
-    /// What all hooks make of a call of this thread; for the wrapped functions.
+    /// For the wrapped functions: whether there is any hook, and what all hooks make of a call of
+    /// this thread.
+    static bool isAnyAlive();
     static int pass( SystemCall& call );
 
 private:
@@ -58,7 +61,7 @@ private:
     const Hook _hook;
     const Scope _scope;
     CallHook* _outer;
-    long _nbCalls = 0;
+    std::atomic<long> _nbCalls = 0;
 };
 
 /// While it lives, the program's objects see the files through it: a volume of another kind. What

@@ -1,4 +1,4 @@
-#include <resmgt/osal/test/failingCalls.h>
+#include <resmgt/osal/test/wrappedCalls.h>
 
 #include <pthread.h>
 
@@ -6,17 +6,8 @@
 /// the standard library's threads start without it.
 
 extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
-int __real_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
-                           void* ( *routine )(void*), void* argument );
-int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
-                           void* ( *routine )(void*), void* argument );
+QV_WRAPPED( int, error, pthread_create,
+            ( pthread_t * thread, const pthread_attr_t* attributes, void* ( *body )(void*),
+              void* data ),
+            ( thread, attributes, body, data ) )
 }
-
-int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
-                           void* ( *routine )(void*), void* argument ) {
-    Qv::SystemCall call{ "pthread_create", 0, 0, -1, nullptr };
-    const int error = Qv::CallHook::pass( call );
-    return error != 0 ? error : __real_pthread_create( thread, attributes, routine, argument );
-}
-// NOLINTEND(bugprone-reserved-identifier)

@@ -1,11 +1,10 @@
 #include <resmgt/osal/osConsole.h>
 #include <tests/support/scopedEnvironment.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <functional>
 #include <poll.h>

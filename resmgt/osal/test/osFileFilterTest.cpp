@@ -35,26 +35,24 @@ TEST( OsFileFilterTest, KeepsWhatItsKindPromises ) {
 }
 
 TEST( OsWildcardFilterTest, MatchesTheLastComponentCharacterByCharacter ) {
-    const struct {
-        const wchar_t* _pattern;
-        Names _kept, _dropped;
-    } cases[] = { { L"*", { "abc", ".hidden" }, {} },
-                  { L"a?c", { "abc" }, { "ac", "aBC" } },
-                  { L"a*c", { "ac" }, { "abcd" } },
-                  { L"a*b*c", { "aXbYbZc" }, { "acb" } },
-                  { L"*ab", { "aab", "ab" }, { "abb" } },
-                  { L"a**", { "a" }, { "ba" } },
-                  { L"", {}, { "a" } },
-                  { L"file", { "dir/file" }, { "file/dir" } },
-                  { L"?", { "\xc3\xa4", "\xff" }, { "\xff\xfe" } },
-                  { L"\xe4", { "\xc3\xa4" }, {} },
-                  { L"c:", { "./c:" }, {} } };
-    for( const auto& expected : cases ) {
-        const OsWildcardFilter filter( expected._pattern );
-        for( const char* name : expected._kept ) {
+    const std::tuple<const wchar_t*, Names, Names> cases[] = {
+        { L"*", { "abc", ".hidden" }, {} },
+        { L"a?c", { "abc" }, { "ac", "aBC" } },
+        { L"a*c", { "ac" }, { "abcd" } },
+        { L"a*b*c", { "aXbYbZc" }, { "acb" } },
+        { L"*ab", { "aab", "ab" }, { "abb" } },
+        { L"a**", { "a" }, { "ba" } },
+        { L"", {}, { "a" } },
+        { L"file", { "dir/file" }, { "file/dir" } },
+        { L"?", { "\xc3\xa4", "\xff" }, { "\xff\xfe" } },
+        { L"\xe4", { "\xc3\xa4" }, {} },
+        { L"c:", { "./c:" }, {} } };
+    for( const auto& [pattern, kept, dropped] : cases ) {
+        const OsWildcardFilter filter( pattern );
+        for( const char* name : kept ) {
             EXPECT_TRUE( filter.filter( OsFilePath( name ) ) ) << name;
         }
-        for( const char* name : expected._dropped ) {
+        for( const char* name : dropped ) {
             EXPECT_FALSE( filter.filter( OsFilePath( name ) ) ) << name;
         }
     }

@@ -41,26 +41,25 @@ TEST( OsFilePathTest, TemporaryFilesGoWhereTheEnvironmentSays ) {
 }
 
 TEST( OsFilePathTest, DocumentsAreWhereTheDesktopsSettingsPutThem ) {
-    const struct {
-        const char *_settings, *_documents;
-    } cases[] = { { "XDG_DOCUMENTS_DIR=\"$HOME/My Documents\"\n", "/h/My Documents" },
-                  { "# XDG_DOCUMENTS_DIR=\"/no\"\nXDG_MUSIC_DIR=\"/m\"\n", "/h" },
-                  { "XDG_DOCUMENTS_DIR=\"/a\"\n \tXDG_DOCUMENTS_DIR=\"/b/\\\"q\\$\"", "/b/\"q$" },
-                  { "XDG_DOCUMENTS_DIR=\"$HOME/\"\n", "/h" },
-                  { "XDG_DOCUMENTS_DIR=\"$HOME\"\n", "/h" },
-                  { "XDG_DOCUMENTS_DIR=\"$HOMELESS/x\"\n", "/h" },
-                  { "XDG_DOCUMENTS_DIR=\"relative\"\n", "/h" },
-                  { "XDG_DOCUMENTS_DIR=\"/a\\\\b\"\n", "/h" },
-                  { "XDG_DOCUMENTS_DIR=\"", "/h" },
-                  { "XDG_DOCUMENTS_DIR=\"/x\\", "/h" },
-                  { "", "/h" } };
+    const std::pair<const char*, const char*> cases[] = {
+        { "XDG_DOCUMENTS_DIR=\"$HOME/My Documents\"\n", "/h/My Documents" },
+        { "# XDG_DOCUMENTS_DIR=\"/no\"\nXDG_MUSIC_DIR=\"/m\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"/a\"\n \tXDG_DOCUMENTS_DIR=\"/b/\\\"q\\$\"", "/b/\"q$" },
+        { "XDG_DOCUMENTS_DIR=\"$HOME/\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"$HOME\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"$HOMELESS/x\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"relative\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"/a\\\\b\"\n", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"", "/h" },
+        { "XDG_DOCUMENTS_DIR=\"/x\\", "/h" },
+        { "", "/h" } };
     const TestFiles files;
     const ScopedEnvironment home( "HOME", "/h" );
     const ScopedEnvironment configuration( "XDG_CONFIG_HOME", files.at( "" ).c_str() );
     EXPECT_EQ( OsFilePath::getUserDocumentsDir().toString(), "/h" );
-    for( const auto& one : cases ) {
-        files.write( "user-dirs.dirs", one._settings );
-        EXPECT_EQ( OsFilePath::getUserDocumentsDir().toString(), one._documents ) << one._settings;
+    for( const auto& [settings, documents] : cases ) {
+        files.write( "user-dirs.dirs", settings );
+        EXPECT_EQ( OsFilePath::getUserDocumentsDir().toString(), documents ) << settings;
     }
 }
 

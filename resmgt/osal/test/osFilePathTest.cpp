@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <random>
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size );
@@ -201,16 +200,13 @@ TEST( OsFilePathTest, ThreadsThatPrintOnePathAtOnceGetOneText ) {
     std::array<std::vector<std::pair<const std::string*, const std::wstring*>>, NB_THREADS> texts;
     {
         Gate start( "start" );
-        std::deque<TestThread> threads;
-        for( auto& own : texts ) {
-            threads.emplace_back( [&] {
-                start.wait();
-                for( const OsFilePath& path : paths ) {
-                    own.emplace_back( &path.toString(), &path.toWString() );
-                    EXPECT_STREQ( path.getChars(), "/a/\xc3\xbc/some name" );
-                }
-            } );
-        }
+        const TestThreads threads( NB_THREADS, [&]( unsigned int number ) {
+            start.wait();
+            for( const OsFilePath& path : paths ) {
+                texts[number].emplace_back( &path.toString(), &path.toWString() );
+                EXPECT_STREQ( path.getChars(), "/a/\xc3\xbc/some name" );
+            }
+        } );
         start.open();
     }
     for( const auto& own : texts ) {

@@ -13,6 +13,19 @@ constexpr OsFileTypes::Permissions PERMISSIONS( 3, 1, 1 );
 
 using OnFiles = void ( * )( const TestFiles& files );
 
+void copyFile( const TestFiles& files ) {
+    OsFile( files.path( "file" ) ).copyTo( files.path( "to" ) );
+}
+
+void copyHierarchy( const TestFiles& files ) {
+    OsDirectory::copyHierarchy( files.path( "from" ), files.path( "to" ) );
+}
+
+void copyToOtherVolume( const TestFiles& files ) {
+    const FailingCall otherVolume( "linkat", EXDEV );
+    OsFsUtils::hardLinkOrCopy( files.path( "file" ), files.path( "to" ) );
+}
+
 /// Puts a link to `target` in the place of whatever is called `name`, which is called "moved" then.
 void replaceByLink( const TestFiles& files, const char* name, const char* target ) {
     if( files.has( name ) ) {
@@ -25,13 +38,16 @@ struct Intrusion {
     const char* name;
     const char* entries;
     OnFiles operation;
-    OnFiles intrude;
+    std::function<void( const TestFiles& files )> intrude;
     /// The first call of the system before which somebody may come: what happens before the
     /// operation has looked at a path is none of its business.
     long first;
     /// A call before which nobody comes. Nothing removes a file by its descriptor: who comes
     /// between the last look at it and the removal isn't seen.
     const char* tooLate = "";
+    /// A call that fails, and how.
+    const char* failing = nullptr;
+    int error = 0;
 };
 
 /// Runs the operation in files of its own again and again: at first undisturbed, then each time
@@ -51,6 +67,10 @@ void forEachMoment( const Intrusion& intrusion, const OnFiles check ) {
                 }
                 return 0;
             } );
+            std::optional<FailingCall> failing;
+            if( intrusion.failing != nullptr ) {
+                failing.emplace( intrusion.failing, intrusion.error );
+            }
             raisedBy<ExBase>( [&] { intrusion.operation( files ); } );
         }
         SCOPED_TRACE( std::string( intrusion.name ) + ", before call " + std::to_string( number ) +
@@ -60,39 +80,27 @@ void forEachMoment( const Intrusion& intrusion, const OnFiles check ) {
     EXPECT_GT( nbCalls, intrusion.first ) << intrusion.name;
 }
 
+std::function<void( const TestFiles& files )> linking( const char* name, const char* target ) {
+    return [name, target]( const TestFiles& files ) { replaceByLink( files, name, target ); };
+}
+
 const Intrusion followingLinks[] = {
     { "removeChildren", "top/file outside/file=stays",
       []( const TestFiles& files ) {
           OsDirectory( files.path( "top" ) ).removeChildren( OsPassThroughFilter() );
       },
-      []( const TestFiles& files ) { replaceByLink( files, "top", "outside" ); }, 2 },
-    { "copyHierarchy to a folder", "from/sub/file=new to/ outside/file=stays",
-      []( const TestFiles& files ) {
-          OsDirectory::copyHierarchy( files.path( "from" ), files.path( "to" ) );
-      },
-      []( const TestFiles& files ) { replaceByLink( files, "to/sub", "outside" ); }, 1 },
-    { "copyHierarchy to its own folder", "from/file=new outside/file=stays",
-      []( const TestFiles& files ) {
-          OsDirectory::copyHierarchy( files.path( "from" ), files.path( "to" ) );
-      },
-      []( const TestFiles& files ) { replaceByLink( files, "to", "outside" ); }, 1 },
-    { "copyHierarchy to a file", "from/file=new to/ outside/file=stays",
-      []( const TestFiles& files ) {
-          OsDirectory::copyHierarchy( files.path( "from" ), files.path( "to" ) );
-      },
-      []( const TestFiles& files ) { replaceByLink( files, "to/file", "outside/file" ); }, 1 },
-    { "copyTo", "file=new outside/file=stays",
-      []( const TestFiles& files ) { OsFile( files.path( "file" ) ).copyTo( files.path( "to" ) ); },
-      []( const TestFiles& files ) { replaceByLink( files, "to", "outside/file" ); }, 4 },
-    { "copyTo an existing file", "file=new to=old outside/file=stays",
-      []( const TestFiles& files ) { OsFile( files.path( "file" ) ).copyTo( files.path( "to" ) ); },
-      []( const TestFiles& files ) { replaceByLink( files, "to", "outside/file" ); }, 4 },
-    { "hardLinkOrCopy", "file=new outside/file=stays",
-      []( const TestFiles& files ) {
-          const FailingCall otherVolume( "linkat", EXDEV );
-          OsFsUtils::hardLinkOrCopy( files.path( "file" ), files.path( "to" ) );
-      },
-      []( const TestFiles& files ) { replaceByLink( files, "to", "outside/file" ); }, 1 },
+      linking( "top", "outside" ), 2 },
+    { "copyHierarchy to a folder", "from/sub/file=new to/ outside/file=stays", copyHierarchy,
+      linking( "to/sub", "outside" ), 1 },
+    { "copyHierarchy to its own folder", "from/file=new outside/file=stays", copyHierarchy,
+      linking( "to", "outside" ), 1 },
+    { "copyHierarchy to a file", "from/file=new to/ outside/file=stays", copyHierarchy,
+      linking( "to/file", "outside/file" ), 1 },
+    { "copyTo", "file=new outside/file=stays", copyFile, linking( "to", "outside/file" ), 4 },
+    { "copyTo an existing file", "file=new to=old outside/file=stays", copyFile,
+      linking( "to", "outside/file" ), 4 },
+    { "hardLinkOrCopy", "file=new outside/file=stays", copyToOtherVolume,
+      linking( "to", "outside/file" ), 1 },
     { "createFilePath", "outside/file=stays",
       []( const TestFiles& files ) {
           OsFsUtils::createFilePath( files.path( "a/b/file" ), OsFilePath(), PERMISSIONS );
@@ -119,38 +127,20 @@ void giveToOther( const TestFiles& files ) {
 }
 
 /// Each ends with a failure once it has made "to".
-const Intrusion failing[] = { { "copyTo", "file=new other=other's",
-                                []( const TestFiles& files ) {
-                                    const FailingCall full( "write", ENOSPC );
-                                    OsFile( files.path( "file" ) ).copyTo( files.path( "to" ) );
-                                },
-                                giveToOther, 1, "unlinkat" },
-                              { "copyTo that can't close", "file=new other=other's",
-                                []( const TestFiles& files ) {
-                                    const FailingCall closing( "close", EIO );
-                                    OsFile( files.path( "file" ) ).copyTo( files.path( "to" ) );
-                                },
-                                giveToOther, 1, "unlinkat" },
-                              { "hardLinkOrCopy", "file=new other=other's",
-                                []( const TestFiles& files ) {
-                                    const FailingCall otherVolume( "linkat", EXDEV );
-                                    const FailingCall full( "write", ENOSPC );
-                                    OsFsUtils::hardLinkOrCopy( files.path( "file" ),
-                                                               files.path( "to" ) );
-                                },
-                                giveToOther, 1, "unlinkat" },
-                              { "createFile", "other=other's",
-                                []( const TestFiles& files ) {
-                                    const FailingCall closing( "close", EIO );
-                                    OsFsUtils::createFile( files.path( "to" ), PERMISSIONS, true );
-                                },
-                                giveToOther, 1, "unlinkat" },
-                              { "an unbuffered writer", "other=other's",
-                                []( const TestFiles& files ) {
-                                    const FailingCall refusing( "fcntl", EIO );
-                                    OsFileWriter( files.path( "to" ), PERMISSIONS, true, true );
-                                },
-                                giveToOther, 1, "unlinkat" } };
+const Intrusion failing[] = {
+    { "copyTo", "file=new other=other's", copyFile, giveToOther, 1, "unlinkat", "write", ENOSPC },
+    { "copyTo that can't close", "file=new other=other's", copyFile, giveToOther, 1, "unlinkat",
+      "close", EIO },
+    { "hardLinkOrCopy", "file=new other=other's", copyToOtherVolume, giveToOther, 1, "unlinkat",
+      "write", ENOSPC },
+    { "createFile", "other=other's",
+      []( const TestFiles& files ) {
+          OsFsUtils::createFile( files.path( "to" ), PERMISSIONS, true );
+      },
+      giveToOther, 1, "unlinkat", "close", EIO },
+    { "an unbuffered writer", "other=other's",
+      []( const TestFiles& files ) { OsFileWriter( files.path( "to" ), PERMISSIONS, true, true ); },
+      giveToOther, 1, "unlinkat", "fcntl", EIO } };
 
 TEST( OsFileRaceTest, AFailureRemovesNobodyElsesFile ) {
     for( const Intrusion& intrusion : failing ) {

@@ -3,6 +3,7 @@
 #include <resmgt/osal/osMTFileReader.h>
 #include <resmgt/osal/osMTFileWriter.h>
 #include <resmgt/osal/test/testFiles.h>
+#include <tests/support/childProcess.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
@@ -11,7 +12,6 @@
 
 #include <array>
 #include <csignal>
-#include <deque>
 
 /// Many threads, two processes and a storm of signals, with every byte checked.
 
@@ -72,14 +72,9 @@ TEST( OsFileStressTest, ThreadsShareOneReaderAndOneWriterWithoutMixingTheirBytes
     OsMTFileWriter writer( files.path( "file" ), mine, true, false );
     OsMTFileReader reader( files.path( "file" ), false );
     const SignalStorm storm;
-    std::deque<TestThread> threads;
-    for( std::size_t own = 0; own < NB_THREADS; ++own ) {
-        threads.emplace_back(
-            [&, own] { transferBlocks( writer, reader, own, NB_THREADS, scaledCount( 4000 ) ); } );
-    }
-    for( TestThread& thread : threads ) {
-        thread.join();
-    }
+    TestThreads( NB_THREADS, [&]( std::size_t own ) {
+        transferBlocks( writer, reader, own, NB_THREADS, scaledCount( 4000 ) );
+    } ).join();
 }
 
 TEST( OsFileStressTest, ProcessesShareOneFileWithoutMixingTheirBytes ) {
@@ -96,9 +91,7 @@ TEST( OsFileStressTest, ProcessesShareOneFileWithoutMixingTheirBytes ) {
         ::_exit( ::testing::Test::HasFailure() ? 1 : 0 );
     }
     transfer( 0 );
-    int status = -1;
-    ASSERT_EQ( ::waitpid( child, &status, 0 ), child );
-    EXPECT_EQ( status, 0 );
+    expectSuccess( child );
 }
 
 TEST( OsFileStressTest, SignalsDontDisturbReservingAndCopying ) {

@@ -5,11 +5,9 @@
 #include <resmgt/osal/osMTFileWriter.h>
 #include <resmgt/osal/src/osUnbufferedInfo.h>
 #include <resmgt/osal/test/testFiles.h>
-#include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
 #include <cstdlib>
-#include <deque>
 #include <limits>
 #include <memory>
 

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <climits>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>

@@ -16,7 +16,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <list>
 
 namespace Qv {
 namespace {
@@ -83,14 +82,11 @@ TEST( OsWakeUpTest, LoopInPollOrMultiplexerMissesNoEventOfOtherThreads ) {
         OsMultiplexer multiplexer;
         multiplexer.registerEvent( wakeUp.getDescriptor(), OsMultiplexer::READABLE );
         long nbExecuted = 0;
-        std::list<TestThread> posters;
-        for( int i = 0; i < NB_POSTERS; ++i ) {
-            posters.emplace_back( [&] {
-                for( long event = 0; event < nbEvents; ++event ) {
-                    events.post( OPtr<EvEvent>( new CountEvent( nbExecuted ) ) );
-                }
-            } );
-        }
+        const TestThreads posters( NB_POSTERS, [&] {
+            for( long event = 0; event < nbEvents; ++event ) {
+                events.post( OPtr<EvEvent>( new CountEvent( nbExecuted ) ) );
+            }
+        } );
         // A wake-up that is lost is a hang, which the watchdog ends.
         while( nbExecuted < NB_POSTERS * nbEvents ) {
             if( usesMultiplexer ) {

@@ -40,6 +40,10 @@ class TestFiles {
 public:
     explicit TestFiles( const std::string& entries = "" ) {
         fs::permissions( _top.path(), fs::perms( 0755 ) );
+        add( entries );
+    }
+
+    void add( const std::string& entries ) const {
         std::istringstream all( entries );
         for( std::string entry; all >> entry; ) {
             const std::size_t end = std::min( entry.find_first_of( "=>|" ), entry.size() );

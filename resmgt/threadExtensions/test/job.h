@@ -6,10 +6,8 @@
 #include <tests/support/deadline.h>
 
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 namespace Qv {
 

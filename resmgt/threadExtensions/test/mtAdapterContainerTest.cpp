@@ -2,7 +2,7 @@
 
 #include <tests/support/testSettings.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <random>
 

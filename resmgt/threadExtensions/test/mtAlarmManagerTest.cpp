@@ -1,11 +1,10 @@
 #include <resmgt/threadExtensions/mtAlarmManager.h>
 
-#include <base/failure/exBase.h>
+#include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/threadExtensions/mtAlarmHandleCallback.h>
 #include <resmgt/threadExtensions/src/mtAlarmManagerImp.h>
 #include <resmgt/threadExtensions/src/mtAlarmQueue.h>
 #include <resmgt/threadExtensions/test/job.h>
-#include <resmgt/threadExtensions/test/threadStarts.h>
 #include <resmgt/threads/mtPriorityMgr.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/raisedBy.h>
@@ -289,9 +288,10 @@ TEST( MtAlarmManagerTest, ThreadEndsWithThePackageAndComesBackWithIt ) {
     EXPECT_THAT( raisedBy( [] { MtAlarmManager::getInstance().getPriority(); } ),
                  HasSubstr( "isStarted()" ) );
     MtAlarmManagerImp::allowStart();
-    nbStartsLeft = 0;
-    EXPECT_NE( raisedBy( [&] { dropped.arm(); } ), "" );
-    nbStartsLeft = UNLIMITED;
+    {
+        const FailingCall failing( "pthread_create", EAGAIN );
+        EXPECT_NE( raisedBy( [&] { dropped.arm(); } ), "" );
+    }
     EXPECT_FALSE( dropped.isArmed() );
     EXPECT_EQ( countThreads(), nbThreads - 1 );
     MtAlarmHandle again( "again" );
@@ -312,7 +312,7 @@ TEST( MtAlarmManagerTest, AfterACancellationNoCallComesFromWhateverThread ) {
         TestAlarm alarm;
     };
     std::array<Target, 6> targets;
-    const auto work = [&]( unsigned int number ) {
+    TestThreads( 4, [&]( unsigned int number ) {
         std::mt19937_64 random( testSeed() + number );
         for( long round = 0; round < scaledCount( 3000 ); ++round ) {
             Target& target = targets[random() % targets.size()];
@@ -326,14 +326,7 @@ TEST( MtAlarmManagerTest, AfterACancellationNoCallComesFromWhateverThread ) {
                 target.mayRun = false;
             }
         }
-    };
-    std::deque<TestThread> threads;
-    for( unsigned int number = 0; number < 4; ++number ) {
-        threads.emplace_back( [&work, number] { work( number ); } );
-    }
-    for( TestThread& thread : threads ) {
-        thread.join();
-    }
+    } ).join();
 }
 
 } // namespace

@@ -80,22 +80,17 @@ TEST_F( MtContainerTest, PushThatWasOvertakenOnceIsKeptThePlace ) {
 
 TEST_F( MtContainerTest, PushWhoseWaitRaisesLeavesItsPlaceToTheNext ) {
     EXPECT_TRUE( push( 0, 0.0 ) );
-    Gate sleeps( "the push goes to sleep" );
-    Gate fails( "its sleep fails" );
+    HoldPoint sleep( "the push goes to sleep" );
     TestThread failing( [&] {
-        const FutexWaitHook hook( [&] {
-            sleeps.open();
-            fails.wait();
-            return EPERM;
-        } );
+        const FutexWaitHook hook( sleep, EPERM );
         EXPECT_THROW( push( 1, Container::NO_LIMIT ), ExAssertionFailed );
     } );
-    sleeps.wait();
+    sleep.waitUntilReached();
     TestThread next( [&] { EXPECT_TRUE( push( 2, Container::NO_LIMIT ) ); } );
     awaitListed( 2 );
     // Wakes the one that fails; nothing is left that a pop could take out.
     EXPECT_EQ( pop(), 0 );
-    fails.open();
+    sleep.release();
     failing.join();
     next.join();
     EXPECT_EQ( pop(), 2 );

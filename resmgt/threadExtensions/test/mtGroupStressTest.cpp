@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <list>
 #include <random>
 
 /// The watchdog makes a lost wake-up a failure.
@@ -92,11 +91,9 @@ void stress( const MtGroupOptions& options ) {
     const auto seed = static_cast<unsigned int>( testSeed() );
     {
         Group group( "stress", 2, options );
-        std::list<TestThread> threads;
-        for( unsigned int i = 0; i < 3; ++i ) {
-            threads.emplace_back(
-                [&, i] { nbItems += produce( group, account, std::minstd_rand( seed + i ) ); } );
-        }
+        const TestThreads threads( 3, [&]( unsigned int i ) {
+            nbItems += produce( group, account, std::minstd_rand( seed + i ) );
+        } );
         for( long i = 0; i < scaledCount( 200 ); ++i ) {
             const MtPoolSnapshot snapshot = group.getSnapshot();
             EXPECT_LE( snapshot.nbRunning, 2u + 3u );
@@ -153,15 +150,12 @@ TEST( MtGroupStressTest, RestartsAndDiscardsLoseNoItemAndNoCount ) {
 TEST( MtGroupStressTest, ThreadsThatPushAllTheTimeOvertakeNobodyForEver ) {
     JobGroup group( "stress", 1, { .maximumSize = 1 } );
     std::atomic<bool> isOver = false;
-    std::list<TestThread> greedy;
-    for( int i = 0; i < 2; ++i ) {
-        greedy.emplace_back( [&] {
-            const Producer producer( group );
-            while( !isOver ) {
-                producer.push( nullptr );
-            }
-        } );
-    }
+    TestThreads greedy( 2, [&] {
+        const Producer producer( group );
+        while( !isOver ) {
+            producer.push( nullptr );
+        }
+    } );
     {
         const Producer patient( group );
         for( long round = scaledCount( 1000 ); round > 0; --round ) {
@@ -169,7 +163,7 @@ TEST( MtGroupStressTest, ThreadsThatPushAllTheTimeOvertakeNobodyForEver ) {
         }
     }
     isOver = true;
-    greedy.clear();
+    greedy.join();
 }
 
 } // namespace

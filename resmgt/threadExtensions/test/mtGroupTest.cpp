@@ -1,6 +1,7 @@
 #include <resmgt/threadExtensions/mtGroup.h>
 
 #include <resmgt/threadExtensions/test/job.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/raisedBy.h>
@@ -9,7 +10,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <sstream>
 
 namespace Qv {
 namespace {
@@ -287,22 +287,13 @@ TYPED_TEST( MtGroupTest, PushThatRaisesLeavesNothingAndPassesThePlaceOn ) {
     const Producer producer( group );
     this->occupyWorker( producer );
     const std::string large( 100, 'x' );
-    int nbFailures = 0;
-    for( bool hasFailed = true; hasFailed; ) {
-        const Job job = producer.make( [large] { EXPECT_EQ( large.size(), 100u ); } );
-        const FailingNew failing( nbFailures );
-        try {
-            group.push( job );
-            hasFailed = false;
-        } catch( const std::bad_alloc& ) {
-            ++nbFailures;
-            ASSERT_EQ( producer.count(), 1u );
-        }
-    }
-    EXPECT_GT( nbFailures, 0 );
+    const Job job = producer.make( [large] { EXPECT_EQ( large.size(), 100u ); } );
+    EXPECT_GT( forEachFailingNew(
+                   [&] { group.push( job ); },
+                   [&]( bool hasFailed ) { ASSERT_EQ( producer.count(), hasFailed ? 1u : 2u ); } ),
+               0 );
     EXPECT_EQ( group.getSnapshot().nbQueued, 1u );
     // Blocked at the first allocation of a wait, and of an item that has waited.
-    const Job job = producer.make( [large] {} );
     TestThread unlucky( [&] {
         const FailingNew none( 0 );
         EXPECT_THROW( group.push( job ), std::bad_alloc );
@@ -439,18 +430,10 @@ TYPED_TEST( MtGroupTest, DestructorRefusesProducersThatHaventEndedAfterAllElseIs
 
 TYPED_TEST( MtGroupTest, ConstructionThatFailsAnywhereLeavesNoWorker ) {
     const unsigned int nbThreads = countThreads();
-    int nbFailures = 0;
-    for( bool hasFailed = true; hasFailed; ++nbFailures ) {
-        hasFailed = false;
-        try {
-            const FailingNew failing( nbFailures );
-            const TypeParam group( "group", 2 );
-        } catch( const std::exception& ) {
-            hasFailed = true;
-        }
-        ASSERT_EQ( countThreads(), nbThreads ) << nbFailures;
-    }
-    EXPECT_GT( nbFailures, 10 );
+    const int nbFailures = forEachFailingNew<std::exception>(
+        [] { const TypeParam group( "group", 2 ); },
+        [&]( bool ) { ASSERT_EQ( countThreads(), nbThreads ); } );
+    EXPECT_GE( nbFailures, 10 );
 }
 
 TYPED_TEST( MtGroupTest, DerivedGroupHasItsHooksCalledAndMayPushInThem ) {
@@ -489,10 +472,9 @@ TEST( MtGroupDumpTest, DumpHasThePoolAndItsSnapshot ) {
     producer.push( [&] { busy.pass(); } );
     busy.waitUntilReached();
     producer.push( nullptr );
-    std::ostringstream text;
-    text << group;
-    EXPECT_EQ( text.str(), "painters threads 1 running prio 0 queued 1 most 1 running 1 done 0 "
-                           "discarded 0 blocked producers 0 waits 0 longest wait 0 s" );
+    EXPECT_EQ( dumpOf( group ),
+               "painters threads 1 running prio 0 queued 1 most 1 running 1 done 0 "
+               "discarded 0 blocked producers 0 waits 0 longest wait 0 s" );
     busy.release();
 }
 

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace Qv {
 namespace {
@@ -25,10 +26,7 @@ TEST( MtRequestMgrTest, MisuseIsAnAssertionAndLeavesTheCounts ) {
     EXPECT_TRUE( tag.isValid() );
     EXPECT_FALSE( tag == none );
     EXPECT_FALSE( tag == mgr.acquireTag() );
-    const struct {
-        std::function<void()> misuse;
-        const char* text;
-    } cases[] = {
+    const std::pair<std::function<void()>, const char*> cases[] = {
         { [&] { mgr.incRequestCount( none ); }, "tag.isValid()" },
         { [&] { mgr.decRequestCount( none ); }, "tag.isValid()" },
         { [&] { mgr.waitRequestCountZero( none ); }, "tag.isValid()" },
@@ -47,8 +45,8 @@ TEST( MtRequestMgrTest, MisuseIsAnAssertionAndLeavesTheCounts ) {
          },
           "!isInWork( tag )" },
     };
-    for( const auto& each : cases ) {
-        EXPECT_THAT( raisedBy<ExAssertionFailed>( each.misuse ), HasSubstr( each.text ) );
+    for( const auto& [misuse, text] : cases ) {
+        EXPECT_THAT( raisedBy<ExAssertionFailed>( misuse ), HasSubstr( text ) );
     }
     EXPECT_EQ( mgr.getRequestCount( tag ), 1u );
     mgr.decRequestCount( tag );

@@ -1,11 +1,12 @@
 #include <resmgt/threadExtensions/mtThreadPool.h>
 
 #include <base/failure/assertions.h>
+#include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/threadExtensions/test/job.h>
-#include <resmgt/threadExtensions/test/threadStarts.h>
 #include <resmgt/threads/mtPriorityMgr.h>
 #include <resmgt/threads/mtThreadMgr.h>
 #include <resmgt/threads/priorityRelation.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/gate.h>
 #include <tests/support/raisedBy.h>
@@ -17,30 +18,9 @@
 #include <pthread.h>
 #include <sched.h>
 
-#include <array>
 #include <map>
+#include <optional>
 #include <set>
-#include <sstream>
-
-extern "C" {
-int __real_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
-                           void* ( *routine )(void*), void* argument );
-int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
-                           void* ( *routine )(void*), void* argument );
-}
-
-using Qv::nbStartsLeft;
-using Qv::UNLIMITED;
-
-// This program's own; the standard library's threads start without it.
-int __wrap_pthread_create( pthread_t* thread, const pthread_attr_t* attributes,
-                           void* ( *routine )(void*), void* argument ) {
-    if( nbStartsLeft == 0 ) {
-        return EAGAIN;
-    }
-    nbStartsLeft -= nbStartsLeft != UNLIMITED ? 1 : 0;
-    return __real_pthread_create( thread, attributes, routine, argument );
-}
 
 namespace Qv {
 namespace {
@@ -149,9 +129,7 @@ TEST( MtThreadPoolTest, OneRelationMovesAllWorkers ) {
     {
         const PriorityRelation above( "above", anchor, PriorityRelation::LESS, pool );
         EXPECT_EQ( countAt( 3 ), 3 );
-        std::ostringstream text;
-        text << pool;
-        EXPECT_EQ( text.str(), "counting threads 3 running prio 3" );
+        EXPECT_EQ( dumpOf( pool ), "counting threads 3 running prio 3" );
     }
     EXPECT_EQ( countAt( 0 ), 3 );
     pool.stop();
@@ -180,35 +158,24 @@ TEST( MtThreadPoolTest, WorkersKnowTheirPoolAndMustNotStopIt ) {
 
 TEST( MtThreadPoolTest, StartThatFailsAnywhereLeavesNothingAndTheNextOneWorks ) {
     const unsigned int nbThreads = countThreads();
-    std::ostringstream graphBefore;
-    bool hasFailed = true;
     CountingPool pool( 3 );
-    MtPriorityMgr::getInstance().dump( graphBefore );
-    for( int nbSucceeding = 0; hasFailed; ++nbSucceeding ) {
+    const std::string before = dumpOf( MtPriorityMgr::getInstance() );
+    const auto check = [&]( bool hasFailed ) {
+        ASSERT_EQ( pool.isRunning(), !hasFailed );
+        ASSERT_EQ( countThreads(), hasFailed ? nbThreads : nbThreads + 3 );
+        ASSERT_EQ( dumpOf( MtPriorityMgr::getInstance() ) == before, hasFailed );
+        pool.stop();
         pool.rearm();
-        hasFailed = false;
-        try {
-            const FailingNew failing( nbSucceeding );
-            pool.start();
-        } catch( const std::exception& ) {
-            hasFailed = true;
-            ASSERT_FALSE( pool.isRunning() );
-            ASSERT_EQ( countThreads(), nbThreads ) << nbSucceeding;
-            std::ostringstream graph;
-            MtPriorityMgr::getInstance().dump( graph );
-            ASSERT_EQ( graph.str(), graphBefore.str() ) << nbSucceeding;
-        }
-    }
-    EXPECT_TRUE( pool.isRunning() );
-    EXPECT_EQ( countThreads(), nbThreads + 3 );
-    pool.stop();
+    };
+    forEachFailingNew<std::exception>( [&] { pool.start(); }, check );
 }
 
 TEST( MtThreadPoolTest, StartWithoutThreadsEnoughStopsThoseThatRun ) {
     const unsigned int nbThreads = countThreads();
     for( int nbStarted = 0; nbStarted < 3; ++nbStarted ) {
         CountingPool pool( 3 );
-        nbStartsLeft = nbStarted;
+        std::optional<FailingCall> failing( std::in_place, "pthread_create", EAGAIN,
+                                            FailingCall::FOR_GOOD, nbStarted + 1 );
         EXPECT_THROW( pool.start(), ExAssertionFailed );
         EXPECT_FALSE( pool.isRunning() );
         EXPECT_EQ( countThreads(), nbThreads );
@@ -219,23 +186,19 @@ TEST( MtThreadPoolTest, StartWithoutThreadsEnoughStopsThoseThatRun ) {
         }
         EXPECT_THROW( JobGroup( "group", 4, { .maximumSize = 1 } ), ExAssertionFailed );
         EXPECT_EQ( countThreads(), nbThreads );
-        nbStartsLeft = UNLIMITED;
+        failing.reset();
         pool.rearm();
         pool.start();
         EXPECT_EQ( countThreads(), nbThreads + 3 );
     }
-    CountingPool large( 1000 );
-    nbStartsLeft = 20;
-    EXPECT_THROW( large.start(), ExAssertionFailed );
-    nbStartsLeft = UNLIMITED;
-    EXPECT_EQ( countThreads(), nbThreads );
     JobGroup group( "group", 2 );
     const Producer producer( group );
     group.stop();
-    nbStartsLeft = 1;
-    EXPECT_THROW( group.start( 3 ), ExAssertionFailed );
+    {
+        const FailingCall failing( "pthread_create", EAGAIN, FailingCall::FOR_GOOD, 2 );
+        EXPECT_THROW( group.start( 3 ), ExAssertionFailed );
+    }
     EXPECT_EQ( group.getNbThreads(), 2u );
-    nbStartsLeft = UNLIMITED;
     EXPECT_THAT( raisedBy<ExAssertionFailed>( [&] { producer.push( nullptr ); } ),
                  HasSubstr( "_nbServing != 0" ) );
     group.start();

@@ -2,8 +2,9 @@
 #include <resmgt/threads/mtPriorityMgr.h>
 #include <resmgt/threads/mtThreadGroup.h>
 #include <resmgt/threads/mtThreadTimes.h>
-#include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <resmgt/threads/test/threadCalls.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/testThread.h>
@@ -13,7 +14,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <sstream>
 
 namespace Qv {
 namespace {
@@ -23,11 +23,7 @@ using ::testing::HasSubstr;
 /// What a failure must leave as it was.
 struct Known {
     int nbThreads = mgr().getNbThreads();
-    std::string graph = [] {
-        std::ostringstream stream;
-        MtPriorityMgr::getInstance().dump( stream );
-        return stream.str();
-    }();
+    std::string graph = dumpOf( MtPriorityMgr::getInstance() );
 
     bool operator==( const Known& ) const = default;
 };
@@ -51,7 +47,7 @@ TEST_F( MtFaultsTest, ARefusedStartLeavesTheThreadAsItWas ) {
         for( const auto times : { FailingCall::ONCE, FailingCall::FOR_GOOD } ) {
             SCOPED_TRACE( call );
             {
-                const FailingCall failing( call, EINVAL, times );
+                const ProcessFailingCall failing( call, EINVAL, times );
                 EXPECT_THAT( assertedBy( [&] { thread->start(); } ), HasSubstr( call ) );
             }
             EXPECT_FALSE( thread->isRunning() );
@@ -81,7 +77,7 @@ TEST_F( MtFaultsTest, WhoComesLateToAJoinWaitsForNoOtherRun ) {
     body.release();
     thread->join();
     {
-        const FailingCall failing( "pthread_create", EAGAIN );
+        const ProcessFailingCall failing( "pthread_create", EAGAIN );
         EXPECT_THAT( assertedBy( [&] { thread->start(); } ), HasSubstr( "pthread_create" ) );
     }
     late.release();
@@ -94,7 +90,7 @@ TEST_F( MtFaultsTest, WhatANewThreadRaisesBeforeItsBodyComesOutOfJoin ) {
         SCOPED_TRACE( call );
         const OPtr<MtThread> thread = makeThread( [this]( MtThread& ) { _hasRun = true; } );
         {
-            const FailingCall failing( call, EINVAL );
+            const ProcessFailingCall failing( call, EINVAL );
             thread->start();
             EXPECT_THAT( raisedBy( [&] { thread->join(); } ), HasSubstr( call ) );
         }
@@ -109,18 +105,14 @@ TEST_F( MtFaultsTest, WhatANewThreadRaisesBeforeItsBodyComesOutOfJoin ) {
 TEST_F( MtFaultsTest, ARefusalIsNoFailure ) {
     for( const char* const call : { "setpriority", "sched_setaffinity" } ) {
         for( const int error : { EPERM, EACCES } ) {
-            const FailingCall failing( call, error );
-            const OPtr<MtThread> thread = makeThread( [this]( MtThread& ) { _hasRun = true; } );
-            thread->start();
-            thread->join();
+            const ProcessFailingCall failing( call, error );
+            runThread( [this]( MtThread& ) { _hasRun = true; } );
             EXPECT_TRUE( failing.hasFailed() );
             EXPECT_TRUE( std::exchange( _hasRun, false ) ) << call;
         }
     }
-    const FailingCall noTimes( "getrusage", EINVAL );
-    const OPtr<MtThread> thread = makeThread( nullptr );
-    thread->start();
-    thread->join();
+    const ProcessFailingCall noTimes( "getrusage", EINVAL );
+    runThread( nullptr );
     EXPECT_TRUE( noTimes.hasFailed() );
 }
 
@@ -184,10 +176,10 @@ TEST_F( MtFaultsTest, StackSizesAreCheckedAndTheLeastIsEnoughForABody ) {
 
 TEST_F( MtFaultsTest, TimesThatCanNotBeReadAreAnAssertion ) {
     {
-        const FailingCall failing( "getrusage", EINVAL );
+        const ProcessFailingCall failing( "getrusage", EINVAL );
         EXPECT_THAT( assertedBy( [] { MtThreadTimes::timeSplit(); } ), HasSubstr( "getrusage" ) );
     }
-    const FailingCall failing( "pthread_getcpuclockid", ESRCH );
+    const ProcessFailingCall failing( "pthread_getcpuclockid", ESRCH );
     EXPECT_THAT( assertedBy( [] { MtThreadTimes::timeSplit( *mgr().getMainThread() ); } ),
                  HasSubstr( "pthread_getcpuclockid" ) );
 }

@@ -8,12 +8,10 @@
 
 #include <gmock/gmock.h>
 
-#include <deque>
 #include <fstream>
 #include <map>
 #include <regex>
 #include <string>
-#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -49,12 +47,7 @@ TEST_F( MtLogTraceDeathTest, ABlockingTraceLosesNothingHoweverFastItIs ) {
         LgTrace::print( std::string( 2 * MAX_SIZE, 'x' ).c_str() );
     };
     const auto run = [&] {
-        {
-            std::deque<TestThread> threads;
-            for( int i = 0; i < NB_THREADS; ++i ) {
-                threads.emplace_back( trace );
-            }
-        }
+        TestThreads( NB_THREADS, trace ).join();
         return LgLog::flush( FLUSH_SECONDS ) ? 0 : 1;
     };
     EXPECT_EXIT( ::_exit( run() ), ::testing::ExitedWithCode( 0 ), "" );
@@ -84,25 +77,22 @@ TEST_F( MtLogTraceDeathTest, ASynchronousTraceIsOnStandardOutputAtOnceAndNowhere
     const auto run = [&] {
         const std::string output = ( _directory.path() / "output.txt" ).string();
         ::dup2( ::open( output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600 ), STDOUT_FILENO );
-        OPtr<MtThread> thread = makeThread(
+        runThread(
             []( MtThread& ) {
                 LgTrace::print( "traced" );
                 const LgQueue::SuppressGuard suppress( *LgLog::getQueue() );
                 LgTrace::print( "suppressed" );
             },
             "tracing" );
-        thread->start();
-        thread->join();
-        std::ifstream file( output );
-        const std::string text( std::istreambuf_iterator<char>( file ), {} );
         const std::regex expected( "00:00:[0-9.]* \\[Tracing       \\] tracing    traced\n" );
-        return std::regex_match( text, expected ) && LgLog::flush( FLUSH_SECONDS ) ? 0 : 1;
+        return std::regex_match( readFile( output ), expected ) && LgLog::flush( FLUSH_SECONDS )
+                   ? 0
+                   : 1;
     };
     EXPECT_EXIT( ::_exit( run() ), ::testing::ExitedWithCode( 0 ), "" );
-    std::ifstream file( _file );
-    const std::string text( std::istreambuf_iterator<char>( file ), {} );
-    EXPECT_THAT( text, ::testing::AllOf( ::testing::StartsWith( "Logger started on " ),
-                                         ::testing::Not( ::testing::HasSubstr( "traced" ) ) ) );
+    EXPECT_THAT( readFile( _file ),
+                 ::testing::AllOf( ::testing::StartsWith( "Logger started on " ),
+                                   ::testing::Not( ::testing::HasSubstr( "traced" ) ) ) );
 }
 
 } // namespace Qv

@@ -5,6 +5,7 @@
 #include <resmgt/logger/qvLog.h>
 #include <resmgt/threads/mtExternalThread.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <tests/support/childProcess.h>
 #include <tests/support/deadline.h>
 #include <tests/support/deniedCall.h>
 #include <tests/support/scopedEnvironment.h>
@@ -49,19 +50,6 @@ struct Record {
     std::array<std::atomic<int>, NB_THREADS> nbLogged;
     /// Those that were over when the process set out to end.
     std::array<std::atomic<int>, NB_THREADS> nbLoggedBeforeEnd;
-
-    static Record& map( const std::string& path ) {
-        const int file = ::open( path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600 );
-        void* const memory =
-            ::ftruncate( file, sizeof( Record ) ) == 0
-                ? ::mmap( nullptr, sizeof( Record ), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0 )
-                : MAP_FAILED;
-        ::close( file );
-        if( memory == MAP_FAILED ) {
-            std::abort();
-        }
-        return *static_cast<Record*>( memory );
-    }
 };
 
 /// One thread's lines, as they stand in the log and after that in the tail.
@@ -186,7 +174,8 @@ void logForEver( std::size_t index, bool isFlood, Record& record ) {
 /// In the process that ends.
 void logUntil( const End& end ) {
     const std::string log = WideStringUtil::narrowMB( LgLog::getLevelFile( LgTypes::Warning ) );
-    Record& record = Record::map( log + ".record" );
+    const SharedFile<Record> shared( log + ".record" );
+    Record& record = *shared;
     record.process.store( ::getpid() );
     for( std::size_t i = 0; i < NB_THREADS; ++i ) {
         OPtr<MtThread> thread =
@@ -244,15 +233,15 @@ TEST( MtLoggerDeathTest, TheLogHasEachThreadsLinesUpToTheBoundHoweverTheProcessE
             } else {
                 EXPECT_EXIT( logUntil( end ), ::testing::ExitedWithCode( 1 ), "" );
             }
-            const Record& record = Record::map( log.string() + ".record" );
+            const SharedFile<Record> record( log.string() + ".record" );
             Stories stories;
             readLog( log, stories );
             if( end.hasTail ) {
-                takeTail( record.process, stories );
+                takeTail( record->process, stories );
             }
             for( std::size_t i = 0; i < NB_THREADS; ++i ) {
                 SCOPED_TRACE( i );
-                checkStory( end, stories[i], record.nbLogged[i], record.nbLoggedBeforeEnd[i] );
+                checkStory( end, stories[i], record->nbLogged[i], record->nbLoggedBeforeEnd[i] );
             }
         }
     }
@@ -281,13 +270,7 @@ TEST( MtLoggerDeathTest, AStatementNeedsNeitherMemoryNorTheSystem ) {
         }
         ::_exit( 0 );
     };
-    EXPECT_EXIT(
-        {
-            const OPtr<MtThread> thread = makeThread( [&]( MtThread& ) { log(); } );
-            thread->start();
-            thread->join();
-        },
-        ::testing::ExitedWithCode( 0 ), "" );
+    EXPECT_EXIT( runThread( [&]( MtThread& ) { log(); } ), ::testing::ExitedWithCode( 0 ), "" );
     EXPECT_EXIT( std::async( std::launch::async,
                              [&] {
                                  const MtExternalThreadGuard guard( "adopted" );

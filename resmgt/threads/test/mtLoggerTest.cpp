@@ -7,23 +7,21 @@
 #include <resmgt/threads/mtLogger.h>
 #include <resmgt/threads/src/mtQueueObserver.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <tests/support/childProcess.h>
 #include <tests/support/deadline.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/tempDirectory.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <exception>
-#include <fstream>
-#include <memory>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <thread>
@@ -67,11 +65,6 @@ std::vector<int> findLines( const std::string& text ) {
     return numbers;
 }
 
-std::vector<int> readLines( const std::filesystem::path& path ) {
-    std::ifstream file( path );
-    return findLines( std::string( std::istreambuf_iterator<char>( file ), {} ) );
-}
-
 /// Reads from now on what the level's pipe has, for ever.
 void drainLevelFile() {
     const std::string path = WideStringUtil::narrowMB( LgLog::getLevelFile( LgTypes::Warning ) );
@@ -83,10 +76,8 @@ void drainLevelFile() {
 }
 
 std::vector<int> firstNumbers( int nb ) {
-    std::vector<int> numbers;
-    for( int i = 0; i < nb; ++i ) {
-        numbers.push_back( i );
-    }
+    std::vector<int> numbers( static_cast<std::size_t>( nb ) );
+    std::iota( numbers.begin(), numbers.end(), 0 );
     return numbers;
 }
 
@@ -186,38 +177,33 @@ protected:
     const ScopedEnvironment _warnings;
 };
 
-TEST_F( MtLoggerEndTest, NothingIsLostHoweverTheProcessEndsItself ) {
-    const std::vector<std::pair<const char*, void ( * )()>> ends = {
-        { "terminate", [] { std::terminate(); } },
+TEST_F( MtLoggerEndTest, NothingIsLostHoweverTheProcessEndsItselfNorAfterTheCrashSequence ) {
+    const std::pair<const char*, void ( * )()> ends[] = {
+        { "terminate",
+          [] {
+              logLines( NB_LINES );
+              std::terminate();
+          } },
         { "crash sequence",
           [] {
+              logLines( NB_LINES );
               MtLogger::haltAndFlushOnCrash();
               MtLogger::haltAndFlushOnCrash();
               ::_exit( LgLog::isLoggerActive() ? 2 : 1 );
+          } },
+        { "statements go on",
+          [] {
+              MtLogger::haltAndFlushOnCrash();
+              logLines( NB_LINES );
+              ::_exit( 1 );
           } },
     };
     for( const auto& [name, end] : ends ) {
         SCOPED_TRACE( name );
         std::filesystem::remove( _file );
-        EXPECT_EXIT(
-            {
-                logLines( NB_LINES );
-                end();
-            },
-            ::testing::ExitedWithCode( 1 ), "" );
-        EXPECT_EQ( readLines( _file ), firstNumbers( NB_LINES ) );
+        EXPECT_EXIT( end(), ::testing::ExitedWithCode( 1 ), "" );
+        EXPECT_EQ( findLines( readFile( _file ) ), firstNumbers( NB_LINES ) );
     }
-}
-
-TEST_F( MtLoggerEndTest, StatementsGoOnAfterTheCrashSequence ) {
-    EXPECT_EXIT(
-        {
-            MtLogger::haltAndFlushOnCrash();
-            logLines( NB_LINES );
-            ::_exit( 0 );
-        },
-        ::testing::ExitedWithCode( 0 ), "" );
-    EXPECT_EQ( readLines( _file ), firstNumbers( NB_LINES ) );
 }
 
 /// The child ends the forking thread's part of the library, while another thread of its parent has
@@ -246,9 +232,7 @@ TEST_F( MtLoggerEndTest, AReaderThatDoesNotEndIsLeftAndAForkedChildWaitsForNothi
                 LgLog::destroy();
                 ::_exit( 0 );
             }
-            int status = -1;
-            ::waitpid( child, &status, 0 );
-            EXPECT_EQ( status, 0 );
+            expectSuccess( child );
         } );
         forking.join();
         MtLogger::start();

@@ -6,9 +6,10 @@
 #include <resmgt/threads/src/posix/mtProcessSearchPosix.h>
 #include <resmgt/threads/src/posix/mtProcessorSetPosix.h>
 #include <resmgt/threads/src/posix/mtSchedulerPosix.h>
-#include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <resmgt/threads/test/threadCalls.h>
 #include <resmgt/threads/test/tracedText.h>
+#include <tests/support/childProcess.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/scopedEnvironment.h>
 #include <tests/support/testThread.h>
@@ -17,7 +18,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <map>
 #include <memory>
@@ -341,7 +341,7 @@ TEST( MtRealTimeDeathTest, WhateverFailsInBetweenIsUndone ) {
                          bool hasFailed = true;
                          for( long nth = 1; hasFailed && nth < 100; ++nth ) {
                              {
-                                 const FailingCall failing( call, error, times, nth );
+                                 const ProcessFailingCall failing( call, error, times, nth );
                                  const std::string raised =
                                      assertedBy( [] { mgr().setRealTime( true ); } );
                                  hasFailed = failing.hasFailed();
@@ -378,9 +378,7 @@ TEST( MtProcessSearchTest, FindsAProcessByTheNameThatTheSystemShows ) {
                "a child's name" );
     EXPECT_EQ( MtProcessSearchPosix::find( "companion.exe" ), child );
     ::close( ends[1] );
-    int status = -1;
-    EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
-    EXPECT_EQ( status, 0 );
+    expectSuccess( child );
     EXPECT_EQ( MtProcessSearchPosix::find( "companion.exe" ), 0 );
 }
 
@@ -403,7 +401,7 @@ TEST( MtPlacementTest, AMaskIsKeptAndAppliedWhileTheThreadLives ) {
     EXPECT_EQ( thread->getProcessorAffinity(), all );
     {
         // Nobody is asked for a thread that doesn't run.
-        const FailingCall failing( "sched_setaffinity", EINVAL );
+        const ProcessFailingCall failing( "sched_setaffinity", EINVAL );
         thread->setProcessorNb( -1 );
         EXPECT_EQ( thread->getProcessorAffinity(), all );
         thread->setProcessorNb( firstNb + 32 );
@@ -419,7 +417,7 @@ TEST( MtPlacementTest, AMaskIsKeptAndAppliedWhileTheThreadLives ) {
     thread->setProcessorAffinity( all );
     EXPECT_EQ( maskOf( numberOf( *thread ) ), all );
     {
-        const FailingCall failing( "sched_setaffinity", EINVAL, FailingCall::ONCE );
+        const ProcessFailingCall failing( "sched_setaffinity", EINVAL, FailingCall::ONCE );
         EXPECT_THAT( assertedBy( [&] { thread->setProcessorAffinity( first ); } ),
                      testing::HasSubstr( "sched_setaffinity" ) );
     }
@@ -439,10 +437,7 @@ TEST( MtPlacementDeathTest, AThreadWithoutAMaskGetsTheWholeSetUnlessTheEnvironme
                          const unsigned long long first = all & ~( all - 1 );
                          mgr().getMainThread()->setProcessorAffinity( first );
                          unsigned long long atStart = 0;
-                         const OPtr<MtThread> thread =
-                             makeThread( [&]( MtThread& ) { atStart = maskOf( 0 ); } );
-                         thread->start();
-                         thread->join();
+                         runThread( [&]( MtThread& ) { atStart = maskOf( 0 ); } );
                          EXPECT_EQ( mgr().getMainThread()->getAllProcessorAffinityMask(), all );
                          return atStart == ( runOn[0] == '1' ? all : first );
                      } ),
@@ -451,7 +446,7 @@ TEST( MtPlacementDeathTest, AThreadWithoutAMaskGetsTheWholeSetUnlessTheEnvironme
 }
 
 TEST( MtPlacementTest, ASetHoldsAnyNumberOfProcessors ) {
-    const FailingCall small( "sched_getaffinity", EINVAL, FailingCall::ONCE );
+    const ProcessFailingCall small( "sched_getaffinity", EINVAL, FailingCall::ONCE );
     const MtProcessorSetPosix set = MtProcessorSetPosix::ofThread( 0 );
     EXPECT_TRUE( small.hasFailed() );
     EXPECT_TRUE( set.applyTo( 0 ) );

@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <utility>
 
 #include <unistd.h>
 
@@ -208,24 +209,21 @@ TEST( MtThreadsPackageDeathTest, ThreadsThatRemainAtTheEndAreReportedAndEndByThe
 }
 
 TEST( MtThreadTest, TheConfiguredStackSizeIsWhatThreadsGet ) {
-    const struct {
-        const char* variable;
-        int expected;
-    } cases[] = {
+    const std::pair<const char*, int> cases[] = {
         { "1048576", 1048576 }, { "nonsense", 2097152 },    { "", 2097152 }, { "0", 2097152 },
         { "-5", 2097152 },      { "99999999999", 2097152 }, { "1", 1 } };
-    for( const auto& c : cases ) {
-        SCOPED_TRACE( c.variable );
+    for( const auto& [variable, expected] : cases ) {
+        SCOPED_TRACE( variable );
         InPackageFrame& frame = InPackageFrame::getInstance();
         frame.stop();
         {
-            const ScopedEnvironment environment( "QV_THREAD_STACK_SIZE_DEFAULT", c.variable );
+            const ScopedEnvironment environment( "QV_THREAD_STACK_SIZE_DEFAULT", variable );
             frame.start();
         }
-        EXPECT_EQ( MtThread::getDefaultStackSize(), c.expected );
+        EXPECT_EQ( MtThread::getDefaultStackSize(), expected );
         bool hasRun = false;
         const OPtr<MtThread> thread = makeThread( [&]( MtThread& ) { hasRun = true; } );
-        EXPECT_EQ( thread->getMaximumStackSize(), static_cast<std::uint64_t>( c.expected ) );
+        EXPECT_EQ( thread->getMaximumStackSize(), static_cast<std::uint64_t>( expected ) );
         thread->start();
         thread->join();
         EXPECT_TRUE( hasRun );

@@ -31,18 +31,13 @@ public:
         : _seed( seed ) {}
 
     void run( long nbSteps ) {
-        {
-            std::vector<std::unique_ptr<TestThread>> actors;
-            for( std::uint64_t i = 0; i < NB_ACTORS; ++i ) {
-                actors.push_back( std::make_unique<TestThread>( [this, i, nbSteps] {
-                    const MtExternalThreadGuard guard( "actor" );
-                    std::mt19937_64 random( _seed + i );
-                    for( long step = 0; step < nbSteps; ++step ) {
-                        act( random );
-                    }
-                } ) );
+        TestThreads( NB_ACTORS, [this, nbSteps]( std::uint64_t i ) {
+            const MtExternalThreadGuard guard( "actor" );
+            std::mt19937_64 random( _seed + i );
+            for( long step = 0; step < nbSteps; ++step ) {
+                act( random );
             }
-        }
+        } ).join();
         mgr().setRealTime( false );
         for( auto& place : _places ) {
             if( place ) {

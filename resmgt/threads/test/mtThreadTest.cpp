@@ -7,9 +7,11 @@
 #include <resmgt/threads/priorityUpdate.h>
 #include <resmgt/threads/src/mtThreadTrace.h>
 #include <resmgt/threads/src/posix/mtThreadNamePosix.h>
-#include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <resmgt/threads/test/threadCalls.h>
 #include <resmgt/threads/test/tracedText.h>
+#include <tests/support/childProcess.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/raisedBy.h>
@@ -22,11 +24,11 @@
 #include <array>
 #include <cerrno>
 #include <fstream>
-#include <future>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <pthread.h>
@@ -37,12 +39,6 @@ namespace Qv {
 namespace {
 
 using ::testing::HasSubstr;
-
-std::string dumpOf( const auto& object ) {
-    std::ostringstream stream;
-    stream << object;
-    return stream.str();
-}
 
 TEST( MtThreadTest, IsMadeStartedJoinedAndStartedAgain ) {
     const int nbBefore = mgr().getNbThreads();
@@ -121,11 +117,9 @@ TEST( MtThreadTest, TheSystemShowsTheNamesHeadAndItsNumber ) {
         EXPECT_EQ( MtThreadNamePosix::makeShown( name ), shown );
     }
     std::string seen;
-    const OPtr<MtThread> thread = makeThread(
+    runThread(
         [&]( MtThread& ) { std::getline( std::ifstream( "/proc/thread-self/comm" ), seen ); },
         "painter of tiles 7" );
-    thread->start();
-    thread->join();
     EXPECT_EQ( seen, "painter of til7" );
 }
 
@@ -182,10 +176,7 @@ TEST( MtThreadTest, ATimedJoinGivesUpAndChangesNothing ) {
 
 TEST( MtThreadTest, ToJoinWhatCanNotEndIsAnAssertion ) {
     std::string raised;
-    const OPtr<MtThread> thread =
-        makeThread( [&]( MtThread& self ) { raised = assertedBy( [&] { self.join(); } ); } );
-    thread->start();
-    thread->join();
+    runThread( [&]( MtThread& self ) { raised = assertedBy( [&] { self.join(); } ); } );
     EXPECT_EQ( raised, "!isCurrentThread()" );
     MtThread& main = *mgr().getMainThread();
     EXPECT_EQ( assertedBy( [&] { main.join(); } ), "!isCurrentThread()" );
@@ -194,11 +185,7 @@ TEST( MtThreadTest, ToJoinWhatCanNotEndIsAnAssertion ) {
 
 TEST( MtThreadTest, ABodyThatDestroysItsThreadGoesOnWithoutIt ) {
     const int nbBefore = mgr().getNbThreads();
-    const std::string graphBefore = [&] {
-        std::ostringstream stream;
-        MtPriorityMgr::getInstance().dump( stream );
-        return stream.str();
-    }();
+    const std::string graphBefore = dumpOf( MtPriorityMgr::getInstance() );
     Gate ended( "end of the body" );
     std::string raised;
     OPtr<MtThread> thread;
@@ -217,9 +204,7 @@ TEST( MtThreadTest, ABodyThatDestroysItsThreadGoesOnWithoutIt ) {
     body.release();
     ended.wait();
     EXPECT_EQ( raised, "!isCurrentThread()" );
-    std::ostringstream graph;
-    MtPriorityMgr::getInstance().dump( graph );
-    EXPECT_EQ( graph.str(), graphBefore );
+    EXPECT_EQ( dumpOf( MtPriorityMgr::getInstance() ), graphBefore );
 }
 
 TEST( MtThreadTest, DestroyingStopsWaitsDetachesRemovesAndThenRaises ) {
@@ -361,18 +346,15 @@ TEST( MtThreadTest, ADyingThreadStillTracesAndKnowsItself ) {
 }
 
 TEST( MtThreadTest, TheTraceLevelShowsPrioritiesTheStartTheEndAndTheException ) {
-    const struct {
-        TestProtocol::Step body;
-        std::vector<const char*> endings;
-    } cases[] = {
+    const std::pair<TestProtocol::Step, std::vector<const char*>> cases[] = {
         { nullptr, { "Ending: traced prio " } },
         { []( MtThread& ) { throw std::runtime_error( "broken" ); },
           { "MtThreadWindows: caught an exception:", "broken", "Call stack: " } },
     };
-    for( const auto& c : cases ) {
+    for( const auto& [body, endings] : cases ) {
         captureTrace();
         MtThreadTrace::getLevel().setEnabled( true );
-        const OPtr<MtThread> thread = makeThread( c.body, "traced" );
+        const OPtr<MtThread> thread = makeThread( body, "traced" );
         thread->start();
         raisedBy<ExBase>( [&] { thread->join(); } );
         MtThreadTrace::getLevel().setEnabled( false );
@@ -380,7 +362,7 @@ TEST( MtThreadTest, TheTraceLevelShowsPrioritiesTheStartTheEndAndTheException ) 
         std::vector<const char*> parts = { "Setting priority of thread traced to NT priority enum ",
                                            "Old NT priority: ", "New NT priority: ",
                                            "Scheduled priority: ", "Starting: traced prio " };
-        parts.insert( parts.end(), c.endings.begin(), c.endings.end() );
+        parts.insert( parts.end(), endings.begin(), endings.end() );
         std::size_t place = 0;
         for( const char* const part : parts ) {
             place = text.find( part, place );
@@ -390,12 +372,12 @@ TEST( MtThreadTest, TheTraceLevelShowsPrioritiesTheStartTheEndAndTheException ) 
 }
 
 TEST( MtThreadTest, AnExceptionWithoutMemoryIsReplacedAndNoneIsLostInAJoin ) {
-    const OPtr<MtThread> poor = makeThread( []( MtThread& ) {
+    const auto throwPoorly = []( MtThread& ) {
         exhaustMemory();
         throw std::runtime_error( "something" );
-    } );
-    poor->start();
-    EXPECT_THAT( raisedBy<ExRethrow<ExBase>>( [&] { poor->join(); } ), HasSubstr( "no memory" ) );
+    };
+    EXPECT_THAT( raisedBy<ExRethrow<ExBase>>( [&] { runThread( throwPoorly ); } ),
+                 HasSubstr( "no memory" ) );
 
     const OPtr<MtThread> thread =
         makeThread( []( MtThread& ) { throw ExInternalError( QV_HERE, "dear" ); } );
@@ -414,35 +396,31 @@ using MtThreadDeathTest = testing::Test;
 
 TEST( MtThreadDeathTest, AnUnhandledExceptionEndsTheProcessWithItsWholeText ) {
     const ScopedEnvironment echoed( "QV_LOG_FATAL_ERROR", "%" );
-    EXPECT_EXIT(
-        {
-            ::dup2( STDERR_FILENO, STDOUT_FILENO );
-            OPtr<MtThreadProtocol> protocol( new TestProtocol(
-                []( MtThread& ) { throw ExInternalError( QV_HERE, "the reason" ); } ) );
-            const OPtr<MtThread> thread( makeThread( protocol, "the thread", true ) );
-            thread->start();
-            thread->join();
-        },
-        testing::ExitedWithCode( 1 ),
-        "MtThreadWindows: Terminating on unhandled exception:\n.*the reason.*\nfrom thread:\n"
-        "the thread\nCall stack:.*\nMtThreadWindows: Terminating" );
-    EXPECT_EXIT(
-        {
-            ::dup2( STDERR_FILENO, STDOUT_FILENO );
-            OPtr<MtThreadProtocol> protocol( new TestProtocol( []( MtThread& ) {
-                exhaustMemory();
-                throw std::bad_alloc();
-            } ) );
-            const OPtr<MtThread> thread( makeThread( protocol, "poor", true ) );
-            thread->start();
-            thread->join();
-        },
-        testing::ExitedWithCode( 1 ), "no memory" );
+    const std::pair<TestProtocol::Step, const char*> cases[] = {
+        { []( MtThread& ) { throw ExInternalError( QV_HERE, "the reason" ); },
+          "MtThreadWindows: Terminating on unhandled exception:\n.*the reason.*\nfrom thread:\n"
+          "the thread\nCall stack:.*\nMtThreadWindows: Terminating" },
+        { []( MtThread& ) {
+             exhaustMemory();
+             throw std::bad_alloc();
+         },
+          "no memory" } };
+    for( const auto& one : cases ) {
+        EXPECT_EXIT(
+            {
+                ::dup2( STDERR_FILENO, STDOUT_FILENO );
+                OPtr<MtThreadProtocol> protocol( new TestProtocol( one.first ) );
+                const OPtr<MtThread> thread( makeThread( protocol, "the thread", true ) );
+                thread->start();
+                thread->join();
+            },
+            testing::ExitedWithCode( 1 ), one.second );
+    }
 }
 
 /// Whether `operation` succeeds without that call of the system.
 bool succeedsWithout( const char* call, const std::function<void()>& operation ) {
-    const FailingCall failing( call, EINVAL );
+    const ProcessFailingCall failing( call, EINVAL );
     return assertedBy( operation ).empty() && !failing.hasFailed();
 }
 
@@ -465,9 +443,7 @@ TEST( MtThreadDeathTest, AForkedChildStartsNoThreadWaitsForNoneAndLeavesItsParen
             } );
         ::_exit( ( isRefused ? 0 : 1 ) + ( isLeftAlone ? 0 : 2 ) );
     }
-    int status = -1;
-    EXPECT_EQ( ::waitpid( child, &status, 0 ), child );
-    EXPECT_EQ( status, 0 );
+    expectSuccess( child );
     body.release();
     running->join();
 }

@@ -4,8 +4,8 @@
 #include <resmgt/threads/mtUtil.h>
 #include <resmgt/threads/src/posix/mtCpuLimitPosix.h>
 #include <resmgt/threads/src/posix/mtProcessorSetPosix.h>
-#include <resmgt/threads/test/failingCall.h>
 #include <resmgt/threads/test/testProtocol.h>
+#include <resmgt/threads/test/threadCalls.h>
 #include <resmgt/threads/test/tracedText.h>
 #include <tests/support/holdPoint.h>
 #include <tests/support/tempDirectory.h>
@@ -94,9 +94,7 @@ TEST( MtUtilDeathTest, OneProcessorIsEnoughAndCounted ) {
         {
             const bool isRight = MtUtil::getNbUsableProcessors() == 1;
             for( int time = 0; time < 100; ++time ) {
-                const OPtr<MtThread> thread = makeThread( []( MtThread& ) { MtUtil::yield(); } );
-                thread->start();
-                thread->join();
+                runThread( []( MtThread& ) { MtUtil::yield(); } );
             }
             std::_Exit( isRight ? 7 : 1 );
         },
@@ -112,7 +110,7 @@ TEST( MtUtilTest, TheReportHasItsThreeSectionsInOrder ) {
                      "System Info\nProcessorArchitecture {20} +[0-9]+\nPageSize {33} +4096\n(.*\n)*"
                      "OS Version\ndwMajorVersion +[0-9]+\n(.*\n)*CSDVersion {31}.*\n"
                      "Other Info\nTLS_MINIMUM_AVAILABLE +[0-9]+\nCLOCKS_PER_SEC +[0-9]+\n" ) );
-    const FailingCall failing( "uname", EFAULT );
+    const ProcessFailingCall failing( "uname", EFAULT );
     EXPECT_THAT( assertedBy( [] { MtUtil::printSysConf(); } ), HasSubstr( "uname" ) );
 }
 
@@ -132,7 +130,7 @@ TEST( MtUtilTest, MemoryThatTheSystemCanReadIsToldFromOther ) {
         { "fchmod", EPERM, FailingCall::ONCE, 1 } };
     testing::internal::CaptureStderr();
     for( const auto& [call, error, times, answer] : cases ) {
-        const FailingCall failing( call, error, times );
+        const ProcessFailingCall failing( call, error, times );
         EXPECT_EQ( MtUtil::testWritable( readable.data(), size ), answer ) << call;
     }
     EXPECT_THAT( testing::internal::GetCapturedStderr(),

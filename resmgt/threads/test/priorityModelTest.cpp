@@ -1,5 +1,4 @@
 #include <resmgt/threads/priority.h>
-#include <resmgt/threads/priorityEx.h>
 #include <resmgt/threads/priorityMgr.h>
 #include <resmgt/threads/priorityRelation.h>
 #include <tests/support/raisedBy.h>
@@ -9,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <numeric>
 #include <optional>
 #include <random>

@@ -2,10 +2,9 @@
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <atomic>
-#include <list>
 #include <optional>
 #include <random>
 
@@ -21,8 +20,8 @@ TEST( PriorityStressTest, ThreadsComeAndGoWhileRelationsChange ) {
     const std::uint64_t seed = testSeed();
     const long nbRounds = scaledCount( 2'000 );
     std::atomic<long> nbTold{ 0 };
-    const auto comeAndGo = [&]( std::uint64_t salt ) {
-        std::mt19937_64 random( seed + salt );
+    TestThreads( NB_THREADS, [&]( std::uint64_t number ) {
+        std::mt19937_64 random( seed + number );
         for( long i = 0; i < nbRounds; ++i ) {
             RecordingUpdate client( [&]( int prio ) {
                 EXPECT_TRUE( 0 <= prio && prio <= 15 );
@@ -43,13 +42,7 @@ TEST( PriorityStressTest, ThreadsComeAndGoWhileRelationsChange ) {
             mgr.dump( text );
             EXPECT_EQ( twin.getPriority(), 6 );
         }
-    };
-    {
-        std::list<TestThread> threads;
-        for( unsigned int i = 0; i < NB_THREADS; ++i ) {
-            threads.emplace_back( [&, i] { comeAndGo( i ); } );
-        }
-    }
+    } ).join();
     EXPECT_GE( nbTold, nbRounds * NB_THREADS );
     EXPECT_EQ( mgr.check(), PriorityMgr::NONE );
 }

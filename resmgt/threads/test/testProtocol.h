@@ -51,6 +51,13 @@ inline OPtr<MtThread> makeThread( TestProtocol::Step body, const std::string& na
     return makeThread( OPtr<MtThreadProtocol>( new TestProtocol( std::move( body ) ) ), name );
 }
 
+/// A thread that lives once.
+inline void runThread( TestProtocol::Step body, const std::string& name = "test" ) {
+    const OPtr<MtThread> thread = makeThread( std::move( body ), name );
+    thread->start();
+    thread->join();
+}
+
 /// The text of the assertion that fails in `body`; empty if none does.
 inline std::string assertedBy( const std::function<void()>& body ) {
     const std::string reason = raisedBy<ExAssertionFailed>( body );
