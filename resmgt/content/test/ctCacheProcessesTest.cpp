@@ -152,11 +152,9 @@ TEST( CtCacheChildTest, DISABLED_KeepsItsBlocksAmongOthers ) {
     waitUntil( [&] { return shared->mayGo.load(); }, "the signal to go" );
     CtFileServer server{ LiString( place ) };
     shared->sessions[number % MOST_PROCESSES] = server.getSession() + 1ULL;
-    std::vector<std::unique_ptr<TestThread>> threads;
-    for( std::uint64_t i = 0; i < 2; ++i ) {
-        threads.push_back( std::make_unique<TestThread>(
-            [&, i] { Traffic( server, *shared, place, testSeed() + number * 2 + i ).run(); } ) );
-    }
+    TestThreads( 2, [&]( std::uint64_t i ) {
+        Traffic( server, *shared, place, testSeed() + number * 2 + i ).run();
+    } ).join();
 }
 
 // ---- the parent --------------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 #include <resmgt/osal/test/failingCalls.h>
 #include <resmgt/threads/mtPriorityMgr.h>
 #include <resmgt/threads/rtPriorities.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/processCounts.h>
 #include <tests/support/raisedBy.h>
@@ -18,12 +19,10 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
 #include <list>
 #include <optional>
 #include <random>
 #include <regex>
-#include <sstream>
 #include <stdexcept>
 
 namespace Qv {
@@ -107,15 +106,11 @@ TEST( CtEngineFaultsTest, ManyRequestsEndAsOneDoesWhateverFails ) {
                 }
             };
             std::atomic<unsigned int> nbTaken = 0;
-            std::list<TestThread> threads;
-            for( int i = 0; i < 3; ++i ) {
-                threads.emplace_back( [&] {
-                    for( unsigned int next = nbTaken++; next < NB_REQUESTS; next = nbTaken++ ) {
-                        store.submit( next, *std::next( handles.begin(), next ) );
-                    }
-                } );
-            }
-            threads.clear();
+            TestThreads( 3, [&] {
+                for( unsigned int next = nbTaken++; next < NB_REQUESTS; next = nbTaken++ ) {
+                    store.submit( next, *std::next( handles.begin(), next ) );
+                }
+            } ).join();
             store.blockUntilProcessed();
             for( const TestHandle& handle : handles ) {
                 handle.await();
@@ -205,16 +200,6 @@ public:
         store.asyncRead( CtPxTileId( ids[block], 0, 1 ), &memory, {}, &handle );
     }
     void submit( std::size_t block ) { submit( block, handles[block] ); }
-    bool submitWithMemoryFor( int nbAllocations, std::size_t block ) {
-        try {
-            const FailingNew failing( nbAllocations );
-            submit( block );
-            return true;
-        } catch( const std::bad_alloc& ) {
-            return false;
-        }
-    }
-
     Stage stage;
     std::vector<CtSerialId> served;
     CtSerialId ids[3];
@@ -228,14 +213,13 @@ TEST( CtEngineFaultsTest, RequestThatRaisedHasNotAskedForItsBlock ) {
     int nbNeeded = 0;
     {
         BusyStore measured;
-        while( !measured.submitWithMemoryFor( nbNeeded, 1 ) ) {
-            ASSERT_LT( ++nbNeeded, 50 );
-        }
+        nbNeeded = forEachFailingNew( [&] { measured.submit( 1 ); } );
         measured.stage.open();
     }
     BusyStore busy;
     for( int nbAllocations = 0; nbAllocations < nbNeeded; ++nbAllocations ) {
-        ASSERT_FALSE( busy.submitWithMemoryFor( nbAllocations, 1 ) );
+        const FailingNew failing( nbAllocations );
+        ASSERT_THROW( busy.submit( 1 ), std::bad_alloc );
     }
     busy.submit( 2 );
     busy.submit( 1 );
@@ -262,24 +246,19 @@ TEST( CtEngineFaultsTest, BlockersAreOutBeforeTheEnd ) {
         store->onTransfer = [&]( const CtPxTileId& ) { stage.pass( 0 ); };
         TestHandle handle;
         store->submit( 0, handle );
-        Gate isWaiting( "the blocker waits" );
-        Gate mayLeave( "the blocker may leave" );
+        HoldPoint wait( "the blocker waits" );
         TestThread blocker( [&] {
-            const FutexWaitHook hook( [&] {
-                isWaiting.open();
-                mayLeave.wait();
-                return 0;
-            } );
+            const FutexWaitHook hook( wait, 0 );
             store->blockUntilProcessed();
         } );
-        isWaiting.wait();
+        wait.waitUntilReached();
         stage.open();
         EXPECT_EQ( handle.await(), "S" );
         OneBlockStore* const ended = store.get();
         TestThread ending( [&] { delete ended; } );
         ending.waitUntilBlocked();
         EXPECT_FALSE( ending.isDone() );
-        mayLeave.open();
+        wait.release();
         ending.join();
         static_cast<void>( store.release() );
     }
@@ -373,17 +352,14 @@ TEST( CtEngineFaultsTest, ClassThatDoesntDrainIsAnAssertionAndItsRequestsFail ) 
     isEnding.open();
     ending.join();
     EXPECT_EQ( held.getCalls(), "S" );
-    for( const TestHandle& handle : queued ) {
-        EXPECT_EQ( handle.getCalls(), "F" );
-    }
+    expectEach( queued, "F" );
 }
 
 TEST( CtEngineFaultsTest, StandsBelowRealTimeWithAllItsWorkers ) {
     OneBlockStore store( { 0, 2, 2 } );
-    std::ostringstream graph;
-    MtPriorityMgr::getInstance().dump( graph );
+    const std::string graph = dumpOf( MtPriorityMgr::getInstance() );
     for( const char* const relation : { "\"rt<content\"", "\"ct-prio-h\"" } ) {
-        EXPECT_THAT( graph.str(), HasSubstr( relation ) );
+        EXPECT_THAT( graph, HasSubstr( relation ) );
     }
     Priority& priority = store.getServerPriority();
     EXPECT_EQ( priority.getName(), "ct-group" );
@@ -410,10 +386,8 @@ TEST( CtEngineDeathTest, FailureIsLoggedAsAnErrorOfContent ) {
             store.submit( 5, handle );
             waitUntil(
                 [&] {
-                    std::ifstream stream( path );
-                    const std::string text( std::istreambuf_iterator<char>( stream ), {} );
                     return std::regex_search(
-                        text,
+                        readFile( path ),
                         std::regex( "\\[Error *\\] \\[Content *\\] Async content operation on "
                                     ".* offset = 5, size = 1 failed: Unknown reason\\." ) );
                 },

@@ -86,10 +86,8 @@ TEST( CtEngineTest, HasTheWorkersAndTheGateOfItsOptions ) {
             }
             asynchronous.awaitArrivals( c.nbWorkers );
             EXPECT_EQ( store.getSnapshot().nbQueued, c.nbWorkers == 0 ? 0 : 5 - c.nbWorkers );
-            std::list<TestThread> readers;
-            for( unsigned int i = 0; i < NB_REQUESTS; ++i ) {
-                readers.emplace_back( [&store, i] { store.readAt( NB_REQUESTS + i ); } );
-            }
+            const TestThreads readers( NB_REQUESTS,
+                                       [&]( unsigned int i ) { store.readAt( NB_REQUESTS + i ); } );
             synchronous.awaitArrivals( c.nbSynchronous );
             waitUntil( [&] { return store.getCounters().nbWaits == 5 - c.nbSynchronous; },
                        "the readers that wait" );
@@ -99,9 +97,7 @@ TEST( CtEngineTest, HasTheWorkersAndTheGateOfItsOptions ) {
             asynchronous.open();
             synchronous.open();
         }
-        for( const TestHandle& handle : handles ) {
-            EXPECT_EQ( handle.getCalls(), "S" );
-        }
+        expectEach( handles, "S" );
     }
 }
 
@@ -278,9 +274,7 @@ TEST( CtEngineTest, RequestBeyondTheLimitWaitsUnlessAWorkerMakesIt ) {
         store.blockUntilProcessed();
         for( const auto* const list : { &handles, &replayed } ) {
             EXPECT_EQ( list->size(), LIMIT );
-            for( const TestHandle& handle : *list ) {
-                EXPECT_EQ( handle.await(), "S" );
-            }
+            expectEach( *list, "S" );
         }
     }
 }

@@ -2,19 +2,18 @@
 #include <resmgt/content/src/ctSessionFile.h>
 #include <resmgt/content/test/ctTestCache.h>
 
+#include <tests/support/childProcess.h>
 #include <tests/support/deadline.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 
-#include <sys/mman.h>
 #include <sys/wait.h>
 
 #include <array>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
-#include <new>
 #include <random>
 
 /// What stays of a process that dies, at whatever moment.
@@ -31,15 +30,6 @@ public:
     struct Block {
         std::atomic<std::uint64_t> id;
         std::atomic<State> state;
-    };
-
-    static Diary* make() {
-        void* const memory = ::mmap( nullptr, sizeof( Diary ), PROT_READ | PROT_WRITE,
-                                     MAP_SHARED | MAP_ANONYMOUS, -1, 0 );
-        return new( memory ) Diary;
-    }
-    struct Unmap {
-        void operator()( Diary* diary ) const { ::munmap( diary, sizeof( Diary ) ); }
     };
 
     Block& add( CtSerialId id ) {
@@ -66,8 +56,6 @@ private:
     std::array<Block, 16> _blocks{};
     std::atomic<std::uint32_t> _nbBlocks = 0;
 };
-
-using OwnDiary = std::unique_ptr<Diary, Diary::Unmap>;
 
 Diary::Block& makeBlock( CtFileServer& server, Diary& diary ) {
     Diary::Block& block = diary.add( server.createTile( SIZE ).tile.getSerialId() );
@@ -165,12 +153,13 @@ TEST_P( CtFileDeathTest, EachMomentLeavesWholeWritesNewIdsAndNothingElse ) {
     const CallHook hook( nullptr, withoutSync );
     // All moments, or a part of them where each takes long.
     const long step = std::max( 100 / scaledCount( 100 ), 1L );
+    const TempDirectory directory;
     bool isKilled = true;
     for( long last = 1; isKilled; last += step ) {
         // Of a session that died before.
         const TestCache cache( ".session_idx=3 0000000003-0000000001=old "
                                "1/0/0000000003-0000000257=old" );
-        const OwnDiary diary( Diary::make() );
+        const SharedFile<Diary> diary( ( directory.path() / std::to_string( last ) ).string() );
         isKilled = liveUntil( last, cache, GetParam(), *diary );
         SCOPED_TRACE( "before call " + std::to_string( last ) );
         checkRemains( cache, GetParam(), *diary );

@@ -248,19 +248,11 @@ TEST_P( CtFileFaultsTest, MemoryThatRunsOutLeavesNothing ) {
         [&] { static_cast<void>( scene.nbBlocks() ); },
     };
     for( const auto& operation : operations ) {
-        bool hasFailed = true;
-        for( int nbSucceeding = 0; hasFailed; ++nbSucceeding ) {
-            const int nbDescriptors = countDescriptors();
-            hasFailed = false;
-            try {
-                const FailingNew failing( nbSucceeding );
-                operation();
-            } catch( const std::exception& ) {
-                hasFailed = true;
-            }
-            EXPECT_EQ( countDescriptors(), nbDescriptors ) << nbSucceeding;
-            EXPECT_TRUE( !hasFailed || scene.nbBlocks() == 1 ) << nbSucceeding;
-        }
+        const int nbDescriptors = countDescriptors();
+        forEachFailingNew<std::exception>( operation, [&]( bool hasFailed ) {
+            EXPECT_EQ( countDescriptors(), nbDescriptors );
+            EXPECT_TRUE( !hasFailed || scene.nbBlocks() == 1 );
+        } );
         if( &operation == &operations[0] ) {
             scene.server->removeTile( made.tile.getSerialId() );
         }

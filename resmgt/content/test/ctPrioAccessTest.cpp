@@ -150,8 +150,7 @@ TEST( CtPrioAccessTest, WhoComesLatePassesTheSecondPlaceOn ) {
         const RCShdPtr<CtTally> tally( new CtTally );
         CtPrioAccess access( 2, *tally );
         Stage stage;
-        Gate isWaiting( "the wait" );
-        Gate areFree( "the places are free" );
+        HoldPoint wait( "the wait" );
         std::list<TestThread> threads;
         const auto come = [&]( std::uint64_t id ) {
             threads.emplace_back( [&access, &stage, id] {
@@ -166,15 +165,11 @@ TEST( CtPrioAccessTest, WhoComesLatePassesTheSecondPlaceOn ) {
         come( 12 );
         stage.awaitArrivals( 2 );
         TestThread late( [&] {
-            const FutexWaitHook hook( [&] {
-                isWaiting.open();
-                areFree.wait();
-                return error;
-            } );
+            const FutexWaitHook hook( wait, error );
             const CtPrioAccess::Pass pass( &access, tileOf( 9, 0 ) );
             stage.pass( 9 );
         } );
-        isWaiting.wait();
+        wait.waitUntilReached();
         come( 13 );
         awaitWaits( 2 );
         stage.release( 11 );
@@ -182,7 +177,7 @@ TEST( CtPrioAccessTest, WhoComesLatePassesTheSecondPlaceOn ) {
         waitUntil(
             [&] { return threads.front().isDone() && std::next( threads.begin() )->isDone(); },
             "the two that were inside" );
-        areFree.open();
+        wait.release();
         stage.awaitArrivals( error == 0 ? 4 : 3 );
         if( error != 0 ) {
             EXPECT_NE( raisedBy<ExBase>( [&] { late.join(); } ), "" );

@@ -8,6 +8,7 @@
 
 #include <list>
 #include <random>
+#include <tuple>
 
 /// What every kind of server promises; a further kind joins the list at the end.
 
@@ -60,18 +61,14 @@ TEST_P( CtServerContractTest, KeepsBlocksUntilTheyAreRemoved ) {
     EXPECT_EQ( ids(), ( std::set{ first.getSerialId(), second.getSerialId() } ) );
     const CtStTileId otherSize( first.getSerialId(), 100 + _server->getBlockSize() );
     const CtStTileId unknown( CtSerialId( first.getSerialId() + second.getSerialId() + 1 ), 100 );
-    const struct {
-        CtStTileId tile;
-        int mode;
-        bool isValid;
-    } cases[] = {
+    const std::tuple<CtStTileId, int, bool> cases[] = {
         { first, CtServer::WITH_SIZE, true },    { first, CtServer::ANY_SIZE, true },
         { second, CtServer::WITH_SIZE, true },   { otherSize, CtServer::WITH_SIZE, false },
         { otherSize, CtServer::ANY_SIZE, true }, { unknown, CtServer::ANY_SIZE, false },
         { unknown, CtServer::WITH_SIZE, false },
     };
-    for( const auto& c : cases ) {
-        EXPECT_EQ( _server->isValid( c.tile, c.mode ), c.isValid );
+    for( const auto& [tile, mode, isValid] : cases ) {
+        EXPECT_EQ( _server->isValid( tile, mode ), isValid );
     }
     _server->removeTile( first.getSerialId() );
     EXPECT_FALSE( _server->isValid( first, CtServer::ANY_SIZE ) );
@@ -174,9 +171,7 @@ TEST_P( CtServerContractTest, EndsWithAllRequestsDoneThoseOfCompletionsIncluded 
     submit();
     _server.reset();
     EXPECT_EQ( handles.size(), NB_REQUESTS );
-    for( const TestHandle& handle : handles ) {
-        EXPECT_EQ( handle.getCalls(), "S" );
-    }
+    expectEach( handles, "S" );
 }
 
 TEST_P( CtServerContractTest, WaitsForTransfersButNotForCompletions ) {
@@ -198,9 +193,7 @@ TEST_P( CtServerContractTest, WaitsForTransfersButNotForCompletions ) {
     EXPECT_EQ( held.getCalls(), "" );
     isLooked.open();
     EXPECT_EQ( held.await(), "S" );
-    for( const TestHandle& handle : handles ) {
-        EXPECT_EQ( handle.await(), "S" );
-    }
+    expectEach( handles, "S" );
 }
 
 TEST_P( CtServerContractTest, ClearsAndNeverGivesAnIdTwice ) {
@@ -208,17 +201,13 @@ TEST_P( CtServerContractTest, ClearsAndNeverGivesAnIdTwice ) {
     std::set<CtSerialId> given;
     constexpr int NB_TILES = 50;
     for( int round = 0; round < 2; ++round ) {
-        std::list<TestThread> threads;
-        for( int i = 0; i < 3; ++i ) {
-            threads.emplace_back( [&] {
-                for( int made = 0; made < NB_TILES; ++made ) {
-                    const CtSerialId id = _server->createTile( 1 ).tile.getSerialId();
-                    const std::lock_guard guard( mutex );
-                    EXPECT_TRUE( given.insert( id ).second );
-                }
-            } );
-        }
-        threads.clear();
+        TestThreads( 3, [&] {
+            for( int made = 0; made < NB_TILES; ++made ) {
+                const CtSerialId id = _server->createTile( 1 ).tile.getSerialId();
+                const std::lock_guard guard( mutex );
+                EXPECT_TRUE( given.insert( id ).second );
+            }
+        } ).join();
         EXPECT_EQ( _server->getNbSerialIds(), 3u * NB_TILES );
         _server->clear();
         EXPECT_TRUE( ids().empty() );
@@ -297,11 +286,9 @@ private:
 
 TEST_P( CtServerContractTest, ServesManyClientsAtOnce ) {
     const auto seed = static_cast<unsigned int>( testSeed() );
-    std::list<TestThread> threads;
-    for( unsigned int i = 0; i < 4; ++i ) {
-        threads.emplace_back( [&, i] { Client( *_server, seed + i ).run( scaledCount( 1000 ) ); } );
-    }
-    threads.clear();
+    TestThreads( 4, [&]( unsigned int i ) {
+        Client( *_server, seed + i ).run( scaledCount( 1000 ) );
+    } ).join();
     const CtCounters counters = _server->getCounters();
     EXPECT_EQ( counters.nbFailures, 0u );
     EXPECT_EQ( counters.nbOpenFiles, 0u );
@@ -335,9 +322,7 @@ TEST( CtEventStoreTest, LostConnectionFailsEachPendingRequestOnce ) {
     store.loseConnection();
     store.resume();
     store.blockUntilProcessed();
-    for( const TestHandle& handle : handles ) {
-        EXPECT_EQ( handle.await(), "F" );
-    }
+    expectEach( handles, "F" );
     EXPECT_EQ( store.getCounters().nbFailures, 5u );
 }
 

@@ -9,8 +9,8 @@
 #include <tests/support/raisedBy.h>
 #include <tests/support/testThread.h>
 
-#include <list>
 #include <sstream>
+#include <utility>
 
 namespace Qv {
 namespace {
@@ -24,20 +24,17 @@ std::string dumped( const Id& id ) {
 }
 
 TEST( CtTileIdTest, PrintsSerialIdsAsTwoPaddedDecimals ) {
-    const struct {
-        std::uint64_t number;
-        const char* text;
-    } cases[] = {
+    const std::pair<std::uint64_t, const char*> cases[] = {
         { 0, "0000000000-0000000000" },
         { 0xC00000159, "0000000012-0000000345" },
         { UINT32_MAX, "0000000000-4294967295" },
         { UINT64_MAX, "4294967295-4294967295" },
     };
-    for( const auto& c : cases ) {
+    for( const auto& [number, text] : cases ) {
         std::ostringstream stream;
-        stream << std::hex << std::showbase << CtSerialId( c.number ) << ' ' << 255;
-        EXPECT_EQ( stream.str(), c.text + std::string( " 0xff" ) );
-        EXPECT_EQ( std::uint64_t{ CtSerialId( c.number ) }, c.number );
+        stream << std::hex << std::showbase << CtSerialId( number ) << ' ' << 255;
+        EXPECT_EQ( stream.str(), text + std::string( " 0xff" ) );
+        EXPECT_EQ( std::uint64_t{ CtSerialId( number ) }, number );
     }
     EXPECT_EQ( dumped( CtStTileId( CtSerialId( 0xC00000159 ), 65536 ) ),
                "Storage tile id: 0000000012-0000000345, size = 65536" );
@@ -71,41 +68,6 @@ TEST( CtTileIdTest, OrdersWithoutRegardToSizes ) {
     }
 }
 
-TEST( CtExTest, ReasonsAreThoseOfTheFamily ) {
-    const OsFilePath path( "/cache/tile" );
-    const struct {
-        std::function<void()> raise;
-        const char* reason;
-    } cases[] = {
-        { [] { throw CtEx::ExUnknownServerType( QV_HERE, "scheme://x" ); },
-          "Unknown server type (scheme://x)." },
-        { [] { throw CtEx::ExNotEnoughSpace( QV_HERE, "quota of 5" ); },
-          "Not enough space on mediastore:\nquota of 5" },
-        { [&] { throw CtEx::ExSeekFailed( QV_HERE, path, 4000000000U, CtEx::READING ); },
-          "Seek to offset 4000000000 failed for file /cache/tile while reading." },
-        { [&] { throw CtEx::ExSeekFailed( QV_HERE, path, 0, CtEx::WRITING ); },
-          "Seek to offset 0 failed for file /cache/tile while writing." },
-    };
-    for( const auto& c : cases ) {
-        EXPECT_EQ( raisedBy<CtEx>( c.raise ), c.reason );
-    }
-}
-
-/// Takes what begins with "local:", by name.
-class LocalFactory : public CtServerFactory {
-public:
-    explicit LocalFactory( std::function<CtServer*( const LiString& )> make )
-        : _make( std::move( make ) ) {}
-
-    bool canHandle( const LiString& configuration ) override {
-        return configuration.starts_with( "local:" );
-    }
-    CtServer* create( const LiString& configuration ) override { return _make( configuration ); }
-
-private:
-    const std::function<CtServer*( const LiString& )> _make;
-};
-
 TEST( CtServerFactoryTest, FirstOfThoseThatAreThereMakesTheServer ) {
     std::string makers;
     const auto makerOf = [&]( char name ) {
@@ -115,12 +77,12 @@ TEST( CtServerFactoryTest, FirstOfThoseThatAreThereMakesTheServer ) {
         };
     };
     const auto make = [] { OPtr<CtServer>( CtServerFactory::createServer( "local:x" ) ).reset(); };
-    auto first = std::make_unique<LocalFactory>( makerOf( 'a' ) );
-    const LocalFactory second( makerOf( 'b' ) );
+    auto first = std::make_unique<TestFactory>( "local:", makerOf( 'a' ) );
+    const TestFactory second( "local:", makerOf( 'b' ) );
     make();
     first.reset();
     make();
-    first = std::make_unique<LocalFactory>( makerOf( 'a' ) );
+    first = std::make_unique<TestFactory>( "local:", makerOf( 'a' ) );
     make();
     EXPECT_EQ( makers, "abb" );
     EXPECT_EQ( raisedBy<CtEx>( [] {
@@ -139,7 +101,7 @@ TEST( CtServerMessageTest, AnnouncesItselfWithItsPath ) {
 /// The life of the process's server, which a process can see once.
 void liveOnce() {
     EXPECT_EQ( raisedBy<CtEx>( [] { CtServer::getInstance(); } ), "Unknown server type ()." );
-    const LocalFactory factory( []( const LiString& configuration ) -> CtServer* {
+    const TestFactory factory( "local:", []( const LiString& configuration ) -> CtServer* {
         return configuration == "local:null" ? nullptr
                                              : throw ExInternalError( QV_HERE, "no network" );
     } );
@@ -149,17 +111,13 @@ void liveOnce() {
     EXPECT_EQ( raisedBy( [] { CtServer::getInstance(); } ), "no network" );
     const int nbThreads = countThreads();
     CtServer::configure( "memory://process" );
-    std::list<TestThread> threads;
     std::mutex mutex;
     std::set<CtServer*> servers;
-    for( int i = 0; i < 4; ++i ) {
-        threads.emplace_back( [&] {
-            CtServer* const server = &CtServer::getInstance();
-            const std::lock_guard guard( mutex );
-            servers.insert( server );
-        } );
-    }
-    threads.clear();
+    TestThreads( 4, [&] {
+        CtServer* const server = &CtServer::getInstance();
+        const std::lock_guard guard( mutex );
+        servers.insert( server );
+    } ).join();
     EXPECT_EQ( servers.size(), 1u );
     EXPECT_EQ( CtServer::getInstance().getPath(), "memory://process" );
     EXPECT_THAT( raisedBy( [] { CtServer::configure( "event://late" ); } ),

@@ -3,6 +3,8 @@
 #include <resmgt/locks/lkAsyncHandle.h>
 #include <tests/support/deadline.h>
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <mutex>
 #include <string>
@@ -47,5 +49,13 @@ private:
     mutable std::mutex _mutex;
     std::string _calls;
 };
+
+/// Waits for a call of each, which is all that it gets.
+template <class Handles>
+void expectEach( const Handles& handles, const char* call ) {
+    for( const TestHandle& handle : handles ) {
+        EXPECT_EQ( handle.await(), call );
+    }
+}
 
 } // namespace Qv

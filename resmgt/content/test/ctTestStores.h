@@ -1,9 +1,9 @@
 #pragma once
 
 #include <resmgt/content/ctNonAsyncServer.h>
+#include <resmgt/content/ctServerFactory.h>
 #include <resmgt/locks/lkAsyncHandle.h>
 
-#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -181,6 +181,25 @@ private:
     bool _isPaused = false;
     bool _isOver = false;
     std::thread _loop;
+};
+
+/// Makes the servers of the configurations that begin with a scheme.
+class TestFactory : public CtServerFactory {
+public:
+    using Make = std::function<CtServer*( const LiString& configuration )>;
+
+    TestFactory( const char* scheme, Make make )
+        : _scheme( scheme )
+        , _make( std::move( make ) ) {}
+
+    bool canHandle( const LiString& configuration ) override {
+        return configuration.starts_with( _scheme );
+    }
+    CtServer* create( const LiString& configuration ) override { return _make( configuration ); }
+
+private:
+    const std::string _scheme;
+    const Make _make;
 };
 
 } // namespace Qv

@@ -2,7 +2,6 @@
 
 #include <resmgt/content/ctFileServer.h>
 #include <resmgt/content/test/ctTestCache.h>
-#include <tests/support/deadline.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testThread.h>
 
@@ -11,11 +10,7 @@ namespace {
 
 TEST( SessionIndexTest, TakesTheNumberBehindTheIndexes ) {
     const std::string blanks( 40, ' ' );
-    const struct {
-        std::string index;
-        std::uint32_t session;
-        std::string after;
-    } cases[] = {
+    const std::tuple<std::string, std::uint32_t, std::string> cases[] = {
         { "", 0, padded( "0" ) },
         { "0", 1, padded( "1" ) },
         { " \n7\t", 8, padded( "8" ) },
@@ -35,16 +30,16 @@ TEST( SessionIndexTest, TakesTheNumberBehindTheIndexes ) {
         { blanks + "9", 10, "10" + std::string( 38, ' ' ) + "\n" },
         { std::string( 5000, ' ' ) + "9", 0, padded( "0" ) },
     };
-    for( const auto& c : cases ) {
+    for( const auto& [index, session, after] : cases ) {
         const TestCache cache;
         const CollectedMessages messages;
-        cache.write( ".session_idx", c.index );
+        cache.write( ".session_idx", index );
         const auto server = cache.start();
-        EXPECT_EQ( server->getSession(), c.session ) << c.index;
-        EXPECT_EQ( cache.read( ".session_idx" ), c.after ) << c.index;
-        EXPECT_FALSE( messages.hasWarning( cache.path().toString() ) ) << c.index;
+        EXPECT_EQ( server->getSession(), session ) << index;
+        EXPECT_EQ( cache.read( ".session_idx" ), after ) << index;
+        EXPECT_FALSE( messages.hasWarning( cache.path().toString() ) ) << index;
         const CtSerialId id = server->createTile( 1 ).tile.getSerialId();
-        EXPECT_EQ( id, CtTileNames::makeId( c.session, 1 ) );
+        EXPECT_EQ( id, CtTileNames::makeId( session, 1 ) );
     }
 }
 
@@ -158,17 +153,12 @@ TEST( SessionIndexTest, GivesNoIdTwiceToThreadsAndServers ) {
     constexpr unsigned int NB_THREADS = 4;
     constexpr unsigned int NB_BLOCKS = 100;
     std::vector<std::vector<CtSerialId>> ids( NB_THREADS );
-    {
-        std::vector<std::unique_ptr<TestThread>> threads;
-        for( unsigned int i = 0; i < NB_THREADS; ++i ) {
-            threads.push_back( std::make_unique<TestThread>( [&, i] {
-                CtServer& server = i % 2 == 0 ? *first : second;
-                for( unsigned int block = 0; block < NB_BLOCKS; ++block ) {
-                    ids[i].push_back( server.createTile( 1 ).tile.getSerialId() );
-                }
-            } ) );
+    TestThreads( NB_THREADS, [&]( unsigned int i ) {
+        CtServer& server = i % 2 == 0 ? *first : second;
+        for( unsigned int block = 0; block < NB_BLOCKS; ++block ) {
+            ids[i].push_back( server.createTile( 1 ).tile.getSerialId() );
         }
-    }
+    } ).join();
     std::set<CtSerialId> all;
     for( const auto& some : ids ) {
         all.insert( some.begin(), some.end() );
