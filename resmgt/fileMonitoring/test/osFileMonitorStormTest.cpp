@@ -279,10 +279,7 @@ TEST( OsFileMonitorStormTest, ThreadsAndHandlersMayDoWhateverTheyLikeAtOnce ) {
             }
         }
     };
-    std::vector<std::unique_ptr<TestThread>> threads;
-    for( std::uint64_t number = 1; number <= 4; ++number ) {
-        threads.push_back( std::make_unique<TestThread>( [&work, number] { work( number ); } ) );
-    }
+    TestThreads threads( 4, [&]( std::uint64_t number ) { work( number + 1 ); } );
 
     Guarded wild;
     wild.isAllowed = true;
@@ -311,20 +308,14 @@ TEST( OsFileMonitorStormTest, ThreadsAndHandlersMayDoWhateverTheyLikeAtOnce ) {
             break;
         }
     };
-    const auto areDone = [&] {
-        return std::ranges::all_of( threads,
-                                    []( const auto& thread ) { return thread->isDone(); } );
-    };
-    for( long round = 0; !areDone() || wild.nbCalls == 0; ++round ) {
+    for( long round = 0; !threads.areDone() || wild.nbCalls == 0; ++round ) {
         storm.blow();
         if( round % 20 == 0 ) {
             monitor->addWatch( storm.files().path( storm.any() ), &wild );
         }
         static_cast<void>( raisedBy<std::runtime_error>( [&] { monitor.drain(); } ) );
     }
-    for( const auto& thread : threads ) {
-        thread->join();
-    }
+    threads.join();
     monitor->removeAllWatches();
     monitor->iterateAsap( true );
     EXPECT_THAT( *monitor->getMonitoredFiles(), ::testing::IsEmpty() );

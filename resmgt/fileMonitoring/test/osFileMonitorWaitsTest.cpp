@@ -16,7 +16,6 @@
 #include <atomic>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -102,8 +101,7 @@ TEST_P( StuckMonitorTest, NothingWaitsForAQueryThatDoesNotAnswerButWhatHasTo ) {
     if( isBaseline ) {
         monitor->iterateAsap( true );
     }
-    monitor->addWatch( files.path( "x" ), &handler );
-    monitor->addWatch( files.path( "y" ), &handler );
+    monitor.watch( files, "x y", handler );
     if( !isBaseline ) {
         monitor->iterateAsap( true );
     }
@@ -157,8 +155,7 @@ TEST( OsFileMonitorWaitsTest, PauseStopsTheThreadUntilAsManyResumesAndNothingHan
     const TestFiles files( "x y" );
     NotingHandler handler;
     TestMonitor monitor( 0, 0 );
-    monitor->addWatch( files.path( "x" ), &handler );
-    monitor->addWatch( files.path( "y" ), &handler );
+    monitor.watch( files, "x y", handler );
     monitor->iterateAsap( true );
     monitor->pause();
     const CountedQueries queries;
@@ -196,8 +193,7 @@ TEST( OsFileMonitorWaitsTest, PauseAmongRequestsPutsNoneOffToTheNextPass ) {
     TestMonitor monitor( NEVER, 0 );
     monitor->iterateAsap( true );
     const std::uint64_t nbPasses = monitor->getSnapshot().nbPasses;
-    monitor->addWatch( files.path( "x" ), &handler );
-    monitor->addWatch( files.path( "y" ), &handler );
+    monitor.watch( files, "x y", handler );
     HeldQuery query( "x" );
     monitor->iterateAsap( false );
     query.waitUntilReached();
@@ -265,9 +261,7 @@ TEST( OsFileMonitorWaitsTest, RestsBetweenFilesUnlessAPassIsRequested ) {
     NotingHandler handler;
     TestMonitor monitor( 0, NEVER );
     monitor->pause();
-    for( const char* const name : { "w", "x", "y", "z" } ) {
-        monitor->addWatch( files.path( name ), &handler );
-    }
+    monitor.watch( files, "w x y z", handler );
     const CountedQueries queries;
     monitor->resume();
     // The baselines, then the first file of the pass.
@@ -286,9 +280,7 @@ TEST( OsFileMonitorWaitsTest, NoDirectoryIsKeptOpenBetweenPasses ) {
     const TestFiles files( "d/x d/y d/z" );
     NotingHandler handler;
     TestMonitor monitor;
-    for( const char* const name : { "d/x", "d/y", "d/z" } ) {
-        monitor->addWatch( files.path( name ), &handler );
-    }
+    monitor.watch( files, "d/x d/y d/z", handler );
     monitor.pass();
     const int nbDescriptors = countDescriptors();
     int nbOpened = 0;
@@ -337,8 +329,7 @@ TEST( OsFileMonitorWaitsTest, EndsFromWhateverItWaitsIn ) {
         SCOPED_TRACE( c.what );
         NotingHandler handler;
         TestMonitor monitor( c.iterationInterval, c.fileInterval );
-        monitor->addWatch( files.path( "x" ), &handler );
-        monitor->addWatch( files.path( "y" ), &handler );
+        monitor.watch( files, "x y", handler );
         c.bring( *monitor );
         const double begin = HwCounter::seconds();
         monitor.end();
@@ -443,9 +434,7 @@ TEST( OsFileMonitorWaitsTest, QueryThatFailsIsLoggedOnceAndNothingIsForgotten ) 
         const TestFiles files( "w x y" );
         NotingHandler handler;
         TestMonitor monitor;
-        for( const char* const name : { "w", "x", "y", "z" } ) {
-            monitor->addWatch( files.path( name ), &handler );
-        }
+        monitor.watch( files, "w x y z", handler );
         monitor.pass();
         {
             const FailingQueries failing( "xz", error );
@@ -489,8 +478,7 @@ TEST( OsFileMonitorWaitsTest, LogsEachChangeAndEachFailureOnce ) {
         frame.start();
         NotingHandler handler;
         TestMonitor monitor;
-        monitor->addWatch( files.path( "x" ), &handler );
-        monitor->addWatch( files.path( "y" ), &handler );
+        monitor.watch( files, "x y", handler );
         monitor.pass();
         files.write( "x", "1" );
         monitor.pass();
@@ -584,9 +572,7 @@ TEST( OsFileMonitorWaitsTest, MissingMemoryDelaysEventsAndLosesNone ) {
             monitor.passAndDrain();
             std::ranges::sort( handler.noted );
         };
-        for( const char* const name : { "x", "y", "zz" } ) {
-            monitor->addWatch( files.path( name ), &handler );
-        }
+        monitor.watch( files, "x y zz", handler );
         monitor.pass();
         files.write( "x", "1" );
         fs::remove( files.at( "y" ) );
@@ -618,29 +604,27 @@ TEST( OsFileMonitorWaitsTest, AddingWithoutMemoryLeavesNothing ) {
     NotingHandler handler;
     NotingHandler other;
     for( const bool isShared : { false, true } ) {
-        bool isAdded = false;
-        for( int nbSucceeding = 0; !isAdded; ++nbSucceeding ) {
+        const auto prepare = [&] {
+            monitor->removeAllWatches();
+            monitor.pass();
             if( isShared ) {
                 monitor->addWatch( path, &other );
             }
-            try {
-                const FailingNew failing( nbSucceeding );
-                monitor->addWatch( path, &handler, TestMonitor::EACH, std::nullopt );
-                isAdded = true;
-            } catch( const std::bad_alloc& ) {}
+        };
+        const auto check = [&]( bool hasFailed ) {
             monitor.passAndDrain();
-            EXPECT_EQ( monitor->getSnapshot().nbFiles, isShared || isAdded ? 1 : 0 );
-            EXPECT_EQ( handler.take().size(), isAdded ? 1 : 0 );
-            if( !isAdded ) {
-                // Nor does it stand in the way of others.
-                monitor->removeWatch( path, &other );
-                monitor->addWatch( path, &other );
-                monitor.pass();
-                EXPECT_EQ( monitor->getSnapshot().nbFiles, 1 );
-            }
-            monitor->removeAllWatches();
+            EXPECT_EQ( monitor->getSnapshot().nbFiles, isShared || !hasFailed ? 1 : 0 );
+            EXPECT_EQ( handler.take().size(), hasFailed ? 0 : 1 );
+            // Nor does it stand in the way of others.
+            monitor->removeWatch( path, &other );
+            monitor->addWatch( path, &other );
             monitor.pass();
-        }
+            EXPECT_EQ( monitor->getSnapshot().nbFiles, 1 );
+            prepare();
+        };
+        prepare();
+        forEachFailingNew(
+            [&] { monitor->addWatch( path, &handler, TestMonitor::EACH, std::nullopt ); }, check );
     }
 }
 

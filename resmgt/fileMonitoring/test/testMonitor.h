@@ -62,6 +62,15 @@ public:
     OsFileMonitor* operator->() const { return _monitor; }
     OsFileMonitor& operator*() const { return *_monitor; }
 
+    /// Watches the files of those names, which blanks separate.
+    template <class Handler>
+    void watch( const TestFiles& files, const std::string& names, Handler& handler,
+                Form form = EACH ) const {
+        std::istringstream all( names );
+        for( std::string name; all >> name; ) {
+            _monitor->addWatch( files.path( name ), &handler, form );
+        }
+    }
     /// A pass, whose events wait.
     void pass() { Harness::iterateNow( *_monitor ); }
     /// Delivers the events that wait; returns their number.
