@@ -273,6 +273,35 @@ TYPED_TEST( RnGeneratorsTest, StdTakesTheUpper15BitsOfRand ) {
     EXPECT_EQ( unseeded(), first );
 }
 
+TYPED_TEST( RnGeneratorsTest, NumericalRecipesGivesTheRecurrencesNumbers ) {
+    // Worked out in exact integers: the first six values and the 300th, times 1771875.
+    const struct {
+        unsigned int _seed;
+        std::vector<long> _first;
+        long _last;
+    } cases[] = { { 0, { 539926, 1241021, 907644, 794991, 954945, 499554 }, 1456855 },
+                  { 12345, { 860276, 19394, 1678413, 980103, 1215200, 229078 }, 626630 },
+                  { ~0u, { 200391, 1354841, 706015, 665929, 1366572, 906956 }, 1632287 } };
+    RnNumRecUniformRng<TypeParam> generator;
+    for( const auto& one : cases ) {
+        RnNumRecUniformRng<TypeParam> seeded( one._seed );
+        generator.restart( one._seed );
+        for( int round = 0; round < 2; ++round ) {
+            const auto values = this->take( generator, 300 );
+            for( std::size_t i = 0; i < 300; i += i < 5 ? 1 : 294 ) {
+                EXPECT_EQ( std::lround( values[i] * TypeParam( 1771875 ) ),
+                           i < 6 ? one._first[i] : one._last )
+                    << one._seed << ' ' << i;
+            }
+            EXPECT_EQ( this->take( seeded, 300 ), values );
+            seeded = generator;
+            EXPECT_EQ( this->take( seeded, 300 ), this->take( generator, 300 ) );
+            generator.restart();
+            seeded.restart();
+        }
+    }
+}
+
 TYPED_TEST( RnGeneratorsTest, LecuyerGivesTheRecurrencesNumbers ) {
     // Worked out in exact integers; the values 1 to 5 and the 1000th, times 2147483563.
     const struct {
@@ -571,7 +600,9 @@ TYPED_TEST( RnGeneratorsTest, UniformValuesPassTheTestsOfChance ) {
         std::vector<int> pairs( 4096 );
         double chiSquare = 0;
         for( std::size_t i = 0; i < n; ++i ) {
-            values[i] = std::min( ( *generator )(), this->BELOW_ONE );
+            const T value = ( *generator )();
+            ASSERT_TRUE( value >= 0 && ( value < 1 || generator == &standard ) );
+            values[i] = std::min( value, this->BELOW_ONE );
             if( i % 2 != 0 ) {
                 ++pairs[static_cast<std::size_t>( values[i - 1] * 64 ) * 64 +
                         static_cast<std::size_t>( values[i] * 64 )];
