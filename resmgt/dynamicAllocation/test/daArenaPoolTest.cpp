@@ -1,5 +1,6 @@
 #include <base/failure/assertions.h>
 #include <resmgt/dynamicAllocation/daArenaPool.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/loggedLines.h>
 #include <tests/support/raisedBy.h>
@@ -7,7 +8,6 @@
 #include <gmock/gmock.h>
 
 #include <new>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -121,27 +121,26 @@ TEST_F( DaArenaPoolTest, AFailedConstructionGivesEverythingBack ) {
 TEST_F( DaArenaPoolTest, TheDumpShowsEachArenaAndTheirSum ) {
     OPtr<DaArenaPool> pool = create( { 64, 192 }, 250 );
     void* const block = pool->allocate( 128 );
-    std::ostringstream stream;
-    pool->dump( stream );
-    EXPECT_THAT( stream.str(), StartsWith( "DaArenaPoolImp:\n"
-                                           " Size         = 250\n"
-                                           " Nb arenas    = 2\n"
-                                           " Nb allocated = 1\n"
-                                           "----------------\n"
-                                           "Arena 0 [<Unnamed arena>]\n"
-                                           "  alignment         : 8 bytes\n"
-                                           "  size              : 64 bytes\n" ) );
-    EXPECT_THAT( stream.str(), HasSubstr( "Arena 1 [<Unnamed arena>]\n" ) );
-    EXPECT_THAT( stream.str(), EndsWith( "================\n"
-                                         "Aggregated:\n"
-                                         "  alignment         : 8 bytes\n"
-                                         "  size              : 256 bytes\n"
-                                         "  alloc bytes       : 128 bytes (50%)\n"
-                                         "  free  bytes       : 128 bytes (50%)\n"
-                                         "  nb alloc blks     : 1\n"
-                                         "  nb free  blks     : 2\n"
-                                         "  smallest free blk : 64\n"
-                                         "  largest free blk  : 64\n" ) );
+    const std::string dump = dumpOf( *pool );
+    EXPECT_THAT( dump, StartsWith( "DaArenaPoolImp:\n"
+                                   " Size         = 250\n"
+                                   " Nb arenas    = 2\n"
+                                   " Nb allocated = 1\n"
+                                   "----------------\n"
+                                   "Arena 0 [<Unnamed arena>]\n"
+                                   "  alignment         : 8 bytes\n"
+                                   "  size              : 64 bytes\n" ) );
+    EXPECT_THAT( dump, HasSubstr( "Arena 1 [<Unnamed arena>]\n" ) );
+    EXPECT_THAT( dump, EndsWith( "================\n"
+                                 "Aggregated:\n"
+                                 "  alignment         : 8 bytes\n"
+                                 "  size              : 256 bytes\n"
+                                 "  alloc bytes       : 128 bytes (50%)\n"
+                                 "  free  bytes       : 128 bytes (50%)\n"
+                                 "  nb alloc blks     : 1\n"
+                                 "  nb free  blks     : 2\n"
+                                 "  smallest free blk : 64\n"
+                                 "  largest free blk  : 64\n" ) );
     pool->free( block );
 }
 

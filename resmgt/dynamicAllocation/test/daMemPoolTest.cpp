@@ -14,7 +14,6 @@
 #include <atomic>
 #include <cstring>
 #include <limits>
-#include <list>
 #include <map>
 #include <memory>
 #include <random>
@@ -335,13 +334,9 @@ TYPED_TEST( DaSharedMemPoolTest, NoNodeHasTwoOwnersWhoeverTakesAndFreesIt ) {
             pool.free( one->getBlock(), one->getSize() );
         }
     };
-    std::list<TestThread> threads;
-    for( std::uint64_t owner = 1; owner <= 12; ++owner ) {
-        threads.emplace_back( [&, owner] { live( owner ); } );
-        if( owner % 4 == 0 ) {
-            // Threads end, and others come.
-            threads.clear();
-        }
+    // Threads end, and others come.
+    for( const std::uint64_t first : { 1U, 5U, 9U } ) {
+        TestThreads( 4, [&]( std::uint64_t number ) { live( first + number ); } ).join();
     }
     for( std::size_t place = 0; place < 8; ++place ) {
         if( const auto left = exchange.swap( place, nullptr ) ) {

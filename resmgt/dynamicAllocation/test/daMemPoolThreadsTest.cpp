@@ -12,7 +12,7 @@
 #include <tests/support/gate.h>
 #include <tests/support/testThread.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <list>

@@ -1,5 +1,4 @@
 #include <base/failure/assertions.h>
-#include <base/failure/exStandard.h>
 #include <base/init/src/inPackageFrame.h>
 #include <resmgt/literals/liEx.h>
 #include <resmgt/literals/liRateRegistry.h>
@@ -250,17 +249,8 @@ TEST( LiRateRegistryTest, APackageStartThatLacksMemoryCanBeTriedAgain ) {
     InPackageInit& package = *InPackageFrame::getInstance().getStartedPackages().back();
     ASSERT_STREQ( package.getName(), "literals" );
     package.finalizePackage();
-    int nbFailed = 0;
-    for( bool isStarted = false; !isStarted; ) {
-        try {
-            const FailingNew failing( nbFailed );
-            package.initializePackage();
-            isStarted = true;
-        } catch( const std::bad_alloc& ) {
-            ++nbFailed;
-        }
-    }
-    EXPECT_GT( nbFailed, 100 ) << "rates and formats take memory";
+    EXPECT_GT( forEachFailingNew( [&] { package.initializePackage(); } ), 100 )
+        << "rates and formats take memory";
     EXPECT_EQ( registry().end() - registry().begin(), std::ssize( publishedRates ) );
     EXPECT_EQ( std::distance( LiTimeCodeFactory::getInstance().begin(),
                               LiTimeCodeFactory::getInstance().end() ),

@@ -1,4 +1,5 @@
 #include <resmgt/literals/liStringSubstituter.h>
+#include <tests/support/dumpOf.h>
 #include <tests/support/raisedBy.h>
 #include <tests/support/testSettings.h>
 
@@ -10,8 +11,8 @@
 #include <deque>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
+#include <utility>
 
 namespace Qv {
 
@@ -69,10 +70,7 @@ TEST_F( LiStringSubstituterTest, ExpandsInOnePassTheLongestPatternFirst ) {
     _substituter.addPattern( "a", "<Colour>" );
     _substituter.addPattern( "ab", "[ab]" );
     _substituter.addPattern( "<Sh", "own" );
-    const struct {
-        const char* text;
-        const char* expanded;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         { "", "" },
         { "x<Colour>y<Shade>", "xblueyblue" },
         { "ab a b", "[ab] <Colour> b" },
@@ -83,8 +81,8 @@ TEST_F( LiStringSubstituterTest, ExpandsInOnePassTheLongestPatternFirst ) {
         { "<Nb:<Colour>>", "<Nb:blue>" },
         { "<Shx", "ownx" },
     };
-    for( const auto& c : cases ) {
-        EXPECT_EQ( _substituter.substitute( c.text ), c.expanded ) << c.text;
+    for( const auto& [text, expanded] : cases ) {
+        EXPECT_EQ( _substituter.substitute( text ), expanded ) << text;
     }
 }
 
@@ -176,9 +174,7 @@ TEST_F( LiStringSubstituterTest, CopiesShareTheirOwnPatternsAndAllAreListed ) {
     copy.addPattern( "<Own>", "2" );
     EXPECT_EQ( _substituter.substitute( "<Own><Colour>" ), "2mine" );
     EXPECT_EQ( LiStringSubstituter().substitute( "<Own><Colour>" ), "<Own>blue" );
-    std::ostringstream text;
-    _substituter.dump( text );
-    EXPECT_EQ( text.str(), "Available substitutions: <Colour> <Own> \n" );
+    EXPECT_EQ( dumpOf( _substituter ), "Available substitutions: <Colour> <Own> \n" );
 }
 
 } // namespace Qv

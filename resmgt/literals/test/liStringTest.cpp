@@ -1,6 +1,6 @@
 #include <resmgt/literals/liString.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <sstream>
 

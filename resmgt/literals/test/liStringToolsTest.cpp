@@ -10,11 +10,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 TEST( LiStringTokenizerTest, DelimitersInARowSeparateOnceAndNoTokenIsEmpty ) {
-    const struct {
-        const char* text;
-        const char* delimiters;
-        std::vector<std::string> tokens;
-    } cases[] = {
+    const std::tuple<const char*, const char*, std::vector<std::string>> cases[] = {
         { "a b", " ", { "a", "b" } },
         { ",;a,;b;", ",;", { "a", "b" } },
         { "", ",", {} },
@@ -22,11 +18,11 @@ TEST( LiStringTokenizerTest, DelimitersInARowSeparateOnceAndNoTokenIsEmpty ) {
         { "one, two", "", { "one, two" } },
         { "one", ",", { "one" } },
     };
-    for( const auto& c : cases ) {
-        const LiStringTokenizer tokenizer( c.text, c.delimiters );
+    for( const auto& [text, delimiters, tokens] : cases ) {
+        const LiStringTokenizer tokenizer( text, delimiters );
         EXPECT_THAT( std::vector<std::string>( tokenizer.begin(), tokenizer.end() ),
-                     ElementsAreArray( c.tokens ) );
-        EXPECT_EQ( tokenizer.nbTokens(), c.tokens.size() );
+                     ElementsAreArray( tokens ) );
+        EXPECT_EQ( tokenizer.nbTokens(), tokens.size() );
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
 
 namespace Qv {
 
@@ -64,10 +65,7 @@ TEST( MbAlignmentTest, RefusesWhatItCannotDoAndStaysAsItWas ) {
     const MbAlignment high( 15, 255, 0x50 );
     const char* const isHoley = "Invalid argument: Argument is not a power of 2 minus 1.";
     const char* const isZero = "Invalid argument: Zero is not a power of two.";
-    const struct {
-        std::function<void()> call;
-        const char* raised;
-    } cases[] = {
+    const std::pair<std::function<void()>, const char*> cases[] = {
         { [&] { a.setAlignmentMask( 5 ); }, isHoley },
         { [&] { a.setOffsetMask( 6 ); }, isHoley },
         { [] { MbAlignment( 2, 0, 0 ); }, isHoley },
@@ -85,8 +83,8 @@ TEST( MbAlignmentTest, RefusesWhatItCannotDoAndStaysAsItWas ) {
          },
           "Out of range: Incompatible offsets.." },
     };
-    for( const auto& c : cases ) {
-        EXPECT_EQ( raisedBy( c.call ), c.raised );
+    for( const auto& [call, raised] : cases ) {
+        EXPECT_EQ( raisedBy( call ), raised );
     }
     EXPECT_EQ( textOf( a ),
                "Alignment mask: 0xffffffffffffffff Offset mask: 0xff Offset pattern: 0x57\n255" );

@@ -166,19 +166,17 @@ TEST_F( MbBufferTest, APlainProtocolsOperationsComeDownToAFew ) {
     buffer = make();
     MbBufferRdGuardImp( buffer ).setProtocol( OPtr<MbProtocol>( protocol ) );
     send( "free" );
-    const struct {
-        const char *events, *calls;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         { "prefetch", "allocate reload reloadSucceeded list" },
         { "wrlock unlock asyncSync", "unlist dirty unlocked list unlist unload list" },
         { "wrlock unlock sync free",
           "unlist dirty unlocked list unlist unload list unlist free deallocate" },
         { "wrlock unlock drop", "allocate reload dirty unlocked list unlist free deallocate" },
     };
-    for( const auto& c : cases ) {
+    for( const auto& [events, calls] : cases ) {
         recorder.take();
-        send( c.events );
-        EXPECT_EQ( recorder.calls, c.calls );
+        send( events );
+        EXPECT_EQ( recorder.calls, calls );
     }
 }
 

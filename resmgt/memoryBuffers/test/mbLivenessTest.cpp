@@ -24,7 +24,6 @@
 #include <cstdlib>
 #include <deque>
 #include <map>
-#include <memory>
 #include <optional>
 #include <random>
 #include <string>
@@ -441,27 +440,23 @@ TEST_P( MbLivenessTest, ALargeRequestIsServedAmongSmallOnes ) {
     std::atomic<bool> isServed = false;
     std::atomic<long> nbTurns = 0;
     // Always all of the memory but one is in use.
-    std::deque<TestThread> small;
-    std::deque<std::vector<MbBuffer>> buffers;
-    for( int i = 0; i < 4; ++i ) {
-        std::vector<MbBuffer>& own = buffers.emplace_back();
-        for( int k = 0; k < 3; ++k ) {
-            own.push_back( makePlain() );
-        }
-        small.emplace_back( [&] {
-            for( std::size_t turn = 0; !isServed; ++turn ) {
-                const MbBufferRdGuardImp one( own[turn % 3] );
-                const MbBufferRdGuardImp another( own[( turn + 1 ) % 3] );
-                ++nbTurns;
-            }
-        } );
+    std::vector<MbBuffer> buffers;
+    for( int i = 0; i < 12; ++i ) {
+        buffers.push_back( makePlain() );
     }
+    TestThreads small( 4, [&]( std::size_t number ) {
+        for( std::size_t turn = 0; !isServed; ++turn ) {
+            const MbBufferRdGuardImp one( buffers[3 * number + turn % 3] );
+            const MbBufferRdGuardImp another( buffers[3 * number + ( turn + 1 ) % 3] );
+            ++nbTurns;
+        }
+    } );
     waitUntil( [&] { return nbTurns > 100; }, "traffic" );
     {
         const MbBufferRdGuardImp large( makePlain( 8 * SIZE ) );
         isServed = true;
     }
-    small.clear();
+    small.join();
 }
 
 TEST_P( MbLivenessTest, AHolderNeedNotWaitForALargeRequestWhateverElseIsGivenBack ) {
@@ -524,24 +519,20 @@ TEST_P( MbLivenessTest, EachReturnServesSomebodyWhoeverComesAndGoes ) {
     // give up their buffers, some leave them to be evicted.
     useHeap( 4 );
     const long nbTurns = scaledCount( 4000 );
-    std::deque<TestThread> threads;
-    for( unsigned id = 0; id < 8; ++id ) {
-        threads.emplace_back( [this, id, nbTurns] {
-            std::mt19937_64 random( testSeed() + id );
-            std::vector<MbBuffer> own;
-            for( const int size : { SIZE / 2, SIZE, 2 * SIZE, 4 * SIZE } ) {
-                own.push_back( makePlain( size ) );
+    TestThreads( 8, [this, nbTurns]( unsigned int id ) {
+        std::mt19937_64 random( testSeed() + id );
+        std::vector<MbBuffer> own;
+        for( const int size : { SIZE / 2, SIZE, 2 * SIZE, 4 * SIZE } ) {
+            own.push_back( makePlain( size ) );
+        }
+        for( long turn = 0; turn < nbTurns; ++turn ) {
+            MbBuffer& chosen = own[random() % own.size()];
+            { const MbBufferWrGuardImp lock( chosen ); }
+            if( random() % 4 == 0 ) {
+                chosen.free();
             }
-            for( long turn = 0; turn < nbTurns; ++turn ) {
-                MbBuffer& chosen = own[random() % own.size()];
-                { const MbBufferWrGuardImp lock( chosen ); }
-                if( random() % 4 == 0 ) {
-                    chosen.free();
-                }
-            }
-        } );
-    }
-    threads.clear();
+        }
+    } ).join();
     EXPECT_EQ( manager->getFreeSpace(), 4 * NEEDED );
 }
 

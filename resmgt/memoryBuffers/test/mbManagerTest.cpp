@@ -19,14 +19,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <deque>
 #include <fstream>
 #include <functional>
 #include <initializer_list>
 #include <optional>
 #include <random>
 #include <set>
-#include <sstream>
+#include <tests/support/dumpOf.h>
 #include <tests/support/failingNew.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
@@ -53,11 +52,7 @@ protected:
         { const MbBufferWrGuardImp guard( loaded ); }
         return loaded;
     }
-    std::string dump() const {
-        std::ostringstream text;
-        text << *manager;
-        return text.str();
-    }
+    std::string dump() const { return dumpOf( *manager ); }
 };
 
 TEST_F( MbManagerTest, ABufferThatCanNeverFitIsRefusedAtOnceAndAnOffsetIsKept ) {
@@ -250,11 +245,7 @@ public:
         MbUnloadLRU::dump( stream );
         if( const MbPoolManager* const pool =
                 std::exchange( _isPrinted, true ) ? nullptr : manager ) {
-            TestThread( [&] {
-                std::ostringstream text;
-                text << MbPoolManager::NoLockTracer( pool );
-                printed = text.str();
-            } ).join();
+            TestThread( [&] { printed = dumpOf( MbPoolManager::NoLockTracer( pool ) ); } ).join();
         }
     }
 
@@ -345,27 +336,23 @@ TEST_F( MbManagerTest, WhateverSizesManyThreadsUseTheMemoryStaysWithinTheLimit )
         new MbHeapManager( "heap", LIMIT, OPtr<MbUnloadStrategy>( new MbUnloadLRU ) ) );
     const std::size_t before = residentBytes();
     std::atomic<std::size_t> most = 0;
-    std::deque<TestThread> threads;
-    for( unsigned id = 0; id < 8; ++id ) {
-        threads.emplace_back( [&, id] {
-            std::mt19937_64 random( testSeed() + id );
-            MbBufferSimpleFactory factory(
-                MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::RELAXED )
-                    .getInitialState(),
-                manager );
-            std::vector<MbBuffer> buffers;
-            for( int i = 0; i < 100; ++i ) {
-                buffers.push_back( factory.create( "tile", 65536 << random() % 5 ) );
-            }
-            for( long turn = scaledCount( 1000 ); turn > 0; --turn ) {
-                const MbBufferWrGuardImp guard( buffers[random() % buffers.size()] );
-                std::memset( guard.getMemory(), 1,
-                             static_cast<std::size_t>( guard.getBuffer().getSize() ) );
-                most = std::max<std::size_t>( most, residentBytes() );
-            }
-        } );
-    }
-    threads.clear();
+    TestThreads( 8, [&]( unsigned int id ) {
+        std::mt19937_64 random( testSeed() + id );
+        MbBufferSimpleFactory factory(
+            MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::RELAXED )
+                .getInitialState(),
+            manager );
+        std::vector<MbBuffer> buffers;
+        for( int i = 0; i < 100; ++i ) {
+            buffers.push_back( factory.create( "tile", 65536 << random() % 5 ) );
+        }
+        for( long turn = scaledCount( 1000 ); turn > 0; --turn ) {
+            const MbBufferWrGuardImp guard( buffers[random() % buffers.size()] );
+            std::memset( guard.getMemory(), 1,
+                         static_cast<std::size_t>( guard.getBuffer().getSize() ) );
+            most = std::max<std::size_t>( most, residentBytes() );
+        }
+    } ).join();
     EXPECT_LT( most - before, LIMIT + LIMIT / 10 + SANITIZERS_MEMORY );
 }
 
@@ -405,10 +392,8 @@ TEST( MbUnloadStrategiesTest, StayTrueToAPlainListAndToTheirSeedUnderRandomCalls
     }
     EXPECT_GT( picked.size(), 100u );
     EXPECT_THROW( lru.removeBuffer( fakeBuffer( 9 ) ), ExBase );
-    std::ostringstream text;
-    picker.dump( text );
-    EXPECT_EQ( text.str(), "MbUnloadRandom\nNb loaded and unlocked buffers  = 0\n"
-                           "Random buffer container: \nPair associative indexes : \n" );
+    EXPECT_EQ( dumpOf( picker ), "MbUnloadRandom\nNb loaded and unlocked buffers  = 0\n"
+                                 "Random buffer container: \nPair associative indexes : \n" );
 }
 
 } // namespace

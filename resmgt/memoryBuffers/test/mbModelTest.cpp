@@ -23,7 +23,7 @@
 #include <mutex>
 #include <random>
 #include <shared_mutex>
-#include <sstream>
+#include <tests/support/dumpOf.h>
 #include <tests/support/testSettings.h>
 #include <tests/support/testThread.h>
 #include <thread>
@@ -385,24 +385,19 @@ TEST_P( MbModelTest, ContentsLimitsAndCountsHoldUnderRandomEventsOfManyThreads )
     for( std::size_t i = 0; i < _slots.size(); ++i ) {
         replace( i, testSeed() + i );
     }
-    {
-        std::deque<TestThread> threads;
-        const long nbSteps = scaledCount( 40000 ) / static_cast<long>( getNbThreads() );
-        for( std::uint64_t i = 0; i < getNbThreads(); ++i ) {
-            threads.emplace_back(
-                [this, i, nbSteps] { runThread( testSeed() * 31 + i, nbSteps ); } );
-        }
-    }
+    const long nbSteps = scaledCount( 40000 ) / static_cast<long>( getNbThreads() );
+    TestThreads( getNbThreads(), [this, nbSteps]( std::uint64_t i ) {
+        runThread( testSeed() * 31 + i, nbSteps );
+    } ).join();
     for( Slot& slot : _slots ) {
         slot.buffer = MbBuffer();
     }
-    std::ostringstream dump;
-    _manager->dump( dump );
-    EXPECT_THAT( dump.str(), testing::HasSubstr( "Nb allocated regions  = 0\n"
-                                                 "Nb unloadable buffers = 0\n" ) );
+    const std::string dump = dumpOf( *_manager );
+    EXPECT_THAT( dump, testing::HasSubstr( "Nb allocated regions  = 0\n"
+                                           "Nb unloadable buffers = 0\n" ) );
     const char* const ownLines =
         std::get<1>( GetParam() ) == ARENA_WITH_RANDOM_ORDER ? "DaArenaPoolImp:" : "bytes     = 0";
-    EXPECT_THAT( dump.str(), testing::HasSubstr( ownLines ) );
+    EXPECT_THAT( dump, testing::HasSubstr( ownLines ) );
     EXPECT_EQ( _manager->getFreeSpace(), allFree );
     EXPECT_EQ( _manager->getRefCount(), 3 );
 }

@@ -1,6 +1,5 @@
 #include <base/text/typeName.h>
 #include <resmgt/locks/lkSingleton.h>
-#include <resmgt/memoryBuffers/mbEx.h>
 #include <resmgt/memoryBuffers/src/mbStateMachineImp.h>
 #include <resmgt/memoryBuffers/test/mbRecorder.h>
 

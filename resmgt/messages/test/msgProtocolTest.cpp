@@ -2,13 +2,12 @@
 #include <resmgt/messages/msgProtocol.h>
 #include <resmgt/messages/msgSubscription.h>
 
-#include <base/failure/assertions.h>
 #include <base/failure/exStandard.h>
+#include <tests/support/dumpOf.h>
 
 #include <gmock/gmock.h>
 
 #include <cstdint>
-#include <sstream>
 #include <utility>
 
 namespace Qv {
@@ -104,9 +103,7 @@ TEST( MsgProtocolTest, EachKindHasItsLevel ) {
     EXPECT_EQ( MsgInformation( tag ).getLevel(), 4 );
     EXPECT_EQ( MsgInformation( text ).getLevel(), 4 );
 
-    std::ostringstream stream;
-    MsgWarning( std::string( "%1" ) ).substitute( 7 ).dump( stream );
-    EXPECT_EQ( stream.str(), "level 3 text \"7\"" );
+    EXPECT_EQ( dumpOf( MsgWarning( std::string( "%1" ) ).substitute( 7 ) ), "level 3 text \"7\"" );
 }
 
 TEST( MsgExceptionTest, CarriesItsMessageToWhoeverCatchesIt ) {

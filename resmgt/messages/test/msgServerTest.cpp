@@ -21,6 +21,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace Qv {
 namespace {
@@ -110,21 +111,19 @@ private:
 
 TEST_F( MsgServerTest, AMissingTextIsLoggedAsAWarningToWhoeverDevelopsTheApplication ) {
     writeFile( "a.msg", "other = a\n" );
-    const struct {
-        std::optional<int> kind;
-        const char* level;
-    } cases[] = { { std::nullopt, "Warning" },
-                  { 0, "Support" },
-                  { InBuildInfo::DEVELOPMENT_BUILD, "Warning" } };
-    for( const auto& c : cases ) {
-        if( c.kind ) {
-            InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new AppInfo( *c.kind ) ) );
+    const std::pair<std::optional<int>, const char*> cases[] = {
+        { std::nullopt, "Warning" },
+        { 0, "Support" },
+        { InBuildInfo::DEVELOPMENT_BUILD, "Warning" } };
+    for( const auto& [kind, level] : cases ) {
+        if( kind ) {
+            InBuildInfoMgr::registerAppInfo( OPtr<InBuildInfo>( new AppInfo( *kind ) ) );
         }
         LoggedLines lines;
         const MsgFileGuard guard( "a.msg" );
         EXPECT_EQ( find( "tag" ), "none" );
         EXPECT_THAT( lines.takeWithLevels(),
-                     ::testing::ElementsAre( c.level +
+                     ::testing::ElementsAre( level +
                                              std::string( ": [Messages       ] Could not find "
                                                           "message with tag tag in " ) +
                                              ( _folder.path() / "a.msg" ).string() ) );

@@ -3,10 +3,10 @@
 #include <resmgt/observers/obChangeManagerImp.h>
 #include <resmgt/observers/obObserverAny.h>
 #include <resmgt/observers/obSubjectAny.h>
+#include <tests/support/dumpOf.h>
 
 #include <functional>
 #include <mutex>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -81,11 +81,7 @@ struct ObFixture {
         _manager.notify( &subject, {} );
         return _notifier->takeLog();
     }
-    std::string dump() const {
-        std::ostringstream text;
-        _manager.dump( text );
-        return text.str();
-    }
+    std::string dump() const { return dumpOf( _manager ); }
 
     TestNotifier* const _notifier = new TestNotifier;
     ObChangeManagerImp _manager{ OPtr<ObNotifierAny>( _notifier ) };

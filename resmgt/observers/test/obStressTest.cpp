@@ -301,18 +301,12 @@ void churnObservers() {
             ASSERT_LT( std::chrono::steady_clock::now() - start, deadline );
         }
     };
-    std::deque<TestThread> threads;
-    threads.emplace_back( [&] { notifyAll( 0 ); } );
-    threads.emplace_back( [&] { notifyAll( 1 ); } );
-    for( int index = 0; index < NB_CHURNERS; ++index ) {
-        threads.emplace_back( [&, index] {
-            churnThrough( testSeed() + static_cast<std::uint64_t>( index ) );
-            --nbChurning;
-        } );
-    }
-    for( TestThread& thread : threads ) {
-        thread.join();
-    }
+    TestThreads notifiers( 2, notifyAll );
+    TestThreads( NB_CHURNERS, [&]( std::uint64_t number ) {
+        churnThrough( testSeed() + number );
+        --nbChurning;
+    } ).join();
+    notifiers.join();
     EXPECT_EQ( nbPending, 0 );
     EXPECT_GT( churn->_nbCalls, 0 );
 }

@@ -6,6 +6,7 @@
 
 #include <limits>
 #include <time.h>
+#include <tuple>
 #include <vector>
 
 namespace Qv {
@@ -52,18 +53,16 @@ TEST( OsDateUtilTest, ADateIsWrittenAsLocalTimeInAnyFormatOrRefused ) {
     const ScopedEnvironment zone( "TZ", "TST-5:30TDT-6:30,M3.2.0,M11.1.0" );
     ::tzset();
     const std::string longText( 5000, 'x' );
-    const struct {
-        DateRep date;
-        std::string format, expected;
-    } cases[] = { { { 0, 999'999'999 }, "%H%M%S", "053000" },
-                  { { -1, 0 }, "%Y-%m-%d %H:%M:%S", "1970-01-01 05:29:59" },
-                  { { 1'720'000'000, 0 }, "%y-%m-%d %H:%M:%S %Z", "24-07-03 16:16:40 TDT" },
-                  { { 253'402'300'800, 0 }, "%Y", "10000" },
-                  { {}, "", "" },
-                  { {}, "%%", "%" },
-                  { {}, longText, longText } };
-    for( const auto& c : cases ) {
-        EXPECT_EQ( OsDateUtil::toLocalText( c.date, c.format.c_str() ), c.expected ) << c.format;
+    const std::tuple<DateRep, std::string, std::string> cases[] = {
+        { { 0, 999'999'999 }, "%H%M%S", "053000" },
+        { { -1, 0 }, "%Y-%m-%d %H:%M:%S", "1970-01-01 05:29:59" },
+        { { 1'720'000'000, 0 }, "%y-%m-%d %H:%M:%S %Z", "24-07-03 16:16:40 TDT" },
+        { { 253'402'300'800, 0 }, "%Y", "10000" },
+        { {}, "", "" },
+        { {}, "%%", "%" },
+        { {}, longText, longText } };
+    for( const auto& [date, format, expected] : cases ) {
+        EXPECT_EQ( OsDateUtil::toLocalText( date, format.c_str() ), expected ) << format;
     }
     EXPECT_THROW( OsDateUtil::toLocalText( { LAST_SECOND, 0 }, "%Y" ), ExSysErrorWindows );
     EXPECT_THROW( OsDateUtil::toLocalText( {}, "%9999999d" ), ExSysErrorGeneric );

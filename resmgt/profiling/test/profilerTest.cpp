@@ -3,8 +3,8 @@
 #include <resmgt/profiling/profConsolidator.h>
 #include <resmgt/profiling/profiler.imp>
 #include <resmgt/profiling/timer.h>
+#include <tests/support/dumpOf.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -98,10 +98,9 @@ TEST( ProfilerTest, TheConsolidatorCountsCyclesOfAllAndNoneOfAProfilerWithoutAny
         run( profiler, cycles );
         consolidator.consolidate( profiler );
     }
-    std::ostringstream text;
-    text << consolidator;
-    EXPECT_EQ( text.str(), "Profiler Consolidator:\nNb of cycles: 4\nTotal time: 7.5\n"
-                           "Average time: 1.875\nMinimum time: 0.5\nMaximum time: 4\n" );
+    EXPECT_EQ( dumpOf( consolidator ),
+               "Profiler Consolidator:\nNb of cycles: 4\nTotal time: 7.5\n"
+               "Average time: 1.875\nMinimum time: 0.5\nMaximum time: 4\n" );
 }
 
 template <class T>

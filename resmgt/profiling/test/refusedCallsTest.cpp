@@ -17,6 +17,7 @@
 #include <string>
 #include <sys/resource.h>
 #include <time.h>
+#include <tuple>
 
 namespace Qv {
 
@@ -67,11 +68,7 @@ TEST( RefusedCallsTest, EachIsToldWithItsPlaceAndTheSystemsReason ) {
     const Sleeper& plain = Sleeper::getInstance();
     const Sleeper& highRes = Sleeper::getHighResInstance();
     const OPtr<PeriodicTimer> timer( makeTimer() );
-    const struct {
-        const char* call;
-        std::function<void()> operation;
-        const char* place;
-    } cases[] = {
+    const std::tuple<const char*, std::function<void()>, const char*> cases[] = {
         { "clock_gettime", [] { HwCounter::timeStamp(); }, "OsCpuInfo::getHwCounterValue" },
         { "clock_gettime", [&] { plain.getCurrentTime(); }, "SleeperPosix::getCurrentTime()" },
         { "clock_getres", [&] { plain.getResolution(); }, "SleeperPosix::getResolution()" },
@@ -84,12 +81,12 @@ TEST( RefusedCallsTest, EachIsToldWithItsPlaceAndTheSystemsReason ) {
         { "clock_nanosleep", [&] { timer->wait(); }, "PeriodicTimerPosix::waitForCount()" },
         { "getrusage", [] { PrProcessTimes(); }, "PrProcessTimes::PrProcessTimes()" },
     };
-    for( const auto& c : cases ) {
-        SCOPED_TRACE( std::string( c.place ) + " without " + c.call );
-        refusedCall = c.call;
-        const std::string failure = raisedBy<ExSysError>( c.operation );
-        EXPECT_THAT( failure, testing::HasSubstr( c.place ) );
-        EXPECT_THAT( failure, testing::HasSubstr( std::string( c.call ) + "()" ) );
+    for( const auto& [call, operation, place] : cases ) {
+        SCOPED_TRACE( std::string( place ) + " without " + call );
+        refusedCall = call;
+        const std::string failure = raisedBy<ExSysError>( operation );
+        EXPECT_THAT( failure, testing::HasSubstr( place ) );
+        EXPECT_THAT( failure, testing::HasSubstr( std::string( call ) + "()" ) );
         EXPECT_THAT( failure, testing::HasSubstr( std::strerror( EPERM ) ) );
     }
     refusedCall = "clock_gettime";
