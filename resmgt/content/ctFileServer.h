@@ -96,6 +96,8 @@ protected:
 
 private:
     class FileHint;
+    template <class Transfers>
+    class TransferHint;
     class ReadHint;
     class WriteHint;
     struct Cut;

@@ -90,46 +90,41 @@ private:
     const CtTally::OpenFile _counted;
 };
 
-class CtFileServer::ReadHint final : public FileHint {
+/// By a reader or a writer.
+template <class Transfers>
+class CtFileServer::TransferHint : public FileHint {
 public:
-    ReadHint( const Key& key, const OsFilePath& path, CtTileFile file, bool unbuffered,
-              const RCShdPtr<CtTally>& tally )
+    TransferHint( const Key& key, const OsFilePath& path, CtTileFile file, bool unbuffered,
+                  const RCShdPtr<CtTally>& tally )
         : FileHint( key, file.get(), tally )
-        , _reader( path, file.release(), unbuffered ) {}
+        , _transfers( path, file.release(), unbuffered ) {}
 
     unsigned long long read( void* memory, unsigned long long size,
                              unsigned long long offset ) const override {
-        return _reader.read( memory, static_cast<long long>( offset ), size );
+        return _transfers.read( memory, static_cast<long long>( offset ), size );
     }
-    const OsFilePath& getPath() const override { return _reader.getPath(); }
+    const OsFilePath& getPath() const override { return _transfers.getPath(); }
 
-private:
-    mutable OsMTFileReader _reader;
+protected:
+    mutable Transfers _transfers;
 };
 
-class CtFileServer::WriteHint final : public FileHint {
+class CtFileServer::ReadHint final : public TransferHint<OsMTFileReader> {
 public:
-    WriteHint( const Key& key, const OsFilePath& path, CtTileFile file, bool unbuffered,
-               const RCShdPtr<CtTally>& tally )
-        : FileHint( key, file.get(), tally )
-        , _writer( path, file.release(), unbuffered ) {}
+    using TransferHint::TransferHint;
+};
 
-    unsigned long long read( void* memory, unsigned long long size,
-                             unsigned long long offset ) const override {
-        return _writer.read( memory, static_cast<long long>( offset ), size );
-    }
-    const OsFilePath& getPath() const override { return _writer.getPath(); }
+class CtFileServer::WriteHint final : public TransferHint<OsMTFileWriter> {
+public:
+    using TransferHint::TransferHint;
 
     void write( const void* memory, unsigned long long size, unsigned long long offset ) const {
         try {
-            _writer.write( memory, static_cast<long long>( offset ), size );
+            _transfers.write( memory, static_cast<long long>( offset ), size );
         } catch( const ExAssertionFailed& ) {
             raiseShort( "CtFileServer::writeImp", getPath() );
         }
     }
-
-private:
-    mutable OsMTFileWriter _writer;
 };
 
 template <class Hint>
