@@ -58,6 +58,7 @@ public:
                 runUnits( [&] { addReading( lines, next ); } );
             }
             runUnits( [&] { addStep( lines, next ); } );
+            finishWaiting( lines, next );
             giveUp( lines, next );
             lines = next;
         }
@@ -109,15 +110,17 @@ private:
         const std::size_t compositing = _readers.size();
         if( _across ) {
             addUnits( compositing + 2, next.complete - lines.complete, [&] {
-                forEachTile( lines.complete, next.complete,
-                             [&]( TilePos pos ) { addGlowing( pos ); } );
+                for( const PixelArea& area : _plan.listPieces( lines.complete, next.complete ) ) {
+                    addGlowing( area );
+                }
             } );
             addUnits( compositing + 1, next.spread - lines.spread,
                       [&] { addSpreading( lines.spread, next.spread ); } );
         }
         addUnits( compositing, next.composed - lines.composed, [&] {
-            forEachTile( lines.composed, next.composed,
-                         [&]( TilePos pos ) { addCompositing( pos ); } );
+            for( const PixelArea& area : _plan.listPieces( lines.composed, next.composed ) ) {
+                addCompositing( area );
+            }
         } );
         if( _plan.readsAhead() ) {
             addReading( next, _plan.advance( next ) );
@@ -137,15 +140,6 @@ private:
         }
     }
 
-    /// Calls `use( pos )` for the tiles of the picture with these lines.
-    template <class Use>
-    void forEachTile( int y0, int y1, const Use& use ) {
-        for( const TileRef& tile :
-             listAreaInputs( *_picture, { 0, y0, _picture->getWidth(), y1 } ) ) {
-            use( tile.pos );
-        }
-    }
-
     /// Reads what the lines between the two need.
     void addReading( const StreamLines& from, const StreamLines& to ) {
         for( std::size_t i = 0; i < _readers.size(); ++i ) {
@@ -159,8 +153,8 @@ private:
         }
     }
 
-    void addCompositing( TilePos pos ) {
-        const auto getInputs = [this, area = _picture->getArea( pos )] {
+    void addCompositing( const PixelArea& area ) {
+        const auto getInputs = [this, area] {
             std::vector<TileRef> inputs;
             for( std::size_t i = 0; i < _readers.size(); ++i ) {
                 const auto more = listAreaInputs( _readers[i]->getPlane(),
@@ -169,23 +163,17 @@ private:
             }
             return inputs;
         };
-        _units.push_back( { getInputs, [this, pos] {
-                               {
-                                   const TileWriter tile = _picture->write( pos );
-                                   clear( tile );
-                                   for( std::size_t i = 0; i < _readers.size(); ++i ) {
-                                       _plan.getLayers()[i].joinTo( tile, _readers[i]->getPlane() );
-                                   }
+        _units.push_back( { getInputs, [this, area] {
+                               const TileWriter piece = writePiece( area );
+                               clear( piece );
+                               for( std::size_t i = 0; i < _readers.size(); ++i ) {
+                                   _plan.getLayers()[i].joinTo( piece, _readers[i]->getPlane() );
                                }
-                               finishWaiting( pos );
                            } } );
     }
 
-    /// What isn't taken soon may be put away.
-    void finishWaiting( TilePos pos ) {
-        if( _across || _plan.keepsPicture() ) {
-            _picture->finish( pos );
-        }
+    TileWriter writePiece( const PixelArea& area ) {
+        return _picture->write( _picture->getPos( area.x0, area.y0 ) ).within( area );
     }
 
     void addSpreading( int y0, int y1 ) {
@@ -197,16 +185,24 @@ private:
         }
     }
 
-    void addGlowing( TilePos pos ) {
+    void addGlowing( const PixelArea& area ) {
         const Glow& glow = *_plan.getGlow();
-        const auto getInputs = [this, &glow, pos] {
-            std::vector<TileRef> inputs =
-                listAreaInputs( *_across, glow.getSource( _picture->getArea( pos ) ) );
-            inputs.insert( inputs.begin(), { _picture.get(), pos } );
+        const auto getInputs = [this, &glow, area] {
+            std::vector<TileRef> inputs = listAreaInputs( *_across, glow.getSource( area ) );
+            inputs.insert( inputs.begin(),
+                           { _picture.get(), _picture->getPos( area.x0, area.y0 ) } );
             return inputs;
         };
         _units.push_back(
-            { getInputs, [this, &glow, pos] { glow.addTo( _picture->write( pos ), *_across ); } } );
+            { getInputs, [this, &glow, area] { glow.addTo( writePiece( area ), *_across ); } } );
+    }
+
+    /// What isn't taken soon may be put away.
+    void finishWaiting( const StreamLines& lines, const StreamLines& next ) {
+        if( _across || _plan.keepsPicture() ) {
+            forEachEnding( *_picture, lines.composed, next.composed,
+                           [this]( TilePos pos ) { _picture->finish( pos ); } );
+        }
     }
 
     /// Discards what nobody needs any more.
@@ -223,11 +219,16 @@ private:
         }
     }
 
-    /// Discards the tiles with lines from `y0` on and none from `y1` on.
     static void discard( TilePlane& plane, int y0, int y1 ) {
+        forEachEnding( plane, y0, y1, [&plane]( TilePos pos ) { plane.discard( pos ); } );
+    }
+
+    /// Calls `use( pos )` for the tiles with lines from `y0` on and none from `y1` on.
+    template <class Use>
+    static void forEachEnding( TilePlane& plane, int y0, int y1, const Use& use ) {
         for( const TileRef& tile : listAreaInputs( plane, { 0, y0, plane.getWidth(), y1 } ) ) {
             if( plane.getArea( tile.pos ).y1 <= y1 ) {
-                plane.discard( tile.pos );
+                use( tile.pos );
             }
         }
     }

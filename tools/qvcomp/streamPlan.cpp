@@ -61,42 +61,62 @@ StreamPlan::StreamPlan( const Scene& scene, const Settings& settings )
     , _glow( makeGlow( scene ) )
     , _picture( scene.width, settings.tileSide )
     , _keepsPicture( settings.keepsPicture )
-    , _stepLines( 0 ) {
+    , _pieceLines( divideUp( _picture.tile.height,
+                             _picture.tile.height / getLeastHeight( settings.tileSide ) ) )
+    , _tilePieces( divideUp( _picture.tile.height, _pieceLines ) )
+    // Two pieces for each thread, so that none waits for long at the end of a step.
+    , _stepRows( divideUp( 2 * settings.threads, _picture.columns ) ) {
     for( const LayerInfo& layer : scene.layers ) {
         _sources.emplace_back( layer.width, settings.tileSide );
     }
     if( _glow ) {
         _across.emplace( _glow->getColumns(), settings.tileSide );
     }
-    // Two units for each thread, so that none waits for long at the end of a step.
-    const int rows = divideUp( 2 * settings.threads, _picture.columns );
     const auto fits = [&] { return !settings.tiles || countTiles() <= *settings.tiles; };
-    for( _stepLines = rows * _picture.tile.height; !fits(); _stepLines -= _picture.tile.height ) {
-        if( _stepLines == _picture.tile.height ) {
-            // What has no room then is put away meanwhile.
-            _readsAhead = false;
-            break;
-        }
+    while( _stepRows > 1 && !fits() ) {
+        _stepRows /= 2;
     }
+    // What has no room then is put away meanwhile.
+    _readsAhead = fits();
 }
 
 StreamLines StreamPlan::advance( const StreamLines& lines ) const noexcept {
-    const auto alignEnd = [&]( int line, int unit ) {
-        return line >= _height ? _height : alignDown( line, unit );
-    };
     StreamLines next;
-    next.composed = std::min( lines.composed + _stepLines, _height );
+    next.composed = addPieces( lines.composed, _stepRows );
     next.spread = lines.composed;
     next.complete = next.composed;
     if( _glow ) {
         const int lit = lines.spread == _height ? _height : lines.spread - _glow->getReach();
         // No faster than lines are taken, or the picture would have to wait once more.
-        next.complete = std::max( lines.complete,
-                                  std::min( alignEnd( std::max( lit, 0 ), _picture.tile.height ),
-                                            lines.complete + _stepLines ) );
+        next.complete = std::clamp( alignToPieces( lit ), lines.complete,
+                                    addPieces( lines.complete, _stepRows ) );
     }
-    next.taken = alignEnd( lines.complete, TAKEN_LINES );
+    next.taken = lines.complete == _height ? _height : alignDown( lines.complete, TAKEN_LINES );
     return next;
+}
+
+std::vector<PixelArea> StreamPlan::listPieces( int y0, int y1 ) const {
+    std::vector<PixelArea> pieces;
+    for( int y = y0; y < y1; y = addPieces( y, 1 ) ) {
+        for( int x = 0; x < _width; x += _picture.tile.width ) {
+            pieces.push_back( intersect( { 0, 0, _width, y1 },
+                                         { x, y, x + _picture.tile.width, addPieces( y, 1 ) } ) );
+        }
+    }
+    return pieces;
+}
+
+/// The end of the pieces that are above `line` as a whole.
+int StreamPlan::alignToPieces( int line ) const noexcept {
+    const int inTile = line % _picture.tile.height;
+    return line == _height ? _height : line - inTile % _pieceLines;
+}
+
+/// The line so many rows of pieces below the border of one at `line`.
+int StreamPlan::addPieces( int line, int rows ) const noexcept {
+    const int height = _picture.tile.height;
+    const int row = line / height * _tilePieces + line % height / _pieceLines + rows;
+    return std::min( row / _tilePieces * height + row % _tilePieces * _pieceLines, _height );
 }
 
 int StreamPlan::getFirstLine( std::size_t layer, int y0 ) const noexcept {

@@ -25,7 +25,7 @@ struct StreamLines {
 /// In which steps a picture is made from its top down, so that only some lines of it and of its
 /// layers are there at a time.
 ///
-/// In one step some rows of the picture's tiles are composed. Meanwhile the light of those that
+/// In one step some lines of the picture are composed. Meanwhile the light of those that
 /// were composed before is spread along their lines, the glow is added to those whose light is
 /// there from all lines in its reach, and those that were complete are taken; and the layers' lines
 /// for the next step are read, if there is room for them. What is used up is given away after each
@@ -47,6 +47,9 @@ public:
 
     /// How far the picture is after the next step.
     StreamLines advance( const StreamLines& lines ) const noexcept;
+    /// The pieces in which lines are composed or get their glow, for the picture's lines from `y0`
+    /// up to, not including, `y1`, as far as these come from `advance`.
+    std::vector<PixelArea> listPieces( int y0, int y1 ) const;
     bool isDone( const StreamLines& lines ) const noexcept { return lines.taken == _height; }
 
     bool readsAhead() const noexcept { return _readsAhead; }
@@ -73,6 +76,8 @@ private:
         std::size_t countTiles( int y0, int y1 ) const noexcept;
     };
 
+    int alignToPieces( int line ) const noexcept;
+    int addPieces( int line, int rows ) const noexcept;
     int getReadingLine( std::size_t layer, const StreamLines& after ) const noexcept;
     std::size_t countTiles( const StreamLines& before, const StreamLines& after ) const noexcept;
 
@@ -85,8 +90,11 @@ private:
     std::vector<Plane> _sources;
     std::optional<Plane> _across;
     bool _keepsPicture;
-    /// Lines that are composed in a step.
-    int _stepLines;
+    /// The high tiles of a narrow picture are made in pieces of so many lines, or fewer at the end.
+    int _pieceLines;
+    int _tilePieces;
+    /// Rows of pieces that are composed in a step.
+    int _stepRows;
     bool _readsAhead = true;
 };
 

@@ -2,6 +2,13 @@
 
 namespace Qv::Comp {
 
+namespace {
+
+/// A band may be so many times as wide as a square of as many pixels.
+constexpr int WIDEST_BAND = 8;
+
+} // namespace
+
 TilePlane::TilePlane( int width, int height, TileSize tile )
     : _width( width )
     , _height( height )
@@ -25,10 +32,13 @@ std::size_t TilePlane::toIndex( TilePos pos ) const noexcept {
 }
 
 TileSize getTileSize( int side, int planeWidth ) noexcept {
-    constexpr int WIDEST_BAND = 8;
     const int columns = divideUp( planeWidth, WIDEST_BAND * side );
     const int width = divideUp( planeWidth, columns );
     return { width, side * side / width };
+}
+
+int getLeastHeight( int side ) noexcept {
+    return side / WIDEST_BAND;
 }
 
 std::size_t countTiles( int width, int height, TileSize tile ) noexcept {

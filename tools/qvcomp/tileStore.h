@@ -161,6 +161,9 @@ public:
 /// of that side, or a few less, and all columns are about as wide.
 TileSize getTileSize( int side, int planeWidth ) noexcept;
 
+/// Lines of the widest of these bands.
+int getLeastHeight( int side ) noexcept;
+
 /// Tiles along a line of so many pixels, with the part of one at its end.
 constexpr int divideUp( int size, int tile ) noexcept {
     return size / tile + ( size % tile == 0 ? 0 : 1 );
