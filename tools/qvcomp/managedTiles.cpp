@@ -106,7 +106,7 @@ const MbState* getInitialState( Policy policy ) {
 }
 
 /// Memory beyond that of all tiles is never used.
-std::uint64_t getCapacity( const ManagedTiles::Settings& settings ) {
+std::uint64_t limitCapacity( const ManagedTiles::Settings& settings ) {
     const bool isUnbuffered = settings.cache.isUnbuffered;
     const std::uint64_t all =
         ManagedTiles::getLeastMemory( settings.tileSide, isUnbuffered, settings.threads ) +
@@ -180,7 +180,7 @@ private:
 ManagedTiles::ManagedTiles( const Settings& settings, Workers& computing )
     : _tileSide( settings.tileSide )
     , _alignment( TileCache::getAlignment( settings.cache.isUnbuffered ) )
-    , _capacity( getCapacity( settings ) )
+    , _capacity( limitCapacity( settings ) )
     , _prefetchDepth( computePrefetchDepth( settings, _capacity ) )
     , _cache( settings.cache )
     , _neverAbove( "compute<=content", computing, PriorityRelation::LESS_OR_EQUAL,

@@ -48,6 +48,8 @@ public:
                                             int height ) override;
     std::size_t getPrefetchDepth() const override { return _prefetchDepth; }
 
+    /// Bytes that tiles take at most: the limit, or less where they need no more.
+    std::uint64_t getCapacity() const noexcept { return _capacity; }
     std::uint64_t getNbTiles() const noexcept { return _nbTiles.load( std::memory_order_relaxed ); }
     TiCounts getCounts() const noexcept { return _tiles->getCounts(); }
     CtFileServer& getServer() const noexcept { return _cache.getServer(); }
@@ -72,7 +74,6 @@ private:
 
     const int _tileSide;
     const std::size_t _alignment;
-    /// Bytes.
     const std::uint64_t _capacity;
     /// 0 also where all tiles have room.
     const std::size_t _prefetchDepth;

@@ -191,7 +191,7 @@ void PictureMaker::nameOtherColours( const Scene& scene ) {
 
 Report PictureMaker::makePicture( const Options& options, const ProgressPart& part ) {
     const HwIntervalTimer timer( "qvcomp" );
-    const Scene scene = probeScene( options );
+    Scene scene = probeScene( options );
     nameOtherColours( scene );
     std::optional<OutputLock> lock;
     if( options.mustLock ) {
@@ -209,6 +209,9 @@ Report PictureMaker::makePicture( const Options& options, const ProgressPart& pa
     const StreamPlan plan = makePlan( options, scene );
     const ManagedTiles::Settings settings = makeSettings( options, scene, plan );
     ManagedTiles& store = takeStore( settings );
+    if( settings.memory ) {
+        scene.readingMemory += *settings.memory - store.getCapacity();
+    }
     const Report before = countSoFar( store, *_workers );
     PassRunner runner( *_workers, store.getPrefetchDepth(), passes );
     PictureFiles files = outputs.makeFiles( scene, options.dithering );
