@@ -85,6 +85,10 @@ PngWriter::PngWriter( PendingFile& file, int width, int height )
         png_set_IHDR( imp.png, imp.info, static_cast<png_uint_32>( width ),
                       static_cast<png_uint_32>( height ), 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                       PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT );
+        // Beside the defaults an eighth of the time for a file that is an eighth larger, as
+        // measured with dithered photographs.
+        png_set_filter( imp.png, PNG_FILTER_TYPE_BASE, PNG_FILTER_AVG );
+        png_set_compression_level( imp.png, 2 );
         png_set_sRGB( imp.png, imp.info, PNG_sRGB_INTENT_PERCEPTUAL );
         png_write_info( imp.png, imp.info );
     } );
