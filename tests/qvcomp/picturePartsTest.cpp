@@ -3,6 +3,7 @@
 #include <tools/qvcomp/dither.h>
 #include <tools/qvcomp/failure.h>
 #include <tools/qvcomp/glow.h>
+#include <tools/qvcomp/pictureStream.h>
 #include <tools/qvcomp/placedLayer.h>
 #include <tools/qvcomp/plainTiles.h>
 #include <tools/qvcomp/planeCompare.h>
@@ -10,6 +11,7 @@
 #include <tools/qvcomp/toneMap.h>
 
 #include <tests/support/gate.h>
+#include <tests/support/tempDirectory.h>
 
 #include <gmock/gmock.h>
 
@@ -155,6 +157,37 @@ TEST_F( QvcompPictureTest, PassesAreObservedOnTheMainThreadAndWhole ) {
     EXPECT_THROW( _runner.run( units ), Failure );
     EXPECT_EQ( seen._text, "first: 60 many, 20 few, 1.000000; second: " );
     EXPECT_TRUE( seen._isOnMainThread );
+}
+
+TEST_F( QvcompPictureTest, PartsOfASceneAreTheWholeAlsoWhereLittleIsReadOrInFewParts ) {
+    struct Sum final : PassObserver {
+        void passStepped( double part ) override { all += part; }
+        double all = 0.0;
+    } sum;
+    struct Sink final : PictureSink {
+        std::string getKind() const override { return "Taking"; }
+        std::vector<Unit> take( TilePlane&, int, int ) override {
+            return { { nullptr, [] {} } };
+        }
+    } sink;
+    const TempDirectory folder;
+    const OsFilePath path( ( folder.path() / "layer.exr" ).string() );
+    writeImage(
+        path.getChars(),
+        { .width = 70,
+          .height = 600,
+          .paint = []( int, int ) { return TestPixel{}; },
+          .complete = []( Imf::Header& head ) { head.compression() = Imf::DWAB_COMPRESSION; } } );
+    Scene scene = makeScene( 60, 700, Fit::NONE );
+    for( const int offsetY : { 0, -570, 1000 } ) {
+        scene.layers.push_back( probeLayer( path, []( std::uint64_t ) {} ) );
+        scene.layers.back().options.offsetY = offsetY;
+    }
+    scene.glow = 1.0;
+    _passes.add( sum );
+    streamScene( scene, StreamPlan( scene, { TILE_SIDE, 1, std::nullopt } ), _store, _runner, sink,
+                 "scene" );
+    EXPECT_NEAR( sum.all, 1.0, 1e-9 );
 }
 
 /// The filter of Mitchell and Netravali, as they print it for B = C = 1/3.

@@ -261,8 +261,7 @@ void DecoderPool::drop( const LayerReader& reader ) noexcept {
 LayerReader::LayerReader( const LayerInfo& layer, TileStore& store, DecoderPool& pool )
     : _layer( layer )
     , _file( std::make_unique<const LayerStream>( layer.path ) )
-    , _pool( pool )
-    , _columns( divideUp( layer.width, layer.part.width ) ) {
+    , _pool( pool ) {
     const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
     _plane = store.createPlane( name + " source", layer.width, layer.height );
     // A file that has changed is found before any work is done.
@@ -273,15 +272,21 @@ LayerReader::~LayerReader() {
     _pool.drop( *this );
 }
 
-std::vector<TilePos> LayerReader::takeParts( int y0, int y1 ) {
+std::vector<TilePos> LayerReader::takeParts( const PixelArea& area ) {
     std::vector<TilePos> parts;
-    _nextRow = std::max( _nextRow, y0 / _layer.part.height );
-    for( ; _nextRow < divideUp( y1, _layer.part.height ); ++_nextRow ) {
-        for( int column = 0; column < _columns; ++column ) {
+    const PixelArea places = getParts( area );
+    for( _nextRow = std::max( _nextRow, places.y0 ); _nextRow < places.y1; ++_nextRow ) {
+        for( int column = places.x0; column < places.x1; ++column ) {
             parts.push_back( { column, _nextRow } );
         }
     }
     return parts;
+}
+
+std::size_t LayerReader::countParts( const PixelArea& area ) const noexcept {
+    const PixelArea places = getParts( area );
+    return static_cast<std::size_t>( places.getWidth() ) *
+           static_cast<std::size_t>( places.getHeight() );
 }
 
 void LayerReader::read( TilePos part ) {
@@ -299,6 +304,13 @@ void LayerReader::discardAbove( int y ) {
 
 std::unique_ptr<LayerDecoder> LayerReader::makeDecoder() const {
     return guardReading( *_file, [&] { return std::make_unique<LayerDecoder>( _layer, *_file ); } );
+}
+
+/// The columns and rows of the parts that have pixels of `area`.
+PixelArea LayerReader::getParts( const PixelArea& area ) const noexcept {
+    const TileSize& part = _layer.part;
+    return { area.x0 / part.width, area.y0 / part.height, divideUp( area.x1, part.width ),
+             divideUp( area.y1, part.height ) };
 }
 
 PixelArea LayerReader::getArea( TilePos part ) const noexcept {

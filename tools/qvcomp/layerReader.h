@@ -81,9 +81,11 @@ public:
 
     TilePlane& getPlane() noexcept { return *_plane; }
 
-    /// Column and row of each part that has some of the lines from `y0` up to, not including, `y1`,
-    /// and that wasn't taken before. Neither line ever goes up the image.
-    std::vector<TilePos> takeParts( int y0, int y1 );
+    /// Column and row of each part that has pixels of `area`, and that wasn't taken before. From
+    /// one call to the next the columns stay, and neither line goes up the image.
+    std::vector<TilePos> takeParts( const PixelArea& area );
+    /// All that `takeParts` would return for the area.
+    std::size_t countParts( const PixelArea& area ) const noexcept;
     /// Brings in a part that was taken, once.
     void read( TilePos part );
     /// Gives up the tiles that have no line from `y` on. REQUIRES: nobody uses them any more.
@@ -94,6 +96,7 @@ private:
     class DecoderUse;
 
     std::unique_ptr<LayerDecoder> makeDecoder() const;
+    PixelArea getParts( const PixelArea& area ) const noexcept;
     PixelArea getArea( TilePos part ) const noexcept;
 
     const LayerInfo _layer;
@@ -101,7 +104,6 @@ private:
     DecoderPool& _pool;
     std::unique_ptr<TilePlane> _plane;
     /// Of parts.
-    int _columns;
     int _nextRow = 0;
     int _discardedRows = 0;
 };

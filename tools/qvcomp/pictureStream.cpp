@@ -76,8 +76,9 @@ private:
         const double frame = static_cast<double>( _scene.width ) * _scene.height;
         double compositing = 0.0;
         for( const LayerInfo& layer : _scene.layers ) {
+            const PixelArea seen = getSeen( _kinds.size() );
             addKind( "Reading " + layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString(),
-                     READING * layer.width * layer.height );
+                     READING * seen.getWidth() * seen.getHeight() );
             compositing += getCompositingCost( placeLayer( layer, _scene ) );
         }
         addKind( "Compositing", compositing * frame );
@@ -132,24 +133,37 @@ private:
     void addUnits( std::size_t kind, int lines, const Add& add ) {
         const std::size_t first = _units.size();
         add();
-        const double share = _costs[kind] / std::accumulate( _costs.begin(), _costs.end(), 0.0 ) *
-                             lines / _scene.height / static_cast<double>( _units.size() - first );
+        noteUnits( kind, first,
+                   1.0 * lines / _scene.height / static_cast<double>( _units.size() - first ) );
+    }
+
+    /// The units from `first` on are of this kind, each of them such a part of all that is done of
+    /// it.
+    void noteUnits( std::size_t kind, std::size_t first, double part ) {
+        const double share = _costs[kind] / std::accumulate( _costs.begin(), _costs.end(), 0.0 );
         for( std::size_t i = first; i < _units.size(); ++i ) {
             _units[i].kind = kind;
-            _units[i].part = share;
+            _units[i].part = share * part;
         }
+    }
+
+    /// The pixels of a layer that the picture shows.
+    PixelArea getSeen( std::size_t layer ) const {
+        return _plan.getLayers()[layer].getSource( { 0, 0, _scene.width, _scene.height } );
     }
 
     /// Reads what the lines between the two need.
     void addReading( const StreamLines& from, const StreamLines& to ) {
         for( std::size_t i = 0; i < _readers.size(); ++i ) {
             LayerReader& reader = *_readers[i];
-            addUnits( i, to.composed - from.composed, [&] {
-                for( const TilePos part : reader.takeParts( _plan.getFirstLine( i, from.composed ),
-                                                            _plan.getEndLine( i, to.composed ) ) ) {
-                    _units.push_back( { nullptr, [&reader, part] { reader.read( part ); } } );
-                }
-            } );
+            const PixelArea seen = getSeen( i );
+            const std::size_t first = _units.size();
+            for( const TilePos part :
+                 reader.takeParts( { seen.x0, _plan.getFirstLine( i, from.composed ), seen.x1,
+                                     _plan.getEndLine( i, to.composed ) } ) ) {
+                _units.push_back( { nullptr, [&reader, part] { reader.read( part ); } } );
+            }
+            noteUnits( i, first, 1.0 / static_cast<double>( reader.countParts( seen ) ) );
         }
     }
 
