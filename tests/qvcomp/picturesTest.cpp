@@ -241,14 +241,21 @@ TEST_F( QvcompRunTest, SamplesThatAreNoNumbersSpoilNothing ) {
         const auto at = [&]( int i ) { return values[( i + x + 3 * y ) % 7]; };
         return TestPixel{ at( 0 ), at( 1 ), at( 2 ), at( 3 ) };
     };
-    _layers = { ( _inputs.path() / "odd.exr" ).string() };
-    writeImage( _layers[0], { 40, 30, "RGBA", 0, 0, 0, paint } );
-    run( { "--size", "90x70" } );
-    for( const TestPixel& pixel : readImage( getOutput() ) ) {
-        for( const float value : { pixel.r, pixel.g, pixel.b, pixel.a } ) {
-            ASSERT_TRUE( value >= -65504.0F && value <= 65504.0F ) << value;
+    const std::string layer = ( _inputs.path() / "odd.exr" ).string();
+    writeImage( layer, { 40, 30, "RGBA", 0, 0, 0, paint } );
+    for( const char* operation : { "over", "plus", "multiply", "screen" } ) {
+        // The largest values as many times as leave the range of a float when they are multiplied.
+        _layers = { layer };
+        for( int i = 0; i < 10; ++i ) {
+            _layers.insert( _layers.end(), { "--operation", operation, layer } );
         }
-        ASSERT_TRUE( pixel.a >= 0.0F && pixel.a <= 1.0F );
+        run( { "--size", "90x70" } );
+        for( const TestPixel& pixel : readImage( getOutput() ) ) {
+            for( const float value : { pixel.r, pixel.g, pixel.b, pixel.a } ) {
+                ASSERT_TRUE( value >= -65504.0F && value <= 65504.0F ) << operation << value;
+            }
+            ASSERT_TRUE( pixel.a >= 0.0F && pixel.a <= 1.0F );
+        }
     }
 }
 

@@ -6,6 +6,13 @@ namespace Qv::Comp {
 
 namespace {
 
+/// Products of colours are kept within this, so that those of many layers stay numbers.
+constexpr float MOST = 1e30F;
+
+float limit( float colour ) noexcept {
+    return std::clamp( colour, -MOST, MOST );
+}
+
 /// Joins the layer to the target by `mix( s, d, a, b )` for colours and `mixAlpha( a, b )`, as the
 /// header names them.
 template <class Mix, class MixAlpha>
@@ -41,13 +48,13 @@ void joinPixels( const TileWriter& target, const TileReader& layer, const LayerO
                      []( float a, float b ) { return std::min( a + b, 1.0F ); } );
     case Operation::MULTIPLY:
         return join( []( float s, float d, float a,
-                         float b ) { return s * d + ( 1.0F - b ) * s + ( 1.0F - a ) * d; },
+                         float b ) { return limit( s * d + ( 1.0F - b ) * s + ( 1.0F - a ) * d ); },
                      unite );
     case Operation::SCREEN:
         return join(
             []( float s, float d, float, float ) {
                 const float greater = std::max( s, d );
-                return greater > 1.0F ? greater : s + d - s * d;
+                return greater > 1.0F ? greater : limit( s + d - s * d );
             },
             unite );
     }
