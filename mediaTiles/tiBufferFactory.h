@@ -26,8 +26,9 @@ public:
                      const RCShdPtr<TiStore>& store );
     ~TiBufferFactory() override;
 
-    /// With a protocol of the caller's.
-    using MbBufferSimpleFactory::create;
+    /// With a protocol of the caller's, such as one derived from TiProtocol.
+    MbBuffer create( const LiString& name, OPtr<MbProtocol> protocol, int size,
+                     const MbAlignment& alignment ) override;
     MbBuffer create( const LiString& name, int size, const MbAlignment& alignment ) override;
     MbBuffer create( const LiString& name, int size ) override;
 

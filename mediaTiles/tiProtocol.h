@@ -10,9 +10,10 @@ class TiBlock;
 
 /// Keeps one tile in a content server while it is out of memory.
 ///
-///     const RCShdPtr<TiStore> store( new TiStore( CtServer::getInstance() ) );
+///     CtServer& server = CtServer::getInstance();
+///     const RCShdPtr<TiStore> store( new TiStore( server ) );
 ///     MbBuffer tile = factory.create( name, OPtr<MbProtocol>( new TiProtocol( store ) ), size,
-///                                     MbAlignment( 127, 0, 0 ) );
+///                                     MbAlignment( server.getAlignment() - 1, 0, 0 ) );
 ///
 /// TiBufferFactory does so.
 ///

@@ -34,10 +34,15 @@ TiBufferFactory::TiBufferFactory( const MbState* initialState, const RCShdPtr<Mb
 
 TiBufferFactory::~TiBufferFactory() = default;
 
-MbBuffer TiBufferFactory::create( const LiString& name, int size, const MbAlignment& alignment ) {
+MbBuffer TiBufferFactory::create( const LiString& name, OPtr<MbProtocol> protocol, int size,
+                                  const MbAlignment& alignment ) {
     MbAlignment both( alignment );
     both.compound( MbAlignment( _store->getServer().getAlignment() - 1ULL, 0, 0 ) );
-    return create( name, OPtr<MbProtocol>( new TiProtocol( _store ) ), size, both );
+    return MbBufferSimpleFactory::create( name, protocol, size, both );
+}
+
+MbBuffer TiBufferFactory::create( const LiString& name, int size, const MbAlignment& alignment ) {
+    return create( name, OPtr<MbProtocol>( new TiProtocol( _store ) ), size, alignment );
 }
 
 MbBuffer TiBufferFactory::create( const LiString& name, int size ) {

@@ -1,6 +1,7 @@
 #include <mediaTiles/tiStore.h>
 
 #include <mediaTiles/test/tiTestStore.h>
+#include <mediaTiles/tiProtocol.h>
 #include <resmgt/content/ctEngineOptions.h>
 #include <resmgt/content/ctFileServer.h>
 #include <tests/support/holdPoint.h>
@@ -232,7 +233,14 @@ TEST( TiStoreTest, TilesGoToFilesAlignedAsTheirTransfersNeedIt ) {
         std::vector<MbBuffer> all;
         for( const int size : { 100000, 4096, 0, 65537, 200000 } ) {
             all.push_back( factory.create( "tile", size ) );
-            TestTiles::fill( all.back(), static_cast<char>( size % 97 ) );
+        }
+        // A protocol of one's own, and less than the transfers need.
+        all.push_back( factory.create( "tile",
+                                       OPtr<MbProtocol>( new TiProtocol( factory.getStore() ) ),
+                                       8192, MbAlignment( 0, 0, 0 ) ) );
+        for( MbBuffer& tile : all ) {
+            EXPECT_GE( tile.getAlignment().getAlignmentMask() + 1, server.getAlignment() );
+            TestTiles::fill( tile, static_cast<char>( tile.getSize() % 97 ) );
         }
         for( const MbBuffer& tile : all ) {
             EXPECT_TRUE(
