@@ -19,7 +19,8 @@ namespace Qv {
 /// Copying: shares the buffer; the last handle's end is the buffer's.
 /// Errors:  a null handle raises ExNullPtr, except in `isNull`, `isUniqueOwner` and the comparison.
 ///          What the buffer's protocol and manager raise goes through.
-/// Threads: handles of one buffer may be used by several threads, a single handle by one at a time.
+/// Threads: any number use handles of one buffer, or copy and use a single handle; a handle that one
+///          of them assigns to or destroys is that one's alone.
 class QV_RESMGT_API MbBuffer {
 public:
     /// A null handle.
