@@ -32,7 +32,7 @@ private:
 
 inline TileReader toReader( const TileWriter& pixels ) {
     const PixelArea& area = pixels.getArea();
-    return { area, area.getWidth(),
+    return { area, static_cast<int>( pixels.getLineFloats() / CHANNELS ),
              std::shared_ptr<float>( std::shared_ptr<void>(), pixels.at( area.x0, area.y0 ) ) };
 }
 

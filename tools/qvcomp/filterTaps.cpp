@@ -41,10 +41,14 @@ double getCoverage( const AxisPlacement& axis, int target ) noexcept {
 } // namespace
 
 FilterTaps::FilterTaps( const AxisPlacement& axis, int targetSize, Lobes lobes ) {
+    _firsts.reserve( static_cast<std::size_t>( targetSize ) );
+    _offsets.reserve( static_cast<std::size_t>( targetSize ) + 1 );
     for( int target = 0; target < targetSize; ++target ) {
         add( axis, target, lobes );
         _offsets.push_back( _weights.size() );
     }
+    // There are several for each layer.
+    _weights.shrink_to_fit();
 }
 
 void FilterTaps::add( const AxisPlacement& axis, int target, Lobes lobes ) {
