@@ -28,7 +28,7 @@ held in tiles; those that the memory limit has no room for wait on the disk.
                         how its colours become bytes: by a fine pattern, so that slopes show no
                         bands, or the nearest; position by default
   --memory N            memory for tiles, such as 64M or 2G (K, M, G); no limit by default
-  --tile N              side of a tile in pixels, 16 to 4096; 256 by default
+  --tile N              side of a square of as many pixels as a tile, 16 to 4096; 256 by default
   --threads N           computing threads; as many as there are processors by default
   --strategy lru|random which tile leaves memory first; lru by default
   --policy relaxed|strict

@@ -60,7 +60,7 @@ void writeText( std::ostream& stream, const Report& report ) {
     stream << "Picture         " << Printable::makeLine( options.output.toString() ) << ", "
            << options.width << " x " << options.height << ", " << options.layers.size()
            << ( options.layers.size() == 1 ? " layer\n" : " layers\n" ) << "Tiles           "
-           << report.tiles << " of " << options.tileSide << " x " << options.tileSide << " pixels\n"
+           << report.tiles << " of " << options.tileSide * options.tileSide << " pixels\n"
            << "Evictions       " << report.evictions << '\n'
            << "Reloads         " << report.reloads << ", " << report.prefetches
            << " of them ahead of need\n"
