@@ -22,6 +22,9 @@ std::uint64_t getLeastMemory( const Options& options ) {
 
 /// Reading takes no more than this beside the limit; what a layer needs beyond is part of it.
 constexpr std::uint64_t READING_ALLOWANCE = std::uint64_t{ 16 } << 20;
+/// Without a limit it takes so much, or what all threads need at a time: of many layers not all
+/// stay ready to be read.
+constexpr std::uint64_t UNLIMITED_READING = std::uint64_t{ 128 } << 20;
 
 /// What a layer that takes `bytes` to be read takes of the memory limit.
 ///
@@ -54,9 +57,11 @@ Scene probeScene( const Options& options ) {
                 ", display window ", layer.display.width, " x ", layer.display.height, " at ",
                 layer.display.x, ", ", layer.display.y, ", pixel aspect ", layer.pixelAspect );
     }
-    if( options.memory ) {
-        scene.readingMemory = std::max( READING_ALLOWANCE, findLargest( scene ).readingMemory );
-    }
+    const std::uint64_t largest = findLargest( scene ).readingMemory;
+    scene.readingMemory = options.memory
+                              ? std::max( READING_ALLOWANCE, largest )
+                              : std::max( UNLIMITED_READING,
+                                          largest * static_cast<std::uint64_t>( options.threads ) );
     return scene;
 }
 
