@@ -19,8 +19,7 @@ namespace Qv {
 /// Copying: shares the buffer; the last handle's end is the buffer's.
 /// Errors:  a null handle raises ExNullPtr, except in `isNull`, `isUniqueOwner` and the comparison.
 ///          What the buffer's protocol and manager raise goes through.
-/// Threads: any number use handles of one buffer, or copy and use a single handle; a handle that one
-///          of them assigns to or destroys is that one's alone.
+/// Threads: any number use and copy a handle at once, as long as none assigns to it or destroys it.
 class QV_RESMGT_API MbBuffer {
 public:
     /// A null handle.

@@ -309,8 +309,9 @@ TEST_F( QvcompSequenceTest, AFrameWhosePictureIsLockedIsLeftToOthers ) {
     ASSERT_FALSE( lock.isNull() );
     const Outcome outcome = runInside( makeSequence( { "--lock" } ) );
     EXPECT_EQ( outcome.status, 1 );
-    EXPECT_THAT( outcome.errors, AllOf( HasSubstr( "frame 1002 was not made: '" ),
-                                        HasSubstr( "frames that were not made, 1 of 5: 1002\n" ) ) );
+    EXPECT_THAT( outcome.errors,
+                 AllOf( HasSubstr( "frame 1002 was not made: '" ),
+                        HasSubstr( "frames that were not made, 1 of 5: 1002\n" ) ) );
 }
 
 TEST_F( QvcompSequenceTest, WhatTheFirstLayersHeadSaysGoesOnToThePicture ) {
