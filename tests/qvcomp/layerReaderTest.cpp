@@ -163,10 +163,10 @@ TEST_F( QvcompLayerReaderTest, PartsAreTheImageWhateverTheFileAndWhoReadsThem ) 
             PlainTiles store( 48 );
             const LayerInfo layer = probe();
             DecoderPool pool( layer.readingMemory * nbDecoders );
-            LayerReader reader( layer, store, pool );
-            std::vector<TilePos> parts = reader.takeParts( { 0, 0, width, 40 } );
-            EXPECT_TRUE( reader.takeParts( { 0, 5, width, 40 } ).empty() );
-            for( const TilePos part : reader.takeParts( { 0, 30, width, height } ) ) {
+            LayerReader reader( layer, { 0, 0, width, height }, store, pool );
+            std::vector<TilePos> parts = reader.takeParts( 0, 40 );
+            EXPECT_TRUE( reader.takeParts( 5, 40 ).empty() );
+            for( const TilePos part : reader.takeParts( 30, height ) ) {
                 parts.push_back( part );
             }
             std::atomic<std::size_t> next = 0;
@@ -191,17 +191,17 @@ TEST_F( QvcompLayerReaderTest, ChunksAreReadOnceAndThoseThatNobodyWantsNever ) {
         const auto length = static_cast<double>( fs::file_size( _path ) );
         PlainTiles store( 64 );
         DecoderPool pool( 0 );
-        LayerReader reader( probe(), store, pool );
-        const auto read = [&]( const PixelArea& area ) {
+        LayerReader reader( probe(), { 1100, 64, 2000, 128 }, store, pool );
+        const auto read = [&]( int y0, int y1 ) {
             const std::uint64_t before = countBytesRead();
-            for( const TilePos part : reader.takeParts( area ) ) {
+            for( const TilePos part : reader.takeParts( y0, y1 ) ) {
                 reader.read( part );
             }
             return static_cast<double>( countBytesRead() - before ) / length;
         };
         // Tiles of 128 by 64 pixels, which fill a block by 8 side by side; chunks of 32 lines.
-        EXPECT_NEAR( read( { 1100, 64, 2000, 96 } ), tileWidth > 0 ? 0.1 : 0.25, 0.02 );
-        EXPECT_NEAR( read( { 1100, 64, 2000, 128 } ), tileWidth > 0 ? 0.0 : 0.25, 0.02 );
+        EXPECT_NEAR( read( 64, 96 ), tileWidth > 0 ? 0.1 : 0.25, 0.02 );
+        EXPECT_NEAR( read( 64, 128 ), tileWidth > 0 ? 0.0 : 0.25, 0.02 );
     }
 }
 
@@ -211,9 +211,10 @@ TEST_F( QvcompLayerReaderTest, AsManyPartsOfAllLayersAreReadAtATimeAsThereIsRoom
     for( const int nbDecoders : { 1, 2 } ) {
         HeldTiles store;
         DecoderPool pool( layer.readingMemory * static_cast<unsigned>( nbDecoders ) );
-        LayerReader reader( layer, store, pool );
-        LayerReader other( layer, store, pool );
-        const std::vector<TilePos> parts = reader.takeParts( { 0, 0, 5000, 128 } );
+        const PixelArea all{ 0, 0, 5000, 128 };
+        LayerReader reader( layer, all, store, pool );
+        LayerReader other( layer, all, store, pool );
+        const std::vector<TilePos> parts = reader.takeParts( 0, 128 );
         std::deque<TestThread> threads;
         for( std::size_t i = 0; i < 3; ++i ) {
             threads.emplace_back( [&, i] { ( i == 0 ? other : reader ).read( parts[i] ); } );
@@ -239,8 +240,8 @@ TEST_F( QvcompLayerReaderTest, FileThatIsWrittenOverMeanwhileIsNamed ) {
     HeldTiles store;
     const LayerInfo layer = probe();
     DecoderPool pool( 2 * layer.readingMemory );
-    LayerReader reader( layer, store, pool );
-    const std::vector<TilePos> parts = reader.takeParts( { 0, 0, 400, 400 } );
+    LayerReader reader( layer, { 0, 0, 400, 400 }, store, pool );
+    const std::vector<TilePos> parts = reader.takeParts( 0, 400 );
     TestThread first( [&] { reader.read( parts[0] ); } );
     store.writing.waitUntilReached();
     std::fstream( _path, std::ios::binary | std::ios::in | std::ios::out ) << other;

@@ -2,6 +2,7 @@
 
 #include <tools/qvcomp/layerImage.h>
 #include <tools/qvcomp/pixelMath.h>
+#include <tools/qvcomp/tileSum.h>
 
 #include <ImfFrameBuffer.h>
 #include <ImfInputPart.h>
@@ -54,15 +55,12 @@ public:
         return buffer;
     }
 
-    /// Copies the pixels into the tiles that they belong to.
-    void store( TilePlane& plane ) {
+    /// Copies the wanted pixels into the tiles that they belong to.
+    void store( TilePlane& plane, const PixelArea& wanted ) {
         clean();
-        const TilePos first = plane.getPos( _area.x0, _area.y0 );
-        const TilePos last = plane.getPos( _area.x1 - 1, _area.y1 - 1 );
-        for( int row = first.row; row <= last.row; ++row ) {
-            for( int column = first.column; column <= last.column; ++column ) {
-                storeTile( plane.write( { column, row } ) );
-            }
+        const PixelArea area = intersect( _area, wanted );
+        for( const TileRef& tile : listAreaInputs( plane, area ) ) {
+            storeTile( plane.write( tile.pos ), area );
         }
     }
 
@@ -81,16 +79,13 @@ private:
         }
     }
 
-    void storeTile( const TileWriter& tile ) const {
-        const PixelArea& to = tile.getArea();
-        const int x0 = std::max( _area.x0, to.x0 );
-        const int x1 = std::min( _area.x1, to.x1 );
-        const int y1 = std::min( _area.y1, to.y1 );
-        for( int y = std::max( _area.y0, to.y0 ); y < y1; ++y ) {
+    void storeTile( const TileWriter& tile, const PixelArea& area ) const {
+        const PixelArea to = intersect( tile.getArea(), area );
+        for( int y = to.y0; y < to.y1; ++y ) {
             const std::size_t line =
                 static_cast<std::size_t>( y - _area.y0 ) * toFloats( _area.getWidth() );
-            std::copy_n( &_pixels[line + toFloats( x0 - _area.x0 )], toFloats( x1 - x0 ),
-                         tile.at( x0, y ) );
+            std::copy_n( &_pixels[line + toFloats( to.x0 - _area.x0 )], toFloats( to.getWidth() ),
+                         tile.at( to.x0, y ) );
         }
     }
 
@@ -121,11 +116,11 @@ public:
     const Layout& getLayout() const noexcept { return _image.getLayout(); }
 
     /// `area` is one of whole chunks.
-    void read( const PixelArea& area, TilePlane& plane ) {
+    void read( const PixelArea& area, TilePlane& plane, const PixelArea& wanted ) {
         for( int y = area.y0; y < area.y1; y += _blockLines ) {
             const PixelArea block{ area.x0, y, area.x1, std::min( y + _blockLines, area.y1 ) };
             guardReading( _file, [&] { readBlock( block ); } );
-            _block.store( plane );
+            _block.store( plane, wanted );
         }
     }
 
@@ -258,8 +253,10 @@ void DecoderPool::drop( const LayerReader& reader ) noexcept {
     }
 }
 
-LayerReader::LayerReader( const LayerInfo& layer, TileStore& store, DecoderPool& pool )
+LayerReader::LayerReader( const LayerInfo& layer, const PixelArea& wanted, TileStore& store,
+                          DecoderPool& pool )
     : _layer( layer )
+    , _wanted( wanted )
     , _file( std::make_unique<const LayerStream>( layer.path ) )
     , _pool( pool ) {
     const std::string name = layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString();
@@ -272,9 +269,9 @@ LayerReader::~LayerReader() {
     _pool.drop( *this );
 }
 
-std::vector<TilePos> LayerReader::takeParts( const PixelArea& area ) {
+std::vector<TilePos> LayerReader::takeParts( int y0, int y1 ) {
     std::vector<TilePos> parts;
-    const PixelArea places = getParts( area );
+    const PixelArea places = getParts( { _wanted.x0, y0, _wanted.x1, y1 } );
     for( _nextRow = std::max( _nextRow, places.y0 ); _nextRow < places.y1; ++_nextRow ) {
         for( int column = places.x0; column < places.x1; ++column ) {
             parts.push_back( { column, _nextRow } );
@@ -283,14 +280,14 @@ std::vector<TilePos> LayerReader::takeParts( const PixelArea& area ) {
     return parts;
 }
 
-std::size_t LayerReader::countParts( const PixelArea& area ) const noexcept {
-    const PixelArea places = getParts( area );
+std::size_t LayerReader::countParts() const noexcept {
+    const PixelArea places = getParts( _wanted );
     return static_cast<std::size_t>( places.getWidth() ) *
            static_cast<std::size_t>( places.getHeight() );
 }
 
 void LayerReader::read( TilePos part ) {
-    DecoderUse( *this )->read( getArea( part ), *_plane );
+    DecoderUse( *this )->read( getArea( part ), *_plane, _wanted );
 }
 
 void LayerReader::discardAbove( int y ) {

@@ -59,8 +59,8 @@ private:
     Entries _free;
 };
 
-/// Reads a layer's image into a plane, in parts: whole chunks of the file, as many side by side and
-/// rows of them as fit a block. Each chunk is unpacked once.
+/// Reads what is wanted of a layer's image into a plane, in parts: whole chunks of the file, as
+/// many side by side and rows of them as fit a block. Each chunk is unpacked once.
 ///
 /// Values that are no number become 0, those beyond the range of a half float its ends; missing
 /// alpha is 1, alpha lies in 0 to 1.
@@ -73,19 +73,21 @@ private:
 ///          chunk is found when its part is read.
 class LayerReader {
 public:
-    /// `pool` outlives this object.
-    LayerReader( const LayerInfo& layer, TileStore& store, DecoderPool& pool );
+    /// `wanted` are pixels of the image; the others have no content in the plane. `pool` outlives
+    /// this object.
+    LayerReader( const LayerInfo& layer, const PixelArea& wanted, TileStore& store,
+                 DecoderPool& pool );
     LayerReader( const LayerReader& ) = delete;
     LayerReader& operator=( const LayerReader& ) = delete;
     ~LayerReader();
 
     TilePlane& getPlane() noexcept { return *_plane; }
 
-    /// Column and row of each part that has pixels of `area`, and that wasn't taken before. From
-    /// one call to the next the columns stay, and neither line goes up the image.
-    std::vector<TilePos> takeParts( const PixelArea& area );
-    /// All that `takeParts` would return for the area.
-    std::size_t countParts( const PixelArea& area ) const noexcept;
+    /// Column and row of each part that has wanted pixels of the lines from `y0` up to, not
+    /// including, `y1`, and that wasn't taken before. Neither line ever goes up the image.
+    std::vector<TilePos> takeParts( int y0, int y1 );
+    /// With wanted pixels.
+    std::size_t countParts() const noexcept;
     /// Brings in a part that was taken, once.
     void read( TilePos part );
     /// Gives up the tiles that have no line from `y` on. REQUIRES: nobody uses them any more.
@@ -100,6 +102,7 @@ private:
     PixelArea getArea( TilePos part ) const noexcept;
 
     const LayerInfo _layer;
+    const PixelArea _wanted;
     const std::unique_ptr<const LayerStream> _file;
     DecoderPool& _pool;
     std::unique_ptr<TilePlane> _plane;

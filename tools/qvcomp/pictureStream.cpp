@@ -37,8 +37,9 @@ public:
         , _sink( sink )
         , _decoders( scene.readingMemory )
         , _picture( store.createPlane( "picture", scene.width, scene.height ) ) {
-        for( const LayerInfo& layer : scene.layers ) {
-            _readers.push_back( std::make_unique<LayerReader>( layer, store, _decoders ) );
+        for( std::size_t i = 0; i < scene.layers.size(); ++i ) {
+            _readers.push_back( std::make_unique<LayerReader>( scene.layers[i], plan.getSeen( i ),
+                                                               store, _decoders ) );
         }
         if( const auto& glow = plan.getGlow() ) {
             _across = store.createPlane( "glow", glow->getColumns(), scene.height );
@@ -76,7 +77,7 @@ private:
         const double frame = static_cast<double>( _scene.width ) * _scene.height;
         double compositing = 0.0;
         for( const LayerInfo& layer : _scene.layers ) {
-            const PixelArea seen = getSeen( _kinds.size() );
+            const PixelArea seen = _plan.getSeen( _kinds.size() );
             addKind( "Reading " + layer.path.getBaseName( OsFilePath::WITH_EXTENSION ).toString(),
                      READING * seen.getWidth() * seen.getHeight() );
             compositing += getCompositingCost( placeLayer( layer, _scene ) );
@@ -147,23 +148,16 @@ private:
         }
     }
 
-    /// The pixels of a layer that the picture shows.
-    PixelArea getSeen( std::size_t layer ) const {
-        return _plan.getLayers()[layer].getSource( { 0, 0, _scene.width, _scene.height } );
-    }
-
     /// Reads what the lines between the two need.
     void addReading( const StreamLines& from, const StreamLines& to ) {
         for( std::size_t i = 0; i < _readers.size(); ++i ) {
             LayerReader& reader = *_readers[i];
-            const PixelArea seen = getSeen( i );
             const std::size_t first = _units.size();
-            for( const TilePos part :
-                 reader.takeParts( { seen.x0, _plan.getFirstLine( i, from.composed ), seen.x1,
-                                     _plan.getEndLine( i, to.composed ) } ) ) {
+            for( const TilePos part : reader.takeParts( _plan.getFirstLine( i, from.composed ),
+                                                        _plan.getEndLine( i, to.composed ) ) ) {
                 _units.push_back( { nullptr, [&reader, part] { reader.read( part ); } } );
             }
-            noteUnits( i, first, 1.0 / static_cast<double>( reader.countParts( seen ) ) );
+            noteUnits( i, first, 1.0 / static_cast<double>( reader.countParts() ) );
         }
     }
 

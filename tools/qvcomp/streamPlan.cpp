@@ -46,6 +46,10 @@ StreamPlan::Plane::Plane( int width, int tileSide )
     : tile( getTileSize( tileSide, width ) )
     , columns( divideUp( width, tile.width ) ) {}
 
+StreamPlan::Plane::Plane( int width, int tileSide, int x0, int x1 )
+    : tile( getTileSize( tileSide, width ) )
+    , columns( x0 < x1 ? divideUp( x1, tile.width ) - x0 / tile.width : 0 ) {}
+
 std::size_t StreamPlan::Plane::countTiles( int y0, int y1 ) const noexcept {
     return y0 >= y1
                ? 0
@@ -61,23 +65,43 @@ StreamPlan::StreamPlan( const Scene& scene, const Settings& settings )
     , _glow( makeGlow( scene ) )
     , _picture( scene.width, settings.tileSide )
     , _keepsPicture( settings.keepsPicture )
-    , _pieceLines( divideUp( _picture.tile.height,
-                             _picture.tile.height / getLeastHeight( settings.tileSide ) ) )
-    , _tilePieces( divideUp( _picture.tile.height, _pieceLines ) )
     // Two pieces for each thread, so that none waits for long at the end of a step.
     , _stepRows( divideUp( 2 * settings.threads, _picture.columns ) ) {
-    for( const LayerInfo& layer : scene.layers ) {
-        _sources.emplace_back( layer.width, settings.tileSide );
+    for( std::size_t i = 0; i < _layers.size(); ++i ) {
+        const PixelArea seen = getSeen( i );
+        _sources.emplace_back( _infos[i].width, settings.tileSide, seen.x0, seen.x1 );
     }
     if( _glow ) {
         _across.emplace( _glow->getColumns(), settings.tileSide );
     }
-    const auto fits = [&] { return !settings.tiles || countTiles() <= *settings.tiles; };
-    while( _stepRows > 1 && !fits() ) {
+    // The high tiles of a narrow picture are made in pieces as low as the widest tiles.
+    const int lines = divideUp( _picture.tile.height,
+                                _picture.tile.height / getLeastHeight( settings.tileSide ) );
+    setPieces( lines );
+    while( _stepRows > 1 && !fits( settings.tiles ) ) {
         _stepRows /= 2;
     }
-    // What has no room then is put away meanwhile.
-    _readsAhead = fits();
+    // Where a layer is made much smaller, a few lines are made of many. Still lower pieces would
+    // make the lines again and again that the filter takes above and below them.
+    constexpr int LEAST_PART = 4;
+    const int leastLines = std::max( lines / LEAST_PART, 1 );
+    while( _pieceLines > leastLines && !fits( settings.tiles ) ) {
+        setPieces( divideUp( _pieceLines, 2 ) );
+    }
+    if( !fits( settings.tiles ) ) {
+        // What has no room then is put away meanwhile.
+        _readsAhead = false;
+        setPieces( lines );
+    }
+}
+
+bool StreamPlan::fits( const std::optional<std::size_t>& tiles ) const noexcept {
+    return !tiles || countTiles() <= *tiles;
+}
+
+void StreamPlan::setPieces( int lines ) noexcept {
+    _pieceLines = lines;
+    _tilePieces = divideUp( _picture.tile.height, lines );
 }
 
 StreamLines StreamPlan::advance( const StreamLines& lines ) const noexcept {
@@ -117,6 +141,10 @@ int StreamPlan::addPieces( int line, int rows ) const noexcept {
     const int height = _picture.tile.height;
     const int row = line / height * _tilePieces + line % height / _pieceLines + rows;
     return std::min( row / _tilePieces * height + row % _tilePieces * _pieceLines, _height );
+}
+
+PixelArea StreamPlan::getSeen( std::size_t layer ) const noexcept {
+    return _layers[layer].getSource( { 0, 0, _width, _height } );
 }
 
 int StreamPlan::getFirstLine( std::size_t layer, int y0 ) const noexcept {

@@ -57,6 +57,8 @@ public:
     const std::vector<PlacedLayer>& getLayers() const noexcept { return _layers; }
     const std::optional<Glow>& getGlow() const noexcept { return _glow; }
 
+    /// The pixels of a layer that the picture shows.
+    PixelArea getSeen( std::size_t layer ) const noexcept;
     /// The lines of a layer for those of the picture from `y0` on.
     int getFirstLine( std::size_t layer, int y0 ) const noexcept;
     /// One beyond the last line of a layer for those of the picture above `y1`.
@@ -73,9 +75,14 @@ private:
         int columns;
 
         Plane( int width, int tileSide );
+        /// With the columns of a plane of this width alone that have pixels from `x0` up to, not
+        /// including, `x1`.
+        Plane( int width, int tileSide, int x0, int x1 );
         std::size_t countTiles( int y0, int y1 ) const noexcept;
     };
 
+    bool fits( const std::optional<std::size_t>& tiles ) const noexcept;
+    void setPieces( int lines ) noexcept;
     int alignToPieces( int line ) const noexcept;
     int addPieces( int line, int rows ) const noexcept;
     int getReadingLine( std::size_t layer, const StreamLines& after ) const noexcept;
@@ -90,7 +97,7 @@ private:
     std::vector<Plane> _sources;
     std::optional<Plane> _across;
     bool _keepsPicture;
-    /// The high tiles of a narrow picture are made in pieces of so many lines, or fewer at the end.
+    /// The tiles of the picture are made in pieces of so many lines, or fewer at the end.
     int _pieceLines;
     int _tilePieces;
     /// Rows of pieces that are composed in a step.
