@@ -5,8 +5,6 @@
 #include <tools/qvcomp/pictureStream.h>
 #include <tools/qvcomp/pngWriter.h>
 
-#include <map>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -16,43 +14,31 @@ namespace Qv::Comp {
 /// file is the same.
 inline constexpr int FILE_TILE_SIDE = TAKEN_LINES;
 
-/// Tone-mapped lines on their way into a PNG picture, gathered by rows of the file's tiles.
+/// Tone-mapped lines on their way into a PNG picture, which packs them one after another: those
+/// that were taken before, while the next ones are made.
 ///
-/// Threads: from any thread; rows become complete in any order.
-/// Memory:  3 bytes a pixel of each row in work, and of one that is being written: before a row is
-///          begun, all that can be written is.
+/// Threads: `setPixels` from any thread, for different pixels, beside one `writeFormer`; all else
+///          while nobody does these.
+/// Memory:  3 bytes a pixel of the lines that are made, and of those that are written.
 /// Errors:  Failure when the file can't be written.
-class PreviewRows {
+class PreviewLines {
 public:
-    PreviewRows( PendingFile& file, int width, int height, Dithering dithering );
+    PreviewLines( PendingFile& file, int width, int height, Dithering dithering );
 
-    /// Bytes of the row that holds line `y`, the first part of it in work; one `end` follows for
-    /// each of its tiles.
-    unsigned char* begin( int y );
-    void end( int y );
-    /// `bytes` is that of the row's `begin`.
-    void setPixels( unsigned char* bytes, int x, int y, int count, const float* pixels ) const;
-    void finish() { _writer.finish(); }
+    /// The lines from `y0` up to, not including, `y1` come next; `writeFormer` is for those before.
+    void begin( int y0, int y1 );
+    bool hasFormer() const noexcept { return !_former.empty(); }
+    void setPixels( int x, int y, int count, const float* pixels ) noexcept;
+    void writeFormer();
+    void finish();
 
 private:
-    struct Row {
-        std::vector<unsigned char> bytes;
-        int nbMissing;
-    };
-
-    unsigned char* find( int row );
-    void writeComplete();
-    const Row* findComplete();
-
-    const int _width;
-    const int _height;
+    const std::size_t _lineBytes;
     const Dither _dither;
-    std::mutex _lock;
-    std::map<int, Row> _rows;
-    /// Held where lines are written, taken before the other one.
-    std::mutex _writing;
     PngWriter _writer;
-    int _next = 0;
+    int _y0 = 0;
+    std::vector<unsigned char> _lines;
+    std::vector<unsigned char> _former;
 };
 
 /// Writes a picture as an OpenEXR image of half-float tiles, and, when `preview` isn't null, as a
@@ -60,7 +46,7 @@ private:
 ///
 /// Threads: tiles are written by any thread, in any order; those of lower rows that come early
 ///          wait in memory.
-/// Memory:  as ExrWriter and PreviewRows have it.
+/// Memory:  as ExrWriter and PreviewLines have it.
 /// Errors:  Failure when a file can't be written.
 class PictureFiles final : public PictureSink {
 public:
@@ -76,7 +62,7 @@ private:
     void write( TilePlane& picture, const PixelArea& area );
 
     ExrWriter _image;
-    std::optional<PreviewRows> _preview;
+    std::optional<PreviewLines> _preview;
 };
 
 } // namespace Qv::Comp
