@@ -23,8 +23,9 @@ protected:
 
 TEST_F( QvcompLogTest, TheLogHasWhatTheCommandDoesAndTheReportItsName ) {
     const ScopedEnvironment traces( "QV_TRACE_LEVELS", "MtThread" );
+    // Some evictions: thousands at once would be more than the queue of the log takes.
     const Outcome outcome =
-        runCommand( { "--log", "tracing", "--log-file", getLog(), "--memory", "64K" } );
+        runCommand( { "--log", "tracing", "--log-file", getLog(), "--memory", "512K" } );
     ASSERT_EQ( outcome.status, 0 ) << outcome.errors;
     EXPECT_THAT( outcome.output, ::testing::StartsWith( "{\n" ) );
     EXPECT_THAT( outcome.output, HasSubstr( "\"log\": \"" + getLog() + '"' ) );
