@@ -81,9 +81,8 @@ using TileWriter = TileAccess<float>;
 
 /// An image cut into tiles, which may be out of memory while nobody has access to them.
 ///
-/// Threads: all operations from any thread. While a tile is written nobody reads it, and several
-/// who
-///          write it, if the store lets them, write different pixels: passes are made so.
+/// Threads: all operations from any thread. Those who have access to a tile at one time, if the
+///          store lets them, write pixels that none of the others uses: steps are made so.
 /// Memory:  `read`, `write` and `prefetch` may block until another thread gives a tile up. A thread
 ///          has access to at most one tile when it calls `read` or `write`, and to none when it
 ///          calls `prefetch`, `finish` or `discard`.
