@@ -131,6 +131,17 @@ void subtract( Report& report, const Report& before ) {
     report.transfers.nbDone -= before.transfers.nbDone;
 }
 
+/// Adds to the counts and times of a picture what else is reported of it, and logs it.
+void complete( Report& report, const Options& options, std::size_t workingTiles ) {
+    report.options = options;
+    report.logFile = getLogFile();
+    report.workingSet =
+        ManagedTiles::getTileMemory( options.tileSide, options.isUnbuffered, workingTiles );
+    report.peakProcess = getPeakProcessMemory();
+    QV_LOG( Qvcomp, Informational, "picture made in ", report.seconds, " s, ", report.tiles,
+            " tiles, ", report.evictions, " evictions, ", report.reloads, " reloads" );
+}
+
 /// The passes' parts in the whole work.
 std::vector<double> getWeights( const Options& options ) {
     return options.mustVerify ? std::vector<double>{ 2.0, 1.0 } : std::vector<double>{ 1.0 };
@@ -225,15 +236,9 @@ Report PictureMaker::makePicture( const Options& options, const ProgressPart& pa
 
     Report report = countSoFar( store, *_workers );
     subtract( report, before );
-    report.options = options;
-    report.logFile = getLogFile();
-    report.workingSet = ManagedTiles::getTileMemory( options.tileSide, options.isUnbuffered,
-                                                     settings.workingTiles );
-    report.peakProcess = getPeakProcessMemory();
     report.seconds = timer.sinceStart();
-    QV_LOG( Qvcomp, Informational, "picture made in ", report.seconds, " s, ", report.tiles,
-            " tiles, ", report.evictions, " evictions, ", report.reloads, " reloads" );
     report.passes = passRecords.getAll();
+    complete( report, options, settings.workingTiles );
     if( options.mustVerify ) {
         verify( options, scene, *picture, *_workers, passes );
     }
