@@ -121,10 +121,10 @@ StreamLines StreamPlan::advance( const StreamLines& lines ) const noexcept {
 
 std::vector<PixelArea> StreamPlan::listPieces( int y0, int y1 ) const {
     std::vector<PixelArea> pieces;
-    for( int y = y0; y < y1; y = addPieces( y, 1 ) ) {
+    for( int y = y0, end = y0; y < y1; y = end ) {
+        end = std::min( addPieces( y, 1 ), y1 );
         for( int x = 0; x < _width; x += _picture.tile.width ) {
-            pieces.push_back( intersect( { 0, 0, _width, y1 },
-                                         { x, y, x + _picture.tile.width, addPieces( y, 1 ) } ) );
+            pieces.push_back( { x, y, std::min( x + _picture.tile.width, _width ), end } );
         }
     }
     return pieces;
