@@ -4,11 +4,18 @@
 #include <resmgt/fileMonitoring/osFileMonitor.h>
 #include <resmgt/osal/test/testFiles.h>
 
+#include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace Qv {
 
@@ -116,5 +123,35 @@ public:
 private:
     const Action _action;
 };
+
+inline void setTime( const TestFiles& files, const std::string& name, std::int64_t seconds,
+                     std::int64_t nanoseconds = 0 ) {
+    const timespec times[] = { { 0, UTIME_OMIT }, { seconds, nanoseconds } };
+    ASSERT_EQ( ::utimensat( AT_FDCWD, files.at( name ).c_str(), times, 0 ), 0 ) << name;
+}
+
+/// Makes entries as TestFiles does, in which "-x" removes x, "x@5" gives it the time of 5
+/// nanoseconds, "x!" another mode and "x~" another owner. False if the owner isn't granted.
+inline bool change( const TestFiles& files, const std::string& changes ) {
+    bool isGranted = true;
+    std::istringstream all( changes );
+    for( std::string one; all >> one; ) {
+        const std::size_t end = one.find_first_of( "@!~" );
+        const std::string name = one.substr( 0, end );
+        const char kind = end != std::string::npos ? one[end] : one[0];
+        if( kind == '-' ) {
+            fs::remove_all( files.at( one.substr( 1 ) ) );
+        } else if( kind == '@' ) {
+            setTime( files, name, 0, std::stol( one.substr( end + 1 ) ) );
+        } else if( kind == '!' ) {
+            files.setMode( name, 0 );
+        } else if( kind == '~' ) {
+            isGranted = ::chown( files.at( name ).c_str(), 1, 1 ) == 0;
+        } else {
+            files.add( one );
+        }
+    }
+    return isGranted;
+}
 
 } // namespace Qv
