@@ -7,9 +7,7 @@
 #include <resmgt/memoryBuffers/mbBufferWrGuardImp.h>
 #include <resmgt/memoryBuffers/mbHeapManager.h>
 #include <resmgt/memoryBuffers/mbUnloadLRU.h>
-#include <resmgt/memoryBuffers/mbUnloadRandom.h>
-#include <resmgt/memoryBuffers/src/mbAskers.h>
-#include <resmgt/memoryBuffers/test/mbRecorder.h>
+#include <resmgt/memoryBuffers/test/mbLivenessTest.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -39,76 +37,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-
-constexpr int SIZE = 1000;
-constexpr unsigned long long NEEDED = SIZE + 127;
-
-using Guard = std::optional<MbBufferRdGuardImp>;
-
-/// Runs what a test wants when it is unloaded, and when it ends.
-class HookedProtocol : public MbProtocol {
-public:
-    HookedProtocol( std::function<bool()> inUnload, std::function<void()> atEnd )
-        : _inUnload( std::move( inUnload ) )
-        , _atEnd( std::move( atEnd ) ) {}
-    ~HookedProtocol() override { _atEnd(); }
-
-    bool unload( void*, unsigned long long ) override { return _inUnload(); }
-
-private:
-    const std::function<bool()> _inUnload;
-    const std::function<void()> _atEnd;
-};
-
-/// Buffers of a heap with room for a number of them, under both kinds of strategies: the order that
-/// the manager keeps, and one that it asks for.
-class MbLivenessTest : public RecordedBuffers, public testing::WithParamInterface<bool> {
-protected:
-    static OPtr<MbUnloadStrategy> makeStrategy() {
-        return GetParam() ? OPtr<MbUnloadStrategy>( new MbUnloadLRU )
-                          : OPtr<MbUnloadStrategy>( new MbUnloadRandom( 1 ) );
-    }
-    void useHeap( int nbBuffers ) {
-        manager = RCShdPtr<MbManager>( new MbHeapManager(
-            "heap", static_cast<unsigned long long>( nbBuffers ) * NEEDED, makeStrategy() ) );
-    }
-    /// Without a recorder, which is for one thread.
-    MbBuffer makePlain( int size = SIZE, const MbAlignment& alignment = MbAlignment( 127, 0, 0 ),
-                        OPtr<MbProtocol> protocol = OPtr<MbProtocol>() ) const {
-        return MbBuffer( RCShdEngPtr<MbBufferImp>( new MbBufferImp(
-            "plain",
-            MbStateMachine::getInstance( MbStateMachine::UNTRACED, MbStateMachine::STRICT )
-                .getInitialState(),
-            manager, protocol, size, alignment ) ) );
-    }
-    MbBuffer makeLoaded() const {
-        MbBuffer loaded = makePlain();
-        { const MbBufferWrGuardImp guard( loaded ); }
-        return loaded;
-    }
-    MbBuffer makeHooked(
-        std::function<bool()> inUnload, std::function<void()> atEnd = [] {} ) const {
-        return makePlain( SIZE, MbAlignment( 127, 0, 0 ),
-                          OPtr<MbProtocol>( new HookedProtocol( inUnload, atEnd ) ) );
-    }
-    /// Loaded, and not to be unloaded as long as `isRefusing`.
-    MbBuffer makeRefusing( const std::atomic<bool>& isRefusing, std::atomic<long>& nbAsked ) const {
-        const MbBuffer refusing = makeHooked( [&] {
-            ++nbAsked;
-            return !isRefusing;
-        } );
-        { const MbBufferRdGuardImp lock( refusing ); }
-        return refusing;
-    }
-    /// Returns once `large`, which asks for more than there is, has been overtaken so often that
-    /// all others let it go first.
-    void waitUntilAlone( TestThread& large ) const {
-        large.waitUntilBlocked();
-        for( unsigned i = 0; i < MbAskers::MAX_OVERTAKEN; ++i ) {
-            makeLoaded();
-        }
-    }
-};
 
 INSTANTIATE_TEST_SUITE_P(, MbLivenessTest, testing::Bool() );
 
@@ -433,107 +361,6 @@ TEST_P( MbLivenessTest, AnUnlockWaitsAndSaysSoAlsoWithoutMemoryForTheFirstWaitOf
         EXPECT_EQ( logged[1], "Tracing: [MemoryBuffers  ] End of wait" );
     }
     group.setLogThreshold( LgTypes::Informational, true );
-}
-
-TEST_P( MbLivenessTest, ALargeRequestIsServedAmongSmallOnes ) {
-    useHeap( 8 );
-    std::atomic<bool> isServed = false;
-    std::atomic<long> nbTurns = 0;
-    // Always all of the memory but one is in use.
-    std::vector<MbBuffer> buffers;
-    for( int i = 0; i < 12; ++i ) {
-        buffers.push_back( makePlain() );
-    }
-    TestThreads small( 4, [&]( std::size_t number ) {
-        for( std::size_t turn = 0; !isServed; ++turn ) {
-            const MbBufferRdGuardImp one( buffers[3 * number + turn % 3] );
-            const MbBufferRdGuardImp another( buffers[3 * number + ( turn + 1 ) % 3] );
-            ++nbTurns;
-        }
-    } );
-    waitUntil( [&] { return nbTurns > 100; }, "traffic" );
-    {
-        const MbBufferRdGuardImp large( makePlain( 8 * SIZE ) );
-        isServed = true;
-    }
-    small.join();
-}
-
-TEST_P( MbLivenessTest, AHolderNeedNotWaitForALargeRequestWhateverElseIsGivenBack ) {
-    useHeap( 4 );
-    std::atomic<bool> isRefusing = true;
-    std::atomic<long> nbAsked = 0;
-    const MbBuffer refusing = makeRefusing( isRefusing, nbAsked );
-    HoldPoint holding( "holding" );
-    TestThread holder( [&] {
-        const MbBufferRdGuardImp first( makePlain() );
-        holding.pass();
-        const MbBufferRdGuardImp second( makePlain() );
-    } );
-    holding.waitUntilReached();
-    TestThread large( [&] { const MbBufferRdGuardImp lock( makePlain( 4 * SIZE ) ); } );
-    waitUntilAlone( large );
-    holding.release();
-    waitUntil(
-        [&] {
-            const MbBufferRdGuardImp lock( refusing );
-            return holder.isDone();
-        },
-        "the holder" );
-    isRefusing = false;
-    large.join();
-}
-
-TEST_P( MbLivenessTest, SmallRequestsGoOnBesideALargeOneThatWaitsInVain ) {
-    useHeap( 4 );
-    Guard held( std::in_place, makeLoaded() );
-    TestThread large( [&] { const MbBufferRdGuardImp lock( makePlain( 4 * SIZE ) ); } );
-    // They lose a second after 16, then after 32.
-    waitUntilAlone( large );
-    TestThread( [&] {
-        for( unsigned i = 0; i < 6 * MbAskers::MAX_OVERTAKEN; ++i ) {
-            makeLoaded();
-        }
-    } ).join();
-    held.reset();
-    large.join();
-}
-
-TEST_P( MbLivenessTest, AReplayedPrefetchDoesNotWaitForALargeRequestEither ) {
-    useHeap( 4 );
-    Guard held( std::in_place, makeLoaded() );
-    const MbBuffer hinted = make( MbStateMachine::STRICT, MbStateMachine::UNTRACED, SIZE );
-    send( "prefetch" );
-    TestThread large( [&] { const MbBufferRdGuardImp lock( makePlain( 4 * SIZE ) ); } );
-    waitUntilAlone( large );
-    inside( "asyncLoadFailed", [&] { send( "prefetch" ); } );
-    recorder.take();
-    send( "asyncOpFailed" );
-    EXPECT_EQ( recorder.take(), "asyncLoadFailed" );
-    held.reset();
-    large.join();
-}
-
-TEST_P( MbLivenessTest, EachReturnServesSomebodyWhoeverComesAndGoes ) {
-    // Threads hold nothing while they ask, so that each is served; the sizes differ, and some
-    // give up their buffers, some leave them to be evicted.
-    useHeap( 4 );
-    const long nbTurns = scaledCount( 4000 );
-    TestThreads( 8, [this, nbTurns]( unsigned int id ) {
-        std::mt19937_64 random( testSeed() + id );
-        std::vector<MbBuffer> own;
-        for( const int size : { SIZE / 2, SIZE, 2 * SIZE, 4 * SIZE } ) {
-            own.push_back( makePlain( size ) );
-        }
-        for( long turn = 0; turn < nbTurns; ++turn ) {
-            MbBuffer& chosen = own[random() % own.size()];
-            { const MbBufferWrGuardImp lock( chosen ); }
-            if( random() % 4 == 0 ) {
-                chosen.free();
-            }
-        }
-    } ).join();
-    EXPECT_EQ( manager->getFreeSpace(), 4 * NEEDED );
 }
 
 /// Takes what goes to standard error.
